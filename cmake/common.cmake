@@ -1,0 +1,21 @@
+# SPDX-License-Identifier: MIT
+
+find_package(Threads REQUIRED)
+
+# Flags of everything that is ours.
+add_library(ds3000_common INTERFACE)
+target_compile_options(ds3000_common INTERFACE
+  -Wall -Wextra -Wconversion -Wshadow -Werror
+  -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}/=)
+target_include_directories(ds3000_common INTERFACE ${PROJECT_SOURCE_DIR})
+# POSIX functions under strict -std=c++20 and -std=c11.
+target_compile_definitions(ds3000_common INTERFACE _DEFAULT_SOURCE)
+target_link_libraries(ds3000_common INTERFACE Threads::Threads)
+
+# Calls that a sanitizer build redirects to the time seam.
+add_library(ds3000_time_calls INTERFACE)
+if(DS3000_WRAPPED_TIME)
+  foreach(function usleep clock_gettime pthread_create pthread_join)
+    target_link_options(ds3000_time_calls INTERFACE -Wl,--wrap=${function})
+  endforeach()
+endif()

@@ -1,0 +1,51 @@
+/* SPDX-License-Identifier: MIT */
+#ifndef DS3000_DEMOD_CONNECT_H
+#define DS3000_DEMOD_CONNECT_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Putting the front end on one transponder. Transfer results are ignored unless a status is named.
+ * All for the worker thread, or for a host call while that thread is parked. */
+
+/* Connect: tune the tuner (or send the Unicable channel change), program the demodulator for the
+ * standard and the symbol rate, tell it where to expect the carrier and let it acquire. Does not
+ * wait for lock: ds3000_poll_lock reports it.
+ * Below 5000 ksym/s without Unicable the tuner is placed 3000 kHz above the carrier, so that the
+ * narrow carrier keeps clear of the tuner's DC notch.
+ * frequency_mhz: IF, 950..2150 MHz. symbol_rate_ksps: 1000..45000 ksym/s.
+ * standard_code: enum ds3000_standard; STANDARD_AUTO begins with DVB-S and leaves the choice to
+ * the lock poll; a code that is none of these is stored and programmed as DVB-S.
+ * Returns 0; -11 when the tuner is not bound (nothing is changed); -6 for an unknown chip (the
+ * context is changed, no register is). */
+int32_t ds3000_connect(uint32_t frequency_mhz, int32_t symbol_rate_ksps, uint32_t standard_code);
+
+/* Program the demodulator for a standard and a symbol rate, as a connect does. The micro-controller
+ * must be held.
+ * standard: STANDARD_DVBS2, or anything else for DVB-S.
+ * Returns 0; -8 when the register table failed, with the programming after it done all the same;
+ * -6 for an unknown chip (only register 0x08 was written). */
+int32_t ds3000_program_standard(int32_t symbol_rate_ksps, uint32_t standard);
+
+/* As ds3000_program_standard, with the wider search that the blind scan's verification needs.
+ * Returns the same; for an unknown chip nothing is written. */
+int32_t ds3000_program_standard_scan(int32_t symbol_rate_ksps, uint32_t standard);
+
+/* Write bit 1 of register 0x4D from ds3000_context.spectrum_inverted and bit 4 of register 0x30
+ * from reg30_bit4_enable: DS3002B and DS3103 only. Returns 0. */
+int32_t ds3000_apply_board_options(void);
+
+/* Pulse the demodulator's global reset: register 0x07 = 0x80, then 0x00. Returns 0. */
+int32_t ds3000_soft_reset(void);
+
+/* Clear bit 0 of register 0x56 when mode is 1, set it otherwise. Returns 0. */
+int32_t ds3000_set_reg56_bit0(uint32_t mode);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+
+namespace ds3000 {
+
+// Whether the demodulator has lock in the standard in force: DVB-S2 from 0x0D; DVB-S from 0xD1 and,
+// when that says so, 0x0D. Reads go through the calling operation's working byte.
+bool has_lock(std::uint8_t &byte);
+
+// Poll 0xB3 until the micro-controller's search has begun: up to 11 reads, 10000 us apart.
+bool wait_for_search(std::uint8_t &byte);
+
+}  // namespace ds3000

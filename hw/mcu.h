@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+
+namespace ds3000 {
+
+// The demodulator's micro-controller and core while registers are being programmed. The three
+// belong together: what hold_mcu holds, release_mcu lets run, and release_held_mcu clears a hold
+// that an earlier operation left behind.
+
+// Whether the chip is one of the two newer variants, which share their programming.
+bool is_ds310x();
+
+// Hold: 0xB2 = 0x01; on DS3002B and DS3103 also the core, 0x00 = 0x01.
+void hold_mcu();
+
+// Release: on DS3002B and DS3103 the core, 0x00 = 0x00; then 0xB2 = 0x00.
+void release_mcu();
+
+// Read 0xB2 through the calling operation's working byte; when it is exactly 1, let the core
+// (DS300X: 0x05 = 0x00, others: 0x00 = 0x00) and the micro-controller run.
+void release_held_mcu(std::uint8_t &byte);
+
+}  // namespace ds3000

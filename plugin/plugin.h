@@ -1,0 +1,111 @@
+/* SPDX-License-Identifier: MIT */
+#ifndef DS3000_PLUGIN_PLUGIN_H
+#define DS3000_PLUGIN_PLUGIN_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The plug-in as a host sees it: one export returns the descriptor, the descriptor creates Tuners,
+ * and each Tuner carries its operations. Order of a life: create, init, any number of tune,
+ * get_lock and get_signal, finalize, free. finalize and init may alternate.
+ * The words of the descriptor and of a Tuner are as wide as a pointer. */
+
+struct ds3000_driver;
+
+/* A tune request: words of 32 bits on every target. Only the named ones are read. */
+struct tune_request {
+    uint32_t reserved_0[1];
+    uint32_t frequency;   /* word 1: downlink frequency, kHz */
+    uint32_t symbol_rate; /* word 2: sym/s */
+    uint32_t reserved_3[10];
+    uint32_t polarisation;    /* word 13: 1 selects 13 V, anything else 18 V */
+    uint32_t delivery_system; /* word 14: 5 DVB-S, 6 DVB-S2 */
+    uint32_t reserved_15[1];
+    uint32_t switch_pos;   /* word 16: committed-switch port 1..4, 0 none; the low byte counts */
+    uint32_t voltage_mode; /* word 17: 0 by polarisation, 2 18 V, anything else 13 V */
+    uint32_t tone_mode;    /* word 18: 1 on, 2 off, anything else by band; needs lof_switch */
+    uint32_t reserved_19[4];
+    uint32_t lof_low;    /* word 23: low local oscillator, kHz */
+    uint32_t lof_high;   /* word 24: high local oscillator, kHz; 0 for a single-oscillator LNB */
+    uint32_t lof_switch; /* word 25: band switch frequency, kHz; 0 none */
+};
+
+/* One reception path. The results are 1 for success and 0 for failure unless stated. */
+struct Tuner {
+    /* Open the bus and bring the hardware up, or wake it when it was up before; start the worker
+     * thread, parked. Takes about 0.5 s at 400 kHz the first time. finalize must precede another
+     * init of the same Tuner. 0: no bus, or no known chip. */
+    uint32_t (*init)(struct Tuner *tuner);
+
+    /* Set up a channel. 1: set up, lock not yet known. 0: refused, or the connect failed. For a
+     * request that changes nothing: the lock status, with no access to the hardware.
+     * Waits until the worker thread has finished the poll under way. */
+    uint32_t (*tune)(struct Tuner *tuner, const struct tune_request *request);
+
+    /* Always null. */
+    uintptr_t unused;
+
+    /* Write the last signal quality (dB) and strength (percent) to out[0] and out[1]. Returns 0.
+     * Any thread. */
+    uint32_t (*get_signal)(struct Tuner *tuner, uint8_t *out);
+
+    /* Return 1 while the channel is locked, else 0. Any thread. */
+    uint32_t (*get_lock)(struct Tuner *tuner);
+
+    /* End the worker thread, put the chips to sleep, switch the LNB supply off. Returns 1. */
+    uint32_t (*finalize)(struct Tuner *tuner);
+
+    /* Release the Tuner and close the bus. Does not end the worker thread: finalize does. */
+    void (*free)(struct Tuner *tuner);
+
+    uintptr_t host_arg;           /* what the host passed to create, never read here */
+    struct ds3000_driver *driver; /* the Tuner's state */
+};
+
+/* What dvb_ts_tuner_get_metadata_ds3000_and_ts2022 returns; read-only. */
+struct dvb_ts_tuner_metadata {
+    uintptr_t descriptor_version;              /* 1 */
+    uint32_t (*accepts_kind_a)(uint32_t kind); /* 1 for kind 2, else 0 */
+    uint32_t (*accepts_kind_b)(uint32_t kind); /* 1 for kind 2, else 0 */
+    uintptr_t null_4;
+
+    /* Create a Tuner; touches no hardware. Null when memory is exhausted. */
+    struct Tuner *(*create)(uintptr_t host_arg);
+
+    const uint32_t *(*get_list_a)(void); /* ends with 0xFFFFFFFF, which is all there is */
+    uintptr_t null_7;
+    uintptr_t any_id;                    /* 0xFFFFFFFF */
+    const uint32_t *(*get_list_b)(void); /* ends with 0xFFFFFFFF, which is all there is */
+    uintptr_t null_10;
+    uintptr_t null_11;
+};
+
+/* Return the descriptor. The library's one export. */
+#ifdef __GNUC__
+__attribute__((visibility("default")))
+#endif
+const struct dvb_ts_tuner_metadata *
+dvb_ts_tuner_get_metadata_ds3000_and_ts2022(void);
+
+#ifdef __cplusplus
+}
+
+static_assert(sizeof(tune_request) == 26 * sizeof(uint32_t), "tune request: 26 words");
+static_assert(offsetof(tune_request, frequency) == 1 * sizeof(uint32_t));
+static_assert(offsetof(tune_request, polarisation) == 13 * sizeof(uint32_t));
+static_assert(offsetof(tune_request, switch_pos) == 16 * sizeof(uint32_t));
+static_assert(offsetof(tune_request, lof_low) == 23 * sizeof(uint32_t));
+static_assert(offsetof(tune_request, lof_switch) == 25 * sizeof(uint32_t));
+static_assert(sizeof(Tuner) == 9 * sizeof(uintptr_t), "Tuner: nine words");
+static_assert(offsetof(Tuner, unused) == 2 * sizeof(uintptr_t));
+static_assert(offsetof(Tuner, driver) == 8 * sizeof(uintptr_t));
+static_assert(sizeof(dvb_ts_tuner_metadata) == 11 * sizeof(uintptr_t), "descriptor: eleven words");
+static_assert(offsetof(dvb_ts_tuner_metadata, create) == 4 * sizeof(uintptr_t));
+static_assert(offsetof(dvb_ts_tuner_metadata, any_id) == 7 * sizeof(uintptr_t));
+#endif
+
+#endif
