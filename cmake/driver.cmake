@@ -79,6 +79,11 @@ target_link_libraries(ds3000_plugin PRIVATE ds3000 ds3000_time_calls)
 target_link_options(ds3000_plugin PRIVATE
   -static-libgcc -Wl,--as-needed -Wl,--gc-sections -Wl,--exclude-libs,ALL
   -Wl,-z,relro,-z,now,-z,noexecstack)
+if(DS3000_WRAPPED_TIME)
+  # libgcc has a __wrap_pthread_create of its own, for split stacks; the plug-in needs nothing of it.
+  target_link_options(ds3000_plugin PRIVATE -nodefaultlibs)
+  target_link_libraries(ds3000_plugin PRIVATE c)
+endif()
 set_target_properties(ds3000_plugin PROPERTIES
   PREFIX "" OUTPUT_NAME dvb_ts_tuner_ds3000_and_ts2022)
 

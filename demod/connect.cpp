@@ -7,6 +7,7 @@
 #include "demod/connect_tables.h"
 #include "demod/ds3000_context.h"
 #include "demod/ds3000_regs.h"
+#include "demod/low_rate.h"
 #include "demod/ts_output.h"
 #include "diseqc/unicable.h"
 #include "hw/bits.h"
@@ -21,16 +22,14 @@ using ds3000::demod_clear_bits;
 using ds3000::demod_put_bits;
 using ds3000::demod_set_bits;
 using ds3000::is_ds310x;
+using ds3000::low_rate_ksps;
+using ds3000::low_rate_shift_khz;
 using ds3000::register_table;
 using ds3000::table_use;
 using ds3000::wrap_add;
 using ds3000::wrap_subtract;
 
 namespace {
-
-// Below this rate the tuner is placed beside the carrier.
-constexpr std::int32_t low_rate_ksps = 5000;
-constexpr std::int32_t low_rate_shift_khz = 3000;
 
 bool is_known_chip() { return ds3000_context.chip_type == CHIP_DS300X || is_ds310x(); }
 
@@ -98,14 +97,6 @@ void put_board_options_where_present(programming &p) {
     if (is_ds310x()) {
         put_board_options(p.byte);
     }
-}
-
-// Loop settings of a narrow DVB-S2 carrier.
-void program_low_rate_dvbs2() {
-    demod_write(reg::reg_c0, 0x04);
-    demod_write(reg::reg_8a, 0x09);
-    demod_write(reg::reg_8b, 0x22);
-    demod_write(reg::reg_8c, 0x88);
 }
 
 void mirror_ts_mode() {
@@ -204,6 +195,13 @@ void arm_acquisition(std::int32_t symbol_rate_ksps, std::uint32_t standard_code)
 
 }  // namespace
 
+void ds3000::program_low_rate_dvbs2() {
+    demod_write(reg::reg_c0, 0x04);
+    demod_write(reg::reg_8a, 0x09);
+    demod_write(reg::reg_8b, 0x22);
+    demod_write(reg::reg_8c, 0x88);
+}
+
 int32_t ds3000_connect(uint32_t frequency_mhz, int32_t symbol_rate_ksps, uint32_t standard_code) {
     if (ds3000_context.tuner_ops.tuner_set_frequency == nullptr ||
         ds3000_context.tuner_ops.tuner_get_offset == nullptr) {
@@ -236,7 +234,7 @@ int32_t ds3000_program_standard(int32_t symbol_rate_ksps, uint32_t standard) {
     const std::int32_t status = demod_write_table(table.pairs, table.count);
     put_board_options_where_present(p);
     if (p.dvbs2() && symbol_rate_ksps <= low_rate_ksps) {
-        program_low_rate_dvbs2();
+        ds3000::program_low_rate_dvbs2();
     }
     program_ts_clock(p);
     mirror_ts_mode();

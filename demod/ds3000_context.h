@@ -118,10 +118,30 @@ struct ds3000_context {
     uint8_t strength_ring[16] DS3000_LOAD_VALUE({}); /* the last sixteen readings, percent */
     uint8_t strength_index DS3000_LOAD_VALUE(0);     /* where the next reading goes, 0..15 */
 
-    /* Blind scan. */
+    /* User-band detection. */
+    uint16_t ub_count DS3000_LOAD_VALUE(0); /* valid bands of the last search */
+
+    /* Blind scan: notification and cancel. */
     void (*scan_callback)(uint32_t event, void *argument)
         DS3000_LOAD_VALUE(ds3000_ignore_scan_event); /* never null */
     uint8_t scan_cancel DS3000_LOAD_VALUE(0);        /* nonzero: cancel; any thread → scan */
+
+    /* Blind scan: candidates; the scanning thread only. */
+    uint32_t scan_passes DS3000_LOAD_VALUE(0);         /* passes of the running scan */
+    uint16_t scan_count DS3000_LOAD_VALUE(0);          /* candidates, refused ones included */
+    uint16_t scan_locked_count DS3000_LOAD_VALUE(0);   /* candidates verified as locked */
+    uint16_t scan_cursor DS3000_LOAD_VALUE(0);         /* entry that the next peak meets first */
+    uint8_t scan_cursor_at_end DS3000_LOAD_VALUE(0);   /* 1: this step's peaks ran past the list */
+    uint32_t scan_last_match_khz DS3000_LOAD_VALUE(0); /* frequency of the entry met last */
+
+    /* Blind scan: spectrum search; the scanning thread only. */
+    uint32_t scan_center_khz DS3000_LOAD_VALUE(0);     /* tuner frequency of this step, kHz */
+    uint32_t scan_ref_captured DS3000_LOAD_VALUE(0);   /* 1: this step has its reference peak */
+    uint32_t scan_ref_from_lock DS3000_LOAD_VALUE(0);  /* 1: a verified lock set the reference */
+    uint32_t scan_ref_freq_khz DS3000_LOAD_VALUE(0);   /* reference peak's centre, kHz */
+    uint32_t scan_ref_width_ksps DS3000_LOAD_VALUE(0); /* reference peak's width, ksym/s */
+    uint32_t scan_window_bins DS3000_LOAD_VALUE(0);    /* analysis window, bins of 187.5 kHz */
+    uint32_t scan_span_khz DS3000_LOAD_VALUE(60000);   /* span analysed around the tuner, kHz */
 };
 
 extern struct ds3000_context ds3000_context;

@@ -64,6 +64,8 @@ inline constexpr std::uint8_t spectrum_invert = 0x02;
 inline constexpr address reg_56 = 0x56;
 inline constexpr address carrier_amplitude = 0x59;  // read, signed: 3 and more is a good carrier
 inline constexpr address carrier_amplitude_low = 0x5A;  // read
+inline constexpr address cci_frequency_high = 0x5B;     // read: a narrow carrier's place
+inline constexpr address cci_frequency_low = 0x5C;      // read
 
 // Carrier and symbol rate.
 inline constexpr address carrier_select = 0x5D;  // bits 2..0: what 0x5E and 0x5F read as
@@ -96,6 +98,18 @@ inline constexpr address reg_c3 = 0xC3;
 inline constexpr address reg_c4 = 0xC4;
 inline constexpr address reg_c7 = 0xC7;
 inline constexpr address reg_c8 = 0xC8;
+inline constexpr address reg_c9 = 0xC9;
+
+// Spectrum engine.
+inline constexpr address search_status = 0x0D;  // read: bit 0, the engine is ready
+inline constexpr address search_window = 0x91;  // bits 6..5: analysis window
+inline constexpr address search_control = 0x9A;
+inline constexpr std::uint8_t search_start = 0x80;     // write; read: the search runs
+inline constexpr std::uint8_t search_next = 0x20;      // write: the next peak's result
+inline constexpr std::uint8_t search_peaks = 0x1F;     // read: number of peaks
+inline constexpr address search_result = 0x9B;         // read four times: a peak's offset and width
+inline constexpr address search_occupied_high = 0x95;  // read: bits 7..6 of the occupied span
+inline constexpr address search_occupied_low = 0x96;   // read
 
 // Quality.
 inline constexpr address s2_noise_low = 0x8C;              // DVB-S2, read: bits 5..0

@@ -38,7 +38,14 @@ constexpr std::int32_t wrap_multiply(std::int32_t a, std::int32_t b) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) * static_cast<std::uint32_t>(b));
 }
 
+// |a - b| of the wrapped difference.
+constexpr std::uint32_t wrap_distance(std::uint32_t a, std::uint32_t b) {
+    const std::uint32_t difference = a - b;
+    return static_cast<std::int32_t>(difference) < 0 ? 0U - difference : difference;
+}
+
 static_assert(wrap_multiply(22370, 96000) == -2147447296);
+static_assert(wrap_distance(3800000, 5150000) == 1350000);
 static_assert(signed_word(0xFF, 0xFE) == -2);
 static_assert(field_get(0xB5, 5, 3) == 6);
 

@@ -64,12 +64,6 @@ std::uint32_t selects_18v(const tune_request &request) {
     return high ? 1 : 0;
 }
 
-// Absolute value of the difference, taken as signed 32-bit: an oscillator may lie on either side.
-std::uint32_t distance_khz(std::uint32_t frequency_khz, std::uint32_t oscillator_khz) {
-    const std::uint32_t difference = frequency_khz - oscillator_khz;
-    return static_cast<std::int32_t>(difference) < 0 ? 0U - difference : difference;
-}
-
 std::uint8_t tone_of(std::uint32_t tone_mode, std::uint8_t band) {
     if (tone_mode == tone_mode_on) {
         return 1;
@@ -77,18 +71,19 @@ std::uint8_t tone_of(std::uint32_t tone_mode, std::uint8_t band) {
     return tone_mode == tone_mode_off ? 0 : band;
 }
 
-// One oscillator; two chosen by polarisation; or two chosen by a switch frequency, the only kind
+// An oscillator may lie on either side of the transponder. One oscillator; two chosen by polarisation; or two chosen by a switch frequency, the only kind
 // for which the request's tone mode counts.
 intermediate intermediate_of(const tune_request &request) {
     if (request.lof_high == 0) {
-        return {distance_khz(request.frequency, request.lof_low), 0};
+        return {ds3000::wrap_distance(request.frequency, request.lof_low), 0};
     }
     if (request.lof_switch == 0) {
         const bool low = request.polarisation == polarisation_13v;
-        return {distance_khz(request.frequency, low ? request.lof_low : request.lof_high), 0};
+        return {ds3000::wrap_distance(request.frequency, low ? request.lof_low : request.lof_high),
+                0};
     }
     const bool low = request.frequency < request.lof_switch;
-    return {distance_khz(request.frequency, low ? request.lof_low : request.lof_high),
+    return {ds3000::wrap_distance(request.frequency, low ? request.lof_low : request.lof_high),
             tone_of(request.tone_mode, low ? 0 : 1)};
 }
 
