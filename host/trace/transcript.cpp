@@ -1,0 +1,352 @@
+// SPDX-License-Identifier: MIT
+#include "host/trace/transcript.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <charconv>
+#include <stdexcept>
+#include <utility>
+
+#include "hw/hdi.h"
+#include "hw/register_access.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::array<std::pair<unsigned, std::string_view>, 3> devices{{
+    {DEMOD_ADDRESS, "demod"},
+    {TUNER_ADDRESS, "tuner"},
+    {LNBH23_ADDRESS, "lnbh23"},
+}};
+
+constexpr std::string_view blanks = " \t\r";
+
+// The words of one line, taken from the left.
+class Words {
+ public:
+    explicit Words(std::string_view line) : rest_(line) { skip_blanks(); }
+
+    [[nodiscard]] bool empty() const { return rest_.empty(); }
+    [[nodiscard]] std::string_view rest() const { return rest_; }
+
+    [[nodiscard]] std::string_view peek() const {
+        return rest_.substr(0, rest_.find_first_of(" \t"));
+    }
+
+    std::string_view next(std::string_view what) {
+        if (empty()) {
+            throw std::invalid_argument(fmt::format("{} is missing", what));
+        }
+        const std::string_view word = peek();
+        rest_.remove_prefix(word.size());
+        skip_blanks();
+        return word;
+    }
+
+    bool accept(std::string_view word) {
+        if (peek() != word) {
+            return false;
+        }
+        next(word);
+        return true;
+    }
+
+    void expect(std::string_view word) {
+        if (!accept(word)) {
+            throw std::invalid_argument(fmt::format("'{}' is missing before '{}'", word, rest_));
+        }
+    }
+
+    void finish() const {
+        if (!empty()) {
+            throw std::invalid_argument(fmt::format("'{}' is too much", rest_));
+        }
+    }
+
+ private:
+    void skip_blanks() {
+        const auto begin = rest_.find_first_not_of(blanks);
+        rest_.remove_prefix(begin == std::string_view::npos ? rest_.size() : begin);
+        while (!rest_.empty() && blanks.find(rest_.back()) != std::string_view::npos) {
+            rest_.remove_suffix(1);
+        }
+    }
+
+    std::string_view rest_;
+};
+
+template <typename Number>
+Number parse_number(std::string_view text, int base, std::string_view what,
+                    Number limit = std::numeric_limits<Number>::max()) {
+    Number number{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
+    if (error != std::errc{} || end != text.data() + text.size() || number > limit) {
+        throw std::invalid_argument(fmt::format("'{}' is no {}", text, what));
+    }
+    return number;
+}
+
+std::uint8_t parse_byte(std::string_view text) {
+    if (text.size() != 2) {
+        throw std::invalid_argument(fmt::format("'{}' is no byte of two hexadecimal digits", text));
+    }
+    return parse_number<std::uint8_t>(text, 16, "byte of two hexadecimal digits");
+}
+
+unsigned parse_device(std::string_view name) {
+    for (const auto &[address, device] : devices) {
+        if (name == device) {
+            return address;
+        }
+    }
+    if (!name.starts_with("0x")) {
+        throw std::invalid_argument(fmt::format("'{}' is no device", name));
+    }
+    return parse_number<unsigned>(name.substr(2), 16, "8-bit device address", 0xFF);
+}
+
+std::vector<std::uint8_t> parse_bytes(Words &words) {
+    std::vector<std::uint8_t> bytes;
+    while (!words.empty() && words.peek() != "->" && words.peek() != "flags") {
+        bytes.push_back(parse_byte(words.next("byte")));
+    }
+    return bytes;
+}
+
+unsigned parse_flags(Words &words) {
+    return words.accept("flags") ? parse_number<unsigned>(words.next("flags"), 10, "flags value")
+                                 : unsigned{HDI_COMPLETE};
+}
+
+void parse_write(Words &words, Event &event) {
+    event.address = parse_device(words.next("device"));
+    event.data = parse_bytes(words);
+    event.flags = parse_flags(words);
+    if (words.accept("->")) {
+        words.expect("nack");
+        event.outcome = Outcome::nack;
+    }
+}
+
+void parse_read(Words &words, Event &event) {
+    event.address = parse_device(words.next("device"));
+    event.data = {parse_byte(words.next("register"))};
+    words.expect("->");
+    if (!words.accept("nack")) {
+        event.value = parse_byte(words.next("value"));
+    } else {
+        event.outcome = words.accept("address") ? Outcome::nack_address : Outcome::nack;
+    }
+}
+
+void parse_fetch(Words &words, Event &event) {
+    event.address = parse_device(words.next("device"));
+    event.length = parse_number<unsigned>(words.next("length"), 10, "length");
+    event.flags = parse_flags(words);
+    words.expect("->");
+    if (words.accept("nack")) {
+        event.outcome = Outcome::nack;
+        return;
+    }
+    event.data = parse_bytes(words);
+    if (event.data.size() != event.length) {
+        throw std::invalid_argument(
+            fmt::format("{} bytes were asked for, {} are here", event.length, event.data.size()));
+    }
+}
+
+void parse_bus(Words &words, Event &event) {
+    if (words.accept("close")) {
+        event.kind = EventKind::bus_close;
+        return;
+    }
+    words.expect("open");
+    words.expect("->");
+    event.kind = EventKind::bus_open;
+    if (!words.accept("ok")) {
+        words.expect("fail");
+        event.outcome = Outcome::nack;
+    }
+}
+
+void parse_check(Words &words, Event &event) {
+    event.address = parse_device(words.next("device"));
+    words.expect("->");
+    event.value = parse_number<std::uint8_t>(words.next("answer"), 10, "answer (0 or 1)", 1);
+}
+
+void parse_gpio(Words &words, Event &event) {
+    event.line = parse_number<unsigned>(words.next("line"), 10, "GPIO line");
+    event.value = parse_number<std::uint8_t>(words.next("level"), 10, "level (0 or 1)", 1);
+}
+
+// "[12.345678 main]" in front of an event.
+void parse_front(std::string_view front, Event &event) {
+    Words words(front);
+    if (!words.empty() && words.peek().find('.') != std::string_view::npos) {
+        const std::string_view time = words.next("time");
+        const auto point = time.find('.');
+        const auto seconds = parse_number<std::uint64_t>(time.substr(0, point), 10, "time");
+        const std::string_view fraction = time.substr(point + 1);
+        if (fraction.size() != 6) {
+            throw std::invalid_argument(fmt::format("'{}' has not six decimals", time));
+        }
+        event.time_us = seconds * 1'000'000U + parse_number<std::uint64_t>(fraction, 10, "time");
+    }
+    if (!words.empty()) {
+        event.thread = words.next("thread");
+    }
+    words.finish();
+}
+
+std::string format_bytes(const std::vector<std::uint8_t> &bytes) {
+    std::string text;
+    for (const std::uint8_t byte : bytes) {
+        text += fmt::format(" {:02X}", byte);
+    }
+    return text;
+}
+
+std::string format_flags(unsigned flags) {
+    return flags == HDI_COMPLETE ? "" : fmt::format(" flags {}", flags);
+}
+
+std::string format_read(const Event &event) {
+    const std::string front =
+        fmt::format("read {} {:02X} ->", device_name(event.address), event.data.at(0));
+    switch (event.outcome) {
+        case Outcome::nack:
+            return front + " nack";
+        case Outcome::nack_address:
+            return front + " nack address";
+        default:
+            return fmt::format("{} {:02X}", front, event.value);
+    }
+}
+
+std::string format_body(const Event &event) {
+    const bool failed = event.outcome != Outcome::ok;
+    switch (event.kind) {
+        case EventKind::bus_open:
+            return failed ? "bus open -> fail" : "bus open -> ok";
+        case EventKind::bus_close:
+            return "bus close";
+        case EventKind::check:
+            return fmt::format("check {} -> {}", device_name(event.address), event.value);
+        case EventKind::write:
+            return fmt::format("write {}{}{}{}", device_name(event.address),
+                               format_bytes(event.data), format_flags(event.flags),
+                               failed ? " -> nack" : "");
+        case EventKind::read:
+            return format_read(event);
+        case EventKind::fetch:
+            return fmt::format("fetch {} {}{} ->{}", device_name(event.address), event.length,
+                               format_flags(event.flags),
+                               failed ? " nack" : format_bytes(event.data));
+        case EventKind::gpio:
+            return fmt::format("gpio {} {}", event.line, event.value);
+        case EventKind::wait:
+            return fmt::format("wait {}", event.wait_us);
+        case EventKind::log:
+            return "log " + event.text;
+    }
+    return {};
+}
+
+Event parse_body(Words words) {
+    Event event;
+    const std::string_view verb = words.next("event");
+    if (verb == "log") {
+        event.kind = EventKind::log;
+        event.text = words.rest();
+        return event;
+    }
+    if (verb == "write") {
+        event.kind = EventKind::write;
+        parse_write(words, event);
+    } else if (verb == "read") {
+        event.kind = EventKind::read;
+        parse_read(words, event);
+    } else if (verb == "fetch") {
+        event.kind = EventKind::fetch;
+        parse_fetch(words, event);
+    } else if (verb == "wait") {
+        event.kind = EventKind::wait;
+        event.wait_us = parse_number<std::uint32_t>(words.next("duration"), 10, "duration");
+    } else if (verb == "gpio") {
+        event.kind = EventKind::gpio;
+        parse_gpio(words, event);
+    } else if (verb == "check") {
+        event.kind = EventKind::check;
+        parse_check(words, event);
+    } else if (verb == "bus") {
+        parse_bus(words, event);
+    } else {
+        throw std::invalid_argument(fmt::format("'{}' is no event", verb));
+    }
+    words.finish();
+    return event;
+}
+
+}  // namespace
+
+std::string device_name(unsigned address) {
+    for (const auto &[known, name] : devices) {
+        if (address == known) {
+            return std::string(name);
+        }
+    }
+    return fmt::format("0x{:02X}", address);
+}
+
+std::string format_event(const Event &event) {
+    std::string front;
+    if (event.time_us) {
+        front = fmt::format("{}.{:06}", *event.time_us / 1'000'000U, *event.time_us % 1'000'000U);
+    }
+    if (!event.thread.empty()) {
+        front += (front.empty() ? "" : " ") + event.thread;
+    }
+    return (front.empty() ? "" : "[" + front + "] ") + format_body(event);
+}
+
+std::optional<Event> parse_event(std::string_view line) {
+    const Words whole(line);
+    std::string_view body = whole.rest();
+    if (body.empty() || body.front() == '#') {
+        return std::nullopt;
+    }
+    Event front;
+    if (body.front() == '[') {
+        const auto close = body.find(']');
+        if (close == std::string_view::npos) {
+            throw std::invalid_argument("']' is missing");
+        }
+        parse_front(body.substr(1, close - 1), front);
+        body.remove_prefix(close + 1);
+    }
+    Event event = parse_body(Words(body));
+    event.time_us = front.time_us;
+    event.thread = front.thread;
+    return event;
+}
+
+std::vector<Event> parse_transcript(std::string_view text, std::string_view name) {
+    std::vector<Event> events;
+    for (std::size_t number = 1; !text.empty(); ++number) {
+        const auto end = text.find('\n');
+        try {
+            if (auto event = parse_event(text.substr(0, end)); event) {
+                events.push_back(std::move(*event));
+            }
+        } catch (const std::invalid_argument &problem) {
+            throw std::invalid_argument(fmt::format("{}:{}: {}", name, number, problem.what()));
+        }
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    }
+    return events;
+}
+
+}  // namespace host

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace host {
+
+// The one text format of traces, goldens and expected transcripts: a line an event.
+//
+//   bus open -> ok              bus open -> fail            bus close
+//   check lnbh23 -> 1
+//   write demod 07 80           write demod 07 80 -> nack
+//   read tuner 15 -> 40         read tuner 15 -> nack       (the read phase failed)
+//   read tuner 15 -> nack address                           (the register phase failed)
+//   gpio 6 1
+//   wait 5000                   (microseconds)
+//   log Tuner::init()
+//
+// A "read" is the register's number written with the transfer left open and one byte read with a
+// repeated start. Transfers of another shape keep their parts and flags:
+//   write demod 0D 8F flags 1   fetch demod 2 -> AA BB      fetch demod 1 flags 1 -> nack
+// Devices: demod, tuner, lnbh23, or the 8-bit address as 0xA0. Bytes and registers are hexadecimal.
+// In front of an event there may be its time in seconds and its thread: [12.345678 main].
+// '#' starts a comment line; empty lines and white space around a line mean nothing.
+
+enum class EventKind { bus_open, bus_close, check, write, read, fetch, gpio, wait, log };
+enum class Outcome { ok, nack, nack_address };
+
+struct Event {
+    EventKind kind = EventKind::wait;
+    unsigned address = 0;            // 8-bit device address: check, write, read, fetch
+    std::vector<std::uint8_t> data{};  // write: bytes sent; read: register; fetch: bytes received
+    std::uint8_t value = 0;          // read: the byte read; check, gpio: 0 or 1
+    unsigned flags = 3;              // write, fetch
+    unsigned length = 0;             // fetch: bytes asked for
+    unsigned line = 0;               // gpio
+    std::uint32_t wait_us = 0;       // wait
+    Outcome outcome = Outcome::ok;   // bus_open, write, read, fetch
+    std::string text{};              // log
+
+    std::optional<std::uint64_t> time_us{};  // since the recording's start
+    std::string thread{};                    // empty when not recorded
+
+    bool operator==(const Event &other) const = default;
+};
+
+// The event's line; with its time and thread when it has them.
+std::string format_event(const Event &event);
+
+// The event of a line, or nothing for an empty line or a comment.
+// Throws std::invalid_argument saying what is wrong with the line.
+std::optional<Event> parse_event(std::string_view line);
+
+// All events of a text. Throws std::invalid_argument with `name` and the line's number in front.
+std::vector<Event> parse_transcript(std::string_view text, std::string_view name = "transcript");
+
+// The device's name in a transcript: demod, tuner, lnbh23, 0xA0.
+std::string device_name(unsigned address);
+
+}  // namespace host

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <pthread.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace sim {
+
+// The virtual clock: a deterministic schedule of the process's threads.
+//
+// One registered thread runs at a time. A sleep or a join gives up the turn; the next turn goes to
+// the thread that wakes earliest, ties in the order they went to sleep, and time jumps to that
+// moment. A run is therefore exactly repeatable whatever the machine does.
+//
+// While a VirtualClock exists, usleep, clock_gettime(CLOCK_MONOTONIC), pthread_create and
+// pthread_join of this process are its own; without one they are the system's. The thread that
+// makes the clock is its first registered thread, threads made by pthread_create follow. At most
+// one clock exists at a time. Destroy it after every thread it registered has been joined.
+class VirtualClock {
+ public:
+    VirtualClock();
+    VirtualClock(const VirtualClock &) = delete;
+    VirtualClock &operator=(const VirtualClock &) = delete;
+    ~VirtualClock();
+
+    // Nanoseconds since the clock was made.
+    [[nodiscard]] std::uint64_t now_ns() const;
+
+    // Let time pass for the running thread without giving up its turn: a bus transfer.
+    void spend_ns(std::uint64_t duration_ns);
+
+    // Give up the turn for a duration.
+    void sleep_ns(std::uint64_t duration_ns);
+
+    // Name of the calling thread: "main", then "thread1", "thread2" in order of creation.
+    [[nodiscard]] std::string thread_name() const;
+
+    // Slow the clock to wall time: every jump in time takes as long on the wall.
+    void follow_wall_time(bool follow);
+
+    // What pthread_create and pthread_join come down to while the clock is in force.
+    int create_thread(pthread_t *thread, const pthread_attr_t *attributes, void *(*start)(void *),
+                      void *argument);
+    int join_thread(pthread_t thread, void **result);
+
+    // The clock in force, or null.
+    static VirtualClock *current();
+
+    class Schedule;
+
+ private:
+    std::unique_ptr<Schedule> schedule_;
+};
+
+// Wall time in nanoseconds from the system itself, whatever clock is in force.
+std::uint64_t wall_now_ns();
+
+}  // namespace sim

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+
+// What a receiver's host process lends the driver, forwarded to the process's board.
+
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+
+#include "hw/hdi.h"
+#include "sim/board.h"
+
+namespace sim {
+
+namespace {
+
+Board *board_in_use = nullptr;
+
+}  // namespace
+
+void set_board(Board *board) { board_in_use = board; }
+Board *current_board() { return board_in_use; }
+
+}  // namespace sim
+
+using sim::board_in_use;
+
+void *hdi_create_i2c_bus(void) {
+    return board_in_use == nullptr ? nullptr : board_in_use->open_bus();
+}
+
+void hdi_destroy_i2c_bus(void *bus) {
+    if (board_in_use != nullptr) {
+        board_in_use->close_bus(bus);
+    }
+}
+
+int hdi_Check_i2c_address(void *bus, unsigned address) {
+    return board_in_use != nullptr && board_in_use->check_address(bus, address) ? 1 : 0;
+}
+
+int hdi_Write_i2c_port(void *bus, unsigned address, const uint8_t *data, unsigned length,
+                       unsigned flags) {
+    return board_in_use != nullptr && board_in_use->write(bus, address, {data, length}, flags) ? 1
+                                                                                               : 0;
+}
+
+int hdi_Read_i2c_port(void *bus, unsigned address, uint8_t *data, unsigned length, unsigned flags) {
+    return board_in_use != nullptr && board_in_use->read(bus, address, {data, length}, flags) ? 1
+                                                                                              : 0;
+}
+
+void hdi_set_gpio(void *bus, unsigned line, unsigned level) {
+    if (board_in_use != nullptr) {
+        board_in_use->set_gpio(bus, line, level);
+    }
+}
+
+int log_print(const char *format, ...) {
+    std::array<char, 256> text{};
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = std::vsnprintf(text.data(), text.size(), format, arguments);
+    va_end(arguments);
+    if (board_in_use != nullptr) {
+        board_in_use->log(text.data());
+    }
+    return length;
+}

@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: MIT
+
+// The process's time: usleep, clock_gettime, pthread_create and pthread_join, defined here so that
+// the driver's calls reach the virtual clock, or the system when no virtual clock is in force.
+// Two ways in: these definitions take the place of libc's in an executable that exports its symbols;
+// sanitizer builds keep their own interceptors in that place, so there the linker redirects the
+// driver's calls (--wrap), which gives them the prefix __wrap_.
+
+#include <dlfcn.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "sim/board.h"
+#include "sim/clock.h"
+#include "sim/system_time.h"
+
+#ifdef DS3000_WRAPPED_TIME
+#define SEAM(function) __wrap_##function
+#else
+#define SEAM(function) function
+#endif
+
+extern "C" {
+#ifdef DS3000_WRAPPED_TIME
+int __real_pthread_create(pthread_t *, const pthread_attr_t *, void *(*)(void *), void *);
+int __real_pthread_join(pthread_t, void **);
+#endif
+int SEAM(usleep)(useconds_t microseconds);
+int SEAM(clock_gettime)(clockid_t clock, timespec *time) noexcept;
+int SEAM(pthread_create)(pthread_t *thread, const pthread_attr_t *attributes,
+                         void *(*start)(void *), void *argument) noexcept;
+int SEAM(pthread_join)(pthread_t thread, void **result);
+}
+
+namespace sim {
+
+namespace {
+
+#ifndef DS3000_WRAPPED_TIME
+template <typename Function>
+Function *next_definition(const char *name) {
+    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+#endif
+
+}  // namespace
+
+int system_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
+                          void *(*start)(void *), void *argument) {
+#ifdef DS3000_WRAPPED_TIME
+    return __real_pthread_create(thread, attributes, start, argument);
+#else
+    static auto *const next =
+        next_definition<int(pthread_t *, const pthread_attr_t *, void *(*)(void *), void *)>(
+            "pthread_create");
+    return next(thread, attributes, start, argument);
+#endif
+}
+
+int system_pthread_join(pthread_t thread, void **result) {
+#ifdef DS3000_WRAPPED_TIME
+    return __real_pthread_join(thread, result);
+#else
+    static auto *const next = next_definition<int(pthread_t, void **)>("pthread_join");
+    return next(thread, result);
+#endif
+}
+
+int system_clock_gettime(clockid_t clock, timespec *time) {
+    return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
+}
+
+void system_sleep_ns(std::uint64_t duration_ns) {
+    const timespec duration{static_cast<time_t>(duration_ns / 1'000'000'000U),
+                            static_cast<long>(duration_ns % 1'000'000'000U)};
+    nanosleep(&duration, nullptr);
+}
+
+}  // namespace sim
+
+int SEAM(usleep)(useconds_t microseconds) {
+    if (sim::Board *board = sim::current_board(); board != nullptr) {
+        board->wait(microseconds);
+    }
+    const std::uint64_t duration_ns = std::uint64_t{microseconds} * 1000U;
+    if (sim::VirtualClock *clock = sim::VirtualClock::current(); clock != nullptr) {
+        clock->sleep_ns(duration_ns);
+    } else {
+        sim::system_sleep_ns(duration_ns);
+    }
+    return 0;
+}
+
+int SEAM(clock_gettime)(clockid_t clock, timespec *time) noexcept {
+    const sim::VirtualClock *virtual_clock = sim::VirtualClock::current();
+    if (virtual_clock == nullptr || clock != CLOCK_MONOTONIC) {
+        return sim::system_clock_gettime(clock, time);
+    }
+    const std::uint64_t now_ns = virtual_clock->now_ns();
+    time->tv_sec = static_cast<time_t>(now_ns / 1'000'000'000U);
+    time->tv_nsec = static_cast<long>(now_ns % 1'000'000'000U);
+    return 0;
+}
+
+int SEAM(pthread_create)(pthread_t *thread, const pthread_attr_t *attributes,
+                         void *(*start)(void *), void *argument) noexcept {
+    if (sim::VirtualClock *clock = sim::VirtualClock::current(); clock != nullptr) {
+        return clock->create_thread(thread, attributes, start, argument);
+    }
+    return sim::system_pthread_create(thread, attributes, start, argument);
+}
+
+int SEAM(pthread_join)(pthread_t thread, void **result) {
+    if (sim::VirtualClock *clock = sim::VirtualClock::current(); clock != nullptr) {
+        return clock->join_thread(thread, result);
+    }
+    return sim::system_pthread_join(thread, result);
+}

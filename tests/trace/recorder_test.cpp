@@ -1,0 +1,235 @@
+// SPDX-License-Identifier: MIT
+#include "host/trace/recorder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "sim/clock.h"
+
+namespace host {
+namespace {
+
+// A board that answers what the test says and keeps the calls that reach it.
+class AnsweringBoard : public sim::Board {
+ public:
+    void *open_bus() override {
+        calls.emplace_back("open");
+        return has_bus ? this : nullptr;
+    }
+    void close_bus(void *bus) override { call("close", bus); }
+    bool check_address(void *bus, unsigned address) override {
+        call("check " + std::to_string(address), bus);
+        return answer();
+    }
+    bool write(void *bus, unsigned address, std::span<const std::uint8_t> data,
+               unsigned flags) override {
+        call("write " + std::to_string(address) + " " + std::to_string(data.size()) + " flags " +
+                 std::to_string(flags),
+             bus);
+        return answer();
+    }
+    bool read(void *bus, unsigned address, std::span<std::uint8_t> data, unsigned flags) override {
+        call("read " + std::to_string(address) + " " + std::to_string(data.size()) + " flags " +
+                 std::to_string(flags),
+             bus);
+        std::fill(data.begin(), data.end(), std::uint8_t{0x8F});
+        return answer();
+    }
+    void set_gpio(void *bus, unsigned line, unsigned level) override {
+        call("gpio " + std::to_string(line) + " " + std::to_string(level), bus);
+    }
+    void log(std::string_view text) override { calls.push_back("log " + std::string(text)); }
+    void wait(std::uint32_t microseconds) override {
+        calls.push_back("wait " + std::to_string(microseconds));
+    }
+
+    bool has_bus = true;
+    std::deque<bool> answers;  // of the next calls; true when used up
+    std::vector<std::string> calls;
+
+ private:
+    void call(std::string text, void *bus) {
+        EXPECT_EQ(bus, this);
+        calls.push_back(std::move(text));
+    }
+
+    bool answer() {
+        if (answers.empty()) {
+            return true;
+        }
+        const bool next = answers.front();
+        answers.pop_front();
+        return next;
+    }
+};
+
+class RecorderTest : public testing::Test {
+ protected:
+    bool write(unsigned address, std::vector<std::uint8_t> data, unsigned flags) {
+        return recorder_.write(&board_, address, data, flags);
+    }
+
+    bool read(unsigned address, std::size_t length, unsigned flags) {
+        received_.assign(length, 0);
+        return recorder_.read(&board_, address, received_, flags);
+    }
+
+    AnsweringBoard board_;
+    std::vector<std::string> lines_;
+    Recorder recorder_{board_,
+                       [this](const Event &event) { lines_.push_back(format_event(event)); }};
+    std::vector<std::uint8_t> received_;
+};
+
+TEST_F(RecorderTest, every_call_reaches_the_board_and_becomes_an_event) {
+    EXPECT_EQ(recorder_.open_bus(), &board_);
+    EXPECT_TRUE(recorder_.check_address(&board_, 0x14));
+    EXPECT_TRUE(write(0xD0, {0x07, 0x80}, 3));
+    recorder_.set_gpio(&board_, 6, 1);
+    recorder_.log("Tuner::init()");
+    recorder_.wait(5000);
+    recorder_.close_bus(&board_);
+
+    EXPECT_THAT(lines_,
+                testing::ElementsAre("bus open -> ok", "check lnbh23 -> 1", "write demod 07 80",
+                                     "gpio 6 1", "log Tuner::init()", "wait 5000", "bus close"));
+    EXPECT_THAT(board_.calls,
+                testing::ElementsAre("open", "check 20", "write 208 2 flags 3", "gpio 6 1",
+                                     "log Tuner::init()", "wait 5000", "close"));
+}
+
+TEST_F(RecorderTest, the_board_s_refusals_are_passed_on_and_recorded) {
+    board_.has_bus = false;
+    board_.answers = {false, false, false};
+
+    EXPECT_EQ(recorder_.open_bus(), nullptr);
+    EXPECT_FALSE(recorder_.check_address(&board_, 0x14));
+    EXPECT_FALSE(write(0xD0, {0x07, 0x80}, 3));
+    EXPECT_FALSE(read(0xD0, 2, 3));
+
+    EXPECT_THAT(lines_, testing::ElementsAre("bus open -> fail", "check lnbh23 -> 0",
+                                             "write demod 07 80 -> nack", "fetch demod 2 -> nack"));
+}
+
+TEST_F(RecorderTest, a_register_phase_and_its_read_are_one_event) {
+    EXPECT_TRUE(write(0xD0, {0x0D}, 1));
+    EXPECT_THAT(lines_, testing::IsEmpty());
+
+    EXPECT_TRUE(read(0xD0, 1, 3));
+
+    EXPECT_THAT(lines_, testing::ElementsAre("read demod 0D -> 8F"));
+    EXPECT_THAT(received_, testing::ElementsAre(0x8F));
+    EXPECT_THAT(board_.calls, testing::ElementsAre("write 208 1 flags 1", "read 208 1 flags 3"));
+}
+
+TEST_F(RecorderTest, a_failed_register_phase_is_a_read_without_an_answer) {
+    board_.answers = {false};
+
+    EXPECT_FALSE(write(0xC0, {0x15}, 1));
+    recorder_.wait(1);
+
+    EXPECT_THAT(lines_, testing::ElementsAre("read tuner 15 -> nack address", "wait 1"));
+}
+
+TEST_F(RecorderTest, a_failed_read_phase_is_a_read_without_an_answer) {
+    board_.answers = {true, false};
+
+    EXPECT_TRUE(write(0xC0, {0x15}, 1));
+    EXPECT_FALSE(read(0xC0, 1, 3));
+
+    EXPECT_THAT(lines_, testing::ElementsAre("read tuner 15 -> nack"));
+}
+
+TEST_F(RecorderTest, a_register_phase_that_is_never_read_from_comes_before_the_next_event) {
+    const std::vector<std::function<void()>> next_events{
+        [&] { recorder_.open_bus(); },
+        [&] { recorder_.close_bus(&board_); },
+        [&] { recorder_.check_address(&board_, 0x14); },
+        [&] {
+            write(0xD0, {0x07, 0x80}, 3);
+        },
+        [&] { recorder_.set_gpio(&board_, 6, 1); },
+        [&] { recorder_.log("x"); },
+        [&] { recorder_.wait(1); },
+        [&] { read(0xC0, 1, 3); },
+        [&] { read(0xD0, 2, 3); },
+        [&] { read(0xD0, 1, 1); },
+    };
+    for (const auto &next_event : next_events) {
+        lines_.clear();
+        write(0xD0, {0x0D}, 1);
+
+        next_event();
+
+        ASSERT_EQ(lines_.size(), 2U);
+        EXPECT_EQ(lines_[0], "write demod 0D flags 1");
+        EXPECT_NE(lines_[1].substr(0, 5), "read ");
+    }
+}
+
+TEST_F(RecorderTest, a_second_register_phase_hands_over_the_first) {
+    write(0xD0, {0x0D}, 1);
+    write(0xD0, {0xD1}, 1);
+    read(0xD0, 1, 3);
+
+    EXPECT_THAT(lines_, testing::ElementsAre("write demod 0D flags 1", "read demod D1 -> 8F"));
+}
+
+TEST_F(RecorderTest, a_read_from_another_device_is_no_register_read) {
+    write(0xD0, {0x0D}, 1);
+    read(0xC0, 1, 3);
+
+    EXPECT_THAT(lines_, testing::ElementsAre("write demod 0D flags 1", "fetch tuner 1 -> 8F"));
+}
+
+TEST_F(RecorderTest, transfers_of_another_shape_keep_their_flags) {
+    write(0xD0, {0x0D, 0x8F}, 1);
+    read(0xD0, 2, 1);
+    write(0xD0, {0x0D}, 3);
+    read(0xD0, 1, 3);
+
+    EXPECT_THAT(lines_,
+                testing::ElementsAre("write demod 0D 8F flags 1", "fetch demod 2 flags 1 -> 8F 8F",
+                                     "write demod 0D", "fetch demod 1 -> 8F"));
+}
+
+TEST_F(RecorderTest, flush_hands_over_an_open_register_phase_once) {
+    write(0xD0, {0x0D}, 1);
+
+    recorder_.flush();
+    recorder_.flush();
+
+    EXPECT_THAT(lines_, testing::ElementsAre("write demod 0D flags 1"));
+}
+
+TEST_F(RecorderTest, events_carry_time_and_thread_when_asked_to) {
+    sim::VirtualClock clock;
+    Recorder timed(
+        board_, [this](const Event &event) { lines_.push_back(format_event(event)); }, true);
+
+    timed.wait(1);
+    clock.spend_ns(1'234'567'890);
+    timed.set_gpio(&board_, 6, 1);
+    recorder_.wait(2);
+
+    EXPECT_THAT(lines_, testing::ElementsAre("[0.000000 main] wait 1", "[1.234567 main] gpio 6 1",
+                                             "wait 2"));
+}
+
+TEST_F(RecorderTest, without_a_virtual_clock_events_carry_no_time) {
+    Recorder timed(
+        board_, [this](const Event &event) { lines_.push_back(format_event(event)); }, true);
+
+    timed.wait(1);
+
+    EXPECT_THAT(lines_, testing::ElementsAre("wait 1"));
+}
+
+}  // namespace
+}  // namespace host
