@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "hw/register_access.h"
 
+#include <algorithm>
 #include <cstdint>
-#include <cstring>
 
 #include "demod/ds3000_context.h"
 #include "demod/ds3000_regs.h"
@@ -57,7 +57,7 @@ int32_t demod_write_block(uint8_t reg, const uint8_t *data, uint32_t length) {
     }
     std::uint8_t block[1 + DEMOD_BLOCK_MAX];
     block[0] = reg;
-    std::memcpy(block + 1, data, length);
+    std::copy_n(data, length, block + 1);
     return write_bytes(DEMOD_ADDRESS, block, 1 + length);
 }
 
