@@ -94,8 +94,7 @@ std::int32_t accept_lock(std::uint32_t &lock_state) {
 }
 
 // Fifteen readings of the carrier's amplitude: ten good ones and none negative.
-bool amplitude_is_good() {
-    std::uint8_t byte = 0;
+bool amplitude_is_good(std::uint8_t &byte) {
     int good = 0;
     for (int reading = 0; reading < 15; ++reading) {
         demod_read(reg::carrier_amplitude, &byte);
@@ -145,7 +144,7 @@ int32_t ds3000_check_first_lock(uint32_t *lock_state) {
         *lock_state = LOCK_FAILED;
         return DS3000_OK;
     }
-    if (!amplitude_is_good()) {
+    if (!amplitude_is_good(byte)) {
         ds3000_set_reg56_bit0(0);
     }
     wait_us(1000);

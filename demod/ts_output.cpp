@@ -344,13 +344,13 @@ int32_t ds3000_set_ts_mode(uint32_t mode) {
     ds3000_set_ts_clock_divider(STANDARD_DVBS2, divider.dvbs2, divider.dvbs2);
     demod_read(reg::ts_mode, &byte);
     if (ts_mode == 1) {
-        byte = 0x46;
+        demod_write(reg::ts_mode, 0x46);
     } else {
         // Modes other than 1 and 2 are programmed as mode 3.
         byte = ts_mode == 2 ? (byte & 0xFA) : ((byte | 0x01) & 0xFB);
         byte = (byte & 0x47) | 0x42;
+        demod_write(reg::ts_mode, byte);
     }
-    demod_write(reg::ts_mode, byte);
     demod_write(reg::mode, enable);
     demod_update(reg::reg_27, byte, bit(4) | bit(0), ts_mode == 1 ? bit(0) : (bit(4) | bit(0)));
     demod_clear_bits(reg::reg_29, byte, bit(5));

@@ -141,7 +141,7 @@ TEST_F(CheckFirstLockTest, amplitude_that_cannot_be_read_counts_the_one_before_a
 
 class PollLockTest : public ChipTest {
  protected:
-    void use(std::int32_t chip_type, std::uint32_t standard) {
+    static void use(std::int32_t chip_type, std::uint32_t standard) {
         ds3000_context.chip_type = chip_type;
         ds3000_context.standard = standard;
         ds3000_context.requested_standard = standard;

@@ -331,9 +331,9 @@ TEST_F(MasterClockTest, of_every_pair_of_selections) {
         ds3000_context.chip_type = chip_type;
         for (unsigned a = 0; a < 4; ++a) {
             for (unsigned b = 0; b < 4; ++b) {
-                const auto row = std::find_if(known.begin(), known.end(), [&](const Row &each) {
-                    return each.a == a && each.b == b;
-                });
+                const auto *const row =
+                    std::find_if(known.begin(), known.end(),
+                                 [&](const Row &each) { return each.a == a && each.b == b; });
                 clock_khz_ = 77777;
                 board(read_line(0x22, a << 6 | 0x15) + read_line(0x24, b << 6 | 0x2A));
 
@@ -721,20 +721,17 @@ std::int64_t needed_clock(std::int64_t rate) { return 23 * rate * 5 / 100; }
 // The first register reading whose measure reaches the bound, if any does.
 template <typename Measure>
 std::optional<unsigned> first_reading_at(std::int64_t bound, const Measure &measure) {
-    unsigned low = 1;
-    unsigned high = reading_max + 1;
-    while (low < high) {
-        const unsigned middle = (low + high) / 2;
-        if (measure(middle) < bound) {
-            low = middle + 1;
+    unsigned first = 1;
+    for (unsigned left = reading_max; left > 0;) {
+        const unsigned half = left / 2;
+        if (measure(first + half) < bound) {
+            first += half + 1;
+            left -= half + 1;
         } else {
-            high = middle;
+            left = half;
         }
     }
-    if (low <= reading_max) {
-        return low;
-    }
-    return std::nullopt;
+    return first <= reading_max ? std::optional{first} : std::nullopt;
 }
 
 struct Rung {
@@ -753,14 +750,14 @@ constexpr std::array<Rung, 6> dvbs_ladder{
 
 TEST_F(AdaptTsClockTest, ds300x_dvbs2_every_rung_holds_up_to_its_bound) {
     // 32APSK 8/9 reaches every rung: the needed clock goes up to 20933 kHz.
-    const PayloadRow &payload = dvbs2_payloads[9];
+    const PayloadRow payload = dvbs2_payloads[9];
     const unsigned code = apsk32 | payload.code;
     for (std::size_t i = 0; i + 1 < dvbs2_ladder.size(); ++i) {
         SCOPED_TRACE(dvbs2_ladder[i].bound);
         const auto reading = first_reading_at(dvbs2_ladder[i].bound, [&](unsigned each) {
             return needed_clock(payload_rate(payload, 5, each));
         });
-        ASSERT_TRUE(reading);
+        ASSERT_TRUE(reading.has_value());
 
         expect_ds300x_divider({STANDARD_DVBS2, *reading - 1, code}, dvbs2_ladder[i].high,
                               dvbs2_ladder[i].low);
