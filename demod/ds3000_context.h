@@ -71,7 +71,7 @@ void ds3000_ignore_scan_event(uint32_t event, void *argument);
  * `(struct ds3000_context){}` in C++ restores the load state. */
 struct ds3000_context {
     /* The bus. */
-    void *i2c_bus DS3000_LOAD_VALUE(nullptr); /* host's handle, 0 none; life cycle → register access */
+    void *i2c_bus DS3000_LOAD_VALUE(nullptr); /* host's handle or null; life cycle → all access */
 
     /* Power state; plug-in life cycle only. */
     uint8_t cold_start DS3000_LOAD_VALUE(1); /* 1 until the first full initialisation succeeded */

@@ -16,27 +16,27 @@ extern "C" {
  * The 64-bit fields are 8-aligned on every target, so that the record of a 32-bit build is always
  * 96 bytes. All zero is the state before init; the mutex is valid in that state. */
 struct ds3000_driver {
-    uint8_t locked;                      /* 1: the last poll saw lock; worker only */
-    alignas(8) uint64_t last_lock_ms;    /* when a poll last saw lock; tune under mutex, worker */
+    uint8_t locked;                   /* 1: the last poll saw lock; worker only */
+    alignas(8) uint64_t last_lock_ms; /* last lock, tune or re-connect; tune under mutex, worker */
     alignas(8) uint64_t last_unlock_ms;  /* when a poll last saw no lock; worker only */
     alignas(8) uint64_t drop_timeout_ms; /* loss-of-lock time-out, 4000 or 6000; parked */
-    uint32_t retune_count;               /* automatic re-connects since the last tune; parked */
-    uint32_t tuned_freq_mhz;             /* IF at the tuner's input, MHz; parked */
-    uint32_t tuned_symbol_rate_ksps;     /* ksym/s; parked */
-    uint32_t tuned_standard;             /* STANDARD_DVBS or STANDARD_DVBS2; parked */
-    uint32_t voltage_18v;                /* 1: 18 V, 0: 13 V; host calls */
-    uint8_t hiband;                      /* 1: 22 kHz tone on; host calls */
-    uint8_t has_lnbh23;                  /* nonzero: an LNBH23 answered at init; host calls */
-    uint8_t lock_status;                 /* 1: locked; mutex */
-    uint8_t snr;                         /* last ds3000_get_snr value, dB; mutex */
-    uint8_t strength;                    /* last signal_strength value, percent; mutex */
-    uint8_t idle;                        /* 1: the worker thread does not poll; mutex */
-    uint8_t idle_request;                /* 1: a host call asks the worker to park; mutex */
-    uint8_t thread_running;              /* 1: from thread start to join; host calls */
-    uint8_t stop_request;                /* 1: the worker thread must end; mutex */
-    pthread_t thread;                    /* the worker thread; host calls */
-    pthread_mutex_t mutex;               /* default attributes */
-    uint8_t switch_pos;                  /* committed-switch port, 0 none; host calls */
+    uint32_t retune_count;           /* automatic re-connects since the last tune; parked, worker */
+    uint32_t tuned_freq_mhz;         /* IF at the tuner's input, MHz; parked */
+    uint32_t tuned_symbol_rate_ksps; /* ksym/s; parked */
+    uint32_t tuned_standard;         /* STANDARD_DVBS or STANDARD_DVBS2; parked */
+    uint32_t voltage_18v;            /* 1: 18 V, 0: 13 V; host calls */
+    uint8_t hiband;                  /* 1: 22 kHz tone on; host calls */
+    uint8_t has_lnbh23;              /* nonzero: an LNBH23 answered at init; host calls */
+    uint8_t lock_status;             /* 1: locked; mutex */
+    uint8_t snr;                     /* last ds3000_get_snr value, dB; mutex */
+    uint8_t strength;                /* last signal_strength value, percent; mutex */
+    uint8_t idle;                    /* 1: the worker thread does not poll; mutex */
+    uint8_t idle_request;            /* 1: a host call asks the worker to park; mutex */
+    uint8_t thread_running;          /* 1: from thread start to join; host calls */
+    uint8_t stop_request;            /* 1: the worker thread must end; mutex */
+    pthread_t thread;                /* the worker thread; host calls */
+    pthread_mutex_t mutex;           /* default attributes */
+    uint8_t switch_pos;              /* committed-switch port, 0 none; host calls */
 };
 
 #if UINTPTR_MAX == UINT32_MAX

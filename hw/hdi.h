@@ -9,7 +9,8 @@ extern "C" {
 #endif
 
 /* Functions that the host process provides. The driver resolves them when it is loaded and calls
- * them from one thread at a time. I2C addresses are 8-bit write addresses. */
+ * the bus and GPIO functions from one thread at a time; log_print may come from a host call while
+ * the worker thread uses the bus. I2C addresses are 8-bit write addresses. */
 
 /* Flags of a transfer. */
 enum hdi_flags {

@@ -25,8 +25,8 @@ std::uint32_t get_lock_ds3000_driver(ds3000_driver *driver);
 void *run_ds3000_worker(void *argument);
 
 // The idle handshake, from a host call. On: returns once the worker thread does not touch the
-// hardware any more, however long the poll under way takes; at once when no thread runs. Off: lets
-// the worker thread poll again.
+// hardware any more, however long the poll under way takes; after 1000 us when no thread runs. Off:
+// lets the worker thread poll again.
 void set_idle(ds3000_driver *driver, bool on);
 
 // Milliseconds of the monotonic clock; 0, and a line from perror, when the clock fails.

@@ -22,12 +22,14 @@ struct tune_request {
     uint32_t frequency;   /* word 1: downlink frequency, kHz */
     uint32_t symbol_rate; /* word 2: sym/s */
     uint32_t reserved_3[10];
-    uint32_t polarisation;    /* word 13: 1 selects 13 V, anything else 18 V */
+    uint32_t polarisation;    /* word 13: 1 selects 13 V, anything else 18 V; with lof_high and
+                                 without lof_switch, 1 also selects lof_low, else lof_high */
     uint32_t delivery_system; /* word 14: 5 DVB-S, 6 DVB-S2 */
     uint32_t reserved_15[1];
     uint32_t switch_pos;   /* word 16: committed-switch port 1..4, 0 none; the low byte counts */
     uint32_t voltage_mode; /* word 17: 0 by polarisation, 2 18 V, anything else 13 V */
-    uint32_t tone_mode;    /* word 18: 1 on, 2 off, anything else by band; needs lof_switch */
+    uint32_t tone_mode;    /* word 18: 1 on, 2 off, anything else by band; counts only with
+                              lof_high and lof_switch */
     uint32_t reserved_19[4];
     uint32_t lof_low;    /* word 23: low local oscillator, kHz */
     uint32_t lof_high;   /* word 24: high local oscillator, kHz; 0 for a single-oscillator LNB */
@@ -37,29 +39,34 @@ struct tune_request {
 /* One reception path. The results are 1 for success and 0 for failure unless stated. */
 struct Tuner {
     /* Open the bus and bring the hardware up, or wake it when it was up before; start the worker
-     * thread, parked. Takes about 0.5 s at 400 kHz the first time. finalize must precede another
-     * init of the same Tuner. 0: no bus, or no known chip. */
+     * thread, parked. finalize must precede another init of the same Tuner: init clears its state.
+     * 0: no bus, or no known chip; the next init then tries again from the start. */
     uint32_t (*init)(struct Tuner *tuner);
 
-    /* Set up a channel. 1: set up, lock not yet known. 0: refused, or the connect failed. For a
-     * request that changes nothing: the lock status, with no access to the hardware.
-     * Waits until the worker thread has finished the poll under way. */
+    /* Set up a channel. 1: set up, lock not yet known. 0: refused (delivery system, or an IF
+     * outside 950000..2150000 kHz; nothing was touched), or the connect failed (the channel stays
+     * stored). For a request that changes nothing, a failed one repeated included: the lock status,
+     * with no access to the hardware.
+     * Waits until the worker thread has finished the poll under way, however long that takes. */
     uint32_t (*tune)(struct Tuner *tuner, const struct tune_request *request);
 
-    /* Always null. */
+    /* Always 0. */
     uintptr_t unused;
 
-    /* Write the last signal quality (dB) and strength (percent) to out[0] and out[1]. Returns 0.
-     * Any thread. */
+    /* Write the last poll's signal quality to out[0] (dB, in DVB-S2 also negative, as two's
+     * complement) and the strength to out[1] (percent). Returns 0. Any thread. */
     uint32_t (*get_signal)(struct Tuner *tuner, uint8_t *out);
 
-    /* Return 1 while the channel is locked, else 0. Any thread. */
+    /* Return 1 when the last poll saw lock, else 0. The channel before a tune counts until the
+     * first poll after it. Any thread. */
     uint32_t (*get_lock)(struct Tuner *tuner);
 
-    /* End the worker thread, put the chips to sleep, switch the LNB supply off. Returns 1. */
+    /* End the worker thread, which takes the poll under way and up to 50 ms; put the chips to
+     * sleep, switch the LNB supply off. Returns 1. */
     uint32_t (*finalize)(struct Tuner *tuner);
 
-    /* Release the Tuner and close the bus. Does not end the worker thread: finalize does. */
+    /* Release the Tuner and close the bus, which is that of all Tuners of the process. Does not end
+     * the worker thread: finalize does. */
     void (*free)(struct Tuner *tuner);
 
     uintptr_t host_arg;           /* what the host passed to create, never read here */

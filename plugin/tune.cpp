@@ -71,8 +71,8 @@ std::uint8_t tone_of(std::uint32_t tone_mode, std::uint8_t band) {
     return tone_mode == tone_mode_off ? 0 : band;
 }
 
-// An oscillator may lie on either side of the transponder. One oscillator; two chosen by polarisation; or two chosen by a switch frequency, the only kind
-// for which the request's tone mode counts.
+// One oscillator; two chosen by polarisation; or two chosen by a switch frequency, the only kind
+// for which the request's tone mode counts. An oscillator may lie on either side of a transponder.
 intermediate intermediate_of(const tune_request &request) {
     if (request.lof_high == 0) {
         return {ds3000::wrap_distance(request.frequency, request.lof_low), 0};
@@ -137,7 +137,7 @@ void announce(ds3000_driver *driver, const channel &wanted) {
             wanted.switch_pos, static_cast<unsigned long long>(monotonic_ms()));
 }
 
-// How long a channel may be without lock. Narrow carriers take longer to acquire.
+// The gap between unlocked polls that calls for a re-connect; narrow carriers take longer.
 std::uint64_t drop_timeout_ms(const channel &wanted) {
     const bool narrow = wanted.symbol_rate_ksps < 2000;
     switch (wanted.standard) {

@@ -9,7 +9,7 @@ extern "C" {
 #endif
 
 /* Ask a running blind scan to end. No register is touched.
- * value: its low byte is stored; nonzero cancels.
+ * value: its low byte is stored; nonzero cancels, 0 takes the request back.
  * Returns 0. Any thread. */
 int32_t ds3000_set_scan_cancel(uint32_t value);
 
