@@ -22,10 +22,12 @@ struct diseqc_message {
     uint8_t reply_len;    /* out: how many of them, 0..7 */
 };
 
-/* Send a message and, when it asks for one, read the reply. Afterwards the 22 kHz output is off:
- * a caller that needs the tone calls lnb_control next.
- * Polls every 10000 us and gives the transfer 14 polls. A reply then has 17 polls of 10000 us to
- * begin and 9 of 15000 us to settle.
+/* Send a message and, when it asks for one, read the reply. Unless the message is refused, the
+ * 22 kHz output is off afterwards: a caller that needs the tone calls lnb_control next.
+ * Polls every 10000 us and gives the transfer 14 polls. A reply has one read at once and 16 more,
+ * 10000 us apart, to begin, and then 9 polls of 15000 us to settle.
+ * message: reply and reply_len are written when a reply came, with errors or without; a reply byte
+ * that cannot be read is 0.
  * Returns 0; -3 when msg_len is 9 or more (no register is touched); -12 when the transfer or the
  * reply did not finish in time; -13 when a received byte has its error flag set. */
 int32_t diseqc_send(struct diseqc_message *message);
@@ -38,8 +40,8 @@ int32_t diseqc_send(struct diseqc_message *message);
 int32_t diseqc_send_burst(uint32_t selector, uint32_t option);
 
 /* Set continuous tone and LNB voltage control. Reads 0xA1 and 0xA2, writes 0xA2, then 0xA1.
- * enable, tone, option: on when the low 8 bits are not zero. Not enabled: tone off, both voltage
- * bits set.
+ * enable, tone, option: on when the low 8 bits are not zero. Not enabled: the operation under way
+ * is ended, tone off, both voltage bits set.
  * voltage_18v: nonzero 18 V, 0 13 V.
  * Returns 0. */
 int32_t lnb_control(uint32_t enable, uint32_t tone, uint32_t voltage_18v, uint32_t option);

@@ -11,7 +11,8 @@ extern "C" {
 /* Register access to the demodulator (0xD0) and, through the demodulator's repeater, to the tuner
  * (0xC0). One call makes exactly the transfers listed, with no retry, no wait and no lock: each
  * function is for the worker thread, or for a host call while that thread is parked.
- * Every function returns 0, or -8 when a transfer failed; what follows it is then not sent. */
+ * Every function returns 0, or -8 when a transfer failed; what follows it is then not sent.
+ * Pointers are never null. */
 
 /* I2C addresses, 8-bit write form. */
 enum i2c_address { DEMOD_ADDRESS = 0xD0, TUNER_ADDRESS = 0xC0, LNBH23_ADDRESS = 0x14 };

@@ -8,9 +8,9 @@
 extern "C" {
 #endif
 
-/* The TS2022-class tuner. Every access goes through the demodulator's repeater; its result is
- * ignored, and a failed read leaves the byte that the operation read last (0 before the first).
- * All for the worker thread, or for a host call while that thread is parked. */
+/* The TS2022-class tuner. Its registers are reached through the demodulator's repeater; the result
+ * of an access is ignored, and a failed read leaves the byte that the operation read last (0 before
+ * the first). All for the worker thread, or for a host call while that thread is parked. */
 
 /* Power the tuner up, identify it into ds3000_context.tuner_type and write its start-up registers.
  * Reads register 0x00; when bits 1..0 are clear, 0x00 = 0x01 and 2000 us. Then 0x00 = 0x03 and
@@ -26,10 +26,11 @@ int32_t ts2022_wake(void);
 int32_t ts2022_sleep(void);
 
 /* Tune: band and divider, VCO calibration and band check, LO calibration, RF gain trim (type 1),
- * baseband filter with its calibrations, AGC start, 40000 us. A calibration that fails is repeated
- * once; a second failure is accepted. Takes 74 ms of waits, about twice that with repeats.
- * Stores the synthesised less the requested frequency for tuner_get_offset. An unidentified tuner is
- * not accessed; the offset is then the rounding to whole MHz.
+ * baseband filter with its calibrations, AGC start, a last RF gain step (type 1 whose trim found no
+ * room), 40000 us. A calibration that fails is repeated once; a second failure is accepted.
+ * Waits: type 1 79 to 153 ms, type 2 78 to 126 ms.
+ * Stores the synthesised less the requested frequency for tuner_get_offset. An unidentified tuner
+ * is not accessed; the offset is then the rounding to whole MHz.
  * frequency_khz: IF at the tuner's input, 950000..2150000 kHz; rounded to whole MHz.
  * symbol_rate_ksps: sets the filter, 135/200 of it + 2000 kHz, limited to 7000..40000 kHz.
  * margin_khz: added to the filter's bandwidth before the limits.
