@@ -14,8 +14,8 @@ extern "C" {
 /* Connect: tune the tuner (or send the Unicable channel change), program the demodulator for the
  * standard and the symbol rate, tell it where to expect the carrier and let it acquire. Does not
  * wait for lock: ds3000_poll_lock reports it.
- * Below 5000 ksym/s without Unicable the tuner is placed 3000 kHz above the carrier, so that the
- * narrow carrier keeps clear of the tuner's DC notch.
+ * Below 5000 ksym/s without Unicable the tuner is placed 3000 kHz above the carrier, and the
+ * demodulator is told to expect it there.
  * frequency_mhz: IF, 950..2150 MHz. symbol_rate_ksps: 1000..45000 ksym/s.
  * standard_code: enum ds3000_standard; STANDARD_AUTO begins with DVB-S and leaves the choice to
  * the lock poll; a code that is none of these is stored and programmed as DVB-S.

@@ -78,7 +78,7 @@ struct ds3000_context {
     uint8_t asleep DS3000_LOAD_VALUE(0);     /* 1 between finalize and the next init */
 
     /* Identity. */
-    int32_t chip_type DS3000_LOAD_VALUE(0);  /* enum ds3000_chip_type; initialisation → all */
+    int32_t chip_type DS3000_LOAD_VALUE(0);  /* enum ds3000_chip_type, 0 before; init → all */
     uint8_t tuner_type DS3000_LOAD_VALUE(2); /* 0 unidentified, 1, 2; tuner start-up → tuner */
 
     /* Board configuration; nothing in the library writes these. */
@@ -89,7 +89,8 @@ struct ds3000_context {
     uint16_t unicable_bank DS3000_LOAD_VALUE(1); /* EN 50494 bank; integrator → connect, scan */
     uint16_t unicable_ub_freq_mhz DS3000_LOAD_VALUE(1210); /* user-band centre, MHz */
 
-    /* Channel: written by connect, read by the lock poll and the TS output. */
+    /* Channel: written by connect and cleared by init; the lock poll may change the standard, and
+     * who programs a carrier offset stores it. */
     uint32_t standard DS3000_LOAD_VALUE(STANDARD_DVBS);           /* in force */
     uint32_t requested_standard DS3000_LOAD_VALUE(STANDARD_DVBS); /* may be STANDARD_AUTO */
     int32_t symbol_rate_ksps DS3000_LOAD_VALUE(0);                /* last connect's */

@@ -96,10 +96,11 @@ int32_t ds3000_identify(int32_t *chip_type) {
     std::uint8_t id = 0;
     std::uint8_t id_high = 0;
     std::uint8_t control = 0;
-    *chip_type = CHIP_UNKNOWN;
+    *chip_type = 0;
     demod_read(reg::chip_id, &id);
     demod_read(reg::chip_id_high, &id_high);
     demod_read(reg::mcu_control, &control);
+    *chip_type = CHIP_UNKNOWN;
     if (id_high != 0) {
         return DS3000_OK;
     }

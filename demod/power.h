@@ -20,7 +20,7 @@ int32_t ds3000_identify(int32_t *chip_type);
 
 /* Identify the chip into ds3000_context.chip_type, release a micro-controller left held, pulse the
  * global reset, enable the demodulator, and forget the last channel. 2000 us of waits.
- * Returns 0, or -6 for an unknown chip with nothing written. */
+ * Returns 0, or -6 for an unknown chip with no register written. */
 int32_t ds3000_hard_init(void);
 
 /* Bring the front end up from power-on: ds3000_hard_init, tuner_ops, tuner start-up, firmware
@@ -38,8 +38,8 @@ int32_t ds3000_wake(void);
  * 0x23 bit 4 set. Returns 0. */
 int32_t ds3000_sleep(void);
 
-/* Select the chip's operating mode and the master clock that goes with it. DS3002B and DS3103
- * only.
+/* Select the chip's operating mode and the master clock that goes with it, adapt the TS clock of a
+ * locked channel, and clear bit 5 of register 0x29. DS3002B and DS3103 only.
  * mode: 0..3.
  * Returns 0, or -6 for any other chip. */
 int32_t ds3000_set_mode(uint8_t mode);

@@ -14,7 +14,7 @@ extern "C" {
 
 /* The received carrier's parameters. */
 struct ds3000_signal_info {
-    uint32_t standard;   /* STANDARD_DVBS or STANDARD_DVBS2 */
+    uint32_t standard;   /* ds3000_context.standard */
     uint32_t modulation; /* enum ds3000_modulation */
     uint32_t roll_off;   /* 1, 2, 3 as the chip codes it, 0 unknown; 1 in DVB-S */
     uint32_t code_rate;  /* enum ds3000_code_rate */
@@ -30,8 +30,9 @@ int32_t ds3000_get_snr(uint8_t *snr_db);
 /* Read the error counter and what it was counted over.
  * DVB-S: bits; reads 0xF8 after starting with 0xF9 = 0x04, and 0xF6, 0xF7 when the window is over.
  * While the window runs the count is 0. DVB-S2: packets; reads the code rate and 0xD7, 0xD6, 0xD5,
- * 0xF8, 0xF7. Until 3001 frames have been counted the outputs are those of the previous call;
- * then the counters are restarted. Divide errors by denominator. */
+ * 0xF8, 0xF7. Until 3001 frames have been counted the outputs are what the previous call counted;
+ * then the counters are restarted. Divide errors by denominator, which is 0 for an unknown code
+ * rate or before the first frame. */
 int32_t ds3000_get_ber(uint32_t *denominator, uint32_t *errors);
 
 /* Read all parameters. DVB-S: 0xE6, 0xE0. DVB-S2: 0x7E, 0x89, 0xF2. */

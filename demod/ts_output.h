@@ -35,16 +35,18 @@ int32_t ds3000_set_master_clock(int32_t clock_khz);
 int32_t ds3000_get_master_clock(uint32_t *clock_khz);
 
 /* Change the master clock while the demodulator runs: register 0x06 = 0xE0,
- * ds3000_set_master_clock, 0x06 = 0x00. Returns what ds3000_set_master_clock returns. */
+ * ds3000_set_master_clock, 0x06 = 0x00. For DS3002B and DS3103.
+ * Returns what ds3000_set_master_clock returns. */
 int32_t ds3000_switch_master_clock(int32_t clock_khz);
 
 /* Set the output mode. Registers 0x08, 0x27, 0x29, 0xFD and the divider.
- * mode: its low byte counts; 1, 2 or 3.
+ * mode: its low byte counts; 1, 2 or 3. Anything else gets mode 3 with mode 1's divider.
  * Returns 0. */
 int32_t ds3000_set_ts_mode(uint32_t mode);
 
-/* Size the output clock to the payload rate being received: on DS300X the divider, on DS3002B and
- * DS3103 the master clock (mode 1) or the divider (modes 2 and 3).
+/* Size the output clock to the payload rate being received. DS300X: the divider; in DVB-S2 not in
+ * mode 1. DS3002B and DS3103: the master clock in mode 1, the divider in modes 2 and 3; the clock
+ * that would fit is stored in ds3000_context.master_clock_khz in every mode.
  * Returns 0; -3 when the demodulator reports a symbol rate of 0 (nothing is written); -6 for an
  * unknown chip. */
 int32_t ds3000_adapt_ts_clock(void);
