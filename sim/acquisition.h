@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+
+#include "sim/passband.h"
+
+namespace sim {
+
+// The micro-controller's search for a carrier, as it goes on in time.
+//
+// After 3 ms of start-up it sets the gain (2 ms), recovers the timing (20000 symbols), sweeps the
+// carrier frequency outwards from the expected one in steps of a quarter of the symbol rate, 4000
+// symbols each, and decodes: ten super-frames of eight packets for DVB-S, five frames for DVB-S2.
+// A search that finds nothing sweeps the whole capture range before it gives up.
+class Acquisition {
+ public:
+    enum class Stage { idle, boot, gain, timing, carrier, decoding, locked, given_up };
+
+    void stop() { running_ = false; }
+    void start(const Search &search, const Finding &finding, std::uint64_t now_ns,
+               std::uint64_t settled_ns);
+    // The same carrier under other conditions.
+    void update(const Finding &finding) { finding_ = finding; }
+    // The carrier's record is about to go.
+    void forget_carrier() { finding_.carrier = nullptr; }
+
+    [[nodiscard]] Stage stage(std::uint64_t now_ns) const;
+    [[nodiscard]] bool locked(std::uint64_t now_ns) const { return stage(now_ns) == Stage::locked; }
+    [[nodiscard]] const Finding &finding() const { return finding_; }
+    [[nodiscard]] std::uint64_t lock_ns() const { return lock_ns_; }
+
+    // Register 0xB3: 0x38 during start-up, then growing with the stages; bit 6 when a carrier was
+    // there but could not be locked, bit 7 when there was none.
+    [[nodiscard]] std::uint8_t mcu_state(std::uint64_t now_ns) const;
+
+ private:
+    bool running_ = false;
+    Finding finding_;
+    std::uint64_t boot_ns_ = 0;
+    std::uint64_t gain_ns_ = 0;
+    std::uint64_t timing_ns_ = 0;
+    std::uint64_t carrier_ns_ = 0;
+    std::uint64_t lock_ns_ = 0;
+};
+
+}  // namespace sim

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "sim/scenario.h"
+
+namespace sim {
+
+// What the scenario's faults do to one transfer.
+struct Disturbance {
+    bool refused = false;
+    std::uint64_t stuck_ns = 0;  // the host waits so long for a bus that does not come free
+    double slowness = 1;
+};
+
+// The scenario's faults of the bus itself.
+class BusFaults {
+ public:
+    explicit BusFaults(const Scenario &scenario);
+
+    // Call once for every transfer.
+    Disturbance next_transfer(std::uint8_t address, std::uint64_t now_ns);
+
+ private:
+    std::vector<Fault> faults_;
+    std::uint64_t transfers_ = 0;
+    std::array<std::uint64_t, 256> transfers_to_{};
+};
+
+}  // namespace sim

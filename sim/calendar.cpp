@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+#include "sim/calendar.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace sim {
+
+std::uint64_t ns_of_ms(std::uint64_t ms) {
+    constexpr std::uint64_t per_ms = 1'000'000;
+    constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
+    return ms > most / per_ms ? most : ms * per_ms;
+}
+
+bool contains(const Period &period, std::uint64_t now_ns) {
+    return now_ns >= ns_of_ms(period.from_ms) && now_ns < ns_of_ms(period.to_ms);
+}
+
+std::uint64_t Calendar::next_after(std::uint64_t now_ns) const {
+    std::uint64_t next = std::numeric_limits<std::uint64_t>::max();
+    for (const Event &event : events_) {
+        for (const std::uint64_t edge : {event.period.from_ms, event.period.to_ms}) {
+            if (ns_of_ms(edge) > now_ns) {
+                next = std::min(next, ns_of_ms(edge));
+            }
+        }
+    }
+    return next;
+}
+
+Weather Calendar::weather_at(std::uint64_t now_ns) const {
+    Weather weather;
+    for (const Event &event : events_) {
+        if (!contains(event.period, now_ns)) {
+            continue;
+        }
+        switch (event.kind) {
+            case Event::Kind::rain_fade:
+                weather.fade_db += event.db;
+                break;
+            case Event::Kind::lnb_drift:
+                weather.drift_khz += event.khz;
+                break;
+            case Event::Kind::cable_pulled:
+                weather.cable_pulled = true;
+                break;
+            case Event::Kind::brown_out:
+                break;
+        }
+    }
+    return weather;
+}
+
+bool Calendar::brown_out_within(std::uint64_t from_ns, std::uint64_t to_ns) const {
+    return std::any_of(events_.begin(), events_.end(), [=](const Event &event) {
+        const std::uint64_t at_ns = ns_of_ms(event.period.from_ms);
+        return event.kind == Event::Kind::brown_out && at_ns > from_ns && at_ns <= to_ns;
+    });
+}
+
+}  // namespace sim

@@ -1,0 +1,405 @@
+// SPDX-License-Identifier: MIT
+#include "sim/demodulator.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "demod/ds3000_regs.h"
+
+namespace sim {
+
+namespace reg = ds3000::reg;
+
+namespace {
+
+constexpr std::uint8_t identity_bits = 0xC0;  // of 0xB2
+constexpr std::uint8_t tap_index = 0x70;      // selects what 0x71..0x73 reach
+constexpr std::uint8_t first_tap = 0x71;
+constexpr std::uint8_t last_tap = 0x73;
+constexpr std::uint8_t restart_equaliser = 0x03;  // of 0xBD
+
+bool works_powered_down(std::uint8_t reg) {
+    return reg <= reg::mode || reg == reg::reg_23 || reg == reg::mcu_control;
+}
+
+// Registers whose value read comes from the chip's state.
+constexpr auto status_registers = [] {
+    std::array<bool, 256> table{};
+    for (const std::uint8_t reg : {reg::chip_id,
+                                   reg::chip_id_high,
+                                   reg::mcu_control,
+                                   reg::lock_status,
+                                   reg::agc_level,
+                                   reg::carrier_amplitude,
+                                   reg::carrier_amplitude_low,
+                                   reg::carrier_low,
+                                   reg::carrier_high,
+                                   reg::measured_symbol_rate_low,
+                                   reg::measured_symbol_rate_high,
+                                   reg::energy_index,
+                                   reg::energy_value,
+                                   reg::modcod,
+                                   reg::s2_inversion,
+                                   reg::s2_noise_low,
+                                   reg::s2_noise_high,
+                                   reg::s2_signal,
+                                   reg::mcu_state,
+                                   reg::fec_status,
+                                   reg::s2_frames_low,
+                                   reg::s2_frames_mid,
+                                   reg::s2_frames_high,
+                                   reg::s_inversion,
+                                   reg::s_code_rate,
+                                   reg::s2_roll_off,
+                                   reg::s_errors_low,
+                                   reg::errors_mid,
+                                   reg::errors_high,
+                                   reg::s_snr}) {
+        table[reg] = true;
+    }
+    return table;
+}();
+
+}  // namespace
+
+Demodulator::Demodulator(const Scenario &scenario, SignalSource &source, Outdoor &outdoor,
+                         Watch &watch)
+    : chip_(scenario.board.chip),
+      mcu_identity_(chip_ == Chip::ds3103 ? identity_bits : 0),
+      source_(&source),
+      watch_(&watch),
+      diseqc_(outdoor),
+      program_(chip_, watch),
+      noise_(scenario.seed, scenario.jitter_db) {
+    for (const Fault &fault : scenario.faults) {
+        if (fault.kind == Fault::Kind::wrong_identity) {
+            identity_faults_.push_back(fault);
+        }
+        divergence_fault_ = divergence_fault_ || fault.kind == Fault::Kind::equaliser_divergence;
+    }
+    power_on();
+}
+
+void Demodulator::power_on() {
+    regs_ = {};
+    regs_.plain[reg::chip_id] = chip_ == Chip::ds300x ? reg::chip_id_ds300x : reg::chip_id_ds310x;
+    regs_.plain[reg::reg_04] = reg::reg_04_power_down;
+    regs_.plain[reg::reg_23] = reg::reg_23_power_down;
+    regs_.plain[reg::master_clock_a] = 0x80;
+    regs_.plain[reg::master_clock_b] = 0x40;
+    diseqc_.power_on();
+    program_.power_on();
+    repeater_open_ = false;
+    mcu_written_ = false;
+    was_powered_ = false;
+    running_ = false;
+    stale_ = false;
+    restart_ = false;
+    window_started_ = false;
+    acquisition_.stop();
+}
+
+bool Demodulator::powered() const {
+    return (regs_.plain[reg::mode] & reg::mode_enable) != 0 &&
+           (regs_.plain[reg::reg_04] & reg::reg_04_power_down) == 0 &&
+           (regs_.plain[reg::reg_23] & reg::reg_23_power_down) == 0;
+}
+
+bool Demodulator::take_repeater() {
+    const bool open = repeater_open_ && powered();
+    repeater_open_ = false;
+    return open;
+}
+
+System Demodulator::system() const {
+    return (regs_.plain[reg::mode] & reg::mode_dvbs2) != 0 ? System::dvbs2 : System::dvbs;
+}
+
+// DS300X keeps the output port's mode and divider for each standard.
+std::size_t Demodulator::ts_bank() const {
+    return chip_ == Chip::ds300x && system() == System::dvbs2 ? 1 : 0;
+}
+
+TsRegisters Demodulator::ts_registers() const {
+    const auto &bank = regs_.ts.at(ts_bank());
+    return {bank[0], bank[1], regs_.plain[reg::ts_divider_ds310x], regs_.plain[reg::master_clock_a],
+            regs_.plain[reg::master_clock_b]};
+}
+
+bool Demodulator::clock_selected() const {
+    return regs_.plain[reg::clock_reset] != 0 ||
+           master_clock_khz(chip_, system(), ts_registers()).has_value();
+}
+
+bool Demodulator::core_held() const {
+    const bool held = chip_ == Chip::ds300x
+                          ? (regs_.plain[reg::core_reset_ds300x] & reg::core_hold_ds300x) != 0
+                          : (regs_.plain[reg::core_reset] & 1) != 0;
+    return held || regs_.plain[reg::global_reset] != 0;
+}
+
+Reason Demodulator::why_not_running(std::string &text) const {
+    if (!powered()) {
+        text = "demodulator powered down";
+        return Reason::demodulator_off;
+    }
+    if ((regs_.plain[reg::mcu_control] & reg::mcu_hold) != 0) {
+        text = "micro-controller held (0xB2 = 1)";
+        return Reason::mcu_held;
+    }
+    if (!program_.runs()) {
+        text = "firmware not running: " + program_.fault();
+        return Reason::firmware_not_running;
+    }
+    if (core_held()) {
+        text =
+            fmt::format("demodulator core in reset (0x00 = {:02X}, 0x05 = {:02X}, 0x07 = {:02X})",
+                        regs_.plain[reg::core_reset], regs_.plain[reg::core_reset_ds300x],
+                        regs_.plain[reg::global_reset]);
+        return Reason::core_in_reset;
+    }
+    text = fmt::format("0x22 = {:02X} and 0x24 = {:02X} select no master clock",
+                       regs_.plain[reg::master_clock_a], regs_.plain[reg::master_clock_b]);
+    return Reason::master_clock;
+}
+
+Search Demodulator::search_from_registers() const {
+    const auto &plain = regs_.plain;
+    const auto expected =
+        static_cast<std::int16_t>(plain[reg::carrier_high] << 8 | plain[reg::carrier_low]);
+    Search search;
+    search.system = system();
+    search.expected_khz = expected * register_step_khz;
+    search.symbol_rate_ksps =
+        (plain[reg::symbol_rate_high] << 8 | plain[reg::symbol_rate_low]) * register_step_khz;
+    search.mirrored = chip_ != Chip::ds300x && (plain[reg::spectrum] & reg::spectrum_invert) != 0;
+    search.diverged = divergence_fault_ && search.system == System::dvbs2 &&
+                      plain[reg::reg_bd] != restart_equaliser;
+    search.table_fault = table_fault(chip_, search.system, regs_);
+    return search;
+}
+
+// The chip begins to search when the last thing that held it lets go.
+void Demodulator::run_may_change(std::uint64_t now_ns) {
+    const bool runs = powered() && program_.runs() && !core_held() && clock_selected();
+    if (runs == running_) {
+        return;
+    }
+    running_ = runs;
+    stale_ = true;
+    restart_ = true;
+    changed_ns_ = now_ns;
+    if (runs) {
+        search_ = search_from_registers();
+        counters_from_ns_ = now_ns;
+    }
+}
+
+void Demodulator::power_may_change(std::uint64_t now_ns) {
+    if (powered() != was_powered_) {
+        was_powered_ = powered();
+        diseqc_.set_powered(was_powered_);
+    }
+    run_may_change(now_ns);
+}
+
+void Demodulator::signal_changed(std::uint64_t now_ns) {
+    stale_ = true;
+    changed_ns_ = now_ns;
+}
+
+void Demodulator::carriers_change(std::uint64_t now_ns) {
+    signal_changed(now_ns);
+    restart_ = true;
+    acquisition_.forget_carrier();
+}
+
+void Demodulator::refresh() {
+    if (!stale_) {
+        return;
+    }
+    stale_ = false;
+    if (!running_) {
+        acquisition_.stop();
+        return;
+    }
+    const Finding finding = source_->find(search_);
+    const bool same = !restart_ && acquisition_.locked(changed_ns_) && finding.locks() &&
+                      finding.carrier == acquisition_.finding().carrier;
+    if (same) {
+        acquisition_.update(finding);
+    } else {
+        acquisition_.start(search_, finding, changed_ns_, source_->settled_ns());
+    }
+    restart_ = false;
+}
+
+void Demodulator::note_powered_down_access(std::uint8_t reg, std::uint64_t now_ns) {
+    if (!was_powered_ && !works_powered_down(reg)) {
+        watch_->complain(
+            Offence::powered_down_access, now_ns,
+            fmt::format("demodulator register 0x{:02X} while it is powered down", reg));
+    }
+}
+
+void Demodulator::write(std::uint8_t reg, std::span<const std::uint8_t> data,
+                        std::uint64_t now_ns) {
+    note_powered_down_access(reg, now_ns);
+    if (reg == reg::mcu_port) {
+        program_.block(data, now_ns);
+        return;
+    }
+    for (const std::uint8_t value : data) {
+        write_one(reg++, value, now_ns);
+    }
+}
+
+void Demodulator::write_one(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns) {
+    if (DiseqcMaster::owns(reg)) {
+        diseqc_.write(reg, value, now_ns);
+        return;
+    }
+    if (reg >= first_tap && reg <= last_tap) {
+        regs_.tap_groups.at(regs_.plain[tap_index] >> 5).at(reg - first_tap) = value;
+        return;
+    }
+    switch (reg) {
+        case reg::chip_id:
+        case reg::chip_id_high:
+            break;  // read only
+        case reg::repeater:
+            repeater_open_ = value == reg::repeater_open;
+            break;
+        case reg::core_reset:
+        case reg::core_reset_ds300x:
+        case reg::clock_reset:
+            regs_.plain[reg] = value;
+            run_may_change(now_ns);
+            break;
+        case reg::global_reset:
+            regs_.plain[reg] = value;
+            if ((value & reg::global_reset_demodulator) != 0) {
+                regs_.plain[reg::carrier_low] = 0;
+                regs_.plain[reg::carrier_high] = 0;
+            }
+            run_may_change(now_ns);
+            break;
+        case reg::reg_04:
+        case reg::mode:
+        case reg::reg_23:
+            regs_.plain[reg] = value;
+            power_may_change(now_ns);
+            break;
+        case reg::master_clock_a:
+        case reg::master_clock_b:
+            write_master_clock(reg, value, now_ns);
+            break;
+        case reg::mcu_control:
+            mcu_written_ = true;
+            regs_.plain[reg] = value;
+            if ((value & reg::mcu_hold) != 0) {
+                program_.hold();
+            } else {
+                program_.release();
+            }
+            run_may_change(now_ns);
+            break;
+        case reg::loop_a:
+        case reg::loop_b:
+            regs_.loops.at(regs_.plain[reg::loop_index] & 3).at(reg - reg::loop_a) = value;
+            break;
+        case reg::ts_mode:
+        case reg::ts_divider:
+            regs_.ts.at(ts_bank()).at(reg - reg::ts_mode) = value;
+            break;
+        case reg::errors_high:
+            window_started_ = (value & reg::errors_running) != 0;
+            window_from_ns_ = now_ns;
+            regs_.plain[reg] = value;
+            break;
+        case reg::errors_control:
+            if (system() == System::dvbs2 && value == 1) {
+                counters_from_ns_ = now_ns;
+            }
+            regs_.plain[reg] = value;
+            break;
+        default:
+            regs_.plain[reg] = value;
+            break;
+    }
+}
+
+void Demodulator::write_master_clock(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns) {
+    const bool changes = ((regs_.plain[reg] ^ value) & 0xC0) != 0;
+    regs_.plain[reg] = value;
+    if (changes && running_ && regs_.plain[reg::clock_reset] != reg::clock_reset_hold) {
+        watch_->complain(Offence::clock_change_while_running, now_ns,
+                         fmt::format("master clock register 0x{:02X} changed with 0x06 = 0x{:02X}",
+                                     reg, regs_.plain[reg::clock_reset]));
+    }
+    run_may_change(now_ns);
+}
+
+std::uint8_t Demodulator::read(std::uint8_t reg, std::uint64_t now_ns) {
+    note_powered_down_access(reg, now_ns);
+    if (DiseqcMaster::owns(reg)) {
+        return diseqc_.read(reg, now_ns);
+    }
+    return status_registers[reg] ? read_status(reg, now_ns) : read_plain(reg);
+}
+
+std::uint8_t Demodulator::read_plain(std::uint8_t reg) const {
+    if (reg >= first_tap && reg <= last_tap) {
+        return regs_.tap_groups.at(regs_.plain[tap_index] >> 5).at(reg - first_tap);
+    }
+    if (reg == reg::loop_a || reg == reg::loop_b) {
+        return regs_.loops.at(regs_.plain[reg::loop_index] & 3).at(reg - reg::loop_a);
+    }
+    if (reg == reg::ts_mode || reg == reg::ts_divider) {
+        return regs_.ts.at(ts_bank()).at(reg - reg::ts_mode);
+    }
+    return regs_.plain[reg];
+}
+
+std::uint8_t Demodulator::read_identity(std::uint8_t reg, std::uint64_t now_ns) const {
+    const std::uint64_t now_ms = now_ns / 1'000'000;
+    for (const Fault &fault : identity_faults_) {
+        if (fault.reg == reg && now_ms >= fault.period.from_ms && now_ms < fault.period.to_ms) {
+            return fault.value;
+        }
+    }
+    const bool shows_identity = reg == reg::mcu_control && !mcu_written_;
+    return static_cast<std::uint8_t>(regs_.plain[reg] | (shows_identity ? mcu_identity_ : 0));
+}
+
+Verdict Demodulator::verdict(std::uint64_t now_ns) {
+    refresh();
+    Verdict verdict;
+    if (!running_) {
+        verdict.reason = why_not_running(verdict.text);
+        return verdict;
+    }
+    const Finding &finding = acquisition_.finding();
+    verdict.reason = finding.reason;
+    verdict.text = finding.text;
+    if (finding.carrier != nullptr) {
+        verdict.carrier = finding.carrier->transponder;
+        verdict.cn_db = finding.cn_db;
+        verdict.offset_khz = static_cast<std::int32_t>(std::lround(finding.offset_khz));
+    }
+    if (!finding.locks()) {
+        return verdict;
+    }
+    if (!acquisition_.locked(now_ns)) {
+        verdict.reason = Reason::searching;
+        verdict.text = fmt::format("searching; lock on {} in {:.1f} ms", describe(*verdict.carrier),
+                                   static_cast<double>(acquisition_.lock_ns() - now_ns) * 1e-6);
+        return verdict;
+    }
+    verdict.ts = ts_output(chip_, system(), ts_registers(), *verdict.carrier);
+    return verdict;
+}
+
+}  // namespace sim

@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "sim/acquisition.h"
+#include "sim/diseqc_master.h"
+#include "sim/mcu_program.h"
+#include "sim/noise.h"
+#include "sim/required_registers.h"
+#include "sim/scenario.h"
+#include "sim/ts_port.h"
+#include "sim/verdict.h"
+#include "sim/watch.h"
+
+namespace sim {
+
+// What reaches the demodulator's converters at this moment.
+class SignalSource {
+ public:
+    virtual Finding find(const Search &search) = 0;
+    virtual double level_dbm() = 0;
+    virtual unsigned tuner_type() = 0;
+    virtual std::uint64_t settled_ns() = 0;  // when the tuner's last calibration is over
+
+ protected:
+    ~SignalSource() = default;
+};
+
+// The demodulator in one of its three variants.
+//
+// Power-on: everything 0 except the identity (0x01, and bits 7..6 of 0xB2 until that register is
+// first written), the master clock at 96 MHz (0x22 = 0x80, 0x24 = 0x40) and the chip powered down
+// (0x08 bit 0 clear, 0x04 bit 0 set, 0x23 bit 4 set); each of the three alone powers it down. Then
+// only 0x00..0x08, 0x23, identity and micro-controller control are worth a transfer.
+// Search: begins when nothing holds the chip any more - power-down, 0xB2, 0x00 (DS300X: 0x05),
+// 0x07 - with what the registers hold at that moment. Later writes of them wait for the next
+// search; what the tuner, the LNB and the weather do is seen at once. 0x07 also puts the expected
+// carrier back to 0.
+// Many registers mean other things read than written; those keep both.
+class Demodulator {
+ public:
+    Demodulator(const Scenario &scenario, SignalSource &source, Outdoor &outdoor, Watch &watch);
+
+    void power_on();
+
+    // A transfer's bytes for the register at `reg` and those after it.
+    void write(std::uint8_t reg, std::span<const std::uint8_t> data, std::uint64_t now_ns);
+    std::uint8_t read(std::uint8_t reg, std::uint64_t now_ns);
+
+    // Tuner, outdoor unit or weather changed, or the carriers themselves are about to go.
+    void signal_changed(std::uint64_t now_ns);
+    void carriers_change(std::uint64_t now_ns);
+
+    [[nodiscard]] bool powered() const;
+    // The repeater was opened for the next transfer; asking closes it.
+    bool take_repeater();
+    void reopen_repeater() { repeater_open_ = true; }
+
+    [[nodiscard]] DiseqcMaster &diseqc() { return diseqc_; }
+    [[nodiscard]] const McuProgram &program() const { return program_; }
+    [[nodiscard]] Verdict verdict(std::uint64_t now_ns);
+
+ private:
+    void write_one(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
+    void write_master_clock(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
+    void note_powered_down_access(std::uint8_t reg, std::uint64_t now_ns);
+    void power_may_change(std::uint64_t now_ns);
+    void run_may_change(std::uint64_t now_ns);
+    [[nodiscard]] bool core_held() const;
+    [[nodiscard]] Reason why_not_running(std::string &text) const;
+    [[nodiscard]] Search search_from_registers() const;
+    void refresh();
+
+    [[nodiscard]] System system() const;
+    [[nodiscard]] std::size_t ts_bank() const;
+    [[nodiscard]] TsRegisters ts_registers() const;
+    [[nodiscard]] bool clock_selected() const;
+    std::uint8_t read_status(std::uint8_t reg, std::uint64_t now_ns);
+    std::uint8_t read_dvbs_status(std::uint8_t reg, std::uint64_t now_ns);
+    std::uint8_t read_dvbs2_status(std::uint8_t reg, std::uint64_t now_ns);
+    [[nodiscard]] std::uint8_t read_plain(std::uint8_t reg) const;
+    [[nodiscard]] std::uint8_t read_identity(std::uint8_t reg, std::uint64_t now_ns) const;
+    [[nodiscard]] bool locked(std::uint64_t now_ns) const;
+    [[nodiscard]] std::uint8_t lock_bits(std::uint64_t now_ns) const;
+    [[nodiscard]] std::uint8_t amplitude() const;
+    [[nodiscard]] std::uint8_t modcod() const;
+    [[nodiscard]] std::uint16_t carrier_reading(std::uint64_t now_ns) const;
+    [[nodiscard]] std::uint16_t symbol_rate_reading(std::uint64_t now_ns) const;
+    [[nodiscard]] std::uint16_t equaliser_tap() const;
+    std::uint8_t dvbs_snr();
+    void measure_dvbs2_noise();
+    [[nodiscard]] double margin_db() const;
+    [[nodiscard]] std::uint32_t dvbs2_frames(std::uint64_t now_ns) const;
+    [[nodiscard]] std::uint16_t dvbs2_errors(std::uint64_t now_ns) const;
+    [[nodiscard]] std::uint16_t dvbs_errors() const;
+    [[nodiscard]] bool dvbs_window_over(std::uint64_t now_ns) const;
+    [[nodiscard]] double dvbs_window_bits() const;
+
+    Chip chip_;
+    std::uint8_t mcu_identity_;
+    std::vector<Fault> identity_faults_;
+    bool divergence_fault_ = false;
+    SignalSource *source_;
+    Watch *watch_;
+    DiseqcMaster diseqc_;
+    McuProgram program_;
+    Noise noise_;
+    RegisterFile regs_;
+    bool repeater_open_ = false;
+    bool mcu_written_ = false;
+    bool was_powered_ = false;
+    bool running_ = false;
+    Search search_;
+    Acquisition acquisition_;
+    bool stale_ = false;
+    bool restart_ = false;
+    std::uint64_t changed_ns_ = 0;
+    std::uint64_t counters_from_ns_ = 0;
+    std::uint64_t window_from_ns_ = 0;
+    bool window_started_ = false;
+    std::uint16_t dvbs2_noise_ = 0;
+};
+
+}  // namespace sim

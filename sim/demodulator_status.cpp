@@ -1,0 +1,299 @@
+// SPDX-License-Identifier: MIT
+
+// What the demodulator's registers tell of the signal.
+
+#include <algorithm>
+#include <cmath>
+
+#include "demod/ds3000_regs.h"
+#include "sim/demodulator.h"
+#include "sim/gain.h"
+#include "sim/modcod.h"
+
+namespace sim {
+
+namespace reg = ds3000::reg;
+
+namespace {
+
+std::uint8_t low_byte(unsigned value) { return static_cast<std::uint8_t>(value); }
+std::uint8_t high_byte(unsigned value) { return static_cast<std::uint8_t>(value >> 8); }
+
+unsigned dvbs_code_rate_bits(CodeRate rate) {
+    switch (rate) {
+        case CodeRate::r7_8:
+            return 0;
+        case CodeRate::r5_6:
+            return 1;
+        case CodeRate::r3_4:
+            return 2;
+        case CodeRate::r2_3:
+            return 3;
+        default:
+            return 4;  // 1/2
+    }
+}
+
+std::uint8_t dvbs2_code_rate_bits(CodeRate rate) {
+    const auto place = static_cast<unsigned>(rate);
+    return low_byte(rate > CodeRate::r7_8 ? place - 1 : place);  // 7/8 is a rate of DVB-S alone
+}
+
+}  // namespace
+
+std::uint8_t Demodulator::read_status(std::uint8_t reg, std::uint64_t now_ns) {
+    if (reg == reg::chip_id || reg == reg::chip_id_high || reg == reg::mcu_control) {
+        return read_identity(reg, now_ns);
+    }
+    refresh();
+    switch (reg) {
+        case reg::lock_status:
+            return lock_bits(now_ns);
+        case reg::agc_level:
+            return gain_for(source_->tuner_type(), source_->level_dbm()).agc;
+        case reg::carrier_amplitude:
+            return amplitude();
+        case reg::carrier_amplitude_low:
+            return 0;
+        case reg::carrier_low:
+            return low_byte(carrier_reading(now_ns));
+        case reg::carrier_high:
+            return high_byte(carrier_reading(now_ns));
+        case reg::measured_symbol_rate_low:
+            return low_byte(symbol_rate_reading(now_ns));
+        case reg::measured_symbol_rate_high:
+            return high_byte(symbol_rate_reading(now_ns));
+        case reg::energy_index:
+            return low_byte((regs_.plain[reg] & 0xFCU) | (equaliser_tap() & 3U));
+        case reg::energy_value:
+            return low_byte(equaliser_tap() >> 2U);
+        case reg::mcu_state:
+            return running_ ? acquisition_.mcu_state(now_ns) : reg::mcu_state_boot;
+        default:
+            return search_.system == System::dvbs ? read_dvbs_status(reg, now_ns)
+                                                  : read_dvbs2_status(reg, now_ns);
+    }
+}
+
+bool Demodulator::locked(std::uint64_t now_ns) const {
+    return running_ && acquisition_.locked(now_ns);
+}
+
+std::uint8_t Demodulator::lock_bits(std::uint64_t now_ns) const {
+    const Finding &finding = acquisition_.finding();
+    const bool dvbs2 = search_.system == System::dvbs2;
+    std::uint8_t reached = finding.carrier != nullptr ? 0x01 : 0x00;
+    if (finding.locks()) {
+        reached = 0x07;
+    } else if (finding.reason == Reason::cn_below_threshold || finding.reason == Reason::standard ||
+               finding.reason == Reason::table_byte) {
+        reached = 0x03;
+    }
+    switch (running_ ? acquisition_.stage(now_ns) : Acquisition::Stage::idle) {
+        case Acquisition::Stage::idle:
+        case Acquisition::Stage::boot:
+        case Acquisition::Stage::gain:
+            return 0;
+        case Acquisition::Stage::timing:
+            return reached & 0x01;
+        case Acquisition::Stage::carrier:
+            return reached & 0x03;
+        case Acquisition::Stage::decoding:
+            // The header of DVB-S2 frames is decoded before their payload.
+            return static_cast<std::uint8_t>(dvbs2 && finding.locks() ? 0x0F : reached & 0x03);
+        case Acquisition::Stage::given_up:
+            return reached;
+        case Acquisition::Stage::locked:
+            break;
+    }
+    return dvbs2 ? reg::lock_status_dvbs2 : reg::lock_status_dvbs;
+}
+
+std::uint8_t Demodulator::amplitude() const {
+    const Finding &finding = acquisition_.finding();
+    if (!running_ || finding.carrier == nullptr) {
+        return 0;
+    }
+    return finding.locks() ? 20 : 1;
+}
+
+std::uint16_t Demodulator::carrier_reading(std::uint64_t now_ns) const {
+    const auto &plain = regs_.plain;
+    const std::uint8_t select = plain[reg::carrier_select] & reg::carrier_select_mask;
+    const auto programmed =
+        static_cast<std::uint16_t>(plain[reg::carrier_high] << 8 | plain[reg::carrier_low]);
+    if (select == reg::carrier_programmed) {
+        return programmed;
+    }
+    if (select != reg::carrier_measured) {
+        return 0;
+    }
+    if (!locked(now_ns)) {
+        return programmed;
+    }
+    const long steps = std::lround(acquisition_.finding().measured_khz / register_step_khz);
+    return static_cast<std::uint16_t>(static_cast<std::int16_t>(steps));
+}
+
+std::uint16_t Demodulator::symbol_rate_reading(std::uint64_t now_ns) const {
+    if (!locked(now_ns)) {
+        return static_cast<std::uint16_t>(regs_.plain[reg::symbol_rate_high] << 8 |
+                                          regs_.plain[reg::symbol_rate_low]);
+    }
+    const double ksps = acquisition_.finding().carrier->transponder.symbol_rate / 1000.0;
+    return static_cast<std::uint16_t>(std::lround(ksps / register_step_khz));
+}
+
+// The equaliser's 21 taps, real parts and then imaginary ones: the middle tap carries the signal,
+// the others what is left of echoes - 1 % of its energy together, or 11 % when it has gone astray.
+std::uint16_t Demodulator::equaliser_tap() const {
+    constexpr unsigned middle = 10;
+    if (!running_ || !acquisition_.finding().locks()) {
+        return 0;
+    }
+    const unsigned index = regs_.plain[reg::energy_index] >> 2;
+    if (index > 20) {
+        return 0;
+    }
+    if (index == middle) {
+        return 400;
+    }
+    return search_.diverged ? 30 : 8;
+}
+
+double Demodulator::margin_db() const {
+    const Finding &finding = acquisition_.finding();
+    return finding.cn_db - finding.carrier->threshold_db;
+}
+
+std::uint8_t Demodulator::dvbs_snr() {
+    const double ratio = from_db(acquisition_.finding().cn_db) * noise_.factor();
+    return low_byte(static_cast<unsigned>(std::min(255L, std::lround(8 * ratio))));
+}
+
+double Demodulator::dvbs_window_bits() const {
+    return (regs_.plain[reg::errors_high] & reg::errors_short_window) != 0 ? 1 << 20 : 1 << 23;
+}
+
+bool Demodulator::dvbs_window_over(std::uint64_t now_ns) const {
+    const Transponder &carrier = acquisition_.finding().carrier->transponder;
+    const double bit_rate = 2.0 * carrier.symbol_rate * value_of(code_rate_of(carrier));
+    return static_cast<double>(now_ns - window_from_ns_) * 1e-9 >= dvbs_window_bits() / bit_rate;
+}
+
+// Bit errors after the Viterbi decoder: 2e-4 at the threshold (EN 300 421, 5.), ten times fewer for
+// every 0.7 dB above it.
+std::uint16_t Demodulator::dvbs_errors() const {
+    constexpr double rate_at_threshold = 2e-4;
+    constexpr double decade_db = 0.7;
+    if (!window_started_) {
+        return 0;
+    }
+    const double rate = rate_at_threshold * std::pow(10.0, -margin_db() / decade_db);
+    return static_cast<std::uint16_t>(std::min(65535.0, rate * dvbs_window_bits()));
+}
+
+std::uint8_t Demodulator::read_dvbs_status(std::uint8_t reg, std::uint64_t now_ns) {
+    const bool is_locked = locked(now_ns);
+    const Finding &finding = acquisition_.finding();
+    switch (reg) {
+        case reg::fec_status:
+            return is_locked ? reg::fec_status_locked : std::uint8_t{0};
+        case reg::s_snr:
+            return is_locked ? dvbs_snr() : std::uint8_t{0};
+        case reg::s_code_rate:
+            return is_locked
+                       ? low_byte(dvbs_code_rate_bits(code_rate_of(finding.carrier->transponder))
+                                  << 5U)
+                       : std::uint8_t{0xE0};
+        case reg::s_inversion:
+            return is_locked && finding.inverted ? 0x04 : 0x00;
+        case reg::errors_high: {
+            const auto rest = static_cast<unsigned>(regs_.plain[reg]) & 0xEFU;
+            const bool counting = window_started_ && !(is_locked && dvbs_window_over(now_ns));
+            return low_byte(rest | (counting ? reg::errors_running : 0U));
+        }
+        case reg::s_errors_low:
+            return is_locked ? low_byte(dvbs_errors()) : std::uint8_t{0};
+        case reg::errors_mid:
+            return is_locked ? high_byte(dvbs_errors()) : std::uint8_t{0};
+        default:
+            return regs_.plain[reg];  // a register of DVB-S2
+    }
+}
+
+// One measurement fills 0x8C and 0x8D: four times the noise power for a signal of amplitude 64,
+// that is of power 64 x 64 / 2.
+void Demodulator::measure_dvbs2_noise() {
+    constexpr double signal_power = 64 * 64 / 2.0;
+    const double noise = signal_power / from_db(acquisition_.finding().cn_db) * noise_.factor();
+    dvbs2_noise_ = static_cast<std::uint16_t>(std::min(16383L, std::lround(4 * noise)));
+}
+
+std::uint32_t Demodulator::dvbs2_frames(std::uint64_t now_ns) const {
+    const Transponder &carrier = acquisition_.finding().carrier->transponder;
+    const std::uint64_t from = std::max(acquisition_.lock_ns(), counters_from_ns_);
+    const double symbols = static_cast<double>(now_ns - std::min(from, now_ns)) * 1e-9 *
+                           static_cast<double>(carrier.symbol_rate);
+    const double frames = symbols / frame_symbols(carrier.modulation, carrier.pilots);
+    return static_cast<std::uint32_t>(std::min(frames, 16'777'215.0));
+}
+
+// Packets in error: one in 1e7 at the threshold (EN 302 307-1, 6.), ten times fewer for every
+// 0.3 dB above it.
+std::uint16_t Demodulator::dvbs2_errors(std::uint64_t now_ns) const {
+    constexpr double rate_at_threshold = 1e-7;
+    constexpr double decade_db = 0.3;
+    constexpr double packet_bits = 188 * 8;
+    const Transponder &carrier = acquisition_.finding().carrier->transponder;
+    const double packets =
+        dvbs2_frames(now_ns) * (frame_payload_bits(code_rate_of(carrier)) / packet_bits);
+    const double rate = rate_at_threshold * std::pow(10.0, -margin_db() / decade_db);
+    return static_cast<std::uint16_t>(std::min(65535.0, packets * std::min(1.0, rate)));
+}
+
+std::uint8_t Demodulator::modcod() const {
+    const Transponder &carrier = acquisition_.finding().carrier->transponder;
+    return low_byte(static_cast<unsigned>(carrier.modulation) << 6 |
+                    (carrier.pilots ? reg::modcod_pilots : 0U) |
+                    dvbs2_code_rate_bits(code_rate_of(carrier)));
+}
+
+std::uint8_t Demodulator::read_dvbs2_status(std::uint8_t reg, std::uint64_t now_ns) {
+    const bool is_locked = locked(now_ns);
+    const Finding &finding = acquisition_.finding();
+    const bool header = (lock_bits(now_ns) & reg::lock_status_header) != 0;
+    switch (reg) {
+        case reg::modcod:
+            return header ? modcod() : std::uint8_t{0};
+        case reg::s2_inversion:
+            return is_locked && finding.inverted ? 0x80 : 0x00;
+        case reg::s2_roll_off:
+            return is_locked
+                       ? low_byte(static_cast<unsigned>(finding.carrier->transponder.roll_off))
+                       : std::uint8_t{3};
+        case reg::s2_noise_low:
+            if (is_locked) {
+                measure_dvbs2_noise();
+            }
+            return is_locked ? low_byte(dvbs2_noise_ & 0x3FU) : std::uint8_t{0};
+        case reg::s2_noise_high:
+            return is_locked ? low_byte(dvbs2_noise_ >> 6U) : std::uint8_t{0};
+        case reg::s2_signal:
+            return is_locked ? 64 : 0;
+        case reg::s2_frames_low:
+            return is_locked ? low_byte(dvbs2_frames(now_ns)) : std::uint8_t{0};
+        case reg::s2_frames_mid:
+            return is_locked ? low_byte(dvbs2_frames(now_ns) >> 8) : std::uint8_t{0};
+        case reg::s2_frames_high:
+            return is_locked ? low_byte(dvbs2_frames(now_ns) >> 16) : std::uint8_t{0};
+        case reg::errors_mid:
+            return is_locked ? low_byte(dvbs2_errors(now_ns)) : std::uint8_t{0};
+        case reg::errors_high:
+            return is_locked ? high_byte(dvbs2_errors(now_ns)) : std::uint8_t{0};
+        default:
+            return regs_.plain[reg];  // a register of DVB-S
+    }
+}
+
+}  // namespace sim

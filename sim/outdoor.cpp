@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: MIT
+#include "sim/outdoor.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace sim {
+
+namespace {
+
+constexpr std::uint8_t lnbh23_enable = 0x04;
+constexpr std::uint8_t lnbh23_18v = 0x08;
+
+constexpr std::uint8_t write_committed = 0x38;
+constexpr std::uint8_t read_committed = 0x14;
+constexpr std::uint8_t reply_ok = 0xE4;
+constexpr std::uint8_t reply_unknown_command = 0xE5;
+
+bool is_master_frame(std::uint8_t framing) { return framing >= 0xE0 && framing <= 0xE3; }
+bool wants_reply(std::uint8_t framing) { return (framing & 0x02) != 0; }
+
+// Addresses that a committed switch answers to: any device, any switch, and two kinds of switch.
+bool addresses_switch(std::uint8_t address) {
+    return address == 0x00 || address == 0x10 || address == 0x14 || address == 0x15;
+}
+
+}  // namespace
+
+Outdoor::Outdoor(const Scenario &scenario)
+    : defaults_{scenario.cn_db, scenario.level_dbm},
+      has_lnbh23_(scenario.board.lnbh23),
+      switch_replies_(scenario.diseqc_switch && scenario.diseqc_switch->replies),
+      has_switch_(scenario.diseqc_switch.has_value()),
+      lnb_(scenario.lnb) {
+    if (!has_switch_) {
+        if (!scenario.satellites.empty()) {
+            dishes_[0].emplace(scenario.satellites.front(), defaults_);
+        }
+    } else {
+        const auto &ports = scenario.diseqc_switch->ports;
+        for (std::size_t i = 0; i < std::min(ports.size(), dishes_.size()); ++i) {
+            if (ports[i]) {
+                dishes_.at(i).emplace(scenario.satellites.at(*ports[i]), defaults_);
+            }
+        }
+    }
+    for (const Fault &fault : scenario.faults) {
+        if (fault.kind == Fault::Kind::lost_diseqc) {
+            message_faults_.push_back(fault);
+        }
+    }
+}
+
+void Outdoor::supply_changed() {
+    ++changes_;
+    if (volts() == 0 || weather_.cable_pulled) {
+        switch_lines_ = 0;
+    }
+}
+
+void Outdoor::set_supply_enable(bool on) {
+    enabled_ = on;
+    supply_changed();
+}
+
+void Outdoor::set_supply_18v(bool on) {
+    line_18v_ = on;
+    supply_changed();
+}
+
+void Outdoor::set_tone(bool on) {
+    changes_ += on != tone_ ? 1 : 0;
+    tone_ = on;
+}
+
+void Outdoor::set_lnbh23(std::uint8_t control) {
+    lnbh23_ = control;
+    supply_changed();
+}
+
+void Outdoor::set_weather(const Weather &weather) {
+    weather_ = weather;
+    supply_changed();
+}
+
+void Outdoor::brown_out() {
+    set_tone(false);
+    set_lnbh23(0);
+}
+
+bool Outdoor::message_is_lost() const {
+    const std::uint64_t number = messages_.size();
+    return std::any_of(message_faults_.begin(), message_faults_.end(),
+                       [number](const Fault &fault) {
+                           return number >= fault.nth && number < fault.nth + fault.count;
+                       });
+}
+
+std::vector<std::uint8_t> Outdoor::message(std::span<const std::uint8_t> bytes) {
+    messages_.emplace_back(bytes.begin(), bytes.end());
+    const bool heard = has_switch_ && volts() != 0 && !weather_.cable_pulled &&
+                       !message_is_lost() && bytes.size() >= 3 && is_master_frame(bytes[0]) &&
+                       addresses_switch(bytes[1]);
+    if (!heard) {
+        return {};
+    }
+    std::vector<std::uint8_t> reply{reply_ok};
+    if (bytes[2] == write_committed && bytes.size() == 4) {
+        const auto cleared = switch_lines_ & ~(bytes[3] >> 4);
+        switch_lines_ = static_cast<std::uint8_t>(cleared | (bytes[3] & 0x0F));
+        ++changes_;
+    } else if (bytes[2] == read_committed) {
+        reply.push_back(static_cast<std::uint8_t>(0xF0 | switch_lines_));
+    } else {
+        reply = {reply_unknown_command};
+    }
+    return switch_replies_ && wants_reply(bytes[0]) ? reply : std::vector<std::uint8_t>{};
+}
+
+void Outdoor::point_at(const Satellite &satellite, unsigned port) {
+    dishes_.at(port == 0 ? 0 : port - 1).emplace(satellite, defaults_);
+    ++changes_;
+}
+
+void Outdoor::set_lnb(const Lnb &lnb) {
+    lnb_ = lnb;
+    ++changes_;
+}
+
+std::uint32_t Outdoor::if_of(const Transponder &transponder) const {
+    const bool high = stacked()
+                          ? side_of(transponder.polarisation) == Side::volts_18
+                          : lnb_.lof_high_khz != 0 && transponder.frequency_khz >= lnb_.switch_khz;
+    const std::uint32_t lof_khz = high ? lnb_.lof_high_khz : lnb_.lof_low_khz;
+    return transponder.frequency_khz > lof_khz ? transponder.frequency_khz - lof_khz
+                                               : lof_khz - transponder.frequency_khz;
+}
+
+const Sky *Outdoor::sky_at(unsigned port) const {
+    const auto &dish = dishes_.at(port == 0 ? 0 : port - 1);
+    return dish ? &*dish : nullptr;
+}
+
+unsigned Outdoor::port() const { return has_switch_ ? 1U + ((switch_lines_ >> 2) & 3U) : 0U; }
+
+unsigned Outdoor::volts() const {
+    if (!enabled_ || (has_lnbh23_ && (lnbh23_ & lnbh23_enable) == 0)) {
+        return 0;
+    }
+    return (has_lnbh23_ ? (lnbh23_ & lnbh23_18v) != 0 : line_18v_) ? 18 : 13;
+}
+
+std::vector<Leg> Outdoor::legs(Reason &reason, std::string &text) const {
+    if (volts() == 0) {
+        reason = Reason::no_supply;
+        text = "no signal: LNB supply off";
+        return {};
+    }
+    if (weather_.cable_pulled) {
+        reason = Reason::cable_pulled;
+        text = "no signal: cable pulled";
+        return {};
+    }
+    const Sky *sky = sky_at(port());
+    if (sky == nullptr) {
+        reason = Reason::no_dish;
+        text = has_switch_ ? fmt::format("no signal: nothing at port {} of the switch", port())
+                           : "no signal: no dish";
+        return {};
+    }
+    const double drift = lnb_.drift_khz + weather_.drift_khz;
+    if (stacked()) {
+        return {{sky, Side::volts_13, lnb_.lof_low_khz + drift},
+                {sky, Side::volts_18, lnb_.lof_high_khz + drift}};
+    }
+    const bool high = lnb_.lof_high_khz != 0 && tone_;
+    const Side side = volts() == 18 ? Side::volts_18 : Side::volts_13;
+    return {{sky, side, (high ? lnb_.lof_high_khz : lnb_.lof_low_khz) + drift}};
+}
+
+}  // namespace sim

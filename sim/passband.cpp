@@ -1,0 +1,210 @@
+// SPDX-License-Identifier: MIT
+#include "sim/passband.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "sim/gain.h"
+#include "sim/modcod.h"
+
+namespace sim {
+
+namespace {
+
+// A carrier this far outside the filter's edge still reaches in: half of the widest one.
+constexpr double outside_khz = 25'000;
+// Loss of a DVB-S2 carrier without pilots whose equaliser has gone astray.
+constexpr double divergence_loss_db = 1.5;
+
+// One carrier in the passband, and how far a search gets with it.
+struct Candidate {
+    const Carrier *carrier = nullptr;
+    double if_khz = 0;
+    double measured_khz = 0;
+    double offset_khz = 0;
+    double cn_db = 0;
+    bool inverted = false;
+    Reason reason = Reason::no_carrier;
+};
+
+bool symbol_rates_match(double programmed_ksps, const Carrier &carrier) {
+    const double actual_ksps = carrier.transponder.symbol_rate / 1000.0;
+    return std::abs(programmed_ksps - actual_ksps) <= symbol_rate_tolerance * actual_ksps;
+}
+
+Reason obstacle_of(const Candidate &candidate, const Search &search, const TunerOutput &tuner) {
+    const Carrier &carrier = *candidate.carrier;
+    if (std::abs(candidate.offset_khz) > capture_range_khz) {
+        return Reason::capture_range;
+    }
+    const double distance = std::abs(candidate.if_khz - tuner.lo_khz);
+    if (distance + carrier.half_width_khz > tuner.bandwidth_khz) {
+        return Reason::filter_too_narrow;
+    }
+    if (!symbol_rates_match(search.symbol_rate_ksps, carrier)) {
+        return Reason::symbol_rate;
+    }
+    if (carrier.transponder.system != search.system) {
+        return Reason::standard;
+    }
+    if (!search.table_fault.empty()) {
+        return Reason::table_byte;
+    }
+    return candidate.cn_db < carrier.threshold_db ? Reason::cn_below_threshold : Reason::locked;
+}
+
+int progress(Reason reason) {
+    switch (reason) {
+        case Reason::locked:
+            return 7;
+        case Reason::cn_below_threshold:
+            return 6;
+        case Reason::table_byte:
+            return 5;
+        case Reason::standard:
+            return 4;
+        case Reason::symbol_rate:
+            return 3;
+        case Reason::filter_too_narrow:
+            return 2;
+        case Reason::capture_range:
+            return 1;
+        default:
+            return 0;
+    }
+}
+
+bool better(const Candidate &a, const Candidate &b) {
+    if (progress(a.reason) != progress(b.reason)) {
+        return progress(a.reason) > progress(b.reason);
+    }
+    return std::abs(a.offset_khz) < std::abs(b.offset_khz);
+}
+
+std::string explain(const Candidate &candidate, const Search &search, const TunerOutput &tuner) {
+    const Carrier &carrier = *candidate.carrier;
+    const std::string name = describe(carrier.transponder);
+    switch (candidate.reason) {
+        case Reason::locked:
+            return fmt::format("locked on {}, C/N {:.1f} dB", name, candidate.cn_db);
+        case Reason::cn_below_threshold:
+            return fmt::format("C/N {:.1f} dB below the threshold {:.1f} dB of {}", candidate.cn_db,
+                               carrier.threshold_db, modcod_name(carrier.transponder));
+        case Reason::table_byte:
+            return search.table_fault;
+        case Reason::standard:
+            return fmt::format("{} carrier, {} programmed", to_string(carrier.transponder.system),
+                               to_string(search.system));
+        case Reason::symbol_rate:
+            return fmt::format("symbol rate {:.0f} programmed, {} on the carrier {}",
+                               search.symbol_rate_ksps, carrier.transponder.symbol_rate / 1000,
+                               name);
+        case Reason::filter_too_narrow:
+            return fmt::format(
+                "{} ends {:.1f} MHz from the oscillator, beyond the filter's {:.1f} MHz", name,
+                (std::abs(candidate.if_khz - tuner.lo_khz) + carrier.half_width_khz) / 1000,
+                tuner.bandwidth_khz / 1000);
+        default:
+            return fmt::format(
+                "carrier offset {:+.0f} kHz of {} outside the capture range of {:.0f} kHz",
+                candidate.offset_khz, name, capture_range_khz);
+    }
+}
+
+}  // namespace
+
+double intermediate_khz(double carrier_khz, double lof_khz, bool &inverted) {
+    inverted = lof_khz > carrier_khz;
+    return std::abs(carrier_khz - lof_khz);
+}
+
+Passband::Passband(const Outdoor &outdoor, const TunerOutput &tuner, bool iq_swap)
+    : outdoor_(&outdoor), tuner_(&tuner), iq_swap_(iq_swap), legs_(outdoor.legs(reason_, text_)) {}
+
+// Call use(carrier, if_khz, inverted) for every carrier that the filter does not wholly stop.
+template <typename Use>
+void Passband::for_each_carrier(Use use) const {
+    const double reach = tuner_->bandwidth_khz + outside_khz;
+    for (const Leg &leg : legs_) {
+        for (const double centre : {leg.lof_khz + tuner_->lo_khz, leg.lof_khz - tuner_->lo_khz}) {
+            for (const Carrier &carrier :
+                 leg.sky->between(leg.side, centre - reach, centre + reach)) {
+                bool inverted = false;
+                const double if_khz =
+                    intermediate_khz(carrier.frequency_khz, leg.lof_khz, inverted);
+                if (std::abs(if_khz - tuner_->lo_khz) <
+                    tuner_->bandwidth_khz + carrier.half_width_khz) {
+                    use(carrier, if_khz, inverted);
+                }
+            }
+        }
+    }
+}
+
+double Passband::level_dbm() const {
+    double power = from_db(noise_floor_dbm);
+    if (tuner_->lo_khz > 0) {
+        const double fade = outdoor_->weather().fade_db;
+        for_each_carrier([&power, fade](const Carrier &carrier, double, bool) {
+            power += from_db(carrier.level_dbm - fade);
+        });
+    }
+    return to_db(power);
+}
+
+Finding Passband::find(const Search &search) const {
+    Finding finding;
+    finding.reason = reason_;
+    finding.text = text_;
+    if (legs_.empty()) {
+        return finding;
+    }
+    if (!tuner_->works()) {
+        finding.reason = tuner_->reason;
+        finding.text = tuner_->text;
+        return finding;
+    }
+    if (search.symbol_rate_ksps < smallest_symbol_rate_ksps - register_step_khz ||
+        search.symbol_rate_ksps > largest_symbol_rate_ksps + register_step_khz) {
+        finding.reason = Reason::symbol_rate_range;
+        finding.text = fmt::format("symbol rate {:.0f} programmed, outside {:.0f}..{:.0f} ksym/s",
+                                   search.symbol_rate_ksps, smallest_symbol_rate_ksps,
+                                   largest_symbol_rate_ksps);
+        return finding;
+    }
+    Candidate best;
+    for_each_carrier([&](const Carrier &carrier, double if_khz, bool inverted) {
+        const bool mirrored = iq_swap_ != search.mirrored;
+        Candidate candidate;
+        candidate.carrier = &carrier;
+        candidate.if_khz = if_khz;
+        candidate.measured_khz = (tuner_->lo_khz - if_khz) * (mirrored ? -1 : 1);
+        candidate.offset_khz = search.expected_khz - candidate.measured_khz;
+        candidate.inverted = (inverted != carrier.transponder.inverted) != mirrored;
+        const bool astray = search.diverged && !carrier.transponder.pilots;
+        candidate.cn_db = effective_cn_db(carrier, outdoor_->weather().fade_db) -
+                          (astray ? divergence_loss_db : 0);
+        candidate.reason = obstacle_of(candidate, search, *tuner_);
+        if (best.carrier == nullptr || better(candidate, best)) {
+            best = candidate;
+        }
+    });
+    if (best.carrier == nullptr) {
+        finding.reason = Reason::no_carrier;
+        finding.text = fmt::format("no carrier within {:.1f} MHz of the tuner's {:.1f} MHz",
+                                   tuner_->bandwidth_khz / 1000, tuner_->lo_khz / 1000);
+        return finding;
+    }
+    finding.reason = best.reason;
+    finding.text = explain(best, search, *tuner_);
+    finding.carrier = best.carrier;
+    finding.cn_db = best.cn_db;
+    finding.measured_khz = best.measured_khz;
+    finding.offset_khz = best.offset_khz;
+    finding.inverted = best.inverted;
+    return finding;
+}
+
+}  // namespace sim

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "sim/outdoor.h"
+#include "sim/sky.h"
+#include "sim/tuner.h"
+#include "sim/verdict.h"
+
+namespace sim {
+
+// What the demodulator can do (its data sheet's limits) and how far it looks for a carrier.
+inline constexpr double smallest_symbol_rate_ksps = 1000;
+inline constexpr double largest_symbol_rate_ksps = 45000;
+inline constexpr double capture_range_khz = 5000;
+inline constexpr double symbol_rate_tolerance = 0.01;
+// A step of the carrier and symbol-rate registers.
+inline constexpr double register_step_khz = 96000.0 / 65536;
+
+// What the demodulator was told before its micro-controller was let go.
+struct Search {
+    System system = System::dvbs;
+    double expected_khz = 0;  // oscillator minus carrier
+    double symbol_rate_ksps = 0;
+    bool mirrored = false;    // the demodulator exchanges I and Q
+    bool diverged = false;    // the equaliser of a carrier without pilots has gone astray
+    std::string table_fault;  // the first register that makes lock impossible
+};
+
+// What a search comes to.
+struct Finding {
+    Reason reason = Reason::no_carrier;
+    std::string text;
+    const Carrier *carrier = nullptr;  // the one locked, or the nearest
+    double cn_db = 0;
+    double measured_khz = 0;  // oscillator minus carrier, as the demodulator sees it
+    double offset_khz = 0;    // how far the carrier is above where it is expected
+    bool inverted = false;
+    [[nodiscard]] bool locks() const { return reason == Reason::locked; }
+};
+
+// The carriers that pass the tuner's filter, and what a demodulator makes of them.
+class Passband {
+ public:
+    Passband(const Outdoor &outdoor, const TunerOutput &tuner, bool iq_swap);
+
+    // Power of everything in the passband, the noise included.
+    [[nodiscard]] double level_dbm() const;
+
+    // Of all carriers in the passband the search takes the one that gets furthest towards lock;
+    // among equals the nearest to where it is expected.
+    [[nodiscard]] Finding find(const Search &search) const;
+
+ private:
+    template <typename Use>
+    void for_each_carrier(Use use) const;
+
+    const Outdoor *outdoor_;
+    const TunerOutput *tuner_;
+    bool iq_swap_;
+    // Why there are no legs; filled in by the initialisation of legs_.
+    Reason reason_ = Reason::locked;
+    std::string text_;
+    std::vector<Leg> legs_;
+};
+
+// Frequency of a carrier behind an LNB; `inverted` when the oscillator lies above it.
+double intermediate_khz(double carrier_khz, double lof_khz, bool &inverted);
+
+}  // namespace sim

@@ -1,0 +1,474 @@
+// SPDX-License-Identifier: MIT
+#include "sim/receiver.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <atomic>
+#include <optional>
+
+#include "hw/hdi.h"
+#include "sim/bus_faults.h"
+#include "sim/calendar.h"
+#include "sim/demodulator.h"
+#include "sim/outdoor.h"
+#include "sim/passband.h"
+#include "sim/reception.h"
+#include "sim/tuner.h"
+
+namespace sim {
+
+namespace {
+
+constexpr std::uint8_t demodulator_address = 0xD0;
+constexpr std::uint8_t tuner_address = 0xC0;
+constexpr std::uint8_t lnbh23_address = 0x14;
+constexpr unsigned supply_enable_line = 6;
+constexpr unsigned supply_18v_line = 7;
+
+// Nine bits a byte, the address first; a bit for each start, repeated start and stop.
+std::uint64_t bits_of(std::size_t bytes, bool stops) {
+    return 1 + 9 * (bytes + 1) + (stops ? 1 : 0);
+}
+
+// Holds the bus for one transfer; empty-handed when another thread has it.
+class BusClaim {
+ public:
+    explicit BusClaim(std::atomic_flag &taken)
+        : taken_(&taken), held_(!taken.test_and_set(std::memory_order_acquire)) {}
+    BusClaim(const BusClaim &) = delete;
+    BusClaim &operator=(const BusClaim &) = delete;
+    ~BusClaim() {
+        if (held_) {
+            taken_->clear(std::memory_order_release);
+        }
+    }
+    [[nodiscard]] bool held() const { return held_; }
+
+ private:
+    std::atomic_flag *taken_;
+    bool held_;
+};
+
+}  // namespace
+
+class Receiver::Impl final : public SignalSource {
+ public:
+    Impl(const Scenario &scenario, VirtualClock &clock)
+        : setup_(scenario.board),
+          clock_(&clock),
+          calendar_(scenario.events),
+          bus_faults_(scenario),
+          outdoor_(scenario),
+          tuner_(scenario, watch_),
+          demodulator_(scenario, *this, outdoor_, watch_) {
+        outdoor_.set_weather(calendar_.weather_at(clock.now_ns()));
+        caught_up_ns_ = clock.now_ns();
+        next_event_ns_ = calendar_.next_after(caught_up_ns_);
+    }
+
+    // The bus.
+    void *open_bus();
+    void close_bus(void *bus);
+    bool check_address(void *bus, unsigned address);
+    bool write(void *bus, unsigned address, std::span<const std::uint8_t> data, unsigned flags);
+    bool read(void *bus, unsigned address, std::span<std::uint8_t> data);
+    void set_gpio(unsigned line, unsigned level);
+
+    // What the demodulator asks about its input.
+    Finding find(const Search &search) override { return passband().find(search); }
+    double level_dbm() override;
+    unsigned tuner_type() override { return tuner_.type(); }
+    std::uint64_t settled_ns() override {
+        (void)passband();
+        return tuner_output_.settled_ns;
+    }
+
+    // The back face.
+    void point_at(const Satellite &satellite, unsigned port);
+    void set_lnb(const Lnb &lnb);
+    Verdict verdict();
+
+    [[nodiscard]] const Watch &watch() const { return watch_; }
+    [[nodiscard]] const Outdoor &outdoor() const { return outdoor_; }
+    [[nodiscard]] const Demodulator &demodulator() const { return demodulator_; }
+    [[nodiscard]] const BusStatistics &statistics() const { return statistics_; }
+    std::vector<std::string> log_lines;
+
+    // Bring the world up to the clock's time; needed before the back face is looked at.
+    void catch_up() { catch_up_to(clock_->now_ns()); }
+
+ private:
+    // One transfer from start to stop, without what it does to the device.
+    struct Shape {
+        Transfer::Kind kind;
+        std::uint8_t address;
+        std::size_t length;
+        bool stops;
+    };
+    struct Outcome {
+        bool acknowledged;
+        std::uint64_t now_ns;
+    };
+    bool may_transfer(void *bus, const char *what);
+    void note_left_open(const Shape &shape);
+    Outcome transfer(const Shape &shape, std::span<const std::uint8_t> data);
+    [[nodiscard]] bool answers(std::uint8_t address, bool repeater_open) const;
+    void deliver(std::uint8_t address, std::span<const std::uint8_t> data, std::uint64_t now_ns);
+    std::uint8_t fetch(std::uint8_t address, std::uint64_t now_ns);
+    void record(const Shape &shape, std::span<const std::uint8_t> data, const Outcome &outcome);
+
+    void catch_up_to(std::uint64_t now_ns);
+    void brown_out();
+    void signal_changed(std::uint64_t now_ns);
+    Passband &passband();
+
+    BoardSetup setup_;
+    VirtualClock *clock_;
+    Watch watch_;
+    Calendar calendar_;
+    BusFaults bus_faults_;
+    Outdoor outdoor_;
+    Tuner tuner_;
+    Demodulator demodulator_;
+    BusStatistics statistics_;
+
+    std::atomic_flag bus_taken_ = ATOMIC_FLAG_INIT;
+    bool bus_open_ = false;
+    std::optional<std::uint8_t> open_address_;  // of a transfer that waits for its read
+    std::uint8_t demodulator_pointer_ = 0;
+    std::uint8_t tuner_pointer_ = 0;
+
+    std::uint64_t caught_up_ns_ = 0;
+    std::uint64_t next_event_ns_ = 0;
+    std::uint64_t outdoor_changes_ = 0;
+    TunerOutput tuner_output_;
+    std::optional<Passband> passband_;
+    std::optional<double> level_dbm_;
+};
+
+void *Receiver::Impl::open_bus() {
+    bus_open_ = true;
+    return &bus_open_;
+}
+
+void Receiver::Impl::close_bus(void *bus) {
+    if (may_transfer(bus, "close")) {
+        bus_open_ = false;
+    }
+}
+
+bool Receiver::Impl::may_transfer(void *bus, const char *what) {
+    if (bus_open_ && bus == &bus_open_) {
+        return true;
+    }
+    watch_.complain(Offence::closed_bus, clock_->now_ns(),
+                    fmt::format("{} on a bus that is not open", what));
+    return false;
+}
+
+void Receiver::Impl::note_left_open(const Shape &shape) {
+    const bool continues = shape.kind == Transfer::Kind::read && open_address_ == shape.address;
+    if (open_address_ && !continues) {
+        watch_.complain(Offence::transfer_left_open, clock_->now_ns(),
+                        "a register address was not followed by its read");
+    }
+    open_address_.reset();
+}
+
+bool Receiver::Impl::answers(std::uint8_t address, bool repeater_open) const {
+    switch (address) {
+        case demodulator_address:
+            return setup_.demodulator_fitted;
+        case tuner_address:
+            return setup_.tuner_fitted && repeater_open;
+        case lnbh23_address:
+            return setup_.lnbh23;
+        default:
+            return false;
+    }
+}
+
+Receiver::Impl::Outcome Receiver::Impl::transfer(const Shape &shape,
+                                                 std::span<const std::uint8_t> data) {
+    note_left_open(shape);
+    const bool repeater_open = setup_.demodulator_fitted && demodulator_.take_repeater();
+    const Disturbance disturbance = bus_faults_.next_transfer(shape.address, clock_->now_ns());
+    Outcome outcome{!disturbance.refused && answers(shape.address, repeater_open), 0};
+    // A device that does not acknowledge its address ends the transfer there.
+    const std::uint64_t bits =
+        outcome.acknowledged ? bits_of(shape.length, shape.stops) : bits_of(0, true);
+    const std::uint64_t duration_ns = bits * 1'000'000'000 / setup_.bus_clock_hz;
+    clock_->spend_ns(disturbance.stuck_ns +
+                     (disturbance.slowness == 1
+                          ? duration_ns
+                          : static_cast<std::uint64_t>(static_cast<double>(duration_ns) *
+                                                       disturbance.slowness)));
+    outcome.now_ns = clock_->now_ns();
+    ++statistics_.transfers;
+    statistics_.bits += bits;
+    statistics_.refused += outcome.acknowledged ? 0 : 1;
+    catch_up_to(outcome.now_ns);
+    record(shape, data, outcome);
+    if (shape.address == tuner_address && !repeater_open) {
+        watch_.complain(Offence::tuner_without_repeater, outcome.now_ns,
+                        demodulator_.powered() ? "the repeater was not opened for this transfer"
+                                               : "the demodulator with the repeater is off");
+    }
+    if (outcome.acknowledged && !shape.stops) {
+        open_address_ = shape.address;
+        if (shape.address == tuner_address) {
+            demodulator_.reopen_repeater();
+        }
+    }
+    return outcome;
+}
+
+void Receiver::Impl::record(const Shape &shape, std::span<const std::uint8_t> data,
+                            const Outcome &outcome) {
+    Transfer transfer;
+    transfer.kind = shape.kind;
+    transfer.acknowledged = outcome.acknowledged;
+    transfer.address = shape.address;
+    transfer.length = static_cast<std::uint8_t>(std::min<std::size_t>(data.size(), 255));
+    std::copy_n(data.begin(), std::min(data.size(), transfer.data.size()), transfer.data.begin());
+    transfer.at_ns = outcome.now_ns;
+    watch_.record(transfer);
+}
+
+void Receiver::Impl::deliver(std::uint8_t address, std::span<const std::uint8_t> data,
+                             std::uint64_t now_ns) {
+    if (data.empty()) {
+        return;
+    }
+    if (address == lnbh23_address) {
+        outdoor_.set_lnbh23(data.back());
+    } else if (address == demodulator_address) {
+        demodulator_pointer_ = data[0];
+        if (data.size() > 1) {
+            demodulator_.write(data[0], data.subspan(1), now_ns);
+        }
+    } else {
+        tuner_pointer_ = data[0];
+        for (const std::uint8_t value : data.subspan(1)) {
+            tuner_.write(tuner_pointer_++, value, now_ns);
+        }
+        if (data.size() > 1) {
+            signal_changed(now_ns);
+        }
+    }
+    if (outdoor_.changes() != outdoor_changes_) {
+        signal_changed(now_ns);
+    }
+}
+
+std::uint8_t Receiver::Impl::fetch(std::uint8_t address, std::uint64_t now_ns) {
+    if (address == demodulator_address) {
+        return demodulator_.read(demodulator_pointer_++, now_ns);
+    }
+    if (address == tuner_address) {
+        if (Tuner::reads_gain(tuner_pointer_)) {
+            tuner_.set_input_level(level_dbm());
+        }
+        return tuner_.read(tuner_pointer_++, now_ns);
+    }
+    return 0;  // the LNBH23's status: no overload, no overheating
+}
+
+bool Receiver::Impl::check_address(void *bus, unsigned address) {
+    const BusClaim claim(bus_taken_);
+    if (!claim.held()) {
+        watch_.complain_of_threads();
+        return false;
+    }
+    if (!may_transfer(bus, "probe")) {
+        return false;
+    }
+    return transfer({Transfer::Kind::probe, static_cast<std::uint8_t>(address), 0, true}, {})
+        .acknowledged;
+}
+
+bool Receiver::Impl::write(void *bus, unsigned address, std::span<const std::uint8_t> data,
+                           unsigned flags) {
+    const BusClaim claim(bus_taken_);
+    if (!claim.held()) {
+        watch_.complain_of_threads();
+        return false;
+    }
+    if (!may_transfer(bus, "write")) {
+        return false;
+    }
+    const bool stops = flags != HDI_OPEN;
+    const Shape shape{stops ? Transfer::Kind::write : Transfer::Kind::open_write,
+                      static_cast<std::uint8_t>(address), data.size(), stops};
+    const Outcome outcome = transfer(shape, data);
+    if (outcome.acknowledged) {
+        deliver(shape.address, data, outcome.now_ns);
+    }
+    return outcome.acknowledged;
+}
+
+bool Receiver::Impl::read(void *bus, unsigned address, std::span<std::uint8_t> data) {
+    const BusClaim claim(bus_taken_);
+    if (!claim.held()) {
+        watch_.complain_of_threads();
+        return false;
+    }
+    if (!may_transfer(bus, "read")) {
+        return false;
+    }
+    const Shape shape{Transfer::Kind::read, static_cast<std::uint8_t>(address), data.size(), true};
+    const Outcome outcome = transfer(shape, {});
+    if (!outcome.acknowledged) {
+        return false;
+    }
+    for (std::uint8_t &value : data) {
+        value = fetch(shape.address, outcome.now_ns);
+    }
+    return true;
+}
+
+void Receiver::Impl::set_gpio(unsigned line, unsigned level) {
+    const std::uint64_t now_ns = clock_->now_ns();
+    catch_up_to(now_ns);
+    Transfer transfer{Transfer::Kind::gpio, true, static_cast<std::uint8_t>(line), 1, {}, now_ns};
+    transfer.data[0] = static_cast<std::uint8_t>(level);
+    watch_.record(transfer);
+    if (line == supply_enable_line) {
+        outdoor_.set_supply_enable(level != 0);
+    } else if (line == supply_18v_line) {
+        outdoor_.set_supply_18v(level != 0);
+    }
+    if (outdoor_.changes() != outdoor_changes_) {
+        signal_changed(now_ns);
+    }
+}
+
+void Receiver::Impl::catch_up_to(std::uint64_t now_ns) {
+    if (now_ns >= demodulator_.diseqc().due_ns()) {
+        demodulator_.diseqc().finish();
+    }
+    if (now_ns >= next_event_ns_) {
+        if (calendar_.brown_out_within(caught_up_ns_, now_ns)) {
+            brown_out();
+        }
+        outdoor_.set_weather(calendar_.weather_at(now_ns));
+        caught_up_ns_ = now_ns;
+        next_event_ns_ = calendar_.next_after(now_ns);
+        signal_changed(now_ns);
+    }
+    if (outdoor_.changes() != outdoor_changes_) {
+        signal_changed(now_ns);
+    }
+}
+
+void Receiver::Impl::brown_out() {
+    demodulator_.power_on();
+    tuner_.power_on();
+    outdoor_.brown_out();
+}
+
+void Receiver::Impl::signal_changed(std::uint64_t now_ns) {
+    passband_.reset();
+    level_dbm_.reset();
+    if (outdoor_.changes() != outdoor_changes_ && outdoor_.volts() == 0) {
+        demodulator_.diseqc().cut();
+    }
+    outdoor_changes_ = outdoor_.changes();
+    demodulator_.signal_changed(now_ns);
+}
+
+Passband &Receiver::Impl::passband() {
+    if (!passband_) {
+        tuner_output_ = tuner_.output();
+        passband_.emplace(outdoor_, tuner_output_, setup_.iq_swap);
+    }
+    return *passband_;
+}
+
+double Receiver::Impl::level_dbm() {
+    if (!level_dbm_) {
+        level_dbm_ = passband().level_dbm();
+    }
+    return *level_dbm_;
+}
+
+void Receiver::Impl::point_at(const Satellite &satellite, unsigned port) {
+    outdoor_.point_at(satellite, port);
+    demodulator_.carriers_change(clock_->now_ns());
+    signal_changed(clock_->now_ns());
+}
+
+void Receiver::Impl::set_lnb(const Lnb &lnb) {
+    outdoor_.set_lnb(lnb);
+    signal_changed(clock_->now_ns());
+}
+
+Verdict Receiver::Impl::verdict() {
+    const std::uint64_t now_ns = clock_->now_ns();
+    catch_up_to(now_ns);
+    if (!setup_.demodulator_fitted) {
+        Verdict verdict;
+        verdict.text = "no demodulator on the bus";
+        return verdict;
+    }
+    return demodulator_.verdict(now_ns);
+}
+
+Receiver::Receiver(const Scenario &scenario, VirtualClock &clock)
+    : impl_(std::make_unique<Impl>(scenario, clock)) {}
+
+Receiver::~Receiver() = default;
+
+void *Receiver::open_bus() { return impl_->open_bus(); }
+void Receiver::close_bus(void *bus) { impl_->close_bus(bus); }
+bool Receiver::check_address(void *bus, unsigned address) {
+    return impl_->check_address(bus, address);
+}
+bool Receiver::write(void *bus, unsigned address, std::span<const std::uint8_t> data,
+                     unsigned flags) {
+    return impl_->write(bus, address, data, flags);
+}
+bool Receiver::read(void *bus, unsigned address, std::span<std::uint8_t> data, unsigned) {
+    return impl_->read(bus, address, data);
+}
+void Receiver::set_gpio(void *, unsigned line, unsigned level) { impl_->set_gpio(line, level); }
+void Receiver::log(std::string_view text) { impl_->log_lines.emplace_back(text); }
+void Receiver::wait(std::uint32_t) {}
+
+void Receiver::point_at(const Satellite &satellite, unsigned port) {
+    impl_->point_at(satellite, port);
+}
+void Receiver::set_lnb(const Lnb &lnb) { impl_->set_lnb(lnb); }
+Verdict Receiver::verdict() { return impl_->verdict(); }
+Reception Receiver::reception(const Transponder &transponder, unsigned port) const {
+    return reception_of(impl_->outdoor(), transponder, port);
+}
+std::vector<Complaint> Receiver::complaints() const { return impl_->watch().complaints(); }
+std::vector<std::string> Receiver::last_transfers() const {
+    return impl_->watch().last_transfers();
+}
+std::span<const std::uint8_t> Receiver::firmware() const {
+    return impl_->demodulator().program().bytes();
+}
+const BusStatistics &Receiver::bus_statistics() const { return impl_->statistics(); }
+const std::vector<std::string> &Receiver::log_lines() const { return impl_->log_lines; }
+
+unsigned Receiver::supply_volts() const {
+    impl_->catch_up();
+    return impl_->outdoor().volts();
+}
+bool Receiver::tone() const {
+    impl_->catch_up();
+    return impl_->outdoor().tone();
+}
+unsigned Receiver::switch_port() const {
+    impl_->catch_up();
+    return impl_->outdoor().port();
+}
+const std::vector<std::vector<std::uint8_t>> &Receiver::diseqc_messages() const {
+    impl_->catch_up();
+    return impl_->outdoor().messages();
+}
+
+}  // namespace sim

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "sim/board.h"
+#include "sim/clock.h"
+#include "sim/scenario.h"
+#include "sim/verdict.h"
+#include "sim/watch.h"
+
+namespace sim {
+
+struct BusStatistics {
+    std::uint64_t transfers = 0;  // a register read counts as two
+    std::uint64_t bits = 0;       // starts, stops and acknowledges included
+    std::uint64_t refused = 0;    // not acknowledged
+};
+
+// A satellite receiver from the dish to the transport-stream port. The Board side is what the
+// driver meets; the rest is the back face, in physical units.
+//
+// Every transfer takes its bus time on the clock. What happens follows from the scenario, its seed
+// and the driver's doing alone, so a run can be repeated byte by byte. The back face may be used
+// whenever no transfer is in progress.
+class Receiver final : public Board {
+ public:
+    Receiver(const Scenario &scenario, VirtualClock &clock);
+    ~Receiver() override;
+
+    void *open_bus() override;
+    void close_bus(void *bus) override;
+    bool check_address(void *bus, unsigned address) override;
+    bool write(void *bus, unsigned address, std::span<const std::uint8_t> data,
+               unsigned flags) override;
+    bool read(void *bus, unsigned address, std::span<std::uint8_t> data, unsigned flags) override;
+    void set_gpio(void *bus, unsigned line, unsigned level) override;
+    void log(std::string_view text) override;
+    void wait(std::uint32_t microseconds) override;
+
+    // Replace what the dish at a switch port sees; port 0 is the dish of a receiver without a
+    // switch. A table's later rows that lie on an earlier row's carrier are not on the air.
+    void point_at(const Satellite &satellite, unsigned port = 0);
+
+    // Replace the LNBs of all dishes.
+    void set_lnb(const Lnb &lnb);
+
+    // Why the demodulator is locked or not at this moment.
+    [[nodiscard]] Verdict verdict();
+
+    // Whether a transponder can be received from a port by a perfect driver, from the physics
+    // alone: weather and faults that come and go are left out.
+    [[nodiscard]] Reception reception(const Transponder &transponder, unsigned port = 0) const;
+
+    // What the driver did wrong so far.
+    [[nodiscard]] std::vector<Complaint> complaints() const;
+    [[nodiscard]] std::vector<std::string> last_transfers() const;
+
+    // The program bytes that the micro-controller was given in the last load.
+    [[nodiscard]] std::span<const std::uint8_t> firmware() const;
+
+    [[nodiscard]] const BusStatistics &bus_statistics() const;
+
+    // Lines that the driver logged through log_print.
+    [[nodiscard]] const std::vector<std::string> &log_lines() const;
+
+    // What is on the cable: supply in volts (0, 13, 18), continuous tone, committed switch port
+    // (0 without a switch), DiSEqC messages that the demodulator sent, oldest first.
+    [[nodiscard]] unsigned supply_volts() const;
+    [[nodiscard]] bool tone() const;
+    [[nodiscard]] unsigned switch_port() const;
+    [[nodiscard]] const std::vector<std::vector<std::uint8_t>> &diseqc_messages() const;
+
+ private:
+    class Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace sim

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "sim/transponder.h"
+
+namespace sim {
+
+enum class Chip { ds300x, ds3002b, ds3103 };
+
+std::string to_string(Chip chip);
+
+// The printed board: what sits on the bus and how it is wired.
+struct BoardSetup {
+    Chip chip = Chip::ds3103;
+    // Value of the tuner's register 0x00 with the tuner on. Bits 1..0 tell the two types of tuner
+    // apart: 01 is type 1, 11 type 2.
+    std::uint8_t tuner_identity = 0xC3;
+    bool tuner_fitted = true;
+    bool demodulator_fitted = true;
+    bool lnbh23 = false;
+    bool iq_swap = false;  // the board exchanges I and Q: spectrum mirrored about the oscillator
+    std::uint32_t bus_clock_hz = 400'000;
+};
+
+// A low-noise block converter. lof_high 0: one oscillator. Both oscillators without a switch
+// frequency: both polarisations are on the cable at once, vertical and right through the low
+// oscillator, horizontal and left through the high one. An oscillator above the band inverts.
+struct Lnb {
+    std::string name = "universal";
+    std::uint32_t lof_low_khz = 9'750'000;
+    std::uint32_t lof_high_khz = 10'600'000;
+    std::uint32_t switch_khz = 11'700'000;
+    std::int32_t drift_khz = 0;  // added to every oscillator
+};
+
+// A type that this library knows by name: universal, c-band, c-mult, standard, dbs.
+std::optional<Lnb> lnb_named(const std::string &name);
+
+// A committed DiSEqC switch. ports[0] is port 1; the value is an index into the scenario's
+// satellites, absent when nothing is connected.
+struct Switch {
+    std::vector<std::optional<std::size_t>> ports;
+    bool replies = false;  // DiSEqC 2.0: answers messages that ask for a reply
+};
+
+// Times are milliseconds of the virtual clock; `from` belongs to the period, `to` does not.
+struct Period {
+    static constexpr std::uint64_t for_ever = std::numeric_limits<std::uint64_t>::max();
+    std::uint64_t from_ms = 0;
+    std::uint64_t to_ms = for_ever;
+};
+
+// What happens to the world around the receiver.
+struct Event {
+    enum class Kind {
+        rain_fade,     // db less level and C/N
+        lnb_drift,     // khz more drift
+        cable_pulled,  // no supply to the dish, no signal from it
+        brown_out      // at from_ms: every chip back to its power-on state
+    };
+    Kind kind = Kind::rain_fade;
+    Period period = {};
+    double db = 0;
+    std::int32_t khz = 0;
+};
+
+// What goes wrong on the board.
+struct Fault {
+    enum class Kind {
+        nack_transfer,       // the nth transfer since power-on, `count` of them
+        nack_address,        // every transfer to an address, during the period
+        bus_stuck,           // every transfer, during the period, after timeout_ms each
+        slow_bus,            // every transfer takes `factor` times as long, during the period
+        wrong_identity,      // register `reg` of the demodulator's 0x01, 0x02 or 0xB2 reads `value`
+        vco_calibration,     // the first `count` end without success; likewise
+        lo_calibration,      // synthesiser
+        filter_calibration,  // baseband filter
+        agc_start,           // gain control
+        lost_diseqc,         // the nth message on the cable, `count` of them, never arrives
+        equaliser_divergence  // DVB-S2 without pilots: wrong until the equaliser is restarted
+    };
+    Kind kind = Kind::nack_transfer;
+    Period period = {};
+    std::uint64_t nth = 1;
+    std::uint64_t count = 1;
+    std::uint8_t address = 0;
+    std::uint8_t reg = 0;
+    std::uint8_t value = 0;
+    double factor = 1;
+    std::uint32_t timeout_ms = 1000;
+};
+
+// Everything the simulated receiver is made of. Every quantity has a default.
+struct Scenario {
+    std::string file = "built-in";
+    std::uint64_t seed = 1;
+    BoardSetup board;
+    Lnb lnb;
+    std::optional<Switch> diseqc_switch;  // absent: the first satellite's dish is on the cable
+    double cn_db = 17.0;                  // of a transponder that does not say
+    double level_dbm = -45.0;  // of a carrier of 27.5 Msym/s at the tuner; narrower ones are weaker
+    double jitter_db = 0.1;    // spread of the quality readings
+    std::vector<Satellite> satellites;
+    std::vector<Event> events;
+    std::vector<Fault> faults;
+};
+
+// A scenario file that cannot be used: what() is "file:line: key: what is wrong and the limit".
+class ScenarioError : public std::runtime_error {
+ public:
+    using std::runtime_error::runtime_error;
+};
+
+// Reads a channel table; the host lends it. It may throw std::exception; the message is shown.
+using TableReader = std::function<std::vector<Transponder>(const std::string &path)>;
+
+// Read a scenario file; docs/scenarios.md describes the format. Throws ScenarioError. Relative
+// table paths are relative to the scenario file.
+Scenario load_scenario(const std::string &path, const TableReader &read_table);
+
+// The same from text; `name` stands for the file in messages.
+Scenario parse_scenario(const std::string &text, const std::string &name,
+                        const TableReader &read_table);
+
+}  // namespace sim

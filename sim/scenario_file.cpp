@@ -1,0 +1,583 @@
+// SPDX-License-Identifier: MIT
+
+// Reading scenarios from TOML. Every mistake is refused with its place: an unknown key, a value of
+// another type, a value beyond a limit, a name that nothing bears.
+
+#include <fmt/format.h>
+#include <toml++/toml.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <string_view>
+
+#include "sim/scenario.h"
+
+namespace sim {
+
+namespace {
+
+[[noreturn]] void refuse(const std::string &file, const toml::source_region &place,
+                         const std::string &message) {
+    throw ScenarioError(fmt::format("{}:{}: {}", file, place.begin.line, message));
+}
+
+// One table of the file. The caller asks for every key that it knows; done() refuses the others.
+class Section {
+ public:
+    Section(const toml::table &table, std::string name, const std::string &file)
+        : table_(&table), name_(std::move(name)), file_(&file) {}
+
+    [[nodiscard]] bool has(const char *key) const { return table_->contains(key); }
+
+    void integer(const char *key, std::int64_t low, std::int64_t high, auto &value) {
+        const toml::node *node = find(key);
+        if (node == nullptr) {
+            return;
+        }
+        const auto number = node->value_exact<std::int64_t>();
+        if (!number) {
+            refuse_key(*node, key, "a whole number is expected");
+        }
+        if (*number < low || *number > high) {
+            refuse_key(*node, key, fmt::format("{} is outside {}..{}", *number, low, high));
+        }
+        value = static_cast<std::remove_reference_t<decltype(value)>>(*number);
+    }
+
+    void number(const char *key, double low, double high, auto &value) {
+        const toml::node *node = find(key);
+        if (node == nullptr) {
+            return;
+        }
+        const auto number = node->is_number() ? node->value<double>() : std::nullopt;
+        if (!number) {
+            refuse_key(*node, key, "a number is expected");
+        }
+        if (!(*number >= low && *number <= high)) {
+            refuse_key(*node, key, fmt::format("{} is outside {}..{}", *number, low, high));
+        }
+        value = *number;
+    }
+
+    void boolean(const char *key, bool &value) {
+        const toml::node *node = find(key);
+        if (node == nullptr) {
+            return;
+        }
+        const auto truth = node->value_exact<bool>();
+        if (!truth) {
+            refuse_key(*node, key, "true or false is expected");
+        }
+        value = *truth;
+    }
+
+    void text(const char *key, std::string &value) {
+        const toml::node *node = find(key);
+        if (node == nullptr) {
+            return;
+        }
+        const auto string = node->value_exact<std::string>();
+        if (!string) {
+            refuse_key(*node, key, "a text is expected");
+        }
+        value = *string;
+    }
+
+    // A text that `named` turns into a value; `choices` are shown when it cannot.
+    void choice(const char *key, const auto &named, const char *choices, auto &value) {
+        if (!has(key)) {
+            return;
+        }
+        std::string name;
+        text(key, name);
+        const auto chosen = named(name);
+        if (!chosen) {
+            refuse_key(*table_->get(key), key, fmt::format("\"{}\" is none of {}", name, choices));
+        }
+        value = *chosen;
+    }
+
+    const toml::array *list(const char *key) {
+        const toml::node *node = find(key);
+        if (node != nullptr && !node->is_array()) {
+            refuse_key(*node, key, "a list is expected");
+        }
+        return node == nullptr ? nullptr : node->as_array();
+    }
+
+    void needs(const char *key) const {
+        if (!has(key)) {
+            refuse(*file_, table_->source(), fmt::format("{}: {} is missing", name_, key));
+        }
+    }
+
+    // A key that is read elsewhere.
+    void knows(const char *key) { known_.insert(key); }
+
+    // Every key has been asked for.
+    void done() const {
+        for (const auto &[key, node] : *table_) {
+            const std::string name(key.str());
+            if (!known_.contains(name)) {
+                refuse(*file_, key.source(),
+                       fmt::format("{}.{}: unknown key; known here: {}", name_, name,
+                                   fmt::join(known_, ", ")));
+            }
+        }
+    }
+
+    [[noreturn]] void refuse_key(const toml::node &node, const char *key,
+                                 const std::string &message) const {
+        refuse(*file_, node.source(), fmt::format("{}.{}: {}", name_, key, message));
+    }
+
+    [[nodiscard]] const toml::node &node(const char *key) const { return *table_->get(key); }
+    [[nodiscard]] std::string place() const {
+        return fmt::format("{}:{}", *file_, table_->source().begin.line);
+    }
+
+ private:
+    const toml::node *find(const char *key) {
+        known_.insert(key);
+        return table_->get(key);
+    }
+
+    const toml::table *table_;
+    std::string name_;
+    const std::string *file_;
+    std::set<std::string> known_;
+};
+
+constexpr std::int64_t largest_time_ms = 1'000'000'000'000;
+constexpr std::int64_t largest_count = 1'000'000'000'000;
+constexpr std::int64_t largest_frequency_khz = 50'000'000;
+constexpr std::int64_t largest_drift_khz = 20'000;
+
+std::optional<Chip> chip_named(const std::string &name) {
+    for (const Chip chip : {Chip::ds300x, Chip::ds3002b, Chip::ds3103}) {
+        if (to_string(chip) == name) {
+            return chip;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<RollOff> roll_off_named(double value) {
+    constexpr double tolerance = 1e-6;
+    for (const RollOff roll_off : {RollOff::r35, RollOff::r25, RollOff::r20}) {
+        if (std::abs(std::stod(to_string(roll_off)) - value) < tolerance) {
+            return roll_off;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<Event::Kind> event_named(const std::string &name) {
+    constexpr std::array names{"rain_fade", "lnb_drift", "cable_pulled", "brown_out"};
+    const auto found = std::find(names.begin(), names.end(), name);
+    return found == names.end() ? std::nullopt
+                                : std::optional(static_cast<Event::Kind>(found - names.begin()));
+}
+
+std::optional<Fault::Kind> fault_named(const std::string &name) {
+    constexpr std::array names{"nack_transfer",  "nack_address",        "bus_stuck",
+                               "slow_bus",       "wrong_identity",      "vco_calibration",
+                               "lo_calibration", "filter_calibration",  "agc_start",
+                               "lost_diseqc",    "equaliser_divergence"};
+    const auto found = std::find(names.begin(), names.end(), name);
+    return found == names.end() ? std::nullopt
+                                : std::optional(static_cast<Fault::Kind>(found - names.begin()));
+}
+
+// Reads the whole file into a scenario, section by section.
+class Reader {
+ public:
+    Reader(const toml::table &root, const std::string &name, const TableReader &read_table)
+        : root_(&root), file_(name), read_table_(&read_table) {
+        scenario_.file = name;
+    }
+
+    Scenario read();
+
+ private:
+    void read_board(Section section);
+    void read_lnb(Section section);
+    void read_noise(Section section);
+    void read_satellite(Section section);
+    void read_transponder(Section section);
+    void read_override(Section section);
+    void read_switch(Section section);
+    void read_event(Section section);
+    void read_fault(Section section);
+
+    void one(const char *name, void (Reader::*read_section)(Section));
+    void each(const char *name, void (Reader::*read_section)(Section));
+    void read_period(Section &section, Period &period);
+    [[nodiscard]] std::optional<std::size_t> satellite_named(const std::string &name) const;
+    Satellite &satellite_of(Section &section);
+    [[nodiscard]] std::string path_of(const std::string &table) const;
+    void put_rows_behind();
+
+    const toml::table *root_;
+    std::string file_;
+    const TableReader *read_table_;
+    Scenario scenario_;
+    std::vector<std::vector<Transponder>> table_rows_;  // by satellite
+};
+
+void Reader::one(const char *name, void (Reader::*read_section)(Section)) {
+    const toml::node *node = root_->get(name);
+    if (node == nullptr) {
+        return;
+    }
+    if (!node->is_table()) {
+        refuse(file_, node->source(), fmt::format("{}: a section is expected: [{}]", name, name));
+    }
+    (this->*read_section)(Section(*node->as_table(), name, file_));
+}
+
+void Reader::each(const char *name, void (Reader::*read_section)(Section)) {
+    const toml::node *node = root_->get(name);
+    if (node == nullptr) {
+        return;
+    }
+    if (!node->is_array_of_tables()) {
+        refuse(file_, node->source(), fmt::format("{}: sections are expected: [[{}]]", name, name));
+    }
+    for (const toml::node &element : *node->as_array()) {
+        (this->*read_section)(Section(*element.as_table(), name, file_));
+    }
+}
+
+Scenario Reader::read() {
+    Section top(*root_, "scenario", file_);
+    top.integer("seed", 0, std::numeric_limits<std::int64_t>::max(), scenario_.seed);
+    for (const char *section : {"board", "lnb", "noise", "satellite", "transponder", "override",
+                                "switch", "event", "fault"}) {
+        top.knows(section);
+    }
+    top.done();
+    one("board", &Reader::read_board);
+    one("lnb", &Reader::read_lnb);
+    one("noise", &Reader::read_noise);
+    each("satellite", &Reader::read_satellite);
+    each("transponder", &Reader::read_transponder);
+    each("override", &Reader::read_override);
+    one("switch", &Reader::read_switch);
+    each("event", &Reader::read_event);
+    each("fault", &Reader::read_fault);
+    put_rows_behind();
+    return std::move(scenario_);
+}
+
+void Reader::read_board(Section section) {
+    BoardSetup &board = scenario_.board;
+    section.choice("chip", chip_named, "DS300X, DS3002B, DS3103", board.chip);
+    section.integer("tuner_identity", 0, 0xFF, board.tuner_identity);
+    section.boolean("tuner_fitted", board.tuner_fitted);
+    section.boolean("demodulator_fitted", board.demodulator_fitted);
+    section.boolean("lnbh23", board.lnbh23);
+    section.boolean("iq_swap", board.iq_swap);
+    section.integer("bus_clock_hz", 1'000, 1'000'000, board.bus_clock_hz);
+    section.done();
+}
+
+void Reader::read_lnb(Section section) {
+    Lnb &lnb = scenario_.lnb;
+    section.choice("type", lnb_named, "universal, c-band, c-mult, standard, dbs", lnb);
+    section.integer("lof_low_khz", 1, largest_frequency_khz, lnb.lof_low_khz);
+    section.integer("lof_high_khz", 0, largest_frequency_khz, lnb.lof_high_khz);
+    section.integer("switch_khz", 0, largest_frequency_khz, lnb.switch_khz);
+    section.integer("drift_khz", -largest_drift_khz, largest_drift_khz, lnb.drift_khz);
+    section.done();
+}
+
+void Reader::read_noise(Section section) {
+    section.number("cn_db", -20, 40, scenario_.cn_db);
+    section.number("level_dbm", -100, 0, scenario_.level_dbm);
+    section.number("jitter_db", 0, 3, scenario_.jitter_db);
+    section.done();
+}
+
+std::string Reader::path_of(const std::string &table) const {
+    const std::filesystem::path path(table);
+    return path.is_absolute()
+               ? table
+               : (std::filesystem::path(file_).parent_path() / path).lexically_normal().string();
+}
+
+void Reader::read_satellite(Section section) {
+    Satellite satellite;
+    std::string table;
+    std::optional<double> cn_db;
+    std::optional<double> level_dbm;
+    section.needs("name");
+    section.text("name", satellite.name);
+    section.text("table", table);
+    section.number("cn_db", -20, 40, cn_db);
+    section.number("level_dbm", -100, 0, level_dbm);
+    section.done();
+    if (satellite_named(satellite.name)) {
+        section.refuse_key(section.node("name"), "name",
+                           fmt::format("a second satellite \"{}\"", satellite.name));
+    }
+    std::vector<Transponder> rows;
+    if (!table.empty()) {
+        try {
+            rows = (*read_table_)(path_of(table));
+        } catch (const std::exception &error) {
+            section.refuse_key(section.node("table"), "table", error.what());
+        }
+    }
+    for (Transponder &row : rows) {
+        row.cn_db = row.cn_db ? row.cn_db : cn_db;
+        row.level_dbm = row.level_dbm ? row.level_dbm : level_dbm;
+    }
+    scenario_.satellites.push_back(std::move(satellite));
+    table_rows_.push_back(std::move(rows));
+}
+
+std::optional<std::size_t> Reader::satellite_named(const std::string &name) const {
+    for (std::size_t i = 0; i < scenario_.satellites.size(); ++i) {
+        if (scenario_.satellites[i].name == name) {
+            return i;
+        }
+    }
+    return std::nullopt;
+}
+
+// The satellite that a section names; the only one need not be named, and need not be declared.
+Satellite &Reader::satellite_of(Section &section) {
+    std::string name;
+    section.text("satellite", name);
+    if (!section.has("satellite") && scenario_.satellites.empty()) {
+        scenario_.satellites.push_back({"satellite", {}});
+        table_rows_.emplace_back();
+    }
+    if (!section.has("satellite") && scenario_.satellites.size() == 1) {
+        return scenario_.satellites.front();
+    }
+    section.needs("satellite");
+    const auto index = satellite_named(name);
+    if (!index) {
+        section.refuse_key(section.node("satellite"), "satellite",
+                           fmt::format("no [[satellite]] is named \"{}\"", name));
+    }
+    return scenario_.satellites[*index];
+}
+
+void Reader::read_transponder(Section section) {
+    Transponder row;
+    for (const char *key : {"frequency_khz", "polarisation", "symbol_rate"}) {
+        section.needs(key);
+    }
+    section.integer("frequency_khz", 1, largest_frequency_khz, row.frequency_khz);
+    section.choice("polarisation", polarisation_named, "horizontal, vertical, left, right",
+                   row.polarisation);
+    section.integer("symbol_rate", 1, 100'000'000, row.symbol_rate);
+    section.choice("system", system_named, "DVB-S, DVB-S2", row.system);
+    section.choice("modulation", modulation_named, "QPSK, 8PSK, 16APSK, 32APSK", row.modulation);
+    section.choice("code_rate", code_rate_named,
+                   "1/4, 1/3, 2/5, 1/2, 3/5, 2/3, 3/4, 4/5, 5/6, 7/8, 8/9, 9/10", row.code_rate);
+    double roll_off = 0.35;
+    section.number("roll_off", 0.2, 0.35, roll_off);
+    section.boolean("pilots", row.pilots);
+    section.boolean("inverted", row.inverted);
+    section.number("cn_db", -20, 40, row.cn_db);
+    section.number("level_dbm", -100, 0, row.level_dbm);
+    Satellite &satellite = satellite_of(section);
+    section.done();
+    const auto known = roll_off_named(roll_off);
+    if (!known) {
+        section.refuse_key(section.node("roll_off"), "roll_off",
+                           fmt::format("{} is none of 0.35, 0.25, 0.20", roll_off));
+    }
+    row.roll_off = *known;
+    row.source = section.place();
+    satellite.transponders.push_back(row);
+}
+
+// An override gives rows of a table what the table does not say.
+void Reader::read_override(Section section) {
+    constexpr std::int64_t near_khz = 1000;
+    std::uint32_t frequency_khz = 0;
+    Polarisation polarisation{};
+    std::optional<double> cn_db;
+    std::optional<double> level_dbm;
+    section.needs("frequency_khz");
+    section.needs("polarisation");
+    section.integer("frequency_khz", 1, largest_frequency_khz, frequency_khz);
+    section.choice("polarisation", polarisation_named, "horizontal, vertical, left, right",
+                   polarisation);
+    section.number("cn_db", -20, 40, cn_db);
+    section.number("level_dbm", -100, 0, level_dbm);
+    const Satellite &satellite = satellite_of(section);
+    section.done();
+    bool found = false;
+    for (Transponder &row :
+         table_rows_.at(static_cast<std::size_t>(&satellite - scenario_.satellites.data()))) {
+        const std::int64_t distance = std::int64_t{row.frequency_khz} - frequency_khz;
+        if (row.polarisation == polarisation && std::abs(distance) <= near_khz) {
+            found = true;
+            row.cn_db = cn_db ? cn_db : row.cn_db;
+            row.level_dbm = level_dbm ? level_dbm : row.level_dbm;
+        }
+    }
+    if (!found) {
+        section.refuse_key(
+            section.node("frequency_khz"), "frequency_khz",
+            fmt::format("the table of \"{}\" has no row within {} kHz of {} {}", satellite.name,
+                        near_khz, frequency_khz, to_string(polarisation)));
+    }
+}
+
+// Carriers of the scenario itself come first: they are on the air where a table's rows clash.
+void Reader::put_rows_behind() {
+    for (std::size_t i = 0; i < table_rows_.size(); ++i) {
+        auto &transponders = scenario_.satellites[i].transponders;
+        transponders.insert(transponders.end(), table_rows_[i].begin(), table_rows_[i].end());
+    }
+}
+
+void Reader::read_switch(Section section) {
+    Switch diseqc_switch;
+    section.needs("ports");
+    section.boolean("replies", diseqc_switch.replies);
+    const toml::array *ports = section.list("ports");
+    section.done();
+    if (ports->empty() || ports->size() > 4) {
+        section.refuse_key(*ports, "ports",
+                           fmt::format("{} ports, a committed switch has 1..4", ports->size()));
+    }
+    for (const toml::node &port : *ports) {
+        const auto name = port.value_exact<std::string>();
+        if (!name) {
+            section.refuse_key(port, "ports", "names of satellites are expected");
+        }
+        const auto satellite = satellite_named(*name);
+        if (!satellite && !name->empty()) {
+            section.refuse_key(port, "ports",
+                               fmt::format("no [[satellite]] is named \"{}\"", *name));
+        }
+        diseqc_switch.ports.push_back(satellite);
+    }
+    scenario_.diseqc_switch = diseqc_switch;
+}
+
+void Reader::read_period(Section &section, Period &period) {
+    section.integer("from_ms", 0, largest_time_ms, period.from_ms);
+    section.integer("to_ms", 0, largest_time_ms, period.to_ms);
+    if (section.has("to_ms") && period.to_ms <= period.from_ms) {
+        section.refuse_key(
+            section.node("to_ms"), "to_ms",
+            fmt::format("{} is not after from_ms, {}", period.to_ms, period.from_ms));
+    }
+}
+
+void Reader::read_event(Section section) {
+    Event event;
+    section.needs("kind");
+    section.choice("kind", event_named, "rain_fade, lnb_drift, cable_pulled, brown_out",
+                   event.kind);
+    switch (event.kind) {
+        case Event::Kind::rain_fade:
+            section.needs("db");
+            section.number("db", 0, 60, event.db);
+            read_period(section, event.period);
+            break;
+        case Event::Kind::lnb_drift:
+            section.needs("khz");
+            section.integer("khz", -largest_drift_khz, largest_drift_khz, event.khz);
+            read_period(section, event.period);
+            break;
+        case Event::Kind::cable_pulled:
+            read_period(section, event.period);
+            break;
+        case Event::Kind::brown_out:
+            section.needs("at_ms");
+            section.integer("at_ms", 1, largest_time_ms, event.period.from_ms);
+            break;
+    }
+    section.done();
+    scenario_.events.push_back(event);
+}
+
+void Reader::read_fault(Section section) {
+    Fault fault;
+    section.needs("kind");
+    section.choice("kind", fault_named,
+                   "nack_transfer, nack_address, bus_stuck, slow_bus, wrong_identity, "
+                   "vco_calibration, lo_calibration, filter_calibration, agc_start, lost_diseqc, "
+                   "equaliser_divergence",
+                   fault.kind);
+    switch (fault.kind) {
+        case Fault::Kind::nack_transfer:
+            section.integer("nth", 1, largest_count, fault.nth);
+            section.integer("count", 1, largest_count, fault.count);
+            section.integer("address", 1, 0xFF, fault.address);
+            break;
+        case Fault::Kind::nack_address:
+            section.needs("address");
+            section.integer("address", 1, 0xFF, fault.address);
+            read_period(section, fault.period);
+            break;
+        case Fault::Kind::bus_stuck:
+            section.integer("timeout_ms", 0, 60'000, fault.timeout_ms);
+            read_period(section, fault.period);
+            break;
+        case Fault::Kind::slow_bus:
+            section.needs("factor");
+            section.number("factor", 1, 10'000, fault.factor);
+            read_period(section, fault.period);
+            break;
+        case Fault::Kind::wrong_identity:
+            section.needs("reg");
+            section.needs("value");
+            section.integer("reg", 0, 0xFF, fault.reg);
+            section.integer("value", 0, 0xFF, fault.value);
+            read_period(section, fault.period);
+            if (fault.reg != 0x01 && fault.reg != 0x02 && fault.reg != 0xB2) {
+                section.refuse_key(section.node("reg"), "reg",
+                                   fmt::format("0x{:02X} is none of 0x01, 0x02, 0xB2", fault.reg));
+            }
+            break;
+        case Fault::Kind::lost_diseqc:
+            section.integer("nth", 1, largest_count, fault.nth);
+            section.integer("count", 1, largest_count, fault.count);
+            break;
+        case Fault::Kind::equaliser_divergence:
+            break;
+        default:
+            section.integer("count", 1, largest_count, fault.count);
+            break;
+    }
+    section.done();
+    scenario_.faults.push_back(fault);
+}
+
+}  // namespace
+
+Scenario parse_scenario(const std::string &text, const std::string &name,
+                        const TableReader &read_table) {
+    try {
+        const toml::table root = toml::parse(text, name);
+        return Reader(root, name, read_table).read();
+    } catch (const toml::parse_error &error) {
+        refuse(name, error.source(), std::string(error.description()));
+    }
+}
+
+Scenario load_scenario(const std::string &path, const TableReader &read_table) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file.is_open() || !std::filesystem::is_regular_file(path)) {
+        throw ScenarioError(fmt::format("{}: not a file that can be read", path));
+    }
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    return parse_scenario(text, path, read_table);
+}
+
+}  // namespace sim

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "sim/transponder.h"
+
+namespace sim {
+
+// Which supply voltage an LNB needs to hear a polarisation: 13 V vertical and right, 18 V
+// horizontal and left.
+enum class Side { volts_13, volts_18 };
+Side side_of(Polarisation polarisation);
+
+// A carrier that is on the air.
+struct Carrier {
+    Transponder transponder;
+    double frequency_khz = 0;
+    double half_width_khz = 0;  // to the points where the pulse filter has lost half the power
+    double threshold_db = 0;
+    double cn_db = 0;         // without interference
+    double interference = 0;  // power of the neighbours over the carrier's
+    double level_dbm = 0;
+    std::string neighbour;  // the strongest interferer, for messages
+};
+
+// C/(N+I) with `fade_db` less of the wanted carrier against the receiver's noise.
+double effective_cn_db(const Carrier &carrier, double fade_db);
+
+// Why a row of a table is not on the air.
+struct Absence {
+    bool invalid = false;  // not a carrier that the standard knows; otherwise another row is there
+    std::string text;
+};
+
+// What a dish sees: the satellite's carriers, each side sorted by frequency.
+//
+// Tables list some carriers twice, or an old and a new one in the same place. A row whose centre
+// lies within an earlier row's width, or the other way round, on the same side is not on the air.
+class Sky {
+ public:
+    // Levels and C/N of transponders that do not say.
+    struct Defaults {
+        double cn_db;
+        double level_dbm;  // of a carrier of 27.5 Msym/s; the power density is the same for all
+    };
+
+    Sky() = default;
+    Sky(const Satellite &satellite, const Defaults &defaults);
+
+    // The carriers of a side whose centre lies within low..high.
+    [[nodiscard]] std::span<const Carrier> between(Side side, double low_khz,
+                                                   double high_khz) const;
+
+    // The carrier that a row describes, or null, and then why.
+    [[nodiscard]] const Carrier *find(const Transponder &row, Absence &absence) const;
+
+ private:
+    [[nodiscard]] const Carrier *in_the_way_of(const Transponder &row) const;
+    void add_interference();
+
+    std::array<std::vector<Carrier>, 2> sides_;
+    double widest_khz_ = 0;
+};
+
+}  // namespace sim

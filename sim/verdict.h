@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "sim/transponder.h"
+
+namespace sim {
+
+// Why there is lock or not, in the order in which the signal meets the obstacles.
+enum class Reason {
+    locked,
+    searching,        // lock will come unless something changes
+    demodulator_off,  // absent or powered down
+    firmware_not_running,
+    mcu_held,
+    core_in_reset,
+    master_clock,  // the clock registers select no clock
+    no_supply,     // LNB supply off
+    cable_pulled,
+    no_dish,  // nothing is connected to the switch port
+    tuner_off,
+    tuner_pll,     // synthesiser not programmed, out of range or not calibrated
+    tuner_filter,  // filter not calibrated or left in calibration
+    tuner_agc,
+    no_carrier,  // nothing within the tuner's passband
+    filter_too_narrow,
+    symbol_rate_range,  // outside what the demodulator can do
+    capture_range,      // carrier too far from where it is expected
+    symbol_rate,        // another one programmed than the carrier has
+    standard,           // DVB-S programmed for a DVB-S2 carrier or the other way round
+    table_byte,         // a register of the standard's table holds another value than it needs
+    cn_below_threshold
+};
+
+std::string to_string(Reason reason);
+
+// How the transport-stream port stands; valid with lock.
+struct TsOutput {
+    double clock_khz = 0;   // byte clock (modes 2, 3) or bit clock (mode 1)
+    double needed_khz = 0;  // to carry the payload
+    unsigned mode = 0;      // 1, 2, 3
+    [[nodiscard]] bool carries_payload() const { return clock_khz >= needed_khz; }
+};
+
+// The present state, from the board's side.
+struct Verdict {
+    Reason reason = Reason::demodulator_off;
+    std::string text;                    // one line, with the numbers
+    std::optional<Transponder> carrier;  // the one locked, or the nearest to where it is expected
+    double cn_db = 0;                    // of that carrier, fade and interference included
+    std::int32_t offset_khz = 0;         // carrier minus where the driver expects it
+    TsOutput ts;
+    [[nodiscard]] bool locked() const { return reason == Reason::locked; }
+};
+
+// Whether a transponder can be received at all, whatever the driver does.
+struct Reception {
+    enum class Obstacle {
+        none,
+        invalid,         // not a carrier that the standard knows
+        not_on_the_air,  // another row of the table is
+        no_dish,
+        lnb_range,    // intermediate frequency outside 950..2150 MHz
+        symbol_rate,  // outside 1000..45000 ksym/s
+        overlapped,   // neighbours leave too little C/(N+I)
+        cn,           // C/N below the threshold
+        lnb_drift     // beyond the capture range
+    };
+    Obstacle obstacle = Obstacle::none;
+    std::string text;
+    double cn_db = 0;  // interference included
+    double threshold_db = 0;
+    std::uint32_t if_khz = 0;
+    [[nodiscard]] bool receivable() const { return obstacle == Obstacle::none; }
+};
+
+}  // namespace sim

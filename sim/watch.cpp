@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+#include "sim/watch.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace sim {
+
+namespace {
+
+std::string device_name(std::uint8_t address) {
+    switch (address) {
+        case 0xD0:
+            return "demod";
+        case 0xC0:
+            return "tuner";
+        case 0x14:
+            return "lnbh23";
+        default:
+            return fmt::format("{:02X}", address);
+    }
+}
+
+std::string data_of(const Transfer &transfer) {
+    std::string text;
+    for (std::size_t i = 0; i < std::min<std::size_t>(transfer.length, transfer.data.size()); ++i) {
+        text += fmt::format(" {:02X}", transfer.data.at(i));
+    }
+    return transfer.length > transfer.data.size()
+               ? text + fmt::format(" ... {} bytes", transfer.length)
+               : text;
+}
+
+}  // namespace
+
+std::string to_string(Offence offence) {
+    switch (offence) {
+        case Offence::tuner_without_repeater:
+            return "tuner transfer without the repeater";
+        case Offence::powered_down_access:
+            return "access to a powered-down chip";
+        case Offence::firmware_out_of_hold:
+            return "firmware block out of hold";
+        case Offence::firmware_out_of_order:
+            return "firmware block out of order";
+        case Offence::two_threads:
+            return "two threads on the bus";
+        case Offence::closed_bus:
+            return "transfer on a closed bus";
+        case Offence::transfer_left_open:
+            return "transfer left open";
+        case Offence::clock_change_while_running:
+            return "master clock changed while running";
+    }
+    return "unknown";
+}
+
+std::string to_string(const Transfer &transfer) {
+    const std::string time = fmt::format("{:.3f} ms: ", static_cast<double>(transfer.at_ns) * 1e-6);
+    const char *refusal = transfer.acknowledged ? "" : " not acknowledged";
+    if (transfer.kind == Transfer::Kind::gpio) {
+        return fmt::format("{}gpio {} {}", time, transfer.address, transfer.data[0]);
+    }
+    const std::string device = device_name(transfer.address);
+    switch (transfer.kind) {
+        case Transfer::Kind::write:
+            return fmt::format("{}write {}{}{}", time, device, data_of(transfer), refusal);
+        case Transfer::Kind::open_write:
+            return fmt::format("{}address {}{}{}", time, device, data_of(transfer), refusal);
+        case Transfer::Kind::read:
+            return fmt::format("{}read {} ->{}{}", time, device, data_of(transfer), refusal);
+        default:
+            return fmt::format("{}probe {}{}", time, device, refusal);
+    }
+}
+
+void Watch::complain(Offence offence, std::uint64_t now_ns, const std::string &text) {
+    Complaint &complaint = complaints_.at(static_cast<std::size_t>(offence));
+    if (complaint.count++ == 0) {
+        complaint.offence = offence;
+        complaint.first = fmt::format("{:.3f} ms: {}", static_cast<double>(now_ns) * 1e-6, text);
+        complaint.transfers = last_transfers();
+    }
+}
+
+std::uint64_t Watch::count(Offence offence) const {
+    if (offence == Offence::two_threads) {
+        return thread_clashes_.load(std::memory_order_relaxed);
+    }
+    return complaints_.at(static_cast<std::size_t>(offence)).count;
+}
+
+std::vector<Complaint> Watch::complaints() const {
+    std::vector<Complaint> found;
+    for (std::size_t i = 0; i < offence_count; ++i) {
+        const auto offence = static_cast<Offence>(i);
+        if (count(offence) == 0) {
+            continue;
+        }
+        Complaint complaint = complaints_.at(i);
+        if (offence == Offence::two_threads) {
+            complaint = {offence, count(offence), "a transfer began while another one was going on",
+                         last_transfers()};
+        }
+        found.push_back(complaint);
+    }
+    return found;
+}
+
+std::vector<std::string> Watch::last_transfers() const {
+    std::vector<std::string> lines;
+    const std::uint64_t first = recorded_ < last_.size() ? 0 : recorded_ - last_.size();
+    for (std::uint64_t i = first; i < recorded_; ++i) {
+        lines.push_back(to_string(last_.at(i % last_.size())));
+    }
+    return lines;
+}
+
+}  // namespace sim

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace sim {
+
+// What a driver must not do.
+enum class Offence {
+    tuner_without_repeater,     // a tuner transfer for which the repeater was not opened
+    powered_down_access,        // a function of a chip that is powered down
+    firmware_out_of_hold,       // a program block while the micro-controller runs
+    firmware_out_of_order,      // a marked program block in another place than its number says
+    two_threads,                // a transfer while another thread's is in progress
+    closed_bus,                 // a transfer on a bus that is not open
+    transfer_left_open,         // a register address that no read followed
+    clock_change_while_running  // master clock changed without holding the clock reset
+};
+inline constexpr std::size_t offence_count = 8;
+
+std::string to_string(Offence offence);
+
+struct Complaint {
+    Offence offence;
+    std::uint64_t count = 0;             // times it happened
+    std::string first;                   // what happened the first time, and when
+    std::vector<std::string> transfers;  // the last ones up to then, oldest first
+};
+
+// One transfer, kept for complaints.
+struct Transfer {
+    enum class Kind : std::uint8_t { write, open_write, read, probe, gpio };
+    Kind kind = Kind::write;
+    bool acknowledged = false;
+    std::uint8_t address = 0;
+    std::uint8_t length = 0;
+    std::array<std::uint8_t, 4> data{};
+    std::uint64_t at_ns = 0;
+};
+
+std::string to_string(const Transfer &transfer);
+
+// Counts what the driver does wrong and keeps the last transfers. Only complain_of_threads may be
+// called by two threads at once.
+class Watch {
+ public:
+    void record(const Transfer &transfer) { last_[recorded_++ % last_.size()] = transfer; }
+    void complain(Offence offence, std::uint64_t now_ns, const std::string &text);
+    void complain_of_threads() { thread_clashes_.fetch_add(1, std::memory_order_relaxed); }
+
+    // What was found so far, in the order of Offence; empty for a driver that behaves.
+    [[nodiscard]] std::vector<Complaint> complaints() const;
+    [[nodiscard]] std::uint64_t count(Offence offence) const;
+    [[nodiscard]] std::vector<std::string> last_transfers() const;
+
+ private:
+    std::array<Transfer, 16> last_{};
+    std::uint64_t recorded_ = 0;
+    std::array<Complaint, offence_count> complaints_{};
+    std::atomic<std::uint64_t> thread_clashes_{0};
+};
+
+}  // namespace sim

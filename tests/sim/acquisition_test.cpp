@@ -1,0 +1,398 @@
+// SPDX-License-Identifier: MIT
+
+// What it takes to lock: the driver's tune, then one thing wrong at a time.
+
+#include "demod/connect.h"
+#include "demod/ds3000_context.h"
+#include "demod/lock.h"
+#include "hw/register_access.h"
+#include "tests/sim/receiver_test.h"
+#include "tuner/ts2022.h"
+
+namespace tests {
+
+using sim::Chip;
+using sim::Polarisation;
+using sim::Reason;
+using testing::HasSubstr;
+
+class Acquisition : public ReceiverTest {
+ protected:
+    // 22000 ksym/s DVB-S at an IF of 1050 MHz, alone on its side of the sky.
+    const sim::Transponder dvbs = demo_transponder(10'800);
+    const sim::Transponder dvbs2 = demo_transponder(10'900);
+
+    std::uint64_t ms_until_lock() {
+        const std::uint64_t from_ns = clock().now_ns();
+        while (!receiver().verdict().locked()) {
+            sleep_ms(1);
+        }
+        return (clock().now_ns() - from_ns) / 1'000'000;
+    }
+};
+
+TEST_F(Acquisition, nothing_is_received_before_the_supply_is_on) {
+    start();
+
+    tone(false, true);
+    connect(1050, 22'000, STANDARD_DVBS);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::no_supply));
+}
+
+TEST_F(Acquisition, wrong_voltage_leaves_no_carrier) {
+    start();
+
+    supply(true, false);
+    tone(false, false);
+    connect(1050, 22'000, STANDARD_DVBS);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::no_carrier));
+}
+
+TEST_F(Acquisition, wrong_tone_leaves_no_carrier) {
+    start();
+
+    supply(true, true);
+    tone(true, true);
+    connect(1050, 22'000, STANDARD_DVBS);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::no_carrier));
+}
+
+TEST_F(Acquisition, wrong_divider_leaves_no_carrier) {
+    start();
+    tune(dvbs);
+
+    ts2022_set_frequency(1'250'000, 22'000, 0);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::no_carrier));
+}
+
+TEST_F(Acquisition, divider_without_calibration_does_not_settle) {
+    start();
+    tune(dvbs);
+
+    tuner_write(0x02, 0x10);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::tuner_pll));
+    EXPECT_THAT(receiver().verdict().text, HasSubstr("before the divider"));
+}
+
+TEST_F(Acquisition, divider_beyond_the_oscillators_range_does_not_settle) {
+    start();
+    tune(dvbs);
+
+    tuner_write(0x01, 0x0E);
+
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::tuner_pll));
+    EXPECT_THAT(receiver().verdict().text, HasSubstr("asks for"));
+}
+
+TEST_F(Acquisition, tuner_asleep_receives_nothing) {
+    start();
+    tune(dvbs);
+
+    ts2022_sleep();
+
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::tuner_off));
+}
+
+TEST_F(Acquisition, filter_for_a_narrow_carrier_cuts_a_wide_one) {
+    start();
+    tune(demo_transponder(11'100));
+
+    ts2022_set_frequency(1'350'000, 2'000, 0);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::filter_too_narrow));
+}
+
+TEST_F(Acquisition, carrier_beyond_the_capture_range_is_not_found) {
+    start();
+    tune(dvbs);
+
+    // 0x0E00 steps of 1.465 kHz are 5.25 MHz.
+    poke(0xB2, 0x01);
+    poke(0x5F, 0x0E);
+    poke(0x5E, 0x00);
+    poke(0xB2, 0x00);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::capture_range));
+}
+
+TEST_F(Acquisition, carrier_within_the_capture_range_is_found_and_measured) {
+    scenario.lnb.drift_khz = 2'500;
+    start();
+
+    tune(dvbs);
+
+    EXPECT_TRUE(locks());
+    EXPECT_NEAR(receiver().verdict().offset_khz, -2'500, 3);
+}
+
+TEST_F(Acquisition, driver_rejects_a_carrier_four_megahertz_away_and_holds_the_chip) {
+    scenario.lnb.drift_khz = 4'300;
+    start();
+
+    tune(dvbs);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::mcu_held));
+}
+
+TEST_F(Acquisition, wrong_symbol_rate_does_not_lock) {
+    start();
+
+    supply(true, true);
+    tone(false, true);
+    connect(1050, 27'500, STANDARD_DVBS);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::symbol_rate));
+    EXPECT_THAT(receiver().verdict().text,
+                HasSubstr("symbol rate 27500 programmed, 22000 on the carrier"));
+}
+
+TEST_F(Acquisition, symbol_rate_within_one_percent_locks) {
+    start();
+
+    supply(true, true);
+    tone(false, true);
+    connect(1050, 22'200, STANDARD_DVBS);
+    EXPECT_TRUE(locks());
+
+    connect(1050, 22'250, STANDARD_DVBS);
+    EXPECT_FALSE(locks());
+}
+
+TEST_F(Acquisition, symbol_rates_outside_the_chips_range_do_not_lock) {
+    start();
+    supply(true, true);
+    tone(false, true);
+
+    for (const std::int32_t ksps : {900, 46'000}) {
+        connect(1050, ksps, STANDARD_DVBS);
+        EXPECT_FALSE(locks());
+        EXPECT_THAT(receiver().verdict(), HasReason(Reason::symbol_rate_range));
+    }
+}
+
+TEST_F(Acquisition, wrong_standard_ends_the_search) {
+    start();
+
+    supply(true, true);
+    tone(false, true);
+    connect(1050, 22'000, STANDARD_DVBS2);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::standard));
+    EXPECT_EQ(receiver().verdict().text, "DVB-S carrier, DVB-S2 programmed");
+    EXPECT_EQ(peek(0xB3), 0x40);
+}
+
+TEST_F(Acquisition, search_without_any_carrier_fails) {
+    start();
+
+    supply(true, true);
+    tone(false, true);
+    connect(1700, 22'000, STANDARD_DVBS);
+
+    EXPECT_FALSE(locks());
+    EXPECT_EQ(peek(0xB3), 0x80);
+}
+
+TEST_F(Acquisition, carrier_below_its_threshold_does_not_lock) {
+    scenario.cn_db = 5.5;  // DVB-S QPSK 3/4 needs 5.5 + 10 log10(1.5 x 188/204) = 6.9
+    start();
+
+    tune(dvbs);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::cn_below_threshold));
+    EXPECT_EQ(receiver().verdict().text, "C/N 5.5 dB below the threshold 6.9 dB of QPSK 3/4");
+}
+
+TEST_F(Acquisition, carrier_just_above_its_threshold_locks) {
+    scenario.cn_db = 6.7;  // 8PSK 2/3 needs 6.62
+    start();
+
+    tune(dvbs2);
+
+    EXPECT_TRUE(locks());
+}
+
+TEST_F(Acquisition, inverted_spectrum_option_on_a_plain_board_misses_a_shifted_carrier) {
+    start();
+    tune(demo_transponder(11'300));  // expected 3 MHz beside the oscillator
+
+    const std::uint8_t spectrum = peek(0x4D);
+    poke(0xB2, 0x01);
+    poke(0x4D, spectrum | 0x02);
+    poke(0xB2, 0x00);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::capture_range));
+}
+
+TEST_F(Acquisition, core_in_reset_does_not_search) {
+    start();
+    tune(dvbs);
+
+    poke(0x00, 0x01);
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::core_in_reset));
+    poke(0x00, 0x00);
+    EXPECT_TRUE(locks());
+}
+
+TEST_F(Acquisition, global_reset_forgets_the_expected_carrier) {
+    start();
+    tune(demo_transponder(11'300));
+    ASSERT_TRUE(locks());
+
+    ds3000_soft_reset();
+
+    EXPECT_EQ(peek(0x5F), 0x00);
+    EXPECT_FALSE(receiver().verdict().locked());
+}
+
+TEST_F(Acquisition, clock_registers_that_select_no_clock_stop_the_chip) {
+    start();
+
+    tune_with_register(dvbs, 0x24, 0x80);
+
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::master_clock));
+}
+
+TEST_F(Acquisition, low_symbol_rates_take_longer) {
+    start();
+
+    tune(demo_transponder(11'100));
+    const std::uint64_t wide_ms = ms_until_lock();
+    tune(demo_transponder(11'300));
+    const std::uint64_t narrow_ms = ms_until_lock();
+
+    EXPECT_GE(wide_ms, 5U);
+    EXPECT_LE(wide_ms, 100U);
+    EXPECT_GE(narrow_ms, 2 * wide_ms);
+    EXPECT_LE(narrow_ms, 1'000U);
+}
+
+TEST_F(Acquisition, micro_controller_passes_through_its_states) {
+    start();
+    tune(dvbs);
+
+    EXPECT_EQ(peek(0xB3), 0x38);
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::searching));
+    sleep_ms(5);
+    EXPECT_EQ(peek(0xB3), 0x08);
+    sleep_ms(200);
+    EXPECT_EQ(peek(0xB3), 0x22);
+}
+
+TEST_F(Acquisition, lock_goes_with_the_signal_and_comes_back) {
+    start();
+    tune(dvbs);
+    ASSERT_TRUE(locks());
+
+    supply(false, true);
+    EXPECT_EQ(poll(), 4U);
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::no_supply));
+    supply(true, true);
+
+    EXPECT_TRUE(locks());
+}
+
+TEST_F(Acquisition, demodulator_takes_the_matching_carrier_nearest_to_the_expected_one) {
+    sim::Satellite satellite;
+    sim::Transponder narrow = demo_transponder(11'300);
+    for (const std::uint32_t khz : {11'296'500U, 11'300'400U, 11'303'500U}) {
+        narrow.frequency_khz = khz;
+        satellite.transponders.push_back(narrow);
+    }
+    scenario.satellites = {satellite};
+    start();
+
+    narrow.frequency_khz = 11'300'000;
+    tune(narrow);
+
+    EXPECT_TRUE(locks());
+    EXPECT_EQ(receiver().verdict().carrier->frequency_khz, 11'300'400U);
+}
+
+// A byte of each standard's table, on each chip, and a group of the pulse filter.
+struct WrongByte {
+    Chip chip;
+    std::uint32_t frequency_mhz;
+    std::uint8_t reg;
+};
+
+class WrongTable : public ReceiverTest, public testing::WithParamInterface<WrongByte> {};
+
+TEST_P(WrongTable, keeps_the_chip_from_locking_and_is_named) {
+    scenario.board.chip = GetParam().chip;
+    start();
+
+    tune_with_register(demo_transponder(GetParam().frequency_mhz), GetParam().reg, 0x5A);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::table_byte));
+    std::string name = "register 0x";
+    name += "0123456789ABCDEF"[GetParam().reg >> 4];
+    name += "0123456789ABCDEF"[GetParam().reg & 0x0F];
+    EXPECT_THAT(receiver().verdict().text, HasSubstr(name));
+}
+
+std::vector<WrongByte> wrong_bytes() {
+    std::vector<WrongByte> all;
+    for (const Chip chip : {Chip::ds300x, Chip::ds3002b, Chip::ds3103}) {
+        for (const int reg : {0x32, 0x33, 0x42, 0x4B, 0x64, 0x65, 0x77, 0x7F, 0x85}) {
+            all.push_back({chip, 10'800, static_cast<std::uint8_t>(reg)});
+            all.push_back({chip, 10'900, static_cast<std::uint8_t>(reg)});
+        }
+        for (const int reg : {0x68, 0x69, 0xD0, 0xE6, 0xFA}) {
+            all.push_back({chip, 10'800, static_cast<std::uint8_t>(reg)});
+        }
+        for (const int reg : {0x87, 0xAD, 0xCB, 0xCE}) {
+            all.push_back({chip, 10'900, static_cast<std::uint8_t>(reg)});
+        }
+    }
+    return all;
+}
+
+INSTANTIATE_TEST_SUITE_P(registers, WrongTable, testing::ValuesIn(wrong_bytes()));
+
+TEST_F(Acquisition, pulse_filter_group_that_was_not_loaded_is_named) {
+    start();
+    tune(dvbs);
+
+    poke(0xB2, 0x01);
+    poke(0x70, 0x60);
+    poke(0x72, 0x05);
+    poke(0xB2, 0x00);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict().text, HasSubstr("pulse filter group 0x60"));
+}
+
+TEST_F(Acquisition, apsk_loops_of_ds300x_must_be_loaded) {
+    scenario.board.chip = Chip::ds300x;
+    start();
+    tune(dvbs2);
+
+    poke(0xB2, 0x01);
+    poke(0x7C, 0x03);
+    poke(0x80, 0x00);
+    poke(0xB2, 0x00);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict().text, HasSubstr("0x7C"));
+}
+
+}  // namespace tests

@@ -1,0 +1,264 @@
+// SPDX-License-Identifier: MIT
+#include "sim/clock.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <unistd.h>
+
+#include <ctime>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "sim/board.h"
+
+// The driver's calls in sanitizer builds are redirected by the linker; so are this file's.
+
+namespace tests {
+
+namespace {
+
+constexpr std::uint64_t ms = 1'000'000;
+
+// A thread of the process, as the driver makes one.
+class Thread {
+ public:
+    explicit Thread(std::function<void()> body) : body_(std::move(body)) {
+        EXPECT_EQ(pthread_create(&thread_, nullptr, run, this), 0);
+    }
+    void join() { EXPECT_EQ(pthread_join(thread_, nullptr), 0); }
+
+ private:
+    static void *run(void *self) {
+        static_cast<Thread *>(self)->body_();
+        return self;
+    }
+    std::function<void()> body_;
+    pthread_t thread_{};
+};
+
+std::uint64_t monotonic_ns() {
+    timespec time{};
+    EXPECT_EQ(clock_gettime(CLOCK_MONOTONIC, &time), 0);
+    return static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000U +
+           static_cast<std::uint64_t>(time.tv_nsec);
+}
+
+class CountingBoard : public sim::Board {
+ public:
+    void *open_bus() override { return nullptr; }
+    void close_bus(void *) override {}
+    bool check_address(void *, unsigned) override { return false; }
+    bool write(void *, unsigned, std::span<const std::uint8_t>, unsigned) override { return false; }
+    bool read(void *, unsigned, std::span<std::uint8_t>, unsigned) override { return false; }
+    void set_gpio(void *, unsigned, unsigned) override {}
+    void log(std::string_view) override {}
+    void wait(std::uint32_t microseconds) override { waits.push_back(microseconds); }
+
+    std::vector<std::uint32_t> waits;
+};
+
+}  // namespace
+
+TEST(VirtualClock, sleeping_moves_time_and_nothing_else) {
+    sim::VirtualClock clock;
+    const std::uint64_t wall_ns = sim::wall_now_ns();
+
+    usleep(3'600'000'000U);
+
+    EXPECT_EQ(clock.now_ns(), 3'600'000 * ms);
+    EXPECT_LT(sim::wall_now_ns() - wall_ns, 10'000 * ms);
+}
+
+TEST(VirtualClock, transfers_take_time_without_giving_up_the_turn) {
+    sim::VirtualClock clock;
+    std::vector<std::string> order;
+    Thread thread([&order] { order.emplace_back("thread"); });
+
+    clock.spend_ns(5 * ms);
+    order.emplace_back("main");
+    thread.join();
+
+    EXPECT_EQ(clock.now_ns(), 5 * ms);
+    EXPECT_THAT(order, testing::ElementsAre("main", "thread"));
+}
+
+TEST(VirtualClock, threads_wake_in_the_order_of_time) {
+    sim::VirtualClock clock;
+    std::vector<std::string> order;
+    const auto sleeper = [&order, &clock](const char *name, unsigned milliseconds) {
+        return [&order, &clock, name, milliseconds] {
+            usleep(milliseconds * 1000);
+            order.push_back(name + std::to_string(clock.now_ns() / ms));
+        };
+    };
+
+    Thread late(sleeper("late ", 30));
+    Thread early(sleeper("early ", 10));
+    Thread middle(sleeper("middle ", 20));
+    late.join();
+    early.join();
+    middle.join();
+
+    EXPECT_THAT(order, testing::ElementsAre("early 10", "middle 20", "late 30"));
+}
+
+TEST(VirtualClock, ties_go_to_the_thread_that_went_to_sleep_first) {
+    sim::VirtualClock clock;
+    std::vector<std::string> order;
+    Thread first([&order] {
+        usleep(1000);
+        order.emplace_back("first");
+    });
+    Thread second([&order] {
+        usleep(1000);
+        order.emplace_back("second");
+    });
+
+    usleep(1000);
+    order.emplace_back("main");
+    first.join();
+    second.join();
+
+    EXPECT_THAT(order, testing::ElementsAre("main", "first", "second"));
+}
+
+TEST(VirtualClock, only_one_thread_runs_at_a_time) {
+    sim::VirtualClock clock;
+    int inside = 0;
+    int most = 0;
+    const auto body = [&inside, &most] {
+        for (int i = 0; i < 100; ++i) {
+            most = std::max(most, ++inside);
+            --inside;
+            usleep(10);
+        }
+    };
+
+    Thread a(body);
+    Thread b(body);
+    body();
+    a.join();
+    b.join();
+
+    EXPECT_EQ(most, 1);
+}
+
+TEST(VirtualClock, join_waits_for_the_end_and_gives_the_result) {
+    sim::VirtualClock clock;
+    pthread_t thread{};
+    static int result = 0;
+    ASSERT_EQ(pthread_create(
+                  &thread, nullptr,
+                  [](void *argument) -> void * {
+                      usleep(7000);
+                      return argument;
+                  },
+                  &result),
+              0);
+
+    void *returned = nullptr;
+    ASSERT_EQ(pthread_join(thread, &returned), 0);
+
+    EXPECT_EQ(returned, &result);
+    EXPECT_EQ(clock.now_ns(), 7 * ms);
+}
+
+TEST(VirtualClock, join_of_an_ended_thread_returns_at_once) {
+    sim::VirtualClock clock;
+    Thread thread([] {});
+    usleep(1000);
+
+    thread.join();
+
+    EXPECT_EQ(clock.now_ns(), 1 * ms);
+}
+
+TEST(VirtualClock, threads_are_named_in_the_order_of_creation) {
+    sim::VirtualClock clock;
+    std::vector<std::string> names{clock.thread_name()};
+    const auto body = [&names, &clock] { names.push_back(clock.thread_name()); };
+
+    Thread a(body);
+    Thread b(body);
+    a.join();
+    b.join();
+
+    EXPECT_THAT(names, testing::ElementsAre("main", "thread1", "thread2"));
+}
+
+TEST(VirtualClock, two_runs_are_alike) {
+    std::vector<std::vector<std::string>> runs(2);
+    for (auto &run : runs) {
+        sim::VirtualClock clock;
+        const auto body = [&run, &clock](unsigned period_us) {
+            return [&run, &clock, period_us] {
+                for (int i = 0; i < 50; ++i) {
+                    usleep(period_us);
+                    run.push_back(clock.thread_name() + std::to_string(clock.now_ns()));
+                }
+            };
+        };
+        Thread a(body(70));
+        Thread b(body(110));
+        a.join();
+        b.join();
+    }
+
+    EXPECT_EQ(runs[0].size(), 100U);
+    EXPECT_EQ(runs[0], runs[1]);
+}
+
+TEST(VirtualClock, wall_time_can_be_followed) {
+    sim::VirtualClock clock;
+    clock.follow_wall_time(true);
+    const std::uint64_t wall_ns = sim::wall_now_ns();
+
+    usleep(20'000);
+
+    EXPECT_GE(sim::wall_now_ns() - wall_ns, 20 * ms);
+}
+
+TEST(TimeSeam, monotonic_clock_is_the_virtual_one) {
+    sim::VirtualClock clock;
+    EXPECT_EQ(monotonic_ns(), 0U);
+
+    usleep(2'500'000);
+
+    EXPECT_EQ(monotonic_ns(), 2'500 * ms);
+}
+
+TEST(TimeSeam, calendar_time_stays_the_systems) {
+    sim::VirtualClock clock;
+    timespec now{};
+
+    ASSERT_EQ(clock_gettime(CLOCK_REALTIME, &now), 0);
+
+    EXPECT_GT(now.tv_sec, 1'600'000'000);
+}
+
+TEST(TimeSeam, without_a_virtual_clock_time_is_the_systems) {
+    EXPECT_EQ(sim::VirtualClock::current(), nullptr);
+    const std::uint64_t from_ns = monotonic_ns();
+
+    usleep(2'000);
+
+    EXPECT_GE(monotonic_ns() - from_ns, 2 * ms);
+    Thread thread([] {});
+    thread.join();
+}
+
+TEST(TimeSeam, board_learns_of_every_wait) {
+    sim::VirtualClock clock;
+    CountingBoard board;
+    sim::set_board(&board);
+
+    usleep(5000);
+    usleep(20);
+    sim::set_board(nullptr);
+
+    EXPECT_THAT(board.waits, testing::ElementsAre(5000, 20));
+}
+
+}  // namespace tests

@@ -1,0 +1,205 @@
+// SPDX-License-Identifier: MIT
+#include "diseqc/diseqc.h"
+
+#include "demod/ds3000_context.h"
+#include "demod/power.h"
+#include "tests/sim/receiver_test.h"
+
+namespace tests {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class Diseqc : public ReceiverTest {
+ protected:
+    Diseqc() {
+        sim::Satellite second = demo_satellite();
+        second.name = "second";
+        second.transponders.resize(1);
+        second.transponders[0].frequency_khz = 10'850'000;
+        scenario.satellites.push_back(second);
+        scenario.diseqc_switch = sim::Switch{{0, 1, std::nullopt, 1}, false};
+    }
+
+    static diseqc_message request(std::initializer_list<std::uint8_t> bytes) {
+        diseqc_message message{};
+        std::copy(bytes.begin(), bytes.end(), message.msg);
+        message.msg_len = static_cast<std::uint8_t>(bytes.size());
+        message.expect_reply = 1;
+        return message;
+    }
+};
+
+TEST_F(Diseqc, message_takes_13_and_a_half_ms_a_byte) {
+    start();
+    supply(true, false);
+    poke(0xA2, 0x00);
+    for (const int reg : {0xA3, 0xA4, 0xA5, 0xA6}) {
+        poke(static_cast<std::uint8_t>(reg), 0xE0);
+    }
+
+    poke(0xA1, 0x1F);
+    const std::uint64_t from_ns = clock().now_ns();
+    while ((peek(0xA1) & 0x40) != 0) {
+    }
+
+    EXPECT_NEAR(static_cast<double>(clock().now_ns() - from_ns), 54e6, 0.2e6);
+    EXPECT_THAT(receiver().diseqc_messages(), ElementsAre(ElementsAre(0xE0, 0xE0, 0xE0, 0xE0)));
+}
+
+TEST_F(Diseqc, switch_follows_the_committed_command) {
+    start();
+    supply(true, false);
+    EXPECT_EQ(receiver().switch_port(), 1U);
+
+    for (const unsigned port : {2U, 4U, 3U, 1U}) {
+        send({0xE0, 0x10, 0x38, static_cast<std::uint8_t>(0xF0 + 4 * (port - 1))});
+        EXPECT_EQ(receiver().switch_port(), port);
+    }
+}
+
+TEST_F(Diseqc, tune_reaches_the_satellite_behind_its_port) {
+    start();
+    sim::Transponder transponder = demo_transponder(10'800);
+    transponder.frequency_khz = 10'850'000;
+
+    tune(transponder, 2);
+    EXPECT_TRUE(locks()) << receiver().verdict().text;
+
+    tune(transponder, 1);
+    EXPECT_FALSE(locks());
+}
+
+TEST_F(Diseqc, port_without_a_dish_gives_no_signal) {
+    start();
+
+    tune(demo_transponder(10'800), 3);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(sim::Reason::no_dish));
+}
+
+TEST_F(Diseqc, message_without_supply_is_not_heard) {
+    start();
+
+    send({0xE0, 0x10, 0x38, 0xF4});
+
+    EXPECT_EQ(receiver().switch_port(), 1U);
+}
+
+TEST_F(Diseqc, switch_falls_back_to_port_1_without_supply) {
+    start();
+    supply(true, false);
+    send({0xE0, 0x10, 0x38, 0xF4});
+    ASSERT_EQ(receiver().switch_port(), 2U);
+
+    supply(false, false);
+    supply(true, false);
+
+    EXPECT_EQ(receiver().switch_port(), 1U);
+}
+
+TEST_F(Diseqc, message_cut_short_by_stopping_the_output_is_not_heard) {
+    start();
+    supply(true, false);
+    poke(0xA2, 0x00);
+    poke(0xA1, 0x1F);
+    sleep_ms(30);
+
+    poke(0xA2, 0x80);
+    sleep_ms(100);
+
+    EXPECT_THAT(receiver().diseqc_messages(), IsEmpty());
+}
+
+TEST_F(Diseqc, message_with_the_output_off_is_not_heard) {
+    start();
+    supply(true, false);
+    poke(0xA2, 0x80);
+
+    poke(0xA1, 0x1F);
+    sleep_ms(100);
+
+    EXPECT_THAT(receiver().diseqc_messages(), IsEmpty());
+}
+
+TEST_F(Diseqc, lost_message_leaves_the_old_port) {
+    scenario.faults = {{.kind = sim::Fault::Kind::lost_diseqc, .nth = 2, .count = 1}};
+    start();
+    supply(true, false);
+
+    send({0xE0, 0x10, 0x38, 0xF4});
+    send({0xE0, 0x10, 0x38, 0xFC});
+    EXPECT_EQ(receiver().switch_port(), 2U);
+    send({0xE0, 0x10, 0x38, 0xFC});
+    EXPECT_EQ(receiver().switch_port(), 4U);
+}
+
+TEST_F(Diseqc, messages_to_other_devices_do_not_move_the_switch) {
+    start();
+    supply(true, false);
+
+    send({0xE0, 0x31, 0x38, 0xF4});
+    send({0xE0, 0x10, 0x39, 0xF4});
+    send({0x70, 0x10, 0x38, 0xF4});
+
+    EXPECT_EQ(receiver().switch_port(), 1U);
+    EXPECT_THAT(receiver().diseqc_messages(), testing::SizeIs(3));
+}
+
+TEST_F(Diseqc, plain_switch_does_not_reply) {
+    start();
+    supply(true, false);
+    diseqc_message message = request({0xE2, 0x10, 0x14});
+
+    EXPECT_EQ(diseqc_send(&message), -12);
+}
+
+TEST_F(Diseqc, switch_of_level_2_replies) {
+    scenario.diseqc_switch->replies = true;
+    start();
+    supply(true, false);
+    diseqc_message order = request({0xE2, 0x10, 0x38, 0xF8});
+    diseqc_message question = request({0xE2, 0x10, 0x14});
+    diseqc_message unknown = request({0xE2, 0x10, 0x55});
+
+    EXPECT_EQ(diseqc_send(&order), 0);
+    EXPECT_EQ(diseqc_send(&question), 0);
+    EXPECT_EQ(diseqc_send(&unknown), 0);
+
+    EXPECT_EQ(order.reply_len, 1);
+    EXPECT_EQ(order.reply[0], 0xE4);
+    EXPECT_EQ(question.reply_len, 2);
+    EXPECT_THAT(std::vector(question.reply, question.reply + 2), ElementsAre(0xE4, 0xF8));
+    EXPECT_EQ(unknown.reply[0], 0xE5);
+}
+
+TEST_F(Diseqc, tone_is_on_the_cable_only_while_the_chip_is_awake) {
+    start();
+    supply(true, false);
+
+    tone(true, false);
+    EXPECT_TRUE(receiver().tone());
+    ds3000_sleep();
+    EXPECT_FALSE(receiver().tone());
+    ds3000_wake();
+    EXPECT_TRUE(receiver().tone());
+    tone(false, false);
+    EXPECT_FALSE(receiver().tone());
+}
+
+TEST_F(Diseqc, burst_takes_12_and_a_half_ms_and_is_no_message) {
+    start();
+    supply(true, false);
+    poke(0xA2, 0x00);
+
+    poke(0xA1, 0x01);
+    sleep_ms(12);
+    EXPECT_EQ(peek(0xA1) & 0x40, 0x40);
+    sleep_ms(1);
+    EXPECT_EQ(peek(0xA1) & 0x40, 0x00);
+
+    EXPECT_THAT(receiver().diseqc_messages(), IsEmpty());
+}
+
+}  // namespace tests

@@ -1,0 +1,224 @@
+// SPDX-License-Identifier: MIT
+
+// Scenario faults and events, and how the driver fares with them.
+
+#include "demod/ds3000_context.h"
+#include "demod/lock.h"
+#include "demod/power.h"
+#include "hw/register_access.h"
+#include "tests/sim/receiver_test.h"
+#include "tuner/ts2022.h"
+
+namespace tests {
+
+using sim::Event;
+using sim::Fault;
+using sim::Reason;
+
+class Faults : public ReceiverTest {};
+
+TEST_F(Faults, nth_transfer_is_refused) {
+    scenario.faults = {{.kind = Fault::Kind::nack_transfer, .nth = 3, .count = 2}};
+    receiver();
+    ds3000_context.i2c_bus = receiver().open_bus();
+
+    EXPECT_EQ(demod_write(0x33, 0x01), 0);
+    EXPECT_EQ(demod_write(0x33, 0x02), 0);
+    EXPECT_EQ(demod_write(0x33, 0x03), -8);
+    EXPECT_EQ(demod_write(0x33, 0x04), -8);
+    EXPECT_EQ(demod_write(0x33, 0x05), 0);
+}
+
+TEST_F(Faults, nth_transfer_to_one_address_is_refused) {
+    scenario.faults = {{.kind = Fault::Kind::nack_transfer, .nth = 2, .count = 1, .address = 0xD0}};
+    receiver();
+    ds3000_context.i2c_bus = receiver().open_bus();
+
+    receiver().check_address(ds3000_context.i2c_bus, 0x14);
+    receiver().check_address(ds3000_context.i2c_bus, 0x14);
+    EXPECT_EQ(demod_write(0x33, 0x01), 0);
+    EXPECT_EQ(demod_write(0x33, 0x02), -8);
+}
+
+TEST_F(Faults, refused_firmware_block_leaves_the_chip_without_a_program) {
+    // The download's 128 blocks begin after the cold start's first few dozen transfers.
+    scenario.faults = {{.kind = Fault::Kind::nack_transfer, .nth = 150, .count = 1}};
+    start();
+
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::firmware_not_running));
+    EXPECT_LT(receiver().firmware().size(), 8192U);
+}
+
+TEST_F(Faults, address_is_refused_during_its_period) {
+    scenario.faults = {{.kind = Fault::Kind::nack_address,
+                        .period = {.from_ms = 10, .to_ms = 20},
+                        .address = 0xD0}};
+    receiver();
+    ds3000_context.i2c_bus = receiver().open_bus();
+
+    EXPECT_EQ(demod_write(0x33, 0x01), 0);
+    sleep_ms(12);
+    EXPECT_EQ(demod_write(0x33, 0x02), -8);
+    sleep_ms(10);
+    EXPECT_EQ(demod_write(0x33, 0x03), 0);
+}
+
+TEST_F(Faults, stuck_bus_makes_every_transfer_time_out) {
+    scenario.faults = {{.kind = Fault::Kind::bus_stuck, .timeout_ms = 250}};
+    receiver();
+    ds3000_context.i2c_bus = receiver().open_bus();
+
+    EXPECT_EQ(demod_write(0x33, 0x01), -8);
+    EXPECT_EQ(demod_write(0x33, 0x01), -8);
+
+    EXPECT_NEAR(static_cast<double>(clock().now_ns()), 500e6, 1e6);
+}
+
+TEST_F(Faults, slow_bus_multiplies_the_time) {
+    scenario.faults = {{.kind = Fault::Kind::slow_bus, .factor = 10}};
+    receiver();
+    ds3000_context.i2c_bus = receiver().open_bus();
+
+    demod_write(0x33, 0x01);
+
+    EXPECT_EQ(clock().now_ns(), 10 * 29 * 2500U);
+}
+
+TEST_F(Faults, wrong_identity_is_an_unknown_chip) {
+    scenario.faults = {{.kind = Fault::Kind::wrong_identity, .reg = 0x02, .value = 0x01}};
+    receiver();
+    ds3000_context.i2c_bus = receiver().open_bus();
+    ds3000_wake();
+
+    EXPECT_EQ(ds3000_init(), -6);
+}
+
+TEST_F(Faults, calibrations_that_fail_once_are_repeated_by_the_driver) {
+    scenario.faults = {{.kind = Fault::Kind::vco_calibration},
+                       {.kind = Fault::Kind::lo_calibration},
+                       {.kind = Fault::Kind::filter_calibration},
+                       {.kind = Fault::Kind::agc_start}};
+    start();
+
+    tune(demo_transponder(11'100));
+
+    EXPECT_TRUE(locks()) << receiver().verdict().text;
+}
+
+struct Calibration {
+    Fault::Kind kind;
+    Reason reason;
+};
+
+class FailingCalibration : public ReceiverTest, public testing::WithParamInterface<Calibration> {};
+
+TEST_P(FailingCalibration, keeps_the_tuner_from_working) {
+    scenario.faults = {{.kind = GetParam().kind, .count = 100}};
+    start();
+
+    tune(demo_transponder(11'100));
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(GetParam().reason));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    calibrations, FailingCalibration,
+    testing::Values(Calibration{Fault::Kind::vco_calibration, Reason::tuner_pll},
+                    Calibration{Fault::Kind::lo_calibration, Reason::tuner_pll},
+                    Calibration{Fault::Kind::filter_calibration, Reason::tuner_filter},
+                    Calibration{Fault::Kind::agc_start, Reason::tuner_agc}));
+
+TEST_F(Faults, brown_out_takes_the_firmware_and_the_power) {
+    scenario.events = {{.kind = Event::Kind::brown_out, .period = {.from_ms = 2'000}}};
+    start();
+    tune(demo_transponder(11'100));
+    ASSERT_TRUE(locks());
+
+    sleep_ms(2'000);
+
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::demodulator_off));
+    ds3000_wake();
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::firmware_not_running));
+}
+
+TEST_F(Faults, rain_takes_the_lock_and_gives_it_back) {
+    scenario.cn_db = 10;
+    scenario.events = {
+        {.kind = Event::Kind::rain_fade, .period = {.from_ms = 3'000, .to_ms = 6'000}, .db = 8}};
+    start();
+    tune(demo_transponder(11'100));
+    ASSERT_TRUE(locks());
+
+    sleep_ms(3'000);
+    EXPECT_NE(poll(), LOCK_LOCKED);
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::cn_below_threshold));
+    EXPECT_NEAR(receiver().verdict().cn_db, 2, 0.01);
+    sleep_ms(3'000);
+
+    EXPECT_TRUE(locks());
+}
+
+TEST_F(Faults, light_rain_lowers_the_quality_only) {
+    scenario.events = {{.kind = Event::Kind::rain_fade, .period = {.from_ms = 3'000}, .db = 4}};
+    start();
+    tune(demo_transponder(11'100));
+    ASSERT_TRUE(locks());
+
+    sleep_ms(3'000);
+
+    EXPECT_EQ(poll(), LOCK_LOCKED);
+    EXPECT_NEAR(receiver().verdict().cn_db, 13, 0.01);
+}
+
+TEST_F(Faults, drifting_lnb_moves_the_carrier_under_a_lock) {
+    scenario.events = {{.kind = Event::Kind::lnb_drift, .period = {.from_ms = 3'000}, .khz = 700}};
+    start();
+    tune(demo_transponder(11'100));
+    ASSERT_TRUE(locks());
+
+    sleep_ms(3'000);
+
+    EXPECT_EQ(poll(), LOCK_LOCKED);
+    EXPECT_NEAR(receiver().verdict().offset_khz, -700, 3);
+}
+
+TEST_F(Faults, pulled_cable_takes_the_lock) {
+    scenario.events = {
+        {.kind = Event::Kind::cable_pulled, .period = {.from_ms = 3'000, .to_ms = 4'000}}};
+    start();
+    tune(demo_transponder(11'100));
+    ASSERT_TRUE(locks());
+
+    sleep_ms(3'000);
+    EXPECT_NE(poll(), LOCK_LOCKED);
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::cable_pulled));
+    sleep_ms(1'000);
+
+    EXPECT_TRUE(locks());
+}
+
+TEST_F(Faults, diverged_equaliser_is_restarted_by_the_driver) {
+    scenario.faults = {{.kind = Fault::Kind::equaliser_divergence}};
+    start();
+    tune(demo_transponder(11'100));
+    sleep_ms(200);
+    EXPECT_NEAR(receiver().verdict().cn_db, 15.5, 0.01);
+
+    ASSERT_TRUE(locks());
+
+    EXPECT_EQ(ds3000_context.s2_recovery_done, 1);
+    EXPECT_NEAR(receiver().verdict().cn_db, 17, 0.01);
+}
+
+TEST_F(Faults, sound_equaliser_is_left_alone) {
+    start();
+    tune(demo_transponder(11'100));
+    sleep_ms(200);
+
+    ASSERT_TRUE(locks());
+
+    EXPECT_EQ(ds3000_context.s2_recovery_done, 0);
+}
+
+}  // namespace tests

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+#include "sim/modcod.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/sim/receiver_test.h"
+
+namespace tests {
+
+using sim::CodeRate;
+using sim::Modulation;
+using sim::System;
+
+TEST(Modcod, dvbs2_thresholds_are_those_of_the_standard) {
+    EXPECT_EQ(sim::threshold_db(System::dvbs2, Modulation::qpsk, CodeRate::r1_4), -2.35);
+    EXPECT_EQ(sim::threshold_db(System::dvbs2, Modulation::qpsk, CodeRate::r9_10), 6.42);
+    EXPECT_EQ(sim::threshold_db(System::dvbs2, Modulation::psk8, CodeRate::r3_4), 7.91);
+    EXPECT_EQ(sim::threshold_db(System::dvbs2, Modulation::apsk16, CodeRate::r9_10), 13.13);
+    EXPECT_EQ(sim::threshold_db(System::dvbs2, Modulation::apsk32, CodeRate::r3_4), 12.73);
+}
+
+TEST(Modcod, dvbs_thresholds_turn_energy_per_bit_into_carrier_over_noise) {
+    // 4.5 dB and 6.4 dB of Eb/N0; 2 bits a symbol, the code rate and 188/204.
+    EXPECT_NEAR(*sim::threshold_db(System::dvbs, Modulation::qpsk, CodeRate::r1_2), 4.145, 0.001);
+    EXPECT_NEAR(*sim::threshold_db(System::dvbs, Modulation::qpsk, CodeRate::r7_8), 8.476, 0.001);
+}
+
+TEST(Modcod, combinations_outside_the_standards_have_no_threshold) {
+    EXPECT_FALSE(sim::threshold_db(System::dvbs, Modulation::psk8, CodeRate::r2_3));
+    EXPECT_FALSE(sim::threshold_db(System::dvbs, Modulation::qpsk, CodeRate::r3_5));
+    EXPECT_FALSE(sim::threshold_db(System::dvbs2, Modulation::qpsk, CodeRate::r7_8));
+    EXPECT_FALSE(sim::threshold_db(System::dvbs2, Modulation::psk8, CodeRate::r1_2));
+    EXPECT_FALSE(sim::threshold_db(System::dvbs2, Modulation::apsk32, CodeRate::r2_3));
+}
+
+TEST(Modcod, thresholds_grow_with_the_code_rate) {
+    for (const System system : {System::dvbs, System::dvbs2}) {
+        for (const Modulation modulation :
+             {Modulation::qpsk, Modulation::psk8, Modulation::apsk16, Modulation::apsk32}) {
+            double last = -100;
+            for (int rate = 0; rate < 12; ++rate) {
+                const auto db = sim::threshold_db(system, modulation, static_cast<CodeRate>(rate));
+                if (db) {
+                    EXPECT_GT(*db, last);
+                    last = *db;
+                }
+            }
+        }
+    }
+}
+
+TEST(Modcod, frames_have_the_lengths_of_the_standard) {
+    EXPECT_EQ(sim::frame_symbols(Modulation::qpsk, false), 32'490U);
+    EXPECT_EQ(sim::frame_symbols(Modulation::qpsk, true), 33'282U);
+    EXPECT_EQ(sim::frame_symbols(Modulation::psk8, false), 21'690U);
+    EXPECT_EQ(sim::frame_symbols(Modulation::psk8, true), 22'194U);
+    EXPECT_EQ(sim::frame_symbols(Modulation::apsk16, false), 16'290U);
+    EXPECT_EQ(sim::frame_symbols(Modulation::apsk32, false), 13'050U);
+    EXPECT_EQ(sim::frame_payload_bits(CodeRate::r1_4), 15'928U);
+    EXPECT_EQ(sim::frame_payload_bits(CodeRate::r9_10), 58'112U);
+}
+
+TEST(Modcod, payload_rates_are_the_usual_ones) {
+    // 27500 ksym/s QPSK 3/4: 38.01 Mbit/s; 22000 8PSK 2/3 without pilots: 43.57 Mbit/s.
+    sim::Transponder dvbs = demo_transponder(10'800);
+    dvbs.symbol_rate = 27'500'000;
+    EXPECT_NEAR(8 * sim::payload_bytes_per_s(dvbs), 38.01e6, 0.01e6);
+    EXPECT_NEAR(8 * sim::payload_bytes_per_s(demo_transponder(10'900)), 43.57e6, 0.01e6);
+}
+
+TEST(Modcod, names_read_back) {
+    EXPECT_EQ(sim::describe(demo_transponder(10'900)), "10900 V 22000 DVB-S2 8PSK 2/3");
+    EXPECT_EQ(sim::code_rate_named("9/10"), CodeRate::r9_10);
+    EXPECT_EQ(sim::code_rate_named("9/11"), std::nullopt);
+    EXPECT_EQ(sim::polarisation_named("R"), sim::Polarisation::right);
+    EXPECT_EQ(sim::polarisation_named("Vertical"), sim::Polarisation::vertical);
+    EXPECT_EQ(sim::system_named("dvb-s2"), System::dvbs2);
+    EXPECT_EQ(sim::modulation_named("16apsk"), Modulation::apsk16);
+    EXPECT_EQ(sim::modulation_named("QAM"), std::nullopt);
+}
+
+}  // namespace tests

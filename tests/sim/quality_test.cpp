@@ -1,0 +1,206 @@
+// SPDX-License-Identifier: MIT
+
+// What the driver reads of a locked carrier is what is on the air.
+
+#include "demod/carrier.h"
+#include "demod/ds3000_context.h"
+#include "demod/signal_quality.h"
+#include "tests/sim/receiver_test.h"
+#include "tuner/signal_strength.h"
+#include "tuner/ts2022.h"
+
+namespace tests {
+
+using sim::CodeRate;
+using sim::Modulation;
+
+class Quality : public ReceiverTest {
+ protected:
+    // Lock the first carrier of a satellite that has only this one.
+    void lock(const sim::Transponder &transponder) {
+        scenario.satellites = {{"one", {transponder}}};
+        start();
+        tune(transponder);
+        ASSERT_TRUE(locks()) << receiver().verdict().text;
+    }
+
+    static ds3000_signal_info info() {
+        ds3000_signal_info record{};
+        ds3000_get_signal_info(&record);
+        return record;
+    }
+};
+
+struct Noise {
+    std::uint32_t frequency_mhz;
+    double cn_db;
+    int reading_db;
+};
+
+class CarrierOverNoise : public Quality, public testing::WithParamInterface<Noise> {};
+
+TEST_P(CarrierOverNoise, reads_in_whole_decibels_of_a_truncated_ratio) {
+    scenario.cn_db = GetParam().cn_db;
+    lock(demo_transponder(GetParam().frequency_mhz));
+
+    std::uint8_t snr_db = 0;
+    ds3000_get_snr(&snr_db);
+
+    EXPECT_EQ(snr_db, GetParam().reading_db);
+}
+
+INSTANTIATE_TEST_SUITE_P(standards, CarrierOverNoise,
+                         testing::Values(Noise{10'800, 7.5, 6},    // ratio 5.6, read as 5
+                                         Noise{10'800, 9.5, 9},    // ratio 8.9, read as 8
+                                         Noise{10'800, 20, 14},    // the register ends at 31
+                                         Noise{10'900, 7.3, 6},    // ratio 5.4, read as 5
+                                         Noise{10'900, 10.3, 10},  // ratio 10.7, read as 10
+                                         Noise{10'900, 16.5, 16},  // ratio 44.7, read as 44
+                                         Noise{10'900, 25, 19}));
+
+TEST_F(Quality, symbol_rate_and_carrier_read_back) {
+    scenario.lnb.drift_khz = -1'200;
+    lock(demo_transponder(11'300));
+
+    std::int32_t ksps = 0;
+    ds3000_get_symbol_rate(&ksps);
+    std::int32_t delta_khz = 0;
+    ds3000_get_carrier_offset_delta(&delta_khz);
+
+    EXPECT_NEAR(ksps, 2'000, 1);
+    EXPECT_NEAR(delta_khz, 1'200, 3);
+}
+
+TEST_F(Quality, dvbs_reports_code_rate_and_inversion) {
+    sim::Transponder transponder = demo_transponder(10'800);
+    transponder.inverted = true;
+    lock(transponder);
+
+    EXPECT_EQ(info().modulation, 8U);
+    EXPECT_EQ(info().code_rate, static_cast<std::uint32_t>(CODE_RATE_3_4));
+    EXPECT_EQ(info().inversion, 2U);
+}
+
+TEST_F(Quality, dvbs2_reports_everything_of_the_frame_header) {
+    sim::Transponder transponder = demo_transponder(10'900);
+    transponder.modulation = Modulation::apsk16;
+    transponder.code_rate = CodeRate::r8_9;
+    transponder.pilots = true;
+    transponder.roll_off = sim::RollOff::r20;
+    lock(transponder);
+
+    EXPECT_EQ(info().modulation, static_cast<std::uint32_t>(MODULATION_16APSK));
+    EXPECT_EQ(info().code_rate, static_cast<std::uint32_t>(CODE_RATE_8_9));
+    EXPECT_EQ(info().pilots, 1U);
+    EXPECT_EQ(info().roll_off, 3U);
+    EXPECT_EQ(info().inversion, 1U);
+}
+
+struct Rate {
+    sim::System system;
+    CodeRate rate;
+    std::uint32_t code;
+};
+
+class CodeRates : public Quality, public testing::WithParamInterface<Rate> {};
+
+TEST_P(CodeRates, read_as_the_drivers_codes) {
+    sim::Transponder transponder = demo_transponder(10'800);
+    transponder.system = GetParam().system;
+    transponder.code_rate = GetParam().rate;
+    lock(transponder);
+
+    EXPECT_EQ(info().code_rate, GetParam().code);
+}
+
+INSTANTIATE_TEST_SUITE_P(all, CodeRates,
+                         testing::Values(Rate{sim::System::dvbs, CodeRate::r1_2, CODE_RATE_1_2},
+                                         Rate{sim::System::dvbs, CodeRate::r2_3, CODE_RATE_2_3},
+                                         Rate{sim::System::dvbs, CodeRate::r3_4, CODE_RATE_3_4},
+                                         Rate{sim::System::dvbs, CodeRate::r5_6, CODE_RATE_5_6},
+                                         Rate{sim::System::dvbs, CodeRate::r7_8, CODE_RATE_7_8},
+                                         Rate{sim::System::dvbs2, CodeRate::r1_4, CODE_RATE_1_4},
+                                         Rate{sim::System::dvbs2, CodeRate::r1_3, CODE_RATE_1_3},
+                                         Rate{sim::System::dvbs2, CodeRate::r2_5, CODE_RATE_2_5},
+                                         Rate{sim::System::dvbs2, CodeRate::r1_2, CODE_RATE_1_2},
+                                         Rate{sim::System::dvbs2, CodeRate::r3_5, CODE_RATE_3_5},
+                                         Rate{sim::System::dvbs2, CodeRate::r2_3, CODE_RATE_2_3},
+                                         Rate{sim::System::dvbs2, CodeRate::r3_4, CODE_RATE_3_4},
+                                         Rate{sim::System::dvbs2, CodeRate::r4_5, CODE_RATE_4_5},
+                                         Rate{sim::System::dvbs2, CodeRate::r5_6, CODE_RATE_5_6},
+                                         Rate{sim::System::dvbs2, CodeRate::r8_9, CODE_RATE_8_9},
+                                         Rate{sim::System::dvbs2, CodeRate::r9_10,
+                                              CODE_RATE_9_10}));
+
+TEST_F(Quality, dvbs_counts_bit_errors_in_windows) {
+    scenario.cn_db = 7.4;  // 0.5 dB above the threshold of QPSK 3/4
+    scenario.jitter_db = 0;
+    lock(demo_transponder(10'800));
+    std::uint32_t denominator = 0;
+    std::uint32_t errors = 0;
+
+    ds3000_get_ber(&denominator, &errors);  // starts a count
+    ds3000_get_ber(&denominator, &errors);
+    EXPECT_EQ(errors, 0U);  // still running: 2^23 bits take 254 ms
+    sleep_ms(300);
+    ds3000_get_ber(&denominator, &errors);
+
+    EXPECT_EQ(denominator, 0x800000U);
+    // 2e-4 at the threshold of 6.906 dB, ten times fewer each 0.7 dB: 3.9e-5 of 8388608 bits.
+    EXPECT_NEAR(errors, 331, 8);
+}
+
+TEST_F(Quality, dvbs2_counts_packets_and_the_errors_among_them) {
+    scenario.cn_db = 6.70;
+    lock(demo_transponder(10'900));
+    std::uint32_t denominator = 0;
+    std::uint32_t errors = 0;
+
+    sleep_ms(4'000);  // 22000 ksym/s are 1014 frames of 21690 symbols a second
+    ds3000_get_ber(&denominator, &errors);
+
+    EXPECT_GT(denominator, 3'001U * 42'960 / 1'504);
+    ds3000_get_ber(&denominator, &errors);
+    EXPECT_LT(peek(0xD6) << 8 | peek(0xD5), 100);  // counters were restarted
+}
+
+TEST_F(Quality, signal_strength_falls_with_the_level) {
+    start();
+    std::vector<int> percentages;
+    for (const double level_dbm : {-25.0, -35.0, -45.0, -55.0, -65.0}) {
+        sim::Transponder transponder = demo_transponder(10'800);
+        transponder.level_dbm = level_dbm;
+        receiver().point_at({"one", {transponder}});
+        tune(transponder);
+        EXPECT_TRUE(locks());
+        std::uint8_t percent = 0;
+        for (int i = 0; i < 16; ++i) {
+            signal_strength(&percent);
+        }
+        percentages.push_back(percent);
+    }
+
+    EXPECT_TRUE(std::is_sorted(percentages.rbegin(), percentages.rend()))
+        << testing::PrintToString(percentages);
+    EXPECT_GE(percentages.front(), 85);
+    EXPECT_LE(percentages.back(), 39);
+    EXPECT_GE(percentages.back(), 20);
+}
+
+class GainFigure : public Quality, public testing::WithParamInterface<std::uint8_t> {};
+
+TEST_P(GainFigure, is_17_dbm_less_the_level) {
+    scenario.board.tuner_identity = GetParam();
+    sim::Transponder transponder = demo_transponder(10'800);
+    transponder.level_dbm = -50;
+    lock(transponder);
+
+    std::uint32_t gain = 0;
+    ts2022_get_gain(&gain);
+
+    EXPECT_NEAR(gain, 6'700, 40);
+}
+
+INSTANTIATE_TEST_SUITE_P(tuner_types, GainFigure, testing::Values(0x41, 0xC3));
+
+}  // namespace tests

@@ -1,0 +1,276 @@
+// SPDX-License-Identifier: MIT
+#include "sim/scenario.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "tests/sim/receiver_test.h"
+
+namespace tests {
+
+using sim::Scenario;
+using testing::HasSubstr;
+
+namespace {
+
+std::vector<sim::Transponder> no_table(const std::string &path) {
+    throw std::runtime_error("no table " + path);
+}
+
+Scenario parse(const std::string &text, const sim::TableReader &reader = no_table) {
+    return sim::parse_scenario(text, "dir/test.toml", reader);
+}
+
+std::string error_of(const std::string &text) {
+    try {
+        parse(text);
+    } catch (const sim::ScenarioError &error) {
+        return error.what();
+    }
+    return "no error";
+}
+
+constexpr const char *carrier = R"([[transponder]]
+frequency_khz = 11_000_000
+polarisation = "V"
+symbol_rate = 22_000_000
+)";
+
+}  // namespace
+
+TEST(ScenarioFile, empty_file_is_the_default_scenario) {
+    const Scenario scenario = parse("");
+
+    EXPECT_EQ(scenario.seed, 1U);
+    EXPECT_EQ(scenario.board.chip, sim::Chip::ds3103);
+    EXPECT_EQ(scenario.board.tuner_identity, 0xC3);
+    EXPECT_EQ(scenario.board.bus_clock_hz, 400'000U);
+    EXPECT_EQ(scenario.lnb.lof_low_khz, 9'750'000U);
+    EXPECT_EQ(scenario.cn_db, 17);
+    EXPECT_FALSE(scenario.diseqc_switch);
+    EXPECT_EQ(scenario.file, "dir/test.toml");
+}
+
+TEST(ScenarioFile, every_quantity_can_be_set) {
+    const Scenario scenario = parse(R"(
+seed = 42
+[board]
+chip = "DS300X"
+tuner_identity = 0x41
+tuner_fitted = false
+demodulator_fitted = false
+lnbh23 = true
+iq_swap = true
+bus_clock_hz = 100_000
+[lnb]
+type = "c-band"
+drift_khz = -300
+[noise]
+cn_db = 12.5
+level_dbm = -50
+jitter_db = 0
+[[satellite]]
+name = "one"
+[[satellite]]
+name = "two"
+[[transponder]]
+satellite = "two"
+frequency_khz = 3_800_000
+polarisation = "left"
+symbol_rate = 30_000_000
+system = "DVB-S2"
+modulation = "8PSK"
+code_rate = "5/6"
+roll_off = 0.25
+pilots = true
+inverted = true
+cn_db = 15
+level_dbm = -40
+[switch]
+ports = ["two", "", "one"]
+replies = true
+[[event]]
+kind = "rain_fade"
+from_ms = 1000
+to_ms = 2000
+db = 3.5
+[[event]]
+kind = "brown_out"
+at_ms = 500
+[[fault]]
+kind = "nack_transfer"
+nth = 7
+count = 2
+address = 0xD0
+[[fault]]
+kind = "slow_bus"
+factor = 4
+)");
+
+    EXPECT_EQ(scenario.seed, 42U);
+    EXPECT_EQ(scenario.board.chip, sim::Chip::ds300x);
+    EXPECT_EQ(scenario.board.tuner_identity, 0x41);
+    EXPECT_FALSE(scenario.board.tuner_fitted);
+    EXPECT_FALSE(scenario.board.demodulator_fitted);
+    EXPECT_TRUE(scenario.board.lnbh23);
+    EXPECT_TRUE(scenario.board.iq_swap);
+    EXPECT_EQ(scenario.board.bus_clock_hz, 100'000U);
+    EXPECT_EQ(scenario.lnb.lof_low_khz, 5'150'000U);
+    EXPECT_EQ(scenario.lnb.lof_high_khz, 0U);
+    EXPECT_EQ(scenario.lnb.drift_khz, -300);
+    EXPECT_EQ(scenario.cn_db, 12.5);
+    EXPECT_EQ(scenario.level_dbm, -50);
+    EXPECT_EQ(scenario.jitter_db, 0);
+    ASSERT_EQ(scenario.satellites.size(), 2U);
+    EXPECT_TRUE(scenario.satellites[0].transponders.empty());
+    ASSERT_EQ(scenario.satellites[1].transponders.size(), 1U);
+    const sim::Transponder &row = scenario.satellites[1].transponders[0];
+    EXPECT_EQ(describe(row), "3800 L 30000 DVB-S2 8PSK 5/6");
+    EXPECT_EQ(row.roll_off, sim::RollOff::r25);
+    EXPECT_TRUE(row.pilots);
+    EXPECT_TRUE(row.inverted);
+    EXPECT_EQ(row.cn_db, 15);
+    EXPECT_EQ(row.level_dbm, -40);
+    EXPECT_THAT(row.source, HasSubstr("dir/test.toml:"));
+    ASSERT_TRUE(scenario.diseqc_switch);
+    EXPECT_TRUE(scenario.diseqc_switch->replies);
+    EXPECT_THAT(scenario.diseqc_switch->ports,
+                testing::ElementsAre(testing::Optional(std::size_t{1}), testing::Eq(std::nullopt),
+                                     testing::Optional(std::size_t{0})));
+    ASSERT_EQ(scenario.events.size(), 2U);
+    EXPECT_EQ(scenario.events[0].db, 3.5);
+    EXPECT_EQ(scenario.events[0].period.to_ms, 2000U);
+    EXPECT_EQ(scenario.events[1].kind, sim::Event::Kind::brown_out);
+    EXPECT_EQ(scenario.events[1].period.from_ms, 500U);
+    ASSERT_EQ(scenario.faults.size(), 2U);
+    EXPECT_EQ(scenario.faults[0].nth, 7U);
+    EXPECT_EQ(scenario.faults[0].address, 0xD0);
+    EXPECT_EQ(scenario.faults[1].factor, 4);
+}
+
+TEST(ScenarioFile, only_satellite_need_not_be_named) {
+    const Scenario scenario = parse(carrier);
+
+    ASSERT_EQ(scenario.satellites.size(), 1U);
+    EXPECT_EQ(scenario.satellites[0].transponders.size(), 1U);
+}
+
+TEST(ScenarioFile, table_comes_through_the_reader_behind_the_scenarios_own_carriers) {
+    std::string asked;
+    const auto reader = [&asked](const std::string &path) {
+        asked = path;
+        return demo_satellite().transponders;
+    };
+
+    const Scenario scenario = parse(std::string(R"(
+[[satellite]]
+name = "demo"
+table = "tables/Demo"
+cn_db = 11
+)") + carrier + R"(
+[[override]]
+frequency_khz = 10_800_400
+polarisation = "horizontal"
+cn_db = 8
+)",
+                                    reader);
+
+    EXPECT_EQ(asked, "dir/tables/Demo");
+    const auto &rows = scenario.satellites[0].transponders;
+    ASSERT_EQ(rows.size(), 7U);
+    EXPECT_EQ(rows[0].frequency_khz, 11'000'000U);
+    EXPECT_EQ(rows[1].frequency_khz, 10'800'000U);
+    EXPECT_EQ(rows[1].cn_db, 8);
+    EXPECT_EQ(rows[2].cn_db, 11);
+}
+
+TEST(ScenarioFile, absolute_table_paths_stay) {
+    std::string asked;
+    parse("[[satellite]]\nname = \"a\"\ntable = \"/usr/share/t\"\n",
+          [&asked](const std::string &path) {
+              asked = path;
+              return std::vector<sim::Transponder>{};
+          });
+
+    EXPECT_EQ(asked, "/usr/share/t");
+}
+
+TEST(ScenarioFile, load_reads_a_file) {
+    const std::string path = testing::TempDir() + "/scenario_test.toml";
+    std::ofstream(path) << "seed = 9\n";
+
+    EXPECT_EQ(sim::load_scenario(path, no_table).seed, 9U);
+}
+
+TEST(ScenarioFile, load_of_a_missing_file_is_refused) {
+    EXPECT_THROW(sim::load_scenario("/nonexistent.toml", no_table), sim::ScenarioError);
+    EXPECT_THROW(sim::load_scenario("/", no_table), sim::ScenarioError);
+}
+
+struct Mistake {
+    const char *text;
+    const char *message;
+};
+
+class ScenarioMistake : public testing::TestWithParam<Mistake> {};
+
+TEST_P(ScenarioMistake, is_refused_with_its_place) {
+    EXPECT_THAT(error_of(GetParam().text), HasSubstr(GetParam().message));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    mistakes, ScenarioMistake,
+    testing::Values(
+        Mistake{"seed = \n", "dir/test.toml:1: "},
+        Mistake{"\nsed = 1\n", "dir/test.toml:2: scenario.sed: unknown key; known here: board"},
+        Mistake{"seed = -1\n", "dir/test.toml:1: scenario.seed: -1 is outside 0.."},
+        Mistake{"seed = \"x\"\n", "scenario.seed: a whole number is expected"},
+        Mistake{"board = 3\n", "board: a section is expected: [board]"},
+        Mistake{"[board]\nspeed = 1\n", "dir/test.toml:2: board.speed: unknown key"},
+        Mistake{"[board]\nchip = \"DS9\"\n",
+                "board.chip: \"DS9\" is none of DS300X, DS3002B, DS3103"},
+        Mistake{"[board]\nlnbh23 = 1\n", "board.lnbh23: true or false is expected"},
+        Mistake{"[board]\nbus_clock_hz = 999\n", "999 is outside 1000..1000000"},
+        Mistake{"[board]\ntuner_identity = 256\n", "256 is outside 0..255"},
+        Mistake{"[lnb]\ntype = \"big\"\n", "\"big\" is none of universal"},
+        Mistake{"[lnb]\ndrift_khz = 20001\n", "20001 is outside -20000..20000"},
+        Mistake{"[noise]\ncn_db = \"good\"\n", "noise.cn_db: a number is expected"},
+        Mistake{"[noise]\ncn_db = nan\n", "is outside -20..40"},
+        Mistake{"[[satellite]]\n", "satellite: name is missing"},
+        Mistake{"[[satellite]]\nname = \"a\"\n[[satellite]]\nname = \"a\"\n",
+                "dir/test.toml:4: satellite.name: a second satellite \"a\""},
+        Mistake{"[[satellite]]\nname = \"a\"\ntable = \"x\"\n",
+                "dir/test.toml:3: satellite.table: no table dir/x"},
+        Mistake{"[satellite]\nname = \"a\"\n", "sections are expected: [[satellite]]"},
+        Mistake{"[[transponder]]\nfrequency_khz = 1\n", "transponder: polarisation is missing"},
+        Mistake{"[[transponder]]\nfrequency_khz = 1\npolarisation = \"up\"\nsymbol_rate = 1\n",
+                "\"up\" is none of horizontal, vertical, left, right"},
+        Mistake{"[[transponder]]\nsatellite = \"b\"\nfrequency_khz = 1\npolarisation = \"V\"\n"
+                "symbol_rate = 1\n",
+                "transponder.satellite: no [[satellite]] is named \"b\""},
+        Mistake{"[[transponder]]\nfrequency_khz = 1\npolarisation = \"V\"\nsymbol_rate = 1\n"
+                "roll_off = 0.3\n",
+                "0.3 is none of 0.35, 0.25, 0.20"},
+        Mistake{"[[override]]\nfrequency_khz = 1\npolarisation = \"V\"\n",
+                "has no row within 1000 kHz of 1 vertical"},
+        Mistake{"[switch]\n", "switch: ports is missing"},
+        Mistake{"[switch]\nports = 1\n", "switch.ports: a list is expected"},
+        Mistake{"[switch]\nports = []\n", "0 ports, a committed switch has 1..4"},
+        Mistake{"[switch]\nports = [\"a\"]\n", "no [[satellite]] is named \"a\""},
+        Mistake{"[switch]\nports = [1]\n", "names of satellites are expected"},
+        Mistake{"[[event]]\nkind = \"snow\"\n", "\"snow\" is none of rain_fade"},
+        Mistake{"[[event]]\nkind = \"rain_fade\"\n", "event: db is missing"},
+        Mistake{"[[event]]\nkind = \"cable_pulled\"\ndb = 1\n", "event.db: unknown key"},
+        Mistake{"[[event]]\nkind = \"cable_pulled\"\nfrom_ms = 5\nto_ms = 5\n",
+                "event.to_ms: 5 is not after from_ms, 5"},
+        Mistake{"[[fault]]\nkind = \"smoke\"\n", "\"smoke\" is none of nack_transfer"},
+        Mistake{"[[fault]]\nkind = \"nack_address\"\n", "fault: address is missing"},
+        Mistake{"[[fault]]\nkind = \"bus_stuck\"\ntimeout_ms = 60001\n",
+                "60001 is outside 0..60000"},
+        Mistake{"[[fault]]\nkind = \"wrong_identity\"\nreg = 3\nvalue = 1\n",
+                "0x03 is none of 0x01, 0x02, 0xB2"},
+        Mistake{"[[fault]]\nkind = \"slow_bus\"\nfactor = 0.5\n", "0.5 is outside 1..10000"}));
+
+}  // namespace tests
