@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "host/program.h"
+
+namespace host {
+
+// Each adds its subcommand to the command line; when that is chosen, parsing sets `job` to its work.
+void add_info(CLI::App &app, Job &job);
+void add_list(CLI::App &app, Job &job);
+void add_sweep(CLI::App &app, Job &job);
+void add_tune(CLI::App &app, Job &job);
+
+}  // namespace host

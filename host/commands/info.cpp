@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: MIT
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <string_view>
+
+extern "C" {
+#include <libdvbv5/libdvb-version.h>
+}
+
+#include "host/commands/commands.h"
+#include "host/rig.h"
+
+namespace host {
+
+namespace {
+
+// Every block of a placeholder image begins so.
+constexpr std::string_view placeholder_mark = "DS3000 PLACEHOLDER FIRMWARE";
+
+Json describe_program() {
+    return {{"version", DS3000_VERSION},
+            {"libraries",
+             {{"libdvbv5", LIBDVBV5_VERSION},
+              {"cli11", CLI11_VERSION},
+              {"fmt", fmt::format("{}.{}.{}", FMT_VERSION / 10000, FMT_VERSION / 100 % 100,
+                                  FMT_VERSION % 100)},
+              {"nlohmann_json",
+               fmt::format("{}.{}.{}", NLOHMANN_JSON_VERSION_MAJOR, NLOHMANN_JSON_VERSION_MINOR,
+                           NLOHMANN_JSON_VERSION_PATCH)}}}};
+}
+
+std::size_t list_length(const std::uint32_t *list) {
+    std::size_t length = 0;
+    while (list[length] != 0xFFFFFFFF) {
+        ++length;
+    }
+    return length;
+}
+
+Json describe_plugin(const Plugin &plugin) {
+    Json search_path = Json::array();
+    for (const auto &folder : plugin_search_path()) {
+        search_path.push_back(folder.string());
+    }
+    const dvb_ts_tuner_metadata &descriptor = plugin.descriptor();
+    return {{"file", plugin.file().string()},
+            {"search_path", std::move(search_path)},
+            {"export", plugin_export},
+            {"descriptor_version", descriptor.descriptor_version},
+            {"accepted_kind", 2},
+            {"list_a_entries", list_length(descriptor.get_list_a())},
+            {"list_b_entries", list_length(descriptor.get_list_b())}};
+}
+
+Json describe_board(const Program &program, SimulatedBoard &board, const Session &session) {
+    const std::string &lines = session.init_lines();
+    const bool controller = lines.find("use lnbh23") != std::string::npos;
+    const sim::BoardSetup &setup = board.scenario().board;
+    return {{"uri", program.options.board},
+            {"demodulator", chip_name_in(lines)},
+            {"demodulator_fitted", sim::to_string(setup.chip)},
+            {"tuner_identity", fmt::format("0x{:02X}", setup.tuner_identity)},
+            {"lnb_supply", controller ? "lnbh23" : "gpio"},
+            {"bus_clock_hz", setup.bus_clock_hz}};
+}
+
+Json describe_firmware(const sim::Receiver &receiver) {
+    const auto bytes = receiver.firmware();
+    const bool placeholder =
+        bytes.size() >= placeholder_mark.size() &&
+        std::equal(placeholder_mark.begin(), placeholder_mark.end(), bytes.begin());
+    return {{"loaded_bytes", bytes.size()},
+            {"kind", bytes.empty() ? "none"
+                     : placeholder ? "placeholder"
+                                   : "image"}};
+}
+
+void write_text(Output &output, const Json &info) {
+    const auto text = [&info](const char *path) {
+        const Json &value = info.at(Json::json_pointer(path));
+        return value.is_string() ? value.get<std::string>() : value.dump();
+    };
+    const auto line = [&output](const char *what, const std::string &value) {
+        output.line(fmt::format("{:<12} {}", what, value));
+    };
+    line("plug-in", text("/plugin/file"));
+    for (const Json &folder : info.at("plugin").at("search_path")) {
+        line("  looked in", folder.get<std::string>());
+    }
+    line("descriptor",
+         fmt::format("version {}, accepts kind {}, {} and {} list entries",
+                     text("/plugin/descriptor_version"), text("/plugin/accepted_kind"),
+                     text("/plugin/list_a_entries"), text("/plugin/list_b_entries")));
+    line("board", text("/board/uri"));
+    line("demodulator", text("/board/demodulator"));
+    line("tuner", fmt::format("identity {}", text("/board/tuner_identity")));
+    line("LNB supply", text("/board/lnb_supply") == "gpio" ? "two GPIO lines" : "LNBH23");
+    line("firmware", fmt::format("{}, {} bytes loaded", text("/firmware/kind"),
+                                 text("/firmware/loaded_bytes")));
+    line("program", text("/program/version"));
+    for (const auto &[name, version] : info.at("program").at("libraries").items()) {
+        line("  library", fmt::format("{} {}", name, version.get<std::string>()));
+    }
+}
+
+ExitStatus run_info(Program &program) {
+    program.honour_only("info", {"board", "plugin", "trace", "driver-log", "real-time"});
+    if (program.options.format == Format::csv) {
+        throw Failure(ExitStatus::usage, "info has no rows; use --format text, json or jsonl");
+    }
+    Output output(program.options.format, program.options.output);
+    Rig rig(program);
+    return rig.run([&](Session &session) {
+        Json info{{"schema", "ds3000.info/1"}};
+        info["plugin"] = describe_plugin(rig.plugin());
+        info["board"] = describe_board(program, rig.board(), session);
+        info["firmware"] = describe_firmware(rig.board().receiver());
+        info["program"] = describe_program();
+        if (info["firmware"]["kind"] == "placeholder") {
+            program.console.note(
+                "The firmware of this build is a placeholder: it serves the simulated receiver "
+                "only. Configure with DS3000_FIRMWARE_A and DS3000_FIRMWARE_B for a real one.");
+        }
+        if (output.format() == Format::text) {
+            write_text(output, info);
+        } else {
+            output.json(info);
+        }
+        output.finish();
+        return ExitStatus::done;
+    });
+}
+
+}  // namespace
+
+void add_info(CLI::App &app, Job &job) {
+    app.add_subcommand("info", "Show plug-in, board, chips, firmware and versions")
+        ->callback([&job] { job = run_info; });
+}
+
+}  // namespace host

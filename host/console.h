@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace host {
+
+// Messages for people, on the standard error that the program was started with; they come through
+// while a StandardErrorCapture is in force.
+class Console {
+ public:
+    Console();
+
+    void set_quiet(bool quiet) { quiet_ = quiet; }
+    void set_verbose(bool verbose) { verbose_ = verbose; }
+    [[nodiscard]] bool quiet() const { return quiet_; }
+    [[nodiscard]] bool verbose() const { return verbose_; }
+
+    // Why the program fails; never silenced.
+    void error(std::string_view text);
+    // What a person should know; silenced by -q.
+    void note(std::string_view text);
+    // What -v asks for.
+    void detail(std::string_view text);
+    // The driver's own lines, marked as such.
+    void driver_lines(std::string_view lines);
+
+    // The one updating line of a terminal; nothing when standard error is none, or under -q.
+    void progress(std::string_view text);
+    [[nodiscard]] bool shows_progress() const { return terminal_ && !quiet_; }
+
+ private:
+    void say(std::string_view text);
+    void clear_progress();
+
+    struct Close {
+        void operator()(std::FILE *file) const { std::fclose(file); }
+    };
+    std::unique_ptr<std::FILE, Close> people_;
+    bool terminal_ = false;
+    bool quiet_ = false;
+    bool verbose_ = false;
+    bool progress_shown_ = false;
+};
+
+}  // namespace host

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace host {
+
+// A frequency as a person wrote it.
+struct FrequencyReading {
+    std::uint32_t khz = 0;
+    bool unit_assumed = false;  // a bare number: the unit was chosen by its size
+};
+
+// Read 10964.25M, 10.96425G, 10964250k, each with or without "Hz" behind it. A bare number below
+// 100000 is MHz, else kHz. Nothing is rounded: a value finer than 1 kHz is refused.
+// Throws Failure (usage) saying what is wrong.
+FrequencyReading parse_frequency(std::string_view text);
+
+// Read a symbol rate: 22000k, 22M, 27.5M; a bare number is sym/s. Refuses what the driver's
+// arithmetic cannot hold. Throws Failure: usage for the form, outside_limits for the size.
+std::uint32_t parse_symbol_rate(std::string_view text);
+
+// Symbol rates that a request can carry, sym/s. Below lies no transponder; from 65536 ksym/s on,
+// the rate times 2^15 overflows the 32 bits that the chip's symbol-rate word is computed in.
+constexpr std::uint32_t lowest_symbol_rate = 100'000;
+constexpr std::uint32_t highest_symbol_rate = 65'535'999;
+
+// "10964.25 MHz": no more decimals than the value has.
+std::string format_mhz(std::uint32_t khz);
+
+// "22000 ksym/s": no more decimals than the value has.
+std::string format_ksps(std::uint32_t symbol_rate);
+
+}  // namespace host

@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: MIT
+#include "host/program.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <map>
+
+#include "host/commands/commands.h"
+#include "host/plugin_loader.h"
+
+namespace host {
+
+namespace {
+
+constexpr const char *exit_statuses = R"(Exit status:
+  0    done, locked
+  1    internal or I/O error
+  2    usage
+  3    plug-in or board cannot be loaded
+  4    hardware absent or wrong identity
+  5    no lock in time
+  7    nothing found
+  8    bad input file
+  9    outside the limits
+  130  cancelled, partial results written)";
+
+constexpr unsigned highest_port = 4;
+
+void add_global_options(CLI::App &app, GlobalOptions &options) {
+    app.add_option("--board", options.board,
+                   "sim (built-in world, default) or sim:FILE.toml (a scenario)");
+    app.add_option("--plugin", options.plugin, "the plug-in's file");
+    app.add_option("--lnb", options.lnb, "NAME (see list lnb) or LOW[,HIGH[,SWITCH]] in MHz");
+    app.add_option("--switch", options.switch_port, "committed-switch port, 0 without a switch")
+        ->check(CLI::Range(0U, highest_port));
+    app.add_option("--format", options.format, "text, json, jsonl or csv")
+        ->transform(CLI::CheckedTransformer(std::map<std::string, Format>{{"text", Format::text},
+                                                                          {"json", Format::json},
+                                                                          {"jsonl", Format::jsonl},
+                                                                          {"csv", Format::csv}})
+                        .description(""));
+    app.add_option("-o,--output", options.output, "where the data go; - is standard output");
+    app.add_flag("-q,--quiet", options.quiet, "no notes and no progress, only errors");
+    app.add_flag("-v,--verbose", options.verbose, "details, and what the driver says");
+    app.add_flag("--real-time", options.real_time, "run at the speed of the wall clock");
+    app.add_option("--trace", options.trace, "write every bus event, wait and log line to a file");
+    app.add_option(
+        "--driver-log", options.driver_log,
+        "the driver's own messages: to FILE, - standard error, none; default: on failure");
+}
+
+ExitStatus run_job(const Job &job, Program &program) {
+    try {
+        return job(program);
+    } catch (const Failure &failure) {
+        program.console.error(failure.what());
+        return failure.status();
+    } catch (const std::exception &error) {
+        program.console.error(error.what());
+        return ExitStatus::internal_error;
+    }
+}
+
+}  // namespace
+
+void Program::honour_only(std::string_view command,
+                          std::initializer_list<std::string_view> names) const {
+    constexpr std::array<std::string_view, 6> always{"help",   "version", "format",
+                                                     "output", "quiet",   "verbose"};
+    for (const CLI::Option *option : command_line.get_options()) {
+        const std::string name = option->get_single_name();
+        const auto is_it = [&name](std::string_view known) { return known == name; };
+        if (option->count() > 0 && std::none_of(names.begin(), names.end(), is_it) &&
+            std::none_of(always.begin(), always.end(), is_it)) {
+            throw Failure(ExitStatus::usage,
+                          fmt::format("{} has no use for --{}; leave it out", command, name));
+        }
+    }
+}
+
+std::filesystem::path Program::plugin_file() const {
+    return options.plugin ? std::filesystem::path(*options.plugin) : find_plugin();
+}
+
+BoardOptions Program::board_options() const {
+    return {options.board, options.switch_port, options.trace, options.real_time};
+}
+
+std::optional<Lnb> Program::chosen_lnb() const {
+    return options.lnb ? std::optional(parse_lnb(*options.lnb)) : std::nullopt;
+}
+
+int run_program(int argc, const char *const *argv) {
+    // A reader that goes away is a write error like any other, so that the receiver is shut down.
+    std::signal(SIGPIPE, SIG_IGN);
+    GlobalOptions options;
+    Console console;
+    Job job;
+    CLI::App app("Runs a DS3000 front-end driver as a satellite receiver does.", "ds3000-ctl");
+    app.set_version_flag("--version", "ds3000-ctl " DS3000_VERSION);
+    app.fallthrough();
+    app.require_subcommand(1);
+    app.footer(exit_statuses);
+    add_global_options(app, options);
+    add_info(app, job);
+    add_list(app, job);
+    add_tune(app, job);
+    add_sweep(app, job);
+    for (CLI::App *command : app.get_subcommands({})) {
+        command->footer(exit_statuses);
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        const auto left_over = app.remaining();
+        if (app.get_subcommands().empty() && !left_over.empty() &&
+            !left_over.front().starts_with("-")) {
+            console.error(
+                fmt::format("'{}' is no subcommand; see ds3000-ctl --help", left_over.front()));
+            return static_cast<int>(ExitStatus::usage);
+        }
+        return app.exit(error) == 0 ? 0 : static_cast<int>(ExitStatus::usage);
+    }
+    console.set_quiet(options.quiet);
+    console.set_verbose(options.verbose);
+    const InterruptWatch interrupt;
+    Program program{app, options, console, interrupt};
+    return static_cast<int>(run_job(job, program));
+}
+
+}  // namespace host

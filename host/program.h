@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "host/console.h"
+#include "host/failure.h"
+#include "host/interrupt.h"
+#include "host/lnb.h"
+#include "host/output.h"
+#include "host/simulated_board.h"
+
+namespace host {
+
+// The options that stand in front of a subcommand, or behind it.
+struct GlobalOptions {
+    std::string board = "sim";
+    std::optional<std::string> plugin;
+    std::optional<std::string> lnb;
+    unsigned switch_port = 0;
+    Format format = Format::text;
+    std::optional<std::string> output;
+    bool quiet = false;
+    bool verbose = false;
+    bool real_time = false;
+    std::optional<std::string> trace;
+    std::optional<std::string> driver_log;
+};
+
+// What every command works with.
+struct Program {
+    const CLI::App &command_line;
+    const GlobalOptions &options;
+    Console &console;
+    const InterruptWatch &interrupt;
+
+    // Refuse every given global option that is not among these: what a command cannot honour it
+    // must not ignore. Throws Failure (usage).
+    void honour_only(std::string_view command, std::initializer_list<std::string_view> names) const;
+
+    [[nodiscard]] std::filesystem::path plugin_file() const;
+    [[nodiscard]] BoardOptions board_options() const;
+
+    // The LNB of --lnb, if it was given.
+    [[nodiscard]] std::optional<Lnb> chosen_lnb() const;
+};
+
+// The work that the command line asks for.
+using Job = std::function<ExitStatus(Program &)>;
+
+// Run ds3000-ctl. Returns the process's exit status.
+int run_program(int argc, const char *const *argv);
+
+}  // namespace host

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "host/console.h"
+#include "host/plan.h"
+#include "host/plugin_loader.h"
+#include "host/stderr_capture.h"
+#include "sim/clock.h"
+
+namespace host {
+
+// Where the driver's own standard-error lines go: --driver-log.
+class DriverLog {
+ public:
+    // Nothing: shown on failure and under -v. "-": to standard error as they come. "none": nowhere.
+    // Else a file. Throws Failure (internal_error) when that cannot be written.
+    DriverLog(const std::optional<std::string> &target, Console &console);
+
+    void add(const std::string &lines);
+
+    // Show what was added since the last call, where the person asked to see it on failure.
+    void show_recent(std::string_view heading);
+    void forget_recent() { recent_.clear(); }
+
+    void finish();
+
+ private:
+    struct Close {
+        void operator()(std::FILE *file) const { std::fclose(file); }
+    };
+    Console &console_;
+    bool keeps_recent_;
+    bool live_;
+    std::string name_;
+    std::unique_ptr<std::FILE, Close> file_;
+    std::string recent_;
+};
+
+// Last published reception figures.
+struct Signal {
+    int quality_db = 0;
+    unsigned strength_percent = 0;
+};
+
+enum class TuneAnswer { set_up, out_of_range, refused, connect_failed, unchanged };
+
+// A receiver's life with the plug-in: create and init on construction, finalize and free on
+// destruction, whatever happens in between.
+class Session {
+ public:
+    // Throws Failure: hardware_absent when init fails, not_loadable for an incomplete Tuner.
+    Session(const Plugin &plugin, sim::VirtualClock &clock, DriverLog &log);
+    Session(const Session &) = delete;
+    Session &operator=(const Session &) = delete;
+    ~Session();
+
+    TuneAnswer tune(const tune_request &request);
+    [[nodiscard]] bool locked();
+    [[nodiscard]] Signal signal();
+
+    // What the driver wrote to standard error during init, and since the tune that was last.
+    [[nodiscard]] const std::string &init_lines() const { return init_lines_; }
+    [[nodiscard]] const std::string &tune_lines() const { return tune_lines_; }
+
+    // How to wait for lock: when to stop, and whether the board agrees that there is lock; leave the
+    // second empty when nobody can ask the board.
+    struct Patience {
+        std::function<bool(std::uint64_t elapsed_ms)> give_up;
+        std::function<bool()> board_agrees;
+    };
+
+    // Wait for the lock of the channel just tuned, looking every 50 ms as receivers do. Returns the
+    // time it took, in ms of the virtual clock.
+    // The plug-in goes on publishing the previous channel's status until its thread has polled the
+    // new one; a lock that may be such a left-over is not believed before that time is over.
+    std::optional<std::uint64_t> wait_for_lock(const Patience &patience);
+
+    // Let the signal figures become those of this channel: the plug-in reports the mean of its last
+    // 16 strength readings, one each poll.
+    void settle();
+
+ private:
+    std::string take_lines();
+
+    sim::VirtualClock &clock_;
+    StandardErrorCapture capture_;
+    DriverLog &log_;
+    Tuner *tuner_ = nullptr;
+    std::string init_lines_;
+    std::string tune_lines_;
+    std::optional<TunePlan> channel_;  // what the plug-in holds
+};
+
+// The chip's name in the driver's "Chip ID = [DS3103]!" line; empty without one.
+std::string chip_name_in(const std::string &driver_lines);
+
+}  // namespace host

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+#include "host/stderr_capture.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <system_error>
+
+// A sanitizer's report is for the person who started the program.
+extern "C" __attribute__((weak)) void __sanitizer_set_report_fd(void *descriptor);
+
+namespace host {
+
+namespace {
+
+// What the signal handler needs; -1 outside a capture.
+volatile std::sig_atomic_t memory_in_force = -1;
+volatile std::sig_atomic_t original_in_force = -1;
+
+constexpr std::array<int, 3> deadly_signals{SIGABRT, SIGSEGV, SIGBUS};
+
+// Only calls that are safe in a signal handler.
+void release_capture(int signal) {
+    std::array<char, 512> part{};
+    ::lseek(memory_in_force, 0, SEEK_SET);
+    for (ssize_t got = 0; (got = ::read(memory_in_force, part.data(), part.size())) > 0;) {
+        if (::write(original_in_force, part.data(), static_cast<std::size_t>(got)) < 0) {
+            break;
+        }
+    }
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
+int checked(int result, const char *what) {
+    if (result < 0) {
+        throw std::system_error(errno, std::generic_category(), what);
+    }
+    return result;
+}
+
+void report_sanitizers_to(int descriptor) {
+    if (__sanitizer_set_report_fd != nullptr) {
+        __sanitizer_set_report_fd(reinterpret_cast<void *>(std::intptr_t{descriptor}));
+    }
+}
+
+}  // namespace
+
+StandardErrorCapture::StandardErrorCapture() {
+    std::fflush(stderr);
+    memory_ = checked(::memfd_create("stderr", MFD_CLOEXEC), "capturing standard error");
+    // Appending keeps the place right after take() has emptied it.
+    checked(::fcntl(memory_, F_SETFL, O_APPEND), "capturing standard error");
+    original_ = checked(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3), "capturing standard error");
+    checked(::dup2(memory_, STDERR_FILENO), "capturing standard error");
+    report_sanitizers_to(original_);
+    memory_in_force = memory_;
+    original_in_force = original_;
+    for (const int signal : deadly_signals) {
+        std::signal(signal, release_capture);
+    }
+}
+
+StandardErrorCapture::~StandardErrorCapture() {
+    for (const int signal : deadly_signals) {
+        std::signal(signal, SIG_DFL);
+    }
+    std::fflush(stderr);
+    ::dup2(original_, STDERR_FILENO);
+    report_sanitizers_to(STDERR_FILENO);
+    memory_in_force = -1;
+    original_in_force = -1;
+    ::close(original_);
+    ::close(memory_);
+}
+
+std::string StandardErrorCapture::take() {
+    std::fflush(stderr);
+    std::string text;
+    std::array<char, 4096> part{};
+    ::lseek(memory_, 0, SEEK_SET);
+    for (ssize_t got = 0; (got = ::read(memory_, part.data(), part.size())) > 0;) {
+        text.append(part.data(), static_cast<std::size_t>(got));
+    }
+    checked(::ftruncate(memory_, 0), "capturing standard error");
+    return text;
+}
+
+}  // namespace host

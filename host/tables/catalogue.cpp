@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: MIT
+#include "host/tables/catalogue.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+
+#include "host/failure.h"
+#include "host/tables/table.h"
+
+namespace host {
+
+namespace {
+
+using sim::CodeRate;
+using sim::Modulation;
+using sim::Polarisation;
+using sim::System;
+
+constexpr const char *demo_position = "-19.2E";
+constexpr const char *demo_name = "Astra 19.2E";
+
+sim::Transponder carrier(std::uint32_t frequency_mhz, Polarisation polarisation,
+                         std::uint32_t symbol_rate, System system, Modulation modulation,
+                         CodeRate code_rate) {
+    sim::Transponder transponder;
+    transponder.frequency_khz = frequency_mhz * 1000U;
+    transponder.polarisation = polarisation;
+    transponder.symbol_rate = symbol_rate;
+    transponder.system = system;
+    transponder.modulation = modulation;
+    transponder.code_rate = code_rate;
+    transponder.source = fmt::format("built-in:{}", frequency_mhz);
+    return transponder;
+}
+
+sim::Satellite short_list() {
+    const auto h = Polarisation::horizontal;
+    const auto v = Polarisation::vertical;
+    const auto qpsk = Modulation::qpsk;
+    const auto psk8 = Modulation::psk8;
+    return {demo_name,
+            {carrier(10744, h, 22'000'000, System::dvbs, qpsk, CodeRate::r5_6),
+             carrier(11362, h, 22'000'000, System::dvbs2, psk8, CodeRate::r2_3),
+             carrier(11494, h, 22'000'000, System::dvbs2, psk8, CodeRate::r2_3),
+             carrier(11582, h, 22'000'000, System::dvbs2, psk8, CodeRate::r2_3),
+             carrier(11836, h, 27'500'000, System::dvbs, qpsk, CodeRate::r3_4),
+             carrier(11954, h, 27'500'000, System::dvbs, qpsk, CodeRate::r3_4),
+             carrier(12188, h, 27'500'000, System::dvbs, qpsk, CodeRate::r3_4),
+             carrier(12480, v, 27'500'000, System::dvbs, qpsk, CodeRate::r3_4)}};
+}
+
+// Letters and digits, all small: what remains of a name when a person half remembers it.
+std::string bones(const std::string &name) {
+    std::string result;
+    for (const char letter : name) {
+        const auto c = static_cast<unsigned char>(letter);
+        if (std::isalnum(c) != 0) {
+            result += static_cast<char>(std::tolower(c));
+        }
+    }
+    return result;
+}
+
+std::string names_like(const std::string &name) {
+    constexpr int most_names = 8;
+    const std::string wanted = bones(name);
+    std::string names;
+    int count = 0;
+    for (const auto &file : installed_tables()) {
+        const std::string known = file.filename().string();
+        if (!wanted.empty() && bones(known).find(wanted) != std::string::npos &&
+            count++ < most_names) {
+            names += "\n  " + known;
+        }
+    }
+    return names.empty() ? "" : "; names like it:" + names;
+}
+
+}  // namespace
+
+std::filesystem::path table_folder() { return "/usr/share/dvb/dvb-s"; }
+
+std::vector<std::filesystem::path> installed_tables() {
+    std::vector<std::filesystem::path> files;
+    std::error_code error;
+    for (const auto &entry : std::filesystem::directory_iterator(table_folder(), error)) {
+        if (entry.is_regular_file(error)) {
+            files.push_back(entry.path());
+        }
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+std::filesystem::path find_table(const std::string &name) {
+    std::error_code error;
+    if (std::filesystem::exists(name, error)) {
+        return name;
+    }
+    const bool is_path = name.find('/') != std::string::npos;
+    if (!is_path && !name.empty() && std::filesystem::exists(table_folder() / name, error)) {
+        return table_folder() / name;
+    }
+    throw Failure(ExitStatus::bad_input,
+                  fmt::format("{}: there is no such table{}", name,
+                              is_path ? ""
+                                      : fmt::format(", neither as a file nor in {}{}",
+                                                    table_folder().string(), names_like(name))));
+}
+
+sim::Satellite demo_satellite() {
+    sim::Satellite satellite{demo_name, {}};
+    for (const auto &file : installed_tables()) {
+        if (file.filename().string().ends_with(demo_position)) {
+            for (sim::Transponder &transponder : read_table(file).satellite().transponders) {
+                satellite.transponders.push_back(std::move(transponder));
+            }
+        }
+    }
+    return satellite.transponders.empty() ? short_list() : satellite;
+}
+
+}  // namespace host

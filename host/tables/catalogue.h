@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "sim/transponder.h"
+
+namespace host {
+
+// Where Debian's dtv-scan-tables keep the satellites.
+std::filesystem::path table_folder();
+
+// A table's file: a path, or a file name in the table folder. Throws Failure (bad_input) with the
+// names that come near.
+std::filesystem::path find_table(const std::string &name);
+
+// All files of the table folder in alphabetical order; empty without the package.
+std::vector<std::filesystem::path> installed_tables();
+
+// What the dish of the built-in board sees: 19.2 degrees east, from the installed tables of that
+// position, or from a short list of its transponders without them.
+sim::Satellite demo_satellite();
+
+}  // namespace host

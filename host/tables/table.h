@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/tables/table_file.h"
+#include "sim/transponder.h"
+
+namespace host {
+
+// Where a row stands: the how manieth transponder of its file, and the line it begins at.
+struct RowPlace {
+    unsigned row = 0;
+    unsigned line = 0;
+};
+
+struct TableRow {
+    RowPlace place;
+    std::string name;  // empty for most
+    sim::Transponder transponder;
+};
+
+// A row that cannot be tuned to, and why.
+struct RejectedRow {
+    RowPlace place;
+    std::string reason;
+};
+
+// A channel table: the transponders of one satellite.
+struct Table {
+    std::filesystem::path file;
+    std::string name;  // of the file
+    std::vector<TableRow> rows;
+    std::vector<RejectedRow> rejected;
+
+    [[nodiscard]] sim::Satellite satellite() const;
+};
+
+// Read a DVBv5 table with libdvbv5, row by row behind the guard of table_file.h: a row that is wrong
+// is rejected with its reason and costs no other row.
+// Throws Failure (bad_input) for what is no table at all.
+Table read_table(const std::filesystem::path &file);
+
+// The same for a text.
+Table parse_table(std::string_view text, const std::filesystem::path &file);
+
+// The row that a person names: its name, its number, or a frequency with the polarisation's letter
+// if there are two (11494H, 11494.5M, 11494000). Throws Failure: nothing_found, or usage with the
+// choices when there are several.
+const TableRow &find_row(const Table &table, const std::string &selector);
+
+}  // namespace host

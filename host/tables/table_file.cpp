@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: MIT
+#include "host/tables/table_file.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <optional>
+
+#include "host/failure.h"
+
+namespace host {
+
+namespace {
+
+// libdvbv5 formats its complaint about a value into 80 bytes together with the key; this much of a
+// value fits beside its longest key, and no value that means anything is half as long.
+constexpr std::size_t longest_value = 31;
+constexpr std::size_t longest_line = 1000;
+constexpr std::size_t largest_file = 16U << 20U;
+
+constexpr std::array<std::string_view, 4> whole_number_keys{"FREQUENCY", "SYMBOL_RATE", "STREAM_ID",
+                                                            "BANDWIDTH_HZ"};
+
+std::string_view trimmed(std::string_view text) {
+    constexpr std::string_view blanks = " \t\r\f\v";
+    const auto begin = text.find_first_not_of(blanks);
+    if (begin == std::string_view::npos) {
+        return {};
+    }
+    return text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
+}
+
+[[noreturn]] void refuse(std::string_view file, std::string_view problem) {
+    throw Failure(ExitStatus::bad_input, fmt::format("{}: {}", file, problem));
+}
+
+[[noreturn]] void refuse(std::string_view file, unsigned line, std::string_view problem) {
+    throw Failure(ExitStatus::bad_input, fmt::format("{}:{}: {}", file, line, problem));
+}
+
+bool is_whole_number(std::string_view text) {
+    std::uint32_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc{} && end == text.data() + text.size();
+}
+
+// Lists of service components may be of any length and say nothing about a transponder.
+bool describes_service(std::string_view key) {
+    return key.find("PID") != std::string_view::npos || key == "VCHANNEL" || key == "SERVICE_ID";
+}
+
+struct KeyValue {
+    std::string key;
+    std::string_view value;
+};
+
+std::optional<KeyValue> key_value(std::string_view line) {
+    const auto equals = line.find('=');
+    if (equals == std::string_view::npos) {
+        return std::nullopt;
+    }
+    KeyValue pair{std::string(trimmed(line.substr(0, equals))), trimmed(line.substr(equals + 1))};
+    std::transform(pair.key.begin(), pair.key.end(), pair.key.begin(), [](char c) {
+        return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+    });
+    return pair;
+}
+
+TableGroup begin_group(std::string_view line, unsigned number, std::string_view file) {
+    const auto close = line.rfind(']');
+    if (close == std::string_view::npos) {
+        refuse(file, number, "']' is missing");
+    }
+    TableGroup group;
+    group.line = number;
+    group.name = trimmed(line.substr(1, close - 1));
+    if (group.name == "CHANNEL") {
+        group.name.clear();
+    }
+    group.text = "[CHANNEL]\n";
+    return group;
+}
+
+void add_line(TableGroup &group, std::string_view line, unsigned number, std::string_view file) {
+    const auto pair = key_value(line);
+    if (!pair || pair->key.empty()) {
+        refuse(file, number, fmt::format("'{}' is no KEY = VALUE", line));
+    }
+    if (describes_service(pair->key)) {
+        return;
+    }
+    if (pair->value.size() > longest_value) {
+        refuse(file, number,
+               fmt::format("the value of {} has {} characters, a table's have at most {}",
+                           pair->key, pair->value.size(), longest_value));
+    }
+    const bool whole_number = std::find(whole_number_keys.begin(), whole_number_keys.end(),
+                                        pair->key) != whole_number_keys.end();
+    if (pair->value.empty()) {
+        group.fault = fmt::format("{} has no value", pair->key);
+    } else if (whole_number && !is_whole_number(pair->value)) {
+        group.fault = fmt::format("{} '{}' is no whole number below 2^32", pair->key, pair->value);
+    }
+    group.text += fmt::format("\t{} = {}\n", pair->key, pair->value);
+}
+
+struct CloseFile {
+    void operator()(std::FILE *file) const { std::fclose(file); }
+};
+
+std::string read_file(const std::filesystem::path &path) {
+    std::error_code error;
+    const auto status = std::filesystem::status(path, error);
+    if (!std::filesystem::exists(status)) {
+        refuse(path.string(), "there is no such file");
+    }
+    if (!std::filesystem::is_regular_file(status) && !std::filesystem::is_fifo(status)) {
+        refuse(path.string(), std::filesystem::is_directory(status)
+                                  ? "is a folder, not a table"
+                                  : "is no regular file, so no table");
+    }
+    const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "re"));
+    if (!file) {
+        refuse(path.string(), std::strerror(errno));
+    }
+    std::string text;
+    std::array<char, 65536> part{};
+    for (std::size_t got = 0; (got = std::fread(part.data(), 1, part.size(), file.get())) > 0;) {
+        text.append(part.data(), got);
+        if (text.size() > largest_file) {
+            refuse(path.string(), "is larger than 16 MiB, so no table");
+        }
+    }
+    return text;
+}
+
+}  // namespace
+
+std::vector<TableGroup> split_table(std::string_view text, std::string_view name) {
+    std::vector<TableGroup> groups;
+    for (unsigned number = 1; !text.empty(); ++number) {
+        const auto end = text.find('\n');
+        const std::string_view line = trimmed(text.substr(0, end));
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+        if (line.size() > longest_line) {
+            refuse(name, number,
+                   fmt::format("the line has {} characters, a table's have at most {}", line.size(),
+                               longest_line));
+        }
+        if (line.find('\0') != std::string_view::npos) {
+            refuse(name, number, "a zero byte: this is no text file");
+        }
+        if (line.empty() || line.front() == '#') {
+            continue;
+        }
+        if (line.front() == '[') {
+            groups.push_back(begin_group(line, number, name));
+        } else if (groups.empty()) {
+            refuse(name, number, "a line before the first [CHANNEL]: this is no DVBv5 table");
+        } else {
+            add_line(groups.back(), line, number, name);
+        }
+    }
+    if (groups.empty()) {
+        refuse(name, "holds no transponder");
+    }
+    return groups;
+}
+
+std::vector<TableGroup> read_table_groups(const std::filesystem::path &file) {
+    return split_table(read_file(file), file.string());
+}
+
+}  // namespace host

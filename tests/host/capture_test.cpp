@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+#include "host/stderr_capture.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+namespace host {
+namespace {
+
+TEST(StandardErrorCapture, hands_over_what_was_written_since_the_last_time) {
+    StandardErrorCapture capture;
+
+    std::fputs("first", stderr);
+    std::fputs("\n", stderr);
+    EXPECT_EQ(capture.take(), "first\n");
+    std::fputs("second\n", stderr);
+    EXPECT_EQ(::write(STDERR_FILENO, "third\n", 6), 6);
+    EXPECT_EQ(capture.take(), "second\nthird\n");
+    EXPECT_EQ(capture.take(), "");
+}
+
+TEST(StandardErrorCapture, holds_any_amount) {
+    StandardErrorCapture capture;
+
+    const std::string line(1000, 'x');
+    for (int i = 0; i < 1000; ++i) {
+        std::fputs(line.c_str(), stderr);
+    }
+    EXPECT_EQ(capture.take().size(), 1'000'000U);
+}
+
+TEST(StandardErrorCapture, gives_standard_error_back) {
+    testing::internal::CaptureStderr();
+    {
+        const StandardErrorCapture capture;
+        std::fputs("inside\n", stderr);
+    }
+    std::fputs("outside\n", stderr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "outside\n");
+}
+
+void die_with_a_last_word() {
+    const StandardErrorCapture capture;
+    std::fputs("the driver's last word\n", stderr);
+    std::abort();
+}
+
+TEST(StandardErrorCaptureDeathTest, a_dying_process_still_says_what_it_knew) {
+    EXPECT_EXIT(die_with_a_last_word(), testing::KilledBySignal(SIGABRT), "the driver's last word");
+}
+
+}  // namespace
+}  // namespace host

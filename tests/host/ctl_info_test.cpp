@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#include <gmock/gmock.h>
+
+#include "tests/host/ctl_run.h"
+
+namespace tests {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+class CtlInfo : public CtlTest {};
+
+TEST_F(CtlInfo, names_plug_in_chip_and_firmware) {
+    const Outcome run = ctl("info --format json");
+
+    ASSERT_EQ(run.status, 0) << run.err;
+    const auto info = parse_json(run.out);
+    EXPECT_EQ(breaks_schema(info, "info"), "");
+    EXPECT_THAT(std::string(info["plugin"]["file"]), HasSubstr("dvb_ts_tuner_ds3000"));
+    EXPECT_EQ(info["board"]["demodulator"], "DS3103");
+    EXPECT_EQ(info["board"]["lnb_supply"], "gpio");
+    EXPECT_EQ(info["firmware"]["loaded_bytes"], 8192);
+}
+
+TEST_F(CtlInfo, tells_a_placeholder_firmware) {
+    const Outcome run = ctl("info --format json");
+
+    if (parse_json(run.out)["firmware"]["kind"] != "placeholder") {
+        GTEST_SKIP() << "this build embeds an image";
+    }
+    EXPECT_THAT(run.err, HasSubstr("placeholder"));
+    EXPECT_THAT(ctl("info -q").err, Not(HasSubstr("placeholder")));
+}
+
+TEST_F(CtlInfo, shows_the_chips_of_a_scenario_as_the_driver_finds_them) {
+    write_file("old.toml", "[board]\nchip = \"DS300X\"\nlnbh23 = true\ntuner_identity = 0x41\n");
+
+    const Outcome run = ctl("info --board sim:old.toml --format jsonl");
+
+    ASSERT_EQ(run.status, 0) << run.err;
+    const auto info = parse_json(run.out);
+    EXPECT_EQ(info["board"]["demodulator"], "DS300X");
+    EXPECT_EQ(info["board"]["lnb_supply"], "lnbh23");
+    EXPECT_EQ(info["board"]["tuner_identity"], "0x41");
+}
+
+TEST_F(CtlInfo, is_readable_as_text) {
+    const Outcome run = ctl("info");
+
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.out, HasSubstr("demodulator  DS3103\n"));
+    EXPECT_THAT(run.out, HasSubstr("looked in"));
+}
+
+TEST_F(CtlInfo, help_and_version_succeed) {
+    for (const char *arguments :
+         {"--help", "info --help", "tune --help", "sweep --help", "list --help"}) {
+        const Outcome run = ctl(arguments);
+        EXPECT_EQ(run.status, 0) << arguments;
+        EXPECT_THAT(run.out, HasSubstr("Exit status:")) << arguments;
+        EXPECT_EQ(run.err, "");
+    }
+    EXPECT_EQ(ctl("--version").status, 0);
+    EXPECT_THAT(ctl("--version").out, testing::StartsWith("ds3000-ctl "));
+}
+
+}  // namespace
+}  // namespace tests

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+#include "tests/host/ctl_run.h"
+
+#include <fmt/format.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+#include "tests/host/schema_check.h"
+
+namespace tests {
+
+namespace {
+
+std::string contents(const std::filesystem::path &file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+}  // namespace
+
+CtlTest::CtlTest() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "ds3000-ctl-XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) {
+        ADD_FAILURE() << "no temporary folder";
+    }
+    folder_ = pattern;
+}
+
+CtlTest::~CtlTest() {
+    std::error_code error;
+    std::filesystem::remove_all(folder_, error);
+}
+
+Outcome CtlTest::ctl(const std::string &arguments) const { return shell("\"$CTL\" " + arguments); }
+
+Outcome CtlTest::shell(const std::string &commands) const {
+    write_file("commands",
+               fmt::format("CTL='{}'\ncd '{}'\n{}\n", DS3000_CTL, folder_.string(), commands));
+    const std::string base = folder_.string();
+    const int result = std::system(
+        fmt::format("sh '{0}/commands' >'{0}/stdout' 2>'{0}/stderr' </dev/null", base).c_str());
+    return {WIFEXITED(result) ? WEXITSTATUS(result) : -1, read_file("stdout"), read_file("stderr")};
+}
+
+void CtlTest::write_file(const std::string &name, const std::string &text) const {
+    std::ofstream(folder_ / name, std::ios::binary) << text;
+}
+
+std::string CtlTest::read_file(const std::string &name) const { return contents(folder_ / name); }
+
+bool CtlTest::exists(const std::string &name) const {
+    return std::filesystem::exists(folder_ / name);
+}
+
+nlohmann::json parse_json(const std::string &text) {
+    auto value = nlohmann::json::parse(text, nullptr, false);
+    EXPECT_FALSE(value.is_discarded()) << "no JSON: " << text;
+    return value.is_discarded() ? nlohmann::json::object() : value;
+}
+
+std::string breaks_schema(const nlohmann::json &value, const std::string &schema) {
+    const std::string text = contents(std::filesystem::path(DS3000_SCHEMAS) / (schema + ".json"));
+    return text.empty() ? "there is no schema " + schema
+                        : schema_violation(parse_json(text), value);
+}
+
+std::string table_row(unsigned frequency_khz, unsigned symbol_rate, const char *name) {
+    return fmt::format(
+        "[{}]\n\tDELIVERY_SYSTEM = DVBS2\n\tFREQUENCY = {}\n\tPOLARIZATION = HORIZONTAL\n"
+        "\tSYMBOL_RATE = {}\n\tINNER_FEC = 2/3\n\tMODULATION = PSK/8\n\tINVERSION = AUTO\n\n",
+        name, frequency_khz, symbol_rate);
+}
+
+}  // namespace tests

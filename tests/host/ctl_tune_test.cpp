@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: MIT
+#include <gmock/gmock.h>
+
+#include <algorithm>
+
+#include "host/trace/transcript.h"
+#include "tests/host/ctl_run.h"
+
+namespace tests {
+namespace {
+
+using testing::HasSubstr;
+
+class CtlTune : public CtlTest {};
+
+const std::string by_numbers =
+    "tune --frequency 11494M --polarisation H --symbol-rate 22000k --system dvbs2";
+
+TEST_F(CtlTune, locks_by_numbers_on_the_built_in_board) {
+    const Outcome run = ctl(by_numbers + " --format json");
+
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.err, "");
+    const auto result = parse_json(run.out);
+    EXPECT_EQ(breaks_schema(result, "tune"), "");
+    EXPECT_EQ(result["locked"], true);
+    EXPECT_LE(result["lock_ms"], 500);
+    EXPECT_GE(result["quality_db"], 12);
+    EXPECT_GE(result["strength_percent"], 40);
+    EXPECT_FALSE(result.contains("reason"));
+}
+
+TEST_F(CtlTune, locks_by_a_row_with_the_dish_on_its_satellite) {
+    write_file("Small", table_row(12700000, 30000000, "Far Away") + table_row(3800000, 5000000));
+
+    const Outcome run = ctl("tune Small 'far away' --format json");
+
+    ASSERT_EQ(run.status, 0) << run.err;
+    const auto result = parse_json(run.out);
+    EXPECT_EQ(breaks_schema(result, "tune"), "");
+    EXPECT_EQ(result["table"], "Small");
+    EXPECT_EQ(result["row"], 1);
+    EXPECT_EQ(result["name"], "Far Away");
+    EXPECT_EQ(result["plan"]["tone"], true);
+    EXPECT_EQ(ctl("tune Small 3800H").status, 0) << "C band, its oscillator above the carrier";
+}
+
+TEST_F(CtlTune, goes_through_every_port_of_the_switch) {
+    for (const std::string port : {"1", "2", "3", "4"}) {
+        const Outcome run = ctl(by_numbers + " --format json --switch " + port);
+        EXPECT_EQ(run.status, 0) << run.err;
+        EXPECT_EQ(parse_json(run.out)["plan"]["switch_port"], std::stoi(port));
+    }
+}
+
+TEST_F(CtlTune, no_lock_comes_with_the_reason_and_without_a_quality) {
+    const Outcome run =
+        ctl("tune --frequency 12749M --polarisation H --symbol-rate 22M --system dvbs2 "
+            "--timeout 0.5 --format json");
+
+    EXPECT_EQ(run.status, 5);
+    const auto result = parse_json(run.out);
+    EXPECT_EQ(breaks_schema(result, "tune"), "");
+    EXPECT_EQ(result["locked"], false);
+    EXPECT_FALSE(result.contains("quality_db"));
+    EXPECT_FALSE(result.contains("lock_ms"));
+    EXPECT_NE(result["reason"], "");
+    EXPECT_GE(result["waited_ms"], 500);
+    EXPECT_LE(result["waited_ms"], 700);
+}
+
+TEST_F(CtlTune, shows_the_plan_without_a_board) {
+    const Outcome run =
+        ctl("tune --frequency 11700M --polarisation V --symbol-rate 22M --system dvbs "
+            "--switch 2 --show-plan --format json");
+
+    ASSERT_EQ(run.status, 0) << run.err;
+    const auto plan = parse_json(run.out);
+    EXPECT_EQ(breaks_schema(plan, "plan"), "");
+    EXPECT_EQ(plan["plan"]["tuned_if_mhz"], 1100);
+    EXPECT_EQ(plan["plan"]["supply_volts"], 13);
+    EXPECT_EQ(plan["plan"]["tone"], true);
+    EXPECT_EQ(plan["plan"]["switch_message"], "E0 10 38 F5");
+    EXPECT_THAT(ctl(by_numbers + " --show-plan").out, HasSubstr("1744 MHz"));
+}
+
+TEST_F(CtlTune, echoes_how_a_bare_number_is_read) {
+    const std::string rest = " --polarisation H --symbol-rate 22M --system dvbs2 --show-plan";
+    EXPECT_THAT(ctl("tune --frequency 11494" + rest).err, HasSubstr("read as 11494 MHz"));
+    EXPECT_THAT(ctl("tune --frequency 11494250" + rest).err, HasSubstr("read as 11494.25 MHz"));
+    EXPECT_EQ(ctl("tune --frequency 11494M" + rest).err, "");
+}
+
+TEST_F(CtlTune, obeys_a_scenario_and_its_lnb) {
+    write_file("dish.toml",
+               "[lnb]\ntype = \"c-band\"\n[[satellite]]\nname = \"one\"\n"
+               "[[transponder]]\nfrequency_khz = 3800000\npolarisation = \"H\"\n"
+               "symbol_rate = 20000000\nsystem = \"DVB-S\"\n");
+    const std::string tune =
+        "tune --board sim:dish.toml --polarisation H --symbol-rate 20M "
+        "--system dvbs --format json --frequency ";
+
+    const Outcome run = ctl(tune + "3800M");
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(parse_json(run.out)["lnb"]["low_khz"], 5150000);
+    EXPECT_EQ(ctl(tune + "11494M").status, 9);
+    EXPECT_EQ(ctl(tune + "3900M --timeout 0.5").status, 5);
+}
+
+TEST_F(CtlTune, leaves_a_trace_that_can_be_read_again) {
+    ASSERT_EQ(ctl(by_numbers + " --trace trace.txt").status, 0);
+
+    const auto events = host::parse_transcript(read_file("trace.txt"), "trace.txt");
+
+    ASSERT_GT(events.size(), 500U);
+    EXPECT_EQ(events.back().kind, host::EventKind::bus_close);
+    EXPECT_TRUE(std::is_sorted(events.begin(), events.end(), [](const auto &a, const auto &b) {
+        return a.time_us.value() < b.time_us.value();
+    }));
+    const auto made_by = [&events](const char *thread) {
+        return std::any_of(events.begin(), events.end(),
+                           [thread](const auto &event) { return event.thread == thread; });
+    };
+    EXPECT_TRUE(made_by("main"));
+    EXPECT_TRUE(made_by("thread1"));
+    const auto supply_off = std::find_if(events.rbegin(), events.rend(), [](const auto &event) {
+        return event.kind == host::EventKind::gpio && event.line == 6;
+    });
+    ASSERT_NE(supply_off, events.rend());
+    EXPECT_EQ(supply_off->value, 0) << "the LNB supply is off at exit";
+}
+
+TEST_F(CtlTune, traces_of_two_runs_are_the_same) {
+    ASSERT_EQ(ctl(by_numbers + " --trace one.txt").status, 0);
+    ASSERT_EQ(ctl(by_numbers + " --trace two.txt").status, 0);
+    EXPECT_EQ(read_file("one.txt"), read_file("two.txt"));
+}
+
+TEST_F(CtlTune, writes_to_a_file_when_asked_to) {
+    const Outcome run = ctl(by_numbers + " --format json -o result.json");
+
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(parse_json(read_file("result.json"))["locked"], true);
+}
+
+TEST_F(CtlTune, has_a_csv_form_of_one_row) {
+    const Outcome run = ctl(by_numbers + " --format csv");
+
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 2);
+    EXPECT_THAT(run.out, HasSubstr("11494000,H,22000000,DVB-S2,true,"));
+}
+
+}  // namespace
+}  // namespace tests

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: MIT
+#include "host/frequency.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "host/failure.h"
+
+namespace host {
+namespace {
+
+using testing::HasSubstr;
+
+// Status and message of the refusal.
+template <typename Parse>
+std::pair<ExitStatus, std::string> refusal(Parse parse, std::string_view text) {
+    try {
+        parse(text);
+    } catch (const Failure &failure) {
+        return {failure.status(), failure.what()};
+    }
+    return {ExitStatus::done, "accepted"};
+}
+
+TEST(Frequency, suffixes_name_the_unit) {
+    EXPECT_EQ(parse_frequency("10964.25M").khz, 10964250U);
+    EXPECT_EQ(parse_frequency("10.96425G").khz, 10964250U);
+    EXPECT_EQ(parse_frequency("10964250k").khz, 10964250U);
+    EXPECT_EQ(parse_frequency("10964250kHz").khz, 10964250U);
+    EXPECT_EQ(parse_frequency("11494MHz").khz, 11494000U);
+    EXPECT_EQ(parse_frequency("11494m").khz, 11494000U);
+    EXPECT_FALSE(parse_frequency("11494M").unit_assumed);
+}
+
+TEST(Frequency, a_bare_number_below_100000_is_mhz_else_khz) {
+    EXPECT_EQ(parse_frequency("99999").khz, 99999000U);
+    EXPECT_EQ(parse_frequency("99999.999").khz, 99999999U);
+    EXPECT_EQ(parse_frequency("100000").khz, 100000U);
+    EXPECT_EQ(parse_frequency("11494.5").khz, 11494500U);
+    EXPECT_EQ(parse_frequency("11494000").khz, 11494000U);
+    EXPECT_TRUE(parse_frequency("11494").unit_assumed);
+}
+
+TEST(Frequency, nothing_is_rounded) {
+    EXPECT_EQ(parse_frequency("11494.2500M").khz, 11494250U);
+    for (const char *text : {"11494.2501M", "11494000.5k", "11494000.5"}) {
+        const auto [status, message] = refusal(parse_frequency, text);
+        EXPECT_EQ(status, ExitStatus::usage) << text;
+        EXPECT_THAT(message, HasSubstr("finer than 1 kHz"));
+    }
+}
+
+TEST(Frequency, what_is_no_number_is_a_usage_error) {
+    for (const char *text : {"", "abc", "M", "-11494M", "1e4M", "11494 M", "11.4.9G", ".5G", "5.G",
+                             "0x2CE6", "11494T", "1234567890123456"}) {
+        EXPECT_EQ(refusal(parse_frequency, text).first, ExitStatus::usage) << text;
+    }
+}
+
+TEST(Frequency, more_than_a_request_can_carry_is_outside_the_limits) {
+    EXPECT_EQ(parse_frequency("4294967295k").khz, 4294967295U);
+    EXPECT_EQ(refusal(parse_frequency, "4294967296k").first, ExitStatus::outside_limits);
+    EXPECT_EQ(refusal(parse_frequency, "999999999999999G").first, ExitStatus::outside_limits);
+}
+
+TEST(SymbolRate, suffixes_name_the_unit_and_bare_numbers_are_symbols_a_second) {
+    EXPECT_EQ(parse_symbol_rate("22000k"), 22000000U);
+    EXPECT_EQ(parse_symbol_rate("22M"), 22000000U);
+    EXPECT_EQ(parse_symbol_rate("27.5M"), 27500000U);
+    EXPECT_EQ(parse_symbol_rate("22000000"), 22000000U);
+    EXPECT_EQ(parse_symbol_rate("100000"), lowest_symbol_rate);
+    EXPECT_EQ(parse_symbol_rate("65535999"), highest_symbol_rate);
+}
+
+TEST(SymbolRate, a_forgotten_suffix_is_refused_with_the_mend) {
+    const auto [status, message] = refusal(parse_symbol_rate, "22000");
+    EXPECT_EQ(status, ExitStatus::outside_limits);
+    EXPECT_THAT(message, HasSubstr("22000k"));
+}
+
+TEST(SymbolRate, refuses_what_is_too_high_or_no_number) {
+    EXPECT_EQ(refusal(parse_symbol_rate, "65536k").first, ExitStatus::outside_limits);
+    for (const char *text : {"", "fast", "22G", "22.0000001M"}) {
+        EXPECT_EQ(refusal(parse_symbol_rate, text).first, ExitStatus::usage) << text;
+    }
+}
+
+TEST(Format, shows_no_more_decimals_than_there_are) {
+    EXPECT_EQ(format_mhz(11494000), "11494 MHz");
+    EXPECT_EQ(format_mhz(10964250), "10964.25 MHz");
+    EXPECT_EQ(format_mhz(1), "0.001 MHz");
+    EXPECT_EQ(format_ksps(22000000), "22000 ksym/s");
+    EXPECT_EQ(format_ksps(27500500), "27500.5 ksym/s");
+}
+
+}  // namespace
+}  // namespace host

@@ -1,0 +1,287 @@
+// SPDX-License-Identifier: MIT
+#include "host/tables/table.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "host/failure.h"
+#include "host/tables/catalogue.h"
+
+namespace host {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+// A whole row with one line replaced, or left out when the replacement is empty.
+std::string row_with(std::string_view key, std::string_view line) {
+    std::string text = "[CHANNEL]\n";
+    for (const std::string_view whole :
+         {"DELIVERY_SYSTEM = DVBS2", "FREQUENCY = 11494250", "POLARIZATION = HORIZONTAL",
+          "SYMBOL_RATE = 22000000", "INNER_FEC = 2/3", "MODULATION = PSK/8"}) {
+        const std::string_view replaced = whole.starts_with(key) ? line : whole;
+        text += replaced.empty() ? "" : "\t" + std::string(replaced) + "\n";
+    }
+    return text;
+}
+
+std::string whole_row() { return row_with("NO_SUCH_KEY", ""); }
+
+std::string refusal_of_file(const std::filesystem::path &file) {
+    try {
+        read_table(file);
+    } catch (const Failure &failure) {
+        EXPECT_EQ(failure.status(), ExitStatus::bad_input);
+        return failure.what();
+    }
+    return "accepted";
+}
+
+std::string refusal_of_text(std::string_view text) {
+    try {
+        parse_table(text, "folder/Table");
+    } catch (const Failure &failure) {
+        EXPECT_EQ(failure.status(), ExitStatus::bad_input);
+        return failure.what();
+    }
+    return "accepted";
+}
+
+// The reason why the only row of a text is rejected.
+std::string rejection(const std::string &text) {
+    const Table table = parse_table(text, "Table");
+    return table.rejected.size() == 1 ? table.rejected.front().reason : "not rejected";
+}
+
+TEST(Table, a_whole_row_is_read_with_every_key) {
+    const Table table = parse_table(whole_row(), "folder/Name-1.0W");
+
+    ASSERT_EQ(table.rows.size(), 1U);
+    const sim::Transponder &transponder = table.rows.front().transponder;
+    EXPECT_EQ(table.name, "Name-1.0W");
+    EXPECT_EQ(transponder.frequency_khz, 11494250U);
+    EXPECT_EQ(transponder.polarisation, sim::Polarisation::horizontal);
+    EXPECT_EQ(transponder.symbol_rate, 22000000U);
+    EXPECT_EQ(transponder.system, sim::System::dvbs2);
+    EXPECT_EQ(transponder.modulation, sim::Modulation::psk8);
+    EXPECT_EQ(transponder.code_rate, sim::CodeRate::r2_3);
+    EXPECT_EQ(transponder.source, "Name-1.0W:1");
+}
+
+TEST(Table, what_is_open_in_a_row_stays_open) {
+    const Table table = parse_table(
+        "[CHANNEL]\nDELIVERY_SYSTEM = DVBS\nFREQUENCY = 11494000\n"
+        "POLARIZATION = RIGHT\nSYMBOL_RATE = 22000000\nINNER_FEC = AUTO\n",
+        "Table");
+
+    ASSERT_EQ(table.rows.size(), 1U);
+    EXPECT_EQ(table.rows.front().transponder.modulation, sim::Modulation::qpsk);
+    EXPECT_FALSE(table.rows.front().transponder.code_rate);
+    EXPECT_EQ(table.rows.front().transponder.polarisation, sim::Polarisation::right);
+    EXPECT_EQ(table.rows.front().name, "");
+}
+
+TEST(Table, carriage_returns_trailing_blanks_and_small_letters_do_no_harm) {
+    const Table table = parse_table(
+        "# comment\r\n\r\n[Das Erste HD]\r\n\tdelivery_system = dvbs2  \r\n"
+        "FREQUENCY=11494000\r\nPOLARIZATION =\tvertical\r\nSYMBOL_RATE = 22000000\r\n",
+        "Table");
+
+    ASSERT_EQ(table.rows.size(), 1U);
+    EXPECT_EQ(table.rows.front().name, "Das Erste HD");
+    EXPECT_EQ(table.rows.front().place.line, 3U);
+    EXPECT_EQ(table.rows.front().transponder.polarisation, sim::Polarisation::vertical);
+}
+
+TEST(Table, missing_keys_reject_the_row) {
+    EXPECT_EQ(rejection(row_with("FREQUENCY", "")), "no frequency");
+    EXPECT_EQ(rejection(row_with("SYMBOL_RATE", "")), "no symbol rate");
+    EXPECT_EQ(rejection(row_with("POLARIZATION", "")), "no polarisation");
+    EXPECT_EQ(rejection(row_with("DELIVERY_SYSTEM", "")), "no delivery system");
+    EXPECT_EQ(rejection("[CHANNEL]\n"), "no delivery system");
+}
+
+TEST(Table, numbers_that_are_none_reject_the_row) {
+    EXPECT_THAT(rejection(row_with("FREQUENCY", "FREQUENCY = abc")), HasSubstr("'abc'"));
+    EXPECT_THAT(rejection(row_with("FREQUENCY", "FREQUENCY = 11494.5")), HasSubstr("'11494.5'"));
+    EXPECT_THAT(rejection(row_with("FREQUENCY", "FREQUENCY = -1")), HasSubstr("'-1'"));
+    EXPECT_THAT(rejection(row_with("FREQUENCY", "FREQUENCY = 4306461296")),
+                HasSubstr("'4306461296'"))
+        << "a number that would wrap to a plausible frequency";
+    EXPECT_THAT(rejection(row_with("SYMBOL_RATE", "SYMBOL_RATE = 22e6")), HasSubstr("'22e6'"));
+    EXPECT_THAT(rejection(row_with("FREQUENCY", "FREQUENCY =")), HasSubstr("no value"));
+}
+
+TEST(Table, absurd_quantities_reject_the_row) {
+    EXPECT_THAT(rejection(row_with("FREQUENCY", "FREQUENCY = 11494")), HasSubstr("in MHz?"));
+    EXPECT_THAT(rejection(row_with("FREQUENCY", "FREQUENCY = 4294967294")), HasSubstr("in Hz?"));
+    EXPECT_EQ(rejection(row_with("FREQUENCY", "FREQUENCY = 0")), "no frequency");
+    EXPECT_THAT(rejection(row_with("SYMBOL_RATE", "SYMBOL_RATE = 201500000")),
+                HasSubstr("absurd symbol rate"));
+    EXPECT_THAT(rejection(row_with("SYMBOL_RATE", "SYMBOL_RATE = 22000")),
+                HasSubstr("absurd symbol rate"));
+}
+
+TEST(Table, other_systems_and_unknown_values_reject_the_row) {
+    EXPECT_THAT(rejection(row_with("DELIVERY_SYSTEM", "DELIVERY_SYSTEM = DVBT")),
+                HasSubstr("other than DVB-S"));
+    EXPECT_THAT(rejection(row_with("INNER_FEC", "INNER_FEC = 13/45")), HasSubstr("13/45"));
+    EXPECT_THAT(rejection(row_with("INNER_FEC", "INNER_FEC = 6/7")), HasSubstr("code rate"));
+    EXPECT_THAT(rejection(row_with("MODULATION", "MODULATION = QAM/64")), HasSubstr("modulation"));
+}
+
+TEST(Table, a_rejected_row_costs_no_other_row) {
+    const Table table = parse_table(
+        whole_row() + row_with("INNER_FEC", "INNER_FEC = nonsense") + whole_row(), "Table");
+
+    ASSERT_EQ(table.rows.size(), 2U);
+    EXPECT_EQ(table.rows.back().place.row, 3U);
+    EXPECT_EQ(table.rows.back().place.line, 15U);
+    ASSERT_EQ(table.rejected.size(), 1U);
+    EXPECT_EQ(table.rejected.front().place.row, 2U);
+    EXPECT_EQ(table.rejected.front().place.line, 8U);
+}
+
+TEST(Table, long_values_are_refused_with_file_and_line) {
+    for (const char *key : {"INVERSION", "DELIVERY_SYSTEM", "POLARIZATION", "FREQUENCY", "FOO"}) {
+        for (const std::size_t length : {32U, 43U, 49U, 50U, 500U}) {
+            const std::string text =
+                "[CHANNEL]\n" + std::string(key) + " = " + std::string(length, 'x') + "\n";
+            EXPECT_THAT(refusal_of_text(text), StartsWith("folder/Table:2: ")) << text;
+        }
+    }
+}
+
+TEST(Table, the_longest_values_that_pass_the_guard_do_not_hurt_the_library) {
+    for (const char *key :
+         {"INVERSION", "DELIVERY_SYSTEM", "POLARIZATION", "INNER_FEC", "ISDBT_SOUND_BROADCASTING",
+          "ISDBT_PARTIAL_RECEPTION", "ISDBT_LAYERA_FEC", "TRANSMISSION_MODE", "COUNTRY"}) {
+        EXPECT_NE(rejection("[CHANNEL]\n" + std::string(key) + " = " + std::string(31, 'x')), "")
+            << key;
+    }
+}
+
+TEST(Table, long_lines_and_binary_files_are_refused_with_file_and_line) {
+    EXPECT_THAT(refusal_of_text("[CHANNEL]\n#" + std::string(1000, 'x')),
+                StartsWith("folder/Table:2: the line has 1001"));
+    EXPECT_THAT(refusal_of_text(std::string_view("[CHANNEL]\nA\0B", 13)),
+                StartsWith("folder/Table:2: a zero byte"));
+}
+
+TEST(Table, service_component_lists_may_be_long) {
+    std::string pids = "PID_06 =";
+    for (int pid = 100; pid < 130; ++pid) {
+        pids += " " + std::to_string(pid);
+    }
+    EXPECT_EQ(parse_table(whole_row() + pids + "\n", "Table").rows.size(), 1U);
+}
+
+TEST(Table, texts_without_the_form_of_a_table_are_refused) {
+    EXPECT_THAT(refusal_of_text(""), HasSubstr("no transponder"));
+    EXPECT_THAT(refusal_of_text("# only a comment\n"), HasSubstr("no transponder"));
+    EXPECT_THAT(refusal_of_text("FREQUENCY = 1\n"), StartsWith("folder/Table:1: "));
+    EXPECT_THAT(refusal_of_text("[CHANNEL\n"), HasSubstr("']'"));
+    EXPECT_THAT(refusal_of_text("[CHANNEL]\nFREQUENCY 1\n"), HasSubstr("no KEY = VALUE"));
+    EXPECT_THAT(refusal_of_text("[CHANNEL]\n= 1\n"), HasSubstr("no KEY = VALUE"));
+}
+
+TEST(Table, what_is_no_file_is_refused) {
+    EXPECT_THAT(refusal_of_file("/"), HasSubstr("is a folder"));
+    EXPECT_THAT(refusal_of_file("/dev/null"), HasSubstr("no regular file"));
+    EXPECT_THAT(refusal_of_file("/dev/zero"), HasSubstr("no regular file"));
+    EXPECT_THAT(refusal_of_file("/no/such/file"), HasSubstr("no such file"));
+}
+
+TEST(Table, reading_leaves_standard_error_alone) {
+    testing::internal::CaptureStderr();
+    rejection(row_with("INNER_FEC", "INNER_FEC = nonsense"));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+// Two transponders on one frequency, a named one beside them, and a repeated row.
+Table choice_table() {
+    const auto row = [](const char *name, int khz, const char *polarisation) {
+        return fmt::format(
+            "[{}]\nDELIVERY_SYSTEM = DVBS\nFREQUENCY = {}\nPOLARIZATION = {}\n"
+            "SYMBOL_RATE = 22000000\n",
+            name, khz, polarisation);
+    };
+    return parse_table(
+        row("CHANNEL", 11494000, "HORIZONTAL") + row("CHANNEL", 11494000, "VERTICAL") +
+            row("Named One", 12000250, "LEFT") + row("CHANNEL", 11494000, "HORIZONTAL"),
+        "Table");
+}
+
+TEST(FindRow, by_name_number_and_frequency) {
+    const Table table = choice_table();
+
+    EXPECT_EQ(find_row(table, "named one").place.row, 3U);
+    EXPECT_EQ(find_row(table, "2").place.row, 2U);
+    EXPECT_EQ(find_row(table, "11494V").place.row, 2U);
+    EXPECT_EQ(find_row(table, "11494v").place.row, 2U);
+    EXPECT_EQ(find_row(table, "11.494GV").place.row, 2U);
+    EXPECT_EQ(find_row(table, "12000.25").place.row, 3U);
+    EXPECT_EQ(find_row(table, "12001L").place.row, 3U) << "within 2 MHz";
+    EXPECT_EQ(find_row(table, "11494H").place.row, 1U) << "the repeated row is the same";
+}
+
+TEST(FindRow, refuses_what_fits_none_or_several) {
+    const Table table = choice_table();
+    const auto status = [&table](const char *selector) {
+        try {
+            find_row(table, selector);
+        } catch (const Failure &failure) {
+            return failure.status();
+        }
+        return ExitStatus::done;
+    };
+    EXPECT_EQ(status("11494"), ExitStatus::usage);
+    EXPECT_EQ(status("Named"), ExitStatus::nothing_found);
+    EXPECT_EQ(status("5"), ExitStatus::nothing_found);
+    EXPECT_EQ(status("12003L"), ExitStatus::nothing_found);
+    EXPECT_EQ(status(""), ExitStatus::nothing_found);
+}
+
+TEST(Catalogue, a_table_that_is_not_there_is_named_with_its_neighbours) {
+    try {
+        find_table("no such table");
+        FAIL() << "found";
+    } catch (const Failure &failure) {
+        EXPECT_EQ(failure.status(), ExitStatus::bad_input);
+        EXPECT_THAT(failure.what(), HasSubstr("no such table"));
+    }
+}
+
+TEST(Catalogue, the_demo_satellite_has_transponders_in_both_bands) {
+    const sim::Satellite satellite = demo_satellite();
+    const auto in_band = [&satellite](std::uint32_t from, std::uint32_t to) {
+        return std::any_of(satellite.transponders.begin(), satellite.transponders.end(),
+                           [from, to](const sim::Transponder &transponder) {
+                               return transponder.frequency_khz >= from &&
+                                      transponder.frequency_khz < to;
+                           });
+    };
+    EXPECT_TRUE(in_band(10'700'000, 11'700'000));
+    EXPECT_TRUE(in_band(11'700'000, 12'750'000));
+}
+
+TEST(Catalogue, every_installed_table_can_be_read) {
+    if (installed_tables().empty()) {
+        GTEST_SKIP() << "dtv-scan-tables is not installed";
+    }
+    std::size_t rows = 0;
+    std::size_t rejected = 0;
+    for (const auto &file : installed_tables()) {
+        const Table table = read_table(file);
+        rows += table.rows.size();
+        rejected += table.rejected.size();
+    }
+    EXPECT_GT(rows, 9000U);
+    EXPECT_LT(rejected, 20U);
+}
+
+}  // namespace
+}  // namespace host

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+
+// A plug-in that is wrong in one way, named by the WRONG_... macro it is compiled with, and right
+// in all others.
+
+#include <cstdint>
+
+#include "plugin/plugin.h"
+
+namespace {
+
+constexpr std::uint32_t list_end = 0xFFFFFFFF;
+[[maybe_unused]] constexpr std::uint32_t unended_list[64] = {};
+[[maybe_unused]] constexpr std::uint32_t empty_list[1] = {list_end};
+
+std::uint32_t accepts(std::uint32_t kind) {
+#ifdef WRONG_PREDICATE
+    return kind == 2 ? 0 : 1;
+#else
+    return kind == 2 ? 1 : 0;
+#endif
+}
+
+const std::uint32_t *get_list() {
+#ifdef WRONG_LIST
+    return unended_list;
+#else
+    return empty_list;
+#endif
+}
+
+[[maybe_unused]] Tuner *create(std::uintptr_t host_arg) {
+    static Tuner tuner{};
+    tuner.host_arg = host_arg;
+    return &tuner;  // with every operation null
+}
+
+#ifdef WRONG_VERSION
+constexpr std::uintptr_t version = 2;
+#else
+constexpr std::uintptr_t version = 1;
+#endif
+
+#ifdef WRONG_CREATE
+constexpr auto create_slot = static_cast<Tuner *(*)(std::uintptr_t)>(nullptr);
+#else
+constexpr auto create_slot = create;
+#endif
+
+constexpr dvb_ts_tuner_metadata descriptor{version,  accepts,  accepts, 0, create_slot, get_list, 0,
+                                           list_end, get_list, 0,       0};
+
+}  // namespace
+
+#ifdef WRONG_SYMBOL
+extern "C" __attribute__((visibility("default"))) void a_function_that_no_host_has(void);
+#endif
+
+#ifdef WRONG_EXPORT
+extern "C" __attribute__((visibility("default"))) const void *another_export() {
+    return &descriptor;
+}
+#else
+const dvb_ts_tuner_metadata *dvb_ts_tuner_get_metadata_ds3000_and_ts2022() {
+#ifdef WRONG_SYMBOL
+    a_function_that_no_host_has();
+#endif
+    return &descriptor;
+}
+#endif
