@@ -1,0 +1,118 @@
+# shellcheck shell=bash
+# SPDX-License-Identifier: MIT
+# Sourced by the scripts beside it: where the tree is, how to fail, what to install, how to build.
+# Leaves the current directory at the root of the tree.
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root" || exit
+
+# shellcheck disable=SC2034 # for the scripts that source this file
+driver_folders=(plugin hw tuner demod diseqc scan)
+# shellcheck disable=SC2034
+source_folders=("${driver_folders[@]}" firmware sim host tests bench)
+
+fail() {
+    printf '%s: %s\n' "${0##*/}" "$*" >&2
+    exit 1
+}
+
+# What the comment block at the head of the running script says.
+usage() {
+    sed -n '3,/^[^#]/{s/^# \{0,1\}//p}' "$root/scripts/${0##*/}"
+}
+
+# The packages of the named sections of packages.txt, one a line.
+packages_of() {
+    local section
+    for section in "$@"; do
+        awk -v wanted="[$section]" '
+            /^\[/ { inside = ($0 == wanted); found = found || inside; next }
+            inside && NF && !/^#/ { print $1 }
+            END { exit !found }' packages.txt || fail "packages.txt has no section [$section]"
+    done
+}
+
+# Those of the packages on standard input that are not installed.
+missing_packages() {
+    local package
+    while read -r package; do
+        if [[ $(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null) != installed ]]; then
+            printf '%s\n' "$package"
+        fi
+    done
+}
+
+# Run a command and show what it printed only if it fails.
+quietly() {
+    local log status=0
+    log=$(mktemp)
+    "$@" >"$log" 2>&1 || status=$?
+    if ((status != 0)); then
+        cat "$log" >&2
+    fi
+    rm -f "$log"
+    return "$status"
+}
+
+# Install what is missing of the named sections of packages.txt; without a word if nothing is.
+require_packages() {
+    if ! command -v dpkg-query >/dev/null; then
+        printf '%s: not a Debian system; what is needed is in packages.txt\n' "${0##*/}" >&2
+        return
+    fi
+    local wanted missing
+    wanted=$(packages_of "$@")
+    mapfile -t missing < <(missing_packages <<<"$wanted")
+    if ((${#missing[@]} == 0)); then
+        return
+    fi
+
+    local as_root=()
+    if ((EUID != 0)); then
+        command -v sudo >/dev/null ||
+            fail "missing packages, and neither root nor sudo to install them: ${missing[*]}"
+        as_root=(sudo)
+    fi
+    printf 'Installing Debian packages: %s\n' "${missing[*]}"
+    local apt_get=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive
+        apt-get -q -y -o DPkg::Lock::Timeout=300)
+    # A package list that cannot be fetched, be it another one's, is no reason to stop yet.
+    quietly "${apt_get[@]}" update ||
+        printf '%s: apt-get update failed; going on with the lists at hand\n' "${0##*/}" >&2
+    quietly "${apt_get[@]}" install --no-install-recommends "${missing[@]}" ||
+        fail "apt-get could not install: ${missing[*]} (no network, or not Debian 12?)"
+}
+
+# The sections of packages.txt that a preset builds with.
+sections_of_preset() {
+    case $1 in
+    clang | asan | tsan) echo build clang ;;
+    i386) echo build i386 ;;
+    coverage) echo build coverage ;;
+    *) echo build ;;
+    esac
+}
+
+# Install what a preset builds with and configure it. Of CMake's report only the line about
+# placeholder firmware is shown.
+configure_preset() {
+    local preset=$1 sections log
+    read -ra sections <<<"$(sections_of_preset "$preset")"
+    require_packages "${sections[@]}"
+    log=$(mktemp)
+    if ! cmake --preset "$preset" >"$log" 2>&1; then
+        cat "$log" >&2
+        rm -f "$log"
+        fail "cmake --preset $preset failed"
+    fi
+    sed -n 's/^-- \(Firmware .*\)/\1/p' "$log"
+    rm -f "$log"
+}
+
+# Configure a preset and build it, or only the given targets of it.
+build_preset() {
+    local preset=$1
+    shift
+    configure_preset "$preset"
+    cmake --build "build/$preset" ${1:+--target "$@"} || fail "build/$preset: the build failed"
+}
