@@ -7,7 +7,7 @@
 #include "demod/connect_tables.h"
 #include "demod/ds3000_context.h"
 #include "demod/ds3000_regs.h"
-#include "demod/low_rate.h"
+#include "demod/programming.h"
 #include "demod/ts_output.h"
 #include "diseqc/unicable.h"
 #include "hw/bits.h"
@@ -87,15 +87,9 @@ void put_dvbs2_mode(programming &p) {
     demod_put_bits(reg::mode, p.byte, reg::mode_dvbs2, p.dvbs2());
 }
 
-void put_board_options(std::uint8_t &byte) {
-    demod_put_bits(reg::spectrum, byte, reg::spectrum_invert,
-                   ds3000_context.spectrum_inverted == 1);
-    demod_put_bits(reg::reg_30, byte, reg::reg_30_bit4, ds3000_context.reg30_bit4_enable == 1);
-}
-
 void put_board_options_where_present(programming &p) {
     if (is_ds310x()) {
-        put_board_options(p.byte);
+        ds3000::put_board_options(p.byte);
     }
 }
 
@@ -195,6 +189,12 @@ void arm_acquisition(std::int32_t symbol_rate_ksps, std::uint32_t standard_code)
 
 }  // namespace
 
+void ds3000::put_board_options(std::uint8_t &byte) {
+    demod_put_bits(reg::spectrum, byte, reg::spectrum_invert,
+                   ds3000_context.spectrum_inverted == 1);
+    demod_put_bits(reg::reg_30, byte, reg::reg_30_bit4, ds3000_context.reg30_bit4_enable == 1);
+}
+
 void ds3000::program_low_rate_dvbs2() {
     demod_write(reg::reg_c0, 0x04);
     demod_write(reg::reg_8a, 0x09);
@@ -267,12 +267,6 @@ int32_t ds3000_program_standard_scan(int32_t symbol_rate_ksps, uint32_t standard
     program_scan_search(symbol_rate_ksps);
     program_symbol_rate(p);
     return status;
-}
-
-int32_t ds3000_apply_board_options(void) {
-    std::uint8_t byte = 0;
-    put_board_options(byte);
-    return DS3000_OK;
 }
 
 int32_t ds3000_soft_reset(void) {

@@ -34,10 +34,6 @@ int32_t ds3000_program_standard(int32_t symbol_rate_ksps, uint32_t standard);
  * Returns the same; for an unknown chip nothing is written. */
 int32_t ds3000_program_standard_scan(int32_t symbol_rate_ksps, uint32_t standard);
 
-/* Write bit 1 of register 0x4D from ds3000_context.spectrum_inverted and bit 4 of register 0x30
- * from reg30_bit4_enable. DS300X has neither: the caller checks the chip. Returns 0. */
-int32_t ds3000_apply_board_options(void);
-
 /* Pulse the demodulator's global reset: register 0x07 = 0x80, then 0x00. Returns 0. */
 int32_t ds3000_soft_reset(void);
 

@@ -8,6 +8,7 @@
 #include "demod/ds3000_context.h"
 #include "demod/ds3000_regs.h"
 #include "demod/lock_status.h"
+#include "demod/programming.h"
 #include "demod/ts_output.h"
 #include "hw/bits.h"
 #include "hw/firmware.h"
@@ -148,7 +149,8 @@ int32_t ds3000_init(void) {
     }
     ds3000_set_ts_mode(3);
     if (is_ds310x()) {
-        ds3000_apply_board_options();
+        std::uint8_t byte = 0;
+        ds3000::put_board_options(byte);
     }
     return DS3000_OK;
 }
