@@ -395,4 +395,40 @@ TEST_F(Acquisition, apsk_loops_of_ds300x_must_be_loaded) {
     EXPECT_THAT(receiver().verdict().text, HasSubstr("0x7C"));
 }
 
+struct LockTime {
+    const char *what;
+    std::uint32_t frequency_mhz;
+    std::int32_t drift_khz;
+    double lock_ms;
+};
+
+class TimeToLock : public ReceiverTest, public testing::WithParamInterface<LockTime> {};
+
+// 5 ms of start-up and gain, 20000 symbols of timing, 4000 symbols a carrier step of a quarter of
+// the symbol rate (the first one, then two for every step of distance), and the decoder.
+TEST_P(TimeToLock, follows_from_the_symbol_rate_and_the_distance) {
+    scenario.lnb.drift_khz = GetParam().drift_khz;
+    start();
+
+    tune(demo_transponder(GetParam().frequency_mhz));
+    const std::uint64_t from_ns = clock().now_ns();
+    while (!receiver().verdict().locked()) {
+        clock().spend_ns(10'000);
+    }
+
+    EXPECT_NEAR(static_cast<double>(clock().now_ns() - from_ns) * 1e-6, GetParam().lock_ms, 0.02);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    carriers, TimeToLock,
+    testing::Values(
+        // 5 + 24000 / 27500 + 5 x 32490 / 27500
+        LockTime{"DVB-S2 QPSK", 11'100, 0, 11.780},
+        // 5 + 24000 / 22000 + 5 x 21690 / 22000
+        LockTime{"DVB-S2 8PSK", 10'900, 0, 11.020},
+        // 5 + 24000 / 22000 + 10 x 13056 / (1.5 x 22000)
+        LockTime{"DVB-S 3/4", 10'800, 0, 10.047},
+        // 5 + (20000 + 5 x 4000) / 2000 + 10 x 13056 / (4/3 x 2000): 1200 kHz are two steps of 500
+        LockTime{"DVB-S 2/3, drifted", 11'300, 1'200, 73.960}));
+
 }  // namespace tests

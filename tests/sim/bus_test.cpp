@@ -190,4 +190,58 @@ TEST_F(Bus, quality_readings_spread) {
     EXPECT_THAT(readings, testing::Contains(testing::Ne(readings[0])));
 }
 
+TEST_F(Bus, indexed_registers_keep_a_value_for_each_index) {
+    open();
+    for (const int index : {0x20, 0x40}) {
+        poke(0x70, static_cast<std::uint8_t>(index));
+        poke(0x71, static_cast<std::uint8_t>(index + 1));
+        poke(0x73, static_cast<std::uint8_t>(index + 3));
+    }
+    for (const int index : {0, 1}) {
+        poke(0x7C, static_cast<std::uint8_t>(index));
+        poke(0x80, static_cast<std::uint8_t>(index + 0x60));
+        poke(0x81, static_cast<std::uint8_t>(index + 0x70));
+    }
+
+    poke(0x70, 0x20);
+    poke(0x7C, 0x00);
+    EXPECT_EQ(peek(0x71), 0x21);
+    EXPECT_EQ(peek(0x73), 0x23);
+    EXPECT_EQ(peek(0x80), 0x60);
+    EXPECT_EQ(peek(0x81), 0x70);
+    poke(0x70, 0x40);
+    poke(0x7C, 0x01);
+    EXPECT_EQ(peek(0x73), 0x43);
+    EXPECT_EQ(peek(0x81), 0x71);
+}
+
+TEST_F(Bus, ds300x_keeps_the_output_ports_registers_for_each_standard) {
+    scenario.board.chip = sim::Chip::ds300x;
+    open();
+    for (const int mode : {0x03, 0x07}) {
+        poke(0x08, static_cast<std::uint8_t>(mode));
+        poke(0xFD, static_cast<std::uint8_t>(mode + 0x10));
+        poke(0xFE, static_cast<std::uint8_t>(mode + 0x20));
+    }
+
+    poke(0x08, 0x03);
+    EXPECT_EQ(peek(0xFD), 0x13);
+    EXPECT_EQ(peek(0xFE), 0x23);
+    poke(0x08, 0x07);
+    EXPECT_EQ(peek(0xFD), 0x17);
+    EXPECT_EQ(peek(0xFE), 0x27);
+}
+
+TEST_F(Bus, reset_of_the_core_alone_keeps_the_expected_carrier) {
+    open();
+    poke(0x5E, 0x34);
+    poke(0x5F, 0x12);
+
+    poke(0x07, 0x40);
+    EXPECT_EQ(peek(0x5F), 0x12);
+    poke(0x07, 0xE0);
+    EXPECT_EQ(peek(0x5E), 0x00);
+    EXPECT_EQ(peek(0x5F), 0x00);
+}
+
 }  // namespace tests

@@ -221,4 +221,19 @@ TEST_F(Faults, sound_equaliser_is_left_alone) {
     EXPECT_EQ(ds3000_context.s2_recovery_done, 0);
 }
 
+TEST_F(Faults, brown_out_switches_the_supply_controller_and_the_tone_off) {
+    scenario.board.lnbh23 = true;
+    scenario.events = {{.kind = Event::Kind::brown_out, .period = {.from_ms = 2'000}}};
+    start();
+    supply(true, true);
+    tone(true, true);
+    ASSERT_EQ(receiver().supply_volts(), 18U);
+    ASSERT_TRUE(receiver().tone());
+
+    sleep_ms(2'000);
+
+    EXPECT_EQ(receiver().supply_volts(), 0U);
+    EXPECT_FALSE(receiver().tone());
+}
+
 }  // namespace tests

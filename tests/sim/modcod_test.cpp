@@ -80,4 +80,15 @@ TEST(Modcod, names_read_back) {
     EXPECT_EQ(sim::modulation_named("QAM"), std::nullopt);
 }
 
+TEST(Modcod, frame_payloads_are_those_of_the_standard) {
+    using enum CodeRate;
+    const std::vector<std::pair<CodeRate, std::uint32_t>> payloads{
+        {r1_4, 15'928}, {r1_3, 21'328}, {r2_5, 25'648}, {r1_2, 32'128},
+        {r3_5, 38'608}, {r2_3, 42'960}, {r3_4, 48'328}, {r4_5, 51'568},
+        {r5_6, 53'760}, {r8_9, 57'392}, {r9_10, 58'112}};
+    for (const auto &[rate, bits] : payloads) {
+        EXPECT_EQ(sim::frame_payload_bits(rate), bits) << sim::to_string(rate);
+    }
+}
+
 }  // namespace tests

@@ -203,4 +203,46 @@ TEST_P(GainFigure, is_17_dbm_less_the_level) {
 
 INSTANTIATE_TEST_SUITE_P(tuner_types, GainFigure, testing::Values(0x41, 0xC3));
 
+TEST_F(Quality, equaliser_has_its_energy_in_the_middle_tap) {
+    lock(demo_transponder(11'100));
+    std::vector<int> taps;
+
+    for (int index = 0; index < 42; ++index) {
+        poke(0x7A, static_cast<std::uint8_t>(4 * index));
+        taps.push_back(4 * peek(0x7B) + (peek(0x7A) & 3));
+    }
+
+    std::vector<int> expected(21, 8);
+    expected[10] = 400;
+    expected.resize(42, 0);
+    EXPECT_EQ(taps, expected);
+}
+
+TEST_F(Quality, carrier_registers_read_what_is_selected) {
+    scenario.lnb.drift_khz = 960;  // the carrier 960 kHz lower: 655 steps more
+    lock(demo_transponder(11'100));
+    poke(0x5D, 0xC8);
+    const int programmed = peek(0x5F) << 8 | peek(0x5E);
+    poke(0x5D, 0xCE);
+    const int measured = peek(0x5F) << 8 | peek(0x5E);
+    poke(0x5D, 0xC9);
+    const int other = peek(0x5F) << 8 | peek(0x5E);
+
+    EXPECT_NEAR(measured - programmed, 655, 1);
+    EXPECT_EQ(other, 0);
+}
+
+TEST_F(Quality, nothing_is_reported_without_lock) {
+    start();
+    supply(true, true);
+    tone(false, true);
+    connect(1700, 22'000, STANDARD_DVBS2);
+    sleep_ms(500);
+
+    for (const int reg : {0x0D, 0x7E, 0x8C, 0x8D, 0x8E, 0xD5, 0xF7}) {
+        EXPECT_EQ(peek(static_cast<std::uint8_t>(reg)), 0) << std::hex << reg;
+    }
+    EXPECT_EQ(peek(0x6E) << 8 | peek(0x6D), 15'019);  // 22000 x 65536 / 96000, as programmed
+}
+
 }  // namespace tests

@@ -273,4 +273,66 @@ INSTANTIATE_TEST_SUITE_P(
                 "0x03 is none of 0x01, 0x02, 0xB2"},
         Mistake{"[[fault]]\nkind = \"slow_bus\"\nfactor = 0.5\n", "0.5 is outside 1..10000"}));
 
+// The limits of every number: both ends are taken, what lies beyond is not.
+struct Limits {
+    const char *before;
+    const char *key;
+    double low;
+    double high;
+    double step;
+    const char *after;
+};
+
+class ScenarioLimits : public testing::TestWithParam<Limits> {};
+
+TEST_P(ScenarioLimits, are_inclusive) {
+    const auto with = [](double value) {
+        const Limits &limits = GetParam();
+        return error_of(std::string(limits.before) + "\n" + limits.key + " = " +
+                        (limits.step == 1 ? std::to_string(static_cast<long long>(value))
+                                          : std::to_string(value)) +
+                        "\n" + limits.after);
+    };
+
+    EXPECT_EQ(with(GetParam().low), "no error");
+    EXPECT_EQ(with(GetParam().high), "no error");
+    EXPECT_THAT(with(GetParam().low - GetParam().step), HasSubstr("is outside"));
+    EXPECT_THAT(with(GetParam().high + GetParam().step), HasSubstr("is outside"));
+}
+
+constexpr const char *row =
+    "[[transponder]]\nfrequency_khz = 1\npolarisation = \"V\"\n"
+    "symbol_rate = 1";
+constexpr const char *fade = "[[event]]\nkind = \"rain_fade\"";
+
+INSTANTIATE_TEST_SUITE_P(
+    numbers, ScenarioLimits,
+    testing::Values(Limits{"[board]", "bus_clock_hz", 1'000, 1'000'000, 1, ""},
+                    Limits{"[board]", "tuner_identity", 0, 255, 1, ""},
+                    Limits{"[lnb]", "lof_low_khz", 1, 50'000'000, 1, ""},
+                    Limits{"[lnb]", "lof_high_khz", 0, 50'000'000, 1, ""},
+                    Limits{"[lnb]", "switch_khz", 0, 50'000'000, 1, ""},
+                    Limits{"[lnb]", "drift_khz", -20'000, 20'000, 1, ""},
+                    Limits{"[noise]", "cn_db", -20, 40, 0.1, ""},
+                    Limits{"[noise]", "level_dbm", -100, 0, 0.1, ""},
+                    Limits{"[noise]", "jitter_db", 0, 3, 0.1, ""},
+                    Limits{"[[satellite]]\nname = \"a\"", "cn_db", -20, 40, 0.1, ""},
+                    Limits{"[[satellite]]\nname = \"a\"", "level_dbm", -100, 0, 0.1, ""},
+                    Limits{row, "cn_db", -20, 40, 0.1, ""},
+                    Limits{row, "level_dbm", -100, 0, 0.1, ""},
+                    Limits{"[[transponder]]\npolarisation = \"V\"\nsymbol_rate = 1",
+                           "frequency_khz", 1, 50'000'000, 1, ""},
+                    Limits{"[[transponder]]\npolarisation = \"V\"\nfrequency_khz = 1",
+                           "symbol_rate", 1, 100'000'000, 1, ""},
+                    Limits{fade, "db", 0, 60, 0.1, ""},
+                    Limits{fade, "from_ms", 0, 1e12, 1, "db = 1"},
+                    Limits{"[[event]]\nkind = \"lnb_drift\"", "khz", -20'000, 20'000, 1, ""},
+                    Limits{"[[event]]\nkind = \"brown_out\"", "at_ms", 1, 1e12, 1, ""},
+                    Limits{"[[fault]]\nkind = \"nack_address\"", "address", 1, 255, 1, ""},
+                    Limits{"[[fault]]\nkind = \"nack_transfer\"", "nth", 1, 1e12, 1, ""},
+                    Limits{"[[fault]]\nkind = \"nack_transfer\"", "count", 1, 1e12, 1, ""},
+                    Limits{"[[fault]]\nkind = \"bus_stuck\"", "timeout_ms", 0, 60'000, 1, ""},
+                    Limits{"[[fault]]\nkind = \"slow_bus\"", "factor", 1, 10'000, 0.1, ""},
+                    Limits{"[[fault]]\nkind = \"agc_start\"", "count", 1, 1e12, 1, ""}));
+
 }  // namespace tests

@@ -160,4 +160,58 @@ TEST_F(ReceiverTest, unknown_tuner_is_not_programmed) {
     EXPECT_THAT(receiver().verdict(), HasReason(Reason::tuner_pll));
 }
 
+struct Divider {
+    std::uint8_t identity;
+    std::uint8_t high;
+    std::uint8_t low;
+    const char *asks;
+};
+
+class OddDivider : public BareTuner, public testing::WithParamInterface<Divider> {};
+
+// Dividers beyond the oscillator's range show how the chip reads the registers.
+TEST_P(OddDivider, is_named_with_the_frequency_it_asks_for) {
+    const bool type_1 = GetParam().identity == 0x41;
+    scenario.board.tuner_identity = GetParam().identity;
+    tuner().write(0x00, 0x03, 0);
+    tuner().write(0x62, type_1 ? 0xFD : 0xEC, 0);
+    tuner().write(0x42, type_1 ? 0x63 : 0x6C, 0);
+    tuner().write(0x03, 0x06, 0);
+    EXPECT_EQ(tuner().output().text, "tuner synthesiser not programmed");
+    tuner().write(0x01, GetParam().high, 0);
+    tuner().write(0x02, GetParam().low, 0);
+
+    EXPECT_EQ(tuner().output().text, GetParam().asks);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    stretches, OddDivider,
+    testing::Values(Divider{0x41, 0x00, 0x00,
+                            "tuner divider 1024 asks for 987.4 MHz from a VCO at 987.4 MHz"},
+                    Divider{0x41, 0xFF, 0x02,
+                            "tuner divider 4866 asks for 4692.2 MHz from a VCO at 4692.2 MHz"},
+                    Divider{0xC3, 0x0F, 0xFF,
+                            "tuner divider 5119 asks for 4936.2 MHz from a VCO at 4936.2 MHz"},
+                    Divider{0xC3, 0x10, 0x00,
+                            "tuner divider 3072 asks for 2962.3 MHz from a VCO at 2962.3 MHz"},
+                    Divider{0xC3, 0x1F, 0xFF,
+                            "tuner divider 7167 asks for 6911.0 MHz from a VCO at 6911.0 MHz"},
+                    Divider{0xC3, 0x20, 0x00,
+                            "tuner divider 5120 asks for 4937.1 MHz from a VCO at 4937.1 MHz"},
+                    Divider{0xC3, 0x7F, 0xFF,
+                            "tuner divider 13311 asks for 12835.6 MHz from a VCO at 12835.6 MHz"}));
+
+TEST_F(BareTuner, low_band_halves_the_oscillator) {
+    tuner().write(0x00, 0x03, 0);
+    tuner().write(0x62, 0xEC, 0);
+    tuner().write(0x42, 0x6C, 0);
+    tuner().write(0x03, 0x06, 0);
+    tuner().write(0x10, 0x1B, 0);
+    tuner().write(0x01, 0x06, 0);
+    tuner().write(0x02, 0x00, 0);
+
+    EXPECT_EQ(tuner().output().text,
+              "tuner divider 2560 asks for 1234.3 MHz from a VCO at 2468.6 MHz");
+}
+
 }  // namespace tests
