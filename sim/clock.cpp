@@ -51,7 +51,7 @@ void VirtualClock::Schedule::follow_wall_time(bool follow) {
     follow_wall_ = follow;
 }
 
-std::string VirtualClock::Schedule::thread_name() const {
+std::string VirtualClock::Schedule::thread_name() {
     return this_member ? this_member->name : "outside";
 }
 
@@ -83,7 +83,7 @@ int VirtualClock::Schedule::create_thread(pthread_t *thread, const pthread_attr_
     if (error != 0) {
         return error;
     }
-    record.release();  // run_member owns it now
+    static_cast<void>(record.release());  // run_member owns it now
     member->name = "thread" + std::to_string(++created_);
     member->handle = *thread;
     members_[*thread] = member;
@@ -176,7 +176,7 @@ std::uint64_t VirtualClock::now_ns() const { return schedule_->now_ns(); }
 void VirtualClock::spend_ns(std::uint64_t duration_ns) { schedule_->spend_ns(duration_ns); }
 void VirtualClock::sleep_ns(std::uint64_t duration_ns) { schedule_->sleep_ns(duration_ns); }
 void VirtualClock::follow_wall_time(bool follow) { schedule_->follow_wall_time(follow); }
-std::string VirtualClock::thread_name() const { return schedule_->thread_name(); }
+std::string VirtualClock::thread_name() { return Schedule::thread_name(); }
 VirtualClock *VirtualClock::current() { return clock_in_force; }
 
 int VirtualClock::create_thread(pthread_t *thread, const pthread_attr_t *attributes,

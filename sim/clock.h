@@ -36,7 +36,7 @@ class VirtualClock {
     void sleep_ns(std::uint64_t duration_ns);
 
     // Name of the calling thread: "main", then "thread1", "thread2" in order of creation.
-    [[nodiscard]] std::string thread_name() const;
+    [[nodiscard]] static std::string thread_name();
 
     // Slow the clock to wall time: every jump in time takes as long on the wall.
     void follow_wall_time(bool follow);

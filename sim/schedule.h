@@ -23,7 +23,7 @@ class VirtualClock::Schedule {
     void spend_ns(std::uint64_t duration_ns);
     void sleep_ns(std::uint64_t duration_ns);
     void follow_wall_time(bool follow);
-    [[nodiscard]] std::string thread_name() const;
+    [[nodiscard]] static std::string thread_name();
 
     int create_thread(pthread_t *thread, const pthread_attr_t *attributes, void *(*start)(void *),
                       void *argument);
@@ -55,7 +55,7 @@ class VirtualClock::Schedule {
 
     void queue(const std::shared_ptr<Member> &member, std::uint64_t at_ns);
     void pass_turn();
-    void await_turn(Lock &lock, Member &member);
+    static void await_turn(Lock &lock, Member &member);
     void advance_to(std::uint64_t at_ns);
 
     mutable std::mutex mutex_;

@@ -110,8 +110,8 @@ std::vector<Complaint> Watch::complaints() const {
 
 std::vector<std::string> Watch::last_transfers() const {
     std::vector<std::string> lines;
-    const std::uint64_t first = recorded_ < last_.size() ? 0 : recorded_ - last_.size();
-    for (std::uint64_t i = first; i < recorded_; ++i) {
+    const std::size_t first = recorded_ < last_.size() ? 0 : recorded_ - last_.size();
+    for (std::size_t i = first; i < recorded_; ++i) {
         lines.push_back(to_string(last_.at(i % last_.size())));
     }
     return lines;

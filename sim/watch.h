@@ -3,6 +3,7 @@
 
 #include <array>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -60,7 +61,7 @@ class Watch {
 
  private:
     std::array<Transfer, 16> last_{};
-    std::uint64_t recorded_ = 0;
+    std::size_t recorded_ = 0;
     std::array<Complaint, offence_count> complaints_{};
     std::atomic<std::uint64_t> thread_clashes_{0};
 };

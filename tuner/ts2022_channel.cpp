@@ -12,7 +12,6 @@
 namespace reg = ts2022::reg;
 
 using ds3000::bit;
-using ds3000::high_byte;
 using ds3000::is_set;
 using ds3000::low_byte;
 using ds3000::wait_us;

@@ -110,7 +110,7 @@ void Recorder::emit(Event event) {
     if (const sim::VirtualClock *clock = sim::VirtualClock::current();
         with_time_ && clock != nullptr) {
         event.time_us = clock->now_ns() / 1000U;
-        event.thread = clock->thread_name();
+        event.thread = sim::VirtualClock::thread_name();
     }
     sink_(event);
 }

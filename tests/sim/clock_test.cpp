@@ -177,8 +177,8 @@ TEST(VirtualClock, join_of_an_ended_thread_returns_at_once) {
 
 TEST(VirtualClock, threads_are_named_in_the_order_of_creation) {
     sim::VirtualClock clock;
-    std::vector<std::string> names{clock.thread_name()};
-    const auto body = [&names, &clock] { names.push_back(clock.thread_name()); };
+    std::vector<std::string> names{sim::VirtualClock::thread_name()};
+    const auto body = [&names] { names.push_back(sim::VirtualClock::thread_name()); };
 
     Thread a(body);
     Thread b(body);
@@ -196,7 +196,8 @@ TEST(VirtualClock, two_runs_are_alike) {
             return [&run, &clock, period_us] {
                 for (int i = 0; i < 50; ++i) {
                     usleep(period_us);
-                    run.push_back(clock.thread_name() + std::to_string(clock.now_ns()));
+                    run.push_back(sim::VirtualClock::thread_name() +
+                                  std::to_string(clock.now_ns()));
                 }
             };
         };

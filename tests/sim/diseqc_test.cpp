@@ -202,4 +202,14 @@ TEST_F(Diseqc, burst_takes_12_and_a_half_ms_and_is_no_message) {
     EXPECT_THAT(receiver().diseqc_messages(), IsEmpty());
 }
 
+TEST_F(Diseqc, switch_of_level_2_is_silent_when_no_reply_is_asked_for) {
+    scenario.diseqc_switch->replies = true;
+    start();
+    supply(true, false);
+    diseqc_message message = request({0xE0, 0x10, 0x38, 0xF4});
+
+    EXPECT_EQ(diseqc_send(&message), -12);
+    EXPECT_EQ(receiver().switch_port(), 2U);
+}
+
 }  // namespace tests

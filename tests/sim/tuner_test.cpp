@@ -214,4 +214,37 @@ TEST_F(BareTuner, low_band_halves_the_oscillator) {
               "tuner divider 2560 asks for 1234.3 MHz from a VCO at 2468.6 MHz");
 }
 
+TEST_F(BareTuner, vco_bands_lie_evenly_over_the_first_cores_range) {
+    const auto band_of = [this](std::uint32_t divider) {
+        tuner().write(0x01, static_cast<std::uint8_t>((divider - 1024) >> 8), 0);
+        tuner().write(0x02, static_cast<std::uint8_t>(divider), 0);
+        return tuner().read(0x14, 0);
+    };
+    tuner().write(0x00, 0x03, 0);
+
+    EXPECT_EQ(band_of(1120), 0);    // 1080 MHz
+    EXPECT_EQ(band_of(1750), 62);   // 1687.5 MHz: 127 x 607.5 / 1240
+    EXPECT_EQ(band_of(1764), 64);   // 1701.0 MHz
+    EXPECT_EQ(band_of(2406), 127);  // 2320.1 MHz
+}
+
+TEST_F(BareTuner, gain_registers_follow_the_level) {
+    tuner().set_input_level(-73);
+    EXPECT_EQ(tuner().read(0x3D, 0), 15);
+    EXPECT_EQ(tuner().read(0x66, 0), 6 << 3);
+    tuner().set_input_level(-3);
+    EXPECT_EQ(tuner().read(0x3D, 0), 0);
+    EXPECT_EQ(tuner().read(0x66, 0), 0);
+}
+
+TEST_F(BareTuner, type_1_shows_the_band_and_no_rf_gain) {
+    scenario.board.tuner_identity = 0x41;
+    tuner().write(0x00, 0x03, 0);
+    tuner().set_input_level(-73);
+
+    EXPECT_EQ(tuner().read(0x66, 0), 0x00);
+    tuner().write(0x10, 0x11, 0);
+    EXPECT_EQ(tuner().read(0x66, 0), 0x80);
+}
+
 }  // namespace tests

@@ -140,6 +140,7 @@ TEST_F(Watching, master_clock_changed_while_the_chip_runs) {
     poke(0x06, 0xE0);
     poke(0x22, 0x40);
     poke(0x06, 0x00);
+    poke(0x22, 0x7F);
     EXPECT_THAT(receiver().complaints(), IsEmpty());
     poke(0x22, 0x80);
 
