@@ -3,7 +3,6 @@
 
 #include <unistd.h>
 
-#include <atomic>
 #include <csignal>
 
 #include "host/failure.h"
@@ -23,7 +22,7 @@ void remember_interrupt(int) {
 
 }  // namespace
 
-InterruptWatch::InterruptWatch() {
+InterruptWatch::InterruptWatch() : interrupted_(interrupted) {
     interrupted = false;
     std::signal(SIGINT, remember_interrupt);
     std::signal(SIGTERM, remember_interrupt);
@@ -33,7 +32,5 @@ InterruptWatch::~InterruptWatch() {
     std::signal(SIGINT, SIG_DFL);
     std::signal(SIGTERM, SIG_DFL);
 }
-
-bool InterruptWatch::requested() const { return interrupted; }
 
 }  // namespace host

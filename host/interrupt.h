@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <atomic>
+
 namespace host {
 
 // Ctrl-C while one exists: the first is remembered for the work to end cleanly, the second leaves
@@ -12,7 +14,10 @@ class InterruptWatch {
     InterruptWatch &operator=(const InterruptWatch &) = delete;
     ~InterruptWatch();
 
-    [[nodiscard]] bool requested() const;
+    [[nodiscard]] bool requested() const { return interrupted_; }
+
+ private:
+    const std::atomic<bool> &interrupted_;
 };
 
 }  // namespace host

@@ -22,7 +22,8 @@ namespace {
 
 std::vector<Lnb> read_known_lnbs() {
     std::vector<Lnb> known;
-    for (int i = 0; const dvb_sat_lnb *row = dvb_sat_get_lnb(i); ++i) {
+    int index = 0;
+    while (const dvb_sat_lnb *row = dvb_sat_get_lnb(index++)) {
         if (row->lowfreq != 0) {
             known.push_back({row->alias, row->name, row->lowfreq * 1000U, row->highfreq * 1000U,
                              row->rangeswitch * 1000U});

@@ -66,7 +66,7 @@ std::vector<std::filesystem::path> plugin_search_path() {
 std::filesystem::path find_plugin() {
     std::string tried;
     for (const auto &folder : plugin_search_path()) {
-        const auto file = folder / plugin_file_name;
+        auto file = folder / plugin_file_name;
         std::error_code error;
         if (std::filesystem::exists(file, error)) {
             return file;

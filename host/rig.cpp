@@ -32,7 +32,7 @@ Rig::Rig(const Program &program)
 ExitStatus Rig::run(const std::function<ExitStatus(Session &)> &work) {
     ExitStatus status = ExitStatus::done;
     try {
-        Session session(plugin_, board_.clock(), log_);
+        Session session(plugin_.descriptor(), board_.clock(), log_);
         status = work(session);
     } catch (const std::exception &) {
         log_.show_recent(driver_heading);

@@ -66,12 +66,11 @@ void DriverLog::finish() {
     }
 }
 
-Session::Session(const Plugin &plugin, sim::VirtualClock &clock, DriverLog &log)
+Session::Session(const dvb_ts_tuner_metadata &descriptor, sim::VirtualClock &clock, DriverLog &log)
     : clock_(clock), log_(log) {
-    tuner_ = plugin.descriptor().create(0);
+    tuner_ = descriptor.create(0);
     if (const std::string fault = tuner_fault(tuner_); !fault.empty()) {
-        throw Failure(ExitStatus::not_loadable,
-                      fmt::format("the plug-in {} is wrong: {}", plugin.file().string(), fault));
+        throw Failure(ExitStatus::not_loadable, fmt::format("the plug-in is wrong: {}", fault));
     }
     const bool up = tuner_->init(tuner_) != 0;
     init_lines_ = take_lines();

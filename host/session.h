@@ -54,7 +54,7 @@ enum class TuneAnswer { set_up, out_of_range, refused, connect_failed, unchanged
 class Session {
  public:
     // Throws Failure: hardware_absent when init fails, not_loadable for an incomplete Tuner.
-    Session(const Plugin &plugin, sim::VirtualClock &clock, DriverLog &log);
+    Session(const dvb_ts_tuner_metadata &descriptor, sim::VirtualClock &clock, DriverLog &log);
     Session(const Session &) = delete;
     Session &operator=(const Session &) = delete;
     ~Session();

@@ -47,6 +47,8 @@ int checked(int result, const char *what) {
 
 void report_sanitizers_to(int descriptor) {
     if (__sanitizer_set_report_fd != nullptr) {
+        // The sanitizers' interface takes the number as a pointer.
+        // NOLINTNEXTLINE(performance-no-int-to-ptr)
         __sanitizer_set_report_fd(reinterpret_cast<void *>(std::intptr_t{descriptor}));
     }
 }
@@ -81,7 +83,7 @@ StandardErrorCapture::~StandardErrorCapture() {
     ::close(memory_);
 }
 
-std::string StandardErrorCapture::take() {
+std::string StandardErrorCapture::take() const {
     std::fflush(stderr);
     std::string text;
     std::array<char, 4096> part{};

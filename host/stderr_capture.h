@@ -17,7 +17,7 @@ class StandardErrorCapture {
     ~StandardErrorCapture();
 
     // What was written since the last call.
-    std::string take();
+    [[nodiscard]] std::string take() const;
 
  private:
     int memory_ = -1;

@@ -146,7 +146,7 @@ ExitStatus list_transponders(Program &program, const std::string &name) {
         }
         object.update(json_of(transponder));
         object["modcod"] = sim::modcod_name(transponder);
-        const auto number = [](std::string text) { return text.substr(0, text.find(' ')); };
+        const auto number = [](const std::string &text) { return text.substr(0, text.find(' ')); };
         listing.add({std::to_string(row.place.row), number(format_mhz(transponder.frequency_khz)),
                      polarisation_letter(transponder.polarisation),
                      number(format_ksps(transponder.symbol_rate)),

@@ -299,6 +299,7 @@ void write_reasons(Output &output, const Report &report) {
         }
     }
     std::vector<std::pair<unsigned, std::string>> ordered;
+    ordered.reserve(counts.size());
     for (const auto &[reason, count] : counts) {
         ordered.emplace_back(count, reason);
     }
@@ -426,6 +427,7 @@ ExitStatus judge(const Report &report, Console &console) {
 
 ExitStatus run_sweep(Program &program, const std::vector<std::string> &names) {
     std::vector<Table> tables;
+    tables.reserve(names.size());
     for (const std::string &name : names) {
         tables.push_back(read_table(find_table(name)));
     }

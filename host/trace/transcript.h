@@ -32,15 +32,15 @@ enum class Outcome { ok, nack, nack_address };
 
 struct Event {
     EventKind kind = EventKind::wait;
-    unsigned address = 0;            // 8-bit device address: check, write, read, fetch
+    unsigned address = 0;              // 8-bit device address: check, write, read, fetch
     std::vector<std::uint8_t> data{};  // write: bytes sent; read: register; fetch: bytes received
-    std::uint8_t value = 0;          // read: the byte read; check, gpio: 0 or 1
-    unsigned flags = 3;              // write, fetch
-    unsigned length = 0;             // fetch: bytes asked for
-    unsigned line = 0;               // gpio
-    std::uint32_t wait_us = 0;       // wait
-    Outcome outcome = Outcome::ok;   // bus_open, write, read, fetch
-    std::string text{};              // log
+    std::uint8_t value = 0;            // read: the byte read; check, gpio: 0 or 1
+    unsigned flags = 3;                // write, fetch
+    unsigned length = 0;               // fetch: bytes asked for
+    unsigned line = 0;                 // gpio
+    std::uint32_t wait_us = 0;         // wait
+    Outcome outcome = Outcome::ok;     // bus_open, write, read, fetch
+    std::string text{};                // log
 
     std::optional<std::uint64_t> time_us{};  // since the recording's start
     std::string thread{};                    // empty when not recorded

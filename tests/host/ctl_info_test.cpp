@@ -17,16 +17,16 @@ TEST_F(CtlInfo, names_plug_in_chip_and_firmware) {
     ASSERT_EQ(run.status, 0) << run.err;
     const auto info = parse_json(run.out);
     EXPECT_EQ(breaks_schema(info, "info"), "");
-    EXPECT_THAT(std::string(info["plugin"]["file"]), HasSubstr("dvb_ts_tuner_ds3000"));
-    EXPECT_EQ(info["board"]["demodulator"], "DS3103");
-    EXPECT_EQ(info["board"]["lnb_supply"], "gpio");
-    EXPECT_EQ(info["firmware"]["loaded_bytes"], 8192);
+    EXPECT_THAT(std::string(info.at("plugin").at("file")), HasSubstr("dvb_ts_tuner_ds3000"));
+    EXPECT_EQ(info.at("board").at("demodulator"), "DS3103");
+    EXPECT_EQ(info.at("board").at("lnb_supply"), "gpio");
+    EXPECT_EQ(info.at("firmware").at("loaded_bytes"), 8192);
 }
 
 TEST_F(CtlInfo, tells_a_placeholder_firmware) {
     const Outcome run = ctl("info --format json");
 
-    if (parse_json(run.out)["firmware"]["kind"] != "placeholder") {
+    if (parse_json(run.out).at("firmware").at("kind") != "placeholder") {
         GTEST_SKIP() << "this build embeds an image";
     }
     EXPECT_THAT(run.err, HasSubstr("placeholder"));
@@ -40,9 +40,9 @@ TEST_F(CtlInfo, shows_the_chips_of_a_scenario_as_the_driver_finds_them) {
 
     ASSERT_EQ(run.status, 0) << run.err;
     const auto info = parse_json(run.out);
-    EXPECT_EQ(info["board"]["demodulator"], "DS300X");
-    EXPECT_EQ(info["board"]["lnb_supply"], "lnbh23");
-    EXPECT_EQ(info["board"]["tuner_identity"], "0x41");
+    EXPECT_EQ(info.at("board").at("demodulator"), "DS300X");
+    EXPECT_EQ(info.at("board").at("lnb_supply"), "lnbh23");
+    EXPECT_EQ(info.at("board").at("tuner_identity"), "0x41");
 }
 
 TEST_F(CtlInfo, is_readable_as_text) {

@@ -25,7 +25,7 @@ TEST_F(CtlList, every_list_keeps_to_its_schema) {
         for (std::string line; std::getline(lines, line); ++count) {
             EXPECT_EQ(breaks_schema(parse_json(line), "list-" + list + "-entry"), "");
         }
-        EXPECT_EQ(count, parse_json(whole.out)["entries"].size());
+        EXPECT_EQ(count, parse_json(whole.out).at("entries").size());
     }
 }
 
@@ -53,7 +53,7 @@ TEST_F(CtlList, satellites_are_the_installed_tables) {
     ASSERT_EQ(run.status, 0);
     const auto list = parse_json(run.out);
     EXPECT_EQ(breaks_schema(list, "list-satellites"), "");
-    EXPECT_EQ(list["entries"].size(), host::installed_tables().size());
+    EXPECT_EQ(list.at("entries").size(), host::installed_tables().size());
 }
 
 TEST_F(CtlList, refuses_what_it_has_no_use_for) {

@@ -40,6 +40,8 @@ Outcome CtlTest::shell(const std::string &commands) const {
     write_file("commands",
                fmt::format("CTL='{}'\ncd '{}'\n{}\n", DS3000_CTL, folder_.string(), commands));
     const std::string base = folder_.string();
+    // The commands are the tests' own.
+    // NOLINTNEXTLINE(cert-env33-c)
     const int result = std::system(
         fmt::format("sh '{0}/commands' >'{0}/stdout' 2>'{0}/stderr' </dev/null", base).c_str());
     return {WIFEXITED(result) ? WEXITSTATUS(result) : -1, read_file("stdout"), read_file("stderr")};
@@ -55,11 +57,7 @@ bool CtlTest::exists(const std::string &name) const {
     return std::filesystem::exists(folder_ / name);
 }
 
-nlohmann::json parse_json(const std::string &text) {
-    auto value = nlohmann::json::parse(text, nullptr, false);
-    EXPECT_FALSE(value.is_discarded()) << "no JSON: " << text;
-    return value.is_discarded() ? nlohmann::json::object() : value;
-}
+nlohmann::json parse_json(const std::string &text) { return nlohmann::json::parse(text); }
 
 std::string breaks_schema(const nlohmann::json &value, const std::string &schema) {
     const std::string text = contents(std::filesystem::path(DS3000_SCHEMAS) / (schema + ".json"));

@@ -36,7 +36,7 @@ class CtlTest : public testing::Test {
     std::filesystem::path folder_;
 };
 
-// The JSON of a text; a test failure for text that is none.
+// The JSON of a text. Throws for text that is none, which fails the test.
 nlohmann::json parse_json(const std::string &text);
 
 // How a value breaks the shipped schema of that name; empty when it does not.

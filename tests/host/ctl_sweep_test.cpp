@@ -26,8 +26,8 @@ class CtlSweep : public CtlTest {
 };
 
 json row_of(const json &sweep, const std::string &table, int number) {
-    for (const json &row : sweep["transponders"]) {
-        if (row["table"] == table && row["row"] == number) {
+    for (const json &row : sweep.at("transponders")) {
+        if (row.at("table") == table && row.at("row") == number) {
             return row;
         }
     }
@@ -41,40 +41,40 @@ TEST_F(CtlSweep, puts_each_row_into_one_class) {
     EXPECT_EQ(run.err, "");
     const json sweep = parse_json(run.out);
     EXPECT_EQ(breaks_schema(sweep, "sweep"), "");
-    EXPECT_EQ(row_of(sweep, "Mixed", 1)["class"], "locked");
-    EXPECT_EQ(row_of(sweep, "Mixed", 2)["class"], "no_lock");
-    EXPECT_EQ(row_of(sweep, "Mixed", 3)["class"], "out_of_range");
-    EXPECT_EQ(row_of(sweep, "Mixed", 4)["class"], "unusable_row");
-    EXPECT_EQ(row_of(sweep, "Mixed", 5)["class"], "locked");
-    EXPECT_EQ(sweep["totals"], (json{{"locked", 2},
-                                     {"no_lock", 1},
-                                     {"out_of_range", 1},
-                                     {"refused", 0},
-                                     {"unusable_row", 1},
-                                     {"rows", 5}}));
-    EXPECT_EQ(sweep["tables"].size(), 1U);
-    EXPECT_EQ(sweep["complaints"], json::array());
-    EXPECT_EQ(sweep["complete"], true);
+    EXPECT_EQ(row_of(sweep, "Mixed", 1).at("class"), "locked");
+    EXPECT_EQ(row_of(sweep, "Mixed", 2).at("class"), "no_lock");
+    EXPECT_EQ(row_of(sweep, "Mixed", 3).at("class"), "out_of_range");
+    EXPECT_EQ(row_of(sweep, "Mixed", 4).at("class"), "unusable_row");
+    EXPECT_EQ(row_of(sweep, "Mixed", 5).at("class"), "locked");
+    EXPECT_EQ(sweep.at("totals"), (json{{"locked", 2},
+                                        {"no_lock", 1},
+                                        {"out_of_range", 1},
+                                        {"refused", 0},
+                                        {"unusable_row", 1},
+                                        {"rows", 5}}));
+    EXPECT_EQ(sweep.at("tables").size(), 1U);
+    EXPECT_EQ(sweep.at("complaints"), json::array());
+    EXPECT_EQ(sweep.at("complete"), true);
 }
 
 TEST_F(CtlSweep, explains_each_class) {
     const json sweep = parse_json(ctl("sweep Mixed --format json").out);
 
     const json locked = row_of(sweep, "Mixed", 1);
-    EXPECT_EQ(locked["receivable"], true);
-    EXPECT_GE(locked["quality_db"], 12);
-    EXPECT_GE(locked["strength_percent"], 40);
-    EXPECT_LE(locked["lock_ms"], 500);
+    EXPECT_EQ(locked.at("receivable"), true);
+    EXPECT_GE(locked.at("quality_db"), 12);
+    EXPECT_GE(locked.at("strength_percent"), 40);
+    EXPECT_LE(locked.at("lock_ms"), 500);
     const json no_lock = row_of(sweep, "Mixed", 2);
-    EXPECT_EQ(no_lock["receivable"], false);
+    EXPECT_EQ(no_lock.at("receivable"), false);
     EXPECT_TRUE(no_lock.contains("reason"));
     EXPECT_TRUE(no_lock.contains("obstacle"));
     EXPECT_FALSE(no_lock.contains("quality_db"));
-    EXPECT_THAT(std::string(row_of(sweep, "Mixed", 3)["explanation"]), HasSubstr("950 MHz"));
+    EXPECT_THAT(std::string(row_of(sweep, "Mixed", 3).at("explanation")), HasSubstr("950 MHz"));
     const json unusable = row_of(sweep, "Mixed", 4);
-    EXPECT_EQ(unusable["line"], 28);
-    EXPECT_THAT(std::string(unusable["explanation"]), HasSubstr("in MHz?"));
-    EXPECT_EQ(row_of(sweep, "Mixed", 5)["lnb"], "C-BAND");
+    EXPECT_EQ(unusable.at("line"), 28);
+    EXPECT_THAT(std::string(unusable.at("explanation")), HasSubstr("in MHz?"));
+    EXPECT_EQ(row_of(sweep, "Mixed", 5).at("lnb"), "C-BAND");
 }
 
 TEST_F(CtlSweep, of_two_tables_is_the_same_byte_by_byte_each_time) {
@@ -90,12 +90,12 @@ TEST_F(CtlSweep, of_two_tables_is_the_same_byte_by_byte_each_time) {
 TEST_F(CtlSweep, counts_each_table_and_all) {
     const json sweep = parse_json(ctl("sweep Clean Mixed --format json").out);
 
-    ASSERT_EQ(sweep["tables"].size(), 2U);
-    EXPECT_EQ(sweep["tables"][0]["table"], "Clean");
-    EXPECT_EQ(sweep["tables"][0]["locked"], 3);
-    EXPECT_EQ(sweep["tables"][1]["rows"], 5);
-    EXPECT_EQ(sweep["totals"]["rows"], 8);
-    EXPECT_GT(sweep["virtual_time_ms"], 1000);
+    ASSERT_EQ(sweep.at("tables").size(), 2U);
+    EXPECT_EQ(sweep.at("tables").at(0).at("table"), "Clean");
+    EXPECT_EQ(sweep.at("tables").at(0).at("locked"), 3);
+    EXPECT_EQ(sweep.at("tables").at(1).at("rows"), 5);
+    EXPECT_EQ(sweep.at("totals").at("rows"), 8);
+    EXPECT_GT(sweep.at("virtual_time_ms"), 1000);
 }
 
 TEST_F(CtlSweep, has_a_line_for_each_row_and_one_for_the_whole) {
@@ -144,7 +144,47 @@ TEST_F(CtlSweep, a_receivable_transponder_without_lock_is_a_defect) {
 
     EXPECT_EQ(run.status, 5);
     EXPECT_THAT(run.err, HasSubstr("receivable, but no lock: no_lock      Clean:"));
-    EXPECT_GT(parse_json(run.out)["totals"]["no_lock"], 0);
+    EXPECT_GT(parse_json(run.out).at("totals").at("no_lock"), 0);
+}
+
+TEST_F(CtlSweep, what_the_hardware_complains_about_is_a_defect) {
+    write_file("Useless", table_row(11494, 22000000));
+
+    const Outcome run =
+        ctl("sweep Useless --format json --plugin " DS3000_WRONG_PLUGINS "/transfer.so");
+
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.err, HasSubstr("the driver: "));
+    const json sweep = parse_json(run.out);
+    EXPECT_EQ(breaks_schema(sweep, "sweep"), "");
+    EXPECT_EQ(sweep.at("complaints").size(), 1U);
+}
+
+TEST_F(CtlSweep, a_lock_that_only_the_driver_sees_is_none) {
+    const Outcome run =
+        ctl("sweep Clean --format json --plugin " DS3000_WRONG_PLUGINS "/transfer.so");
+
+    EXPECT_EQ(run.status, 5);
+    EXPECT_EQ(parse_json(run.out).at("totals").at("locked"), 0);
+}
+
+TEST_F(CtlSweep, gives_the_driver_the_time_for_its_recoveries) {
+    write_file("equaliser.toml", "[[fault]]\nkind = \"equaliser_divergence\"\n");
+
+    const Outcome run = ctl("sweep Clean --board sim:equaliser.toml --format json");
+
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(parse_json(run.out).at("totals").at("locked"), 3);
+}
+
+TEST_F(CtlSweep, a_reader_that_goes_away_is_a_write_error) {
+    const Outcome run = shell(
+        "{ \"$CTL\" sweep Clean Mixed --format json --trace trace; "
+        "echo $? >status; } | true");
+
+    EXPECT_EQ(read_file("status"), "1\n");
+    EXPECT_THAT(run.err, HasSubstr("standard output cannot be written"));
+    EXPECT_THAT(read_file("trace"), HasSubstr("gpio 6 0")) << "the LNB supply is switched off";
 }
 
 TEST_F(CtlSweep, nothing_that_locks_is_nothing_found) {
@@ -155,13 +195,13 @@ TEST_F(CtlSweep, nothing_that_locks_is_nothing_found) {
 TEST_F(CtlSweep, works_through_a_switch) {
     const Outcome run = ctl("sweep Clean --switch 3 --format json");
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(parse_json(run.out)["totals"]["locked"], 3);
+    EXPECT_EQ(parse_json(run.out).at("totals").at("locked"), 3);
 }
 
 TEST_F(CtlSweep, an_lnb_can_be_forced) {
     const json sweep = parse_json(ctl("sweep Mixed --lnb C-BAND --format json").out);
-    EXPECT_EQ(sweep["totals"]["locked"], 1);
-    EXPECT_EQ(sweep["totals"]["out_of_range"], 3);
+    EXPECT_EQ(sweep.at("totals").at("locked"), 1);
+    EXPECT_EQ(sweep.at("totals").at("out_of_range"), 3);
 }
 
 // Starts a sweep that takes seconds, waits until the receiver is at work, then sends signals.
@@ -175,8 +215,8 @@ TEST_F(CtlSweep, ctrl_c_ends_cleanly_with_what_is_there) {
     EXPECT_EQ(run.status, 130);
     const json sweep = parse_json(run.out);
     EXPECT_EQ(breaks_schema(sweep, "sweep"), "");
-    EXPECT_EQ(sweep["complete"], false);
-    EXPECT_LT(sweep["totals"]["rows"], 8);
+    EXPECT_EQ(sweep.at("complete"), false);
+    EXPECT_LT(sweep.at("totals").at("rows"), 8);
     EXPECT_THAT(read_file("trace"), HasSubstr("gpio 6 0")) << "the LNB supply is switched off";
 }
 

@@ -23,10 +23,10 @@ TEST_F(CtlTune, locks_by_numbers_on_the_built_in_board) {
     EXPECT_EQ(run.err, "");
     const auto result = parse_json(run.out);
     EXPECT_EQ(breaks_schema(result, "tune"), "");
-    EXPECT_EQ(result["locked"], true);
-    EXPECT_LE(result["lock_ms"], 500);
-    EXPECT_GE(result["quality_db"], 12);
-    EXPECT_GE(result["strength_percent"], 40);
+    EXPECT_EQ(result.at("locked"), true);
+    EXPECT_LE(result.at("lock_ms"), 500);
+    EXPECT_GE(result.at("quality_db"), 12);
+    EXPECT_GE(result.at("strength_percent"), 40);
     EXPECT_FALSE(result.contains("reason"));
 }
 
@@ -38,10 +38,10 @@ TEST_F(CtlTune, locks_by_a_row_with_the_dish_on_its_satellite) {
     ASSERT_EQ(run.status, 0) << run.err;
     const auto result = parse_json(run.out);
     EXPECT_EQ(breaks_schema(result, "tune"), "");
-    EXPECT_EQ(result["table"], "Small");
-    EXPECT_EQ(result["row"], 1);
-    EXPECT_EQ(result["name"], "Far Away");
-    EXPECT_EQ(result["plan"]["tone"], true);
+    EXPECT_EQ(result.at("table"), "Small");
+    EXPECT_EQ(result.at("row"), 1);
+    EXPECT_EQ(result.at("name"), "Far Away");
+    EXPECT_EQ(result.at("plan").at("tone"), true);
     EXPECT_EQ(ctl("tune Small 3800H").status, 0) << "C band, its oscillator above the carrier";
 }
 
@@ -49,7 +49,7 @@ TEST_F(CtlTune, goes_through_every_port_of_the_switch) {
     for (const std::string port : {"1", "2", "3", "4"}) {
         const Outcome run = ctl(by_numbers + " --format json --switch " + port);
         EXPECT_EQ(run.status, 0) << run.err;
-        EXPECT_EQ(parse_json(run.out)["plan"]["switch_port"], std::stoi(port));
+        EXPECT_EQ(parse_json(run.out).at("plan").at("switch_port"), std::stoi(port));
     }
 }
 
@@ -61,12 +61,12 @@ TEST_F(CtlTune, no_lock_comes_with_the_reason_and_without_a_quality) {
     EXPECT_EQ(run.status, 5);
     const auto result = parse_json(run.out);
     EXPECT_EQ(breaks_schema(result, "tune"), "");
-    EXPECT_EQ(result["locked"], false);
+    EXPECT_EQ(result.at("locked"), false);
     EXPECT_FALSE(result.contains("quality_db"));
     EXPECT_FALSE(result.contains("lock_ms"));
-    EXPECT_NE(result["reason"], "");
-    EXPECT_GE(result["waited_ms"], 500);
-    EXPECT_LE(result["waited_ms"], 700);
+    EXPECT_NE(result.at("reason"), "");
+    EXPECT_GE(result.at("waited_ms"), 500);
+    EXPECT_LE(result.at("waited_ms"), 700);
 }
 
 TEST_F(CtlTune, shows_the_plan_without_a_board) {
@@ -77,10 +77,10 @@ TEST_F(CtlTune, shows_the_plan_without_a_board) {
     ASSERT_EQ(run.status, 0) << run.err;
     const auto plan = parse_json(run.out);
     EXPECT_EQ(breaks_schema(plan, "plan"), "");
-    EXPECT_EQ(plan["plan"]["tuned_if_mhz"], 1100);
-    EXPECT_EQ(plan["plan"]["supply_volts"], 13);
-    EXPECT_EQ(plan["plan"]["tone"], true);
-    EXPECT_EQ(plan["plan"]["switch_message"], "E0 10 38 F5");
+    EXPECT_EQ(plan.at("plan").at("tuned_if_mhz"), 1100);
+    EXPECT_EQ(plan.at("plan").at("supply_volts"), 13);
+    EXPECT_EQ(plan.at("plan").at("tone"), true);
+    EXPECT_EQ(plan.at("plan").at("switch_message"), "E0 10 38 F5");
     EXPECT_THAT(ctl(by_numbers + " --show-plan").out, HasSubstr("1744 MHz"));
 }
 
@@ -102,7 +102,7 @@ TEST_F(CtlTune, obeys_a_scenario_and_its_lnb) {
 
     const Outcome run = ctl(tune + "3800M");
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(parse_json(run.out)["lnb"]["low_khz"], 5150000);
+    EXPECT_EQ(parse_json(run.out).at("lnb").at("low_khz"), 5150000);
     EXPECT_EQ(ctl(tune + "11494M").status, 9);
     EXPECT_EQ(ctl(tune + "3900M --timeout 0.5").status, 5);
 }
@@ -141,7 +141,7 @@ TEST_F(CtlTune, writes_to_a_file_when_asked_to) {
 
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, "");
-    EXPECT_EQ(parse_json(read_file("result.json"))["locked"], true);
+    EXPECT_EQ(parse_json(read_file("result.json")).at("locked"), true);
 }
 
 TEST_F(CtlTune, has_a_csv_form_of_one_row) {

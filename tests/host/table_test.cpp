@@ -71,6 +71,51 @@ TEST(Table, a_whole_row_is_read_with_every_key) {
     EXPECT_EQ(transponder.source, "Name-1.0W:1");
 }
 
+// The transponder of a row with this line in it.
+sim::Transponder read_with(std::string_view key, std::string_view line) {
+    const std::string text = row_with(key, line);
+    const Table table = parse_table(
+        text + (text.find(line) == std::string::npos ? std::string(line) + "\n" : std::string()),
+        "Table");
+    return table.rows.empty() ? sim::Transponder{} : table.rows.front().transponder;
+}
+
+TEST(Table, every_modulation_code_rate_and_roll_off_is_known) {
+    using sim::CodeRate;
+    using sim::Modulation;
+    using sim::RollOff;
+    for (const auto &[text, modulation] :
+         {std::pair{"QPSK", Modulation::qpsk}, std::pair{"QAM/AUTO", Modulation::qpsk},
+          std::pair{"PSK/8", Modulation::psk8}, std::pair{"APSK/16", Modulation::apsk16},
+          std::pair{"APSK/32", Modulation::apsk32}}) {
+        const std::string line = std::string("MODULATION = ") + text;
+        EXPECT_EQ(read_with("MODULATION", line).modulation, modulation) << text;
+    }
+    for (const auto &[text, rate] :
+         {std::pair{"2/5", CodeRate::r2_5}, std::pair{"1/2", CodeRate::r1_2},
+          std::pair{"3/5", CodeRate::r3_5}, std::pair{"2/3", CodeRate::r2_3},
+          std::pair{"3/4", CodeRate::r3_4}, std::pair{"4/5", CodeRate::r4_5},
+          std::pair{"5/6", CodeRate::r5_6}, std::pair{"7/8", CodeRate::r7_8},
+          std::pair{"8/9", CodeRate::r8_9}, std::pair{"9/10", CodeRate::r9_10}}) {
+        const std::string line = std::string("INNER_FEC = ") + text;
+        EXPECT_EQ(read_with("INNER_FEC", line).code_rate, rate) << text;
+    }
+    for (const auto &[text, roll_off] :
+         {std::pair{"35", RollOff::r35}, std::pair{"AUTO", RollOff::r35},
+          std::pair{"25", RollOff::r25}, std::pair{"20", RollOff::r20}}) {
+        const std::string line = std::string("ROLLOFF = ") + text;
+        EXPECT_EQ(read_with("ROLLOFF", line).roll_off, roll_off) << text;
+    }
+}
+
+TEST(Table, pilots_and_inversion_are_taken_as_they_are_given) {
+    EXPECT_TRUE(read_with("PILOT", "PILOT = ON").pilots);
+    EXPECT_FALSE(read_with("PILOT", "PILOT = OFF").pilots);
+    EXPECT_FALSE(read_with("PILOT", "PILOT = AUTO").pilots);
+    EXPECT_TRUE(read_with("INVERSION", "INVERSION = ON").inverted);
+    EXPECT_FALSE(read_with("INVERSION", "INVERSION = AUTO").inverted);
+}
+
 TEST(Table, what_is_open_in_a_row_stays_open) {
     const Table table = parse_table(
         "[CHANNEL]\nDELIVERY_SYSTEM = DVBS\nFREQUENCY = 11494000\n"

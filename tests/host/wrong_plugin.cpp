@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "hw/hdi.h"
 #include "plugin/plugin.h"
 
 namespace {
@@ -29,11 +30,32 @@ const std::uint32_t *get_list() {
 #endif
 }
 
+#ifdef WRONG_TRANSFER
+// A Tuner that locks everything and reaches for the tuner without opening the way to it.
+Tuner *create(std::uintptr_t host_arg) {
+    static Tuner tuner{};
+    tuner.host_arg = host_arg;
+    tuner.init = [](Tuner *) -> std::uint32_t {
+        constexpr std::uint8_t data[] = {0x00, 0x01};
+        void *bus = hdi_create_i2c_bus();
+        hdi_Write_i2c_port(bus, 0xC0, data, sizeof data, HDI_COMPLETE);
+        hdi_destroy_i2c_bus(bus);
+        return 1;
+    };
+    tuner.tune = [](Tuner *, const tune_request *) -> std::uint32_t { return 1; };
+    tuner.get_signal = [](Tuner *, std::uint8_t *) -> std::uint32_t { return 0; };
+    tuner.get_lock = [](Tuner *) -> std::uint32_t { return 1; };
+    tuner.finalize = [](Tuner *) -> std::uint32_t { return 1; };
+    tuner.free = [](Tuner *) {};
+    return &tuner;
+}
+#else
 [[maybe_unused]] Tuner *create(std::uintptr_t host_arg) {
     static Tuner tuner{};
     tuner.host_arg = host_arg;
     return &tuner;  // with every operation null
 }
+#endif
 
 #ifdef WRONG_VERSION
 constexpr std::uintptr_t version = 2;
