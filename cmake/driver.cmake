@@ -13,13 +13,19 @@ set(ds3000_public_headers
   demod/ts_output.h
   diseqc/diseqc.h
   diseqc/unicable.h
+  diseqc/user_bands.h
   hw/driver_record.h
   hw/firmware.h
   hw/hdi.h
   hw/lnb_supply.h
   hw/register_access.h
   plugin/plugin.h
+  scan/blind_scan.h
   scan/scan_control.h
+  scan/scan_list.h
+  scan/scan_request.h
+  scan/spectrum_search.h
+  scan/verification.h
   tuner/signal_strength.h
   tuner/ts2022.h
   tuner/tuner_ops.h)
@@ -37,12 +43,18 @@ set(ds3000_sources
   demod/ts_output.cpp
   diseqc/diseqc.cpp
   diseqc/unicable.cpp
+  diseqc/user_bands.cpp
   hw/firmware.cpp
   hw/lnb_supply.cpp
   hw/mcu.cpp
   hw/message.cpp
   hw/register_access.cpp
+  scan/blind_scan.cpp
+  scan/peak_filter.cpp
   scan/scan_control.cpp
+  scan/scan_list.cpp
+  scan/spectrum_search.cpp
+  scan/verification.cpp
   tuner/signal_strength.cpp
   tuner/ts2022_channel.cpp
   tuner/ts2022_gain.cpp

@@ -24,10 +24,10 @@ extern const uint8_t ds3000_firmware_b[FIRMWARE_SIZE];
  * Returns 0, or -8 when a block failed. */
 int32_t load_firmware(const uint8_t *image);
 
-/* Restart the micro-controller with the program it has. Begins the acquisition anew for the
- * lock poll (first_poll 1, locked_once 0, s2_recovery_done 0), holds (0xB2 = 0x01), pulses the core reset
- * (DS300X: only 1000 us of wait; DS3002B and DS3103: 0x00 = 0x01, 1000 us, 0x00 = 0x00), releases
- * (0xB2 = 0x00). Transfer results are ignored.
+/* Restart the micro-controller with the program it has. Begins the acquisition anew for the lock
+ * poll (first_poll 1, locked_once 0, s2_recovery_done 0), holds (0xB2 = 0x01), pulses the core
+ * reset (DS300X: only 1000 us of wait; DS3002B and DS3103: 0x00 = 0x01, 1000 us, 0x00 = 0x00),
+ * releases (0xB2 = 0x00). Transfer results are ignored.
  * Returns 0, or -6 for an unknown chip_type: the micro-controller is then left held. */
 int32_t reset_mcu(void);
 

@@ -39,8 +39,8 @@ struct Table {
     [[nodiscard]] sim::Satellite satellite() const;
 };
 
-// Read a DVBv5 table with libdvbv5, row by row behind the guard of table_file.h: a row that is wrong
-// is rejected with its reason and costs no other row.
+// Read a DVBv5 table with libdvbv5, row by row behind the guard of table_file.h: a wrong row is
+// rejected with its reason and costs no other row.
 // Throws Failure (bad_input) for what is no table at all.
 Table read_table(const std::filesystem::path &file);
 

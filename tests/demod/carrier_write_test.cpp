@@ -10,7 +10,7 @@ namespace {
 using tests::Fields;
 
 class CarrierWriteTest : public tests::ChannelTest {
-  protected:
+ protected:
     // Program an offset and expect its two bytes, high byte first.
     void expect_offset(std::int32_t offset_khz, const std::string &high, const std::string &low) {
         SCOPED_TRACE(offset_khz);

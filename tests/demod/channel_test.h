@@ -41,7 +41,7 @@ using Fields = std::map<std::string, std::int64_t>;
 // Chip-layer tests that look at the whole context and lend the demodulator a tuner whose calls
 // appear in the transcript as log lines.
 class ChannelTest : public ChipTest {
-  protected:
+ protected:
     // A channel of before: every field that an operation may write holds something else.
     static void leave_old_channel();
 
@@ -57,7 +57,7 @@ class ChannelTest : public ChipTest {
     void remember_context() { remembered_ = ds3000_context; }
     [[nodiscard]] Fields changed_fields() const;
 
-  private:
+ private:
     struct ds3000_context remembered_;
 };
 

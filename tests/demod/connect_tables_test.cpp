@@ -53,7 +53,7 @@ int count_rows(const std::string &rows) {
 }
 
 class ConnectTablesTest : public tests::ChannelTest {
-  protected:
+ protected:
     ConnectTablesTest() {
         leave_old_channel();
         ds3000_context.spectrum_inverted = 0;
@@ -282,7 +282,7 @@ struct Clock {
 };
 
 class Dvbs2ClockTest : public ConnectTablesTest {
-  protected:
+ protected:
     Dvbs2ClockTest() { ds3000_context.chip_type = CHIP_DS3002B; }
 
     // The two programmings of DVB-S2 with another mode, rate, clock and divider.

@@ -23,7 +23,7 @@ constexpr const char *dvbs_ds310x = "connect_dvbs_ds310x.txt";
 constexpr const char *dvbs2_ds310x = "connect_dvbs2_ds310x.txt";
 
 class ConnectTest : public tests::ChannelTest {
-  protected:
+ protected:
     ConnectTest() { leave_old_channel(); }
 
     // The channels of the four goldens.

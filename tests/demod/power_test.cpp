@@ -18,7 +18,7 @@ using tests::image_goes_here;
 using tests::initialisation;
 
 class PowerTest : public tests::ChannelTest {
-  protected:
+ protected:
     PowerTest() { leave_old_channel(); }
 
     std::string identify(const std::string &transcript, std::int32_t expected) {
@@ -552,7 +552,7 @@ const std::string to_144000_from_96000 = switch_clock(clock_96000, "2A", "55");
 const std::string to_192000_from_96000 = switch_clock(clock_96000, "EA", "15");
 
 class SetModeTest : public PowerTest {
-  protected:
+ protected:
     SetModeTest() {
         ds3000_context.chip_type = CHIP_DS3002B;
         ds3000_context.standard = STANDARD_DVBS2;

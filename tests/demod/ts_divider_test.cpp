@@ -8,7 +8,7 @@
 namespace {
 
 class TsDividerTest : public tests::ChipTest {
-  protected:
+ protected:
     void expect_ts_mode(const std::string &output_register, std::uint8_t expected) {
         SCOPED_TRACE(output_register);
         board("read demod FD -> " + output_register);
