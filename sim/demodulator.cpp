@@ -34,6 +34,12 @@ constexpr auto status_registers = [] {
                                    reg::agc_level,
                                    reg::carrier_amplitude,
                                    reg::carrier_amplitude_low,
+                                   reg::cci_frequency_high,
+                                   reg::cci_frequency_low,
+                                   reg::search_control,
+                                   reg::search_result,
+                                   reg::search_occupied_high,
+                                   reg::search_occupied_low,
                                    reg::carrier_low,
                                    reg::carrier_high,
                                    reg::measured_symbol_rate_low,
@@ -72,7 +78,8 @@ Demodulator::Demodulator(const Scenario &scenario, SignalSource &source, Outdoor
       watch_(&watch),
       diseqc_(outdoor),
       program_(chip_, watch),
-      noise_(scenario.seed, scenario.jitter_db) {
+      noise_(scenario.seed, scenario.jitter_db),
+      engine_(scenario.seed, scenario.spurious_share) {
     for (const Fault &fault : scenario.faults) {
         if (fault.kind == Fault::Kind::wrong_identity) {
             identity_faults_.push_back(fault);
@@ -95,6 +102,8 @@ void Demodulator::power_on() {
     mcu_written_ = false;
     was_powered_ = false;
     running_ = false;
+    job_ = Job::reception;
+    engine_.power_on();
     stale_ = false;
     restart_ = false;
     window_started_ = false;
@@ -167,14 +176,14 @@ Reason Demodulator::why_not_running(std::string &text) const {
 
 Search Demodulator::search_from_registers() const {
     const auto &plain = regs_.plain;
-    const auto expected =
-        static_cast<std::int16_t>(plain[reg::carrier_high] << 8 | plain[reg::carrier_low]);
     Search search;
     search.system = system();
-    search.expected_khz = expected * register_step_khz;
+    search.expected_khz = programmed_carrier_khz();
     search.symbol_rate_ksps =
         (plain[reg::symbol_rate_high] << 8 | plain[reg::symbol_rate_low]) * register_step_khz;
-    search.mirrored = chip_ != Chip::ds300x && (plain[reg::spectrum] & reg::spectrum_invert) != 0;
+    search.mirrored = mirrors();
+    search.wide = plain[reg::reg_c7] != 0;
+    search.near = (plain[reg::reg_0c] & 0x04) != 0;
     search.diverged = divergence_fault_ && search.system == System::dvbs2 &&
                       plain[reg::reg_bd] != restart_equaliser;
     search.table_fault = table_fault(chip_, search.system, regs_);
@@ -193,6 +202,8 @@ void Demodulator::run_may_change(std::uint64_t now_ns) {
     changed_ns_ = now_ns;
     if (runs) {
         search_ = search_from_registers();
+        job_ = job_from_registers();
+        running_since_ns_ = now_ns;
         counters_from_ns_ = now_ns;
     }
 }
@@ -221,7 +232,7 @@ void Demodulator::refresh() {
         return;
     }
     stale_ = false;
-    if (!running_) {
+    if (!running_ || job_ != Job::reception) {
         acquisition_.stop();
         return;
     }
@@ -314,6 +325,9 @@ void Demodulator::write_one(std::uint8_t reg, std::uint8_t value, std::uint64_t 
         case reg::ts_divider:
             regs_.ts.at(ts_bank()).at(reg - reg::ts_mode) = value;
             break;
+        case reg::search_control:
+            write_search_control(value, now_ns);
+            break;
         case reg::errors_high:
             window_started_ = (value & reg::errors_running) != 0;
             window_from_ns_ = now_ns;
@@ -379,6 +393,12 @@ Verdict Demodulator::verdict(std::uint64_t now_ns) {
     Verdict verdict;
     if (!running_) {
         verdict.reason = why_not_running(verdict.text);
+        return verdict;
+    }
+    if (job_ != Job::reception) {
+        verdict.reason = Reason::no_carrier;
+        verdict.text = job_ == Job::spectrum ? "the spectrum engine runs, no reception"
+                                             : "a tone is measured, no reception";
         return verdict;
     }
     const Finding &finding = acquisition_.finding();

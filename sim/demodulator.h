@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "sim/noise.h"
 #include "sim/required_registers.h"
 #include "sim/scenario.h"
+#include "sim/spectrum_engine.h"
 #include "sim/ts_port.h"
 #include "sim/verdict.h"
 #include "sim/watch.h"
@@ -23,6 +25,8 @@ namespace sim {
 class SignalSource {
  public:
     virtual Finding find(const Search &search) = 0;
+    virtual Spectrum spectrum(bool mirrored) = 0;
+    virtual std::optional<Tone> tone(bool mirrored) = 0;
     virtual double level_dbm() = 0;
     virtual unsigned tuner_type() = 0;
     virtual std::uint64_t settled_ns() = 0;  // when the tuner's last calibration is over
@@ -41,6 +45,12 @@ class SignalSource {
 // 0x07 - with what the registers hold at that moment. Later writes of them wait for the next
 // search; what the tuner, the LNB and the weather do is seen at once. 0x07 also puts the expected
 // carrier back to 0.
+// What it does then is one of three jobs: the spectrum engine (0x08 bit 7 and 0x90 = 0x73 set), the
+// measurement of a tone (0x0C = 0x06, 0xC4 = 0x01, 0xC7 = 0xFF), else reception.
+// A wide search (0xC7 not 0) finds symbol rates up to 10 % off the programmed one. The carrier it
+// locks, when within a symbol rate of where it was expected, replaces the programmed offset and is
+// tracked; one further off leaves it, so that programmed less measured tells how far. With bit 2 of
+// 0x0C only carriers within half a symbol rate count.
 // Many registers mean other things read than written; those keep both.
 class Demodulator {
  public:
@@ -66,6 +76,8 @@ class Demodulator {
     [[nodiscard]] Verdict verdict(std::uint64_t now_ns);
 
  private:
+    enum class Job { reception, spectrum, tone };
+
     void write_one(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
     void write_master_clock(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
     void note_powered_down_access(std::uint8_t reg, std::uint64_t now_ns);
@@ -75,6 +87,16 @@ class Demodulator {
     [[nodiscard]] Reason why_not_running(std::string &text) const;
     [[nodiscard]] Search search_from_registers() const;
     void refresh();
+
+    [[nodiscard]] Job job_from_registers() const;
+    [[nodiscard]] bool engine_is_set_up() const;
+    [[nodiscard]] bool mirrors() const;
+    [[nodiscard]] double programmed_carrier_khz() const;
+    std::uint64_t engine_ready_ns();
+    void write_search_control(std::uint8_t value, std::uint64_t now_ns);
+    std::uint8_t read_search(std::uint8_t reg, std::uint64_t now_ns);
+    std::uint8_t engine_status(std::uint64_t now_ns);
+    std::uint8_t read_tone(std::uint8_t reg, std::uint64_t now_ns);
 
     [[nodiscard]] System system() const;
     [[nodiscard]] std::size_t ts_bank() const;
@@ -115,7 +137,10 @@ class Demodulator {
     bool mcu_written_ = false;
     bool was_powered_ = false;
     bool running_ = false;
+    Job job_ = Job::reception;
+    std::uint64_t running_since_ns_ = 0;
     Search search_;
+    SpectrumEngine engine_;
     Acquisition acquisition_;
     bool stale_ = false;
     bool restart_ = false;

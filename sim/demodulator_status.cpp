@@ -46,9 +46,22 @@ std::uint8_t Demodulator::read_status(std::uint8_t reg, std::uint64_t now_ns) {
         return read_identity(reg, now_ns);
     }
     refresh();
+    const Job job = running_ ? job_ : Job::reception;
+    if (job == Job::tone && (reg == reg::mcu_state ||
+                             (reg >= reg::carrier_amplitude && reg <= reg::cci_frequency_low))) {
+        return read_tone(reg, now_ns);
+    }
     switch (reg) {
         case reg::lock_status:
-            return lock_bits(now_ns);
+            return job == Job::spectrum ? engine_status(now_ns) : lock_bits(now_ns);
+        case reg::search_control:
+        case reg::search_result:
+        case reg::search_occupied_high:
+        case reg::search_occupied_low:
+            return read_search(reg, now_ns);
+        case reg::cci_frequency_high:
+        case reg::cci_frequency_low:
+            return 0;
         case reg::agc_level:
             return gain_for(source_->tuner_type(), source_->level_dbm()).agc;
         case reg::carrier_amplitude:
@@ -111,7 +124,7 @@ std::uint8_t Demodulator::lock_bits(std::uint64_t now_ns) const {
 
 std::uint8_t Demodulator::amplitude() const {
     const Finding &finding = acquisition_.finding();
-    if (!running_ || finding.carrier == nullptr) {
+    if (!running_ || job_ != Job::reception || finding.carrier == nullptr) {
         return 0;
     }
     return finding.locks() ? 20 : 1;
@@ -122,16 +135,16 @@ std::uint16_t Demodulator::carrier_reading(std::uint64_t now_ns) const {
     const std::uint8_t select = plain[reg::carrier_select] & reg::carrier_select_mask;
     const auto programmed =
         static_cast<std::uint16_t>(plain[reg::carrier_high] << 8 | plain[reg::carrier_low]);
-    if (select == reg::carrier_programmed) {
-        return programmed;
-    }
-    if (select != reg::carrier_measured) {
+    if (select != reg::carrier_programmed && select != reg::carrier_measured) {
         return 0;
     }
-    if (!locked(now_ns)) {
+    const Finding &finding = acquisition_.finding();
+    const bool taken_over =
+        search_.wide && std::abs(finding.offset_khz) <= search_.symbol_rate_ksps;
+    if (!locked(now_ns) || (select == reg::carrier_programmed && !taken_over)) {
         return programmed;
     }
-    const long steps = std::lround(acquisition_.finding().measured_khz / register_step_khz);
+    const long steps = std::lround(finding.measured_khz / register_step_khz);
     return static_cast<std::uint16_t>(static_cast<std::int16_t>(steps));
 }
 

@@ -16,7 +16,7 @@ class Noise {
         return 1 + per_db * spread_db_ * (2 * uniform() - 1);
     }
 
- private:
+    // Spread evenly over 0..1.
     double uniform() {
         state_ ^= state_ << 13;
         state_ ^= state_ >> 7;
@@ -24,6 +24,7 @@ class Noise {
         return static_cast<double>(state_ >> 11) / static_cast<double>(1ULL << 53);
     }
 
+ private:
     std::uint64_t state_;
     double spread_db_;
 };

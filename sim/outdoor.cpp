@@ -45,6 +45,9 @@ Outdoor::Outdoor(const Scenario &scenario)
             }
         }
     }
+    if (scenario.unicable) {
+        unicable_.emplace(*scenario.unicable);
+    }
     for (const Fault &fault : scenario.faults) {
         if (fault.kind == Fault::Kind::lost_diseqc) {
             message_faults_.push_back(fault);
@@ -54,8 +57,11 @@ Outdoor::Outdoor(const Scenario &scenario)
 
 void Outdoor::supply_changed() {
     ++changes_;
-    if (volts() == 0 || weather_.cable_pulled) {
+    if (!powered()) {
         switch_lines_ = 0;
+        if (unicable_) {
+            unicable_->power_off();
+        }
     }
 }
 
@@ -99,9 +105,15 @@ bool Outdoor::message_is_lost() const {
 
 std::vector<std::uint8_t> Outdoor::message(std::span<const std::uint8_t> bytes) {
     messages_.emplace_back(bytes.begin(), bytes.end());
-    const bool heard = has_switch_ && volts() != 0 && !weather_.cable_pulled &&
-                       !message_is_lost() && bytes.size() >= 3 && is_master_frame(bytes[0]) &&
-                       addresses_switch(bytes[1]);
+    if (!powered() || message_is_lost()) {
+        return {};
+    }
+    if (unicable_) {
+        unicable_message(bytes);
+        return {};
+    }
+    const bool heard =
+        has_switch_ && bytes.size() >= 3 && is_master_frame(bytes[0]) && addresses_switch(bytes[1]);
     if (!heard) {
         return {};
     }
@@ -116,6 +128,24 @@ std::vector<std::uint8_t> Outdoor::message(std::span<const std::uint8_t> bytes) 
         reply = {reply_unknown_command};
     }
     return switch_replies_ && wants_reply(bytes[0]) ? reply : std::vector<std::uint8_t>{};
+}
+
+bool Outdoor::has_bank(const UserBandChannel &channel) const {
+    return dishes_.at(channel.position()).has_value() &&
+           (!channel.high_band() || lnb_.lof_high_khz != 0);
+}
+
+void Outdoor::unicable_message(std::span<const std::uint8_t> bytes) {
+    if (UnicableUnit::asks_for_tones(bytes)) {
+        unicable_->start_tones();
+        ++changes_;
+        return;
+    }
+    const auto request = unicable_->request_of(bytes);
+    if (request && has_bank(request->channel)) {
+        unicable_->follow(*request);
+        ++changes_;
+    }
 }
 
 void Outdoor::point_at(const Satellite &satellite, unsigned port) {
@@ -151,6 +181,34 @@ unsigned Outdoor::volts() const {
     return (has_lnbh23_ ? (lnbh23_ & lnbh23_18v) != 0 : line_18v_) ? 18 : 13;
 }
 
+std::vector<Leg> Outdoor::unicable_legs() const {
+    std::vector<Leg> legs;
+    const double drift = lnb_.drift_khz + weather_.drift_khz;
+    for (const UnicableUnit::Band &band : unicable_->bands()) {
+        if (!band.channel) {
+            continue;
+        }
+        const UserBandChannel &channel = *band.channel;
+        legs.push_back(
+            {sky_at(channel.position() + 1), channel.horizontal() ? Side::volts_18 : Side::volts_13,
+             (channel.high_band() ? lnb_.lof_high_khz : lnb_.lof_low_khz) + drift,
+             Conversion{channel.converter_khz, band.centre_khz, UnicableUnit::half_width_khz}});
+    }
+    return legs;
+}
+
+std::vector<Tone> Outdoor::tones() const {
+    std::vector<Tone> tones;
+    if (unicable_ && powered()) {
+        for (const UnicableUnit::Band &band : unicable_->bands()) {
+            if (band.tone) {
+                tones.push_back({band.centre_khz, unicable_->tone_dbm()});
+            }
+        }
+    }
+    return tones;
+}
+
 std::vector<Leg> Outdoor::legs(Reason &reason, std::string &text) const {
     if (volts() == 0) {
         reason = Reason::no_supply;
@@ -162,6 +220,14 @@ std::vector<Leg> Outdoor::legs(Reason &reason, std::string &text) const {
         text = "no signal: cable pulled";
         return {};
     }
+    if (unicable_) {
+        std::vector<Leg> legs = unicable_legs();
+        if (legs.empty()) {
+            reason = Reason::no_dish;
+            text = "no signal: the Unicable unit was asked for no channel";
+        }
+        return legs;
+    }
     const Sky *sky = sky_at(port());
     if (sky == nullptr) {
         reason = Reason::no_dish;
@@ -171,12 +237,12 @@ std::vector<Leg> Outdoor::legs(Reason &reason, std::string &text) const {
     }
     const double drift = lnb_.drift_khz + weather_.drift_khz;
     if (stacked()) {
-        return {{sky, Side::volts_13, lnb_.lof_low_khz + drift},
-                {sky, Side::volts_18, lnb_.lof_high_khz + drift}};
+        return {{sky, Side::volts_13, lnb_.lof_low_khz + drift, {}},
+                {sky, Side::volts_18, lnb_.lof_high_khz + drift, {}}};
     }
     const bool high = lnb_.lof_high_khz != 0 && tone_;
     const Side side = volts() == 18 ? Side::volts_18 : Side::volts_13;
-    return {{sky, side, (high ? lnb_.lof_high_khz : lnb_.lof_low_khz) + drift}};
+    return {{sky, side, (high ? lnb_.lof_high_khz : lnb_.lof_low_khz) + drift, {}}};
 }
 
 }  // namespace sim

@@ -10,16 +10,32 @@
 
 #include "sim/scenario.h"
 #include "sim/sky.h"
+#include "sim/unicable.h"
 #include "sim/verdict.h"
 
 namespace sim {
 
+// A Unicable unit's conversion of a stretch: what lies at an intermediate frequency comes out at
+// the converter's oscillator less it, within the user band's filter.
+struct Conversion {
+    double converter_khz = 0;
+    double centre_khz = 0;
+    double half_width_khz = 0;
+};
+
 // One stretch of the sky as it lies on the cable: frequencies reduced by the oscillator, or
-// mirrored below it.
+// mirrored below it; through a Unicable unit once more below the converter.
 struct Leg {
     const Sky *sky = nullptr;
     Side side = Side::volts_13;
     double lof_khz = 0;
+    std::optional<Conversion> conversion = {};
+};
+
+// A carrier without modulation on the cable.
+struct Tone {
+    double khz = 0;
+    double level_dbm = 0;
 };
 
 // What the weather and the cable do at a moment.
@@ -38,6 +54,8 @@ struct Weather {
 // The switch: wakes up on port 1 when the supply comes, obeys E0..E3 <10 14 15 00> 38 <data>, where
 // data bits 7..4 clear and bits 3..0 set the four switch lines, bits 3..2 the port (DiSEqC bus
 // specification 4.2, table "Committed switches").
+// A Unicable unit takes the switch's place: its user bands are on the cable, nothing else, and the
+// supply's voltage and tone choose nothing.
 class Outdoor {
  public:
     explicit Outdoor(const Scenario &scenario);
@@ -64,6 +82,9 @@ class Outdoor {
     // What is on the cable; empty with the reason in `reason` and `text`.
     [[nodiscard]] std::vector<Leg> legs(Reason &reason, std::string &text) const;
 
+    // Test tones on the cable.
+    [[nodiscard]] std::vector<Tone> tones() const;
+
     [[nodiscard]] const Sky *sky_at(unsigned port) const;
     [[nodiscard]] unsigned volts() const;
     [[nodiscard]] bool tone() const { return tone_; }
@@ -76,6 +97,10 @@ class Outdoor {
 
  private:
     [[nodiscard]] bool message_is_lost() const;
+    [[nodiscard]] bool powered() const { return volts() != 0 && !weather_.cable_pulled; }
+    void unicable_message(std::span<const std::uint8_t> bytes);
+    [[nodiscard]] bool has_bank(const UserBandChannel &channel) const;
+    [[nodiscard]] std::vector<Leg> unicable_legs() const;
     void supply_changed();
     [[nodiscard]] bool stacked() const { return lnb_.lof_high_khz != 0 && lnb_.switch_khz == 0; }
 
@@ -84,6 +109,7 @@ class Outdoor {
     bool switch_replies_;
     bool has_switch_;
     std::array<std::optional<Sky>, 4> dishes_;
+    std::optional<UnicableUnit> unicable_;
     std::vector<Fault> message_faults_;
     Lnb lnb_;
     Weather weather_;

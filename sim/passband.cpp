@@ -29,21 +29,38 @@ struct Candidate {
     Reason reason = Reason::no_carrier;
 };
 
-bool symbol_rates_match(double programmed_ksps, const Carrier &carrier) {
+bool symbol_rates_match(const Search &search, const Carrier &carrier) {
     const double actual_ksps = carrier.transponder.symbol_rate / 1000.0;
-    return std::abs(programmed_ksps - actual_ksps) <= symbol_rate_tolerance * actual_ksps;
+    const double tolerance = search.wide ? wide_symbol_rate_tolerance : symbol_rate_tolerance;
+    return std::abs(search.symbol_rate_ksps - actual_ksps) <= tolerance * actual_ksps;
+}
+
+double capture_of(const Search &search) {
+    return search.near ? std::min(capture_range_khz, search.symbol_rate_ksps / 2)
+                       : capture_range_khz;
+}
+
+double roll_off_of(const Transponder &transponder) {
+    switch (transponder.roll_off) {
+        case RollOff::r25:
+            return 0.25;
+        case RollOff::r20:
+            return 0.20;
+        default:
+            return 0.35;
+    }
 }
 
 Reason obstacle_of(const Candidate &candidate, const Search &search, const TunerOutput &tuner) {
     const Carrier &carrier = *candidate.carrier;
-    if (std::abs(candidate.offset_khz) > capture_range_khz) {
+    if (std::abs(candidate.offset_khz) > capture_of(search)) {
         return Reason::capture_range;
     }
     const double distance = std::abs(candidate.if_khz - tuner.lo_khz);
     if (distance + carrier.half_width_khz > tuner.bandwidth_khz) {
         return Reason::filter_too_narrow;
     }
-    if (!symbol_rates_match(search.symbol_rate_ksps, carrier)) {
+    if (!symbol_rates_match(search, carrier)) {
         return Reason::symbol_rate;
     }
     if (carrier.transponder.system != search.system) {
@@ -109,7 +126,7 @@ std::string explain(const Candidate &candidate, const Search &search, const Tune
         default:
             return fmt::format(
                 "carrier offset {:+.0f} kHz of {} outside the capture range of {:.0f} kHz",
-                candidate.offset_khz, name, capture_range_khz);
+                candidate.offset_khz, name, capture_of(search));
     }
 }
 
@@ -126,21 +143,74 @@ Passband::Passband(const Outdoor &outdoor, const TunerOutput &tuner, bool iq_swa
 // Call use(carrier, if_khz, inverted) for every carrier that the filter does not wholly stop.
 template <typename Use>
 void Passband::for_each_carrier(Use use) const {
-    const double reach = tuner_->bandwidth_khz + outside_khz;
     for (const Leg &leg : legs_) {
-        for (const double centre : {leg.lof_khz + tuner_->lo_khz, leg.lof_khz - tuner_->lo_khz}) {
-            for (const Carrier &carrier :
-                 leg.sky->between(leg.side, centre - reach, centre + reach)) {
-                bool inverted = false;
-                const double if_khz =
-                    intermediate_khz(carrier.frequency_khz, leg.lof_khz, inverted);
-                if (std::abs(if_khz - tuner_->lo_khz) <
-                    tuner_->bandwidth_khz + carrier.half_width_khz) {
-                    use(carrier, if_khz, inverted);
+        for_each_carrier_of(leg, use);
+    }
+}
+
+template <typename Use>
+void Passband::for_each_carrier_of(const Leg &leg, Use use) const {
+    const double reach = tuner_->bandwidth_khz + outside_khz;
+    const auto &conversion = leg.conversion;
+    // What lies in the middle of the passband, before the Unicable unit.
+    const double middle = conversion ? conversion->converter_khz - tuner_->lo_khz : tuner_->lo_khz;
+    for (const double centre : {leg.lof_khz + middle, leg.lof_khz - middle}) {
+        for (const Carrier &carrier : leg.sky->between(leg.side, centre - reach, centre + reach)) {
+            bool inverted = false;
+            double if_khz = intermediate_khz(carrier.frequency_khz, leg.lof_khz, inverted);
+            if (conversion) {
+                if_khz = conversion->converter_khz - if_khz;
+                inverted = !inverted;
+                if (std::abs(if_khz - conversion->centre_khz) > conversion->half_width_khz) {
+                    continue;
                 }
+            }
+            if (std::abs(if_khz - tuner_->lo_khz) <
+                tuner_->bandwidth_khz + carrier.half_width_khz) {
+                use(carrier, if_khz, inverted);
             }
         }
     }
+}
+
+Spectrum Passband::spectrum(bool mirrored, double cross_polarisation_db) const {
+    Spectrum spectrum;
+    if (legs_.empty() || !tuner_->works()) {
+        return spectrum;
+    }
+    const double direction = iq_swap_ != mirrored ? -1 : 1;
+    const double fade_db = outdoor_->weather().fade_db;
+    spectrum.half_span_khz = tuner_->bandwidth_khz;
+    const auto add = [&](const Leg &leg, double loss_db) {
+        for_each_carrier_of(leg, [&](const Carrier &carrier, double if_khz, bool) {
+            spectrum.lines.push_back(
+                {direction * (if_khz - tuner_->lo_khz), carrier.transponder.symbol_rate / 1000.0,
+                 roll_off_of(carrier.transponder), from_db(carrier.cn_db - fade_db - loss_db)});
+        });
+    };
+    for (const Leg &leg : legs_) {
+        add(leg, 0);
+        Leg other = leg;
+        other.side = leg.side == Side::volts_13 ? Side::volts_18 : Side::volts_13;
+        add(other, cross_polarisation_db);
+    }
+    return spectrum;
+}
+
+std::optional<Tone> Passband::tone(bool mirrored) const {
+    constexpr double reach_khz = 20'000;
+    std::optional<Tone> nearest;
+    if (!tuner_->works()) {
+        return nearest;
+    }
+    for (const Tone &tone : outdoor_->tones()) {
+        const double khz = (tuner_->lo_khz - tone.khz) * (iq_swap_ != mirrored ? -1 : 1);
+        if (std::abs(khz) <= std::min(reach_khz, tuner_->bandwidth_khz) &&
+            (!nearest || std::abs(khz) < std::abs(nearest->khz))) {
+            nearest = Tone{khz, tone.level_dbm};
+        }
+    }
+    return nearest;
 }
 
 double Passband::level_dbm() const {
@@ -150,6 +220,11 @@ double Passband::level_dbm() const {
         for_each_carrier([&power, fade](const Carrier &carrier, double, bool) {
             power += from_db(carrier.level_dbm - fade);
         });
+        for (const Tone &tone : outdoor_->tones()) {
+            if (std::abs(tone.khz - tuner_->lo_khz) <= tuner_->bandwidth_khz) {
+                power += from_db(tone.level_dbm);
+            }
+        }
     }
     return to_db(power);
 }

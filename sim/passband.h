@@ -2,10 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "sim/outdoor.h"
 #include "sim/sky.h"
+#include "sim/spectrum_engine.h"
 #include "sim/tuner.h"
 #include "sim/verdict.h"
 
@@ -16,6 +18,8 @@ inline constexpr double smallest_symbol_rate_ksps = 1000;
 inline constexpr double largest_symbol_rate_ksps = 45000;
 inline constexpr double capture_range_khz = 5000;
 inline constexpr double symbol_rate_tolerance = 0.01;
+// With a wide search (register 0xC7 not 0), as for carriers of which only a spectrum is known.
+inline constexpr double wide_symbol_rate_tolerance = 0.10;
 // A step of the carrier and symbol-rate registers.
 inline constexpr double register_step_khz = 96000.0 / 65536;
 
@@ -25,6 +29,8 @@ struct Search {
     double expected_khz = 0;  // oscillator minus carrier
     double symbol_rate_ksps = 0;
     bool mirrored = false;    // the demodulator exchanges I and Q
+    bool wide = false;        // the symbol rate is known roughly only
+    bool near = false;        // take a carrier within half a symbol rate only
     bool diverged = false;    // the equaliser of a carrier without pilots has gone astray
     std::string table_fault;  // the first register that makes lock impossible
 };
@@ -53,9 +59,18 @@ class Passband {
     // among equals the nearest to where it is expected.
     [[nodiscard]] Finding find(const Search &search) const;
 
+    // The base band's spectrum; `mirrored` when the demodulator exchanges I and Q. The other
+    // polarisation is in it, so many decibels lower.
+    [[nodiscard]] Spectrum spectrum(bool mirrored, double cross_polarisation_db) const;
+
+    // The tone nearest to the oscillator and within 20 MHz of it, in the demodulator's terms.
+    [[nodiscard]] std::optional<Tone> tone(bool mirrored) const;
+
  private:
     template <typename Use>
     void for_each_carrier(Use use) const;
+    template <typename Use>
+    void for_each_carrier_of(const Leg &leg, Use use) const;
 
     const Outdoor *outdoor_;
     const TunerOutput *tuner_;

@@ -56,6 +56,7 @@ class Receiver::Impl final : public SignalSource {
  public:
     Impl(const Scenario &scenario, VirtualClock &clock)
         : setup_(scenario.board),
+          cross_polarisation_db_(scenario.cross_polarisation_db),
           clock_(&clock),
           calendar_(scenario.events),
           bus_faults_(scenario),
@@ -77,6 +78,10 @@ class Receiver::Impl final : public SignalSource {
 
     // What the demodulator asks about its input.
     Finding find(const Search &search) override { return passband().find(search); }
+    Spectrum spectrum(bool mirrored) override {
+        return passband().spectrum(mirrored, cross_polarisation_db_);
+    }
+    std::optional<Tone> tone(bool mirrored) override { return passband().tone(mirrored); }
     double level_dbm() override;
     unsigned tuner_type() override { return tuner_.type(); }
     std::uint64_t settled_ns() override {
@@ -124,6 +129,7 @@ class Receiver::Impl final : public SignalSource {
     Passband &passband();
 
     BoardSetup setup_;
+    double cross_polarisation_db_;
     VirtualClock *clock_;
     Watch watch_;
     Calendar calendar_;

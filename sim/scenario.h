@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -49,6 +50,13 @@ std::optional<Lnb> lnb_named(const std::string &name);
 struct Switch {
     std::vector<std::optional<std::size_t>> ports;
     bool replies = false;  // DiSEqC 2.0: answers messages that ask for a reply
+};
+
+// An EN 50494 outdoor unit in place of the switch: the position bit of a bank chooses between the
+// dishes of the first two ports.
+struct UnicableSetup {
+    std::array<std::optional<double>, 8> band_mhz{};  // centres, by user band
+    double tone_dbm = -30.0;                          // of a test tone, at the tuner
 };
 
 // Times are milliseconds of the virtual clock; `from` belongs to the period, `to` does not.
@@ -105,9 +113,12 @@ struct Scenario {
     BoardSetup board;
     Lnb lnb;
     std::optional<Switch> diseqc_switch;  // absent: the first satellite's dish is on the cable
-    double cn_db = 17.0;                  // of a transponder that does not say
+    std::optional<UnicableSetup> unicable;
+    double cn_db = 17.0;       // of a transponder that does not say
     double level_dbm = -45.0;  // of a carrier of 27.5 Msym/s at the tuner; narrower ones are weaker
     double jitter_db = 0.1;    // spread of the quality readings
+    double cross_polarisation_db = 25.0;  // how far the other polarisation's leakage lies below
+    double spurious_share = 0.02;         // of spectrum searches that report a peak too many
     std::vector<Satellite> satellites;
     std::vector<Event> events;
     std::vector<Fault> faults;

@@ -211,6 +211,7 @@ class Reader {
     void read_transponder(Section section);
     void read_override(Section section);
     void read_switch(Section section);
+    void read_unicable(Section section);
     void read_event(Section section);
     void read_fault(Section section);
 
@@ -257,7 +258,7 @@ Scenario Reader::read() {
     Section top(*root_, "scenario", file_);
     top.integer("seed", 0, std::numeric_limits<std::int64_t>::max(), scenario_.seed);
     for (const char *section : {"board", "lnb", "noise", "satellite", "transponder", "override",
-                                "switch", "event", "fault"}) {
+                                "switch", "unicable", "event", "fault"}) {
         top.knows(section);
     }
     top.done();
@@ -268,6 +269,7 @@ Scenario Reader::read() {
     each("transponder", &Reader::read_transponder);
     each("override", &Reader::read_override);
     one("switch", &Reader::read_switch);
+    one("unicable", &Reader::read_unicable);
     each("event", &Reader::read_event);
     each("fault", &Reader::read_fault);
     put_rows_behind();
@@ -300,6 +302,8 @@ void Reader::read_noise(Section section) {
     section.number("cn_db", -20, 40, scenario_.cn_db);
     section.number("level_dbm", -100, 0, scenario_.level_dbm);
     section.number("jitter_db", 0, 3, scenario_.jitter_db);
+    section.number("cross_polarisation_db", 0, 60, scenario_.cross_polarisation_db);
+    section.number("spurious_share", 0, 1, scenario_.spurious_share);
     section.done();
 }
 
@@ -466,6 +470,39 @@ void Reader::read_switch(Section section) {
         diseqc_switch.ports.push_back(satellite);
     }
     scenario_.diseqc_switch = diseqc_switch;
+}
+
+void Reader::read_unicable(Section section) {
+    UnicableSetup unicable;
+    section.needs("bands");
+    const toml::array *bands = section.list("bands");
+    section.number("tone_dbm", -100, 0, unicable.tone_dbm);
+    section.done();
+    const auto count = static_cast<std::int64_t>(unicable.band_mhz.size());
+    for (const toml::node &node : *bands) {
+        const toml::array *pair = node.as_array();
+        const auto index = pair != nullptr && pair->size() == 2
+                               ? pair->get(0)->value_exact<std::int64_t>()
+                               : std::nullopt;
+        const auto centre_mhz =
+            index && pair->get(1)->is_number() ? pair->get(1)->value<double>() : std::nullopt;
+        if (!centre_mhz) {
+            section.refuse_key(node, "bands", "pairs of an index and a centre in MHz are expected");
+        }
+        if (*index < 0 || *index >= count) {
+            section.refuse_key(node, "bands",
+                               fmt::format("{} is outside 0..{}", *index, count - 1));
+        }
+        if (!(*centre_mhz >= 950 && *centre_mhz <= 2150)) {
+            section.refuse_key(node, "bands", fmt::format("{} is outside 950..2150", *centre_mhz));
+        }
+        auto &band = unicable.band_mhz.at(static_cast<std::size_t>(*index));
+        if (band) {
+            section.refuse_key(node, "bands", fmt::format("a second user band {}", *index));
+        }
+        band = *centre_mhz;
+    }
+    scenario_.unicable = unicable;
 }
 
 void Reader::read_period(Section &section, Period &period) {

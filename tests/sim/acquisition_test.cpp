@@ -331,6 +331,10 @@ struct WrongByte {
     Chip chip;
     std::uint32_t frequency_mhz;
     std::uint8_t reg;
+
+    friend void PrintTo(const WrongByte &wrong, std::ostream *out) {
+        *out << "register 0x" << std::hex << unsigned{wrong.reg};
+    }
 };
 
 class WrongTable : public ReceiverTest, public testing::WithParamInterface<WrongByte> {};

@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: MIT
+
+// What the demodulator does besides reception: the spectrum search and the measurement of a tone.
+
+#include <algorithm>
+#include <cmath>
+
+#include "demod/ds3000_regs.h"
+#include "sim/demodulator.h"
+
+namespace sim {
+
+namespace reg = ds3000::reg;
+
+namespace {
+
+constexpr std::uint8_t spectrum_mode = 0x80;    // of 0x08
+constexpr std::uint8_t spectrum_enable = 0x73;  // of 0x90
+constexpr std::uint64_t tone_boot_ns = 3'000'000;
+constexpr std::uint64_t tone_settling_ns = 20'000'000;
+
+struct Row {
+    std::uint8_t reg;
+    std::uint8_t value;
+};
+
+bool all_hold(const std::array<std::uint8_t, 256> &plain, std::span<const Row> rows) {
+    return std::all_of(rows.begin(), rows.end(),
+                       [&plain](const Row &row) { return plain[row.reg] == row.value; });
+}
+
+// What the engine needs besides: its window and scaling, and the front end open wide.
+constexpr std::array front_rows{Row{0x32, 0x44}, Row{0x33, 0x99}, Row{0x35, 0x7F}, Row{0x4A, 0x00},
+                                Row{0x4B, 0x04}, Row{0x56, 0x01}, Row{0x93, 0x8F}, Row{0xA0, 0x44}};
+constexpr std::array wide_rows{Row{0x91, 0xC6}, Row{0x92, 0x17}, Row{0x95, 0x78}, Row{0x97, 0xB5},
+                               Row{0x99, 0x18}};
+constexpr std::array narrow_rows{Row{0x91, 0x46}, Row{0x95, 0x64}, Row{0x97, 0xB3},
+                                 Row{0x99, 0x1C}};
+constexpr std::array tone_rows{Row{0x0C, 0x06}, Row{0x33, 0x35}, Row{0x35, 0x20}, Row{0x64, 0x10},
+                               Row{0x65, 0x20}, Row{0x68, 0x46}, Row{0x69, 0xCD}, Row{0xC4, 0x01},
+                               Row{0xC6, 0xFF}, Row{0xC7, 0xFF}, Row{0xC8, 0x00}, Row{0xC9, 0x80}};
+
+}  // namespace
+
+Demodulator::Job Demodulator::job_from_registers() const {
+    const auto &plain = regs_.plain;
+    if ((plain[reg::mode] & spectrum_mode) != 0 &&
+        (plain[0x90] & spectrum_enable) == spectrum_enable) {
+        return Job::spectrum;
+    }
+    return all_hold(plain, tone_rows) ? Job::tone : Job::reception;
+}
+
+bool Demodulator::engine_is_set_up() const {
+    const auto &plain = regs_.plain;
+    const bool window =
+        all_hold(plain, wide_rows) || (all_hold(plain, narrow_rows) && (plain[0x94] & 0x04) != 0 &&
+                                       (plain[0x92] == 0x01 || plain[0x92] == 0x03));
+    return window && all_hold(plain, front_rows) && (plain[0x94] & 0x11) == 0x11 &&
+           (plain[reg::spectrum] & 0x91) == 0x91 && (plain[reg::reg_25] & 0x08) != 0;
+}
+
+bool Demodulator::mirrors() const {
+    return chip_ != Chip::ds300x && (regs_.plain[reg::spectrum] & reg::spectrum_invert) != 0;
+}
+
+double Demodulator::programmed_carrier_khz() const {
+    return static_cast<std::int16_t>(regs_.plain[reg::carrier_high] << 8 |
+                                     regs_.plain[reg::carrier_low]) *
+           register_step_khz;
+}
+
+std::uint64_t Demodulator::engine_ready_ns() {
+    const bool wide = all_hold(regs_.plain, wide_rows);
+    return std::max({running_since_ns_, changed_ns_, source_->settled_ns()}) +
+           SpectrumEngine::averaging_ns(wide);
+}
+
+void Demodulator::write_search_control(std::uint8_t value, std::uint64_t now_ns) {
+    regs_.plain[reg::search_control] = value;
+    if (!running_ || job_ != Job::spectrum || !engine_is_set_up()) {
+        return;
+    }
+    if ((value & reg::search_start) != 0) {
+        const SearchSetting setting{all_hold(regs_.plain, wide_rows), regs_.plain[0x92] + 1U,
+                                    programmed_carrier_khz()};
+        engine_.search(source_->spectrum(mirrors()), setting, now_ns, engine_ready_ns());
+    } else if ((value & reg::search_next) != 0) {
+        engine_.next_peak();
+    }
+}
+
+std::uint8_t Demodulator::read_search(std::uint8_t reg, std::uint64_t now_ns) {
+    const unsigned occupied = engine_.occupied_bins(now_ns);
+    switch (reg) {
+        case reg::search_control:
+            return engine_.control(now_ns);
+        case reg::search_result:
+            return engine_.result();
+        case reg::search_occupied_high:
+            return static_cast<std::uint8_t>((occupied >> 8U & 3U) << 6U |
+                                             (regs_.plain[reg] & 0x3FU));
+        default:
+            return static_cast<std::uint8_t>(occupied);
+    }
+}
+
+std::uint8_t Demodulator::engine_status(std::uint64_t now_ns) {
+    return engine_is_set_up() && now_ns >= engine_ready_ns() ? 0x01 : 0x00;
+}
+
+// A tone's registers: 0x59 and 0x5A its amplitude, 0x5B and 0x5C its place in steps of the carrier
+// registers, decimated as 0xC9 says, with the programmed offset added to it.
+std::uint8_t Demodulator::read_tone(std::uint8_t reg, std::uint64_t now_ns) {
+    const std::uint64_t settled =
+        std::max({running_since_ns_, changed_ns_, source_->settled_ns()}) + tone_settling_ns;
+    if (reg == reg::mcu_state) {
+        return now_ns < running_since_ns_ + tone_boot_ns ? reg::mcu_state_boot : std::uint8_t{0x10};
+    }
+    const auto tone = now_ns < settled ? std::nullopt : source_->tone(mirrors());
+    if (!tone) {
+        return 0;
+    }
+
+    const auto amplitude = static_cast<unsigned>(std::clamp(60 + tone->level_dbm, 0.0, 60.0));
+    const unsigned decimation = 1U << ((regs_.plain[reg::reg_c9] >> 4U) & 7U);
+    const double khz = (tone->khz + programmed_carrier_khz()) * decimation;
+    const auto place = static_cast<unsigned>(std::lround(khz / register_step_khz));
+    switch (reg) {
+        case reg::carrier_amplitude:
+            return static_cast<std::uint8_t>(amplitude);
+        case reg::cci_frequency_high:
+            return static_cast<std::uint8_t>(place >> 8U);
+        case reg::cci_frequency_low:
+            return static_cast<std::uint8_t>(place);
+        default:
+            return 0;
+    }
+}
+
+}  // namespace sim

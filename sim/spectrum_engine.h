@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "sim/noise.h"
+
+namespace sim {
+
+// A carrier as it stands in the base-band spectrum.
+struct SpectralLine {
+    double offset_khz = 0;  // from the tuner's oscillator
+    double symbol_rate_khz = 0;
+    double roll_off = 0.35;
+    double density = 0;  // in its middle, over the noise's
+};
+
+struct Spectrum {
+    double half_span_khz = 0;  // what the tuner's filter passes on either side; 0 without a tuner
+    std::vector<SpectralLine> lines;
+};
+
+// What the registers ask of a search.
+struct SearchSetting {
+    bool wide = false;  // the coarse look that reports wide carriers only
+    unsigned smoothing = 1;
+    double expected_khz = 0;  // the programmed carrier offset, oscillator minus centre
+};
+
+// The spectrum-search engine of the demodulator.
+//
+// It averages power spectra of the base band, in bins of 187.5 kHz with a grid four times as fine,
+// smooths them over the given number of grid steps, and on demand looks for the slopes of carriers:
+// those 0.2 dB or more high, which is what averaging leaves of the noise. The slopes that rise are
+// the carriers' lower edges in turn, those that fall their upper edges; an edge lies where half the
+// power is lost. So carriers that reach into each other are told apart by their four slopes and
+// those side by side by the dip between them, while two whose slopes add up to a level spectrum -
+// their centres half the sum of their symbol rates apart, or nearly - are taken for one. What stays
+// less than 4 dB above the noise, a carrier with a C/N below 2 dB, is missed, and so is leakage
+// unless it rises that far. Averaging leaves no trace of noise but for a spurious peak now and
+// then, which follows from the seed.
+//
+// A peak is reported as the bins of its centre from the tuner's nominal frequency and as its width
+// in bins: the symbol rate and the 400 kHz by which the engine's window widens every peak. Peaks
+// come in the order of the spectrum it sees, which a board that swaps I and Q mirrors; of more than
+// 31 the first ones are kept.
+//
+// The occupied span reaches from the nominal frequency up to the last one that was analysed and
+// explained: to the end of the tuner's passband, or to the beginning of the carrier that reaches
+// beyond it. Tuned there, that carrier's lower half lies in the lower half of the passband. One
+// that already begins near the centre and still reaches beyond the end is too wide for such a step:
+// then the span is 8 MHz, small enough not to miss the place where the whole of it is inside. A
+// span of 0 says that nothing could be analysed.
+class SpectrumEngine {
+ public:
+    static constexpr std::uint32_t most_peaks = 31;
+
+    SpectrumEngine(std::uint64_t seed, double spurious_share)
+        : chance_(seed ^ 0x5DEECE66DULL, 0), spurious_share_(spurious_share) {}
+
+    void power_on();
+
+    // Look for carriers; `ready_ns` is when the averages are complete.
+    void search(const Spectrum &spectrum, const SearchSetting &setting, std::uint64_t now_ns,
+                std::uint64_t ready_ns);
+
+    // Register 0x9A: bit 7 while the search runs, then the number of peaks.
+    [[nodiscard]] std::uint8_t control(std::uint64_t now_ns) const;
+    // Step to the next peak; register 0x9B then reads as its four bytes in turn: offset low and
+    // high, width high and low.
+    void next_peak();
+    std::uint8_t result();
+    [[nodiscard]] std::uint16_t occupied_bins(std::uint64_t now_ns) const;
+
+    // How long averages take after the last thing that changed the spectrum.
+    static std::uint64_t averaging_ns(bool wide);
+
+ private:
+    struct Peak {
+        std::int32_t offset_bins;
+        std::int32_t width_bins;
+    };
+
+    void add_spurious_peak(double low_khz, double high_khz);
+
+    Noise chance_;
+    double spurious_share_;
+    std::vector<Peak> peaks_;
+    std::size_t next_ = 0;  // one past the peak that 0x9B shows
+    unsigned byte_ = 0;
+    std::uint16_t occupied_bins_ = 0;
+    std::uint64_t done_ns_ = 0;
+};
+
+}  // namespace sim

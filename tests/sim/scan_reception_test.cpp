@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: MIT
+
+// Reception with the wide search that the blind scan programs for carriers it knows roughly.
+
+#include <cmath>
+#include <vector>
+
+#include "demod/carrier.h"
+#include "demod/connect.h"
+#include "demod/ds3000_context.h"
+#include "scan/blind_scan.h"
+#include "tests/sim/receiver_test.h"
+#include "tuner/ts2022.h"
+
+namespace tests {
+
+using sim::Chip;
+using sim::Reason;
+using sim::System;
+
+class ScanReception : public ReceiverTest {
+ protected:
+    // DVB-S2 at 1150 MHz, 22000 ksym/s, as the demo satellite has it.
+    static constexpr std::uint32_t carrier_khz = 1'150'000;
+
+    void start_on_vertical() {
+        start();
+        supply(true, false);
+        tone(false, false);
+    }
+
+    // What the verification of a candidate programs; `meddle` comes before the release.
+    template <typename Meddle>
+    void program(std::uint32_t khz, std::int32_t ksps, std::uint32_t standard, Meddle meddle) {
+        ds3000_context.tuner_ops.tuner_set_frequency(khz, static_cast<std::uint32_t>(ksps), 0);
+        poke(0xB2, 0x01);
+        ds3000_program_standard_scan(ksps, standard);
+        ds3000_set_carrier_offset(ds3000_context.tuner_ops.tuner_get_offset());
+        meddle();
+        poke(0xB2, 0x00);
+        sleep_ms(500);
+    }
+    void program(std::uint32_t khz, std::int32_t ksps, std::uint32_t standard) {
+        program(khz, ksps, standard, [] {});
+    }
+
+    // The carrier's place as the driver computes it from the programmed offset read back.
+    static std::int32_t found_khz(std::uint32_t tuned_khz) {
+        std::int32_t offset_khz = 0;
+        ds3000_get_carrier_offset(&offset_khz);
+        return static_cast<std::int32_t>(tuned_khz) - offset_khz +
+               ds3000_context.tuner_ops.tuner_get_offset();
+    }
+};
+
+class ScanReceptionOf : public ScanReception, public testing::WithParamInterface<Chip> {};
+
+TEST_P(ScanReceptionOf, the_chip_tolerates_a_tenth_of_the_symbol_rate_and_reads_the_true_one) {
+    scenario.board.chip = GetParam();
+    start_on_vertical();
+
+    for (const std::int32_t ksps : {20'000, 22'000, 24'000}) {
+        program(carrier_khz, ksps, STANDARD_DVBS2);
+        EXPECT_THAT(receiver().verdict(), HasReason(Reason::locked));
+        std::int32_t measured_ksps = 0;
+        ds3000_get_symbol_rate(&measured_ksps);
+        EXPECT_NEAR(measured_ksps, 22'000, 2);
+    }
+    for (const std::int32_t ksps : {19'500, 24'500}) {
+        program(carrier_khz, ksps, STANDARD_DVBS2);
+        EXPECT_THAT(receiver().verdict(), HasReason(Reason::symbol_rate));
+    }
+}
+
+TEST_P(ScanReceptionOf, the_chip_reads_back_the_carrier_it_found) {
+    scenario.board.chip = GetParam();
+    start_on_vertical();
+
+    for (const std::uint32_t khz : {carrier_khz - 2'300, carrier_khz + 1'700}) {
+        program(khz, 22'000, STANDARD_DVBS2);
+        EXPECT_NEAR(found_khz(khz), carrier_khz, 3);
+        std::int32_t delta_khz = 1;
+        ds3000_get_carrier_offset_delta(&delta_khz);
+        EXPECT_EQ(delta_khz, 0);
+    }
+}
+
+TEST_P(ScanReceptionOf, the_chip_does_without_no_byte_of_the_table) {
+    scenario.board.chip = GetParam();
+    start_on_vertical();
+
+    program(carrier_khz, 22'000, STANDARD_DVBS2, [] { poke(0x7F, 0x55); });
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::table_byte));
+}
+
+INSTANTIATE_TEST_SUITE_P(every, ScanReceptionOf,
+                         testing::Values(Chip::ds300x, Chip::ds3002b, Chip::ds3103),
+                         [](const auto &test) { return to_string(test.param); });
+
+TEST_F(ScanReception, connect_keeps_its_narrow_search_and_its_programmed_carrier) {
+    start_on_vertical();
+
+    connect(1'150, 22'500, STANDARD_DVBS2);
+    sleep_ms(500);
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::symbol_rate));
+
+    connect(1'152, 22'000, STANDARD_DVBS2);
+    sleep_ms(500);
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::locked));
+    EXPECT_NEAR(found_khz(1'152'000), 1'152'000, 3);
+    std::int32_t delta_khz = 0;
+    ds3000_get_carrier_offset_delta(&delta_khz);
+    EXPECT_NEAR(delta_khz, -2'000, 3);
+}
+
+TEST_F(ScanReception, carrier_beyond_its_symbol_rate_leaves_the_programmed_offset) {
+    start_on_vertical();
+
+    program(1'553'500, 2'000, STANDARD_DVBS);  // 3.5 MHz above the carrier
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::locked));
+    std::int32_t delta_khz = 0;
+    ds3000_get_carrier_offset_delta(&delta_khz);
+
+    EXPECT_NEAR(delta_khz, -3'500, 3);
+}
+
+TEST_F(ScanReception, bit_2_of_0x0c_keeps_to_the_carrier_nearby) {
+    start_on_vertical();
+    const auto near = [] { poke(0x0C, peek(0x0C) | 0x04); };
+
+    program(1'553'500, 2'000, STANDARD_DVBS, near);
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::capture_range));
+    program(1'550'900, 2'000, STANDARD_DVBS, near);
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::locked));
+}
+
+// A neighbour in the other standard is locked first, found too far away, and left alone.
+TEST_F(ScanReception, verification_is_not_caught_by_a_neighbour_of_the_other_standard) {
+    sim::Transponder narrow = demo_transponder(11'300);
+    sim::Transponder neighbour = narrow;
+    neighbour.frequency_khz -= 3'000;
+    neighbour.system = System::dvbs2;
+    scenario.satellites = {{"two", {narrow, neighbour}}};
+    start_on_vertical();
+    std::vector<scan_candidate> list(65);
+    blind_scan_request request{1, SCAN_ALGO_SWEEP, 0, 64, list.data()};
+
+    testing::internal::CaptureStderr();
+    ds3000_blind_scan(1'520, 1'580, &request);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                testing::HasSubstr("Carrier offset out of range!"));
+
+    ASSERT_EQ(request.locked_count, 2);
+    for (const scan_candidate &candidate : {list[0], list[1]}) {
+        const bool dvbs2 = candidate.status == STANDARD_DVBS2;
+        EXPECT_NEAR(candidate.frequency_khz, dvbs2 ? 1'547'000 : 1'550'000, 3);
+    }
+}
+
+// Through a Unicable unit the driver counts the tuner's own offset on the user band twice.
+TEST_F(ScanReception, blind_scan_through_a_user_band_finds_the_carriers) {
+    scenario.unicable.emplace().band_mhz[2] = 1'211;
+    start_on_vertical();
+    ds3000_context.unicable_enabled = 1;
+    ds3000_context.unicable_ub_index = 2;
+    ds3000_context.unicable_bank = 0;
+    ds3000_context.unicable_ub_freq_mhz = 1'211;
+    std::vector<scan_candidate> list(201);
+    blind_scan_request request{1, SCAN_ALGO_SWEEP, 0, 200, list.data()};
+
+    testing::internal::CaptureStderr();
+    ds3000_blind_scan(1'100, 1'400, &request);
+    testing::internal::GetCapturedStderr();
+
+    ASSERT_EQ(request.locked_count, 2);
+    EXPECT_NEAR(list[0].frequency_khz, 1'150'000, 4'000);
+    EXPECT_NEAR(list[0].symbol_rate, 22'000, 1);
+    EXPECT_NEAR(list[1].frequency_khz, 1'350'000, 4'000);
+    EXPECT_NEAR(list[1].symbol_rate, 27'500, 1);
+}
+
+}  // namespace tests

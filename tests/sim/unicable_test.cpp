@@ -1,0 +1,229 @@
+// SPDX-License-Identifier: MIT
+
+// An EN 50494 outdoor unit: its user bands found by the driver, and tuned through.
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "demod/ds3000_context.h"
+#include "diseqc/user_bands.h"
+#include "scan/blind_scan.h"
+#include "tests/sim/receiver_test.h"
+
+namespace tests {
+
+using sim::Chip;
+using sim::Reason;
+using testing::HasSubstr;
+
+class Unicable : public ReceiverTest {
+ protected:
+    Unicable() { scenario.unicable.emplace(); }
+
+    void add_bands(const std::vector<double> &centres_mhz) {
+        for (std::size_t i = 0; i < centres_mhz.size(); ++i) {
+            scenario.unicable->band_mhz.at(i) = centres_mhz[i];
+        }
+    }
+
+    std::vector<std::uint32_t> detect(bool send_command = true) {
+        std::vector<ub_entry> entries(41);
+        testing::internal::CaptureStderr();
+        ub_detect(950, 2150, entries.data(), send_command ? 1 : 0);
+        output = testing::internal::GetCapturedStderr();
+        std::vector<std::uint32_t> found;
+        for (std::size_t i = 0; i < ds3000_context.ub_count; ++i) {
+            found.push_back(entries.at(i).frequency_mhz);
+        }
+        return found;
+    }
+
+    // Tune a carrier of the demo satellite through a user band.
+    void tune_through(std::uint8_t index, std::uint16_t bank, std::uint16_t centre_mhz,
+                      std::uint32_t mhz) {
+        const sim::Transponder transponder = demo_transponder(mhz);
+        ds3000_context.unicable_enabled = 1;
+        ds3000_context.unicable_ub_index = index;
+        ds3000_context.unicable_bank = bank;
+        ds3000_context.unicable_ub_freq_mhz = centre_mhz;
+        connect(mhz - (mhz >= 11'700 ? 10'600 : 9'750),
+                static_cast<std::int32_t>(transponder.symbol_rate / 1000),
+                transponder.system == sim::System::dvbs2 ? STANDARD_DVBS2 : STANDARD_DVBS);
+    }
+
+    std::string output;
+};
+
+struct Bands {
+    Chip chip;
+    std::vector<double> centres_mhz;
+};
+
+class UserBands : public Unicable, public testing::WithParamInterface<Bands> {};
+
+TEST_P(UserBands, are_all_found) {
+    const std::vector<double> &centres_mhz = GetParam().centres_mhz;
+    scenario.board.chip = GetParam().chip;
+    add_bands(centres_mhz);
+    start();
+    supply(true, false);
+
+    EXPECT_THAT(detect(), testing::ElementsAreArray(centres_mhz));
+    EXPECT_THAT(receiver().complaints(), testing::IsEmpty());
+}
+
+std::vector<Bands> one_two_four_and_eight() {
+    std::vector<Bands> cases;
+    for (const Chip chip : {Chip::ds300x, Chip::ds3002b, Chip::ds3103}) {
+        cases.push_back({chip, {1'213}});
+        cases.push_back({chip, {1'071, 1'977}});
+        cases.push_back({chip, {979, 1'231, 1'487, 2'119}});
+        cases.push_back({chip, {971, 1'093, 1'219, 1'367, 1'511, 1'693, 1'889, 2'131}});
+    }
+    return cases;
+}
+
+INSTANTIATE_TEST_SUITE_P(every, UserBands, testing::ValuesIn(one_two_four_and_eight()));
+
+TEST_F(Unicable, bands_do_not_show_without_the_command) {
+    add_bands({1'213});
+    start();
+    supply(true, false);
+
+    EXPECT_THAT(detect(false), testing::IsEmpty());
+    EXPECT_THAT(output, HasSubstr("Total 0 UBs are found!"));
+}
+
+TEST_F(Unicable, weak_tones_are_not_found) {
+    add_bands({1'213});
+    scenario.unicable->tone_dbm = -58;
+    start();
+    supply(true, false);
+
+    EXPECT_THAT(detect(), testing::IsEmpty());
+}
+
+TEST_F(Unicable, tones_go_with_the_supply_and_with_a_channel) {
+    add_bands({1'213, 1'693});
+    start();
+    supply(true, false);
+    send({0xE0, 0x10, 0x5B, 0x00, 0x00});
+    send({0xE0, 0x00, 0x5A, 0x20, 0xFF});  // band 1: 2420 - 1693 MHz is no frequency
+    EXPECT_THAT(detect(false), testing::ElementsAre(1'213U, 1'693U));
+
+    send({0xE0, 0x00, 0x5A, 0x21, 0x90});  // 3000 - 1693 MHz
+    EXPECT_THAT(detect(false), testing::ElementsAre(1'213U));
+
+    supply(false, false);
+    supply(true, false);
+    EXPECT_THAT(detect(false), testing::IsEmpty());
+}
+
+struct Path {
+    Chip chip;
+    std::uint8_t index;
+    std::uint16_t centre_mhz;
+};
+
+class UnicablePath : public Unicable, public testing::WithParamInterface<Path> {};
+
+// Banks: 0 vertical low, 1 vertical high, 2 horizontal low, 3 horizontal high.
+TEST_P(UnicablePath, every_carrier_is_tuned_through_the_band) {
+    scenario.board.chip = GetParam().chip;
+    scenario.unicable->band_mhz.at(GetParam().index) = GetParam().centre_mhz;
+    start();
+    supply(true, false);
+
+    for (const sim::Transponder &transponder : demo_satellite().transponders) {
+        const std::uint32_t mhz = transponder.frequency_khz / 1000;
+        const bool horizontal = transponder.polarisation == sim::Polarisation::horizontal;
+        tune_through(GetParam().index,
+                     static_cast<std::uint16_t>((horizontal ? 2 : 0) + (mhz >= 11'700 ? 1 : 0)),
+                     GetParam().centre_mhz, mhz);
+        EXPECT_TRUE(locks()) << describe(transponder) << ": " << receiver().verdict().text;
+        EXPECT_EQ(receiver().verdict().carrier->frequency_khz, transponder.frequency_khz);
+    }
+    EXPECT_THAT(receiver().complaints(), testing::IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(of, UnicablePath,
+                         testing::Values(Path{Chip::ds300x, 0, 1'211},
+                                         Path{Chip::ds3002b, 3, 1'683},
+                                         Path{Chip::ds3103, 7, 2'037}));
+
+TEST_F(Unicable, wrong_band_bank_or_word_moves_nothing) {
+    add_bands({1'211});
+    start();
+    supply(true, false);
+    tune_through(0, 0, 1'211, 10'900);
+    ASSERT_TRUE(locks());
+
+    send({0xE0, 0x00, 0x5A, 0x21, 0x2D});  // band 1 is not there
+    send({0xE0, 0x00, 0x5A, 0x11, 0x2D});  // bank 4, second position: no dish
+    send({0xE0, 0x00, 0x5A, 0x00, 0x00});  // 1400 - 1211 MHz is no frequency
+    send({0xE0, 0x00, 0x5C, 0x01, 0x2D});  // another command
+    send({0xE0, 0x00, 0x5A, 0x01});        // too short
+
+    EXPECT_EQ(poll(), std::uint32_t{LOCK_LOCKED});
+
+    send({0xE0, 0x00, 0x5A, 0x01, 0x2D});  // 2604 - 1211 MHz
+    EXPECT_NE(poll(), std::uint32_t{LOCK_LOCKED});
+}
+
+TEST_F(Unicable, band_asked_for_nothing_carries_nothing) {
+    add_bands({1'211});
+    start();
+    supply(true, false);
+    connect(1'211, 22'000, STANDARD_DVBS2);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::no_dish));
+}
+
+TEST_F(Unicable, second_position_is_the_dish_of_the_second_port) {
+    add_bands({1'211});
+    scenario.satellites = {{"empty", {}}, demo_satellite()};
+    scenario.diseqc_switch = sim::Switch{{0, 1}, false};
+    start();
+    supply(true, false);
+
+    tune_through(0, 0, 1'211, 10'900);
+    EXPECT_FALSE(locks());
+    tune_through(0, 4, 1'211, 10'900);
+    EXPECT_TRUE(locks()) << receiver().verdict().text;
+}
+
+TEST_F(Unicable, scenario_file_describes_the_bands) {
+    const auto parse = [](const std::string &text) {
+        return sim::parse_scenario(text, "test.toml", nullptr);
+    };
+    const sim::Scenario read = parse(
+        "[unicable]\nbands = [[0, 1210], [7, 2040.5]]\ntone_dbm = -40\n"
+        "[noise]\nspurious_share = 0.5\ncross_polarisation_db = 12\n");
+
+    ASSERT_TRUE(read.unicable);
+    EXPECT_EQ(read.unicable->band_mhz.at(0), 1'210);
+    EXPECT_EQ(read.unicable->band_mhz.at(1), std::nullopt);
+    EXPECT_EQ(read.unicable->band_mhz.at(7), 2'040.5);
+    EXPECT_EQ(read.unicable->tone_dbm, -40);
+    EXPECT_EQ(read.spurious_share, 0.5);
+    EXPECT_EQ(read.cross_polarisation_db, 12);
+
+    const auto refusal = [&parse](const std::string &bands) -> std::string {
+        try {
+            parse("[unicable]\n" + bands);
+        } catch (const sim::ScenarioError &error) {
+            return error.what();
+        }
+        return {};
+    };
+    EXPECT_THAT(refusal(""), HasSubstr("bands is missing"));
+    EXPECT_THAT(refusal("bands = 3"), HasSubstr("a list is expected"));
+    EXPECT_THAT(refusal("bands = [1210]"), HasSubstr("pairs of an index and a centre"));
+    EXPECT_THAT(refusal("bands = [[8, 1210]]"), HasSubstr("8 is outside 0..7"));
+    EXPECT_THAT(refusal("bands = [[0, 949]]"), HasSubstr("949 is outside 950..2150"));
+    EXPECT_THAT(refusal("bands = [[0, 1210], [0, 1420]]"), HasSubstr("a second user band 0"));
+}
+
+}  // namespace tests
