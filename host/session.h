@@ -67,8 +67,8 @@ class Session {
     [[nodiscard]] const std::string &init_lines() const { return init_lines_; }
     [[nodiscard]] const std::string &tune_lines() const { return tune_lines_; }
 
-    // How to wait for lock: when to stop, and whether the board agrees that there is lock; leave the
-    // second empty when nobody can ask the board.
+    // How to wait for lock: when to stop, and whether the board agrees that there is lock; leave
+    // the second empty when nobody can ask the board.
     struct Patience {
         std::function<bool(std::uint64_t elapsed_ms)> give_up;
         std::function<bool()> board_agrees;

@@ -20,8 +20,8 @@ inline constexpr double noise_floor_dbm = -88.0;
 //
 // The chain brings every level to the same +17 dBm-equivalent at the converters, so the gain in
 // units of 0.01 dB is 1700 - 100 x level. A step of the LNA is 2.33 dB (type 1) or 2.65 dB (type
-// 2), of the baseband 3.5 or 3.38 dB, of the RF stage 2.85 dB; the demodulator's AGC makes up the rest
-// over a range of 16.8 or 17.6 dB.
+// 2), of the baseband 3.5 or 3.38 dB, of the RF stage 2.85 dB; the demodulator's AGC makes up the
+// rest over a range of 16.8 or 17.6 dB.
 Gain gain_for(unsigned tuner_type, double level_dbm);
 
 }  // namespace sim

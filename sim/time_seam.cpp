@@ -3,8 +3,8 @@
 // The process's time: usleep, clock_gettime, pthread_create and pthread_join, defined here so that
 // the driver's calls reach the virtual clock, or the system when no virtual clock is in force.
 // Two ways in: these definitions take the place of libc's in an executable that exports its
-// symbols; sanitizer builds keep their own interceptors in that place, so there the linker redirects the
-// driver's calls (--wrap), which gives them the prefix __wrap_.
+// symbols; sanitizer builds keep their own interceptors in that place, so there the linker
+// redirects the driver's calls (--wrap), which gives them the prefix __wrap_.
 
 #include <dlfcn.h>
 #include <sys/syscall.h>
