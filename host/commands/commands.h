@@ -7,7 +7,7 @@
 
 namespace host {
 
-// Each adds its subcommand to the command line; when that is chosen, parsing sets `job` to its work.
+// Each adds its subcommand to the command line; when it is chosen, parsing sets `job` to its work.
 void add_info(CLI::App &app, Job &job);
 void add_list(CLI::App &app, Job &job);
 void add_sweep(CLI::App &app, Job &job);

@@ -47,7 +47,7 @@ struct RowResult {
 
 using Totals = std::array<unsigned, class_names.size()>;
 
-// How long a row may take. A carrier that the board says will lock gets this much: the demodulator's
+// How long a row may take. A carrier that the board says will lock gets this much: the chip's
 // search is slowest at 1000 ksym/s, where timing recovery, the sweep of the whole capture range and
 // the first frames take half a second together.
 constexpr std::uint64_t longest_search_ms = 3'000;
