@@ -178,7 +178,7 @@ std::optional<RollOff> roll_off_named(double value) {
 
 std::optional<Event::Kind> event_named(const std::string &name) {
     constexpr std::array names{"rain_fade", "lnb_drift", "cable_pulled", "brown_out"};
-    const auto found = std::find(names.begin(), names.end(), name);
+    const auto *const found = std::find(names.begin(), names.end(), name);
     return found == names.end() ? std::nullopt
                                 : std::optional(static_cast<Event::Kind>(found - names.begin()));
 }
@@ -188,7 +188,7 @@ std::optional<Fault::Kind> fault_named(const std::string &name) {
                                "slow_bus",       "wrong_identity",      "vco_calibration",
                                "lo_calibration", "filter_calibration",  "agc_start",
                                "lost_diseqc",    "equaliser_divergence"};
-    const auto found = std::find(names.begin(), names.end(), name);
+    const auto *const found = std::find(names.begin(), names.end(), name);
     return found == names.end() ? std::nullopt
                                 : std::optional(static_cast<Fault::Kind>(found - names.begin()));
 }
@@ -217,7 +217,7 @@ class Reader {
 
     void one(const char *name, void (Reader::*read_section)(Section));
     void each(const char *name, void (Reader::*read_section)(Section));
-    void read_period(Section &section, Period &period);
+    static void read_period(Section &section, Period &period);
     [[nodiscard]] std::optional<std::size_t> satellite_named(const std::string &name) const;
     Satellite &satellite_of(Section &section);
     [[nodiscard]] std::string path_of(const std::string &table) const;

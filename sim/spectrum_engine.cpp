@@ -62,10 +62,14 @@ Grid grid_of(const Spectrum &spectrum) {
         const double reach_khz = (1 + line.roll_off) * line.symbol_rate_khz / 2;
         const double first = std::ceil((line.offset_khz - reach_khz - grid.low_khz) / step_khz);
         const double last = std::floor((line.offset_khz + reach_khz - grid.low_khz) / step_khz);
-        const auto end = static_cast<double>(grid.density.size());
-        for (double i = std::max(first, 0.0); i <= std::min(last, end - 1); ++i) {
+        const auto end = static_cast<std::ptrdiff_t>(grid.density.size());
+        const auto from = std::max(static_cast<std::ptrdiff_t>(first), std::ptrdiff_t{0});
+        const auto to = std::min(static_cast<std::ptrdiff_t>(last), end - 1);
+        for (std::ptrdiff_t i = from; i <= to; ++i) {
+            const double distance_khz =
+                std::abs(grid.khz(static_cast<double>(i)) - line.offset_khz);
             grid.density[static_cast<std::size_t>(i)] +=
-                line.density * raised_cosine(line, std::abs(grid.khz(i) - line.offset_khz));
+                line.density * raised_cosine(line, distance_khz);
         }
     }
     return grid;

@@ -35,7 +35,7 @@ class UnicableUnit {
     // Half of what a band's filter passes.
     static constexpr double half_width_khz = 25'000;
 
-    explicit UnicableUnit(UnicableSetup setup) : setup_(std::move(setup)) {}
+    explicit UnicableUnit(UnicableSetup setup) : setup_(setup) {}
 
     // The channel that a message asks for, if it is a channel change that the unit can follow.
     struct Request {
