@@ -83,20 +83,20 @@ class DriverBench : public benchmark::Fixture {
 };
 
 BENCHMARK_F(DriverBench, demod_write)(benchmark::State &state) {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(demod_write(0x33, 0x99));
     }
 }
 
 BENCHMARK_F(DriverBench, demod_read)(benchmark::State &state) {
     std::uint8_t value = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(demod_read(0x0D, &value));
     }
 }
 
 BENCHMARK_F(DriverBench, connect_dvbs2)(benchmark::State &state) {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(ds3000_connect(1178, 27500, STANDARD_DVBS2));
     }
 }
@@ -105,7 +105,7 @@ BENCHMARK_F(DriverBench, poll_locked_dvbs2)(benchmark::State &state) {
     std::uint32_t lock_state = 0;
     std::uint8_t snr_db = 0;
     ds3000_context.standard = STANDARD_DVBS2;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         ds3000_poll_lock(&lock_state);
         ds3000_get_snr(&snr_db);
         benchmark::DoNotOptimize(snr_db);
