@@ -31,8 +31,6 @@ using ds3000::wrap_subtract;
 
 namespace {
 
-bool is_known_chip() { return ds3000_context.chip_type == CHIP_DS300X || is_ds310x(); }
-
 // A standard's programming under way.
 struct programming {
     std::int32_t symbol_rate_ksps;
@@ -182,12 +180,16 @@ void arm_acquisition(std::int32_t symbol_rate_ksps, std::uint32_t standard_code)
     ds3000_context.symbol_rate_ksps = symbol_rate_ksps;
     ds3000_context.s2_recovery_done = 0;
     ds3000_context.first_poll = 1;
-    ds3000_context.spectrum_inverted =
-        ds3000_context.unicable_enabled ^ ds3000_context.board_iq_swap;
+    ds3000::update_spectrum_inversion();
     ds3000_context.ts_clock_pending = 1;
 }
 
 }  // namespace
+
+void ds3000::update_spectrum_inversion() {
+    ds3000_context.spectrum_inverted =
+        ds3000_context.unicable_enabled ^ ds3000_context.board_iq_swap;
+}
 
 void ds3000::put_board_options(std::uint8_t &byte) {
     demod_put_bits(reg::spectrum, byte, reg::spectrum_invert,
@@ -208,7 +210,7 @@ int32_t ds3000_connect(uint32_t frequency_mhz, int32_t symbol_rate_ksps, uint32_
         return DS3000_UNBOUND;
     }
     arm_acquisition(symbol_rate_ksps, standard_code);
-    if (!is_known_chip()) {
+    if (!ds3000::is_known_chip()) {
         return DS3000_UNKNOWN_CHIP;
     }
     std::uint8_t byte = 0;

@@ -78,7 +78,7 @@ std::int32_t accept_lock(std::uint32_t &lock_state) {
     ds3000_context.locked_once = 1;
     std::int32_t delta_khz = 0;
     ds3000_get_carrier_offset_delta(&delta_khz);
-    if (ds3000_context.chip_type != CHIP_DS300X && !is_ds310x()) {
+    if (!ds3000::is_known_chip()) {
         lock_state = LOCK_FAILED;
         return DS3000_UNKNOWN_CHIP;
     }

@@ -120,7 +120,7 @@ int32_t ds3000_identify(int32_t *chip_type) {
 
 int32_t ds3000_hard_init(void) {
     ds3000_identify(&ds3000_context.chip_type);
-    if (ds3000_context.chip_type != CHIP_DS300X && !is_ds310x()) {
+    if (!ds3000::is_known_chip()) {
         return DS3000_UNKNOWN_CHIP;
     }
     std::uint8_t byte = 0;
@@ -137,8 +137,7 @@ int32_t ds3000_init(void) {
     ds3000_hard_init();
     bind_tuner();
     ts2022_init();
-    ds3000_context.spectrum_inverted =
-        ds3000_context.unicable_enabled ^ ds3000_context.board_iq_swap;
+    ds3000::update_spectrum_inversion();
     if (is_ds310x()) {
         reset_mcu_and_core();
         load_firmware(ds3000_firmware_a);

@@ -9,6 +9,9 @@ namespace ds3000 {
 constexpr std::int32_t low_rate_ksps = 5000;
 constexpr std::int32_t low_rate_shift_khz = 3000;
 
+// Work out ds3000_context.spectrum_inverted from the board's wiring and its Unicable unit.
+void update_spectrum_inversion();
+
 // DS3002B and DS3103: bit 1 of register 0x4D from ds3000_context.spectrum_inverted and bit 4 of
 // register 0x30 from reg30_bit4_enable, through the calling operation's working byte.
 void put_board_options(std::uint8_t &byte);

@@ -45,11 +45,6 @@ constexpr std::uint8_t measure_table[][2] = {
 // clang-format on
 static_assert(std::size(measure_table) == 28);
 
-void update_spectrum_inversion() {
-    ds3000_context.spectrum_inverted =
-        ds3000_context.unicable_enabled ^ ds3000_context.board_iq_swap;
-}
-
 void program_measurement(std::uint8_t &byte) {
     ds3000::hold_mcu();
     demod_write_table(measure_table[0], static_cast<std::int32_t>(std::size(measure_table)));
@@ -175,7 +170,7 @@ carrier locate(std::uint32_t frequency_khz, const sample &last, double offset_kh
 }
 
 bool measure_carrier(std::uint32_t frequency_khz, carrier &found) {
-    update_spectrum_inversion();
+    ds3000::update_spectrum_inversion();
     ds3000_context.tuner_ops.tuner_set_frequency(frequency_khz, measuring_rate_ksps, 0);
     std::uint8_t byte = 0;
     program_measurement(byte);
@@ -293,7 +288,7 @@ void check_gains(const findings &found, std::int32_t average) {
 
 int32_t ub_detect(uint16_t start_mhz, uint16_t end_mhz, struct ub_entry *entries,
                   uint8_t send_command) {
-    update_spectrum_inversion();
+    ds3000::update_spectrum_inversion();
     ds3000_context.ub_count = 0;
     if (send_command != 0) {
         request_test_tones();

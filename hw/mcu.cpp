@@ -13,6 +13,8 @@ bool is_ds310x() {
     return ds3000_context.chip_type == CHIP_DS3002B || ds3000_context.chip_type == CHIP_DS3103;
 }
 
+bool is_known_chip() { return ds3000_context.chip_type == CHIP_DS300X || is_ds310x(); }
+
 void hold_mcu() {
     demod_write(reg::mcu_control, reg::mcu_hold);
     if (is_ds310x()) {

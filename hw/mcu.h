@@ -12,6 +12,9 @@ namespace ds3000 {
 // Whether the chip is one of the two newer variants, which share their programming.
 bool is_ds310x();
 
+// Whether the chip is one of the three variants that the driver programs.
+bool is_known_chip();
+
 // Hold: 0xB2 = 0x01; on DS3002B and DS3103 also the core, 0x00 = 0x01.
 void hold_mcu();
 

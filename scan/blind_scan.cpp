@@ -8,6 +8,7 @@
 #include "demod/connect.h"
 #include "demod/ds3000_context.h"
 #include "demod/ds3000_regs.h"
+#include "demod/programming.h"
 #include "diseqc/unicable.h"
 #include "hw/bits.h"
 #include "hw/mcu.h"
@@ -212,8 +213,7 @@ void begin_scan(blind_scan_request &request) {
     ds3000_context.scan_locked_count = 0;
     ds3000_context.scan_count = 0;
     ds3000_context.scan_passes = request.passes;
-    ds3000_context.spectrum_inverted =
-        ds3000_context.unicable_enabled ^ ds3000_context.board_iq_swap;
+    ds3000::update_spectrum_inversion();
     request.locked_count = 0;
 }
 

@@ -229,11 +229,10 @@ void forget_step() {
 }  // namespace
 
 int32_t ds3000_blind_scan_setup(uint8_t pass) {
-    const bool known_chip = ds3000_context.chip_type == CHIP_DS300X || is_ds310x();
     std::uint8_t byte = 0;
     ds3000::hold_mcu();
     program_window(setting_of(pass), byte);
-    if (!known_chip) {
+    if (!ds3000::is_known_chip()) {
         // Left held: nothing is known that would let this chip run.
         return DS3000_UNKNOWN_CHIP;
     }

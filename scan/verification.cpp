@@ -177,7 +177,7 @@ Verdict recover(attempt &a) {
 }
 
 void help_lock(attempt &a) {
-    if (a.standard == STANDARD_DVBS2 && (is_ds310x() || ds3000_context.chip_type == CHIP_DS300X)) {
+    if (a.standard == STANDARD_DVBS2 && ds3000::is_known_chip()) {
         ds3000::help_dvbs2_lock(a.byte);
     }
 }
