@@ -3,18 +3,12 @@
 
 #include <fmt/format.h>
 
+#include "host/committed_switch.h"
 #include "host/frequency.h"
 
 namespace host {
 
 namespace {
-
-// Committed switch, port group: E0 10 38 with the port, polarisation and band in the last byte.
-std::array<std::uint8_t, 4> switch_message(std::uint32_t port, bool voltage_18v, bool tone) {
-    const std::uint32_t choice =
-        4U * (port + 59U) | (voltage_18v ? 0x02U : 0U) | (tone ? 0x01U : 0U);
-    return {0xE0, 0x10, 0x38, static_cast<std::uint8_t>(choice)};
-}
 
 bool takes_high_oscillator(const tune_request &request) {
     if (request.lof_high == 0) {
@@ -87,7 +81,8 @@ TunePlan plan_tune(const tune_request &request) {
     plan.delivery_system = request.delivery_system;
     plan.switch_pos = request.switch_pos & 0xFFU;
     if (plan.switch_pos != 0) {
-        plan.switch_message = switch_message(plan.switch_pos, plan.voltage_18v, plan.tone);
+        plan.switch_message =
+            committed_switch_message(plan.switch_pos, plan.voltage_18v, plan.tone);
     }
     if (request.delivery_system != request_dvbs && request.delivery_system != request_dvbs2) {
         plan.refusal =

@@ -2,18 +2,19 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <filesystem>
 #include <functional>
 #include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "host/board_options.h"
 #include "host/console.h"
 #include "host/failure.h"
 #include "host/interrupt.h"
 #include "host/lnb.h"
 #include "host/output.h"
-#include "host/simulated_board.h"
 
 namespace host {
 

@@ -7,33 +7,40 @@ namespace {
 
 constexpr const char *driver_heading = "The driver wrote:";
 
-std::optional<Lnb> fixed_lnb(const Program &program, const sim::Scenario &scenario) {
-    if (auto chosen = program.chosen_lnb()) {
-        return chosen;
-    }
-    return is_demo(program.board_options()) ? std::nullopt : std::optional(described(scenario.lnb));
-}
-
 }  // namespace
 
-LnbSource::LnbSource(const Program &program, const sim::Scenario &scenario,
+LnbSource::LnbSource(const Program &program, std::optional<Lnb> fitted,
                      const std::vector<sim::Transponder> &transponders)
-    : fixed_(fixed_lnb(program, scenario)), choice_(transponders) {}
+    : fixed_(program.chosen_lnb()), choice_(transponders) {
+    if (!fixed_) {
+        fixed_ = std::move(fitted);
+    }
+}
 
 const Lnb &LnbSource::for_transponder(const sim::Transponder &transponder) const {
     return fixed_ ? *fixed_ : choice_.for_transponder(transponder);
 }
 
-Rig::Rig(const Program &program)
+Workbench::Workbench(const Program &program)
     : log_(program.options.driver_log, program.console),
-      plugin_(program.plugin_file()),
-      board_(program.board_options()) {}
+      board_(open_board(program.board_options(), program.console)) {}
 
-ExitStatus Rig::run(const std::function<ExitStatus(Session &)> &work) {
+void Workbench::fit_lnb(const Lnb &lnb) {
+    if (SimulatedBoard *simulated = board_->simulated(); simulated && simulated->is_demo()) {
+        simulated->fit_lnb(lnb);
+    }
+}
+
+void Workbench::point_at(const sim::Satellite &satellite, unsigned port) {
+    if (SimulatedBoard *simulated = board_->simulated()) {
+        simulated->point_at(satellite, port);
+    }
+}
+
+ExitStatus Workbench::live(const std::function<ExitStatus()> &session) {
     ExitStatus status = ExitStatus::done;
     try {
-        Session session(plugin_.descriptor(), board_.clock(), log_);
-        status = work(session);
+        status = session();
     } catch (const std::exception &) {
         log_.show_recent(driver_heading);
         throw;
@@ -41,15 +48,26 @@ ExitStatus Rig::run(const std::function<ExitStatus(Session &)> &work) {
     if (status != ExitStatus::done && status != ExitStatus::cancelled) {
         log_.show_recent(driver_heading);
     }
-    board_.finish_trace();
+    board_->finish();
     log_.finish();
     return status;
 }
 
-void Rig::fit_lnb(const Lnb &lnb) {
-    if (board_.is_demo()) {
-        board_.fit_lnb(lnb);
-    }
+Rig::Rig(const Program &program) : Workbench(program), plugin_(program.plugin_file()) {}
+
+ExitStatus Rig::run(const std::function<ExitStatus(Session &)> &work) {
+    return live([&] {
+        Session session(plugin_.descriptor(), log());
+        return work(session);
+    });
+}
+
+ExitStatus ChipRig::run(const std::function<ExitStatus(ChipSession &)> &work) {
+    return live([&] {
+        SimulatedBoard *simulated = board().simulated();
+        ChipSession session({simulated && simulated->scenario().board.iq_swap}, log());
+        return work(session);
+    });
 }
 
 }  // namespace host

@@ -4,10 +4,9 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <cerrno>
-#include <cstring>
 
 #include "host/failure.h"
+#include "host/pace.h"
 
 namespace host {
 
@@ -24,50 +23,7 @@ constexpr std::uint64_t settling_ms = 1'200;
 
 }  // namespace
 
-DriverLog::DriverLog(const std::optional<std::string> &target, Console &console)
-    : console_(console), keeps_recent_(!target), live_(target == "-") {
-    if (target && *target != "-" && *target != "none") {
-        name_ = *target;
-        file_.reset(std::fopen(name_.c_str(), "we"));
-        if (!file_) {
-            throw Failure(
-                ExitStatus::internal_error,
-                fmt::format("driver log {} cannot be written: {}", name_, std::strerror(errno)));
-        }
-    }
-}
-
-void DriverLog::add(const std::string &lines) {
-    if (lines.empty()) {
-        return;
-    }
-    if (file_) {
-        std::fwrite(lines.data(), 1, lines.size(), file_.get());
-    } else if (live_ || (keeps_recent_ && console_.verbose())) {
-        console_.driver_lines(lines);
-    } else if (keeps_recent_) {
-        recent_ += lines;
-    }
-}
-
-void DriverLog::show_recent(std::string_view heading) {
-    if (!recent_.empty() && !console_.quiet()) {
-        console_.note(heading);
-        console_.driver_lines(recent_);
-        recent_.clear();
-    }
-}
-
-void DriverLog::finish() {
-    if (file_ && (std::fflush(file_.get()) != 0 || std::ferror(file_.get()) != 0)) {
-        throw Failure(
-            ExitStatus::internal_error,
-            fmt::format("driver log {} cannot be written whole: {}", name_, std::strerror(errno)));
-    }
-}
-
-Session::Session(const dvb_ts_tuner_metadata &descriptor, sim::VirtualClock &clock, DriverLog &log)
-    : clock_(clock), log_(log) {
+Session::Session(const dvb_ts_tuner_metadata &descriptor, DriverLog &log) : log_(log) {
     tuner_ = descriptor.create(0);
     if (const std::string fault = tuner_fault(tuner_); !fault.empty()) {
         throw Failure(ExitStatus::not_loadable, fmt::format("the plug-in is wrong: {}", fault));
@@ -122,12 +78,12 @@ Signal Session::signal() {
 }
 
 std::optional<std::uint64_t> Session::wait_for_lock(const Patience &patience) {
-    const std::uint64_t begin_ns = clock_.now_ns();
+    const std::uint64_t begin_ns = now_ns();
     bool maybe_stale = locked();
     std::optional<std::uint64_t> locked_since_ms;
     for (;;) {
-        clock_.sleep_ns(poll_ms * 1'000'000U);
-        const std::uint64_t elapsed_ms = (clock_.now_ns() - begin_ns) / 1'000'000U;
+        sleep_ns(poll_ms * 1'000'000U);
+        const std::uint64_t elapsed_ms = (now_ns() - begin_ns) / 1'000'000U;
         const bool reported = locked();
         maybe_stale = maybe_stale && reported && elapsed_ms < stale_status_ms;
         const bool credible = patience.board_agrees ? patience.board_agrees() : !maybe_stale;
@@ -145,7 +101,7 @@ std::optional<std::uint64_t> Session::wait_for_lock(const Patience &patience) {
     }
 }
 
-void Session::settle() { clock_.sleep_ns(settling_ms * 1'000'000U); }
+void Session::settle() { sleep_ns(settling_ms * 1'000'000U); }
 
 std::string Session::take_lines() {
     std::string lines = capture_.take();

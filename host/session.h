@@ -6,40 +6,12 @@
 #include <optional>
 #include <string>
 
-#include "host/console.h"
+#include "host/driver_log.h"
 #include "host/plan.h"
 #include "host/plugin_loader.h"
 #include "host/stderr_capture.h"
-#include "sim/clock.h"
 
 namespace host {
-
-// Where the driver's own standard-error lines go: --driver-log.
-class DriverLog {
- public:
-    // Nothing: shown on failure and under -v. "-": to standard error as they come. "none": nowhere.
-    // Else a file. Throws Failure (internal_error) when that cannot be written.
-    DriverLog(const std::optional<std::string> &target, Console &console);
-
-    void add(const std::string &lines);
-
-    // Show what was added since the last call, where the person asked to see it on failure.
-    void show_recent(std::string_view heading);
-    void forget_recent() { recent_.clear(); }
-
-    void finish();
-
- private:
-    struct Close {
-        void operator()(std::FILE *file) const { std::fclose(file); }
-    };
-    Console &console_;
-    bool keeps_recent_;
-    bool live_;
-    std::string name_;
-    std::unique_ptr<std::FILE, Close> file_;
-    std::string recent_;
-};
 
 // Last published reception figures.
 struct Signal {
@@ -54,7 +26,7 @@ enum class TuneAnswer { set_up, out_of_range, refused, connect_failed, unchanged
 class Session {
  public:
     // Throws Failure: hardware_absent when init fails, not_loadable for an incomplete Tuner.
-    Session(const dvb_ts_tuner_metadata &descriptor, sim::VirtualClock &clock, DriverLog &log);
+    Session(const dvb_ts_tuner_metadata &descriptor, DriverLog &log);
     Session(const Session &) = delete;
     Session &operator=(const Session &) = delete;
     ~Session();
@@ -75,7 +47,7 @@ class Session {
     };
 
     // Wait for the lock of the channel just tuned, looking every 50 ms as receivers do. Returns the
-    // time it took, in ms of the virtual clock.
+    // time it took, in ms.
     // The plug-in goes on publishing the previous channel's status until its thread has polled the
     // new one; a lock that may be such a left-over is not believed before that time is over.
     std::optional<std::uint64_t> wait_for_lock(const Patience &patience);
@@ -87,7 +59,6 @@ class Session {
  private:
     std::string take_lines();
 
-    sim::VirtualClock &clock_;
     StandardErrorCapture capture_;
     DriverLog &log_;
     Tuner *tuner_ = nullptr;

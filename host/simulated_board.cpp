@@ -3,14 +3,11 @@
 
 #include <fmt/format.h>
 
-#include <cerrno>
-#include <cstring>
 #include <stdexcept>
 
 #include "host/failure.h"
 #include "host/tables/catalogue.h"
 #include "host/tables/table.h"
-#include "sim/board.h"
 
 namespace host {
 
@@ -55,18 +52,29 @@ sim::Scenario read_scenario(const BoardOptions &options) {
     }
 }
 
-SimulatedBoard::SimulatedBoard(const BoardOptions &options)
-    : demo_(host::is_demo(options)), scenario_(read_scenario(options)) {
-    receiver_ = std::make_unique<sim::Receiver>(scenario_, clock_);
-    clock_.follow_wall_time(options.real_time);
-    if (options.trace_file) {
-        start_trace(*options.trace_file);
-    } else {
-        sim::set_board(receiver_.get());
-    }
+std::optional<Lnb> scenario_lnb(const BoardOptions &options) {
+    return options.uri.starts_with(scenario_prefix)
+               ? std::optional(described(read_scenario(options).lnb))
+               : std::nullopt;
 }
 
-SimulatedBoard::~SimulatedBoard() { sim::set_board(nullptr); }
+SimulatedBoard::SimulatedBoard(const BoardOptions &options)
+    : uri_(options.uri), demo_(host::is_demo(options)), scenario_(read_scenario(options)) {
+    receiver_ = std::make_unique<sim::Receiver>(scenario_, clock_);
+    clock_.follow_wall_time(options.real_time);
+    attach(*receiver_, options);
+}
+
+Json SimulatedBoard::describe() const {
+    return {{"uri", uri_},
+            {"demodulator_fitted", sim::to_string(scenario_.board.chip)},
+            {"tuner_identity", fmt::format("0x{:02X}", scenario_.board.tuner_identity)},
+            {"bus_clock_hz", scenario_.board.bus_clock_hz}};
+}
+
+std::optional<Lnb> SimulatedBoard::fitted_lnb() const {
+    return demo_ ? std::nullopt : std::optional(described(scenario_.lnb));
+}
 
 void SimulatedBoard::point_at(const sim::Satellite &satellite, unsigned port) {
     receiver_->point_at(satellite, port);
@@ -74,34 +82,8 @@ void SimulatedBoard::point_at(const sim::Satellite &satellite, unsigned port) {
 
 void SimulatedBoard::fit_lnb(const Lnb &lnb) {
     if (lnb.name != fitted_lnb_) {
-        receiver_->set_lnb(simulated(lnb));
+        receiver_->set_lnb(host::simulated(lnb));
         fitted_lnb_ = lnb.name;
-    }
-}
-
-void SimulatedBoard::start_trace(const std::string &file) {
-    trace_name_ = file;
-    trace_.reset(std::fopen(file.c_str(), "we"));
-    if (!trace_) {
-        throw Failure(ExitStatus::internal_error,
-                      fmt::format("trace {} cannot be written: {}", file, std::strerror(errno)));
-    }
-    recorder_ = std::make_unique<Recorder>(
-        *receiver_,
-        [this](const Event &event) { fmt::print(trace_.get(), "{}\n", format_event(event)); },
-        true);
-    sim::set_board(recorder_.get());
-}
-
-void SimulatedBoard::finish_trace() {
-    if (!trace_) {
-        return;
-    }
-    recorder_->flush();
-    if (std::fflush(trace_.get()) != 0 || std::ferror(trace_.get()) != 0) {
-        throw Failure(
-            ExitStatus::internal_error,
-            fmt::format("trace {} cannot be written whole: {}", trace_name_, std::strerror(errno)));
     }
 }
 

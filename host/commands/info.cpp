@@ -54,16 +54,13 @@ Json describe_plugin(const Plugin &plugin) {
             {"list_b_entries", list_length(descriptor.get_list_b())}};
 }
 
-Json describe_board(const Program &program, SimulatedBoard &board, const Session &session) {
+Json describe_board(const HostBoard &board, const Session &session) {
     const std::string &lines = session.init_lines();
     const bool controller = lines.find("use lnbh23") != std::string::npos;
-    const sim::BoardSetup &setup = board.scenario().board;
-    return {{"uri", program.options.board},
-            {"demodulator", chip_name_in(lines)},
-            {"demodulator_fitted", sim::to_string(setup.chip)},
-            {"tuner_identity", fmt::format("0x{:02X}", setup.tuner_identity)},
-            {"lnb_supply", controller ? "lnbh23" : "gpio"},
-            {"bus_clock_hz", setup.bus_clock_hz}};
+    Json json = board.describe();
+    json["demodulator"] = chip_name_in(lines);
+    json["lnb_supply"] = controller ? "lnbh23" : "gpio";
+    return json;
 }
 
 Json describe_firmware(const sim::Receiver &receiver) {
@@ -115,10 +112,12 @@ ExitStatus run_info(Program &program) {
     return rig.run([&](Session &session) {
         Json info{{"schema", "ds3000.info/1"}};
         info["plugin"] = describe_plugin(rig.plugin());
-        info["board"] = describe_board(program, rig.board(), session);
-        info["firmware"] = describe_firmware(rig.board().receiver());
+        info["board"] = describe_board(rig.board(), session);
+        if (SimulatedBoard *simulated = rig.board().simulated()) {
+            info["firmware"] = describe_firmware(simulated->receiver());
+        }
         info["program"] = describe_program();
-        if (info["firmware"]["kind"] == "placeholder") {
+        if (info.value("/firmware/kind"_json_pointer, "") == "placeholder") {
             program.console.note(
                 "The firmware of this build is a placeholder: it serves the simulated receiver "
                 "only. Configure with DS3000_FIRMWARE_A and DS3000_FIRMWARE_B for a real one.");

@@ -8,6 +8,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/describe.h"
 #include "host/frequency.h"
+#include "host/pace.h"
 #include "host/rig.h"
 #include "host/tables/catalogue.h"
 #include "host/tables/table.h"
@@ -80,8 +81,8 @@ class Sweep {
 
  private:
     void sweep_table(Session &session, const Table &table) {
-        const LnbSource lnbs(program_, rig_.board().scenario(), transponders_of(table));
-        rig_.board().point_at(table.satellite(), program_.options.switch_port);
+        const LnbSource lnbs(program_, rig_.board().fitted_lnb(), transponders_of(table));
+        rig_.point_at(table.satellite(), program_.options.switch_port);
         auto row = table.rows.begin();
         auto rejected = table.rejected.begin();
         while ((row != table.rows.end() || rejected != table.rejected.end()) &&
@@ -140,26 +141,46 @@ class Sweep {
     }
 
     void await_lock(Session &session, unsigned port, RowResult &result) {
-        sim::Receiver &receiver = rig_.board().receiver();
-        const auto give_up = [&](std::uint64_t elapsed_ms) {
-            return program_.interrupt.requested() || elapsed_ms >= longest_search_ms ||
-                   (elapsed_ms >= recovery_ms && !may_still_lock(receiver.verdict().reason));
-        };
-        result.lock_ms =
-            session.wait_for_lock({give_up, [&receiver] { return receiver.verdict().locked(); }});
-        const sim::Reception reception = receiver.reception(*result.transponder, port);
-        result.receivable = reception.receivable();
-        result.obstacle = reception.receivable() ? "" : reception.text;
+        SimulatedBoard *simulated = rig_.board().simulated();
+        result.lock_ms = simulated != nullptr
+                             ? session.wait_for_lock(patience_with(simulated->receiver()))
+                             : session.wait_for_lock(patience_alone());
+        if (simulated != nullptr) {
+            const sim::Reception reception =
+                simulated->receiver().reception(*result.transponder, port);
+            result.receivable = reception.receivable();
+            result.obstacle = reception.receivable() ? "" : reception.text;
+        }
         if (result.lock_ms) {
             session.settle();
             result.row_class = RowClass::locked;
             result.signal = session.signal();
             return;
         }
-        const sim::Verdict verdict = receiver.verdict();
         result.row_class = RowClass::no_lock;
-        result.reason = sim::to_string(verdict.reason);
-        result.explanation = verdict.text;
+        result.reason = "no lock";
+        if (simulated != nullptr) {
+            const sim::Verdict verdict = simulated->receiver().verdict();
+            result.reason = sim::to_string(verdict.reason);
+            result.explanation = verdict.text;
+        }
+    }
+
+    // A world that says whether waiting is worth while.
+    Session::Patience patience_with(sim::Receiver &receiver) {
+        return {
+            [this, &receiver](std::uint64_t elapsed_ms) {
+                return program_.interrupt.requested() || elapsed_ms >= longest_search_ms ||
+                       (elapsed_ms >= recovery_ms && !may_still_lock(receiver.verdict().reason));
+            },
+            [&receiver] { return receiver.verdict().locked(); }};
+    }
+
+    Session::Patience patience_alone() {
+        return {[this](std::uint64_t elapsed_ms) {
+                    return program_.interrupt.requested() || elapsed_ms >= longest_search_ms;
+                },
+                nullptr};
     }
 
     static bool may_still_lock(sim::Reason reason) {
@@ -229,7 +250,9 @@ Json row_json(const RowResult &result) {
     }
     if (!result.reason.empty()) {
         json["reason"] = result.reason;
-        json["explanation"] = result.explanation;
+        if (!result.explanation.empty()) {
+            json["explanation"] = result.explanation;
+        }
     }
     return json;
 }
@@ -425,6 +448,13 @@ ExitStatus judge(const Report &report, Console &console) {
     return ExitStatus::done;
 }
 
+// What a simulated world has to say of the driver's manners.
+std::vector<sim::Complaint> complaints_of(HostBoard &board) {
+    SimulatedBoard *simulated = board.simulated();
+    return simulated == nullptr ? std::vector<sim::Complaint>{}
+                                : simulated->receiver().complaints();
+}
+
 ExitStatus run_sweep(Program &program, const std::vector<std::string> &names) {
     std::vector<Table> tables;
     tables.reserve(names.size());
@@ -433,15 +463,16 @@ ExitStatus run_sweep(Program &program, const std::vector<std::string> &names) {
     }
     Output output(program.options.format, program.options.output);
     Rig rig(program);
+    const std::uint64_t begin_ns = now_ns();
     const std::uint64_t wall_begin_ns = sim::wall_now_ns();
     return rig.run([&](Session &session) {
         Sweep sweep(program, rig, tables);
         const bool complete = sweep.run(session);
         const Report report{tables,
                             sweep.results(),
-                            rig.board().receiver().complaints(),
+                            complaints_of(rig.board()),
                             complete,
-                            rig.board().clock().now_ns() / 1'000'000U,
+                            (now_ns() - begin_ns) / 1'000'000U,
                             (sim::wall_now_ns() - wall_begin_ns) / 1'000'000U};
         write_report(output, report, program.options.verbose);
         return judge(report, program.console);

@@ -158,7 +158,7 @@ void write_result(Output &output, const Json &result, const Target &target, cons
         if (locked) {
             line("quality", fmt::format("{} dB", result.at("quality_db").dump()));
         } else {
-            line("reason", result.at("explanation").get<std::string>());
+            line("reason", result.value("explanation", "the board cannot tell"));
         }
         line("strength", fmt::format("{} %", result.at("strength_percent").dump()));
     }
@@ -182,18 +182,28 @@ void refuse_answer(TuneAnswer answer, const TunePlan &plan) {
     }
 }
 
+// A simulated world knows why; a real one does not say.
+void explain_no_lock(HostBoard &board, Json &result) {
+    if (SimulatedBoard *simulated = board.simulated()) {
+        const sim::Verdict verdict = simulated->receiver().verdict();
+        result["reason"] = sim::to_string(verdict.reason);
+        result["explanation"] = verdict.text;
+    }
+}
+
 void point_dish(Rig &rig, const Program &program, const Target &target) {
+    SimulatedBoard *simulated = rig.board().simulated();
     if (target.table) {
-        rig.board().point_at(target.table->satellite(), program.options.switch_port);
-    } else if (rig.board().is_demo()) {
-        rig.board().point_at(demo_satellite(), program.options.switch_port);
+        rig.point_at(target.table->satellite(), program.options.switch_port);
+    } else if (simulated != nullptr && simulated->is_demo()) {
+        rig.point_at(demo_satellite(), program.options.switch_port);
     }
 }
 
 ExitStatus tune_channel(Program &program, const TuneOptions &options, const Target &target) {
     Output output(program.options.format, program.options.output);
     Rig rig(program);
-    const LnbSource lnbs(program, rig.board().scenario(), {target.transponder});
+    const LnbSource lnbs(program, rig.board().fitted_lnb(), {target.transponder});
     const Lnb &lnb = lnbs.for_transponder(target.transponder);
     const tune_request request = request_for(target.transponder, lnb, program.options.switch_port);
     const TunePlan plan = plan_tune(request);
@@ -219,10 +229,8 @@ ExitStatus tune_channel(Program &program, const TuneOptions &options, const Targ
             result["lock_ms"] = *lock_ms;
             result["quality_db"] = signal.quality_db;
         } else {
-            const sim::Verdict verdict = rig.board().receiver().verdict();
             result["waited_ms"] = waited_ms;
-            result["reason"] = sim::to_string(verdict.reason);
-            result["explanation"] = verdict.text;
+            explain_no_lock(rig.board(), result);
         }
         result["strength_percent"] = signal.strength_percent;
         write_result(output, result, target, lnb, plan);
@@ -236,7 +244,7 @@ ExitStatus tune_channel(Program &program, const TuneOptions &options, const Targ
 ExitStatus show_plan(Program &program, const Target &target) {
     program.honour_only("tune --show-plan", {"board", "lnb", "switch"});
     Output output(program.options.format, program.options.output);
-    const LnbSource lnbs(program, read_scenario(program.board_options()), {target.transponder});
+    const LnbSource lnbs(program, scenario_lnb(program.board_options()), {target.transponder});
     const Lnb &lnb = lnbs.for_transponder(target.transponder);
     const TunePlan plan =
         plan_tune(request_for(target.transponder, lnb, program.options.switch_port));

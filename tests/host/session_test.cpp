@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/failure.h"
+#include "sim/clock.h"
 
 namespace host {
 namespace {
@@ -98,7 +99,7 @@ class SessionTest : public testing::Test {
 
 TEST_F(SessionTest, ends_as_a_receiver_ends_even_when_the_work_fails) {
     try {
-        Session session(descriptor_, clock_, log_);
+        Session session(descriptor_, log_);
         throw Failure(ExitStatus::internal_error, "the work fails");
     } catch (const Failure &) {
         EXPECT_THAT(script.calls, ElementsAre("init", "finalize", "free"));
@@ -107,12 +108,12 @@ TEST_F(SessionTest, ends_as_a_receiver_ends_even_when_the_work_fails) {
 
 TEST_F(SessionTest, frees_a_tuner_that_does_not_come_up) {
     script.init_result = 0;
-    EXPECT_THROW(Session(descriptor_, clock_, log_), Failure);
+    EXPECT_THROW(Session(descriptor_, log_), Failure);
     EXPECT_THAT(script.calls, ElementsAre("init", "free"));
 }
 
 TEST_F(SessionTest, tells_the_answers_to_a_tune_apart) {
-    Session session(descriptor_, clock_, log_);
+    Session session(descriptor_, log_);
 
     EXPECT_EQ(session.tune(request_), TuneAnswer::set_up);
     script.tune_result = 0;
@@ -127,7 +128,7 @@ TEST_F(SessionTest, tells_the_answers_to_a_tune_apart) {
 }
 
 TEST_F(SessionTest, a_refused_request_leaves_the_channel_as_it_was) {
-    Session session(descriptor_, clock_, log_);
+    Session session(descriptor_, log_);
 
     session.tune(request_);
     tune_request other = request_;
@@ -139,7 +140,7 @@ TEST_F(SessionTest, a_refused_request_leaves_the_channel_as_it_was) {
 }
 
 TEST_F(SessionTest, waits_for_lock_in_steps_of_50_ms) {
-    Session session(descriptor_, clock_, log_);
+    Session session(descriptor_, log_);
     script.lock_from_ms = 120;
     script.lock_to_ms = 10'000;
 
@@ -147,28 +148,28 @@ TEST_F(SessionTest, waits_for_lock_in_steps_of_50_ms) {
 }
 
 TEST_F(SessionTest, gives_up_when_told_to) {
-    Session session(descriptor_, clock_, log_);
+    Session session(descriptor_, log_);
 
     EXPECT_EQ(session.wait_for_lock(patience(500)), std::nullopt);
     EXPECT_EQ(now_ms(), 500U);
 }
 
 TEST_F(SessionTest, a_left_over_lock_of_the_last_channel_is_not_believed) {
-    Session session(descriptor_, clock_, log_);
+    Session session(descriptor_, log_);
     script.lock_to_ms = 240;
 
     EXPECT_EQ(session.wait_for_lock(patience(500)), std::nullopt);
 }
 
 TEST_F(SessionTest, a_lock_that_outlasts_the_first_polls_is_this_channel_s) {
-    Session session(descriptor_, clock_, log_);
+    Session session(descriptor_, log_);
     script.lock_to_ms = 10'000;
 
     EXPECT_EQ(session.wait_for_lock(patience(500)), 300U);
 }
 
 TEST_F(SessionTest, a_lock_that_the_board_denies_is_not_believed) {
-    Session session(descriptor_, clock_, log_);
+    Session session(descriptor_, log_);
     script.lock_to_ms = 10'000;
     Session::Patience doubt = patience(1'000);
 
@@ -179,7 +180,7 @@ TEST_F(SessionTest, a_lock_that_the_board_denies_is_not_believed) {
 }
 
 TEST_F(SessionTest, a_quality_byte_may_be_negative) {
-    Session session(descriptor_, clock_, log_);
+    Session session(descriptor_, log_);
     script.signal = {246, 33};
 
     EXPECT_EQ(session.signal().quality_db, -10);
@@ -188,7 +189,7 @@ TEST_F(SessionTest, a_quality_byte_may_be_negative) {
 
 TEST_F(SessionTest, keeps_what_the_driver_says_by_its_occasion) {
     script.message = "\tChip ID = [DS3002B]!\n\n";
-    Session session(descriptor_, clock_, log_);
+    Session session(descriptor_, log_);
     script.message = "ds3000: SYS_DVBS2\n";
     session.tune(request_);
 

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace host {
+
+// What --board, --switch, --trace and --real-time ask for.
+struct BoardOptions {
+    std::string uri = "sim";
+    unsigned switch_port = 0;
+    std::optional<std::string> trace_file;
+    bool real_time = false;
+};
+
+// Whether the world is ours to arrange: there is no scenario file that says what it is like.
+inline bool is_demo(const BoardOptions &options) { return options.uri == "sim"; }
+
+}  // namespace host

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+#include "host/driver_log.h"
+#include "host/stderr_capture.h"
+#include "hw/driver_record.h"
+
+namespace host {
+
+// What selects a dish, a polarisation and a band on the cable.
+struct CableLeg {
+    bool voltage_18v = false;
+    bool tone = false;
+    unsigned switch_port = 0;  // committed switch, 0: none
+
+    bool operator==(const CableLeg &) const = default;
+};
+
+// How a board differs from the usual one; the chips cannot tell.
+struct BoardWiring {
+    bool iq_swapped = false;
+};
+
+// The chip layer of this program on the process's board: bus and start-up on construction, chips
+// asleep, LNB supply off and bus closed on destruction, whatever happens in between.
+class ChipSession {
+ public:
+    // Throws Failure (hardware_absent): no bus, or no demodulator of the family.
+    ChipSession(const BoardWiring &wiring, DriverLog &log);
+    ChipSession(const ChipSession &) = delete;
+    ChipSession &operator=(const ChipSession &) = delete;
+    ~ChipSession();
+
+    // Supply the LNB and select a leg, with the pauses that LNB and switch need.
+    void select(const CableLeg &leg);
+
+    // Switch the supply off; the chips stay awake.
+    void supply_off();
+
+    // What the driver wrote to standard error since the last call. The log has it too.
+    std::string take_lines();
+
+    // What it wrote while it started up.
+    [[nodiscard]] const std::string &init_lines() const { return init_lines_; }
+
+    [[nodiscard]] bool has_lnbh23() const { return record_.has_lnbh23 != 0; }
+
+ private:
+    StandardErrorCapture capture_;
+    DriverLog &log_;
+    ds3000_driver record_{};
+    bool supplied_ = false;
+    std::string init_lines_;
+};
+
+}  // namespace host

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/board_options.h"
+#include "host/lnb.h"
+#include "host/output.h"
+#include "host/trace/recorder.h"
+#include "sim/board.h"
+
+namespace host {
+
+class SimulatedBoard;
+
+// A board of this program: what the process's hdi_* reach while it exists, with a recorder in front
+// of it when a trace is asked for.
+class HostBoard {
+ public:
+    HostBoard() = default;
+    HostBoard(const HostBoard &) = delete;
+    HostBoard &operator=(const HostBoard &) = delete;
+    virtual ~HostBoard();
+
+    // The world behind the board, where there is one.
+    [[nodiscard]] virtual SimulatedBoard *simulated() { return nullptr; }
+
+    // What is known of the board before a driver has spoken to it.
+    [[nodiscard]] virtual Json describe() const = 0;
+
+    // The LNB that hangs on the board, if the board knows.
+    [[nodiscard]] virtual std::optional<Lnb> fitted_lnb() const { return std::nullopt; }
+
+    // The work is done: end the trace. Throws Failure (internal_error) when it could not be written
+    // whole, and whatever else a board has to say about the work.
+    virtual void finish();
+
+ protected:
+    // From now on hdi_* reach this board. Throws Failure (internal_error) for a trace that cannot
+    // be written.
+    void attach(sim::Board &board, const BoardOptions &options);
+
+ private:
+    struct Close {
+        void operator()(std::FILE *file) const { std::fclose(file); }
+    };
+
+    std::string trace_name_;
+    std::unique_ptr<std::FILE, Close> trace_;
+    std::unique_ptr<Recorder> recorder_;
+};
+
+}  // namespace host

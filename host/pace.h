@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+
+namespace host {
+
+// Time as the driver sees it: the virtual clock where one is in force, else the system's.
+std::uint64_t now_ns();
+
+// Let it pass. The board is not told, unlike of the driver's own waits.
+void sleep_ns(std::uint64_t duration_ns);
+
+}  // namespace host
