@@ -3,8 +3,19 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
+#include <utility>
 
 namespace sim {
+
+namespace {
+
+bool begins_within(const Event &event, std::uint64_t from_ns, std::uint64_t to_ns) {
+    const std::uint64_t at_ns = ns_of_ms(event.period.from_ms);
+    return at_ns > from_ns && at_ns <= to_ns;
+}
+
+}  // namespace
 
 std::uint64_t ns_of_ms(std::uint64_t ms) {
     constexpr std::uint64_t per_ms = 1'000'000;
@@ -45,6 +56,7 @@ Weather Calendar::weather_at(std::uint64_t now_ns) const {
                 weather.cable_pulled = true;
                 break;
             case Event::Kind::brown_out:
+            case Event::Kind::foreign_message:
                 break;
         }
     }
@@ -53,9 +65,23 @@ Weather Calendar::weather_at(std::uint64_t now_ns) const {
 
 bool Calendar::brown_out_within(std::uint64_t from_ns, std::uint64_t to_ns) const {
     return std::any_of(events_.begin(), events_.end(), [=](const Event &event) {
-        const std::uint64_t at_ns = ns_of_ms(event.period.from_ms);
-        return event.kind == Event::Kind::brown_out && at_ns > from_ns && at_ns <= to_ns;
+        return event.kind == Event::Kind::brown_out && begins_within(event, from_ns, to_ns);
     });
+}
+
+std::vector<std::vector<std::uint8_t>> Calendar::foreign_messages_within(
+    std::uint64_t from_ns, std::uint64_t to_ns) const {
+    std::multimap<std::uint64_t, std::vector<std::uint8_t>> by_time;
+    for (const Event &event : events_) {
+        if (event.kind == Event::Kind::foreign_message && begins_within(event, from_ns, to_ns)) {
+            by_time.emplace(event.period.from_ms, event.bytes);
+        }
+    }
+    std::vector<std::vector<std::uint8_t>> messages;
+    for (auto &[at_ms, bytes] : by_time) {
+        messages.push_back(std::move(bytes));
+    }
+    return messages;
 }
 
 }  // namespace sim

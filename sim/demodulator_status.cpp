@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "demod/ds3000_regs.h"
+#include "sim/arithmetic.h"
 #include "sim/demodulator.h"
 #include "sim/gain.h"
 #include "sim/modcod.h"
@@ -202,7 +203,7 @@ std::uint16_t Demodulator::dvbs_errors() const {
     if (!window_started_) {
         return 0;
     }
-    const double rate = rate_at_threshold * std::pow(10.0, -margin_db() / decade_db);
+    const double rate = rate_at_threshold * power_of_ten(-margin_db() / decade_db);
     return static_cast<std::uint16_t>(std::min(65535.0, rate * dvbs_window_bits()));
 }
 
@@ -261,7 +262,7 @@ std::uint16_t Demodulator::dvbs2_errors(std::uint64_t now_ns) const {
     const Transponder &carrier = acquisition_.finding().carrier->transponder;
     const double packets =
         dvbs2_frames(now_ns) * (frame_payload_bits(code_rate_of(carrier)) / packet_bits);
-    const double rate = rate_at_threshold * std::pow(10.0, -margin_db() / decade_db);
+    const double rate = rate_at_threshold * power_of_ten(-margin_db() / decade_db);
     return static_cast<std::uint16_t>(std::min(65535.0, packets * std::min(1.0, rate)));
 }
 

@@ -2,7 +2,8 @@
 #include "sim/modcod.h"
 
 #include <array>
-#include <cmath>
+
+#include "sim/arithmetic.h"
 
 namespace sim {
 
@@ -110,7 +111,7 @@ double payload_bytes_per_s(const Transponder &transponder) {
            frame_payload_bits(rate) / 8.0;
 }
 
-double from_db(double db) { return std::pow(10.0, db / 10.0); }
-double to_db(double ratio) { return 10.0 * std::log10(ratio); }
+double from_db(double db) { return power_of_ten(db / 10); }
+double to_db(double ratio) { return 10 * decimal_logarithm(ratio); }
 
 }  // namespace sim

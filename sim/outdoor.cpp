@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 
 namespace sim {
 
@@ -52,6 +53,7 @@ Outdoor::Outdoor(const Scenario &scenario)
         if (fault.kind == Fault::Kind::lost_diseqc) {
             message_faults_.push_back(fault);
         }
+        supply_is_dead_ = supply_is_dead_ || fault.kind == Fault::Kind::dead_supply;
     }
 }
 
@@ -105,9 +107,16 @@ bool Outdoor::message_is_lost() const {
 
 std::vector<std::uint8_t> Outdoor::message(std::span<const std::uint8_t> bytes) {
     messages_.emplace_back(bytes.begin(), bytes.end());
-    if (!powered() || message_is_lost()) {
-        return {};
+    return powered() && !message_is_lost() ? obey(bytes) : std::vector<std::uint8_t>{};
+}
+
+void Outdoor::foreign_message(std::span<const std::uint8_t> bytes) {
+    if (powered()) {
+        obey(bytes);
     }
+}
+
+std::vector<std::uint8_t> Outdoor::obey(std::span<const std::uint8_t> bytes) {
     if (unicable_) {
         unicable_message(bytes);
         return {};
@@ -158,24 +167,34 @@ void Outdoor::set_lnb(const Lnb &lnb) {
     ++changes_;
 }
 
-std::uint32_t Outdoor::if_of(const Transponder &transponder) const {
-    const bool high = stacked()
-                          ? side_of(transponder.polarisation) == Side::volts_18
-                          : lnb_.lof_high_khz != 0 && transponder.frequency_khz >= lnb_.switch_khz;
+std::uint32_t Outdoor::lnb_if_of(const Transponder &transponder) const {
+    const bool high = stacked() ? side_of(transponder.polarisation) == Side::volts_18
+                                : has_high_band() && transponder.frequency_khz >= lnb_.switch_khz;
     const std::uint32_t lof_khz = high ? lnb_.lof_high_khz : lnb_.lof_low_khz;
     return transponder.frequency_khz > lof_khz ? transponder.frequency_khz - lof_khz
                                                : lof_khz - transponder.frequency_khz;
 }
 
+std::optional<std::uint32_t> Outdoor::if_of(const Transponder &transponder) const {
+    const std::uint32_t lnb_if_khz = lnb_if_of(transponder);
+    if (!unicable_) {
+        return lnb_if_khz;
+    }
+    const std::optional<double> output_khz = unicable_->best_output_khz(lnb_if_khz);
+    return output_khz ? std::optional(static_cast<std::uint32_t>(std::lround(*output_khz)))
+                      : std::nullopt;
+}
+
 const Sky *Outdoor::sky_at(unsigned port) const {
+    constexpr unsigned unicable_positions = 2;
     const auto &dish = dishes_.at(port == 0 ? 0 : port - 1);
-    return dish ? &*dish : nullptr;
+    return dish && !(unicable_ && port > unicable_positions) ? &*dish : nullptr;
 }
 
 unsigned Outdoor::port() const { return has_switch_ ? 1U + ((switch_lines_ >> 2) & 3U) : 0U; }
 
 unsigned Outdoor::volts() const {
-    if (!enabled_ || (has_lnbh23_ && (lnbh23_ & lnbh23_enable) == 0)) {
+    if (supply_is_dead_ || !enabled_ || (has_lnbh23_ && (lnbh23_ & lnbh23_enable) == 0)) {
         return 0;
     }
     return (has_lnbh23_ ? (lnbh23_ & lnbh23_18v) != 0 : line_18v_) ? 18 : 13;
@@ -212,7 +231,7 @@ std::vector<Tone> Outdoor::tones() const {
 std::vector<Leg> Outdoor::legs(Reason &reason, std::string &text) const {
     if (volts() == 0) {
         reason = Reason::no_supply;
-        text = "no signal: LNB supply off";
+        text = supply_is_dead_ ? "no signal: LNB supply dead" : "no signal: LNB supply off";
         return {};
     }
     if (weather_.cable_pulled) {
@@ -240,7 +259,7 @@ std::vector<Leg> Outdoor::legs(Reason &reason, std::string &text) const {
         return {{sky, Side::volts_13, lnb_.lof_low_khz + drift, {}},
                 {sky, Side::volts_18, lnb_.lof_high_khz + drift, {}}};
     }
-    const bool high = lnb_.lof_high_khz != 0 && tone_;
+    const bool high = has_high_band() && tone_;
     const Side side = volts() == 18 ? Side::volts_18 : Side::volts_13;
     return {{sky, side, (high ? lnb_.lof_high_khz : lnb_.lof_low_khz) + drift, {}}};
 }

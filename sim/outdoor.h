@@ -70,14 +70,21 @@ class Outdoor {
     // A message went out on the cable. Returns the reply of a switch that gives one.
     std::vector<std::uint8_t> message(std::span<const std::uint8_t> bytes);
 
+    // Another receiver on the cable sent a message.
+    void foreign_message(std::span<const std::uint8_t> bytes);
+
     void point_at(const Satellite &satellite, unsigned port);
     void set_lnb(const Lnb &lnb);
 
     // Grows whenever what is on the cable may have changed.
     [[nodiscard]] std::uint64_t changes() const { return changes_; }
 
-    // Where a carrier lies on the cable with the oscillator that is meant for it, without drift.
-    [[nodiscard]] std::uint32_t if_of(const Transponder &transponder) const;
+    // Where a carrier lies behind the oscillator that is meant for it, without drift.
+    [[nodiscard]] std::uint32_t lnb_if_of(const Transponder &transponder) const;
+
+    // Where it lies on the cable: there, or with a Unicable unit in the user band that suits it
+    // best. Absent when no user band can carry it.
+    [[nodiscard]] std::optional<std::uint32_t> if_of(const Transponder &transponder) const;
 
     // What is on the cable; empty with the reason in `reason` and `text`.
     [[nodiscard]] std::vector<Leg> legs(Reason &reason, std::string &text) const;
@@ -85,6 +92,7 @@ class Outdoor {
     // Test tones on the cable.
     [[nodiscard]] std::vector<Tone> tones() const;
 
+    // Null where there is no dish, or one that the Unicable unit cannot choose.
     [[nodiscard]] const Sky *sky_at(unsigned port) const;
     [[nodiscard]] unsigned volts() const;
     [[nodiscard]] bool tone() const { return tone_; }
@@ -98,14 +106,19 @@ class Outdoor {
  private:
     [[nodiscard]] bool message_is_lost() const;
     [[nodiscard]] bool powered() const { return volts() != 0 && !weather_.cable_pulled; }
+    std::vector<std::uint8_t> obey(std::span<const std::uint8_t> bytes);
     void unicable_message(std::span<const std::uint8_t> bytes);
     [[nodiscard]] bool has_bank(const UserBandChannel &channel) const;
     [[nodiscard]] std::vector<Leg> unicable_legs() const;
     void supply_changed();
     [[nodiscard]] bool stacked() const { return lnb_.lof_high_khz != 0 && lnb_.switch_khz == 0; }
+    [[nodiscard]] bool has_high_band() const {
+        return lnb_.lof_high_khz != 0 && !lnb_.ignores_tone;
+    }
 
     Sky::Defaults defaults_;
     bool has_lnbh23_;
+    bool supply_is_dead_ = false;
     bool switch_replies_;
     bool has_switch_;
     std::array<std::optional<Sky>, 4> dishes_;

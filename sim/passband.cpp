@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "sim/gain.h"
 #include "sim/modcod.h"
@@ -154,8 +155,12 @@ void Passband::for_each_carrier_of(const Leg &leg, Use use) const {
     const auto &conversion = leg.conversion;
     // What lies in the middle of the passband, before the Unicable unit.
     const double middle = conversion ? conversion->converter_khz - tuner_->lo_khz : tuner_->lo_khz;
-    for (const double centre : {leg.lof_khz + middle, leg.lof_khz - middle}) {
-        for (const Carrier &carrier : leg.sky->between(leg.side, centre - reach, centre + reach)) {
+    // Above the oscillator and below it; no carrier is in both, however wide the passband.
+    const double above = std::max(leg.lof_khz + middle - reach, leg.lof_khz);
+    const double below = std::min(leg.lof_khz - middle + reach, std::nextafter(leg.lof_khz, 0));
+    for (const auto &[low, high] : {std::pair{above, leg.lof_khz + middle + reach},
+                                    std::pair{leg.lof_khz - middle - reach, below}}) {
+        for (const Carrier &carrier : leg.sky->between(leg.side, low, high)) {
             bool inverted = false;
             double if_khz = intermediate_khz(carrier.frequency_khz, leg.lof_khz, inverted);
             if (conversion) {

@@ -11,6 +11,7 @@
 #include "sim/bus_faults.h"
 #include "sim/calendar.h"
 #include "sim/demodulator.h"
+#include "sim/modcod.h"
 #include "sim/outdoor.h"
 #include "sim/passband.h"
 #include "sim/reception.h"
@@ -93,6 +94,9 @@ class Receiver::Impl final : public SignalSource {
     void point_at(const Satellite &satellite, unsigned port);
     void set_lnb(const Lnb &lnb);
     Verdict verdict();
+
+    [[nodiscard]] std::vector<double> cable_spectrum_db(double low_khz, double high_khz,
+                                                        double step_khz) const;
 
     [[nodiscard]] const Watch &watch() const { return watch_; }
     [[nodiscard]] const Outdoor &outdoor() const { return outdoor_; }
@@ -358,6 +362,9 @@ void Receiver::Impl::catch_up_to(std::uint64_t now_ns) {
         if (calendar_.brown_out_within(caught_up_ns_, now_ns)) {
             brown_out();
         }
+        for (const auto &bytes : calendar_.foreign_messages_within(caught_up_ns_, now_ns)) {
+            outdoor_.foreign_message(bytes);
+        }
         outdoor_.set_weather(calendar_.weather_at(now_ns));
         caught_up_ns_ = now_ns;
         next_event_ns_ = calendar_.next_after(now_ns);
@@ -421,6 +428,26 @@ Verdict Receiver::Impl::verdict() {
     return demodulator_.verdict(now_ns);
 }
 
+std::vector<double> Receiver::Impl::cable_spectrum_db(double low_khz, double high_khz,
+                                                      double step_khz) const {
+    if (!(step_khz > 0) || !(high_khz >= low_khz)) {
+        return {};
+    }
+    // In place of the tuner one that passes all, the skirts of carriers beyond the ends included.
+    constexpr double skirts_khz = 25'000;
+    TunerOutput everything;
+    everything.reason = Reason::locked;
+    everything.lo_khz = (low_khz + high_khz) / 2;
+    everything.bandwidth_khz = (high_khz - low_khz) / 2 + skirts_khz;
+    const Spectrum spectrum =
+        Passband(outdoor_, everything, false).spectrum(false, cross_polarisation_db_);
+    const auto count = static_cast<std::size_t>((high_khz - low_khz) / step_khz + 1e-6) + 1;
+    std::vector<double> levels =
+        densities(spectrum.lines, low_khz - everything.lo_khz, step_khz, count);
+    std::transform(levels.begin(), levels.end(), levels.begin(), to_db);
+    return levels;
+}
+
 Receiver::Receiver(const Scenario &scenario, VirtualClock &clock)
     : impl_(std::make_unique<Impl>(scenario, clock)) {}
 
@@ -475,6 +502,11 @@ unsigned Receiver::switch_port() const {
 const std::vector<std::vector<std::uint8_t>> &Receiver::diseqc_messages() const {
     impl_->catch_up();
     return impl_->outdoor().messages();
+}
+std::vector<double> Receiver::cable_spectrum_db(double low_khz, double high_khz,
+                                                double step_khz) const {
+    impl_->catch_up();
+    return impl_->cable_spectrum_db(low_khz, high_khz, step_khz);
 }
 
 }  // namespace sim

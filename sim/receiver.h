@@ -75,6 +75,13 @@ class Receiver final : public Board {
     [[nodiscard]] unsigned switch_port() const;
     [[nodiscard]] const std::vector<std::vector<std::uint8_t>> &diseqc_messages() const;
 
+    // Power density on the cable over the noise's, in dB, at low, low + step and so on up to high:
+    // the carriers as the spectrum search sees them, but without the tuner's filter. Test tones,
+    // which have no width, are not in it. Looking has no effect on what the driver meets. Empty
+    // unless step is positive and high is not below low.
+    [[nodiscard]] std::vector<double> cable_spectrum_db(double low_khz, double high_khz,
+                                                        double step_khz) const;
+
  private:
     class Impl;
     std::unique_ptr<Impl> impl_;

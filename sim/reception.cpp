@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <cmath>
+#include <optional>
 
 #include "sim/passband.h"
 
@@ -36,12 +37,17 @@ Reception reception_of(const Outdoor &outdoor, const Transponder &transponder, u
     }
     reception.threshold_db = carrier->threshold_db;
     reception.cn_db = effective_cn_db(*carrier, 0);
-    reception.if_khz = outdoor.if_of(transponder);
+    reception.if_khz = outdoor.lnb_if_of(transponder);
     const double ksps = transponder.symbol_rate / 1000.0;
     if (reception.if_khz < lowest_if_khz || reception.if_khz > highest_if_khz) {
         return fail(Obstacle::lnb_range,
                     fmt::format("IF {:.1f} MHz outside 950..2150 MHz", reception.if_khz / 1000.0));
     }
+    const std::optional<std::uint32_t> on_the_cable = outdoor.if_of(transponder);
+    if (!on_the_cable) {
+        return fail(Obstacle::user_band, "the Unicable unit has no user band for it");
+    }
+    reception.if_khz = *on_the_cable;
     if (ksps < smallest_symbol_rate_ksps || ksps > largest_symbol_rate_ksps) {
         return fail(Obstacle::symbol_rate,
                     fmt::format("symbol rate {:.0f} outside {:.0f}..{:.0f} ksym/s", ksps,

@@ -40,6 +40,7 @@ struct Lnb {
     std::uint32_t lof_high_khz = 10'600'000;
     std::uint32_t switch_khz = 11'700'000;
     std::int32_t drift_khz = 0;  // added to every oscillator
+    bool ignores_tone = false;   // stays on the low oscillator, whatever the tone says
 };
 
 // A type that this library knows by name: universal, c-band, c-mult, standard, dbs.
@@ -69,15 +70,17 @@ struct Period {
 // What happens to the world around the receiver.
 struct Event {
     enum class Kind {
-        rain_fade,     // db less level and C/N
-        lnb_drift,     // khz more drift
-        cable_pulled,  // no supply to the dish, no signal from it
-        brown_out      // at from_ms: every chip back to its power-on state
+        rain_fade,       // db less level and C/N
+        lnb_drift,       // khz more drift
+        cable_pulled,    // no supply to the dish, no signal from it
+        brown_out,       // at from_ms: every chip back to its power-on state
+        foreign_message  // at from_ms: another receiver on the cable sends a DiSEqC message
     };
     Kind kind = Kind::rain_fade;
     Period period = {};
     double db = 0;
     std::int32_t khz = 0;
+    std::vector<std::uint8_t> bytes = {};
 };
 
 // What goes wrong on the board.
@@ -93,7 +96,8 @@ struct Fault {
         filter_calibration,  // baseband filter
         agc_start,           // gain control
         lost_diseqc,         // the nth message on the cable, `count` of them, never arrives
-        equaliser_divergence  // DVB-S2 without pilots: wrong until the equaliser is restarted
+        equaliser_divergence,  // DVB-S2 without pilots: wrong until the equaliser is restarted
+        dead_supply            // the LNB supply gives no voltage, whatever is asked of it
     };
     Kind kind = Kind::nack_transfer;
     Period period = {};

@@ -177,17 +177,18 @@ std::optional<RollOff> roll_off_named(double value) {
 }
 
 std::optional<Event::Kind> event_named(const std::string &name) {
-    constexpr std::array names{"rain_fade", "lnb_drift", "cable_pulled", "brown_out"};
+    constexpr std::array names{"rain_fade", "lnb_drift", "cable_pulled", "brown_out",
+                               "foreign_message"};
     const auto *const found = std::find(names.begin(), names.end(), name);
     return found == names.end() ? std::nullopt
                                 : std::optional(static_cast<Event::Kind>(found - names.begin()));
 }
 
 std::optional<Fault::Kind> fault_named(const std::string &name) {
-    constexpr std::array names{"nack_transfer",  "nack_address",        "bus_stuck",
-                               "slow_bus",       "wrong_identity",      "vco_calibration",
-                               "lo_calibration", "filter_calibration",  "agc_start",
-                               "lost_diseqc",    "equaliser_divergence"};
+    constexpr std::array names{"nack_transfer",  "nack_address",         "bus_stuck",
+                               "slow_bus",       "wrong_identity",       "vco_calibration",
+                               "lo_calibration", "filter_calibration",   "agc_start",
+                               "lost_diseqc",    "equaliser_divergence", "dead_supply"};
     const auto *const found = std::find(names.begin(), names.end(), name);
     return found == names.end() ? std::nullopt
                                 : std::optional(static_cast<Fault::Kind>(found - names.begin()));
@@ -218,6 +219,7 @@ class Reader {
     void one(const char *name, void (Reader::*read_section)(Section));
     void each(const char *name, void (Reader::*read_section)(Section));
     static void read_period(Section &section, Period &period);
+    static std::vector<std::uint8_t> read_message(Section &section);
     [[nodiscard]] std::optional<std::size_t> satellite_named(const std::string &name) const;
     Satellite &satellite_of(Section &section);
     [[nodiscard]] std::string path_of(const std::string &table) const;
@@ -295,6 +297,7 @@ void Reader::read_lnb(Section section) {
     section.integer("lof_high_khz", 0, largest_frequency_khz, lnb.lof_high_khz);
     section.integer("switch_khz", 0, largest_frequency_khz, lnb.switch_khz);
     section.integer("drift_khz", -largest_drift_khz, largest_drift_khz, lnb.drift_khz);
+    section.boolean("ignores_tone", lnb.ignores_tone);
     section.done();
 }
 
@@ -515,11 +518,30 @@ void Reader::read_period(Section &section, Period &period) {
     }
 }
 
+std::vector<std::uint8_t> Reader::read_message(Section &section) {
+    constexpr std::size_t longest = 8;
+    section.needs("bytes");
+    const toml::array *list = section.list("bytes");
+    if (list->empty() || list->size() > longest) {
+        section.refuse_key(*list, "bytes",
+                           fmt::format("{} bytes, a message has 1..{}", list->size(), longest));
+    }
+    std::vector<std::uint8_t> bytes;
+    for (const toml::node &node : *list) {
+        const auto byte = node.value_exact<std::int64_t>();
+        if (!byte || *byte < 0 || *byte > 0xFF) {
+            section.refuse_key(node, "bytes", "whole numbers from 0 to 255 are expected");
+        }
+        bytes.push_back(static_cast<std::uint8_t>(*byte));
+    }
+    return bytes;
+}
+
 void Reader::read_event(Section section) {
     Event event;
     section.needs("kind");
-    section.choice("kind", event_named, "rain_fade, lnb_drift, cable_pulled, brown_out",
-                   event.kind);
+    section.choice("kind", event_named,
+                   "rain_fade, lnb_drift, cable_pulled, brown_out, foreign_message", event.kind);
     switch (event.kind) {
         case Event::Kind::rain_fade:
             section.needs("db");
@@ -538,6 +560,11 @@ void Reader::read_event(Section section) {
             section.needs("at_ms");
             section.integer("at_ms", 1, largest_time_ms, event.period.from_ms);
             break;
+        case Event::Kind::foreign_message:
+            section.needs("at_ms");
+            section.integer("at_ms", 1, largest_time_ms, event.period.from_ms);
+            event.bytes = read_message(section);
+            break;
     }
     section.done();
     scenario_.events.push_back(event);
@@ -549,7 +576,7 @@ void Reader::read_fault(Section section) {
     section.choice("kind", fault_named,
                    "nack_transfer, nack_address, bus_stuck, slow_bus, wrong_identity, "
                    "vco_calibration, lo_calibration, filter_calibration, agc_start, lost_diseqc, "
-                   "equaliser_divergence",
+                   "equaliser_divergence, dead_supply",
                    fault.kind);
     switch (fault.kind) {
         case Fault::Kind::nack_transfer:
@@ -587,6 +614,7 @@ void Reader::read_fault(Section section) {
             section.integer("count", 1, largest_count, fault.count);
             break;
         case Fault::Kind::equaliser_divergence:
+        case Fault::Kind::dead_supply:
             break;
         default:
             section.integer("count", 1, largest_count, fault.count);

@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "demod/ds3000_regs.h"
+#include "sim/arithmetic.h"
 
 namespace sim {
 
@@ -33,16 +34,15 @@ constexpr std::uint64_t wide_averaging_ns = 10'000'000;
 constexpr std::uint64_t narrow_averaging_ns = 25'000'000;
 constexpr std::uint64_t search_ns = 12'000'000;
 
-// Power of a raised cosine at a distance from its centre, 1 in the middle.
-double raised_cosine(const SpectralLine &line, double distance_khz) {
+// Density at a distance from the centre, 1 in the middle, with the roll-off's slope at the edge.
+double density_at(const SpectralLine &line, double distance_khz) {
     const double flat_khz = (1 - line.roll_off) * line.symbol_rate_khz / 2;
     const double slope_khz = line.roll_off * line.symbol_rate_khz;
     const double beyond_khz = distance_khz - flat_khz;
     if (beyond_khz <= 0) {
         return 1;
     }
-    return beyond_khz >= slope_khz ? 0
-                                   : (1 + std::cos(std::numbers::pi * beyond_khz / slope_khz)) / 2;
+    return beyond_khz >= slope_khz ? 0 : raised_cosine(beyond_khz / slope_khz);
 }
 
 // Densities over the noise on the engine's grid, from one end of the passband to the other.
@@ -54,25 +54,9 @@ struct Grid {
 };
 
 Grid grid_of(const Spectrum &spectrum) {
-    Grid grid;
     const auto half = static_cast<std::size_t>(spectrum.half_span_khz / step_khz);
-    grid.low_khz = -static_cast<double>(half) * step_khz;
-    grid.density.assign(2 * half + 1, 1.0);
-    for (const SpectralLine &line : spectrum.lines) {
-        const double reach_khz = (1 + line.roll_off) * line.symbol_rate_khz / 2;
-        const double first = std::ceil((line.offset_khz - reach_khz - grid.low_khz) / step_khz);
-        const double last = std::floor((line.offset_khz + reach_khz - grid.low_khz) / step_khz);
-        const auto end = static_cast<std::ptrdiff_t>(grid.density.size());
-        const auto from = std::max(static_cast<std::ptrdiff_t>(first), std::ptrdiff_t{0});
-        const auto to = std::min(static_cast<std::ptrdiff_t>(last), end - 1);
-        for (std::ptrdiff_t i = from; i <= to; ++i) {
-            const double distance_khz =
-                std::abs(grid.khz(static_cast<double>(i)) - line.offset_khz);
-            grid.density[static_cast<std::size_t>(i)] +=
-                line.density * raised_cosine(line, distance_khz);
-        }
-    }
-    return grid;
+    const double low_khz = -static_cast<double>(half) * step_khz;
+    return {low_khz, densities(spectrum.lines, low_khz, step_khz, 2 * half + 1)};
 }
 
 // The mean over `length` neighbours of each point, fewer at the ends.
@@ -252,6 +236,25 @@ Carriers carriers_of(const Grid &grid) {
 std::int32_t bins_of(double khz) { return static_cast<std::int32_t>(std::lround(khz / bin_khz)); }
 
 }  // namespace
+
+std::vector<double> densities(std::span<const SpectralLine> lines, double low_khz,
+                              double spacing_khz, std::size_t count) {
+    std::vector<double> densities(count, 1.0);
+    for (const SpectralLine &line : lines) {
+        const double reach_khz = (1 + line.roll_off) * line.symbol_rate_khz / 2;
+        const double first = std::ceil((line.offset_khz - reach_khz - low_khz) / spacing_khz);
+        const double last = std::floor((line.offset_khz + reach_khz - low_khz) / spacing_khz);
+        const auto from = std::max(static_cast<std::ptrdiff_t>(first), std::ptrdiff_t{0});
+        const auto to =
+            std::min(static_cast<std::ptrdiff_t>(last), static_cast<std::ptrdiff_t>(count) - 1);
+        for (std::ptrdiff_t i = from; i <= to; ++i) {
+            const double khz = low_khz + static_cast<double>(i) * spacing_khz;
+            densities[static_cast<std::size_t>(i)] +=
+                line.density * density_at(line, std::abs(khz - line.offset_khz));
+        }
+    }
+    return densities;
+}
 
 std::uint64_t SpectrumEngine::averaging_ns(bool wide) {
     return wide ? wide_averaging_ns : narrow_averaging_ns;

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "sim/noise.h"
@@ -21,6 +22,10 @@ struct Spectrum {
     double half_span_khz = 0;  // what the tuner's filter passes on either side; 0 without a tuner
     std::vector<SpectralLine> lines;
 };
+
+// Densities over the noise's, the noise included, at so many places from `low_khz` on.
+std::vector<double> densities(std::span<const SpectralLine> lines, double low_khz,
+                              double spacing_khz, std::size_t count);
 
 // What the registers ask of a search.
 struct SearchSetting {

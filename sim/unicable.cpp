@@ -2,6 +2,7 @@
 #include "sim/unicable.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace sim {
 
@@ -13,8 +14,18 @@ constexpr std::uint8_t test_tones = 0x5B;
 constexpr std::size_t message_length = 5;
 constexpr double converter_step_khz = 4'000;
 constexpr std::uint32_t first_step = 350;
+constexpr std::uint32_t words = 1024;
 constexpr double lowest_if_khz = 950'000;
 constexpr double highest_if_khz = 2'150'000;
+
+// The converter's oscillator that a word asks for; absent when the frequency that it would bring to
+// the middle of the user band is none.
+std::optional<double> converter_khz(std::uint32_t word, double centre_khz) {
+    const double converter_khz = converter_step_khz * (first_step + word);
+    const double if_khz = converter_khz - centre_khz;
+    return if_khz < lowest_if_khz || if_khz > highest_if_khz ? std::nullopt
+                                                             : std::optional(converter_khz);
+}
 
 bool is_command(std::span<const std::uint8_t> message, std::uint8_t command) {
     return message.size() == message_length && message[0] == master_frame &&
@@ -36,11 +47,11 @@ std::optional<UnicableUnit::Request> UnicableUnit::request_of(
         return std::nullopt;
     }
     const std::uint32_t word = (message[3] & 0x03U) << 8U | message[4];
-    request.channel = {(message[3] >> 2U) & 0x07U, converter_step_khz * (first_step + word)};
-    const double if_khz = request.channel.converter_khz - *centre_mhz * 1000;
-    if (if_khz < lowest_if_khz || if_khz > highest_if_khz) {
+    const std::optional<double> converter = converter_khz(word, *centre_mhz * 1000);
+    if (!converter) {
         return std::nullopt;
     }
+    request.channel = {(message[3] >> 2U) & 0x07U, *converter};
     return request;
 }
 
@@ -64,6 +75,28 @@ std::vector<UnicableUnit::Band> UnicableUnit::bands() const {
         }
     }
     return bands;
+}
+
+std::optional<double> UnicableUnit::best_output_khz(double if_khz) const {
+    std::optional<double> best_khz;
+    double least_residue_khz = half_width_khz;
+    for (const Band &band : bands()) {
+        for (std::uint32_t word = 0; word < words; ++word) {
+            const std::optional<double> converter = converter_khz(word, band.centre_khz);
+            if (!converter) {
+                continue;
+            }
+            const double output_khz = *converter - if_khz;
+            const double residue_khz = std::abs(output_khz - band.centre_khz);
+            const bool on_the_cable = output_khz >= lowest_if_khz && output_khz <= highest_if_khz;
+            if (on_the_cable &&
+                (best_khz ? residue_khz < least_residue_khz : residue_khz <= half_width_khz)) {
+                best_khz = output_khz;
+                least_residue_khz = residue_khz;
+            }
+        }
+    }
+    return best_khz;
 }
 
 }  // namespace sim

@@ -55,6 +55,11 @@ class UnicableUnit {
         bool tone;
     };
     [[nodiscard]] std::vector<Band> bands() const;
+
+    // Where what lies at an intermediate frequency can come out on the cable: of all user bands and
+    // words the one that brings it nearest to a band's middle. Absent when none brings it through.
+    [[nodiscard]] std::optional<double> best_output_khz(double if_khz) const;
+
     [[nodiscard]] double tone_dbm() const { return setup_.tone_dbm; }
 
  private:

@@ -62,18 +62,19 @@ struct Reception {
         none,
         invalid,         // not a carrier that the standard knows
         not_on_the_air,  // another row of the table is
-        no_dish,
-        lnb_range,    // intermediate frequency outside 950..2150 MHz
-        symbol_rate,  // outside 1000..45000 ksym/s
-        overlapped,   // neighbours leave too little C/(N+I)
-        cn,           // C/N below the threshold
-        lnb_drift     // beyond the capture range
+        no_dish,         // or none that the Unicable unit can choose
+        lnb_range,       // intermediate frequency outside 950..2150 MHz
+        user_band,       // no user band of the Unicable unit can carry it
+        symbol_rate,     // outside 1000..45000 ksym/s
+        overlapped,      // neighbours leave too little C/(N+I)
+        cn,              // C/N below the threshold
+        lnb_drift        // beyond the capture range
     };
     Obstacle obstacle = Obstacle::none;
     std::string text;
     double cn_db = 0;  // interference included
     double threshold_db = 0;
-    std::uint32_t if_khz = 0;
+    std::uint32_t if_khz = 0;  // on the cable; out of range: behind the LNB
     [[nodiscard]] bool receivable() const { return obstacle == Obstacle::none; }
 };
 

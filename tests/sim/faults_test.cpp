@@ -198,6 +198,34 @@ TEST_F(Faults, pulled_cable_takes_the_lock) {
     EXPECT_TRUE(locks());
 }
 
+TEST_F(Faults, dead_supply_gives_no_voltage) {
+    scenario.faults = {{.kind = Fault::Kind::dead_supply}};
+    start();
+    tune(demo_transponder(11'100));
+
+    EXPECT_FALSE(locks());
+    EXPECT_EQ(receiver().supply_volts(), 0U);
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::no_supply));
+}
+
+TEST_F(Faults, foreign_message_moves_the_switch_while_it_is_supplied) {
+    scenario.satellites = {{"empty", {}}, demo_satellite()};
+    scenario.diseqc_switch = sim::Switch{{0, 1}, false};
+    const std::vector<std::uint8_t> port_2{0xE0, 0x10, 0x38, 0xF4};
+    scenario.events = {
+        {.kind = Event::Kind::foreign_message, .period = {.from_ms = 500}, .bytes = port_2},
+        {.kind = Event::Kind::foreign_message, .period = {.from_ms = 2'000}, .bytes = port_2}};
+    receiver();
+    sleep_ms(1'000);
+    supply(true, false);
+    EXPECT_EQ(receiver().switch_port(), 1U);
+
+    sleep_ms(1'000);
+
+    EXPECT_EQ(receiver().switch_port(), 2U);
+    EXPECT_THAT(receiver().diseqc_messages(), testing::IsEmpty());
+}
+
 TEST_F(Faults, diverged_equaliser_is_restarted_by_the_driver) {
     scenario.faults = {{.kind = Fault::Kind::equaliser_divergence}};
     start();

@@ -122,6 +122,18 @@ TEST_F(Outdoor, lnb_without_a_second_oscillator_ignores_the_tone) {
     EXPECT_TRUE(locks_at(1200, false, true));
 }
 
+TEST_F(Outdoor, lnb_that_ignores_the_tone_has_no_high_band) {
+    scenario.lnb.ignores_tone = true;
+    const sim::Transponder high = carrier(12'000, Polarisation::vertical);
+    scenario.satellites = {{"s", {carrier(11'150, Polarisation::vertical), high}}};
+    start();
+
+    EXPECT_FALSE(receiver().reception(high).receivable());
+    EXPECT_TRUE(locks_at(1400, false, false));
+    EXPECT_TRUE(locks_at(1400, false, true));
+    EXPECT_TRUE(receiver().tone());
+}
+
 TEST_F(Outdoor, lnb_can_be_replaced) {
     start();
     ASSERT_TRUE(locks_at(1050, true));

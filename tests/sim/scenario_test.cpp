@@ -67,6 +67,7 @@ bus_clock_hz = 100_000
 [lnb]
 type = "c-band"
 drift_khz = -300
+ignores_tone = true
 [noise]
 cn_db = 12.5
 level_dbm = -50
@@ -99,6 +100,10 @@ db = 3.5
 [[event]]
 kind = "brown_out"
 at_ms = 500
+[[event]]
+kind = "foreign_message"
+at_ms = 600
+bytes = [0xE0, 0x10, 0x5A, 0x00, 0xFF]
 [[fault]]
 kind = "nack_transfer"
 nth = 7
@@ -107,6 +112,8 @@ address = 0xD0
 [[fault]]
 kind = "slow_bus"
 factor = 4
+[[fault]]
+kind = "dead_supply"
 )");
 
     EXPECT_EQ(scenario.seed, 42U);
@@ -120,6 +127,7 @@ factor = 4
     EXPECT_EQ(scenario.lnb.lof_low_khz, 5'150'000U);
     EXPECT_EQ(scenario.lnb.lof_high_khz, 0U);
     EXPECT_EQ(scenario.lnb.drift_khz, -300);
+    EXPECT_TRUE(scenario.lnb.ignores_tone);
     EXPECT_EQ(scenario.cn_db, 12.5);
     EXPECT_EQ(scenario.level_dbm, -50);
     EXPECT_EQ(scenario.jitter_db, 0);
@@ -139,15 +147,19 @@ factor = 4
     EXPECT_THAT(scenario.diseqc_switch->ports,
                 testing::ElementsAre(testing::Optional(std::size_t{1}), testing::Eq(std::nullopt),
                                      testing::Optional(std::size_t{0})));
-    ASSERT_EQ(scenario.events.size(), 2U);
+    ASSERT_EQ(scenario.events.size(), 3U);
     EXPECT_EQ(scenario.events[0].db, 3.5);
     EXPECT_EQ(scenario.events[0].period.to_ms, 2000U);
     EXPECT_EQ(scenario.events[1].kind, sim::Event::Kind::brown_out);
     EXPECT_EQ(scenario.events[1].period.from_ms, 500U);
-    ASSERT_EQ(scenario.faults.size(), 2U);
+    EXPECT_EQ(scenario.events[2].kind, sim::Event::Kind::foreign_message);
+    EXPECT_EQ(scenario.events[2].period.from_ms, 600U);
+    EXPECT_THAT(scenario.events[2].bytes, testing::ElementsAre(0xE0, 0x10, 0x5A, 0x00, 0xFF));
+    ASSERT_EQ(scenario.faults.size(), 3U);
     EXPECT_EQ(scenario.faults[0].nth, 7U);
     EXPECT_EQ(scenario.faults[0].address, 0xD0);
     EXPECT_EQ(scenario.faults[1].factor, 4);
+    EXPECT_EQ(scenario.faults[2].kind, sim::Fault::Kind::dead_supply);
 }
 
 TEST(ScenarioFile, only_satellite_need_not_be_named) {
@@ -265,6 +277,11 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{"[[event]]\nkind = \"cable_pulled\"\ndb = 1\n", "event.db: unknown key"},
         Mistake{"[[event]]\nkind = \"cable_pulled\"\nfrom_ms = 5\nto_ms = 5\n",
                 "event.to_ms: 5 is not after from_ms, 5"},
+        Mistake{"[[event]]\nkind = \"foreign_message\"\nat_ms = 1\n", "event: bytes is missing"},
+        Mistake{"[[event]]\nkind = \"foreign_message\"\nat_ms = 1\nbytes = []\n",
+                "event.bytes: 0 bytes, a message has 1..8"},
+        Mistake{"[[event]]\nkind = \"foreign_message\"\nat_ms = 1\nbytes = [256]\n",
+                "event.bytes: whole numbers from 0 to 255 are expected"},
         Mistake{"[[fault]]\nkind = \"smoke\"\n", "\"smoke\" is none of nack_transfer"},
         Mistake{"[[fault]]\nkind = \"nack_address\"\n", "fault: address is missing"},
         Mistake{"[[fault]]\nkind = \"bus_stuck\"\ntimeout_ms = 60001\n",

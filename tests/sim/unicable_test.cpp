@@ -181,6 +181,23 @@ TEST_F(Unicable, band_asked_for_nothing_carries_nothing) {
     EXPECT_THAT(receiver().verdict(), HasReason(Reason::no_dish));
 }
 
+TEST_F(Unicable, another_receiver_can_take_the_band_away) {
+    add_bands({1'211});
+    scenario.events = {{.kind = sim::Event::Kind::foreign_message,
+                        .period = {.from_ms = 3'000},
+                        .bytes = {0xE0, 0x10, 0x5A, 0x01, 0x1E}}};
+    start();
+    supply(true, false);
+    tune_through(0, 0, 1'211, 10'900);
+    ASSERT_TRUE(locks());
+
+    sleep_ms(3'000);
+
+    EXPECT_NE(poll(), LOCK_LOCKED);
+    tune_through(0, 0, 1'211, 10'900);
+    EXPECT_TRUE(locks());
+}
+
 TEST_F(Unicable, second_position_is_the_dish_of_the_second_port) {
     add_bands({1'211});
     scenario.satellites = {{"empty", {}}, demo_satellite()};
@@ -192,6 +209,81 @@ TEST_F(Unicable, second_position_is_the_dish_of_the_second_port) {
     EXPECT_FALSE(locks());
     tune_through(0, 4, 1'211, 10'900);
     EXPECT_TRUE(locks()) << receiver().verdict().text;
+}
+
+TEST_F(Unicable, transponder_can_be_received_through_a_user_band) {
+    add_bands({1'211});
+    const auto reception = receiver().reception(demo_transponder(10'900));
+
+    EXPECT_TRUE(reception.receivable()) << reception.text;
+    EXPECT_EQ(reception.if_khz, 1'210'000U);  // 2360 MHz less 1150 MHz
+}
+
+TEST_F(Unicable, transponder_comes_out_where_a_tune_finds_it) {
+    add_bands({1'211});
+    start();
+    supply(true, false);
+    tune_through(0, 0, 1'211, 10'900);
+    ASSERT_TRUE(locks()) << receiver().verdict().text;
+
+    const auto if_khz = receiver().reception(demo_transponder(10'900)).if_khz;
+    EXPECT_NEAR(receiver().cable_spectrum_db(if_khz - 11'000, if_khz - 11'000, 1).at(0),
+                receiver().cable_spectrum_db(if_khz + 11'000, if_khz + 11'000, 1).at(0), 1e-9);
+}
+
+TEST_F(Unicable, best_of_several_user_bands_is_the_one_whose_middle_is_met) {
+    add_bands({1'211, 1'698});
+    EXPECT_EQ(receiver().reception(demo_transponder(10'900)).if_khz, 1'698'000U);  // 2848 - 1150
+}
+
+TEST_F(Unicable, nothing_can_be_received_without_a_user_band) {
+    const auto reception = receiver().reception(demo_transponder(10'900));
+
+    EXPECT_EQ(reception.obstacle, sim::Reception::Obstacle::user_band);
+    EXPECT_THAT(reception.text, HasSubstr("no user band"));
+}
+
+TEST_F(Unicable, what_the_lnb_cannot_convert_is_out_of_range) {
+    add_bands({1'211});
+    sim::Transponder low = demo_transponder(10'900);
+    low.frequency_khz = 10'699'999;
+    receiver().point_at({"low", {low}});
+
+    EXPECT_EQ(receiver().reception(low).obstacle, sim::Reception::Obstacle::lnb_range);
+}
+
+// At the ends a word that would fit better is refused, or brings the carrier beside the tuner's
+// range: 954 MHz is where 950 MHz and a band at 950 MHz meet.
+TEST_F(Unicable, ends_of_the_range_can_be_received) {
+    struct End {
+        std::uint32_t lnb_mhz;
+        double band_mhz;
+        std::uint32_t out_mhz;
+    };
+    for (const End &end :
+         {End{950, 950, 950}, End{951, 950, 953}, End{950, 951, 954}, End{2'150, 2'150, 2'150},
+          End{2'149, 2'150, 2'147}, End{950, 2'150, 2'150}, End{2'150, 950, 950}}) {
+        add_bands({end.band_mhz});
+        sim::Receiver world(scenario, clock());
+        sim::Transponder row = demo_transponder(10'900);
+        row.frequency_khz = (end.lnb_mhz < 1'950 ? 9'750'000 : 10'600'000) + end.lnb_mhz * 1'000;
+        world.point_at({"end", {row}});
+        const auto reception = world.reception(row);
+        EXPECT_TRUE(reception.receivable()) << end.lnb_mhz << ": " << reception.text;
+        EXPECT_EQ(reception.if_khz, end.out_mhz * 1'000) << end.lnb_mhz << ' ' << end.band_mhz;
+    }
+}
+
+TEST_F(Unicable, third_port_is_beyond_the_units_reach) {
+    add_bands({1'211});
+    scenario.satellites = {demo_satellite()};
+    scenario.diseqc_switch = sim::Switch{{0, 0, 0}, false};
+    const sim::Transponder transponder = demo_transponder(10'900);
+
+    EXPECT_TRUE(receiver().reception(transponder, 0).receivable());
+    EXPECT_TRUE(receiver().reception(transponder, 1).receivable());
+    EXPECT_TRUE(receiver().reception(transponder, 2).receivable());
+    EXPECT_EQ(receiver().reception(transponder, 3).obstacle, sim::Reception::Obstacle::no_dish);
 }
 
 TEST_F(Unicable, scenario_file_describes_the_bands) {
