@@ -81,28 +81,57 @@ set_target_properties(ds3000_objects PROPERTIES
 add_library(ds3000 STATIC $<TARGET_OBJECTS:ds3000_objects> $<TARGET_OBJECTS:ds3000_firmware>)
 target_link_libraries(ds3000 PUBLIC ds3000_common)
 
-add_library(ds3000_plugin_objects OBJECT ${ds3000_plugin_sources})
-target_link_libraries(ds3000_plugin_objects PUBLIC ds3000_driver_flags)
-set_target_properties(ds3000_plugin_objects PROPERTIES
+# The plug-in, from its own objects: a release build sees all of it at once, which the archive must
+# not, as its user may have another compiler. clang would need a linker of its own for that and goes
+# without.
+add_library(ds3000_plugin MODULE
+  ${ds3000_sources} ${ds3000_plugin_sources} $<TARGET_OBJECTS:ds3000_firmware>)
+target_link_libraries(ds3000_plugin PRIVATE ds3000_driver_flags ds3000_time_calls)
+set_target_properties(ds3000_plugin PROPERTIES
+  PREFIX "" OUTPUT_NAME dvb_ts_tuner_ds3000_and_ts2022
   CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 
-add_library(ds3000_plugin MODULE $<TARGET_OBJECTS:ds3000_plugin_objects>)
-target_link_libraries(ds3000_plugin PRIVATE ds3000 ds3000_time_calls)
-target_link_options(ds3000_plugin PRIVATE
+set(whole_program $<AND:$<CONFIG:Release>,$<CXX_COMPILER_ID:GNU>>)
+target_compile_options(ds3000_plugin PRIVATE
+  # Nothing here throws, and nothing unwinds through a poll: a debugger has .debug_frame.
+  $<$<CONFIG:Release>:-fno-asynchronous-unwind-tables;-fno-unwind-tables>
+  $<${whole_program}:-flto;-flto-partition=one>)
+
+# How the plug-in is laid out and bound: the same for every way of linking it.
+add_library(ds3000_plugin_linking INTERFACE)
+target_link_options(ds3000_plugin_linking INTERFACE
   -static-libgcc -Wl,--as-needed -Wl,--gc-sections -Wl,--exclude-libs,ALL
-  -Wl,-z,relro,-z,now,-z,noexecstack)
+  -Wl,-z,relro,-z,now,-z,noexecstack
+  # There is nothing to construct or destroy. Sanitizers and coverage do have something.
+  $<$<CONFIG:Release>:-nostartfiles>
+  $<${whole_program}:-Os;-flto;-flto-partition=one>)
 if(DS3000_WRAPPED_TIME)
   # libgcc has a __wrap_pthread_create of its own, for split stacks; the plug-in needs nothing of it.
-  target_link_options(ds3000_plugin PRIVATE -nodefaultlibs)
-  target_link_libraries(ds3000_plugin PRIVATE c)
+  target_link_options(ds3000_plugin_linking INTERFACE -nodefaultlibs)
+  target_link_libraries(ds3000_plugin_linking INTERFACE c)
 endif()
-set_target_properties(ds3000_plugin PROPERTIES
-  PREFIX "" OUTPUT_NAME dvb_ts_tuner_ds3000_and_ts2022)
+target_link_libraries(ds3000_plugin PRIVATE ds3000_plugin_linking)
+
+# The same once more, only to see that a host with the seven functions of hw/hdi.h lacks nothing.
+add_library(ds3000_host_stub SHARED EXCLUDE_FROM_ALL cmake/host_stub.c)
+target_link_libraries(ds3000_host_stub PRIVATE ds3000_common)
+add_library(ds3000_plugin_complete MODULE EXCLUDE_FROM_ALL $<TARGET_OBJECTS:ds3000_plugin>
+  $<TARGET_OBJECTS:ds3000_firmware>)
+target_link_options(ds3000_plugin_complete PRIVATE -Wl,-z,defs)
+target_link_libraries(ds3000_plugin_complete PRIVATE
+  ds3000_common ds3000_time_calls ds3000_plugin_linking ds3000_host_stub)
+set_target_properties(ds3000_plugin_complete PROPERTIES LINKER_LANGUAGE CXX)
 
 if(DS3000_SHARED_LIBRARY)
   add_library(ds3000_shared SHARED ${ds3000_sources} $<TARGET_OBJECTS:ds3000_firmware>)
   target_link_libraries(ds3000_shared PRIVATE ds3000_driver_flags)
-  set_target_properties(ds3000_shared PROPERTIES OUTPUT_NAME ds3000)
+  # Of the names with external linkage, those that a C program can call.
+  target_link_options(ds3000_shared PRIVATE
+    -static-libgcc -Wl,--as-needed -Wl,--gc-sections -Wl,-z,relro,-z,now,-z,noexecstack
+    -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/libds3000.map)
+  set_target_properties(ds3000_shared PROPERTIES
+    OUTPUT_NAME ds3000 SOVERSION ${PROJECT_VERSION_MAJOR} VERSION ${PROJECT_VERSION}
+    LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/libds3000.map)
 endif()
 
 # The public headers, as an integrator includes them.

@@ -151,5 +151,5 @@ std::uint64_t monotonic_ms() {
         return 0;
     }
     return static_cast<std::uint64_t>(now.tv_sec) * 1000U +
-           static_cast<std::uint64_t>(now.tv_nsec) / 1000000U;
+           static_cast<std::uint64_t>(now.tv_nsec / 1000000);
 }

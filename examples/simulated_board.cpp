@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+#include "examples/simulated_board.h"
+
+#include "sim/board.h"
+#include "sim/clock.h"
+#include "sim/receiver.h"
+#include "sim/scenario.h"
+#include "sim/transponder.h"
+
+namespace {
+
+sim::Transponder vertical(std::uint32_t frequency_khz, std::uint32_t symbol_rate,
+                          sim::System system, sim::Modulation modulation, sim::CodeRate rate) {
+    sim::Transponder transponder;
+    transponder.frequency_khz = frequency_khz;
+    transponder.polarisation = sim::Polarisation::vertical;
+    transponder.symbol_rate = symbol_rate;
+    transponder.system = system;
+    transponder.modulation = modulation;
+    transponder.code_rate = rate;
+    return transponder;
+}
+
+sim::Scenario one_satellite() {
+    using enum sim::System;
+    using enum sim::Modulation;
+    using enum sim::CodeRate;
+    sim::Scenario scenario;
+    scenario.satellites.push_back({"an example",
+                                   {vertical(10'744'000, 22'000'000, dvbs, qpsk, r5_6),
+                                    vertical(10'788'000, 22'000'000, dvbs2, psk8, r2_3),
+                                    vertical(11'097'000, 30'000'000, dvbs2, psk8, r3_4),
+                                    vertical(11'479'000, 6'100'000, dvbs, qpsk, r3_4),
+                                    vertical(11'627'000, 22'000'000, dvbs, qpsk, r5_6)}});
+    return scenario;
+}
+
+}  // namespace
+
+void power_simulated_receiver(void) {
+    static sim::VirtualClock clock;
+    static sim::Receiver receiver(one_satellite(), clock);
+    sim::set_board(&receiver);
+}
