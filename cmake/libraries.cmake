@@ -17,14 +17,52 @@ else()
   target_link_libraries(ds3000_libraries INTERFACE fmt::fmt)
 endif()
 
+# What links them is the world around the driver, with the same readings on every target: no fused
+# multiply-add, no wider intermediate results.
+target_compile_options(ds3000_libraries INTERFACE -ffp-contract=off)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^i.86$")
+  target_compile_options(ds3000_libraries INTERFACE -msse2 -mfpmath=sse)
+endif()
+
+# Counters of 64 bits are calls into the compiler's library where a processor cannot access them at
+# once.
+include(CheckCXXSourceCompiles)
+check_cxx_source_compiles("
+  #include <atomic>
+  #include <cstdint>
+  int main() { std::atomic<std::uint64_t> count{0}; ++count; return static_cast<int>(count.load()); }"
+  DS3000_INLINE_ATOMICS)
+if(NOT DS3000_INLINE_ATOMICS)
+  target_link_libraries(ds3000_libraries INTERFACE atomic)
+endif()
+
 # GoogleTest: Debian's library, or its source for a target that Debian has no library for.
 macro(ds3000_find_gtest)
   if(CMAKE_CROSSCOMPILING)
     set(INSTALL_GTEST OFF)
     add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
-    include(GoogleTest)
   else()
     find_package(GTest REQUIRED)
-    include(GoogleTest)
+  endif()
+  include(GoogleTest)
+  if(NOT DS3000_RUN_TESTS)
+    # It would run the test programs to ask for their tests.
+    function(gtest_discover_tests)
+    endfunction()
   endif()
 endmacro()
+
+# Set a variable to the path of something that runs a program of this build, for tests that start it
+# themselves: the program, or a script that hands it to the emulator.
+function(ds3000_runnable target variable)
+  if(NOT CMAKE_CROSSCOMPILING_EMULATOR)
+    set(${variable} $<TARGET_FILE:${target}> PARENT_SCOPE)
+    return()
+  endif()
+  set(script ${CMAKE_CURRENT_BINARY_DIR}/emulated/${target})
+  list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
+  file(GENERATE OUTPUT ${script}
+    CONTENT "#!/bin/sh\nexec ${emulator} '$<TARGET_FILE:${target}>' \"$@\"\n"
+    FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+  set(${variable} ${script} PARENT_SCOPE)
+endfunction()

@@ -1,13 +1,8 @@
 # SPDX-License-Identifier: MIT
-# 32-bit x86 with Debian's cross compiler; its programs run here through their own loader.
-set(CMAKE_SYSTEM_NAME Linux)
-set(CMAKE_SYSTEM_PROCESSOR i686)
-set(CMAKE_C_COMPILER i686-linux-gnu-gcc)
-set(CMAKE_CXX_COMPILER i686-linux-gnu-g++)
-set(CMAKE_CROSSCOMPILING_EMULATOR
-  /usr/i686-linux-gnu/lib/ld-linux.so.2 --library-path /usr/i686-linux-gnu/lib)
-set(CMAKE_FIND_ROOT_PATH /usr/i686-linux-gnu)
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+# 32-bit x86. The kernel runs its programs; no emulator here runs their threads.
+set(preset i386)
+set(triplet i686-linux-gnu)
+set(multiarch i386-linux-gnu)
+set(processor i686)
+set(emulator "")
+include(${CMAKE_CURRENT_LIST_DIR}/toolchain-debian.cmake)

@@ -40,6 +40,7 @@ void Console::progress(std::string_view text) {
     if (!shows_progress() || !people_) {
         return;
     }
+    const std::lock_guard lock(mutex_);
     fmt::print(people_.get(), "\r{}\x1b[K", text);
     std::fflush(people_.get());
     progress_shown_ = true;
@@ -49,6 +50,7 @@ void Console::say(std::string_view text) {
     if (!people_) {
         return;
     }
+    const std::lock_guard lock(mutex_);
     clear_progress();
     fmt::print(people_.get(), "{}", text);
     std::fflush(people_.get());

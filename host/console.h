@@ -3,13 +3,14 @@
 
 #include <cstdio>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 
 namespace host {
 
 // Messages for people, on the standard error that the program was started with; they come through
-// while a StandardErrorCapture is in force.
+// while a StandardErrorCapture is in force. Any thread may have one.
 class Console {
  public:
     Console();
@@ -39,6 +40,7 @@ class Console {
     struct Close {
         void operator()(std::FILE *file) const { std::fclose(file); }
     };
+    std::mutex mutex_;
     std::unique_ptr<std::FILE, Close> people_;
     bool terminal_ = false;
     bool quiet_ = false;

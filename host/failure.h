@@ -17,6 +17,7 @@ enum class ExitStatus : int {
     nothing_found = 7,
     bad_input = 8,
     outside_limits = 9,
+    differs = 10,
     cancelled = 130,
 };
 

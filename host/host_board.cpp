@@ -3,42 +3,55 @@
 
 #include <fmt/format.h>
 
-#include <cerrno>
-#include <cstring>
-
-#include "host/failure.h"
+#include "sim/clock.h"
 
 namespace host {
 
-HostBoard::~HostBoard() { sim::set_board(nullptr); }
+namespace {
+
+std::string oscillators(const Lnb &lnb) {
+    std::string text = fmt::format("{}k", lnb.low_khz);
+    for (const std::uint32_t khz : {lnb.high_khz, lnb.switch_khz}) {
+        if (khz == 0) {
+            break;
+        }
+        text += fmt::format(",{}k", khz);
+    }
+    return text;
+}
+
+}  // namespace
+
+HostBoard::~HostBoard() { detach(); }
 
 void HostBoard::attach(sim::Board &board, const BoardOptions &options) {
     if (!options.trace_file) {
         sim::set_board(&board);
         return;
     }
-    trace_name_ = *options.trace_file;
-    trace_.reset(std::fopen(trace_name_.c_str(), "we"));
-    if (!trace_) {
-        throw Failure(ExitStatus::internal_error, fmt::format("trace {} cannot be written: {}",
-                                                              trace_name_, std::strerror(errno)));
+    trace_ = std::make_unique<TraceWriter>(board, *options.trace_file, trace_head(options));
+    sim::set_board(&trace_->board());
+}
+
+TraceHead HostBoard::trace_head(const BoardOptions &options) const {
+    TraceHead head;
+    head.add("format", std::to_string(TraceHead::format));
+    head.add("program", "ds3000-ctl " DS3000_VERSION);
+    head.add("command", options.command);
+    head.add("board", options.uri);
+    if (const std::optional<Lnb> lnb = fitted_lnb()) {
+        head.add("lnb", oscillators(*lnb));
     }
-    recorder_ = std::make_unique<Recorder>(
-        board,
-        [this](const Event &event) { fmt::print(trace_.get(), "{}\n", format_event(event)); },
-        true);
-    sim::set_board(recorder_.get());
+    if (iq_swapped()) {
+        head.add("iq-swapped", "1");
+    }
+    head.add("clock", sim::VirtualClock::current() != nullptr ? "virtual" : "system");
+    return head;
 }
 
 void HostBoard::finish() {
-    if (!trace_) {
-        return;
-    }
-    recorder_->flush();
-    if (std::fflush(trace_.get()) != 0 || std::ferror(trace_.get()) != 0) {
-        throw Failure(
-            ExitStatus::internal_error,
-            fmt::format("trace {} cannot be written whole: {}", trace_name_, std::strerror(errno)));
+    if (trace_) {
+        trace_->finish();
     }
 }
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstdio>
 #include <memory>
 #include <optional>
 #include <string>
@@ -9,7 +8,7 @@
 #include "host/board_options.h"
 #include "host/lnb.h"
 #include "host/output.h"
-#include "host/trace/recorder.h"
+#include "host/trace/trace_writer.h"
 #include "sim/board.h"
 
 namespace host {
@@ -34,6 +33,9 @@ class HostBoard {
     // The LNB that hangs on the board, if the board knows.
     [[nodiscard]] virtual std::optional<Lnb> fitted_lnb() const { return std::nullopt; }
 
+    // Whether the board crosses the demodulator's I and Q inputs, which the chips cannot tell.
+    [[nodiscard]] virtual bool iq_swapped() const { return false; }
+
     // The work is done: end the trace. Throws Failure (internal_error) when it could not be written
     // whole, and whatever else a board has to say about the work.
     virtual void finish();
@@ -43,14 +45,13 @@ class HostBoard {
     // be written.
     void attach(sim::Board &board, const BoardOptions &options);
 
- private:
-    struct Close {
-        void operator()(std::FILE *file) const { std::fclose(file); }
-    };
+    // hdi_* reach no board any more.
+    static void detach() { sim::set_board(nullptr); }
 
-    std::string trace_name_;
-    std::unique_ptr<std::FILE, Close> trace_;
-    std::unique_ptr<Recorder> recorder_;
+ private:
+    [[nodiscard]] TraceHead trace_head(const BoardOptions &options) const;
+
+    std::unique_ptr<TraceWriter> trace_;
 };
 
 }  // namespace host

@@ -20,4 +20,14 @@ class InterruptWatch {
     const std::atomic<bool> &interrupted_;
 };
 
+// While one exists, the first Ctrl-C also runs a function, in the signal handler: it may do what is
+// safe there, such as setting an atomic flag. At most one exists.
+class InterruptHook {
+ public:
+    explicit InterruptHook(void (*function)());
+    InterruptHook(const InterruptHook &) = delete;
+    InterruptHook &operator=(const InterruptHook &) = delete;
+    ~InterruptHook();
+};
+
 }  // namespace host

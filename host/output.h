@@ -26,6 +26,9 @@ class Output {
 
     void line(std::string_view text);
 
+    // The same without a line's end.
+    void text(std::string_view text) { write(text); }
+
     // One JSON value: over several lines, or as one line under jsonl.
     void json(const Json &value);
 

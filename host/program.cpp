@@ -8,6 +8,7 @@
 #include <csignal>
 #include <map>
 
+#include "host/command_line.h"
 #include "host/commands/commands.h"
 #include "host/plugin_loader.h"
 
@@ -25,13 +26,16 @@ constexpr const char *exit_statuses = R"(Exit status:
   7    nothing found
   8    bad input file
   9    outside the limits
+  10   differs: a replay from its recording, a trace from another
   130  cancelled, partial results written)";
 
 constexpr unsigned highest_port = 4;
 
 void add_global_options(CLI::App &app, GlobalOptions &options) {
-    app.add_option("--board", options.board,
-                   "sim (built-in world, default) or sim:FILE.toml (a scenario)");
+    app.add_option(
+        "--board", options.board,
+        "sim (built-in world, default), sim:FILE.toml (a scenario), replay:FILE (a trace) or "
+        "linux:i2c=/dev/i2c-N[,gpio=gpiochipN[:ENABLE[:SELECT]]] (a real board)");
     app.add_option("--plugin", options.plugin, "the plug-in's file");
     app.add_option("--lnb", options.lnb, "NAME (see list lnb) or LOW[,HIGH[,SWITCH]] in MHz");
     app.add_option("--switch", options.switch_port, "committed-switch port, 0 without a switch")
@@ -46,7 +50,7 @@ void add_global_options(CLI::App &app, GlobalOptions &options) {
     app.add_flag("-q,--quiet", options.quiet, "no notes and no progress, only errors");
     app.add_flag("-v,--verbose", options.verbose, "details, and what the driver says");
     app.add_flag("--real-time", options.real_time, "run at the speed of the wall clock");
-    app.add_option("--trace", options.trace, "write every bus event, wait and log line to a file");
+    app.add_option("--trace", options.trace, "record the session to a file");
     app.add_option(
         "--driver-log", options.driver_log,
         "the driver's own messages: to FILE, - standard error, none; default: on failure");
@@ -86,17 +90,21 @@ std::filesystem::path Program::plugin_file() const {
 }
 
 BoardOptions Program::board_options() const {
-    return {options.board, options.switch_port, options.trace, options.real_time};
+    return {.uri = options.board,
+            .switch_port = options.switch_port,
+            .trace_file = options.trace,
+            .real_time = options.real_time,
+            .command = command_to_repeat(command_line),
+            .replay_report = options.replay_report};
 }
 
 std::optional<Lnb> Program::chosen_lnb() const {
     return options.lnb ? std::optional(parse_lnb(*options.lnb)) : std::nullopt;
 }
 
-int run_program(int argc, const char *const *argv) {
+int run_program(int argc, const char *const *argv, GlobalOptions options) {
     // A reader that goes away is a write error like any other, so that the receiver is shut down.
     std::signal(SIGPIPE, SIG_IGN);
-    GlobalOptions options;
     Console console;
     Job job;
     CLI::App app("Runs a DS3000 front-end driver as a satellite receiver does.", "ds3000-ctl");
@@ -105,10 +113,14 @@ int run_program(int argc, const char *const *argv) {
     app.require_subcommand(1);
     app.footer(exit_statuses);
     add_global_options(app, options);
+    add_doctor(app, job);
     add_info(app, job);
     add_list(app, job);
+    add_trace(app, job);
     add_tune(app, job);
     add_sweep(app, job);
+    add_scan(app, job);
+    add_unicable(app, job);
     for (CLI::App *command : app.get_subcommands({})) {
         command->footer(exit_statuses);
     }

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <initializer_list>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -31,6 +32,7 @@ struct GlobalOptions {
     bool real_time = false;
     std::optional<std::string> trace;
     std::optional<std::string> driver_log;
+    std::shared_ptr<ReplayReport> replay_report;  // of a replay that another command asked for
 };
 
 // What every command works with.
@@ -54,7 +56,8 @@ struct Program {
 // The work that the command line asks for.
 using Job = std::function<ExitStatus(Program &)>;
 
-// Run ds3000-ctl. Returns the process's exit status.
-int run_program(int argc, const char *const *argv);
+// Run ds3000-ctl. Returns the process's exit status. What the command line does not say is as in
+// `options`.
+int run_program(int argc, const char *const *argv, GlobalOptions options = {});
 
 }  // namespace host

@@ -64,8 +64,7 @@ ExitStatus Rig::run(const std::function<ExitStatus(Session &)> &work) {
 
 ExitStatus ChipRig::run(const std::function<ExitStatus(ChipSession &)> &work) {
     return live([&] {
-        SimulatedBoard *simulated = board().simulated();
-        ChipSession session({simulated && simulated->scenario().board.iq_swap}, log());
+        ChipSession session({board().iq_swapped()}, log());
         return work(session);
     });
 }

@@ -41,8 +41,7 @@ sim::Scenario read_scenario(const BoardOptions &options) {
     if (!options.uri.starts_with(scenario_prefix)) {
         throw Failure(
             ExitStatus::not_loadable,
-            fmt::format("board '{}' is not supported by this build; it has sim (built-in) "
-                        "and sim:FILE.toml",
+            fmt::format("board '{}' is not supported by this build; see ds3000-ctl list boards",
                         options.uri));
     }
     try {

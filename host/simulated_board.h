@@ -29,6 +29,7 @@ class SimulatedBoard final : public HostBoard {
     [[nodiscard]] SimulatedBoard *simulated() override { return this; }
     [[nodiscard]] Json describe() const override;
     [[nodiscard]] std::optional<Lnb> fitted_lnb() const override;
+    [[nodiscard]] bool iq_swapped() const override { return scenario_.board.iq_swap; }
 
     [[nodiscard]] sim::VirtualClock &clock() { return clock_; }
     [[nodiscard]] sim::Receiver &receiver() { return *receiver_; }

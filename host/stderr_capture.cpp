@@ -5,12 +5,15 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
+#include <mutex>
 #include <system_error>
+#include <vector>
 
 // A sanitizer's report is for the person who started the program.
 extern "C" __attribute__((weak)) void __sanitizer_set_report_fd(void *descriptor);
@@ -22,6 +25,13 @@ namespace {
 // What the signal handler needs; -1 outside a capture.
 volatile std::sig_atomic_t memory_in_force = -1;
 volatile std::sig_atomic_t original_in_force = -1;
+
+// Who wants to hear the lines, how much of the capture they have heard, and the beginning of a line
+// that is not whole yet. A driver's threads may write and hand over at the same time.
+std::recursive_mutex listening;
+std::vector<StandardErrorCapture::Listener *> listeners;
+off_t heard = 0;
+std::string line_begun;
 
 constexpr std::array<int, 3> deadly_signals{SIGABRT, SIGSEGV, SIGBUS};
 
@@ -55,6 +65,36 @@ void report_sanitizers_to(int descriptor) {
 
 }  // namespace
 
+StandardErrorCapture::Listener::Listener(std::function<void(std::string_view line)> hear)
+    : hear_(std::move(hear)) {
+    const std::lock_guard lock(listening);
+    listeners.push_back(this);
+}
+
+StandardErrorCapture::Listener::~Listener() {
+    const std::lock_guard lock(listening);
+    listeners.erase(std::find(listeners.begin(), listeners.end(), this));
+}
+
+void StandardErrorCapture::hand_over() {
+    const std::lock_guard lock(listening);
+    if (listeners.empty() || memory_in_force < 0) {
+        return;
+    }
+    std::array<char, 4096> part{};
+    for (ssize_t got = 0; (got = ::pread(memory_in_force, part.data(), part.size(), heard)) > 0;) {
+        heard += got;
+        line_begun.append(part.data(), static_cast<std::size_t>(got));
+    }
+    for (auto end = line_begun.find('\n'); end != std::string::npos; end = line_begun.find('\n')) {
+        const std::string line = line_begun.substr(0, end);
+        line_begun.erase(0, end + 1);
+        for (const Listener *listener : listeners) {
+            listener->hear_(line);
+        }
+    }
+}
+
 StandardErrorCapture::StandardErrorCapture() {
     std::fflush(stderr);
     memory_ = checked(::memfd_create("stderr", MFD_CLOEXEC), "capturing standard error");
@@ -68,6 +108,9 @@ StandardErrorCapture::StandardErrorCapture() {
     for (const int signal : deadly_signals) {
         std::signal(signal, release_capture);
     }
+    const std::lock_guard lock(listening);
+    heard = 0;
+    line_begun.clear();
 }
 
 StandardErrorCapture::~StandardErrorCapture() {
@@ -75,6 +118,7 @@ StandardErrorCapture::~StandardErrorCapture() {
         std::signal(signal, SIG_DFL);
     }
     std::fflush(stderr);
+    hand_over();
     ::dup2(original_, STDERR_FILENO);
     report_sanitizers_to(STDERR_FILENO);
     memory_in_force = -1;
@@ -85,6 +129,8 @@ StandardErrorCapture::~StandardErrorCapture() {
 
 std::string StandardErrorCapture::take() const {
     std::fflush(stderr);
+    const std::lock_guard lock(listening);
+    hand_over();
     std::string text;
     std::array<char, 4096> part{};
     ::lseek(memory_, 0, SEEK_SET);
@@ -92,6 +138,7 @@ std::string StandardErrorCapture::take() const {
         text.append(part.data(), static_cast<std::size_t>(got));
     }
     checked(::ftruncate(memory_, 0), "capturing standard error");
+    heard = 0;
     return text;
 }
 

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <functional>
 #include <string>
+#include <string_view>
 
 namespace host {
 
@@ -18,6 +20,23 @@ class StandardErrorCapture {
 
     // What was written since the last call.
     [[nodiscard]] std::string take() const;
+
+    // Someone who wants to know each line while it is fresh: hears what was written whenever
+    // hand_over() is called while a capture is in force, and at the latest in take().
+    class Listener {
+     public:
+        explicit Listener(std::function<void(std::string_view line)> hear);
+        Listener(const Listener &) = delete;
+        Listener &operator=(const Listener &) = delete;
+        ~Listener();
+
+     private:
+        friend class StandardErrorCapture;
+        std::function<void(std::string_view line)> hear_;
+    };
+
+    // Tell the listeners the lines that were written whole since they last heard.
+    static void hand_over();
 
  private:
     int memory_ = -1;

@@ -9,7 +9,7 @@ cd "$root" || exit
 # shellcheck disable=SC2034 # for the scripts that source this file
 driver_folders=(plugin hw tuner demod diseqc scan)
 # shellcheck disable=SC2034
-source_folders=("${driver_folders[@]}" firmware sim host tests bench)
+source_folders=("${driver_folders[@]}" firmware sim host tests bench examples)
 
 fail() {
     printf '%s: %s\n' "${0##*/}" "$*" >&2
@@ -83,29 +83,78 @@ require_packages() {
         fail "apt-get could not install: ${missing[*]} (no network, or not Debian 12?)"
 }
 
+# shellcheck disable=SC2034
+foreign_targets=(i386 aarch64 armhf mipsel mips sh4)
+
 # The sections of packages.txt that a preset builds with.
 sections_of_preset() {
     case $1 in
     clang | asan | tsan) echo build clang ;;
-    i386) echo build i386 ;;
+    i386 | aarch64 | armhf | mipsel | mips | sh4) echo build foreign "$1" ;;
     coverage) echo build coverage ;;
     *) echo build ;;
     esac
 }
 
-# Install what a preset builds with and configure it. Of CMake's report only the line about
-# placeholder firmware is shown.
+# What Debian calls a preset's processor, where it has packages for it.
+debian_architecture() {
+    case $1 in
+    i386 | armhf | mipsel) echo "$1" ;;
+    aarch64) echo arm64 ;;
+    esac
+}
+
+# Unpack Debian's libraries for a foreign preset in build/PRESET/sysroot, by an apt of its own that
+# knows that architecture alone: installed, they would conflict with this machine's.
+unpack_sysroot() {
+    local preset=$1 architecture wanted apt_state
+    local sysroot=$root/build/$1/sysroot
+    architecture=$(debian_architecture "$preset")
+    if [[ -z $architecture ]] || ! command -v dpkg-deb >/dev/null; then
+        return
+    fi
+    wanted=$(packages_of sysroot)
+    if [[ -f $sysroot/packages && $(<"$sysroot/packages") == "$wanted" ]]; then
+        return
+    fi
+
+    printf 'Unpacking Debian packages of %s: %s\n' "$architecture" "${wanted//$'\n'/ }"
+    rm -rf "$sysroot"
+    mkdir -p "$sysroot"
+    apt_state=$(mktemp -d)
+    mkdir -p "$apt_state"/{lists,archives}/partial
+    touch "$apt_state/status"
+    local apt_get=(apt-get -q -y
+        -o "APT::Architecture=$architecture" -o "APT::Architectures=$architecture"
+        -o "Dir::State=$apt_state" -o "Dir::State::status=$apt_state/status"
+        -o "Dir::Cache=$apt_state" -o APT::Sandbox::User=)
+    # As with require_packages: what is missing shows in the next step.
+    "${apt_get[@]}" update >"$apt_state/update.log" 2>&1 || true
+    local package
+    # shellcheck disable=SC2086 # one word a package
+    (cd "$apt_state/archives" && quietly "${apt_get[@]}" download $wanted) ||
+        fail "apt-get could not fetch for $architecture: ${wanted//$'\n'/ } (no network?)"
+    for package in "$apt_state"/archives/*.deb; do
+        dpkg-deb --extract "$package" "$sysroot"
+    done
+    rm -rf "$apt_state"
+    printf '%s\n' "$wanted" >"$sysroot/packages"
+}
+
+# Install what a preset builds with and configure it. Of CMake's report only the lines about
+# placeholder firmware and about what is left out are shown.
 configure_preset() {
     local preset=$1 sections log
     read -ra sections <<<"$(sections_of_preset "$preset")"
     require_packages "${sections[@]}"
+    unpack_sysroot "$preset"
     log=$(mktemp)
     if ! cmake --preset "$preset" >"$log" 2>&1; then
         cat "$log" >&2
         rm -f "$log"
         fail "cmake --preset $preset failed"
     fi
-    sed -n 's/^-- \(Firmware .*\)/\1/p' "$log"
+    sed -n 's/^-- \(Firmware .*\|Left out: .*\)/\1/p' "$log"
     rm -f "$log"
 }
 

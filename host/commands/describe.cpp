@@ -70,4 +70,18 @@ std::string summary(const Lnb &lnb, const TunePlan &plan) {
                        plan.voltage_18v ? 18 : 13, plan.tone ? "on" : "off");
 }
 
+void write_csv_object(Output &output, const Json &object) {
+    std::vector<std::string> names;
+    std::vector<std::string> values;
+    for (const auto &[name, value] : object.items()) {
+        if (value.is_structured() || name == "schema") {
+            continue;
+        }
+        names.push_back(name);
+        values.push_back(value.is_string() ? value.get<std::string>() : value.dump());
+    }
+    output.csv_row(names);
+    output.csv_row(values);
+}
+
 }  // namespace host

@@ -27,4 +27,7 @@ std::string switch_bytes(const TunePlan &plan);
 // "LNB EXTENDED, oscillator 9750 MHz, IF 1744 MHz, 18 V, tone off".
 std::string summary(const Lnb &lnb, const TunePlan &plan);
 
+// An object's plain members, but not its schema tag, as a head and one row.
+void write_csv_object(Output &output, const Json &object);
+
 }  // namespace host

@@ -10,14 +10,12 @@ extern "C" {
 }
 
 #include "host/commands/commands.h"
+#include "host/placeholder_firmware.h"
 #include "host/rig.h"
 
 namespace host {
 
 namespace {
-
-// Every block of a placeholder image begins so.
-constexpr std::string_view placeholder_mark = "DS3000 PLACEHOLDER FIRMWARE";
 
 Json describe_program() {
     return {{"version", DS3000_VERSION},
@@ -65,9 +63,7 @@ Json describe_board(const HostBoard &board, const Session &session) {
 
 Json describe_firmware(const sim::Receiver &receiver) {
     const auto bytes = receiver.firmware();
-    const bool placeholder =
-        bytes.size() >= placeholder_mark.size() &&
-        std::equal(placeholder_mark.begin(), placeholder_mark.end(), bytes.begin());
+    const bool placeholder = is_placeholder_firmware(bytes);
     return {{"loaded_bytes", bytes.size()},
             {"kind", bytes.empty() ? "none"
                      : placeholder ? "placeholder"

@@ -6,6 +6,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/describe.h"
 #include "host/frequency.h"
+#include "host/linux/linux_address.h"
 #include "host/tables/catalogue.h"
 #include "host/tables/table.h"
 
@@ -105,7 +106,9 @@ ExitStatus list_boards(Program &program) {
     Listing listing("boards", {"uri", "description"});
     for (const auto &[uri, description] :
          {std::pair{"sim", "a simulated receiver in a built-in world"},
-          std::pair{"sim:FILE.toml", "a simulated receiver in the world of a scenario file"}}) {
+          std::pair{"sim:FILE.toml", "a simulated receiver in the world of a scenario file"},
+          std::pair{linux_address_form, "a real board on an I2C adapter of this machine"},
+          std::pair{"replay:FILE", "a recorded session; the driver must do what it did then"}}) {
         listing.add({uri, description}, Json{{"uri", uri}, {"description", description}});
     }
     listing.write(program.options);

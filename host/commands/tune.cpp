@@ -1,108 +1,33 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <cctype>
 #include <memory>
 
 #include "host/commands/commands.h"
 #include "host/commands/describe.h"
+#include "host/commands/target.h"
 #include "host/frequency.h"
 #include "host/rig.h"
 #include "host/tables/catalogue.h"
-#include "host/tables/table.h"
 
 namespace host {
 
 namespace {
 
 struct TuneOptions {
-    std::optional<std::string> table;
-    std::optional<std::string> selector;
-    std::optional<std::string> frequency;
-    std::optional<std::string> polarisation;
-    std::optional<std::string> symbol_rate;
-    std::optional<std::string> system;
+    TargetOptions target;
     double timeout_s = 5.0;
     bool timeout_given = false;
     bool show_plan = false;
     bool keep_lnb_power = false;
 };
 
-// What is tuned to, and the satellite it is on.
-struct Target {
-    sim::Transponder transponder;
-    std::optional<Table> table;  // absent when tuned by numbers
-    std::optional<TableRow> row;
-};
-
 [[noreturn]] void usage(const std::string &message) { throw Failure(ExitStatus::usage, message); }
-
-sim::Polarisation parse_polarisation(const std::string &text) {
-    const auto polarisation = sim::polarisation_named(text);
-    if (!polarisation) {
-        usage(fmt::format("'{}' is no polarisation; write H, V, L or R", text));
-    }
-    return *polarisation;
-}
-
-sim::System parse_system(std::string text) {
-    const std::string given = text;
-    text.erase(std::remove(text.begin(), text.end(), '-'), text.end());
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (text != "dvbs" && text != "dvbs2") {
-        usage(fmt::format("'{}' is no delivery system; write dvbs or dvbs2", given));
-    }
-    return text == "dvbs2" ? sim::System::dvbs2 : sim::System::dvbs;
-}
-
-Target target_by_numbers(const TuneOptions &options, Console &console) {
-    if (!options.frequency || !options.polarisation || !options.symbol_rate || !options.system) {
-        usage(
-            "tune needs TABLE and a row, or all of --frequency, --polarisation, --symbol-rate and "
-            "--system");
-    }
-    const FrequencyReading frequency = parse_frequency(*options.frequency);
-    if (frequency.unit_assumed) {
-        console.note(fmt::format("frequency {} is read as {}", *options.frequency,
-                                 format_mhz(frequency.khz)));
-    }
-    Target target;
-    target.transponder.frequency_khz = frequency.khz;
-    target.transponder.polarisation = parse_polarisation(*options.polarisation);
-    target.transponder.symbol_rate = parse_symbol_rate(*options.symbol_rate);
-    target.transponder.system = parse_system(*options.system);
-    return target;
-}
-
-Target target_in_table(const TuneOptions &options) {
-    if (options.frequency || options.polarisation || options.symbol_rate || options.system) {
-        usage("tune takes TABLE and a row, or numbers, not both");
-    }
-    if (!options.selector) {
-        usage(
-            "tune TABLE needs a row: its name, its number or a frequency with the polarisation's "
-            "letter, 11494H say");
-    }
-    Target target;
-    target.table = read_table(find_table(*options.table));
-    target.row = find_row(*target.table, *options.selector);
-    target.transponder = target.row->transponder;
-    return target;
-}
 
 // The result as it grows: what was asked for, what became of it.
 Json begin_result(const Target &target, const Lnb &lnb, const TunePlan &plan) {
     Json result{{"schema", "ds3000.tune/1"}};
-    if (target.row) {
-        result["table"] = target.table->name;
-        result["row"] = target.row->place.row;
-        if (!target.row->name.empty()) {
-            result["name"] = target.row->name;
-        }
-    }
-    result.update(json_of(target.transponder));
+    result.update(json_of(target));
     result["lnb"] = json_of(lnb);
     result["plan"] = json_of(plan);
     return result;
@@ -126,24 +51,10 @@ void write_plan_text(Output &output, const Target &target, const Lnb &lnb, const
     line("switch bytes", plan.switch_message ? switch_bytes(plan) : "none");
 }
 
-void write_csv(Output &output, const Json &result) {
-    std::vector<std::string> names;
-    std::vector<std::string> values;
-    for (const auto &[name, value] : result.items()) {
-        if (value.is_structured() || name == "schema") {
-            continue;
-        }
-        names.push_back(name);
-        values.push_back(value.is_string() ? value.get<std::string>() : value.dump());
-    }
-    output.csv_row(names);
-    output.csv_row(values);
-}
-
 void write_result(Output &output, const Json &result, const Target &target, const Lnb &lnb,
                   const TunePlan &plan) {
     if (output.format() == Format::csv) {
-        write_csv(output, result);
+        write_csv_object(output, result);
     } else if (output.format() != Format::text) {
         output.json(result);
     } else {
@@ -257,7 +168,7 @@ ExitStatus show_plan(Program &program, const Target &target) {
         Json flat = json_of(target.transponder);
         flat["lnb"] = lnb.name;
         flat.update(json_of(plan));
-        write_csv(output, flat);
+        write_csv_object(output, flat);
     } else {
         output.json(result);
     }
@@ -277,8 +188,7 @@ ExitStatus run_tune(Program &program, const TuneOptions &options) {
     if (options.show_plan && options.timeout_given) {
         usage("tune --show-plan has no use for --timeout; leave it out");
     }
-    const Target target =
-        options.table ? target_in_table(options) : target_by_numbers(options, program.console);
+    const Target target = find_target("tune", options.target, program.console);
     return options.show_plan ? show_plan(program, target) : tune_channel(program, options, target);
 }
 
@@ -288,14 +198,7 @@ void add_tune(CLI::App &app, Job &job) {
     CLI::App *tune = app.add_subcommand(
         "tune", "Tune to one transponder, by numbers or by a table's row, and report the lock");
     const auto options = std::make_shared<TuneOptions>();
-    tune->add_option("TABLE", options->table, "a table's file, or its name if it is installed");
-    tune->add_option("ROW", options->selector,
-                     "the row's name, number, or frequency and polarisation (11494H)");
-    tune->add_option("--frequency", options->frequency,
-                     "downlink: 10964.25M, 10.96425G, 10964250k; bare below 100000 MHz, else kHz");
-    tune->add_option("--polarisation", options->polarisation, "H, V, L or R");
-    tune->add_option("--symbol-rate", options->symbol_rate, "22000k, 22M; bare numbers are sym/s");
-    tune->add_option("--system", options->system, "dvbs or dvbs2");
+    add_target_options(*tune, options->target);
     CLI::Option *timeout =
         tune->add_option("--timeout", options->timeout_s, "seconds to wait for lock")
             ->check(CLI::Range(0.05, 86400.0))

@@ -3,7 +3,12 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
+#include <mutex>
 #include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
 #include <vector>
 
 #include "host/trace/transcript.h"
@@ -12,13 +17,18 @@
 namespace host {
 
 // A board in front of another one that hands every event to a sink, in the transcript's terms.
-// With a virtual clock in force, events carry time and thread when asked to.
+// Events carry time and thread when asked to: those of the virtual clock when one is in force, else
+// the time since the recorder was made, and threads named in the order in which they come.
+// Threads may come at any time, as a driver's host thread logs and waits while its worker has the
+// bus; the sink is called for one event at a time.
 class Recorder : public sim::Board {
  public:
     using Sink = std::function<void(const Event &)>;
 
-    Recorder(sim::Board &board, Sink sink, bool with_time = false)
-        : board_(board), sink_(std::move(sink)), with_time_(with_time) {}
+    Recorder(sim::Board &board, Sink sink, bool with_time = false);
+
+    // Called before every event: the place to look for messages that were written since the last.
+    void before_each_event(std::function<void()> look) { before_each_event_ = std::move(look); }
 
     void *open_bus() override;
     void close_bus(void *bus) override;
@@ -30,16 +40,32 @@ class Recorder : public sim::Board {
     void log(std::string_view text) override;
     void wait(std::uint32_t microseconds) override;
 
+    // The driver wrote a line to standard error.
+    void message(std::string_view line);
+
     // Hand over a register write that was left open and never read from.
     void flush();
 
  private:
+    // A one-byte write left open, half of a "read", and the thread that made it.
+    struct OpenWrite {
+        Event event;
+        std::thread::id thread;
+    };
+
+    void begin_event();
+    void flush_of_this_thread();
     void emit(Event event);
+    [[nodiscard]] std::string name_of_this_thread();
 
     sim::Board &board_;
     Sink sink_;
     bool with_time_;
-    std::optional<Event> open_write_;  // a one-byte write left open: half of a "read"
+    std::function<void()> before_each_event_;
+    std::uint64_t begin_ns_;
+    std::recursive_mutex mutex_;
+    std::optional<OpenWrite> open_write_;
+    std::map<std::thread::id, std::string> thread_names_;
 };
 
 }  // namespace host

@@ -3,8 +3,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
+#include <limits>
 #include <stdexcept>
 #include <utility>
 
@@ -22,6 +24,20 @@ constexpr std::array<std::pair<unsigned, std::string_view>, 3> devices{{
 }};
 
 constexpr std::string_view blanks = " \t\r";
+constexpr std::size_t longest_quote = 60;
+constexpr std::uint64_t longest_seconds = 1'000'000'000'000;
+
+bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
+
+// A piece of a line as a message quotes it: short, and harmless on a terminal.
+std::string quoted(std::string_view text) {
+    std::string quote;
+    for (const char c : text.substr(0, longest_quote)) {
+        const auto byte = static_cast<unsigned char>(c);
+        quote += is_control(c) || byte > 0x7F ? fmt::format("\\x{:02X}", byte) : std::string(1, c);
+    }
+    return quote + (text.size() > longest_quote ? "..." : "");
+}
 
 // The words of one line, taken from the left.
 class Words {
@@ -55,13 +71,14 @@ class Words {
 
     void expect(std::string_view word) {
         if (!accept(word)) {
-            throw std::invalid_argument(fmt::format("'{}' is missing before '{}'", word, rest_));
+            throw std::invalid_argument(
+                fmt::format("'{}' is missing before '{}'", word, quoted(rest_)));
         }
     }
 
     void finish() const {
         if (!empty()) {
-            throw std::invalid_argument(fmt::format("'{}' is too much", rest_));
+            throw std::invalid_argument(fmt::format("'{}' is too much", quoted(rest_)));
         }
     }
 
@@ -83,14 +100,15 @@ Number parse_number(std::string_view text, int base, std::string_view what,
     Number number{};
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
     if (error != std::errc{} || end != text.data() + text.size() || number > limit) {
-        throw std::invalid_argument(fmt::format("'{}' is no {}", text, what));
+        throw std::invalid_argument(fmt::format("'{}' is no {}", quoted(text), what));
     }
     return number;
 }
 
 std::uint8_t parse_byte(std::string_view text) {
     if (text.size() != 2) {
-        throw std::invalid_argument(fmt::format("'{}' is no byte of two hexadecimal digits", text));
+        throw std::invalid_argument(
+            fmt::format("'{}' is no byte of two hexadecimal digits", quoted(text)));
     }
     return parse_number<std::uint8_t>(text, 16, "byte of two hexadecimal digits");
 }
@@ -102,7 +120,7 @@ unsigned parse_device(std::string_view name) {
         }
     }
     if (!name.starts_with("0x")) {
-        throw std::invalid_argument(fmt::format("'{}' is no device", name));
+        throw std::invalid_argument(fmt::format("'{}' is no device", quoted(name)));
     }
     return parse_number<unsigned>(name.substr(2), 16, "8-bit device address", 0xFF);
 }
@@ -188,10 +206,10 @@ void parse_front(std::string_view front, Event &event) {
     if (!words.empty() && words.peek().find('.') != std::string_view::npos) {
         const std::string_view time = words.next("time");
         const auto point = time.find('.');
-        const auto seconds = parse_number<std::uint64_t>(time.substr(0, point), 10, "time");
+        const auto seconds = parse_number(time.substr(0, point), 10, "time", longest_seconds);
         const std::string_view fraction = time.substr(point + 1);
         if (fraction.size() != 6) {
-            throw std::invalid_argument(fmt::format("'{}' has not six decimals", time));
+            throw std::invalid_argument(fmt::format("'{}' has not six decimals", quoted(time)));
         }
         event.time_us = seconds * 1'000'000U + parse_number<std::uint64_t>(fraction, 10, "time");
     }
@@ -200,6 +218,120 @@ void parse_front(std::string_view front, Event &event) {
     }
     words.finish();
 }
+
+std::string escaped(std::string_view text) {
+    std::string out;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        const bool at_an_end = i == 0 || i + 1 == text.size();
+        if (c == '\\') {
+            out += "\\\\";
+        } else if (c == '\n') {
+            out += "\\n";
+        } else if (c == '\t') {
+            out += "\\t";
+        } else if (is_control(c) || (c == ' ' && at_an_end)) {
+            out += fmt::format("\\x{:02X}", static_cast<unsigned char>(c));
+        } else {
+            out += c;
+        }
+    }
+    return out;
+}
+
+// The character that an escape stands for; takes the escape off the text.
+char unescaped_front(std::string_view &text) {
+    const std::string_view escape = text.substr(0, text.substr(0, 2) == "\\x" ? 4 : 2);
+    text.remove_prefix(escape.size());
+    if (escape == "\\n") {
+        return '\n';
+    }
+    if (escape == "\\t") {
+        return '\t';
+    }
+    if (escape == "\\\\") {
+        return '\\';
+    }
+    if (escape.size() != 4) {
+        throw std::invalid_argument(
+            fmt::format("'{}' is no escape; \\n, \\t, \\\\ and \\x20 are", quoted(escape)));
+    }
+    return static_cast<char>(parse_byte(escape.substr(2)));
+}
+
+std::string unescaped(std::string_view text) {
+    std::string out;
+    while (!text.empty()) {
+        if (text.front() == '\\') {
+            out += unescaped_front(text);
+        } else {
+            out += text.front();
+            text.remove_prefix(1);
+        }
+    }
+    return out;
+}
+
+// The key and the value of a line of the head; false for another line.
+bool parse_meta(std::string_view line, std::string &key, std::string &value) {
+    Words words(line);
+    if (!words.accept("meta")) {
+        return false;
+    }
+    key = words.next("key");
+    value = unescaped(words.rest());
+    return true;
+}
+
+// Reads a text line by line.
+class TraceReader {
+ public:
+    void line(std::string_view line, std::size_t number) {
+        std::string key;
+        std::string value;
+        if (parse_meta(line, key, value)) {
+            meta(std::move(key), std::move(value));
+        } else if (auto event = parse_event(line); event) {
+            check_time(*event);
+            trace_.events.push_back(std::move(*event));
+            trace_.lines.push_back(number);
+        }
+    }
+
+    [[nodiscard]] bool is_recording() const { return !trace_.head.empty(); }
+    Trace take() { return std::move(trace_); }
+
+ private:
+    void meta(std::string key, std::string value) {
+        if (!trace_.events.empty()) {
+            throw std::invalid_argument("the head ends where the events begin");
+        }
+        if (trace_.head.empty() != (key == "format")) {
+            throw std::invalid_argument(key == "format" ? "'meta format' is here twice"
+                                                        : "the head begins with 'meta format'");
+        }
+        if (key == "format" &&
+            parse_number<unsigned>(value, 10, "format version") != TraceHead::format) {
+            throw std::invalid_argument(
+                fmt::format("format version {}; this program reads version {}", quoted(value),
+                            TraceHead::format));
+        }
+        if (trace_.head.value(key)) {
+            throw std::invalid_argument(fmt::format("'meta {}' is here twice", quoted(key)));
+        }
+        trace_.head.add(std::move(key), std::move(value));
+    }
+
+    void check_time(const Event &event) {
+        if (event.time_us && latest_us_ > *event.time_us) {
+            throw std::invalid_argument("time runs backwards: the event before is later");
+        }
+        latest_us_ = event.time_us.value_or(latest_us_);
+    }
+
+    Trace trace_;
+    std::uint64_t latest_us_ = 0;
+};
 
 std::string format_bytes(const std::vector<std::uint8_t> &bytes) {
     std::string text;
@@ -226,6 +358,52 @@ std::string format_read(const Event &event) {
     }
 }
 
+Event parse_body(Words words) {
+    Event event;
+    const std::string_view verb = words.next("event");
+    if (verb == "log" || verb == "message") {
+        event.kind = verb == "log" ? EventKind::log : EventKind::message;
+        event.text = unescaped(words.rest());
+        return event;
+    }
+    if (verb == "write") {
+        event.kind = EventKind::write;
+        parse_write(words, event);
+    } else if (verb == "read") {
+        event.kind = EventKind::read;
+        parse_read(words, event);
+    } else if (verb == "fetch") {
+        event.kind = EventKind::fetch;
+        parse_fetch(words, event);
+    } else if (verb == "wait") {
+        event.kind = EventKind::wait;
+        event.wait_us = parse_number<std::uint32_t>(words.next("duration"), 10, "duration");
+    } else if (verb == "gpio") {
+        event.kind = EventKind::gpio;
+        parse_gpio(words, event);
+    } else if (verb == "check") {
+        event.kind = EventKind::check;
+        parse_check(words, event);
+    } else if (verb == "bus") {
+        parse_bus(words, event);
+    } else {
+        throw std::invalid_argument(fmt::format("'{}' is no event", quoted(verb)));
+    }
+    words.finish();
+    return event;
+}
+
+}  // namespace
+
+std::string device_name(unsigned address) {
+    for (const auto &[known, name] : devices) {
+        if (address == known) {
+            return std::string(name);
+        }
+    }
+    return fmt::format("0x{:02X}", address);
+}
+
 std::string format_body(const Event &event) {
     const bool failed = event.outcome != Outcome::ok;
     switch (event.kind) {
@@ -250,58 +428,14 @@ std::string format_body(const Event &event) {
         case EventKind::wait:
             return fmt::format("wait {}", event.wait_us);
         case EventKind::log:
-            return "log " + event.text;
+            return "log " + escaped(event.text);
+        case EventKind::message:
+            return "message " + escaped(event.text);
     }
     return {};
 }
 
-Event parse_body(Words words) {
-    Event event;
-    const std::string_view verb = words.next("event");
-    if (verb == "log") {
-        event.kind = EventKind::log;
-        event.text = words.rest();
-        return event;
-    }
-    if (verb == "write") {
-        event.kind = EventKind::write;
-        parse_write(words, event);
-    } else if (verb == "read") {
-        event.kind = EventKind::read;
-        parse_read(words, event);
-    } else if (verb == "fetch") {
-        event.kind = EventKind::fetch;
-        parse_fetch(words, event);
-    } else if (verb == "wait") {
-        event.kind = EventKind::wait;
-        event.wait_us = parse_number<std::uint32_t>(words.next("duration"), 10, "duration");
-    } else if (verb == "gpio") {
-        event.kind = EventKind::gpio;
-        parse_gpio(words, event);
-    } else if (verb == "check") {
-        event.kind = EventKind::check;
-        parse_check(words, event);
-    } else if (verb == "bus") {
-        parse_bus(words, event);
-    } else {
-        throw std::invalid_argument(fmt::format("'{}' is no event", verb));
-    }
-    words.finish();
-    return event;
-}
-
-}  // namespace
-
-std::string device_name(unsigned address) {
-    for (const auto &[known, name] : devices) {
-        if (address == known) {
-            return std::string(name);
-        }
-    }
-    return fmt::format("0x{:02X}", address);
-}
-
-std::string format_event(const Event &event) {
+std::string format_front(const Event &event) {
     std::string front;
     if (event.time_us) {
         front = fmt::format("{}.{:06}", *event.time_us / 1'000'000U, *event.time_us % 1'000'000U);
@@ -309,13 +443,18 @@ std::string format_event(const Event &event) {
     if (!event.thread.empty()) {
         front += (front.empty() ? "" : " ") + event.thread;
     }
-    return (front.empty() ? "" : "[" + front + "] ") + format_body(event);
+    return front.empty() ? front : "[" + front + "]";
+}
+
+std::string format_event(const Event &event) {
+    const std::string front = format_front(event);
+    return (front.empty() ? "" : front + " ") + format_body(event);
 }
 
 std::optional<Event> parse_event(std::string_view line) {
     const Words whole(line);
     std::string_view body = whole.rest();
-    if (body.empty() || body.front() == '#') {
+    if (body.empty() || body.front() == '#' || whole.peek() == "meta") {
         return std::nullopt;
     }
     Event front;
@@ -333,20 +472,43 @@ std::optional<Event> parse_event(std::string_view line) {
     return event;
 }
 
-std::vector<Event> parse_transcript(std::string_view text, std::string_view name) {
-    std::vector<Event> events;
+std::optional<std::string> TraceHead::value(std::string_view key) const {
+    const auto entry = std::find_if(entries_.begin(), entries_.end(),
+                                    [key](const auto &known) { return known.first == key; });
+    return entry == entries_.end() ? std::nullopt : std::optional(entry->second);
+}
+
+void TraceHead::add(std::string key, std::string value) {
+    entries_.emplace_back(std::move(key), std::move(value));
+}
+
+std::string format_head(const TraceHead &head) {
+    std::string text;
+    for (const auto &[key, value] : head.entries()) {
+        text += fmt::format("meta {} {}\n", key, escaped(value));
+    }
+    return text;
+}
+
+Trace parse_trace(std::string_view text, std::string_view name) {
+    TraceReader reader;
     for (std::size_t number = 1; !text.empty(); ++number) {
         const auto end = text.find('\n');
         try {
-            if (auto event = parse_event(text.substr(0, end)); event) {
-                events.push_back(std::move(*event));
+            reader.line(text.substr(0, end), number);
+            if (end == std::string_view::npos && reader.is_recording()) {
+                throw std::invalid_argument("the recording is cut off in this line");
             }
         } catch (const std::invalid_argument &problem) {
             throw std::invalid_argument(fmt::format("{}:{}: {}", name, number, problem.what()));
         }
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     }
-    return events;
+    return reader.take();
+}
+
+std::vector<Event> parse_transcript(std::string_view text, std::string_view name) {
+    return parse_trace(text, name).events;
 }
 
 }  // namespace host

@@ -82,8 +82,9 @@ TEST_F(CtlRefusal, a_frequency_outside_the_lnb_range_names_value_limit_and_mend)
 TEST_F(CtlRefusal, boards_and_scenarios) {
     write_file("bad.toml", "[board]\nchip = \"DS9999\"\n");
     write_file("no.toml", "this is no scenario");
-    expect("info --board linux:i2c=/dev/i2c-0", 3, "linux:i2c=/dev/i2c-0");
-    expect("info --board replay:x", 3, "not supported by this build");
+    expect("info --board linux:i2c=/dev/i2c-9999", 3, "/dev/i2c-9999");
+    expect("info --board tape:x", 3, "not supported by this build");
+    expect("info --board replay:x", 8, "trace x: No such file");
     expect("info --board simulator", 3, "'simulator'");
     expect("info --board sim:missing.toml", 8, "missing.toml");
     expect("info --board sim:bad.toml", 8, "bad.toml:2");

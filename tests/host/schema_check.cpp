@@ -12,7 +12,8 @@ using nlohmann::json;
 bool has_type(const json &value, const std::string &type) {
     return (type == "object" && value.is_object()) || (type == "array" && value.is_array()) ||
            (type == "string" && value.is_string()) || (type == "boolean" && value.is_boolean()) ||
-           (type == "integer" && value.is_number_integer());
+           (type == "integer" && value.is_number_integer()) ||
+           (type == "number" && value.is_number());
 }
 
 std::string missing_member(const json &names, const json &value) {

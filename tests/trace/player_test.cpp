@@ -226,5 +226,128 @@ TEST_F(PlayerTest, after_a_difference_writes_succeed_and_reads_give_0) {
     EXPECT_EQ(player.difference(), difference);
 }
 
+TEST_F(PlayerTest, the_first_difference_is_a_record_too) {
+    Player player = play("wait 1\n[0.000005 main] wait 2\nwait 3");
+    player.wait(1);
+    EXPECT_FALSE(player.differs());
+
+    player.set_gpio(nullptr, 6, 1);
+
+    ASSERT_TRUE(player.differs());
+    const auto difference = player.first_difference();
+    EXPECT_EQ(difference->index, 1U);
+    EXPECT_EQ(difference->expected, "[0.000005 main] wait 2");
+    EXPECT_EQ(difference->actual, "gpio 6 1");
+    EXPECT_THAT(difference->before, testing::ElementsAre(testing::Pair(0, "wait 1")));
+    EXPECT_THAT(difference->after, testing::ElementsAre(testing::Pair(2, "wait 3")));
+}
+
+TEST_F(PlayerTest, messages_of_the_transcript_are_passed_over_unless_asked_for) {
+    Player player = play("message a\nread demod 0D -> 8F\nmessage b\nwait 1\nmessage c");
+    player.message("something else");
+
+    EXPECT_EQ(read(player, 0xD0, 0x0D), 0x8F);
+    player.wait(1);
+
+    EXPECT_EQ(player.difference(), "");
+}
+
+TEST_F(PlayerTest, messages_are_compared_in_their_own_order) {
+    Player player = play("message a(0x*)\nwait 1\nmessage lock at 12\nwait 2");
+    player.compare_messages();
+
+    player.wait(1);
+    player.message("a(0x7ffe12)");
+    player.wait(2);
+    player.message("lock at 345");
+
+    EXPECT_EQ(player.difference(), "");
+}
+
+TEST_F(PlayerTest, messages_may_overtake_as_many_others_as_the_slack_says) {
+    for (const std::size_t slack : {0U, 1U, 2U}) {
+        Player player = play("message a\nmessage b\nmessage c\nmessage d");
+        player.compare_messages(slack);
+
+        for (const char *text : {"c", "a", "b", "d"}) {
+            player.message(text);
+        }
+
+        EXPECT_EQ(player.difference().empty(), slack == 2) << slack;
+    }
+}
+
+TEST_F(PlayerTest, a_message_does_not_count_twice) {
+    Player player = play("message a\nmessage b");
+    player.compare_messages(5);
+
+    player.message("b");
+    player.message("b");
+
+    EXPECT_THAT(player.difference(), testing::HasSubstr("      1 -  message a\n"));
+}
+
+TEST_F(PlayerTest, another_message_is_a_difference) {
+    Player player = play("wait 1\nmessage lock at 12\nwait 2");
+    player.compare_messages();
+    player.wait(1);
+
+    player.message("no lock(0xabc)");
+
+    EXPECT_THAT(player.difference(), testing::HasSubstr("      2 -  message lock at 12\n"
+                                                        "        +  message no lock(0x*)\n"));
+}
+
+TEST_F(PlayerTest, a_message_that_never_comes_is_a_difference) {
+    Player player = play("message a\nmessage b\nwait 1");
+    player.compare_messages();
+    player.message("a");
+
+    player.wait(1);
+
+    EXPECT_THAT(player.difference(), testing::HasSubstr("      2 -  message b\n"));
+}
+
+TEST_F(PlayerTest, a_transcript_without_messages_says_nothing_about_them) {
+    Player player = play("wait 1");
+    player.compare_messages();
+
+    player.message("a");
+    player.wait(1);
+
+    EXPECT_EQ(player.difference(), "");
+}
+
+TEST_F(PlayerTest, another_firmware_image_of_the_same_length_is_accepted_on_request) {
+    for (const bool accept : {false, true}) {
+        Player player = play("write demod B0 01 02 03\nwrite demod 07 80");
+        if (accept) {
+            player.accept_any_firmware();
+        }
+
+        write(player, 0xD0, {0xB0, 0x01, 0x02, 0x04});
+        write(player, 0xD0, {0x07, 0x80});
+
+        EXPECT_EQ(player.difference().empty(), accept);
+        EXPECT_EQ(player.other_firmware(), accept);
+    }
+}
+
+TEST_F(PlayerTest, what_is_no_firmware_counts_byte_by_byte) {
+    const std::pair<const char *, std::vector<std::uint8_t>> deviations[] = {
+        {"write demod B0 01 02 03", {0xB0, 0x01, 0x02}},
+        {"write demod B1 01 02 03", {0xB1, 0x01, 0x02, 0x04}},
+        {"write demod B0 01", {0xB0, 0x02}},
+    };
+    for (const auto &[expected, data] : deviations) {
+        Player player = play(expected);
+        player.accept_any_firmware();
+
+        write(player, 0xD0, data);
+
+        EXPECT_NE(player.difference(), "") << expected;
+    }
+}
+
 }  // namespace
 }  // namespace host

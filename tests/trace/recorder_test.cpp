@@ -8,6 +8,7 @@
 #include <array>
 #include <deque>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "sim/clock.h"
@@ -222,13 +223,44 @@ TEST_F(RecorderTest, events_carry_time_and_thread_when_asked_to) {
                                              "wait 2"));
 }
 
-TEST_F(RecorderTest, without_a_virtual_clock_events_carry_no_time) {
+TEST_F(RecorderTest, without_a_virtual_clock_time_is_the_system_s) {
+    std::vector<Event> events;
     Recorder timed(
-        board_, [this](const Event &event) { lines_.push_back(format_event(event)); }, true);
+        board_, [&events](const Event &event) { events.push_back(event); }, true);
 
     timed.wait(1);
+    std::thread([&timed] { timed.wait(2); }).join();
+    timed.wait(3);
 
-    EXPECT_THAT(lines_, testing::ElementsAre("wait 1"));
+    ASSERT_EQ(events.size(), 3U);
+    EXPECT_THAT(events, testing::Each(testing::Field(&Event::time_us, testing::Ne(std::nullopt))));
+    EXPECT_LE(events[0].time_us, events[2].time_us);
+    EXPECT_EQ(events[0].thread, "main");
+    EXPECT_EQ(events[1].thread, "thread1");
+    EXPECT_EQ(events[2].thread, "main");
+}
+
+TEST_F(RecorderTest, a_register_read_stays_whole_while_another_thread_waits) {
+    write(0xD0, {0x0D}, 1);
+    std::thread([this] {
+        recorder_.wait(1000);
+        recorder_.log("x");
+        recorder_.message("y");
+    }).join();
+    read(0xD0, 1, 3);
+
+    EXPECT_THAT(lines_,
+                testing::ElementsAre("wait 1000", "log x", "message y", "read demod 0D -> 8F"));
+}
+
+TEST_F(RecorderTest, a_message_is_an_event_and_is_looked_for_before_each_one) {
+    recorder_.before_each_event([this] { recorder_.message("before"); });
+
+    recorder_.wait(1);
+    recorder_.set_gpio(&board_, 6, 1);
+
+    EXPECT_THAT(lines_,
+                testing::ElementsAre("message before", "wait 1", "message before", "gpio 6 1"));
 }
 
 }  // namespace

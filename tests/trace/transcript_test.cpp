@@ -282,5 +282,119 @@ TEST(Transcript, a_text_without_a_name_is_called_transcript) {
     }
 }
 
+Event message(const char *text) {
+    Event event = make(EventKind::message);
+    event.text = text;
+    return event;
+}
+
+TEST(Transcript, messages_and_log_lines_keep_every_character) {
+    const std::pair<const char *, const char *> texts[] = {
+        {"message ds3000: thread(0x*)", "ds3000: thread(0x*)"},
+        {"message", ""},
+        {R"(message \tChip ID = [DS3103]!)", "\tChip ID = [DS3103]!"},
+        {R"(message a\nb\\c)", "a\nb\\c"},
+        {R"(message \x20 between \x20)", "  between  "},
+        {R"(message \x1B[31m)", "\x1B[31m"},
+    };
+    for (const auto &[line, text] : texts) {
+        EXPECT_EQ(parse_event(line), message(text)) << line;
+        EXPECT_THAT(line, testing::StartsWith(format_event(message(text)).substr(0, 7)));
+        EXPECT_EQ(parse_event(format_event(message(text))), message(text)) << line;
+    }
+    EXPECT_EQ(parse_event(R"(log a\nb)"), log("a\nb"));
+    EXPECT_EQ(format_event(log("a\nb")), R"(log a\nb)");
+}
+
+TEST(Transcript, an_unknown_escape_is_a_mistake) {
+    for (const char *line : {R"(log \q)", R"(log \)", R"(log \x2)", R"(message \xGG)"}) {
+        EXPECT_THROW(parse_event(line), std::invalid_argument) << line;
+    }
+}
+
+std::string problem_of(std::string_view text) {
+    try {
+        parse_trace(text, "t");
+        return "accepted";
+    } catch (const std::invalid_argument &problem) {
+        return problem.what();
+    }
+}
+
+TEST(Transcript, the_head_of_a_recording_is_read_and_written_again) {
+    const std::string head =
+        "meta format 1\nmeta program ds3000-ctl 1.0.0\nmeta command tune --lnb='9750 10600'\n";
+
+    const Trace trace = parse_trace(head + "# a comment\n\n[0.000001 main] wait 1\nwait 2\n");
+
+    EXPECT_EQ(format_head(trace.head), head);
+    EXPECT_EQ(trace.head.value("command"), "tune --lnb='9750 10600'");
+    EXPECT_EQ(trace.head.value("clock"), std::nullopt);
+    EXPECT_THAT(trace.lines, testing::ElementsAre(6, 7));
+    EXPECT_THAT(parse_transcript(head + "wait 1\n"), testing::ElementsAre(wait(1)));
+}
+
+TEST(Transcript, a_wrong_head_is_refused) {
+    EXPECT_EQ(problem_of("meta program x\n"), "t:1: the head begins with 'meta format'");
+    EXPECT_EQ(problem_of("meta format 2\n"), "t:1: format version 2; this program reads version 1");
+    EXPECT_EQ(problem_of("meta format one\n"), "t:1: 'one' is no format version");
+    EXPECT_EQ(problem_of("meta format 1\nmeta format 1\n"), "t:2: 'meta format' is here twice");
+    EXPECT_EQ(problem_of("meta format 1\nmeta a b\nmeta a c\n"), "t:3: 'meta a' is here twice");
+    EXPECT_EQ(problem_of("wait 1\nmeta format 1\n"), "t:2: the head ends where the events begin");
+    EXPECT_EQ(problem_of("meta\n"), "t:1: key is missing");
+}
+
+TEST(Transcript, a_recording_that_is_cut_off_in_a_line_is_refused) {
+    EXPECT_EQ(problem_of("meta format 1\nwait 5000\nwait 50"),
+              "t:3: the recording is cut off in this line");
+    EXPECT_EQ(problem_of("wait 5000\nwait 50"), "accepted") << "a text of one's own may end so";
+}
+
+TEST(Transcript, time_that_runs_backwards_is_refused) {
+    EXPECT_EQ(problem_of("[2.000000] wait 1\n[2.000000] wait 1\n[1.999999] wait 1\n"),
+              "t:3: time runs backwards: the event before is later");
+    EXPECT_EQ(problem_of("[2.000000] wait 1\nwait 1\n[1.000000] wait 1\n"),
+              "t:3: time runs backwards: the event before is later");
+}
+
+TEST(Transcript, what_is_no_text_is_refused_and_quoted_harmlessly) {
+    EXPECT_EQ(problem_of(std::string_view("\x7F"
+                                          "ELF\x02\x01\0\0",
+                                          8)),
+              R"(t:1: '\x7FELF\x02\x01\x00\x00' is no event)");
+    EXPECT_EQ(problem_of("wait 1\n\x1B[2J\xFF\n"), R"(t:2: '\x1B[2J\xFF' is no event)");
+    const std::string long_line(1'000'000, 'A');
+    EXPECT_EQ(problem_of(long_line), "t:1: '" + std::string(60, 'A') + "...' is no event");
+}
+
+TEST(Transcript, a_time_too_long_to_count_is_refused) {
+    EXPECT_EQ(problem_of("[18446744073709551615.000000] wait 1"),
+              "t:1: '18446744073709551615' is no time");
+    EXPECT_EQ(problem_of("[99999999999999999999.000000] wait 1"),
+              "t:1: '99999999999999999999' is no time");
+}
+
+TEST(Transcript, every_beginning_of_a_recording_is_read_or_refused_with_its_line) {
+    const std::string text =
+        "meta format 1\nmeta command tune\n[0.000000 main] bus open -> ok\n"
+        "[0.000097 main] read demod 08 -> 00\n[0.000170 thread1] write demod 08 01 -> nack\n"
+        "[0.1 x] fetch";
+    for (std::size_t length = 0; length < text.size(); ++length) {
+        const std::string problem = problem_of(std::string_view(text).substr(0, length));
+        EXPECT_TRUE(problem == "accepted" || problem.starts_with("t:")) << problem;
+        const bool whole_lines = length == 0 || text[length - 1] == '\n';
+        EXPECT_EQ(problem == "accepted", whole_lines) << text.substr(0, length);
+    }
+}
+
+TEST(Transcript, a_million_lines_are_read) {
+    std::string text;
+    for (int i = 0; i < 1'000'000; ++i) {
+        text += "wait 1\n";
+    }
+
+    EXPECT_EQ(parse_trace(text).lines.back(), 1'000'000U);
+}
+
 }  // namespace
 }  // namespace host

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+#include "host/command_line.h"
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+
+namespace host {
+
+namespace {
+
+constexpr std::string_view plain =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-./:,=+@%";
+
+// Options that the driver does not feel, or that belong to the machine.
+constexpr std::array<std::string_view, 11> not_repeated{
+    "board",  "driver-log", "format", "output",  "plugin",   "quiet",
+    "report", "save",       "trace",  "verbose", "real-time"};
+
+void add_option(const CLI::Option &option, std::vector<std::string> &words) {
+    if (option.get_positional()) {
+        words.insert(words.end(), option.results().begin(), option.results().end());
+        return;
+    }
+    const bool has_long_name = !option.get_lnames().empty();
+    const std::string name =
+        has_long_name ? "--" + option.get_lnames().front() : "-" + option.get_snames().front();
+    for (const std::string &value : option.results()) {
+        words.push_back(name);
+        if (option.get_items_expected_max() == 0) {
+            continue;
+        }
+        if (has_long_name) {
+            words.back() += "=" + value;
+        } else {
+            words.push_back(value);
+        }
+    }
+}
+
+void add_options(const CLI::App &app, bool positional, std::vector<std::string> &words) {
+    for (const CLI::Option *option : app.get_options()) {
+        const std::string name = option->get_single_name();
+        if (option->count() > 0 && option->get_positional() == positional &&
+            std::find(not_repeated.begin(), not_repeated.end(), name) == not_repeated.end()) {
+            add_option(*option, words);
+        }
+    }
+}
+
+void add_command(const CLI::App &app, std::vector<std::string> &words) {
+    add_options(app, false, words);
+    add_options(app, true, words);
+    for (const CLI::App *command : app.get_subcommands()) {
+        words.push_back(command->get_name());
+        add_command(*command, words);
+    }
+}
+
+}  // namespace
+
+std::string shell_word(const std::string &word) {
+    if (!word.empty() && word.find_first_not_of(plain) == std::string::npos) {
+        return word;
+    }
+    std::string quoted = "'";
+    for (const char c : word) {
+        quoted += c == '\'' ? "'\\''" : std::string(1, c);
+    }
+    return quoted + "'";
+}
+
+std::string command_to_repeat(const CLI::App &app) {
+    std::vector<std::string> words;
+    add_command(app, words);
+    std::string text;
+    for (const std::string &word : words) {
+        text += (text.empty() ? "" : " ") + shell_word(word);
+    }
+    return text;
+}
+
+std::vector<std::string> split_words(std::string_view text) {
+    std::vector<std::string> words;
+    bool in_word = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == ' ') {
+            in_word = false;
+            continue;
+        }
+        if (!in_word) {
+            words.emplace_back();
+            in_word = true;
+        }
+        if (text[i] == '\\' && i + 1 < text.size()) {
+            words.back() += text[++i];
+        } else if (text[i] == '\'') {
+            const auto end = text.find('\'', i + 1);
+            if (end == std::string_view::npos) {
+                throw std::invalid_argument("a quote is not closed");
+            }
+            words.back() += text.substr(i + 1, end - i - 1);
+            i = end;
+        } else {
+            words.back() += text[i];
+        }
+    }
+    return words;
+}
+
+}  // namespace host

@@ -1,0 +1,290 @@
+// SPDX-License-Identifier: MIT
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "host/commands/commands.h"
+#include "host/commands/describe.h"
+#include "host/commands/target.h"
+#include "host/doctor/bus_examination.h"
+#include "host/doctor/chip_examination.h"
+#include "host/doctor/findings.h"
+#include "host/doctor/reception_examination.h"
+#include "host/rig.h"
+#include "host/tables/catalogue.h"
+#include "host/unicable/user_band.h"
+
+namespace host {
+
+namespace {
+
+struct DoctorOptions {
+    TargetOptions target;
+    std::optional<std::string> user_band;
+    double timeout_s = 5.0;
+    double watch_s = 2.0;
+    double standby_s = 1.0;
+};
+
+WaitingTimes times_of(const DoctorOptions &options) {
+    const auto ms = [](double seconds) { return static_cast<std::uint64_t>(seconds * 1000.0); };
+    return {ms(options.timeout_s), ms(options.watch_s), ms(options.standby_s)};
+}
+
+bool names_a_target(const TargetOptions &target) {
+    return target.table || target.frequency || target.polarisation || target.symbol_rate ||
+           target.system;
+}
+
+// One that the built-in world has, whatever tables are installed.
+bool is_the_usual_one(const sim::Transponder &transponder) {
+    return transponder.frequency_khz == 11'494'000 &&
+           transponder.polarisation == sim::Polarisation::horizontal;
+}
+
+// The transponder to receive when none is named: a simulated world knows one.
+std::optional<sim::Transponder> usual_transponder(HostBoard &board) {
+    const SimulatedBoard *simulated = board.simulated();
+    if (simulated == nullptr) {
+        return std::nullopt;
+    }
+    if (simulated->is_demo()) {
+        const auto transponders = demo_satellite().transponders;
+        const auto found = std::find_if(transponders.begin(), transponders.end(), is_the_usual_one);
+        return found == transponders.end() ? transponders.front() : *found;
+    }
+    for (const sim::Satellite &satellite : simulated->scenario().satellites) {
+        if (!satellite.transponders.empty()) {
+            return satellite.transponders.front();
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<Target> named_target(const DoctorOptions &options, Console &console) {
+    return names_a_target(options.target)
+               ? std::optional(find_target("doctor", options.target, console))
+               : std::nullopt;
+}
+
+// The dish looks where the transponder is, in the world that is ours to arrange.
+void arrange_world(ChipRig &rig, const Program &program, const std::optional<Target> &target,
+                   const Aim &aim) {
+    rig.fit_lnb(aim.lnb);
+    const SimulatedBoard *simulated = rig.board().simulated();
+    if (target && target->table) {
+        rig.point_at(target->table->satellite(), program.options.switch_port);
+    } else if (simulated != nullptr && simulated->is_demo()) {
+        rig.point_at(demo_satellite(), program.options.switch_port);
+    }
+}
+
+std::optional<Aim> aim_of(ChipRig &rig, const Program &program, const DoctorOptions &options,
+                          const std::optional<Target> &target) {
+    const auto transponder =
+        target ? std::optional(target->transponder) : usual_transponder(rig.board());
+    if (!transponder) {
+        return std::nullopt;
+    }
+    const LnbSource lnbs(program, rig.board().fitted_lnb(), {*transponder});
+    Aim aim{*transponder, lnbs.for_transponder(*transponder), {}, {}};
+    aim.plan = plan_tune(request_for(aim.transponder, aim.lnb, program.options.switch_port));
+    if (aim.plan.refusal) {
+        throw Failure(ExitStatus::outside_limits, *aim.plan.refusal);
+    }
+    if (options.user_band) {
+        aim.user_band = parse_user_band(*options.user_band);
+    }
+    return aim;
+}
+
+// The findings as they come, for people and for spreadsheets.
+class Writer {
+ public:
+    explicit Writer(Output &output) : output_(output) {
+        if (output_.format() == Format::csv) {
+            output_.csv_row({"step", "result", "measured", "cause", "advice"});
+        }
+    }
+
+    void write(const Finding &finding) {
+        if (output_.format() == Format::text) {
+            write_text(to_string(finding.health), finding.step, finding.measured);
+            if (!finding.advice.empty()) {
+                write_text("", "what to do", finding.advice);
+            }
+        } else if (output_.format() == Format::csv) {
+            output_.csv_row({finding.step, to_string(finding.health), finding.measured,
+                             finding.cause, finding.advice});
+        }
+    }
+
+    void finish(const Findings &findings, const Json &about) {
+        const Finding *diagnosis = findings.diagnosis();
+        if (output_.format() == Format::text) {
+            output_.line(diagnosis == nullptr ? "diagnosis: healthy"
+                                              : fmt::format("diagnosis: {}; see {}",
+                                                            diagnosis->cause, diagnosis->step));
+        } else if (output_.format() != Format::csv) {
+            output_.json(as_json(findings, diagnosis, about));
+        }
+        output_.finish();
+    }
+
+ private:
+    // Three columns, the last one broken between words.
+    void write_text(std::string_view first, std::string_view second, std::string_view text) {
+        constexpr std::size_t widest = 77;
+        while (!text.empty()) {
+            std::size_t end = text.size() <= widest ? text.size() : text.rfind(' ', widest);
+            end = end == std::string_view::npos ? text.size() : end;
+            output_.line(fmt::format("{:<8} {:<13} {}", first, second, text.substr(0, end)));
+            text.remove_prefix(std::min(end + 1, text.size()));
+            first = second = "";
+        }
+    }
+
+    static Json as_json(const Findings &findings, const Finding *diagnosis, const Json &about) {
+        Json json{{"schema", "ds3000.doctor/1"}};
+        json.update(about);
+        json["steps"] = Json::array();
+        for (const Finding &finding : findings.all()) {
+            json["steps"].push_back(json_of(finding));
+        }
+        json["result"] = to_string(findings.health());
+        json["diagnosis"] = diagnosis == nullptr ? "healthy" : diagnosis->cause;
+        return json;
+    }
+
+    Output &output_;
+};
+
+Json about(HostBoard &board, const std::optional<Aim> &aim) {
+    Json json{{"board", board.describe()}};
+    if (aim) {
+        json["target"] = json_of(aim->transponder);
+        json["lnb"] = json_of(aim->lnb);
+        json["plan"] = json_of(aim->plan);
+    }
+    return json;
+}
+
+void examine_session(ChipRig &rig, const Program &program, const DoctorOptions &options,
+                     const std::optional<Aim> &aim, Findings &findings, ChipSession &session) {
+    examine_chips(findings, rig.board().simulated() != nullptr);
+    if (!aim) {
+        findings.skip("lock", "no transponder is named; name one to have its reception examined");
+        return;
+    }
+    Reception reception(session, *aim, [&program] { return program.interrupt.requested(); });
+    examine_reception(findings, reception, times_of(options));
+}
+
+// Start the chips and go on from there. Returns whether they could be started.
+bool examine_running_chips(ChipRig &rig, const Program &program, const DoctorOptions &options,
+                           const std::optional<Aim> &aim, Findings &findings) {
+    try {
+        rig.run([&](ChipSession &session) {
+            examine_session(rig, program, options, aim, findings, session);
+            return findings.status();
+        });
+        return true;
+    } catch (const Failure &failure) {
+        if (failure.status() != ExitStatus::hardware_absent) {
+            throw;
+        }
+        findings.add({.step = "start",
+                      .health = Health::failed,
+                      .measured = failure.what(),
+                      .cause = "start_failed",
+                      .advice = "The chip was there a moment ago: look at its supply and the bus",
+                      .status = ExitStatus::hardware_absent});
+        return false;
+    }
+}
+
+// There was no session whose end would have ended trace and log.
+void end(ChipRig &rig) {
+    rig.board().finish();
+    rig.log().finish();
+}
+
+// A board that cannot be opened is the first thing that a doctor may find.
+std::unique_ptr<ChipRig> open_rig(const Program &program, Findings &findings) {
+    try {
+        auto rig = std::make_unique<ChipRig>(program);
+        findings.add({.step = "board", .measured = program.options.board + " is open"});
+        return rig;
+    } catch (const Failure &failure) {
+        if (failure.status() != ExitStatus::not_loadable) {
+            throw;
+        }
+        findings.add({.step = "board",
+                      .health = Health::failed,
+                      .measured = failure.what(),
+                      .cause = "board_not_open",
+                      .advice = "See ds3000-ctl list boards for the forms of --board; a node needs "
+                                "its kernel module, and this user in its group",
+                      .status = failure.status()});
+        return nullptr;
+    }
+}
+
+ExitStatus run_doctor(Program &program, const DoctorOptions &options) {
+    program.honour_only("doctor", {"board", "lnb", "switch", "trace", "driver-log", "real-time"});
+    if (options.user_band && program.options.switch_port != 0) {
+        throw Failure(ExitStatus::usage,
+                      "--user-band and --switch exclude each other: a Unicable unit stands in the "
+                      "switch's place");
+    }
+    const auto target = named_target(options, program.console);
+    Output output(program.options.format, program.options.output);
+    Writer writer(output);
+    Findings findings([&writer](const Finding &finding) { writer.write(finding); });
+    const auto rig = open_rig(program, findings);
+    if (!rig) {
+        writer.finish(findings, {{"board", {{"uri", program.options.board}}}});
+        return findings.status();
+    }
+    const auto aim = aim_of(*rig, program, options, target);
+    if (aim) {
+        arrange_world(*rig, program, target, *aim);
+    }
+    if (!examine_bus(findings, rig->log())) {
+        findings.skip("start", "there is no demodulator that the driver could start");
+        end(*rig);
+    } else if (!examine_running_chips(*rig, program, options, aim, findings)) {
+        end(*rig);
+    }
+    writer.finish(findings, about(rig->board(), aim));
+    return program.interrupt.requested() ? ExitStatus::cancelled : findings.status();
+}
+
+}  // namespace
+
+void add_doctor(CLI::App &app, Job &job) {
+    CLI::App *doctor = app.add_subcommand(
+        "doctor", "Examine a board step by step and say what to do about what is wrong");
+    const auto options = std::make_shared<DoctorOptions>();
+    add_target_options(*doctor, options->target);
+    constexpr double most_s = 86400.0;
+    doctor->add_option("--user-band", options->user_band,
+                       "receive through a Unicable unit: INDEX:FREQ[:BANK], 3:1680 say");
+    doctor->add_option("--timeout", options->timeout_s, "seconds to wait for lock")
+        ->check(CLI::Range(0.05, most_s))
+        ->capture_default_str();
+    doctor->add_option("--watch", options->watch_s, "seconds to watch the lock, once it is there")
+        ->check(CLI::Range(0.0, most_s))
+        ->capture_default_str();
+    doctor->add_option("--standby", options->standby_s, "seconds of standby to go through; 0: none")
+        ->check(CLI::Range(0.0, most_s))
+        ->capture_default_str();
+    doctor->callback([&job, options] {
+        job = [options](Program &program) { return run_doctor(program, *options); };
+    });
+}
+
+}  // namespace host

@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+#include "host/commands/target.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+
+#include "host/commands/describe.h"
+#include "host/failure.h"
+#include "host/frequency.h"
+#include "host/tables/catalogue.h"
+
+namespace host {
+
+namespace {
+
+[[noreturn]] void usage(const std::string &message) { throw Failure(ExitStatus::usage, message); }
+
+sim::Polarisation parse_polarisation(const std::string &text) {
+    const auto polarisation = sim::polarisation_named(text);
+    if (!polarisation) {
+        usage(fmt::format("'{}' is no polarisation; write H, V, L or R", text));
+    }
+    return *polarisation;
+}
+
+sim::System parse_system(std::string text) {
+    const std::string given = text;
+    text.erase(std::remove(text.begin(), text.end(), '-'), text.end());
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (text != "dvbs" && text != "dvbs2") {
+        usage(fmt::format("'{}' is no delivery system; write dvbs or dvbs2", given));
+    }
+    return text == "dvbs2" ? sim::System::dvbs2 : sim::System::dvbs;
+}
+
+Target target_by_numbers(std::string_view command, const TargetOptions &options, Console &console) {
+    if (!options.frequency || !options.polarisation || !options.symbol_rate || !options.system) {
+        usage(fmt::format(
+            "{} needs TABLE and a row, or all of --frequency, --polarisation, --symbol-rate and "
+            "--system",
+            command));
+    }
+    const FrequencyReading frequency = parse_frequency(*options.frequency);
+    if (frequency.unit_assumed) {
+        console.note(fmt::format("frequency {} is read as {}", *options.frequency,
+                                 format_mhz(frequency.khz)));
+    }
+    Target target;
+    target.transponder.frequency_khz = frequency.khz;
+    target.transponder.polarisation = parse_polarisation(*options.polarisation);
+    target.transponder.symbol_rate = parse_symbol_rate(*options.symbol_rate);
+    target.transponder.system = parse_system(*options.system);
+    return target;
+}
+
+Target target_in_table(std::string_view command, const TargetOptions &options) {
+    if (options.frequency || options.polarisation || options.symbol_rate || options.system) {
+        usage(fmt::format("{} takes TABLE and a row, or numbers, not both", command));
+    }
+    if (!options.selector) {
+        usage(fmt::format(
+            "{} TABLE needs a row: its name, its number or a frequency with the polarisation's "
+            "letter, 11494H say",
+            command));
+    }
+    Target target;
+    target.table = read_table(find_table(*options.table));
+    target.row = find_row(*target.table, *options.selector);
+    target.transponder = target.row->transponder;
+    return target;
+}
+
+}  // namespace
+
+void add_target_options(CLI::App &command, TargetOptions &options) {
+    command.add_option("TABLE", options.table, "a table's file, or its name if it is installed");
+    command.add_option("ROW", options.selector,
+                       "the row's name, number, or frequency and polarisation (11494H)");
+    command.add_option(
+        "--frequency", options.frequency,
+        "downlink: 10964.25M, 10.96425G, 10964250k; bare below 100000 MHz, else kHz");
+    command.add_option("--polarisation", options.polarisation, "H, V, L or R");
+    command.add_option("--symbol-rate", options.symbol_rate, "22000k, 22M; bare numbers are sym/s");
+    command.add_option("--system", options.system, "dvbs or dvbs2");
+}
+
+Target find_target(std::string_view command, const TargetOptions &options, Console &console) {
+    return options.table ? target_in_table(command, options)
+                         : target_by_numbers(command, options, console);
+}
+
+Json json_of(const Target &target) {
+    Json json = Json::object();
+    if (target.row) {
+        json["table"] = target.table->name;
+        json["row"] = target.row->place.row;
+        if (!target.row->name.empty()) {
+            json["name"] = target.row->name;
+        }
+    }
+    json.update(json_of(target.transponder));
+    return json;
+}
+
+}  // namespace host

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "host/console.h"
+#include "host/output.h"
+#include "host/tables/table.h"
+#include "sim/transponder.h"
+
+namespace host {
+
+// How a person names a transponder: by numbers, or by a table and one of its rows.
+struct TargetOptions {
+    std::optional<std::string> table;
+    std::optional<std::string> selector;
+    std::optional<std::string> frequency;
+    std::optional<std::string> polarisation;
+    std::optional<std::string> symbol_rate;
+    std::optional<std::string> system;
+};
+
+// What is tuned to, and the satellite it is on.
+struct Target {
+    sim::Transponder transponder;
+    std::optional<Table> table;  // absent when tuned by numbers
+    std::optional<TableRow> row;
+};
+
+void add_target_options(CLI::App &command, TargetOptions &options);
+
+// The transponder that the options of a command name. How a bare number is read is noted on the
+// console. Throws Failure: usage, nothing_found, bad_input, outside_limits.
+Target find_target(std::string_view command, const TargetOptions &options, Console &console);
+
+// The members that a target has in every output: its row, and what transponder it is.
+Json json_of(const Target &target);
+
+}  // namespace host

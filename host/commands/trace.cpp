@@ -1,0 +1,381 @@
+// SPDX-License-Identifier: MIT
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "host/command_line.h"
+#include "host/commands/commands.h"
+#include "host/trace/explain.h"
+#include "host/trace/export.h"
+#include "host/trace/replayed_board.h"
+#include "host/trace/trace_diff.h"
+#include "host/trace/trace_file.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::size_t context_lines = 3;
+
+// Wide enough for a time and a thread, and for most events.
+constexpr std::size_t front_width = 20;
+constexpr std::size_t event_width = 26;
+
+void refuse_rows(const Program &program, std::string_view command) {
+    if (program.options.format == Format::csv) {
+        throw Failure(ExitStatus::usage,
+                      fmt::format("{} has no rows; use --format text, json or jsonl", command));
+    }
+}
+
+Json json_of(const TraceHead &head) {
+    Json json = Json::object();
+    for (const auto &[key, value] : head.entries()) {
+        json[key] = value;
+    }
+    return json;
+}
+
+Json json_of(const TraceTotals &totals) {
+    Json waits = Json::object();
+    for (const auto &[thread, sum_us] : totals.waits_us) {
+        waits[thread.empty() ? "unnamed" : thread] = sum_us;
+    }
+    return {{"events", totals.events},           {"transfers", totals.transfers},
+            {"failed_transfers", totals.failed}, {"bytes", totals.bytes},
+            {"duration_us", totals.duration_us}, {"waits_us", waits}};
+}
+
+Json json_of(const Explanation &line) {
+    Json json{{"line", line.line}, {"events", line.events}};
+    if (line.event.time_us) {
+        json["time_us"] = *line.event.time_us;
+    }
+    if (!line.event.thread.empty()) {
+        json["thread"] = line.event.thread;
+    }
+    json["event"] = line.text;
+    if (!line.meaning.empty()) {
+        json["meaning"] = line.meaning;
+    }
+    json.update(line.facts);
+    return json;
+}
+
+// An object with its schema tag in front.
+Json tagged(const char *schema, const Json &members) {
+    Json json{{"schema", schema}};
+    json.update(members);
+    return json;
+}
+
+void show_text(Output &output, const Trace &trace) {
+    for (const auto &[key, value] : trace.head.entries()) {
+        output.line(fmt::format("{:<10} {}", key, value));
+    }
+    std::string thread;
+    for (const Explanation &line : explain(trace)) {
+        if (line.event.thread != thread) {
+            thread = line.event.thread;
+            output.line(fmt::format("---- {}", thread));
+        }
+        const std::string text = fmt::format("{:<{}} {:<{}} {}", format_front(line.event),
+                                             front_width, line.text, event_width, line.meaning);
+        output.line(text.substr(0, text.find_last_not_of(' ') + 1));
+    }
+    const TraceTotals totals = totals_of(trace);
+    output.line(fmt::format("---- {} events, {} transfers ({} failed) of {} bytes in {:.6f} s",
+                            totals.events, totals.transfers, totals.failed, totals.bytes,
+                            static_cast<double>(totals.duration_us) / 1e6));
+    for (const auto &[name, sum_us] : totals.waits_us) {
+        output.line(fmt::format("---- {} waited {:.6f} s", name.empty() ? "the driver" : name,
+                                static_cast<double>(sum_us) / 1e6));
+    }
+}
+
+void show_lines(Output &output, const Trace &trace) {
+    output.json(tagged("ds3000.trace.head/1", {{"head", json_of(trace.head)}}));
+    for (const Explanation &line : explain(trace)) {
+        output.json(tagged("ds3000.trace.line/1", json_of(line)));
+    }
+    output.json(tagged("ds3000.trace.totals/1", json_of(totals_of(trace))));
+}
+
+ExitStatus show(Program &program, const std::string &file) {
+    program.honour_only("trace show", {});
+    refuse_rows(program, "trace show");
+    const Trace trace = read_trace(file);
+    Output output(program.options.format, program.options.output);
+    if (output.format() == Format::text) {
+        show_text(output, trace);
+    } else if (output.format() == Format::jsonl) {
+        show_lines(output, trace);
+    } else {
+        Json lines = Json::array();
+        for (const Explanation &line : explain(trace)) {
+            lines.push_back(json_of(line));
+        }
+        output.json({{"schema", "ds3000.trace/1"},
+                     {"head", json_of(trace.head)},
+                     {"lines", std::move(lines)},
+                     {"totals", json_of(totals_of(trace))}});
+    }
+    output.finish();
+    return ExitStatus::done;
+}
+
+Json json_of(const Difference &difference, const Trace &trace) {
+    Json json;
+    if (difference.index < trace.lines.size()) {
+        json["line"] = trace.lines[difference.index];
+    }
+    if (difference.expected) {
+        json["recorded"] = *difference.expected;
+    }
+    json["now"] = difference.actual;
+    for (const auto &[name, events] :
+         {std::pair("before", &difference.before), std::pair("after", &difference.after)}) {
+        json[name] = Json::array();
+        for (const auto &[index, text] : *events) {
+            json[name].push_back({{"line", trace.lines[index]}, {"event", text}});
+        }
+    }
+    return json;
+}
+
+void write_report(Output &output, const std::string &file, const Trace &trace,
+                  const ReplayReport &report, int session_status) {
+    if (output.format() != Format::text) {
+        Json json{{"schema", "ds3000.trace.replay/1"}, {"trace", file},
+                  {"events", report.events},           {"played", report.played},
+                  {"same", !report.difference},        {"other_firmware", report.other_firmware},
+                  {"session_status", session_status}};
+        if (report.difference) {
+            json["difference"] = json_of(*report.difference, trace);
+        }
+        output.json(json);
+        return;
+    }
+    output.line(fmt::format("{}: {} of {} events came, {}", file, report.played, report.events,
+                            report.difference ? "then a difference" : "no difference"));
+    if (report.difference) {
+        output.line(difference_text(*report.difference, trace, file));
+    }
+}
+
+struct ReplayOptions {
+    std::string file;
+    std::optional<std::string> command;
+};
+
+std::vector<std::string> words_to_replay(const ReplayOptions &options, const Trace &trace) {
+    const auto command = options.command ? options.command : trace.head.value("command");
+    if (!command) {
+        throw Failure(
+            ExitStatus::usage,
+            fmt::format("{} does not say what was run; say it with --command", options.file));
+    }
+    try {
+        std::vector<std::string> words = split_words(*command);
+        if (std::find(words.begin(), words.end(), "trace") != words.end()) {
+            throw Failure(ExitStatus::bad_input, "a replay of a replay");
+        }
+        return words;
+    } catch (const std::invalid_argument &problem) {
+        throw Failure(ExitStatus::bad_input,
+                      fmt::format("{}: the command: {}", options.file, problem.what()));
+    }
+}
+
+// Run the recorded command on the recording. Its data go nowhere: the report is what counts.
+int run_recorded(const Program &program, const std::string &file,
+                 const std::vector<std::string> &words,
+                 const std::shared_ptr<ReplayReport> &report) {
+    GlobalOptions options;
+    options.board = "replay:" + file;
+    options.plugin = program.options.plugin;
+    options.output = "/dev/null";
+    options.quiet = !program.options.verbose;
+    options.verbose = program.options.verbose;
+    options.driver_log = program.options.driver_log;
+    options.replay_report = report;
+    std::vector<const char *> arguments{"ds3000-ctl"};
+    for (const std::string &word : words) {
+        arguments.push_back(word.c_str());
+    }
+    return run_program(static_cast<int>(arguments.size()), arguments.data(), std::move(options));
+}
+
+ExitStatus replay(Program &program, const ReplayOptions &options) {
+    program.honour_only("trace replay", {"plugin", "driver-log"});
+    refuse_rows(program, "trace replay");
+    const Trace trace = read_trace(options.file);
+    const auto words = words_to_replay(options, trace);
+    Output output(program.options.format, program.options.output);
+    const auto report = std::make_shared<ReplayReport>();
+    const int status = run_recorded(program, options.file, words, report);
+    if (report->events == 0) {
+        const auto why = status == 0 ? ExitStatus::bad_input : static_cast<ExitStatus>(status);
+        throw Failure(
+            why, fmt::format("{}: the recorded command did not come to a board", options.file));
+    }
+    if (report->other_firmware) {
+        program.console.note(
+            "The driver loads another firmware image than the one recorded, of the same length.");
+    }
+    write_report(output, options.file, trace, *report, status);
+    output.finish();
+    return report->difference ? ExitStatus::differs : ExitStatus::done;
+}
+
+struct DiffOptions {
+    std::string a;
+    std::string b;
+    bool with_time = false;
+};
+
+std::size_t line_at(const Trace &trace, std::size_t index) {
+    return index < trace.lines.size() ? trace.lines[index] : trace.lines.back() + 1;
+}
+
+void write_hunk(Output &output, const Trace &a, const Trace &b, const DiffHunk &hunk) {
+    const auto write = [&output](char mark, const Trace &trace, std::size_t begin,
+                                 std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            output.line(
+                fmt::format("{} {:>7}  {}", mark, trace.lines[i], format_event(trace.events[i])));
+        }
+    };
+    output.line(
+        fmt::format("@@ line {} | line {}", line_at(a, hunk.a_begin), line_at(b, hunk.b_begin)));
+    write(' ', a, hunk.a_begin - std::min(hunk.a_begin, context_lines), hunk.a_begin);
+    write('-', a, hunk.a_begin, hunk.a_end);
+    write('+', b, hunk.b_begin, hunk.b_end);
+    write(' ', a, hunk.a_end, std::min(hunk.a_end + context_lines, a.events.size()));
+}
+
+Json json_of(const DiffHunk &hunk, const Trace &a, const Trace &b) {
+    const auto events = [](const Trace &trace, std::size_t begin, std::size_t end) {
+        Json list = Json::array();
+        for (std::size_t i = begin; i < end; ++i) {
+            list.push_back({{"line", trace.lines[i]}, {"event", format_event(trace.events[i])}});
+        }
+        return list;
+    };
+    return {{"a_line", line_at(a, hunk.a_begin)},
+            {"b_line", line_at(b, hunk.b_begin)},
+            {"a", events(a, hunk.a_begin, hunk.a_end)},
+            {"b", events(b, hunk.b_begin, hunk.b_end)}};
+}
+
+ExitStatus diff(Program &program, const DiffOptions &options) {
+    program.honour_only("trace diff", {});
+    refuse_rows(program, "trace diff");
+    const Trace a = read_trace(options.a);
+    const Trace b = read_trace(options.b);
+    const std::vector<DiffHunk> hunks = differences(a.events, b.events, options.with_time);
+    Output output(program.options.format, program.options.output);
+    if (output.format() == Format::text) {
+        for (const DiffHunk &hunk : hunks) {
+            write_hunk(output, a, b, hunk);
+        }
+    } else if (output.format() == Format::jsonl) {
+        for (const DiffHunk &hunk : hunks) {
+            output.json(tagged("ds3000.trace.difference/1", json_of(hunk, a, b)));
+        }
+    } else {
+        Json list = Json::array();
+        for (const DiffHunk &hunk : hunks) {
+            list.push_back(json_of(hunk, a, b));
+        }
+        output.json({{"schema", "ds3000.trace.diff/1"},
+                     {"a", options.a},
+                     {"b", options.b},
+                     {"same", hunks.empty()},
+                     {"differences", std::move(list)}});
+    }
+    output.finish();
+    return hunks.empty() ? ExitStatus::done : ExitStatus::differs;
+}
+
+struct ExportOptions {
+    std::string file;
+    std::string form;
+};
+
+ExitStatus export_trace(Program &program, const ExportOptions &options) {
+    program.honour_only("trace export", {});
+    if (program.options.format != Format::text) {
+        throw Failure(ExitStatus::usage, "trace export has its form from --to, not --format");
+    }
+    const Trace trace = read_trace(options.file);
+    if (options.form == "jsonl") {
+        Output output(Format::jsonl, program.options.output);
+        output.json(tagged("ds3000.trace.head/1", {{"head", json_of(trace.head)}}));
+        for (const Event &event : trace.events) {
+            output.json(tagged("ds3000.trace.event/1", json_of(event)));
+        }
+        output.finish();
+        return ExitStatus::done;
+    }
+    Output output(Format::text, program.options.output);
+    for (const std::string &line : i2ctransfer_script(trace, options.file)) {
+        output.line(line);
+    }
+    output.finish();
+    return ExitStatus::done;
+}
+
+void add_replay(CLI::App &trace, Job &job) {
+    CLI::App *command =
+        trace.add_subcommand("replay", "run the driver with the trace as its chips");
+    const auto options = std::make_shared<ReplayOptions>();
+    command->add_option("FILE", options->file, "the trace")->required();
+    command->add_option("--command", options->command,
+                        "what to run instead of the recorded command: 'tune TABLE ROW'");
+    command->callback([&job, options] {
+        job = [options](Program &program) { return replay(program, *options); };
+    });
+}
+
+void add_diff(CLI::App &trace, Job &job) {
+    CLI::App *command = trace.add_subcommand("diff", "show where two traces differ");
+    const auto options = std::make_shared<DiffOptions>();
+    command->add_option("A", options->a, "a trace")->required();
+    command->add_option("B", options->b, "another one")->required();
+    command->add_flag("--with-time", options->with_time, "time and thread count too");
+    command->callback(
+        [&job, options] { job = [options](Program &program) { return diff(program, *options); }; });
+}
+
+void add_export(CLI::App &trace, Job &job) {
+    CLI::App *command = trace.add_subcommand("export", "write the trace for other tools");
+    const auto options = std::make_shared<ExportOptions>();
+    command->add_option("FILE", options->file, "the trace")->required();
+    command->add_option("--to", options->form, "i2ctransfer (a shell script) or jsonl")
+        ->required()
+        ->check(CLI::IsMember({"i2ctransfer", "jsonl"}).description(""));
+    command->callback([&job, options] {
+        job = [options](Program &program) { return export_trace(program, *options); };
+    });
+}
+
+}  // namespace
+
+void add_trace(CLI::App &app, Job &job) {
+    CLI::App *trace =
+        app.add_subcommand("trace", "Explain, replay, compare and export recorded sessions");
+    trace->require_subcommand(1);
+    trace->fallthrough();
+    CLI::App *show_command = trace->add_subcommand("show", "explain every transfer of a trace");
+    const auto file = std::make_shared<std::string>();
+    show_command->add_option("FILE", *file, "the trace")->required();
+    show_command->callback(
+        [&job, file] { job = [file](Program &program) { return show(program, *file); }; });
+    add_replay(*trace, job);
+    add_diff(*trace, job);
+    add_export(*trace, job);
+}
+
+}  // namespace host

@@ -1,0 +1,224 @@
+// SPDX-License-Identifier: MIT
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "host/commands/commands.h"
+#include "host/commands/describe.h"
+#include "host/commands/unicable_tune.h"
+#include "host/diseqc/messages.h"
+#include "host/pace.h"
+#include "host/rig.h"
+#include "host/unicable/search.h"
+#include "host/unicable/user_band.h"
+
+namespace host {
+
+namespace {
+
+struct DetectOptions {
+    std::string from = "950M";
+    std::string to = "2150M";
+    bool no_command = false;
+    bool identify = false;
+};
+
+struct Detection {
+    SearchRange range;
+    bool command_sent = false;
+    std::uint64_t duration_ms = 0;
+    std::vector<FoundBand> bands;
+
+    [[nodiscard]] bool found_any() const {
+        return std::any_of(bands.begin(), bands.end(),
+                           [](const FoundBand &band) { return band.valid; });
+    }
+};
+
+// The bank whose channel identifies a band: first position, vertical, low band. Every unit has it.
+constexpr std::uint16_t first_bank = 0;
+
+SearchRange parse_range(const DetectOptions &options) {
+    // The search measures first 15 MHz above its beginning.
+    constexpr unsigned first_step_mhz = 15;
+    const SearchRange range{parse_if_mhz("--from", options.from), parse_if_mhz("--to", options.to)};
+    if (range.from_mhz + first_step_mhz >= range.to_mhz) {
+        throw Failure(ExitStatus::usage,
+                      fmt::format("{} to {} MHz is no range to search: the first measurement is "
+                                  "{} MHz above the beginning",
+                                  range.from_mhz, range.to_mhz, first_step_mhz));
+    }
+    return range;
+}
+
+Json json_of(const FoundBand &band, std::size_t number) {
+    Json json{{"index", number},
+              {"frequency_mhz", band.frequency_mhz},
+              {"valid", band.valid},
+              {"gain", band.gain}};
+    if (band.index) {
+        json["user_band"] = *band.index;
+    }
+    return json;
+}
+
+Json json_of(const Detection &detection) {
+    Json bands = Json::array();
+    for (const FoundBand &band : detection.bands) {
+        bands.push_back(json_of(band, bands.size()));
+    }
+    return {{"schema", "ds3000.unicable-detect/1"}, {"from_mhz", detection.range.from_mhz},
+            {"to_mhz", detection.range.to_mhz},     {"command_sent", detection.command_sent},
+            {"duration_ms", detection.duration_ms}, {"user_bands", bands}};
+}
+
+void write_text(Output &output, const Detection &detection, bool identified) {
+    output.line(fmt::format("index  frequency  valid  gain{}", identified ? "  user band" : ""));
+    std::size_t number = 0;
+    for (const FoundBand &band : detection.bands) {
+        std::string line = fmt::format("{:>5}  {:>5} MHz  {:<5}  {:>4}", number++,
+                                       band.frequency_mhz, band.valid ? "yes" : "no", band.gain);
+        if (identified) {
+            line += band.index ? fmt::format("  {:>9}", *band.index) : "    unknown";
+        }
+        output.line(line);
+    }
+}
+
+void write_csv(Output &output, const Detection &detection) {
+    output.csv_row({"index", "frequency_mhz", "valid", "gain", "user_band"});
+    std::size_t number = 0;
+    for (const FoundBand &band : detection.bands) {
+        output.csv_row({fmt::format("{}", number++), fmt::format("{}", band.frequency_mhz),
+                        band.valid ? "true" : "false", fmt::format("{}", band.gain),
+                        band.index ? fmt::format("{}", *band.index) : ""});
+    }
+}
+
+void write_detection(Output &output, const Detection &detection, bool identified) {
+    switch (output.format()) {
+        case Format::text:
+            write_text(output, detection, identified);
+            break;
+        case Format::csv:
+            write_csv(output, detection);
+            break;
+        default:
+            output.json(json_of(detection));
+    }
+    output.finish();
+}
+
+Detection detect(ChipSession &session, const SearchRange &range, const DetectOptions &options,
+                 const InterruptWatch &interrupt) {
+    const std::uint64_t begin_ns = now_ns();
+    session.select({.voltage_18v = true});
+    Detection detection;
+    detection.range = range;
+    detection.command_sent = !options.no_command;
+    detection.bands = search_user_bands(range, detection.command_sent);
+    if (options.identify && !interrupt.requested()) {
+        identify_user_bands(detection.bands, first_bank);
+    }
+    detection.duration_ms = (now_ns() - begin_ns) / 1'000'000U;
+    return detection;
+}
+
+void say_why_nothing_was_found(Program &program, Workbench &rig, const DetectOptions &options) {
+    if (lacks_unit(rig.board())) {
+        program.console.note(no_unit_advice);
+    } else if (options.no_command) {
+        program.console.note(
+            "No test tone is on the cable; without --no-command the unit is asked for them");
+    } else {
+        program.console.note(
+            "No user band answered: is the unit supplied, does it know EN 50494, and do its user "
+            "bands lie in the range searched?");
+    }
+}
+
+ExitStatus run_detect(Program &program, const DetectOptions &options) {
+    program.honour_only("unicable detect", {"board", "real-time", "trace", "driver-log"});
+    const SearchRange range = parse_range(options);
+    // The driver's own account of the search is wanted here unless the person says otherwise.
+    GlobalOptions global = program.options;
+    if (!global.driver_log && !global.quiet) {
+        global.driver_log = "-";
+    }
+    Program talkative{program.command_line, global, program.console, program.interrupt};
+    Output output(global.format, global.output);
+    ChipRig rig(talkative);
+    return rig.run([&](ChipSession &session) {
+        const Detection detection = detect(session, range, options, program.interrupt);
+        session.take_lines();
+        write_detection(output, detection, options.identify);
+        if (program.interrupt.requested()) {
+            return ExitStatus::cancelled;
+        }
+        if (!detection.found_any()) {
+            say_why_nothing_was_found(program, rig, options);
+            return ExitStatus::nothing_found;
+        }
+        return ExitStatus::done;
+    });
+}
+
+void add_detect(CLI::App &unicable, Job &job) {
+    CLI::App *command = unicable.add_subcommand(
+        "detect", "Find the user bands that a Unicable unit offers; takes all of them off the air");
+    const auto options = std::make_shared<DetectOptions>();
+    command->add_option("--from", options->from, "where the search begins, IF")
+        ->capture_default_str();
+    command->add_option("--to", options->to, "where it ends")->capture_default_str();
+    command->add_flag("--no-command", options->no_command,
+                      "the test tones are on already: do not ask for them");
+    command->add_flag("--identify", options->identify,
+                      "also find out which index each band has in the unit");
+    command->callback([&job, options] {
+        job = [options](Program &program) { return run_detect(program, *options); };
+    });
+}
+
+ExitStatus run_decode(Program &program, const std::vector<std::string> &arguments) {
+    program.honour_only("unicable decode", {});
+    const auto bytes = parse_diseqc_bytes(fmt::format("{}", fmt::join(arguments, " ")));
+    Output output(program.options.format, program.options.output);
+    Json result{{"schema", "ds3000.unicable-decode/1"}};
+    result.update(diseqc_as_json(bytes));
+    switch (output.format()) {
+        case Format::text:
+            output.line(fmt::format("{}  {}", diseqc_bytes(bytes), diseqc_in_words(bytes)));
+            break;
+        case Format::csv:
+            write_csv_object(output, result);
+            break;
+        default:
+            output.json(result);
+    }
+    output.finish();
+    return ExitStatus::done;
+}
+
+void add_decode(CLI::App &unicable, Job &job) {
+    CLI::App *command =
+        unicable.add_subcommand("decode", "Say what the bytes of a DiSEqC message mean");
+    const auto bytes = std::make_shared<std::vector<std::string>>();
+    command->add_option("BYTES", *bytes, "in hexadecimal: E0 10 38 F0, or E01038F0")->required();
+    command->callback(
+        [&job, bytes] { job = [bytes](Program &program) { return run_decode(program, *bytes); }; });
+}
+
+}  // namespace
+
+void add_unicable(CLI::App &app, Job &job) {
+    CLI::App *unicable = app.add_subcommand(
+        "unicable", "User bands of an EN 50494 unit: find them, tune through one, read messages");
+    unicable->require_subcommand(1);
+    add_detect(*unicable, job);
+    add_unicable_tune(*unicable, job);
+    add_decode(*unicable, job);
+}
+
+}  // namespace host

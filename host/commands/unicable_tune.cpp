@@ -1,0 +1,293 @@
+// SPDX-License-Identifier: MIT
+#include "host/commands/unicable_tune.h"
+
+#include <fmt/format.h>
+
+#include <map>
+#include <memory>
+
+#include "host/commands/describe.h"
+#include "host/commands/target.h"
+#include "host/frequency.h"
+#include "host/rig.h"
+#include "host/simulated_board.h"
+#include "host/unicable/reception.h"
+#include "host/unicable/search.h"
+#include "host/unicable/user_band.h"
+
+namespace host {
+
+namespace {
+
+constexpr const char *command_name = "unicable tune";
+
+struct UnicableTuneOptions {
+    TargetOptions target;
+    std::string user_band;
+    Position position = Position::a;
+    double timeout_s = 5.0;
+    unsigned attempts = 3;
+};
+
+// Everything that is decided before the hardware is touched.
+struct Plan {
+    Target target;
+    Lnb lnb;
+    TunePlan tune;
+    Position position = Position::a;
+    std::optional<UserBand> band;  // absent: to be searched for
+};
+
+// Symbol rates that a connect takes, ksym/s.
+constexpr std::uint32_t lowest_rate_ksps = 1'000;
+constexpr std::uint32_t highest_rate_ksps = 45'000;
+
+void check_limits(const Plan &plan) {
+    if (plan.tune.if_khz < lowest_if_khz || plan.tune.if_khz > highest_if_khz) {
+        throw Failure(
+            ExitStatus::outside_limits,
+            fmt::format("{} with an oscillator of {} gives an intermediate frequency of {}; a "
+                        "Unicable unit converts {} to {}. Choose the unit's oscillators with --lnb",
+                        format_mhz(plan.target.transponder.frequency_khz),
+                        format_mhz(plan.tune.lof_khz), format_mhz(plan.tune.if_khz),
+                        format_mhz(lowest_if_khz), format_mhz(highest_if_khz)));
+    }
+    if (plan.tune.symbol_rate_ksps < lowest_rate_ksps ||
+        plan.tune.symbol_rate_ksps > highest_rate_ksps) {
+        throw Failure(ExitStatus::outside_limits,
+                      fmt::format("{} is outside the {} to {} ksym/s that the driver connects to",
+                                  format_ksps(plan.target.transponder.symbol_rate),
+                                  lowest_rate_ksps, highest_rate_ksps));
+    }
+}
+
+Plan make_plan(const Program &program, const UnicableTuneOptions &options, Target target,
+               HostBoard &board) {
+    const LnbSource lnbs(program, board.fitted_lnb(), {target.transponder});
+    Plan plan;
+    plan.lnb = lnbs.for_transponder(target.transponder);
+    plan.tune = plan_tune(request_for(target.transponder, plan.lnb, 0));
+    plan.target = std::move(target);
+    plan.position = options.position;
+    if (options.user_band != "auto") {
+        plan.band = parse_user_band(options.user_band);
+    }
+    check_limits(plan);
+    return plan;
+}
+
+void arrange_world(Workbench &rig, const Plan &plan) {
+    rig.fit_lnb(plan.lnb);
+    if (plan.target.table) {
+        rig.point_at(plan.target.table->satellite(), plan.position == Position::b ? 2 : 1);
+    }
+}
+
+// The first user band of the unit that the search accepts, with its index.
+UserBand search_for_band(ChipSession &session, const Plan &plan, Console &console) {
+    session.select({.voltage_18v = true});
+    std::vector<FoundBand> found = search_user_bands({}, true);
+    std::erase_if(found, [](const FoundBand &band) { return !band.valid; });
+    if (found.empty()) {
+        throw Failure(ExitStatus::nothing_found,
+                      "no user band answered; see unicable detect, or name one with --user-band "
+                      "INDEX:FREQ");
+    }
+    found.resize(1);
+    identify_user_bands(found, bank_of(plan.tune, plan.lnb, plan.position));
+    const FoundBand &first = found.front();
+    if (!first.index) {
+        throw Failure(
+            ExitStatus::nothing_found,
+            fmt::format("a user band was found at {0} MHz, but none of the indices 0 to 7 "
+                        "moves it; name it with --user-band INDEX:{0}",
+                        first.frequency_mhz));
+    }
+    console.detail(fmt::format("user band {} found at {} MHz", *first.index, first.frequency_mhz));
+    return {*first.index, static_cast<std::uint16_t>(first.frequency_mhz), std::nullopt};
+}
+
+Json json_of(const UserBand &band, const UserBandPlan &channel) {
+    return {{"index", band.index},
+            {"frequency_mhz", band.frequency_mhz},
+            {"bank", channel.bank},
+            {"tuning_word", channel.tuning_word},
+            {"converter_mhz", channel.converter_mhz},
+            {"reached_if_mhz", channel.reached_if_mhz}};
+}
+
+Json plan_json(const TunePlan &plan) {
+    return {{"lof_khz", plan.lof_khz},
+            {"if_khz", plan.if_khz},
+            {"tuned_if_mhz", plan.tuned_if_mhz},
+            {"residual_khz", plan.residual_khz},
+            {"symbol_rate_ksps", plan.symbol_rate_ksps}};
+}
+
+// A simulated world knows why; a real one does not say.
+void explain_no_lock(HostBoard &board, Json &result) {
+    if (SimulatedBoard *simulated = board.simulated()) {
+        const sim::Verdict verdict = simulated->receiver().verdict();
+        result["reason"] = sim::to_string(verdict.reason);
+        result["explanation"] = verdict.text;
+    }
+}
+
+Json make_result(const Plan &plan, const UserBand &band, const UserBandPlan &channel,
+                 const UserBandReception &reception, HostBoard &board) {
+    Json result{{"schema", "ds3000.unicable-tune/1"}};
+    result.update(json_of(plan.target));
+    result["lnb"] = json_of(plan.lnb);
+    result["plan"] = plan_json(plan.tune);
+    result["position"] = plan.position == Position::b ? "B" : "A";
+    result["user_band"] = json_of(band, channel);
+    result["user_band"]["searched"] = !plan.band;
+    result["attempts"] = reception.attempts;
+    result["locked"] = reception.lock_ms.has_value();
+    if (reception.lock_ms) {
+        result["lock_ms"] = *reception.lock_ms;
+        result["quality_db"] = reception.quality_db;
+    } else {
+        result["waited_ms"] = reception.waited_ms;
+        explain_no_lock(board, result);
+    }
+    result["strength_percent"] = reception.strength_percent;
+    if (reception.signal) {
+        result["signal"] = json_of(*reception.signal);
+    }
+    return result;
+}
+
+void write_text(Output &output, const Json &result, const Plan &plan, const UserBand &band,
+                const UserBandPlan &channel, const UserBandReception &reception) {
+    const auto line = [&output](const char *what, const std::string &value) {
+        output.line(fmt::format("{:<12} {}", what, value));
+    };
+    line("transponder", headline(plan.target.transponder));
+    line("path", fmt::format("LNB {}, oscillator {}, IF {}", plan.lnb.name,
+                             format_mhz(plan.tune.lof_khz), format_mhz(plan.tune.if_khz)));
+    line("user band", fmt::format("{} at {} MHz, bank {}, word {}: converter at {} MHz brings IF "
+                                  "{} MHz to its middle",
+                                  band.index, band.frequency_mhz, channel.bank, channel.tuning_word,
+                                  channel.converter_mhz, channel.reached_if_mhz));
+    line("commands", fmt::format("{}", reception.attempts));
+    if (reception.lock_ms) {
+        line("lock", fmt::format("yes, after {} ms", *reception.lock_ms));
+        line("quality", fmt::format("{} dB", reception.quality_db));
+        line("signal", summary(*reception.signal));
+    } else {
+        line("lock", fmt::format("no, after {} ms", reception.waited_ms));
+        line("reason", result.value("explanation", "the board cannot tell"));
+    }
+    line("strength", fmt::format("{} %", reception.strength_percent));
+}
+
+Json flat(const Json &result) {
+    Json row = result;
+    row.erase("lnb");
+    row["lnb"] = result.at("lnb").at("name");
+    for (const char *group : {"plan", "user_band", "signal"}) {
+        if (result.contains(group)) {
+            for (const auto &[name, value] : result.at(group).items()) {
+                row[fmt::format("{}_{}", group, name)] = value;
+            }
+        }
+    }
+    return row;
+}
+
+void advise(Console &console, const UserBand &band, const UserBandReception &reception) {
+    console.note(fmt::format(
+        "No lock through user band {} at {} MHz after {} channel change{}. The unit gives no "
+        "answer: check the band's index and frequency, that no other receiver uses it, and the "
+        "position.",
+        band.index, band.frequency_mhz, reception.attempts, reception.attempts == 1 ? "" : "s"));
+}
+
+ExitStatus status_of(const Program &program, const UserBandReception &reception) {
+    if (reception.lock_ms) {
+        return ExitStatus::done;
+    }
+    return program.interrupt.requested() ? ExitStatus::cancelled : ExitStatus::no_lock;
+}
+
+ExitStatus tune_through(Program &program, const UnicableTuneOptions &options, const Plan &plan,
+                        ChipRig &rig, Output &output, ChipSession &session) {
+    const UserBand band = plan.band ? *plan.band : search_for_band(session, plan, program.console);
+    const UserBandPlan channel = plan_user_band(band, plan.tune, plan.lnb, plan.position);
+    const UserBandPatience patience{options.attempts,
+                                    static_cast<std::uint64_t>(options.timeout_s * 1000.0),
+                                    [&program] { return program.interrupt.requested(); }};
+    const UserBandReception reception =
+        receive_through(session, band, channel, plan.tune, patience);
+    session.take_lines();
+    const Json result = make_result(plan, band, channel, reception, rig.board());
+    switch (output.format()) {
+        case Format::text:
+            write_text(output, result, plan, band, channel, reception);
+            break;
+        case Format::csv:
+            write_csv_object(output, flat(result));
+            break;
+        default:
+            output.json(result);
+    }
+    output.finish();
+    const ExitStatus status = status_of(program, reception);
+    if (status == ExitStatus::no_lock) {
+        if (lacks_unit(rig.board())) {
+            program.console.note(no_unit_advice);
+        } else {
+            advise(program.console, band, reception);
+        }
+    }
+    return status;
+}
+
+ExitStatus run_tune(Program &program, const UnicableTuneOptions &options) {
+    program.honour_only(command_name, {"board", "lnb", "real-time", "trace", "driver-log"});
+    Target target = find_target(command_name, options.target, program.console);
+    Output output(program.options.format, program.options.output);
+    ChipRig rig(program);
+    const Plan plan = make_plan(program, options, std::move(target), rig.board());
+    arrange_world(rig, plan);
+    return rig.run([&](ChipSession &session) {
+        return tune_through(program, options, plan, rig, output, session);
+    });
+}
+
+}  // namespace
+
+bool lacks_unit(HostBoard &board) {
+    SimulatedBoard *const simulated = board.simulated();
+    return simulated != nullptr && !simulated->scenario().unicable;
+}
+
+void add_unicable_tune(CLI::App &unicable, Job &job) {
+    constexpr unsigned most_attempts = 20;
+    CLI::App *tune = unicable.add_subcommand(
+        "tune", "Tune to one transponder through a user band and report the lock");
+    const auto options = std::make_shared<UnicableTuneOptions>();
+    add_target_options(*tune, options->target);
+    tune->add_option("--user-band", options->user_band,
+                     "INDEX:FREQ or INDEX:FREQ:BANK; auto searches and takes the first")
+        ->required();
+    tune->add_option("--position", options->position, "the unit's dish: A or B")
+        ->transform(CLI::CheckedTransformer(
+                        std::map<std::string, Position>{{"A", Position::a}, {"B", Position::b}},
+                        CLI::ignore_case)
+                        .description(""));
+    tune->add_option("--timeout", options->timeout_s,
+                     "seconds to wait for lock after each channel change")
+        ->check(CLI::Range(0.05, 86400.0))
+        ->capture_default_str();
+    tune->add_option("--attempts", options->attempts,
+                     "how often to send the channel change while there is no lock")
+        ->check(CLI::Range(1U, most_attempts))
+        ->capture_default_str();
+    tune->callback([&job, options] {
+        job = [options](Program &program) { return run_tune(program, *options); };
+    });
+}
+
+}  // namespace host

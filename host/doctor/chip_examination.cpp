@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: MIT
+#include "host/doctor/chip_examination.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "demod/connect.h"
+#include "demod/ds3000_context.h"
+#include "demod/lock.h"
+#include "host/pace.h"
+#include "host/placeholder_firmware.h"
+#include "hw/firmware.h"
+#include "hw/register_access.h"
+#include "tuner/ts2022.h"
+#include "tuner/ts2022_regs.h"
+
+namespace host {
+
+namespace {
+
+namespace reg = ts2022::reg;
+
+// In the middle of what the tuner covers; a channel for it that need not be on the air.
+constexpr std::uint32_t middle_mhz = 1'550;
+constexpr std::int32_t usual_ksps = 27'500;
+
+Finding broken(const char *step, const char *cause, std::string measured, const char *advice) {
+    return {.step = step,
+            .health = Health::failed,
+            .measured = std::move(measured),
+            .cause = cause,
+            .advice = advice,
+            .status = ExitStatus::hardware_absent};
+}
+
+// One of the tuner's calibrations, and whether the register that tells says it is done.
+struct Calibration {
+    const char *name;
+    std::uint8_t reg;
+    std::uint8_t done;  // bits of which one must be set
+};
+
+constexpr std::array calibrations{
+    Calibration{"VCO", reg::vco_status, reg::vco_calibrated},
+    Calibration{"synthesiser", reg::lo_state, 0xFF},
+    Calibration{"filter", reg::filter_state, 0xFF},
+    Calibration{"gain control", reg::agc_state, 0xFF},
+};
+
+// The calibrations that did not end after a tuning; empty when all did.
+std::string unfinished_calibrations() {
+    ts2022_set_frequency(middle_mhz * 1000, usual_ksps, 0);
+    std::string names;
+    for (const Calibration &calibration : calibrations) {
+        std::uint8_t value = 0;
+        tuner_read(calibration.reg, &value);
+        if ((value & calibration.done) == 0) {
+            names += fmt::format("{}{}", names.empty() ? "" : ", ", calibration.name);
+        }
+    }
+    return names;
+}
+
+Finding look_at_tuner() {
+    std::uint8_t identity = 0;
+    if (tuner_read(reg::power, &identity) != DS3000_OK) {
+        return broken("tuner", "no_tuner",
+                      "nothing answers at 0xC0 with the demodulator's repeater open",
+                      "The tuner hangs behind the demodulator, not on the bus itself: look at its "
+                      "supply and at the two lines between the chips");
+    }
+    const unsigned type = ds3000_context.tuner_type;
+    if (type == 0) {
+        return broken("tuner", "unknown_tuner",
+                      fmt::format("identity {:02X} at start-up is no known tuner's", identity),
+                      "Type 1 reads 01, 41 or 81 when it is on, type 2 C3 or 83; another tuner "
+                      "needs its own tuner_ops");
+    }
+    const std::string unfinished = unfinished_calibrations();
+    if (!unfinished.empty()) {
+        return broken(
+            "tuner", "tuner_calibration",
+            fmt::format("type {}; not calibrated at {} MHz: {}", type, middle_mhz, unfinished),
+            "The driver tries each calibration twice and goes on: look at the tuner's "
+            "crystal (27 MHz) and supply");
+    }
+    return {.step = "tuner",
+            .measured = fmt::format("type {}, identity {:02X}; all calibrations end at {} MHz",
+                                    type, identity, middle_mhz),
+            .values = {{"type", type}, {"identity", identity}}};
+}
+
+bool embeds_placeholder() {
+    const std::uint8_t *image =
+        ds3000_context.chip_type == CHIP_DS300X ? ds3000_firmware_b : ds3000_firmware_a;
+    return is_placeholder_firmware({image, FIRMWARE_SIZE});
+}
+
+// A search begins only when the micro-controller runs its program; what it finds does not matter.
+Finding look_at_firmware(bool simulated) {
+    if (!simulated && embeds_placeholder()) {
+        return broken("firmware", "placeholder_firmware",
+                      "this build embeds a placeholder, which no chip can run",
+                      "Configure with -DDS3000_FIRMWARE_A=FILE and -DDS3000_FIRMWARE_B=FILE, the "
+                      "vendor's images of 8192 bytes each");
+    }
+    ds3000_connect(middle_mhz, usual_ksps, STANDARD_DVBS);
+    std::uint32_t state = LOCK_SEARCHING;
+    const std::uint64_t start_ns = now_ns();
+    ds3000_check_first_lock(&state);
+    const std::uint64_t waited_ms = (now_ns() - start_ns) / 1'000'000;
+    if (state == LOCK_FAILED) {
+        return broken(
+            "firmware", "firmware_not_running",
+            fmt::format("no search begins within {} ms of a connect", waited_ms),
+            "The download reports nothing, and the driver sends no block twice: is it "
+            "this chip's image, and does the bus carry blocks of 65 bytes without error?");
+    }
+    return {
+        .step = "firmware",
+        .measured = fmt::format("the micro-controller searches {} ms after a connect", waited_ms),
+        .values = {{"search_begins_ms", waited_ms}}};
+}
+
+}  // namespace
+
+void examine_chips(Findings &findings, bool simulated) {
+    findings.add(look_at_tuner());
+    findings.add(look_at_firmware(simulated));
+}
+
+}  // namespace host

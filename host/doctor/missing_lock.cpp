@@ -1,0 +1,282 @@
+// SPDX-License-Identifier: MIT
+#include "host/doctor/missing_lock.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "demod/ds3000_context.h"
+#include "host/doctor/spectrum_look.h"
+
+namespace host {
+
+namespace {
+
+// How far a carrier is looked for whose LNB has drifted; neighbours lie further away.
+constexpr std::int32_t farthest_drift_khz = 12'000;
+
+const char *name_of_standard(std::uint32_t standard) {
+    return standard == STANDARD_DVBS2 ? "DVB-S2" : "DVB-S";
+}
+
+// The finding of a guess that explains the missing lock.
+Finding explanation(const char *step, const char *cause, std::string measured, std::string advice,
+                    Json values = Json::object()) {
+    return {.step = step,
+            .health = Health::failed,
+            .measured = std::move(measured),
+            .cause = cause,
+            .advice = std::move(advice),
+            .status = ExitStatus::no_lock,
+            .values = std::move(values)};
+}
+
+class MissingLock {
+ public:
+    MissingLock(Findings &findings, Reception &reception)
+        : findings_(findings), reception_(reception) {}
+
+    void explain();
+
+ private:
+    using Guess = Finding (MissingLock::*)();
+
+    void try_guess(const char *step, Guess guess);
+
+    Finding look_at_spectrum();
+    Finding try_drifted_places();
+    Finding try_other_standard();
+    Finding try_other_ports();
+    Finding try_other_polarisation();
+    Finding compare_tone();
+    Finding compare_voltage();
+    Finding judge_signal();
+
+    [[nodiscard]] const Aim &aim() const { return reception_.aim(); }
+    [[nodiscard]] bool carrier_is_there() const;
+    [[nodiscard]] bool has_drifted(const SpectrumPeak &peak) const;
+    [[nodiscard]] std::int32_t distance_khz(const SpectrumPeak &peak) const;
+    bool locks(const ReceptionWay &way) { return reception_.try_lock(way, guess_ms).locked; }
+    std::vector<SpectrumPeak> look_along(const CableLeg &leg);
+
+    Findings &findings_;
+    Reception &reception_;
+    bool explained_ = false;
+    std::vector<SpectrumPeak> peaks_;  // near the aim
+};
+
+// First what the cable shows, then what locks at the very place, and last what locks beside it: a
+// crowded satellite has other carriers there.
+void MissingLock::explain() {
+    const bool chooses_by_tone = aim().lnb.high_khz != 0 && aim().lnb.switch_khz != 0;
+    try_guess("spectrum", &MissingLock::look_at_spectrum);
+    if (!aim().user_band && chooses_by_tone) {
+        try_guess("tone", &MissingLock::compare_tone);
+    }
+    if (!aim().user_band) {
+        try_guess("voltage", &MissingLock::compare_voltage);
+    }
+    try_guess("standard", &MissingLock::try_other_standard);
+    if (!aim().user_band) {
+        try_guess("ports", &MissingLock::try_other_ports);
+        try_guess("polarisation", &MissingLock::try_other_polarisation);
+        try_guess("drift", &MissingLock::try_drifted_places);
+    }
+    try_guess("signal", &MissingLock::judge_signal);
+}
+
+void MissingLock::try_guess(const char *step, Guess guess) {
+    if (reception_.cancelled()) {
+        findings_.skip(step, "cancelled");
+    } else if (explained_) {
+        findings_.skip(step, "the reason is found");
+    } else {
+        Finding finding = (this->*guess)();
+        finding.step = step;
+        explained_ = finding.health == Health::failed;
+        if (explained_ && locks(reception_.aimed_way())) {
+            // Not the guess brought the lock, but the time that it took.
+            finding = explanation(step, "late_lock", "meanwhile the transponder locks as it is",
+                                  late_lock_advice);
+        }
+        findings_.add(std::move(finding));
+    }
+}
+
+Finding MissingLock::look_at_spectrum() {
+    const std::uint32_t place_mhz = (reception_.place_khz() + 500) / 1000;
+    peaks_ = peaks_near(place_mhz);
+    return {.measured = fmt::format("carriers near {} MHz: {}", place_mhz, in_words(peaks_)),
+            .values = {{"peaks", peaks_.size()}}};
+}
+
+bool MissingLock::carrier_is_there() const {
+    return std::any_of(peaks_.begin(), peaks_.end(), [this](const SpectrumPeak &peak) {
+        return peak.suits(reception_.place_khz(), reception_.symbol_rate_ksps());
+    });
+}
+
+std::int32_t MissingLock::distance_khz(const SpectrumPeak &peak) const {
+    return static_cast<std::int32_t>(peak.if_khz) - static_cast<std::int32_t>(aim().plan.if_khz);
+}
+
+bool MissingLock::has_drifted(const SpectrumPeak &peak) const {
+    const std::uint32_t ksps = reception_.symbol_rate_ksps();
+    return peak.suits_rate(ksps) && !peak.suits(aim().plan.if_khz, ksps) &&
+           std::abs(distance_khz(peak)) <= farthest_drift_khz;
+}
+
+Finding MissingLock::try_drifted_places() {
+    unsigned tried = 0;
+    for (const SpectrumPeak &peak : peaks_) {
+        if (!has_drifted(peak)) {
+            continue;
+        }
+        ++tried;
+        ReceptionWay way = reception_.aimed_way();
+        way.if_mhz = (peak.if_khz + 500) / 1000;
+        if (locks(way)) {
+            const std::int32_t away_khz = distance_khz(peak);
+            // An oscillator above the band moves the carrier with it, one below it the other way.
+            const std::int32_t drift_khz = aim().plan.inverted ? away_khz : -away_khz;
+            return explanation(
+                "drift", "lnb_drift",
+                fmt::format("locks {:+} kHz from where it belongs: the LNB's oscillator is about "
+                            "{:+} kHz off",
+                            away_khz, drift_khz),
+                fmt::format("Replace the LNB, or tell the receiver its oscillators as they are: "
+                            "--lnb {}",
+                            oscillators_moved_by(aim().lnb, drift_khz)),
+                {{"carrier_offset_khz", away_khz}, {"lnb_drift_khz", drift_khz}});
+        }
+    }
+    return {.measured = fmt::format("no lock elsewhere within {} MHz; carriers tried: {}",
+                                    farthest_drift_khz / 1000, tried)};
+}
+
+Finding MissingLock::try_other_standard() {
+    ReceptionWay way = reception_.aimed_way();
+    way.standard = way.standard == STANDARD_DVBS2 ? STANDARD_DVBS : STANDARD_DVBS2;
+    const char *name = name_of_standard(way.standard);
+    if (locks(way)) {
+        return explanation("standard", "wrong_standard", fmt::format("locks as {}", name),
+                           fmt::format("The transponder is {} now: mend the channel list", name));
+    }
+    return {.measured = fmt::format("no lock as {} either", name)};
+}
+
+Finding MissingLock::try_other_ports() {
+    constexpr unsigned ports = 4;
+    for (unsigned port = 1; port <= ports; ++port) {
+        ReceptionWay way = reception_.aimed_way();
+        const bool tried_already = way.leg.switch_port == port;
+        way.leg.switch_port = port;
+        if (!tried_already && locks(way)) {
+            return explanation("ports", "wrong_switch_port",
+                               fmt::format("locks through port {} of the switch", port),
+                               fmt::format("The dish hangs on port {}: --switch {}", port, port),
+                               {{"port", port}});
+        }
+    }
+    return {.measured = "no lock through another port of a committed switch"};
+}
+
+Finding MissingLock::try_other_polarisation() {
+    ReceptionWay way = reception_.aimed_way();
+    way.leg.voltage_18v = !way.leg.voltage_18v;
+    const unsigned volts = way.leg.voltage_18v ? 18 : 13;
+    if (locks(way)) {
+        return explanation(
+            "polarisation", "wrong_polarisation", fmt::format("locks with {} V", volts),
+            "The channel list names the other polarisation, the LNB is turned by 90 degrees, or "
+            "the board's 18 V line (GPIO 7) is inverted");
+    }
+    return {.measured = fmt::format("no lock with {} V", volts)};
+}
+
+std::vector<SpectrumPeak> MissingLock::look_along(const CableLeg &leg) {
+    reception_.session().select(leg);
+    std::vector<SpectrumPeak> peaks;
+    for (const std::uint32_t place_mhz : places_to_look(aim().plan.tuned_if_mhz)) {
+        const auto some = peaks_near(place_mhz);
+        peaks.insert(peaks.end(), some.begin(), some.end());
+    }
+    return peaks;
+}
+
+Finding MissingLock::compare_tone() {
+    CableLeg leg = reception_.aimed_way().leg;
+    leg.tone = false;
+    const auto without = look_along(leg);
+    leg.tone = true;
+    const auto with = look_along(leg);
+    const std::string seen =
+        fmt::format("{} carriers without the tone, {} with it", without.size(), with.size());
+    if (same_carriers(without, with)) {
+        return explanation(
+            "tone", "tone_missing", seen + ", the same ones",
+            "The 22 kHz tone changes nothing: measure it at the socket, some 0.65 V between its "
+            "peaks. It comes from the demodulator and passes the LNB supply; a switch may swallow "
+            "it, and an LNB may not know it");
+    }
+    return {.measured = seen};
+}
+
+Finding MissingLock::compare_voltage() {
+    CableLeg leg = reception_.aimed_way().leg;
+    leg.voltage_18v = false;
+    const auto at_13v = look_along(leg);
+    leg.voltage_18v = true;
+    const auto at_18v = look_along(leg);
+    const std::string seen =
+        fmt::format("{} carriers with 13 V, {} with 18 V", at_13v.size(), at_18v.size());
+    // Strong carriers leak into the other polarisation; but then the wanted one is there.
+    if (!carrier_is_there() && same_carriers(at_13v, at_18v)) {
+        return explanation("voltage", "voltage_stuck", seen + ", the same ones",
+                           "The voltage chooses no polarisation: measure 13 and 18 V at the socket "
+                           "(GPIO 7 selects, or bit 3 of the LNBH23)");
+    }
+    return {.measured = seen};
+}
+
+Finding MissingLock::judge_signal() {
+    if (carrier_is_there()) {
+        return explanation(
+            "signal", "weak_signal", "a carrier stands where it belongs, and does not lock",
+            "It is too weak, or of another symbol rate or modulation than the channel list says: "
+            "align the dish, look at the cable, compare with a current list");
+    }
+    if (aim().user_band) {
+        return explanation(
+            "signal", "user_band_silent", "the user band stays empty after a channel change",
+            "The unit does not follow: look at the user band's number and frequency (ds3000-ctl "
+            "unicable detect), at the bank and at the unit's supply");
+    }
+    return {.measured = "no carrier of this symbol rate where it belongs"};
+}
+
+}  // namespace
+
+void explain_missing_lock(Findings &findings, Reception &reception) {
+    MissingLock(findings, reception).explain();
+}
+
+std::string oscillators_moved_by(const Lnb &lnb, std::int32_t khz) {
+    const auto moved_mhz = [khz](std::uint32_t lof_khz) {
+        return std::lround((static_cast<double>(lof_khz) + khz) / 1000.0);
+    };
+    std::string text = fmt::format("{}", moved_mhz(lnb.low_khz));
+    if (lnb.high_khz != 0) {
+        text += fmt::format(",{}", moved_mhz(lnb.high_khz));
+    }
+    if (lnb.switch_khz != 0) {
+        text += fmt::format(",{}", lnb.switch_khz / 1000);
+    }
+    return text;
+}
+
+}  // namespace host

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+
+#include "host/chip_session.h"
+#include "host/lnb.h"
+#include "host/plan.h"
+#include "host/unicable/user_band.h"
+#include "sim/transponder.h"
+
+namespace host {
+
+// The transponder to receive, and the way to it.
+struct Aim {
+    sim::Transponder transponder;
+    Lnb lnb;
+    TunePlan plan;
+    std::optional<UserBand> user_band;  // through a Unicable unit
+};
+
+// One way to a channel.
+struct ReceptionWay {
+    CableLeg leg;
+    std::uint32_t if_mhz = 0;
+    std::uint32_t standard = 0;
+};
+
+struct LockOutcome {
+    bool locked = false;
+    bool search_began = false;
+    std::uint64_t ms = 0;  // until lock, or until nobody waited any more
+};
+
+// Receiving the aim, or something in its place, with the chip layer as the driver's worker thread
+// does it.
+class Reception {
+ public:
+    using Cancelled = std::function<bool()>;
+
+    // Tells the driver about the Unicable unit, if the aim has one.
+    Reception(ChipSession &session, Aim aim, Cancelled cancelled);
+
+    [[nodiscard]] ChipSession &session() { return session_; }
+    [[nodiscard]] const Aim &aim() const { return aim_; }
+    [[nodiscard]] bool cancelled() const { return cancelled_(); }
+
+    // How a receiver would go about the aim.
+    [[nodiscard]] ReceptionWay aimed_way() const;
+
+    // Where on the cable the carrier belongs: the user band's middle, or the IF.
+    [[nodiscard]] std::uint32_t place_khz() const;
+    [[nodiscard]] std::uint32_t symbol_rate_ksps() const { return aim_.plan.symbol_rate_ksps; }
+
+    // Select the leg, connect and poll for lock. Gives up early when no search begins at all.
+    LockOutcome try_lock(const ReceptionWay &way, std::uint64_t timeout_ms);
+
+ private:
+    ChipSession &session_;
+    Aim aim_;
+    Cancelled cancelled_;
+};
+
+// As often as the driver's worker thread polls.
+inline constexpr std::uint64_t polling_period_ms = 50;
+
+// A guess that does not lock within this time is dropped: the slowest of the simulated receiver's
+// locks takes a third of it.
+inline constexpr std::uint64_t guess_ms = 1'500;
+
+void pause_ms(std::uint64_t ms);
+std::uint64_t ms_since(std::uint64_t start_ns);
+
+}  // namespace host

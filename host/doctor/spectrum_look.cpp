@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: MIT
+#include "host/doctor/spectrum_look.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <array>
+
+#include "demod/carrier.h"
+#include "demod/ds3000_context.h"
+#include "scan/scan_control.h"
+#include "scan/scan_request.h"
+#include "scan/spectrum_search.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::uint16_t most_peaks = 31;              // that the engine reports
+constexpr std::uint32_t widest_filter_ksps = 40'000;  // as a blind scan tunes
+constexpr std::uint32_t near_khz = 2'000;
+constexpr std::uint32_t same_place_khz = 1'000;
+
+std::uint32_t distance(std::uint32_t a, std::uint32_t b) { return a > b ? a - b : b - a; }
+
+void tune_for_a_look(std::uint32_t if_khz) {
+    ds3000_context.tuner_ops.tuner_set_frequency(if_khz, widest_filter_ksps, 0);
+    const std::int32_t offset_khz = ds3000_context.tuner_ops.tuner_get_offset();
+    const bool negated =
+        ds3000_context.spectrum_inverted == 1 && ds3000_context.chip_type == CHIP_DS300X;
+    ds3000_set_carrier_offset(negated ? -offset_khz : offset_khz);
+}
+
+// Whether all but one in five of some peaks are among others.
+bool mostly_within(const std::vector<SpectrumPeak> &some, const std::vector<SpectrumPeak> &others) {
+    const auto missing = std::count_if(some.begin(), some.end(), [&](const SpectrumPeak &peak) {
+        return std::none_of(others.begin(), others.end(), [&](const SpectrumPeak &other) {
+            return distance(peak.if_khz, other.if_khz) <= same_place_khz &&
+                   other.suits_rate(peak.symbol_rate_ksps);
+        });
+    });
+    return static_cast<std::size_t>(missing) * 5 <= some.size();
+}
+
+}  // namespace
+
+bool SpectrumPeak::suits_rate(std::uint32_t wanted_ksps) const {
+    return 10 * distance(symbol_rate_ksps, wanted_ksps) <= 3 * wanted_ksps;
+}
+
+bool SpectrumPeak::suits(std::uint32_t wanted_if_khz, std::uint32_t wanted_ksps) const {
+    return distance(if_khz, wanted_if_khz) <= near_khz && suits_rate(wanted_ksps);
+}
+
+std::vector<SpectrumPeak> peaks_near(std::uint32_t if_mhz) {
+    std::array<scan_candidate, most_peaks + 1> list{};
+    blind_scan_request request{.passes = 1,
+                               .algorithm = SCAN_ALGO_SWEEP,
+                               .locked_count = 0,
+                               .capacity = most_peaks,
+                               .candidates = list.data()};
+    const std::uint32_t if_khz = if_mhz * 1000;
+    ds3000_set_scan_cancel(0);
+    ds3000_context.scan_passes = 1;
+    ds3000_context.scan_count = 0;
+    ds3000_context.scan_center_khz = if_khz;
+    ds3000_blind_scan_setup(0);
+    tune_for_a_look(if_khz);
+    ds3000_blind_scan_read_peaks(&request, if_khz, 0);
+    std::vector<SpectrumPeak> peaks;
+    const std::size_t count = std::min<std::size_t>(ds3000_context.scan_count, most_peaks);
+    for (std::size_t i = 0; i < count; ++i) {
+        peaks.push_back({list.at(i).frequency_khz, list.at(i).symbol_rate});
+    }
+    return peaks;
+}
+
+std::vector<std::uint32_t> places_to_look(std::uint32_t aim_mhz) {
+    return {aim_mhz, 1'000, 1'200, 1'400, 1'600, 1'800, 2'000};
+}
+
+bool same_carriers(const std::vector<SpectrumPeak> &one, const std::vector<SpectrumPeak> &other) {
+    constexpr std::size_t least = 2;
+    return one.size() >= least && other.size() >= least && mostly_within(one, other) &&
+           mostly_within(other, one);
+}
+
+std::string in_words(const std::vector<SpectrumPeak> &peaks) {
+    std::vector<std::string> words;
+    for (const SpectrumPeak &peak : peaks) {
+        words.push_back(fmt::format("{:.1f} MHz about {:.1f} Msym/s", peak.if_khz / 1000.0,
+                                    peak.symbol_rate_ksps / 1000.0));
+    }
+    return words.empty() ? "none" : fmt::format("{}", fmt::join(words, ", "));
+}
+
+}  // namespace host

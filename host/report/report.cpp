@@ -1,0 +1,348 @@
+// SPDX-License-Identifier: MIT
+#include "host/report/report.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <map>
+#include <string_view>
+#include <utility>
+
+#include "host/output.h"
+#include "host/report/report_template.h"
+
+namespace host {
+
+namespace {
+
+std::string to_string(ReportState state) {
+    switch (state) {
+        case ReportState::missed:
+            return "missed";
+        case ReportState::unexpected:
+            return "unexpected";
+        default:
+            return "found";
+    }
+}
+
+std::string html(std::string_view text) {
+    std::string escaped;
+    for (const char c : text) {
+        switch (c) {
+            case '&':
+                escaped += "&amp;";
+                break;
+            case '<':
+                escaped += "&lt;";
+                break;
+            case '>':
+                escaped += "&gt;";
+                break;
+            case '"':
+                escaped += "&quot;";
+                break;
+            case '\'':
+                escaped += "&#39;";
+                break;
+            default:
+                escaped += c;
+        }
+    }
+    return escaped;
+}
+
+// JSON for the inside of a script element, which only "<" could end: there is none outside strings.
+std::string script_data(const Json &json) {
+    const std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    std::string escaped;
+    for (const char c : text) {
+        escaped += c == '<' ? std::string("\\u003c") : std::string(1, c);
+    }
+    return escaped;
+}
+
+// Without the digits of a binary fraction: 11494.123, not 11494.123000000001.
+double milli(double value) { return std::round(value * 1000) / 1000; }
+
+std::string trimmed(double value) { return fmt::format("{}", milli(value)); }
+
+// What a cell shows, and what a numeric column is sorted by.
+struct Cell {
+    std::string text;
+    std::optional<double> value = std::nullopt;
+};
+
+struct Column {
+    const char *key;
+    const char *heading;
+    const char *unit;
+    bool numeric;
+    Cell (*cell)(const Report &, const ReportTransponder &);
+};
+
+Cell optional_number(std::optional<double> value) {
+    return value ? Cell{trimmed(*value), value} : Cell{};
+}
+
+constexpr std::array columns{
+    Column{"frequency", "Frequency", "MHz", true,
+           [](const Report &, const ReportTransponder &t) {
+               return Cell{fmt::format("{:.3f}", t.frequency_mhz), t.frequency_mhz};
+           }},
+    Column{"polarisation", "Pol.", "", false,
+           [](const Report &, const ReportTransponder &t) { return Cell{t.polarisation}; }},
+    Column{"symbol-rate", "Symbol rate", "ksym/s", true,
+           [](const Report &, const ReportTransponder &t) {
+               return t.symbol_rate_ksps > 0 ? optional_number(t.symbol_rate_ksps) : Cell{};
+           }},
+    Column{"system", "System", "", false,
+           [](const Report &, const ReportTransponder &t) { return Cell{t.system}; }},
+    Column{"modulation", "Modulation", "", false,
+           [](const Report &, const ReportTransponder &t) { return Cell{t.modulation}; }},
+    Column{"fec", "FEC", "", false,
+           [](const Report &, const ReportTransponder &t) { return Cell{t.fec}; }},
+    Column{"pilots", "Pilots", "", false,
+           [](const Report &, const ReportTransponder &t) {
+               return Cell{!t.pilots ? "" : *t.pilots ? "on" : "off"};
+           }},
+    Column{"roll-off", "Roll-off", "", false,
+           [](const Report &, const ReportTransponder &t) { return Cell{t.roll_off}; }},
+    Column{"inversion", "Inversion", "", false,
+           [](const Report &, const ReportTransponder &t) { return Cell{t.inversion}; }},
+    Column{
+        "quality", "Quality", "dB", true,
+        [](const Report &, const ReportTransponder &t) { return optional_number(t.quality_db); }},
+    Column{"strength", "Strength", "%", true,
+           [](const Report &, const ReportTransponder &t) {
+               return optional_number(t.strength_percent);
+           }},
+    Column{"port", "Port", "", true,
+           [](const Report &, const ReportTransponder &t) {
+               return t.port == 0 ? Cell{} : optional_number(t.port);
+           }},
+    Column{"leg", "Picture", "", false,
+           [](const Report &report, const ReportTransponder &t) {
+               return Cell{report.legs.size() > 1 ? report.legs.at(t.leg).label : ""};
+           }},
+    Column{"state", "State", "", false,
+           [](const Report &report, const ReportTransponder &t) {
+               return Cell{report.compared_with.empty() ? "" : to_string(t.state)};
+           }},
+    Column{"note", "Note", "", false,
+           [](const Report &, const ReportTransponder &t) { return Cell{t.note}; }},
+};
+
+// The columns in which some row has something.
+std::vector<Column> used_columns(const Report &report) {
+    std::vector<Column> used;
+    std::copy_if(columns.begin(), columns.end(), std::back_inserter(used),
+                 [&report](const Column &column) {
+                     return std::any_of(report.transponders.begin(), report.transponders.end(),
+                                        [&](const ReportTransponder &transponder) {
+                                            return !column.cell(report, transponder).text.empty();
+                                        });
+                 });
+    return used;
+}
+
+std::string head_of(const Column &column) {
+    const std::string unit =
+        *column.unit == '\0' ? "" : fmt::format(" <span class=\"unit\">{}</span>", column.unit);
+    return fmt::format(
+        "<th role=\"columnheader\" scope=\"col\" class=\"{}\" data-column=\"{}\" "
+        "aria-sort=\"none\"><button type=\"button\">{}{}</button></th>",
+        column.numeric ? "number" : "text", column.key, column.heading, unit);
+}
+
+std::string cell_of(const Report &report, const ReportTransponder &transponder,
+                    const Column &column) {
+    const Cell cell = column.cell(report, transponder);
+    const bool links = std::string_view(column.key) == "frequency";
+    const std::string value =
+        cell.value ? fmt::format(" data-value=\"{}\"", milli(*cell.value)) : "";
+    const std::string content =
+        links ? fmt::format("<a href=\"#leg-{}\">{}</a>", transponder.leg, html(cell.text))
+              : html(cell.text);
+    const std::string unit =
+        *column.unit == '\0' ? "" : fmt::format(" data-unit=\"{}\"", column.unit);
+    return fmt::format("<td role=\"cell\" class=\"{} {}\" data-label=\"{}\"{}{}>{}</td>",
+                       column.key, column.numeric ? "number" : "text", column.heading, unit, value,
+                       content);
+}
+
+std::string table_of(const Report &report) {
+    if (report.transponders.empty()) {
+        return "<p class=\"empty\">None was found.</p>";
+    }
+    const std::vector<Column> used = used_columns(report);
+    std::string table =
+        "<table role=\"table\" aria-labelledby=\"transponders\">\n"
+        "<thead role=\"rowgroup\"><tr role=\"row\">";
+    for (const Column &column : used) {
+        table += head_of(column);
+    }
+    table += "</tr></thead>\n<tbody role=\"rowgroup\">\n";
+    for (std::size_t i = 0; i < report.transponders.size(); ++i) {
+        const ReportTransponder &transponder = report.transponders[i];
+        table += fmt::format("<tr role=\"row\" class=\"{}\" data-index=\"{}\">",
+                             to_string(transponder.state), i);
+        for (const Column &column : used) {
+            table += cell_of(report, transponder, column);
+        }
+        table += "</tr>\n";
+    }
+    return table + "</tbody>\n</table>";
+}
+
+std::size_t count_of(const Report &report, ReportState state) {
+    return static_cast<std::size_t>(
+        std::count_if(report.transponders.begin(), report.transponders.end(),
+                      [state](const ReportTransponder &t) { return t.state == state; }));
+}
+
+// What the marks mean, with their numbers; the outlines are those that the page's script draws.
+std::string legend_of(const Report &report) {
+    const auto entry = [&report](ReportState state, const char *outline, const std::string &text) {
+        return fmt::format(
+            "<li class=\"{}\"><svg width=\"14\" height=\"14\" aria-hidden=\"true\">"
+            "<path class=\"head\" d=\"{}\"/></svg><span><strong>{}</strong> {}</span></li>",
+            to_string(state), outline, count_of(report, state), html(text));
+    };
+    constexpr const char *triangle = "M2 3h10l-5 8z";
+    if (report.compared_with.empty()) {
+        return entry(ReportState::found, triangle, "found");
+    }
+    return entry(ReportState::found, triangle, "found, in " + report.compared_with) +
+           entry(ReportState::missed, "M3 3l8 8m0 -8l-8 8",
+                 "missed, in " + report.compared_with + " only") +
+           entry(ReportState::unexpected, "M7 1l5.5 6 -5.5 6 -5.5 -6z",
+                 "unexpected, not in " + report.compared_with);
+}
+
+std::string legs_of(const Report &report) {
+    std::string sections;
+    for (std::size_t i = 0; i < report.legs.size(); ++i) {
+        const ReportLeg &leg = report.legs[i];
+        const auto members = std::count_if(
+            report.transponders.begin(), report.transponders.end(),
+            [i](const ReportTransponder &transponder) { return transponder.leg == i; });
+        sections += fmt::format(
+            "<section class=\"leg\" id=\"leg-{0}\" aria-labelledby=\"leg-{0}-title\">"
+            "<div class=\"heading\"><h2 id=\"leg-{0}-title\">{1}</h2>"
+            "<p class=\"tally\">{2} transponder{3}</p></div>"
+            "<figure data-leg=\"{0}\"></figure></section>\n",
+            i, html(leg.label), members, members == 1 ? "" : "s");
+    }
+    return sections;
+}
+
+// The points of a spectrum in steps of 1 kHz and 0.01 dB, less those amid equal ones, which a
+// straight line meets anyway.
+Json leg_data(const ReportLeg &leg) {
+    std::vector<SpectrumPoint> points;
+    for (const SpectrumPoint &point : leg.spectrum) {
+        if (!std::isfinite(point.mhz) || !std::isfinite(point.db)) {
+            continue;
+        }
+        const SpectrumPoint next{milli(point.mhz), std::round(point.db * 100) / 100 + 0.0};
+        const std::size_t count = points.size();
+        if (count >= 2 && points[count - 1].db == next.db && points[count - 2].db == next.db) {
+            points.back() = next;
+        } else {
+            points.push_back(next);
+        }
+    }
+    Json json{{"label", leg.label},
+              {"low_mhz", leg.low_mhz},
+              {"high_mhz", leg.high_mhz},
+              {"mhz", Json::array()},
+              {"db", Json::array()}};
+    for (const SpectrumPoint &point : points) {
+        json["mhz"].push_back(point.mhz);
+        json["db"].push_back(point.db);
+    }
+    return json;
+}
+
+Json transponder_data(const ReportTransponder &transponder) {
+    Json json{{"leg", transponder.leg},
+              {"frequency_mhz", milli(transponder.frequency_mhz)},
+              {"state", to_string(transponder.state)}};
+    const auto put_text = [&json](const char *key, const std::string &text) {
+        if (!text.empty()) {
+            json[key] = text;
+        }
+    };
+    const auto put = [&json](const char *key, const auto &value) {
+        if (value) {
+            json[key] = *value;
+        }
+    };
+    put_text("polarisation", transponder.polarisation);
+    if (transponder.symbol_rate_ksps > 0) {
+        json["symbol_rate_ksps"] = milli(transponder.symbol_rate_ksps);
+    }
+    put_text("system", transponder.system);
+    put_text("modulation", transponder.modulation);
+    put_text("fec", transponder.fec);
+    put_text("roll_off", transponder.roll_off);
+    put_text("inversion", transponder.inversion);
+    put("pilots", transponder.pilots);
+    put("quality_db", transponder.quality_db);
+    put("strength_percent", transponder.strength_percent);
+    if (transponder.port != 0) {
+        json["port"] = transponder.port;
+    }
+    put_text("note", transponder.note);
+    return json;
+}
+
+std::string data_of(const Report &report) {
+    Json json{{"legs", Json::array()}, {"transponders", Json::array()}};
+    if (!report.compared_with.empty()) {
+        json["compared_with"] = report.compared_with;
+    }
+    for (const ReportLeg &leg : report.legs) {
+        json["legs"].push_back(leg_data(leg));
+    }
+    for (const ReportTransponder &transponder : report.transponders) {
+        (void)report.legs.at(transponder.leg);
+        json["transponders"].push_back(transponder_data(transponder));
+    }
+    return script_data(json);
+}
+
+// Replace each {{name}} by its value; what a value holds is left as it is.
+std::string filled(std::string_view page, const std::map<std::string_view, std::string> &values) {
+    std::string result;
+    while (true) {
+        const std::size_t begin = page.find("{{");
+        const std::size_t end = page.find("}}", begin);
+        if (begin == std::string_view::npos || end == std::string_view::npos) {
+            return result.append(page);
+        }
+        result.append(page.substr(0, begin));
+        result.append(values.at(page.substr(begin + 2, end - begin - 2)));
+        page.remove_prefix(end + 2);
+    }
+}
+
+}  // namespace
+
+std::string report_page(const Report &report) {
+    std::string subtitle;
+    for (const std::string &line : report.subtitle) {
+        subtitle += "<li>" + html(line) + "</li>";
+    }
+    return filled(report_template, {{"title", html(report.title)},
+                                    {"subtitle", subtitle},
+                                    {"legend", legend_of(report)},
+                                    {"legs", legs_of(report)},
+                                    {"table", table_of(report)},
+                                    {"data", data_of(report)}});
+}
+
+}  // namespace host

@@ -1,0 +1,202 @@
+// SPDX-License-Identifier: MIT
+#include "host/scan/compare.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <tuple>
+
+#include "host/frequency.h"
+
+namespace host {
+
+namespace {
+
+std::uint32_t distance(std::uint32_t a, std::uint32_t b) { return a > b ? a - b : b - a; }
+
+std::uint32_t tolerance_khz(std::uint32_t symbol_rate) {
+    constexpr std::uint32_t least_khz = 3000;
+    return std::max(least_khz, symbol_rate / 4000U);
+}
+
+bool matches(const sim::Transponder &row, const FoundTransponder &found) {
+    const std::uint64_t rates_apart = distance(row.symbol_rate, found.symbol_rate);
+    return is_selected_by_18v(row.polarisation) == is_selected_by_18v(found.polarisation) &&
+           distance(row.frequency_khz, found.frequency_khz) <= tolerance_khz(row.symbol_rate) &&
+           rates_apart * 50 <= row.symbol_rate;
+}
+
+bool describe_the_same(const sim::Transponder &a, const sim::Transponder &b) {
+    return a.frequency_khz == b.frequency_khz &&
+           is_selected_by_18v(a.polarisation) == is_selected_by_18v(b.polarisation) &&
+           a.symbol_rate == b.symbol_rate && a.system == b.system;
+}
+
+bool lies_within(const sim::Transponder &row, const std::vector<ScanLeg> &legs) {
+    return std::any_of(legs.begin(), legs.end(),
+                       [&row](const ScanLeg &leg) { return leg.covers(row); });
+}
+
+// How well a row and a transponder go together; the least is the best.
+struct Pair {
+    std::tuple<std::uint32_t, bool, std::size_t> order;  // distance, other system, row
+    std::size_t row;
+    std::size_t found;
+};
+
+std::vector<Pair> possible_pairs(const std::vector<TableRow> &rows,
+                                 const std::vector<FoundTransponder> &found) {
+    std::vector<Pair> pairs;
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+        const sim::Transponder &row = rows[r].transponder;
+        for (std::size_t f = 0; f < found.size(); ++f) {
+            if (matches(row, found[f])) {
+                pairs.push_back({{distance(row.frequency_khz, found[f].frequency_khz),
+                                  row.system != found[f].signal.system, r},
+                                 r,
+                                 f});
+            }
+        }
+    }
+    std::sort(pairs.begin(), pairs.end(),
+              [](const Pair &a, const Pair &b) { return a.order < b.order; });
+    return pairs;
+}
+
+std::vector<std::optional<std::size_t>> match(const std::vector<TableRow> &rows,
+                                              const std::vector<FoundTransponder> &found) {
+    std::vector<std::optional<std::size_t>> of_row(rows.size());
+    std::vector<bool> taken(found.size(), false);
+    for (const Pair &pair : possible_pairs(rows, found)) {
+        if (!of_row[pair.row] && !taken[pair.found]) {
+            of_row[pair.row] = pair.found;
+            taken[pair.found] = true;
+        }
+    }
+    return of_row;
+}
+
+std::vector<TableRow> without_repeats(const std::vector<TableRow> &rows) {
+    std::vector<TableRow> kept;
+    for (const TableRow &row : rows) {
+        if (std::none_of(kept.begin(), kept.end(), [&row](const TableRow &earlier) {
+                return describe_the_same(earlier.transponder, row.transponder);
+            })) {
+            kept.push_back(row);
+        }
+    }
+    return kept;
+}
+
+// Why the driver's rules keep a carrier of this symbol rate from its list, if they do: a peak shows
+// 400 kHz wider than the carrier, and counts from 2001 to 50000 kHz.
+std::string against_the_rules(const sim::Transponder &row) {
+    constexpr std::uint32_t widening_ksps = 400;
+    const std::uint32_t raw_ksps = row.symbol_rate / 1000U + widening_ksps;
+    if (raw_ksps < 2001) {
+        return "too narrow: the scan drops peaks below 2001 kHz, which is 1601 ksym/s";
+    }
+    return raw_ksps > 50000
+               ? "too wide: the scan drops peaks above 50000 kHz, which is 49600 ksym/s"
+               : "";
+}
+
+// What the scan saw where a carrier is that it could have found.
+std::string sight_of(const sim::Transponder &row, const std::vector<SeenLeg> &legs,
+                     const std::vector<FoundTransponder> &found) {
+    // Within the half width of either.
+    const auto is_near = [&row](std::uint32_t khz, std::uint32_t ksps) {
+        return distance(row.frequency_khz, khz) * 2 <= std::max(row.symbol_rate / 1000U, ksps);
+    };
+    for (const FoundTransponder &other : found) {
+        if (is_selected_by_18v(other.polarisation) == is_selected_by_18v(row.polarisation) &&
+            is_near(other.frequency_khz, other.symbol_rate / 1000U)) {
+            return fmt::format("in its place {}, {} was found", format_mhz(other.frequency_khz),
+                               format_ksps(other.symbol_rate));
+        }
+    }
+    const Peak *nearest = nullptr;
+    for (const SeenLeg &seen : legs) {
+        for (const Peak &peak : seen.peaks) {
+            if (seen.leg.cable.voltage_18v == is_selected_by_18v(row.polarisation) &&
+                is_near(peak.frequency_khz, peak.symbol_rate_ksps) &&
+                (nearest == nullptr ||
+                 distance(peak.symbol_rate_ksps, row.symbol_rate / 1000U) <
+                     distance(nearest->symbol_rate_ksps, row.symbol_rate / 1000U))) {
+                nearest = &peak;
+            }
+        }
+    }
+    return nearest == nullptr
+               ? "no peak of the spectrum was taken for it"
+               : fmt::format("its peak was taken for {}, {} ksym/s, which did not lock",
+                             format_mhz(nearest->frequency_khz), nearest->symbol_rate_ksps);
+}
+
+// From the port that receives it, if there is one.
+sim::Reception best_reception(const sim::Transponder &row, const sim::Receiver &receiver,
+                              const std::vector<SeenLeg> &legs) {
+    std::optional<sim::Reception> first;
+    for (const SeenLeg &seen : legs) {
+        const sim::Reception reception = receiver.reception(row, seen.leg.cable.switch_port);
+        if (reception.receivable()) {
+            return reception;
+        }
+        if (!first) {
+            first = reception;
+        }
+    }
+    return first.value_or(sim::Reception{sim::Reception::Obstacle::no_dish, "no dish", 0, 0, 0});
+}
+
+}  // namespace
+
+std::size_t Comparison::found() const {
+    return static_cast<std::size_t>(std::count_if(
+        rows.begin(), rows.end(), [](const ComparedRow &row) { return row.found.has_value(); }));
+}
+
+Comparison compare(const Table &table, const std::vector<ScanLeg> &legs,
+                   const std::vector<FoundTransponder> &found) {
+    const std::vector<TableRow> rows = without_repeats(table.rows);
+    const auto of_row = match(rows, found);
+    Comparison comparison;
+    comparison.table = table.name;
+    comparison.rows_repeated = table.rows.size() - rows.size();
+    std::vector<bool> expected(found.size(), false);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        if (of_row[i]) {
+            expected[*of_row[i]] = true;
+        }
+        if (of_row[i] || lies_within(rows[i].transponder, legs)) {
+            comparison.rows.push_back({rows[i], of_row[i], {}, {}, {}});
+        } else {
+            ++comparison.rows_outside;
+        }
+    }
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        if (!expected[i]) {
+            comparison.unexpected.push_back(i);
+        }
+    }
+    return comparison;
+}
+
+void explain(Comparison &comparison, const sim::Receiver &receiver,
+             const std::vector<SeenLeg> &legs, const std::vector<FoundTransponder> &found) {
+    for (ComparedRow &row : comparison.rows) {
+        const sim::Transponder &transponder = row.row.transponder;
+        const sim::Reception reception = best_reception(transponder, receiver, legs);
+        const std::string rule = against_the_rules(transponder);
+        row.receivable = reception.receivable();
+        row.findable = reception.receivable() && rule.empty();
+        if (!*row.receivable) {
+            row.cause = reception.text;
+        } else if (!row.found) {
+            row.cause = rule.empty() ? sight_of(transponder, legs, found) : rule;
+        }
+    }
+}
+
+}  // namespace host

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <vector>
+
+#include "host/scan/found.h"
+#include "host/scan/legs.h"
+#include "scan/scan_request.h"
+
+namespace host {
+
+struct ScanSettings {
+    scan_algorithm algorithm = SCAN_ALGO_SWEEP;
+    std::uint8_t passes = 2;
+};
+
+// Most candidates that a leg's list takes. The crowded legs of real satellites stay below half.
+constexpr std::uint16_t most_candidates = 1000;
+
+// A candidate as the spectrum showed it.
+struct Peak {
+    std::uint32_t frequency_khz = 0;  // downlink
+    std::uint32_t symbol_rate_ksps = 0;
+};
+
+// What a leg came to.
+struct LegResult {
+    std::vector<FoundTransponder> found;
+    std::vector<Peak> peaks;    // every plausible one, repeated ones included
+    unsigned candidates = 0;    // that the list took
+    std::uint64_t time_ms = 0;  // of the receiver
+    bool complete = false;      // not cancelled
+};
+
+// How far a leg has come.
+struct LegProgress {
+    std::uint32_t frequency_khz = 0;  // downlink, of the search
+    unsigned candidates = 0;
+    unsigned locked = 0;
+    double share = 0;  // of the leg's work, estimated
+};
+
+// One leg's blind scan by the chip layer, with a measurement of everything that locks. The chips
+// are awake and the leg is selected. One at a time in a process: the driver's callback has no
+// argument of the caller's.
+class LegScan {
+ public:
+    using Watch = std::function<void(const LegProgress &)>;
+
+    // index: of the leg, for what is found. The watch is called as the scan goes on; when it
+    // throws, the scan is cancelled and run() throws the same.
+    LegScan(const ScanLeg &leg, std::size_t index, const ScanSettings &settings, Watch watch);
+    LegScan(const LegScan &) = delete;
+    LegScan &operator=(const LegScan &) = delete;
+    ~LegScan();
+
+    // Scan until the end, or until `cancelled` says true or an interrupt comes.
+    // Throws Failure (internal_error) when the driver's list and its events disagree.
+    LegResult run(const std::function<bool()> &cancelled);
+
+ private:
+    static void on_event(std::uint32_t event, void *argument) noexcept;
+    void take(std::uint32_t event, const void *argument);
+    void take_lock(const scan_candidate &candidate);
+    void take_step(std::uint32_t if_khz);
+    [[nodiscard]] double share() const;
+    void check_list(const blind_scan_request &request) const;
+
+    const ScanLeg &leg_;
+    std::size_t index_;
+    ScanSettings settings_;
+    Watch watch_;
+    const std::function<bool()> *cancelled_ = nullptr;
+    LegResult result_;
+    std::uint32_t step_if_khz_ = 0;
+    unsigned pass_ = 0;
+    unsigned decided_ = 0;
+    std::exception_ptr error_;
+};
+
+}  // namespace host

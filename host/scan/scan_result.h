@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "host/lnb.h"
+#include "host/report/report.h"
+#include "host/scan/compare.h"
+#include "host/scan/found.h"
+#include "host/scan/leg_scan.h"
+#include "host/scan/legs.h"
+
+namespace host {
+
+struct ScannedLeg {
+    ScanLeg leg;
+    LegResult result;
+    std::vector<SpectrumPoint> spectrum;  // of a simulated world
+};
+
+// What a blind scan as a whole came to.
+struct ScanResult {
+    Lnb lnb;
+    ScanSettings settings;
+    std::vector<ScannedLeg> legs;  // those begun
+    std::size_t legs_planned = 0;
+    std::vector<FoundTransponder> transponders;
+    std::optional<Comparison> comparison;
+    bool complete = true;
+    std::uint64_t time_ms = 0;  // of the receiver
+    std::uint64_t wall_ms = 0;
+    bool shows_wall_time = false;  // in JSON too, which is otherwise the same in every run
+};
+
+}  // namespace host

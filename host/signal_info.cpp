@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+#include "host/signal_info.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <utility>
+
+#include "demod/ds3000_context.h"
+#include "demod/signal_quality.h"
+
+namespace host {
+
+namespace {
+
+template <typename Value, std::size_t count>
+std::optional<Value> meaning_of(const std::array<std::pair<std::uint32_t, Value>, count> &codes,
+                                std::uint32_t code) {
+    for (const auto &[known, value] : codes) {
+        if (known == code) {
+            return value;
+        }
+    }
+    return std::nullopt;
+}
+
+constexpr std::array<std::pair<std::uint32_t, sim::Modulation>, 4> modulations{{
+    {MODULATION_QPSK, sim::Modulation::qpsk},
+    {MODULATION_8PSK, sim::Modulation::psk8},
+    {MODULATION_16APSK, sim::Modulation::apsk16},
+    {MODULATION_32APSK, sim::Modulation::apsk32},
+}};
+
+constexpr std::array<std::pair<std::uint32_t, sim::CodeRate>, 12> code_rates{{
+    {CODE_RATE_1_4, sim::CodeRate::r1_4},
+    {CODE_RATE_1_3, sim::CodeRate::r1_3},
+    {CODE_RATE_2_5, sim::CodeRate::r2_5},
+    {CODE_RATE_1_2, sim::CodeRate::r1_2},
+    {CODE_RATE_3_5, sim::CodeRate::r3_5},
+    {CODE_RATE_2_3, sim::CodeRate::r2_3},
+    {CODE_RATE_3_4, sim::CodeRate::r3_4},
+    {CODE_RATE_4_5, sim::CodeRate::r4_5},
+    {CODE_RATE_5_6, sim::CodeRate::r5_6},
+    {CODE_RATE_7_8, sim::CodeRate::r7_8},
+    {CODE_RATE_8_9, sim::CodeRate::r8_9},
+    {CODE_RATE_9_10, sim::CodeRate::r9_10},
+}};
+
+constexpr std::array<std::pair<std::uint32_t, sim::RollOff>, 3> roll_offs{{
+    {1, sim::RollOff::r35},
+    {2, sim::RollOff::r25},
+    {3, sim::RollOff::r20},
+}};
+
+constexpr std::uint32_t inversion_inverted = 2;
+
+}  // namespace
+
+SignalInfo read_signal_info() {
+    ds3000_signal_info raw{};
+    ds3000_get_signal_info(&raw);
+    SignalInfo info;
+    info.system = raw.standard == STANDARD_DVBS2 ? sim::System::dvbs2 : sim::System::dvbs;
+    info.modulation = meaning_of(modulations, raw.modulation);
+    info.code_rate = meaning_of(code_rates, raw.code_rate);
+    info.roll_off = meaning_of(roll_offs, raw.roll_off);
+    if (info.system == sim::System::dvbs2) {
+        info.pilots = raw.pilots == 1;
+    }
+    info.inverted = raw.inversion == inversion_inverted;
+    return info;
+}
+
+Json json_of(const SignalInfo &info) {
+    Json json{{"system", sim::to_string(info.system)}};
+    const auto add_name = [&json](const char *key, const auto &value) {
+        if (value) {
+            json[key] = sim::to_string(*value);
+        }
+    };
+    add_name("modulation", info.modulation);
+    add_name("code_rate", info.code_rate);
+    add_name("roll_off", info.roll_off);
+    if (info.pilots) {
+        json["pilots"] = *info.pilots;
+    }
+    if (info.inverted) {
+        json["inverted"] = *info.inverted;
+    }
+    return json;
+}
+
+std::string summary(const SignalInfo &info) {
+    std::string text = sim::to_string(info.system);
+    if (info.modulation && info.code_rate) {
+        text += fmt::format(", {} {}", sim::to_string(*info.modulation),
+                            sim::to_string(*info.code_rate));
+    }
+    if (info.roll_off) {
+        text += fmt::format(", roll-off {}", sim::to_string(*info.roll_off));
+    }
+    if (info.pilots) {
+        text += *info.pilots ? ", pilots" : ", no pilots";
+    }
+    if (info.inverted) {
+        text += *info.inverted ? ", spectrum inverted" : ", spectrum normal";
+    }
+    return text;
+}
+
+}  // namespace host

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "host/output.h"
+#include "sim/transponder.h"
+
+namespace host {
+
+// The received carrier as the demodulator reports it; absent what it does not know.
+struct SignalInfo {
+    sim::System system = sim::System::dvbs;
+    std::optional<sim::Modulation> modulation;
+    std::optional<sim::CodeRate> code_rate;
+    std::optional<sim::RollOff> roll_off;
+    std::optional<bool> pilots;  // DVB-S2 only
+    std::optional<bool> inverted;
+};
+
+// Ask the chip layer, which must hold a locked channel.
+SignalInfo read_signal_info();
+
+Json json_of(const SignalInfo &info);
+
+// "DVB-S2, 8PSK 2/3, roll-off 0.35, pilots, spectrum normal".
+std::string summary(const SignalInfo &info);
+
+}  // namespace host

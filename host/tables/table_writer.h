@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "sim/transponder.h"
+
+namespace host {
+
+// A row to be written; what is absent is written as AUTO or not at all.
+struct WrittenRow {
+    std::uint32_t frequency_khz = 0;
+    sim::Polarisation polarisation = sim::Polarisation::horizontal;
+    std::uint32_t symbol_rate = 0;  // sym/s
+    sim::System system = sim::System::dvbs;
+    std::optional<sim::Modulation> modulation;
+    std::optional<sim::CodeRate> code_rate;  // 1/4 and 1/3 have no name in the format: AUTO
+    std::optional<sim::RollOff> roll_off;
+    std::optional<bool> pilots;
+    std::optional<bool> inverted;
+};
+
+// The text of a DVBv5 channel file with these rows, by libdvbv5; empty without rows.
+// Throws std::system_error when it cannot be made.
+std::string table_text(const std::vector<WrittenRow> &rows);
+
+}  // namespace host

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "host/trace/player.h"
+#include "host/trace/transcript.h"
+#include "sim/board.h"
+#include "sim/clock.h"
+
+namespace host {
+
+// A recording as a board: a player in front of the virtual clock, which it moves on to the recorded
+// time of each event, and makes threads take turns as they did when the recording was made.
+class ReplayBoard : public sim::Board {
+ public:
+    ReplayBoard(const Trace &trace, sim::VirtualClock &clock);
+
+    // Called before every event: the place to look for messages that were written since the last.
+    void before_each_event(std::function<void()> look) { before_each_event_ = std::move(look); }
+
+    [[nodiscard]] Player &player() { return player_; }
+
+    void *open_bus() override;
+    void close_bus(void *bus) override;
+    bool check_address(void *bus, unsigned address) override;
+    bool write(void *bus, unsigned address, std::span<const std::uint8_t> data,
+               unsigned flags) override;
+    bool read(void *bus, unsigned address, std::span<std::uint8_t> data, unsigned flags) override;
+    void set_gpio(void *bus, unsigned line, unsigned level) override;
+    void log(std::string_view text) override;
+    void wait(std::uint32_t microseconds) override;
+
+ private:
+    // What of an event the pace needs.
+    struct Beat {
+        std::uint64_t time_ns = 0;
+        std::size_t next_of_thread = 0;  // index of the same thread's next event; else 0
+    };
+
+    void await_turn();
+    void keep_time(std::size_t event);
+    void oversleep(std::size_t event, std::uint32_t microseconds);
+
+    Player player_;
+    sim::VirtualClock &clock_;
+    std::function<void()> before_each_event_;
+    std::vector<Beat> beats_;
+    bool on_system_clock_;
+};
+
+}  // namespace host

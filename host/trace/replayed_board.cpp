@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: MIT
+#include "host/trace/replayed_board.h"
+
+#include <fmt/format.h>
+
+#include "host/failure.h"
+#include "host/lnb.h"
+#include "host/stderr_capture.h"
+#include "host/trace/trace_file.h"
+#include "sim/clock.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::string_view replay_prefix = "replay:";
+
+std::string file_of(const std::string &uri) { return uri.substr(replay_prefix.size()); }
+
+class ReplayedBoard final : public HostBoard {
+ public:
+    ReplayedBoard(const BoardOptions &options, Console &console)
+        : uri_(options.uri),
+          console_(console),
+          report_(options.replay_report),
+          trace_(read_trace(file_of(options.uri))),
+          board_(trace_, clock_),
+          listener_([this](std::string_view line) { board_.player().message(line); }) {
+        board_.before_each_event(StandardErrorCapture::hand_over);
+        clock_.follow_wall_time(options.real_time);
+        attach(board_, options);
+    }
+
+    // A session that failed leaves no other moment to say why.
+    ~ReplayedBoard() override {
+        detach();
+        if (!finished_) {
+            const std::optional<Difference> difference = take_difference();
+            if (difference && !report_) {
+                console_.error(difference_text(*difference, trace_, file_of(uri_)));
+            }
+        }
+    }
+
+    [[nodiscard]] Json describe() const override {
+        Json json{{"uri", uri_}};
+        for (const auto &[key, value] : trace_.head.entries()) {
+            json["recording"][key] = value;
+        }
+        return json;
+    }
+
+    [[nodiscard]] std::optional<Lnb> fitted_lnb() const override {
+        const auto recorded = trace_.head.value("lnb");
+        try {
+            return recorded ? std::optional(parse_lnb(*recorded)) : std::nullopt;
+        } catch (const Failure &problem) {
+            throw Failure(ExitStatus::bad_input,
+                          fmt::format("{}: meta lnb: {}", file_of(uri_), problem.what()));
+        }
+    }
+
+    [[nodiscard]] bool iq_swapped() const override {
+        return trace_.head.value("iq-swapped").has_value();
+    }
+
+    void finish() override {
+        finished_ = true;
+        const std::optional<Difference> difference = take_difference();
+        HostBoard::finish();
+        if (difference && !report_) {
+            throw Failure(ExitStatus::differs, difference_text(*difference, trace_, file_of(uri_)));
+        }
+    }
+
+ private:
+    std::optional<Difference> take_difference() {
+        Player &player = board_.player();
+        const std::optional<Difference> &difference = player.first_difference();
+        if (report_) {
+            *report_ = {trace_.events.size(), player.played(), player.other_firmware(), difference};
+        }
+        return difference;
+    }
+
+    std::string uri_;
+    Console &console_;
+    std::shared_ptr<ReplayReport> report_;
+    Trace trace_;
+    sim::VirtualClock clock_;
+    ReplayBoard board_;
+    StandardErrorCapture::Listener listener_;
+    bool finished_ = false;
+};
+
+}  // namespace
+
+std::string difference_text(const Difference &difference, const Trace &trace,
+                            const std::string &file) {
+    const auto number_of = [&trace](std::size_t index) {
+        return index < trace.lines.size() ? trace.lines[index] : trace.lines.back() + 1;
+    };
+    const auto context = [&](const auto &events) {
+        std::string text;
+        for (const auto &[index, event] : events) {
+            text += fmt::format("\n  {:>7}             {}", number_of(index), event);
+        }
+        return text;
+    };
+    return fmt::format("{}:{}: here the driver departs from the recording", file,
+                       number_of(difference.index)) +
+           context(difference.before) +
+           fmt::format("\n  {:>7}  recorded - {}\n           now      + {}",
+                       number_of(difference.index),
+                       difference.expected.value_or("(the recording ends)"), difference.actual) +
+           context(difference.after);
+}
+
+bool is_replay_uri(const std::string &uri) { return uri.starts_with(replay_prefix); }
+
+std::unique_ptr<HostBoard> open_replayed_board(const BoardOptions &options, Console &console) {
+    return std::make_unique<ReplayedBoard>(options, console);
+}
+
+}  // namespace host

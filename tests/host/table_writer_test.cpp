@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include "host/tables/table.h"
+#include "host/tables/table_writer.h"
+
+namespace tests {
+namespace {
+
+using host::table_text;
+using host::WrittenRow;
+
+WrittenRow full_row() {
+    WrittenRow row;
+    row.frequency_khz = 11'494'123;
+    row.polarisation = sim::Polarisation::vertical;
+    row.symbol_rate = 21'999'000;
+    row.system = sim::System::dvbs2;
+    row.modulation = sim::Modulation::psk8;
+    row.code_rate = sim::CodeRate::r2_3;
+    row.roll_off = sim::RollOff::r20;
+    row.pilots = true;
+    row.inverted = true;
+    return row;
+}
+
+// What libdvbv5 reads of the rows.
+std::vector<sim::Transponder> read_back(const std::vector<WrittenRow> &rows) {
+    const host::Table table = host::parse_table(table_text(rows), "written");
+    EXPECT_TRUE(table.rejected.empty());
+    return table.satellite().transponders;
+}
+
+TEST(TableWriter, what_is_written_is_read_back) {
+    WrittenRow dvbs = full_row();
+    dvbs.system = sim::System::dvbs;
+    dvbs.polarisation = sim::Polarisation::left;
+    dvbs.modulation = sim::Modulation::qpsk;
+    dvbs.code_rate = sim::CodeRate::r7_8;
+    dvbs.inverted = false;
+
+    const auto rows = read_back({full_row(), dvbs});
+
+    ASSERT_EQ(rows.size(), 2U);
+    EXPECT_EQ(rows[0].frequency_khz, 11'494'123U);
+    EXPECT_EQ(rows[0].polarisation, sim::Polarisation::vertical);
+    EXPECT_EQ(rows[0].symbol_rate, 21'999'000U);
+    EXPECT_EQ(rows[0].system, sim::System::dvbs2);
+    EXPECT_EQ(rows[0].modulation, sim::Modulation::psk8);
+    EXPECT_EQ(rows[0].code_rate, sim::CodeRate::r2_3);
+    EXPECT_EQ(rows[0].roll_off, sim::RollOff::r20);
+    EXPECT_TRUE(rows[0].pilots);
+    EXPECT_TRUE(rows[0].inverted);
+    EXPECT_EQ(rows[1].system, sim::System::dvbs);
+    EXPECT_EQ(rows[1].polarisation, sim::Polarisation::left);
+    EXPECT_EQ(rows[1].code_rate, sim::CodeRate::r7_8);
+    EXPECT_FALSE(rows[1].inverted);
+}
+
+TEST(TableWriter, every_value_survives) {
+    std::vector<WrittenRow> rows;
+    for (const auto polarisation : {sim::Polarisation::horizontal, sim::Polarisation::vertical,
+                                    sim::Polarisation::left, sim::Polarisation::right}) {
+        rows.push_back(full_row());
+        rows.back().polarisation = polarisation;
+    }
+    for (const auto modulation : {sim::Modulation::qpsk, sim::Modulation::psk8,
+                                  sim::Modulation::apsk16, sim::Modulation::apsk32}) {
+        rows.push_back(full_row());
+        rows.back().modulation = modulation;
+    }
+    for (const auto code_rate :
+         {sim::CodeRate::r2_5, sim::CodeRate::r1_2, sim::CodeRate::r3_5, sim::CodeRate::r2_3,
+          sim::CodeRate::r3_4, sim::CodeRate::r4_5, sim::CodeRate::r5_6, sim::CodeRate::r7_8,
+          sim::CodeRate::r8_9, sim::CodeRate::r9_10}) {
+        rows.push_back(full_row());
+        rows.back().code_rate = code_rate;
+    }
+    for (const auto roll_off : {sim::RollOff::r35, sim::RollOff::r25, sim::RollOff::r20}) {
+        rows.push_back(full_row());
+        rows.back().roll_off = roll_off;
+    }
+
+    const auto read = read_back(rows);
+
+    ASSERT_EQ(read.size(), rows.size());
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        EXPECT_EQ(read[i].polarisation, rows[i].polarisation);
+        EXPECT_EQ(read[i].modulation, rows[i].modulation);
+        EXPECT_EQ(read[i].code_rate, rows[i].code_rate);
+        EXPECT_EQ(read[i].roll_off, rows[i].roll_off);
+    }
+}
+
+TEST(TableWriter, what_is_not_known_is_left_to_the_receiver) {
+    WrittenRow row = full_row();
+    row.modulation.reset();
+    row.code_rate.reset();
+    row.roll_off.reset();
+    row.pilots.reset();
+    row.inverted.reset();
+
+    const std::string text = table_text({row});
+
+    for (const char *line : {"INNER_FEC = AUTO", "MODULATION = QAM/AUTO", "PILOT = AUTO",
+                             "ROLLOFF = AUTO", "INVERSION = AUTO"}) {
+        EXPECT_NE(text.find(line), std::string::npos) << line << " in\n" << text;
+    }
+    EXPECT_FALSE(read_back({row}).front().code_rate);
+}
+
+TEST(TableWriter, code_rate_without_a_name_in_the_format_is_automatic) {
+    WrittenRow row = full_row();
+    row.code_rate = sim::CodeRate::r1_4;
+    EXPECT_NE(table_text({row}).find("INNER_FEC = AUTO"), std::string::npos);
+}
+
+TEST(TableWriter, dvbs_has_no_keys_of_dvbs2) {
+    WrittenRow row = full_row();
+    row.system = sim::System::dvbs;
+    const std::string text = table_text({row});
+    for (const char *key : {"MODULATION", "PILOT", "ROLLOFF"}) {
+        EXPECT_EQ(text.find(key), std::string::npos) << key;
+    }
+}
+
+TEST(TableWriter, no_row_is_an_empty_text) { EXPECT_EQ(table_text({}), ""); }
+
+}  // namespace
+}  // namespace tests

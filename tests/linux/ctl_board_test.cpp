@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: MIT
+
+// ds3000-ctl on a board behind mocked nodes, as a process of its own. It lives in real time, so the
+// tests that start a driver take as long as the driver does.
+
+#include <algorithm>
+#include <cerrno>
+#include <deque>
+
+#include "sim/clock.h"
+#include "sim/receiver.h"
+#include "tests/host/ctl_run.h"
+#include "tests/linux/board_test.h"
+
+namespace tests {
+namespace {
+
+using testing::HasSubstr;
+
+constexpr const char *board_option = "--board linux:i2c=/dev/i2c-7";
+
+// Carries transfers to the simulated receiver with its clock at wall time.
+class LiveBoard final : public sim::Board {
+ public:
+    LiveBoard(sim::Receiver &receiver, sim::VirtualClock &clock)
+        : receiver_(receiver), clock_(clock) {}
+
+    void *open_bus() override { return receiver_.open_bus(); }
+    void close_bus(void *bus) override { receiver_.close_bus(bus); }
+    bool check_address(void *bus, unsigned address) override {
+        catch_up();
+        return receiver_.check_address(bus, address);
+    }
+    bool write(void *bus, unsigned address, std::span<const std::uint8_t> data,
+               unsigned flags) override {
+        catch_up();
+        return receiver_.write(bus, address, data, flags);
+    }
+    bool read(void *bus, unsigned address, std::span<std::uint8_t> data, unsigned flags) override {
+        catch_up();
+        return receiver_.read(bus, address, data, flags);
+    }
+    void set_gpio(void *bus, unsigned line, unsigned level) override {
+        receiver_.set_gpio(bus, line, level);
+    }
+    void log(std::string_view) override {}
+    void wait(std::uint32_t) override {}
+
+ private:
+    void catch_up() {
+        const std::uint64_t wall_ns = sim::wall_now_ns() - begin_ns_;
+        if (wall_ns > clock_.now_ns()) {
+            clock_.spend_ns(wall_ns - clock_.now_ns());
+        }
+    }
+
+    sim::Receiver &receiver_;
+    sim::VirtualClock &clock_;
+    std::uint64_t begin_ns_ = sim::wall_now_ns();
+};
+
+sim::Scenario scenario() {
+    sim::Transponder carrier;
+    carrier.frequency_khz = 10'900'000;
+    carrier.polarisation = sim::Polarisation::vertical;
+    carrier.symbol_rate = 22'000'000;
+    carrier.system = sim::System::dvbs2;
+    sim::Scenario scenario;
+    scenario.board.lnbh23 = true;
+    scenario.satellites = {{"one", {carrier}}};
+    return scenario;
+}
+
+// Machine, adapter and a folder for the program's output.
+class CtlBoard : public MockedBoardTest {
+ protected:
+    // Runs of the program, in a folder of their own.
+    class Folder final : public CtlTest {
+     public:
+        using CtlTest::ctl;
+        using CtlTest::shell;
+
+     private:
+        void TestBody() override {}
+    };
+
+    Folder folder;
+};
+
+TEST_F(CtlBoard, a_wrong_uri_is_a_usage_error_with_the_right_form) {
+    const Outcome run = folder.ctl("info --board linux:i2c=7");
+
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.err, HasSubstr("i2c=7 is no path of a device node; the form is linux:i2c="));
+}
+
+TEST_F(CtlBoard, a_board_that_cannot_be_opened_is_refused_by_name) {
+    EXPECT_EQ(folder.ctl("info --board linux:i2c=/dev/i2c-9").status, 3);
+
+    adapter.functions = I2C_FUNC_SMBUS_EMUL;
+    const Outcome run = folder.ctl(std::string("info ") + board_option);
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.err, HasSubstr("I2C adapter /dev/i2c-7 cannot be used: it does SMBus"));
+    EXPECT_EQ(run.out, "");
+}
+
+TEST_F(CtlBoard, failed_transfers_are_shown_when_details_are_asked_for) {
+    const std::string read = "/dev/i2c-7: read demod 01 -> nack: ENXIO, no device acknowledges";
+    const Outcome quiet = folder.ctl(std::string("info ") + board_option);
+    EXPECT_EQ(quiet.status, 4);
+    EXPECT_THAT(quiet.err, Not(HasSubstr(read)));
+    EXPECT_THAT(quiet.err, HasSubstr("lines 6 and 7 of the LNB supply go nowhere"));
+
+    const Outcome verbose = folder.ctl(std::string("info -v ") + board_option);
+    EXPECT_EQ(verbose.status, 4);
+    EXPECT_THAT(verbose.err, HasSubstr(read));
+}
+
+TEST_F(CtlBoard, what_the_adapter_refuses_is_shown_once_without_being_asked_for) {
+    adapter.failures = std::deque<int>(1000, EOPNOTSUPP);
+    const Outcome run = folder.ctl(std::string("info -q ") + board_option);
+
+    EXPECT_EQ(run.status, 4);
+    EXPECT_GT(std::count(adapter.transfers().begin(), adapter.transfers().end(), "0x68 w 03 11"),
+              1);
+    const std::string refusal =
+        "/dev/i2c-7: write demod 03 11 -> nack: EOPNOTSUPP, the adapter finds the message too long";
+    const auto first = run.err.find(refusal);
+    ASSERT_NE(first, std::string::npos) << run.err;
+    EXPECT_EQ(run.err.find(refusal, first + 1), std::string::npos) << run.err;
+}
+
+// A driver at work, with the chips there.
+class CtlBoardInRealTime : public CtlBoard {
+ protected:
+    CtlBoardInRealTime() {
+        // The board's enable line is wired high, so that the LNBH23 alone supplies.
+        receiver_.set_gpio(nullptr, 6, 1);
+        adapter.connect(live_);
+    }
+    ~CtlBoardInRealTime() override { adapter.disconnect(); }
+
+    [[nodiscard]] std::string last_supply_command() const {
+        const auto &transfers = adapter.transfers();
+        const auto last = std::find_if(transfers.rbegin(), transfers.rend(), [](const auto &text) {
+            return text.starts_with("0x0A w ");
+        });
+        return last == transfers.rend() ? "" : *last;
+    }
+
+    const std::string tune = std::string("tune ") + board_option +
+                             " --polarisation V --symbol-rate 22M --system dvbs2 --format json "
+                             "--frequency ";
+
+ private:
+    sim::VirtualClock clock_;
+    sim::Receiver receiver_{scenario(), clock_};
+    LiveBoard live_{receiver_, clock_};
+};
+
+TEST_F(CtlBoardInRealTime, a_tune_locks_and_leaves_the_supply_off) {
+    const Outcome run = folder.ctl(tune + "10900M");
+
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(parse_json(run.out).at("locked"), true) << run.out;
+    EXPECT_EQ(std::count(adapter.transfers().begin(), adapter.transfers().end(), "0x0A w 44"), 1);
+    EXPECT_EQ(last_supply_command(), "0x0A w 00");
+}
+
+TEST_F(CtlBoardInRealTime, info_names_node_and_chips) {
+    const Outcome run = folder.ctl(std::string("info --format json ") + board_option);
+
+    EXPECT_EQ(run.status, 0) << run.err;
+    const auto board = parse_json(run.out).at("board");
+    EXPECT_EQ(breaks_schema(parse_json(run.out), "info"), "");
+    EXPECT_EQ(board.at("i2c_node"), "/dev/i2c-7");
+    EXPECT_EQ(board.at("i2c_adapter"), "mocked adapter");
+    EXPECT_EQ(board.at("demodulator"), "DS3103");
+}
+
+TEST_F(CtlBoardInRealTime, ctrl_c_leaves_the_supply_off) {
+    const Outcome run =
+        folder.shell("timeout --preserve-status -s INT 2 \"$CTL\" " + tune + "11100M --timeout 60");
+
+    EXPECT_EQ(run.status, 130) << run.err;
+    EXPECT_EQ(parse_json(run.out).at("locked"), false) << run.out;
+    EXPECT_EQ(last_supply_command(), "0x0A w 00");
+}
+
+}  // namespace
+}  // namespace tests
