@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/command_line.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <stdexcept>

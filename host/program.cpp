@@ -2,6 +2,7 @@
 #include "host/program.h"
 
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <functional>
 #include <initializer_list>
@@ -16,6 +15,10 @@
 #include "host/interrupt.h"
 #include "host/lnb.h"
 #include "host/output.h"
+
+namespace CLI {
+class App;
+}
 
 namespace host {
 

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include "host/program.h"
+
+namespace CLI {
+class App;
+}
 
 namespace host {
 

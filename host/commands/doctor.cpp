@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <memory>

@@ -2,6 +2,7 @@
 #include "host/commands/target.h"
 
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cctype>

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -10,6 +9,10 @@
 #include "host/output.h"
 #include "host/tables/table.h"
 #include "sim/transponder.h"
+
+namespace CLI {
+class App;
+}
 
 namespace host {
 

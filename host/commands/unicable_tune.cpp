@@ -2,6 +2,7 @@
 #include "host/commands/unicable_tune.h"
 
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <map>
 #include <memory>

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include "host/host_board.h"
 #include "host/program.h"
+
+namespace CLI {
+class App;
+}
 
 namespace host {
 
