@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "host/command_line.h"
 
-#include <CLI/CLI.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <stdexcept>
