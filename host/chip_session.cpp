@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "demod/ds3000_context.h"
+#include "demod/ds3000_regs.h"
 #include "demod/power.h"
 #include "diseqc/diseqc.h"
 #include "host/committed_switch.h"
@@ -86,6 +87,17 @@ void ChipSession::select(const CableLeg &leg) {
 void ChipSession::supply_off() {
     set_lnb_supply(&record_, 0, 0);
     supplied_ = false;
+}
+
+bool ChipSession::demodulator_answers() {
+    constexpr unsigned attempts = 3;  // one transfer may fail on any bus
+    std::uint8_t value = 0;
+    for (unsigned i = 0; i < attempts; ++i) {
+        if (demod_read(ds3000::reg::chip_id, &value) == DS3000_OK) {
+            return true;
+        }
+    }
+    return false;
 }
 
 std::string ChipSession::take_lines() {

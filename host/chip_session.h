@@ -39,6 +39,9 @@ class ChipSession {
     // Switch the supply off; the chips stay awake.
     void supply_off();
 
+    // Whether the demodulator can still be read: most of the driver's operations go on without it.
+    [[nodiscard]] static bool demodulator_answers();
+
     // What the driver wrote to standard error since the last call. The log has it too.
     std::string take_lines();
 

@@ -2,6 +2,7 @@
 #include "host/console.h"
 
 #include <fmt/format.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace host {
@@ -41,9 +42,17 @@ void Console::progress(std::string_view text) {
         return;
     }
     const std::lock_guard lock(mutex_);
-    fmt::print(people_.get(), "\r{}\x1b[K", text);
+    // A line that wraps could not be written over.
+    fmt::print(people_.get(), "\r{}\x1b[K", text.substr(0, columns() - 1));
     std::fflush(people_.get());
     progress_shown_ = true;
+}
+
+std::size_t Console::columns() const {
+    constexpr std::size_t usual = 80;
+    winsize size{};
+    const bool known = ::ioctl(::fileno(people_.get()), TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return known ? size.ws_col : usual;
 }
 
 void Console::say(std::string_view text) {

@@ -45,6 +45,15 @@ TraceHead HostBoard::trace_head(const BoardOptions &options) const {
     if (iq_swapped()) {
         head.add("iq-swapped", "1");
     }
+    if (has_simulated_chips()) {
+        head.add("simulated-chips", "1");
+    }
+    if (const std::optional<sim::Transponder> transponder = usual_transponder()) {
+        head.add("transponder",
+                 fmt::format("{}k {} {} {}", transponder->frequency_khz,
+                             sim::to_string(transponder->polarisation), transponder->symbol_rate,
+                             sim::to_string(transponder->system)));
+    }
     head.add("clock", sim::VirtualClock::current() != nullptr ? "virtual" : "system");
     return head;
 }

@@ -10,6 +10,7 @@
 #include "host/output.h"
 #include "host/trace/trace_writer.h"
 #include "sim/board.h"
+#include "sim/transponder.h"
 
 namespace host {
 
@@ -35,6 +36,14 @@ class HostBoard {
 
     // Whether the board crosses the demodulator's I and Q inputs, which the chips cannot tell.
     [[nodiscard]] virtual bool iq_swapped() const { return false; }
+
+    // Whether the chips are simulated, for which a placeholder serves as firmware.
+    [[nodiscard]] virtual bool has_simulated_chips() const { return false; }
+
+    // A transponder that the board's dish sees, if the board knows one.
+    [[nodiscard]] virtual std::optional<sim::Transponder> usual_transponder() const {
+        return std::nullopt;
+    }
 
     // The work is done: end the trace. Throws Failure (internal_error) when it could not be written
     // whole, and whatever else a board has to say about the work.

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
-#include <map>
 
 #include "host/command_line.h"
 #include "host/commands/commands.h"
@@ -41,12 +40,14 @@ void add_global_options(CLI::App &app, GlobalOptions &options) {
     app.add_option("--lnb", options.lnb, "NAME (see list lnb) or LOW[,HIGH[,SWITCH]] in MHz");
     app.add_option("--switch", options.switch_port, "committed-switch port, 0 without a switch")
         ->check(CLI::Range(0U, highest_port));
-    app.add_option("--format", options.format, "text, json, jsonl or csv")
-        ->transform(CLI::CheckedTransformer(std::map<std::string, Format>{{"text", Format::text},
-                                                                          {"json", Format::json},
-                                                                          {"jsonl", Format::jsonl},
-                                                                          {"csv", Format::csv}})
-                        .description(""));
+    add_choice(
+        app, "--format",
+        {{"text", static_cast<int>(Format::text)},
+         {"json", static_cast<int>(Format::json)},
+         {"jsonl", static_cast<int>(Format::jsonl)},
+         {"csv", static_cast<int>(Format::csv)}},
+        [&options](int number) { options.format = static_cast<Format>(number); },
+        "text, json, jsonl or csv");
     app.add_option("-o,--output", options.output, "where the data go; - is standard output");
     app.add_flag("-q,--quiet", options.quiet, "no notes and no progress, only errors");
     app.add_flag("-v,--verbose", options.verbose, "details, and what the driver says");
@@ -123,7 +124,10 @@ int run_program(int argc, const char *const *argv, GlobalOptions options) {
     add_scan(app, job);
     add_unicable(app, job);
     for (CLI::App *command : app.get_subcommands({})) {
-        command->footer(exit_statuses);
+        command->footer(
+            "Global options, --board, --lnb, --format and -o among them: ds3000-ctl "
+            "--help\n" +
+            std::string(exit_statuses));
     }
     try {
         app.parse(argc, argv);
@@ -136,6 +140,11 @@ int run_program(int argc, const char *const *argv, GlobalOptions options) {
             return static_cast<int>(ExitStatus::usage);
         }
         return app.exit(error) == 0 ? 0 : static_cast<int>(ExitStatus::usage);
+    }
+    // What a recording asks for comes from somebody else: it may not choose files and plug-ins.
+    if (const std::string name = option_not_repeated(app); options.replay_report && !name.empty()) {
+        console.error(fmt::format("the command of a replay must not have {}", name));
+        return static_cast<int>(ExitStatus::usage);
     }
     console.set_quiet(options.quiet);
     console.set_verbose(options.verbose);

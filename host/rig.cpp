@@ -41,6 +41,11 @@ ExitStatus Workbench::live(const std::function<ExitStatus()> &session) {
     ExitStatus status = ExitStatus::done;
     try {
         status = session();
+    } catch (const Failure &failure) {
+        if (failure.status() != ExitStatus::cancelled) {
+            log_.show_recent(driver_heading);
+        }
+        throw;
     } catch (const std::exception &) {
         log_.show_recent(driver_heading);
         throw;

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "host/failure.h"
@@ -30,6 +31,12 @@ sim::Scenario demo_scenario(unsigned switch_port) {
         scenario.diseqc_switch->ports.at(switch_port - 1) = 0;
     }
     return scenario;
+}
+
+// One that the built-in world has, whatever tables are installed.
+bool is_the_usual_one(const sim::Transponder &transponder) {
+    return transponder.frequency_khz == 11'494'000 &&
+           transponder.polarisation == sim::Polarisation::horizontal;
 }
 
 }  // namespace
@@ -73,6 +80,20 @@ Json SimulatedBoard::describe() const {
 
 std::optional<Lnb> SimulatedBoard::fitted_lnb() const {
     return demo_ ? std::nullopt : std::optional(described(scenario_.lnb));
+}
+
+std::optional<sim::Transponder> SimulatedBoard::usual_transponder() const {
+    if (demo_) {
+        const auto transponders = demo_satellite().transponders;
+        const auto found = std::find_if(transponders.begin(), transponders.end(), is_the_usual_one);
+        return found == transponders.end() ? transponders.front() : *found;
+    }
+    for (const sim::Satellite &satellite : scenario_.satellites) {
+        if (!satellite.transponders.empty()) {
+            return satellite.transponders.front();
+        }
+    }
+    return std::nullopt;
 }
 
 void SimulatedBoard::point_at(const sim::Satellite &satellite, unsigned port) {

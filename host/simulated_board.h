@@ -31,6 +31,9 @@ class SimulatedBoard final : public HostBoard {
     [[nodiscard]] std::optional<Lnb> fitted_lnb() const override;
     [[nodiscard]] bool iq_swapped() const override { return scenario_.board.iq_swap; }
 
+    [[nodiscard]] bool has_simulated_chips() const override { return true; }
+    [[nodiscard]] std::optional<sim::Transponder> usual_transponder() const override;
+
     [[nodiscard]] sim::VirtualClock &clock() { return clock_; }
     [[nodiscard]] sim::Receiver &receiver() { return *receiver_; }
     [[nodiscard]] const sim::Scenario &scenario() const { return scenario_; }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -26,6 +27,11 @@ namespace {
 volatile std::sig_atomic_t memory_in_force = -1;
 volatile std::sig_atomic_t original_in_force = -1;
 
+// How much of the capture has been taken. The memory is never cut down to what is left: another
+// thread may write just then.
+std::atomic<long> taken{0};
+static_assert(std::atomic<long>::is_always_lock_free, "the signal handler reads it");
+
 // Who wants to hear the lines, how much of the capture they have heard, and the beginning of a line
 // that is not whole yet. A driver's threads may write and hand over at the same time.
 std::recursive_mutex listening;
@@ -38,8 +44,9 @@ constexpr std::array<int, 3> deadly_signals{SIGABRT, SIGSEGV, SIGBUS};
 // Only calls that are safe in a signal handler.
 void release_capture(int signal) {
     std::array<char, 512> part{};
-    ::lseek(memory_in_force, 0, SEEK_SET);
-    for (ssize_t got = 0; (got = ::read(memory_in_force, part.data(), part.size())) > 0;) {
+    off_t place = taken;
+    for (ssize_t got = 0; (got = ::pread(memory_in_force, part.data(), part.size(), place)) > 0;) {
+        place += got;
         if (::write(original_in_force, part.data(), static_cast<std::size_t>(got)) < 0) {
             break;
         }
@@ -98,9 +105,13 @@ void StandardErrorCapture::hand_over() {
 StandardErrorCapture::StandardErrorCapture() {
     std::fflush(stderr);
     memory_ = checked(::memfd_create("stderr", MFD_CLOEXEC), "capturing standard error");
-    // Appending keeps the place right after take() has emptied it.
-    checked(::fcntl(memory_, F_SETFL, O_APPEND), "capturing standard error");
     original_ = checked(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3), "capturing standard error");
+    {
+        const std::lock_guard lock(listening);
+        taken = 0;
+        heard = 0;
+        line_begun.clear();
+    }
     checked(::dup2(memory_, STDERR_FILENO), "capturing standard error");
     report_sanitizers_to(original_);
     memory_in_force = memory_;
@@ -108,9 +119,6 @@ StandardErrorCapture::StandardErrorCapture() {
     for (const int signal : deadly_signals) {
         std::signal(signal, release_capture);
     }
-    const std::lock_guard lock(listening);
-    heard = 0;
-    line_begun.clear();
 }
 
 StandardErrorCapture::~StandardErrorCapture() {
@@ -130,15 +138,15 @@ StandardErrorCapture::~StandardErrorCapture() {
 std::string StandardErrorCapture::take() const {
     std::fflush(stderr);
     const std::lock_guard lock(listening);
-    hand_over();
     std::string text;
     std::array<char, 4096> part{};
-    ::lseek(memory_, 0, SEEK_SET);
-    for (ssize_t got = 0; (got = ::read(memory_, part.data(), part.size())) > 0;) {
+    off_t place = taken;
+    for (ssize_t got = 0; (got = ::pread(memory_, part.data(), part.size(), place)) > 0;) {
         text.append(part.data(), static_cast<std::size_t>(got));
+        place += got;
     }
-    checked(::ftruncate(memory_, 0), "capturing standard error");
-    heard = 0;
+    hand_over();
+    taken = static_cast<long>(place);
     return text;
 }
 

@@ -78,10 +78,14 @@ std::uint64_t Demodulator::engine_ready_ns() {
 
 void Demodulator::write_search_control(std::uint8_t value, std::uint64_t now_ns) {
     regs_.plain[reg::search_control] = value;
+    const bool starts = (value & reg::search_start) != 0;
     if (!running_ || job_ != Job::spectrum || !engine_is_set_up()) {
+        if (starts) {
+            engine_.stall();
+        }
         return;
     }
-    if ((value & reg::search_start) != 0) {
+    if (starts) {
         const SearchSetting setting{all_hold(regs_.plain, wide_rows), regs_.plain[0x92] + 1U,
                                     programmed_carrier_khz()};
         engine_.search(source_->spectrum(mirrors()), setting, now_ns, engine_ready_ns());

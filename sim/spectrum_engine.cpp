@@ -5,6 +5,7 @@
 #include <array>
 #include <cmath>
 #include <deque>
+#include <limits>
 #include <numbers>
 #include <optional>
 
@@ -316,6 +317,11 @@ void SpectrumEngine::search(const Spectrum &spectrum, const SearchSetting &setti
     }
     occupied_bins_ =
         static_cast<std::uint16_t>(std::clamp(explained_khz / bin_khz, 0.0, most_bins));
+}
+
+void SpectrumEngine::stall() {
+    power_on();
+    done_ns_ = std::numeric_limits<std::uint64_t>::max();
 }
 
 std::uint8_t SpectrumEngine::control(std::uint64_t now_ns) const {

@@ -38,19 +38,25 @@ struct SearchSetting {
 //
 // It averages power spectra of the base band, in bins of 187.5 kHz with a grid four times as fine,
 // smooths them over the given number of grid steps, and on demand looks for the slopes of carriers:
-// those 0.2 dB or more high, which is what averaging leaves of the noise. The slopes that rise are
+// those 0.2 dB or more high, and 0.3 of the noise's density, which is what averaging leaves of the
+// noise. The slopes that rise are
 // the carriers' lower edges in turn, those that fall their upper edges; an edge lies where half the
 // power is lost. So carriers that reach into each other are told apart by their four slopes and
 // those side by side by the dip between them, while two whose slopes add up to a level spectrum -
 // their centres half the sum of their symbol rates apart, or nearly - are taken for one. What stays
 // less than 4 dB above the noise, a carrier with a C/N below 2 dB, is missed, and so is leakage
 // unless it rises that far. Averaging leaves no trace of noise but for a spurious peak now and
-// then, which follows from the seed.
+// then, 2 to 12 MHz wide and anywhere in the passband, which follows from the seed. A slope that an
+// edge of a narrow carrier interrupts counts once, as its greater part.
+//
+// The averages take 10 ms for the wide look and 25 ms for the other, from the last change of what
+// is received on; the search itself takes 12 ms. The wide look reports carriers from 8 MHz on, the
+// other from 600 kHz on.
 //
 // A peak is reported as the bins of its centre from the tuner's nominal frequency and as its width
 // in bins: the symbol rate and the 400 kHz by which the engine's window widens every peak. Peaks
 // come in the order of the spectrum it sees, which a board that swaps I and Q mirrors; of more than
-// 31 the first ones are kept.
+// 31 the first ones are kept, and the span below ends where the first of the others begins.
 //
 // The occupied span reaches from the nominal frequency up to the last one that was analysed and
 // explained: to the end of the tuner's passband, or to the beginning of the carrier that reaches
@@ -70,6 +76,8 @@ class SpectrumEngine {
     // Look for carriers; `ready_ns` is when the averages are complete.
     void search(const Spectrum &spectrum, const SearchSetting &setting, std::uint64_t now_ns,
                 std::uint64_t ready_ns);
+    // A search that was asked for while the engine does not run: its start bit stays set.
+    void stall();
 
     // Register 0x9A: bit 7 while the search runs, then the number of peaks.
     [[nodiscard]] std::uint8_t control(std::uint64_t now_ns) const;

@@ -10,7 +10,8 @@ namespace {
 
 constexpr std::uint8_t master_frame = 0xE0;
 constexpr std::uint8_t channel_change = 0x5A;
-constexpr std::uint8_t test_tones = 0x5B;
+constexpr std::uint8_t installation = 0x5B;
+constexpr std::uint8_t installation_function = 0x1F;  // of the first data byte; 0: the test tones
 constexpr std::size_t message_length = 5;
 constexpr double converter_step_khz = 4'000;
 constexpr std::uint32_t first_step = 350;
@@ -56,7 +57,8 @@ std::optional<UnicableUnit::Request> UnicableUnit::request_of(
 }
 
 bool UnicableUnit::asks_for_tones(std::span<const std::uint8_t> message) {
-    return is_command(message, test_tones) && message[1] != 0x00;
+    return is_command(message, installation) && message[1] != 0x00 &&
+           (message[3] & installation_function) == 0;
 }
 
 void UnicableUnit::follow(const Request &request) {

@@ -28,8 +28,9 @@ struct UserBandChannel {
 // oscillator stands at 4 MHz x (350 + word), above the band, so what lands on the user band is the
 // oscillator less it, mirrored. A band that the unit lacks and a word whose frequency lies outside
 // 950..2150 MHz move nothing; nor does a bank that the dishes lack, which the outdoor unit decides.
-// E0 10 5B: a test tone in the middle of every user band, until a channel change gives the band
-// something else. The unit forgets all when its supply goes. Commands are heard at either voltage.
+// E0 10 5B, bits 4..0 of the next byte 0: a test tone in the middle of every user band, until a
+// channel change gives the band something else. The unit forgets all when its supply goes. Commands
+// are heard at either voltage.
 class UnicableUnit {
  public:
     // Half of what a band's filter passes.

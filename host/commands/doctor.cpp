@@ -40,31 +40,6 @@ bool names_a_target(const TargetOptions &target) {
            target.system;
 }
 
-// One that the built-in world has, whatever tables are installed.
-bool is_the_usual_one(const sim::Transponder &transponder) {
-    return transponder.frequency_khz == 11'494'000 &&
-           transponder.polarisation == sim::Polarisation::horizontal;
-}
-
-// The transponder to receive when none is named: a simulated world knows one.
-std::optional<sim::Transponder> usual_transponder(HostBoard &board) {
-    const SimulatedBoard *simulated = board.simulated();
-    if (simulated == nullptr) {
-        return std::nullopt;
-    }
-    if (simulated->is_demo()) {
-        const auto transponders = demo_satellite().transponders;
-        const auto found = std::find_if(transponders.begin(), transponders.end(), is_the_usual_one);
-        return found == transponders.end() ? transponders.front() : *found;
-    }
-    for (const sim::Satellite &satellite : simulated->scenario().satellites) {
-        if (!satellite.transponders.empty()) {
-            return satellite.transponders.front();
-        }
-    }
-    return std::nullopt;
-}
-
 std::optional<Target> named_target(const DoctorOptions &options, Console &console) {
     return names_a_target(options.target)
                ? std::optional(find_target("doctor", options.target, console))
@@ -77,7 +52,7 @@ void arrange_world(ChipRig &rig, const Program &program, const std::optional<Tar
     rig.fit_lnb(aim.lnb);
     const SimulatedBoard *simulated = rig.board().simulated();
     if (target && target->table) {
-        rig.point_at(target->table->satellite(), program.options.switch_port);
+        rig.point_at(satellite_of(*target), program.options.switch_port);
     } else if (simulated != nullptr && simulated->is_demo()) {
         rig.point_at(demo_satellite(), program.options.switch_port);
     }
@@ -86,7 +61,7 @@ void arrange_world(ChipRig &rig, const Program &program, const std::optional<Tar
 std::optional<Aim> aim_of(ChipRig &rig, const Program &program, const DoctorOptions &options,
                           const std::optional<Target> &target) {
     const auto transponder =
-        target ? std::optional(target->transponder) : usual_transponder(rig.board());
+        target ? std::optional(target->transponder) : rig.board().usual_transponder();
     if (!transponder) {
         return std::nullopt;
     }
@@ -175,7 +150,7 @@ Json about(HostBoard &board, const std::optional<Aim> &aim) {
 
 void examine_session(ChipRig &rig, const Program &program, const DoctorOptions &options,
                      const std::optional<Aim> &aim, Findings &findings, ChipSession &session) {
-    examine_chips(findings, rig.board().simulated() != nullptr);
+    examine_chips(findings, rig.board().has_simulated_chips());
     if (!aim) {
         findings.skip("lock", "no transponder is named; name one to have its reception examined");
         return;
@@ -242,22 +217,25 @@ ExitStatus run_doctor(Program &program, const DoctorOptions &options) {
                       "switch's place");
     }
     const auto target = named_target(options, program.console);
+    const GlobalOptions global =
+        target && !options.user_band ? at_port_of(*target, program.options) : program.options;
+    Program at_port{program.command_line, global, program.console, program.interrupt};
     Output output(program.options.format, program.options.output);
     Writer writer(output);
     Findings findings([&writer](const Finding &finding) { writer.write(finding); });
-    const auto rig = open_rig(program, findings);
+    const auto rig = open_rig(at_port, findings);
     if (!rig) {
         writer.finish(findings, {{"board", {{"uri", program.options.board}}}});
         return findings.status();
     }
-    const auto aim = aim_of(*rig, program, options, target);
+    const auto aim = aim_of(*rig, at_port, options, target);
     if (aim) {
-        arrange_world(*rig, program, target, *aim);
+        arrange_world(*rig, at_port, target, *aim);
     }
     if (!examine_bus(findings, rig->log())) {
         findings.skip("start", "there is no demodulator that the driver could start");
         end(*rig);
-    } else if (!examine_running_chips(*rig, program, options, aim, findings)) {
+    } else if (!examine_running_chips(*rig, at_port, options, aim, findings)) {
         end(*rig);
     }
     writer.finish(findings, about(rig->board(), aim));

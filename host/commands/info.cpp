@@ -89,10 +89,16 @@ void write_text(Output &output, const Json &info) {
                      text("/plugin/list_a_entries"), text("/plugin/list_b_entries")));
     line("board", text("/board/uri"));
     line("demodulator", text("/board/demodulator"));
-    line("tuner", fmt::format("identity {}", text("/board/tuner_identity")));
+    // What only a simulated board can tell.
+    const bool simulated = info.contains("firmware");
+    if (simulated) {
+        line("tuner", fmt::format("identity {}", text("/board/tuner_identity")));
+    }
     line("LNB supply", text("/board/lnb_supply") == "gpio" ? "two GPIO lines" : "LNBH23");
-    line("firmware", fmt::format("{}, {} bytes loaded", text("/firmware/kind"),
-                                 text("/firmware/loaded_bytes")));
+    if (simulated) {
+        line("firmware", fmt::format("{}, {} bytes loaded", text("/firmware/kind"),
+                                     text("/firmware/loaded_bytes")));
+    }
     line("program", text("/program/version"));
     for (const auto &[name, version] : info.at("program").at("libraries").items()) {
         line("  library", fmt::format("{} {}", name, version.get<std::string>()));

@@ -3,10 +3,14 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <exception>
+#include <functional>
 #include <map>
 #include <memory>
 
+#include "host/command_line.h"
 #include "host/commands/commands.h"
+#include "host/commands/describe.h"
 #include "host/frequency.h"
 #include "host/pace.h"
 #include "host/plan.h"
@@ -64,6 +68,9 @@ LegsWanted read_wanted(const ScanOptions &options, const Program &program) {
     if (options.all_ports && program.options.switch_port != 0) {
         usage("scan takes --all-ports or --switch, not both");
     }
+    if (options.report && (*options.report == "-" || options.report == program.options.output)) {
+        usage(fmt::format("--report {}: the page needs a file of its own", *options.report));
+    }
     LegsWanted wanted;
     if (options.range) {
         wanted.downlink = noted_range(*options.range, program.console);
@@ -105,20 +112,37 @@ class Destinations {
 
     [[nodiscard]] bool wants_report() const { return report_.has_value(); }
 
+    // One that cannot be written costs no other; its failure is thrown when all had their turn.
     void write(const ScanResult &result, const std::string &title, const std::string &board) {
-        write_scan(data_, result);
-        data_.finish();
+        std::exception_ptr failure;
+        const auto attempt = [&failure](const std::function<void()> &writing) {
+            try {
+                writing();
+            } catch (const Failure &) {
+                failure = failure ? failure : std::current_exception();
+            }
+        };
+        attempt([&] {
+            write_scan(data_, result);
+            data_.finish();
+        });
         if (table_) {
-            table_->text(table_text(table_rows(result)));
-            table_->finish();
+            attempt([&] { write_text(*table_, table_text(table_rows(result))); });
         }
         if (report_) {
-            report_->text(report_page(report_of(result, title, board)));
-            report_->finish();
+            attempt([&] { write_text(*report_, report_page(report_of(result, title, board))); });
+        }
+        if (failure) {
+            std::rethrow_exception(failure);
         }
     }
 
  private:
+    static void write_text(Output &output, const std::string &text) {
+        output.text(text);
+        output.finish();
+    }
+
     static bool names_table(const GlobalOptions &options) {
         return options.output && options.output->ends_with(".conf");
     }
@@ -287,6 +311,7 @@ class Scan {
         return scanned;
     }
 
+    // Short enough for a terminal of 80 columns; after the leg's own figures the time so far.
     void show(const ScanLeg &leg, std::size_t index, std::size_t count,
               const LegProgress &progress) {
         locked_before_ = index == leg_shown_ ? locked_before_ : locked_before_ + locked_in_leg_;
@@ -298,10 +323,11 @@ class Scan {
         const double share =
             (static_cast<double>(index) + progress.share) / static_cast<double>(count);
         const double elapsed_s = static_cast<double>(sim::wall_now_ns() - begin_ns_) / 1e9;
-        std::string text =
-            fmt::format("leg {} of {}, {}: {}, {} candidates, {} locked, {} elapsed", index + 1,
-                        count, leg.label(), format_mhz(progress.frequency_khz), progress.candidates,
-                        locked_before_ + progress.locked, clock_text(elapsed_s));
+        std::string text = fmt::format(
+            "leg {}/{}{}, {} MHz {}, {} candidates, {} locked, {}", index + 1, count,
+            leg.cable.switch_port == 0 ? "" : fmt::format(", port {}", leg.cable.switch_port),
+            progress.frequency_khz / 1000U, polarisation_letter(leg.polarisation),
+            progress.candidates, locked_before_ + progress.locked, clock_text(elapsed_s));
         if (share > 0) {
             text += fmt::format(", {} to go", clock_text(elapsed_s * (1 - share) / share));
         }
@@ -354,16 +380,22 @@ void add_comparison(ScanResult &result, const Table &table, HostBoard &board) {
     }
 }
 
-ExitStatus judge(const ScanResult &result, HostBoard &board, Console &console) {
-    const SimulatedBoard *simulated = board.simulated();
+ExitStatus judge(const ScanResult &result, HostBoard &board, Console &console, bool answers) {
+    SimulatedBoard *const simulated = board.simulated();
     bool complaints = false;
     if (simulated != nullptr) {
-        for (const sim::Complaint &complaint : board.simulated()->receiver().complaints()) {
+        for (const sim::Complaint &complaint : simulated->receiver().complaints()) {
             console.error(fmt::format("the driver: {} ({} times), first: {}",
                                       sim::to_string(complaint.offence), complaint.count,
                                       complaint.first));
             complaints = true;
         }
+    }
+    if (!answers) {
+        console.error(
+            "the demodulator at 0xD0 no longer answers: what was found is not all there is; see "
+            "ds3000-ctl doctor");
+        return ExitStatus::hardware_absent;
     }
     if (!result.complete) {
         return ExitStatus::cancelled;
@@ -373,6 +405,11 @@ ExitStatus judge(const ScanResult &result, HostBoard &board, Console &console) {
     }
     if (result.transponders.empty()) {
         console.error("no transponder found");
+        if (simulated != nullptr && simulated->scenario().unicable) {
+            console.note(
+                "On this cable a Unicable unit shows only what it was asked for; scan asks for "
+                "nothing. See ds3000-ctl unicable");
+        }
         return ExitStatus::nothing_found;
     }
     return ExitStatus::done;
@@ -404,6 +441,7 @@ ExitStatus run_scan(Program &program, const ScanOptions &options) {
         const std::uint64_t begin_ns = now_ns();
         ScanResult result = Scan(program, rig, settings, destinations.wants_report())
                                 .run(session, wanted.lnb, legs);
+        const bool answers = ChipSession::demodulator_answers();
         if (table) {
             add_comparison(result, *table, rig.board());
         }
@@ -415,7 +453,7 @@ ExitStatus run_scan(Program &program, const ScanOptions &options) {
                                ? fmt::format("Blind scan of {}", surroundings.satellite->name)
                                : "Blind scan",
                            program.options.board);
-        return judge(result, rig.board(), program.console);
+        return judge(result, rig.board(), program.console, answers);
     });
 }
 
@@ -429,13 +467,10 @@ void add_scan(CLI::App &app, Job &job) {
         "--range", options->range,
         "downlink frequencies LOW-HIGH, 11000-11700 say; default: all the LNB reaches");
     scan->add_option("--if", options->intermediate, "frequencies on the cable LOW-HIGH instead");
-    scan->add_option("--algorithm", options->algorithm,
-                     "sweep: look through a leg, then try what was seen (default); stepwise: try "
-                     "at every step")
-        ->transform(CLI::CheckedTransformer(
-                        std::map<std::string, scan_algorithm>{{"sweep", SCAN_ALGO_SWEEP},
-                                                              {"stepwise", SCAN_ALGO_STEPWISE}})
-                        .description(""));
+    add_choice(
+        *scan, "--algorithm", {{"sweep", SCAN_ALGO_SWEEP}, {"stepwise", SCAN_ALGO_STEPWISE}},
+        [options](int number) { options->algorithm = static_cast<scan_algorithm>(number); },
+        "sweep: look through a leg, then try what was seen (default); stepwise: try at every step");
     scan->add_option("--passes", options->passes,
                      "passes over a leg; the first of several looks for wide carriers only")
         ->check(CLI::Range(1U, 255U))

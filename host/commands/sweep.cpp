@@ -5,6 +5,7 @@
 #include <array>
 #include <map>
 #include <memory>
+#include <set>
 
 #include "host/commands/commands.h"
 #include "host/commands/describe.h"
@@ -63,8 +64,8 @@ std::vector<sim::Transponder> transponders_of(const Table &table) {
 
 class Sweep {
  public:
-    Sweep(Program &program, Rig &rig, const std::vector<Table> &tables)
-        : program_(program), rig_(rig), tables_(tables) {
+    Sweep(Program &program, Rig &rig, const std::vector<Table> &tables, bool as_wired)
+        : program_(program), rig_(rig), tables_(tables), as_wired_(as_wired) {
         for (const Table &table : tables) {
             rows_ += table.rows.size() + table.rejected.size();
         }
@@ -83,7 +84,9 @@ class Sweep {
  private:
     void sweep_table(Session &session, const Table &table) {
         const LnbSource lnbs(program_, rig_.board().fitted_lnb(), transponders_of(table));
-        rig_.point_at(table.satellite(), program_.options.switch_port);
+        if (!as_wired_) {
+            point_dishes(table);
+        }
         auto row = table.rows.begin();
         auto rejected = table.rejected.begin();
         while ((row != table.rows.end() || rejected != table.rejected.end()) &&
@@ -101,6 +104,25 @@ class Sweep {
         }
     }
 
+    // --switch says where all rows are; otherwise each row may.
+    [[nodiscard]] unsigned port_of(const TableRow &row) const {
+        const unsigned chosen = program_.options.switch_port;
+        return chosen != 0 ? chosen : row.switch_port;
+    }
+
+    void point_dishes(const Table &table) {
+        if (program_.options.switch_port != 0) {
+            rig_.point_at(table.satellite(), program_.options.switch_port);
+            return;
+        }
+        std::set<unsigned> ports;
+        for (const TableRow &row : table.rows) {
+            if (ports.insert(row.switch_port).second) {
+                rig_.point_at(table.satellite_at(row.switch_port), row.switch_port);
+            }
+        }
+    }
+
     static RowResult unusable(const RejectedRow &row) {
         RowResult result;
         result.place = row.place;
@@ -110,7 +132,7 @@ class Sweep {
     }
 
     RowResult visit(Session &session, const TableRow &row, const Lnb &lnb) {
-        const unsigned port = program_.options.switch_port;
+        const unsigned port = port_of(row);
         const tune_request request = request_for(row.transponder, lnb, port);
         const TunePlan plan = plan_tune(request);
         RowResult result;
@@ -200,6 +222,7 @@ class Sweep {
     Program &program_;
     Rig &rig_;
     const std::vector<Table> &tables_;
+    bool as_wired_;
     std::size_t rows_ = 0;
     std::vector<RowResult> results_;
 };
@@ -456,18 +479,45 @@ std::vector<sim::Complaint> complaints_of(HostBoard &board) {
                                 : simulated->receiver().complaints();
 }
 
-ExitStatus run_sweep(Program &program, const std::vector<std::string> &names) {
+// The first port that a row names, 0 when none does.
+unsigned port_named_in(const std::vector<Table> &tables) {
+    for (const Table &table : tables) {
+        for (const TableRow &row : table.rows) {
+            if (row.switch_port != 0) {
+                return row.switch_port;
+            }
+        }
+    }
+    return 0;
+}
+
+// What a person asks sweep for.
+struct SweepOptions {
+    std::vector<std::string> tables;
+    bool as_wired = false;
+};
+
+ExitStatus run_sweep(Program &program, const SweepOptions &options) {
     std::vector<Table> tables;
-    tables.reserve(names.size());
-    for (const std::string &name : names) {
+    tables.reserve(options.tables.size());
+    for (const std::string &name : options.tables) {
         tables.push_back(read_table(find_table(name)));
     }
     Output output(program.options.format, program.options.output);
-    Rig rig(program);
+    // The built-in board has a switch if a port is asked for.
+    GlobalOptions global = program.options;
+    if (global.switch_port == 0) {
+        global.switch_port = port_named_in(tables);
+    }
+    Rig rig({program.command_line, global, program.console, program.interrupt});
     const std::uint64_t begin_ns = now_ns();
     const std::uint64_t wall_begin_ns = sim::wall_now_ns();
+    if (const SimulatedBoard *simulated = rig.board().simulated();
+        options.as_wired && simulated != nullptr && simulated->is_demo()) {
+        rig.point_at(demo_satellite(), global.switch_port);
+    }
     return rig.run([&](Session &session) {
-        Sweep sweep(program, rig, tables);
+        Sweep sweep(program, rig, tables, options.as_wired);
         const bool complete = sweep.run(session);
         const Report report{tables,
                             sweep.results(),
@@ -485,14 +535,16 @@ ExitStatus run_sweep(Program &program, const std::vector<std::string> &names) {
 void add_sweep(CLI::App &app, Job &job) {
     CLI::App *sweep = app.add_subcommand(
         "sweep", "Tune to every transponder of the tables in turn and classify the outcome");
-    const auto tables = std::make_shared<std::vector<std::string>>();
+    const auto options = std::make_shared<SweepOptions>();
     sweep
-        ->add_option("TABLE", *tables,
+        ->add_option("TABLE", options->tables,
                      "tables' files, or their names if they are installed; the dish points at each "
                      "table's satellite")
         ->required();
-    sweep->callback([&job, tables] {
-        job = [tables](Program &program) { return run_sweep(program, *tables); };
+    sweep->add_flag("--as-wired", options->as_wired,
+                    "leave a simulated world's dishes where they point, as on a real board");
+    sweep->callback([&job, options] {
+        job = [options](Program &program) { return run_sweep(program, *options); };
     });
 }
 

@@ -93,6 +93,17 @@ Target find_target(std::string_view command, const TargetOptions &options, Conso
                          : target_by_numbers(command, options, console);
 }
 
+GlobalOptions at_port_of(const Target &target, GlobalOptions options) {
+    if (options.switch_port == 0 && target.row) {
+        options.switch_port = target.row->switch_port;
+    }
+    return options;
+}
+
+sim::Satellite satellite_of(const Target &target) {
+    return target.table->satellite_at(target.row->switch_port);
+}
+
 Json json_of(const Target &target) {
     Json json = Json::object();
     if (target.row) {

@@ -7,6 +7,7 @@
 
 #include "host/console.h"
 #include "host/output.h"
+#include "host/program.h"
 #include "host/tables/table.h"
 #include "sim/transponder.h"
 
@@ -38,6 +39,13 @@ void add_target_options(CLI::App &command, TargetOptions &options);
 // The transponder that the options of a command name. How a bare number is read is noted on the
 // console. Throws Failure: usage, nothing_found, bad_input, outside_limits.
 Target find_target(std::string_view command, const TargetOptions &options, Console &console);
+
+// The options with the switch port that the target's row names, unless --switch says another.
+GlobalOptions at_port_of(const Target &target, GlobalOptions options);
+
+// What the table's dish sees that the target is behind: the rows of the same switch port.
+// The target is a table's row.
+sim::Satellite satellite_of(const Target &target);
 
 // The members that a target has in every output: its row, and what transponder it is.
 Json json_of(const Target &target);

@@ -106,7 +106,7 @@ void explain_no_lock(HostBoard &board, Json &result) {
 void point_dish(Rig &rig, const Program &program, const Target &target) {
     SimulatedBoard *simulated = rig.board().simulated();
     if (target.table) {
-        rig.point_at(target.table->satellite(), program.options.switch_port);
+        rig.point_at(satellite_of(target), program.options.switch_port);
     } else if (simulated != nullptr && simulated->is_demo()) {
         rig.point_at(demo_satellite(), program.options.switch_port);
     }
@@ -190,7 +190,9 @@ ExitStatus run_tune(Program &program, const TuneOptions &options) {
         usage("tune --show-plan has no use for --timeout; leave it out");
     }
     const Target target = find_target("tune", options.target, program.console);
-    return options.show_plan ? show_plan(program, target) : tune_channel(program, options, target);
+    const GlobalOptions global = at_port_of(target, program.options);
+    Program at_port{program.command_line, global, program.console, program.interrupt};
+    return options.show_plan ? show_plan(at_port, target) : tune_channel(at_port, options, target);
 }
 
 }  // namespace

@@ -4,9 +4,9 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
-#include <map>
 #include <memory>
 
+#include "host/command_line.h"
 #include "host/commands/describe.h"
 #include "host/commands/target.h"
 #include "host/frequency.h"
@@ -85,9 +85,12 @@ void arrange_world(Workbench &rig, const Plan &plan) {
 }
 
 // The first user band of the unit that the search accepts, with its index.
-UserBand search_for_band(ChipSession &session, const Plan &plan, Console &console) {
+UserBand search_for_band(ChipSession &session, const Plan &plan, const Program &program) {
     session.select({.voltage_18v = true});
     std::vector<FoundBand> found = search_user_bands({}, true);
+    if (program.interrupt.requested()) {
+        throw Failure(ExitStatus::cancelled, "cancelled while a user band was searched for");
+    }
     std::erase_if(found, [](const FoundBand &band) { return !band.valid; });
     if (found.empty()) {
         throw Failure(ExitStatus::nothing_found,
@@ -104,7 +107,8 @@ UserBand search_for_band(ChipSession &session, const Plan &plan, Console &consol
                         "moves it; name it with --user-band INDEX:{0}",
                         first.frequency_mhz));
     }
-    console.detail(fmt::format("user band {} found at {} MHz", *first.index, first.frequency_mhz));
+    program.console.detail(
+        fmt::format("user band {} found at {} MHz", *first.index, first.frequency_mhz));
     return {*first.index, static_cast<std::uint16_t>(first.frequency_mhz), std::nullopt};
 }
 
@@ -214,7 +218,7 @@ ExitStatus status_of(const Program &program, const UserBandReception &reception)
 
 ExitStatus tune_through(Program &program, const UnicableTuneOptions &options, const Plan &plan,
                         ChipRig &rig, Output &output, ChipSession &session) {
-    const UserBand band = plan.band ? *plan.band : search_for_band(session, plan, program.console);
+    const UserBand band = plan.band ? *plan.band : search_for_band(session, plan, program);
     const UserBandPlan channel = plan_user_band(band, plan.tune, plan.lnb, plan.position);
     const UserBandPatience patience{options.attempts,
                                     static_cast<std::uint64_t>(options.timeout_s * 1000.0),
@@ -273,11 +277,11 @@ void add_unicable_tune(CLI::App &unicable, Job &job) {
     tune->add_option("--user-band", options->user_band,
                      "INDEX:FREQ or INDEX:FREQ:BANK; auto searches and takes the first")
         ->required();
-    tune->add_option("--position", options->position, "the unit's dish: A or B")
-        ->transform(CLI::CheckedTransformer(
-                        std::map<std::string, Position>{{"A", Position::a}, {"B", Position::b}},
-                        CLI::ignore_case)
-                        .description(""));
+    add_choice(
+        *tune, "--position",
+        {{"A", static_cast<int>(Position::a)}, {"B", static_cast<int>(Position::b)}},
+        [options](int number) { options->position = static_cast<Position>(number); },
+        "the unit's dish: A or B");
     tune->add_option("--timeout", options->timeout_s,
                      "seconds to wait for lock after each channel change")
         ->check(CLI::Range(0.05, 86400.0))

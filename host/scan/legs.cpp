@@ -103,13 +103,22 @@ sim::Polarisation polarisation_of(bool voltage_18v, bool circular) {
     return voltage_18v ? sim::Polarisation::horizontal : sim::Polarisation::vertical;
 }
 
+// Whether an oscillator shows more of a stretch by lying above the carriers than below them.
+bool lies_above(const Oscillator &oscillator, const Stretch &downlink) {
+    const auto shown_khz = [&](bool above) {
+        const Stretch reach = through(oscillator.lof_khz, above, oscillator.cable);
+        return std::max(std::int64_t{0}, common_part(reach, downlink).width_khz());
+    };
+    return shown_khz(true) > shown_khz(false);
+}
+
 // What an oscillator shows of the wanted stretch, or nothing.
 std::optional<ScanLeg> leg_through(const Oscillator &oscillator, const LegsWanted &wanted) {
     const std::int64_t lof_khz = oscillator.lof_khz;
     ScanLeg leg;
     leg.band = oscillator.band;
     leg.lof_khz = oscillator.lof_khz;
-    leg.lof_above = wanted.downlink ? wanted.downlink->high_khz < oscillator.lof_khz
+    leg.lof_above = wanted.downlink ? lies_above(oscillator, stretch_of(*wanted.downlink))
                                     : lies_above_its_band(oscillator.lof_khz);
     leg.cable.tone = oscillator.tone;
     Stretch downlink = oscillator.downlink;

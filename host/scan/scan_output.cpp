@@ -282,10 +282,10 @@ void write_comparison(Output &output, const ScanResult &result) {
     }
     for (const std::size_t index : comparison.unexpected) {
         const FoundTransponder &found = result.transponders[index];
-        output.line(fmt::format("unexpected  {} {}, {}, {}", format_mhz(found.frequency_khz),
+        output.line(fmt::format("unexpected  {} {}, {}, {}{}", format_mhz(found.frequency_khz),
                                 polarisation_letter(found.polarisation),
-                                format_ksps(found.symbol_rate),
-                                sim::to_string(found.signal.system)));
+                                format_ksps(found.symbol_rate), sim::to_string(found.signal.system),
+                                found.port != 0 ? fmt::format(", port {}", found.port) : ""));
     }
 }
 
@@ -370,9 +370,11 @@ std::vector<WrittenRow> table_rows(const ScanResult &result) {
     std::vector<WrittenRow> rows;
     for (const FoundTransponder &found : result.transponders) {
         const bool mirrored = result.legs.at(found.leg).leg.lof_above;
-        WrittenRow row{found.frequency_khz,   found.polarisation,      found.symbol_rate,
-                       found.signal.system,   found.signal.modulation, found.signal.code_rate,
-                       found.signal.roll_off, found.signal.pilots,     found.signal.inverted};
+        WrittenRow row{found.frequency_khz,     found.polarisation,
+                       found.symbol_rate,       found.signal.system,
+                       found.signal.modulation, found.signal.code_rate,
+                       found.signal.roll_off,   found.signal.pilots,
+                       found.signal.inverted,   found.port};
         if (row.inverted) {
             row.inverted = *row.inverted != mirrored;
         }

@@ -130,8 +130,10 @@ constexpr std::array<std::pair<std::uint32_t, sim::RollOff>, 4> roll_offs{{
     {ROLLOFF_20, sim::RollOff::r20},
 }};
 
-// A row as a transponder, or the reason why it is none.
-using RowReading = std::variant<sim::Transponder, std::string>;
+// A row without its place and name, or the reason why it is none.
+using RowReading = std::variant<TableRow, std::string>;
+
+constexpr int switch_ports = 4;
 
 std::string frequency_fault(std::optional<std::uint32_t> khz) {
     if (!khz || *khz == 0) {
@@ -200,15 +202,19 @@ RowReading read_entry(const dvb_entry &entry) {
     if (!polarisation) {
         return "no polarisation";
     }
-    sim::Transponder transponder;
-    transponder.frequency_khz = *khz;
-    transponder.symbol_rate = *rate;
-    transponder.polarisation = *polarisation;
-    transponder.system = *system == SYS_DVBS2 ? sim::System::dvbs2 : sim::System::dvbs;
-    if (std::string fault = refine(entry, transponder); !fault.empty()) {
+    if (entry.sat_number >= switch_ports) {
+        return fmt::format("SAT_NUMBER {} is no port of a committed switch", entry.sat_number);
+    }
+    TableRow row;
+    row.switch_port = static_cast<unsigned>(std::max(entry.sat_number, -1) + 1);
+    row.transponder.frequency_khz = *khz;
+    row.transponder.symbol_rate = *rate;
+    row.transponder.polarisation = *polarisation;
+    row.transponder.system = *system == SYS_DVBS2 ? sim::System::dvbs2 : sim::System::dvbs;
+    if (std::string fault = refine(entry, row.transponder); !fault.empty()) {
         return fault;
     }
-    return transponder;
+    return row;
 }
 
 RowReading read_group(const TableGroup &group, GroupParser &parser) {
@@ -231,9 +237,11 @@ Table table_of(const std::vector<TableGroup> &groups, const std::filesystem::pat
     for (const TableGroup &group : groups) {
         const RowPlace place{++number, group.line};
         RowReading reading = read_group(group, parser);
-        if (auto *transponder = std::get_if<sim::Transponder>(&reading)) {
-            transponder->source = fmt::format("{}:{}", table.name, place.row);
-            table.rows.push_back({place, group.name, *transponder});
+        if (auto *row = std::get_if<TableRow>(&reading)) {
+            row->place = place;
+            row->name = group.name;
+            row->transponder.source = fmt::format("{}:{}", table.name, place.row);
+            table.rows.push_back(std::move(*row));
         } else {
             table.rejected.push_back({place, std::get<std::string>(reading)});
         }
@@ -317,6 +325,16 @@ sim::Satellite Table::satellite() const {
     sim::Satellite satellite{name, {}};
     for (const TableRow &row : rows) {
         satellite.transponders.push_back(row.transponder);
+    }
+    return satellite;
+}
+
+sim::Satellite Table::satellite_at(unsigned switch_port) const {
+    sim::Satellite satellite{name, {}};
+    for (const TableRow &row : rows) {
+        if (row.switch_port == switch_port) {
+            satellite.transponders.push_back(row.transponder);
+        }
     }
     return satellite;
 }

@@ -21,6 +21,7 @@ struct TableRow {
     RowPlace place;
     std::string name;  // empty for most
     sim::Transponder transponder;
+    unsigned switch_port = 0;  // of the committed switch, where the row names one; else 0
 };
 
 // A row that cannot be tuned to, and why.
@@ -37,6 +38,9 @@ struct Table {
     std::vector<RejectedRow> rejected;
 
     [[nodiscard]] sim::Satellite satellite() const;
+
+    // Of the rows that name this switch port; 0: of those that name none.
+    [[nodiscard]] sim::Satellite satellite_at(unsigned switch_port) const;
 };
 
 // Read a DVBv5 table with libdvbv5, row by row behind the guard of table_file.h: a wrong row is

@@ -25,8 +25,8 @@ constexpr std::size_t longest_value = 31;
 constexpr std::size_t longest_line = 1000;
 constexpr std::size_t largest_file = 16U << 20U;
 
-constexpr std::array<std::string_view, 4> whole_number_keys{"FREQUENCY", "SYMBOL_RATE", "STREAM_ID",
-                                                            "BANDWIDTH_HZ"};
+constexpr std::array<std::string_view, 5> whole_number_keys{"FREQUENCY", "SYMBOL_RATE", "STREAM_ID",
+                                                            "BANDWIDTH_HZ", "SAT_NUMBER"};
 
 std::string_view trimmed(std::string_view text) {
     constexpr std::string_view blanks = " \t\r\f\v";

@@ -108,7 +108,7 @@ constexpr std::array<std::pair<bool, std::uint32_t>, 2> inversions{
 
 dvb_entry entry_of(const WrittenRow &row) {
     dvb_entry entry{};
-    entry.sat_number = -1;
+    entry.sat_number = static_cast<int>(row.switch_port) - 1;
     const auto store = [&entry](std::uint32_t key, std::uint32_t value) {
         dvb_store_entry_prop(&entry, key, value);
     };

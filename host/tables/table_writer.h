@@ -21,6 +21,7 @@ struct WrittenRow {
     std::optional<sim::RollOff> roll_off;
     std::optional<bool> pilots;
     std::optional<bool> inverted;
+    unsigned switch_port = 0;  // of the committed switch; 0: none
 };
 
 // The text of a DVBv5 channel file with these rows, by libdvbv5; empty without rows.

@@ -3,7 +3,12 @@
 
 #include <fmt/format.h>
 
+#include <stdexcept>
+#include <vector>
+
+#include "host/command_line.h"
 #include "host/failure.h"
+#include "host/frequency.h"
 #include "host/lnb.h"
 #include "host/stderr_capture.h"
 #include "host/trace/trace_file.h"
@@ -16,6 +21,23 @@ namespace {
 constexpr std::string_view replay_prefix = "replay:";
 
 std::string file_of(const std::string &uri) { return uri.substr(replay_prefix.size()); }
+
+// "11494000k horizontal 22000000 DVB-S2"
+sim::Transponder transponder_in(const std::string &text) {
+    const std::vector<std::string> words = split_words(text);
+    const auto polarisation = words.size() == 4 ? sim::polarisation_named(words[1]) : std::nullopt;
+    const auto system = words.size() == 4 ? sim::system_named(words[3]) : std::nullopt;
+    if (!polarisation || !system) {
+        throw std::invalid_argument(
+            fmt::format("'{}' is no frequency, polarisation, symbol rate and system", text));
+    }
+    sim::Transponder transponder;
+    transponder.frequency_khz = parse_frequency(words[0]).khz;
+    transponder.polarisation = *polarisation;
+    transponder.symbol_rate = parse_symbol_rate(words[2]);
+    transponder.system = *system;
+    return transponder;
+}
 
 class ReplayedBoard final : public HostBoard {
  public:
@@ -62,6 +84,20 @@ class ReplayedBoard final : public HostBoard {
 
     [[nodiscard]] bool iq_swapped() const override {
         return trace_.head.value("iq-swapped").has_value();
+    }
+
+    [[nodiscard]] bool has_simulated_chips() const override {
+        return trace_.head.value("simulated-chips").has_value();
+    }
+
+    [[nodiscard]] std::optional<sim::Transponder> usual_transponder() const override {
+        const auto recorded = trace_.head.value("transponder");
+        try {
+            return recorded ? std::optional(transponder_in(*recorded)) : std::nullopt;
+        } catch (const std::exception &problem) {
+            throw Failure(ExitStatus::bad_input,
+                          fmt::format("{}: meta transponder: {}", file_of(uri_), problem.what()));
+        }
     }
 
     void finish() override {

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -35,6 +36,11 @@ std::string contents(const std::string &file) {
     std::array<char, 65536> part{};
     for (std::size_t got = 0; (got = std::fread(part.data(), 1, part.size(), stream.get())) > 0;) {
         text.append(part.data(), got);
+        if (const auto nul = text.find('\0', text.size() - got); nul != std::string::npos) {
+            const auto end = text.begin() + static_cast<std::ptrdiff_t>(nul);
+            refuse(fmt::format("{}:{}", file, std::count(text.begin(), end, '\n') + 1),
+                   "a character 0; this is no text");
+        }
         if (text.size() > largest_trace) {
             refuse(file, fmt::format("larger than {} MiB", largest_trace >> 20U));
         }

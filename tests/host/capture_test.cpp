@@ -4,9 +4,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
+#include <string_view>
+#include <thread>
 
 namespace host {
 namespace {
@@ -31,6 +35,32 @@ TEST(StandardErrorCapture, holds_any_amount) {
         std::fputs(line.c_str(), stderr);
     }
     EXPECT_EQ(capture.take().size(), 1'000'000U);
+}
+
+// A driver's worker thread writes while the host takes what was written so far.
+TEST(StandardErrorCapture, loses_nothing_that_is_written_while_it_hands_over) {
+    constexpr int lines = 300;
+    StandardErrorCapture capture;
+    int heard = 0;
+    const StandardErrorCapture::Listener listener([&heard](std::string_view) { ++heard; });
+
+    std::atomic<bool> done{false};
+    std::thread writer([&done] {
+        for (int i = 0; i < lines; ++i) {
+            EXPECT_EQ(::write(STDERR_FILENO, "line\n", 5), 5);
+            std::this_thread::yield();
+        }
+        done = true;
+    });
+    std::string text;
+    while (!done) {
+        text += capture.take();
+    }
+    writer.join();
+    text += capture.take();
+
+    EXPECT_EQ(text.size(), std::size_t{lines} * 5);
+    EXPECT_EQ(heard, lines);
 }
 
 TEST(StandardErrorCapture, gives_standard_error_back) {

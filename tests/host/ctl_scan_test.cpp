@@ -195,7 +195,7 @@ TEST_F(CtlScan, channel_file_leads_back_to_every_transponder) {
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(parse_json(run.out).at("transponders").size(), 3U) << "the data are not displaced";
 
-    const Outcome sweep = ctl("sweep found.conf --board sim:world.toml --format json");
+    const Outcome sweep = ctl("sweep found.conf --as-wired --board sim:world.toml --format json");
 
     EXPECT_EQ(sweep.status, 0) << sweep.err;
     EXPECT_EQ(parse_json(sweep.out).at("totals").at("locked"), 3);
@@ -208,6 +208,51 @@ TEST_F(CtlScan, output_of_another_name_takes_the_data) {
     const Outcome run = scan("--output found.json --format json");
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(parse_json(read_file("found.json")).at("transponders").size(), 3U);
+}
+
+TEST_F(CtlScan, one_destination_that_fails_costs_no_other) {
+    const Outcome full = shell(
+        "\"$CTL\" scan --board sim:world.toml --range 10980M-11020M "
+        "-o found.conf --report page.html >/dev/full");
+    EXPECT_EQ(full.status, 1);
+    EXPECT_THAT(full.err, HasSubstr("standard output cannot be written"));
+    EXPECT_THAT(read_file("found.conf"), HasSubstr("FREQUENCY = 10999999"));
+    EXPECT_THAT(read_file("page.html"), HasSubstr("</html>"));
+
+    const Outcome no_report = scan("--report /dev/full --format json");
+    EXPECT_EQ(no_report.status, 1);
+    EXPECT_EQ(parse_json(no_report.out).at("transponders").size(), 3U);
+}
+
+TEST_F(CtlScan, files_do_not_take_the_place_of_a_closed_stream) {
+    const Outcome without_output =
+        shell("\"$CTL\" scan --board sim:world.toml --range 10980M-11020M --trace trace >&-");
+    EXPECT_EQ(without_output.status, 1);
+    EXPECT_THAT(without_output.err, HasSubstr("standard output cannot be written"));
+    EXPECT_THAT(read_file("trace"), Not(HasSubstr("ksym/s")));
+
+    const Outcome without_messages =
+        shell("\"$CTL\" scan --board sim:world.toml --range 10980M-11020M -v -o found.conf 2>&-");
+    EXPECT_EQ(without_messages.status, 0);
+    EXPECT_THAT(read_file("found.conf"), HasSubstr("FREQUENCY = 10999999"));
+    EXPECT_THAT(read_file("found.conf"), Not(HasSubstr("driver")));
+}
+
+// Everything between two returns of the cursor is one state of the progress line.
+TEST_F(CtlScan, progress_keeps_to_the_terminal_s_width) {
+    const Outcome run = shell(
+        "script -qec \"stty cols 40; '$CTL' scan --board sim:world.toml\" "
+        "/dev/null");
+    EXPECT_EQ(run.status, 0) << run.out << run.err;
+    std::istringstream states(run.out);
+    std::size_t longest = 0;
+    for (std::string state; std::getline(states, state, '\r');) {
+        if (state.starts_with("leg ")) {
+            longest = std::max(longest, state.find('\x1b'));
+        }
+    }
+    EXPECT_EQ(longest, 39U);
+    EXPECT_THAT(run.out, HasSubstr("\rleg 1/4, "));
 }
 
 TEST_F(CtlScan, c_band_comes_out_upright) {
@@ -225,7 +270,7 @@ TEST_F(CtlScan, c_band_comes_out_upright) {
     ASSERT_EQ(at(result, 3'900'000).size(), 1U);
     EXPECT_EQ(at(result, 3'900'000)[0].at("polarisation"), "R");
     EXPECT_THAT(read_file("c.conf"), HasSubstr("INVERSION = OFF")) << "as it is transmitted";
-    EXPECT_EQ(parse_json(ctl("sweep c.conf --board sim:c.toml --format json").out)
+    EXPECT_EQ(parse_json(ctl("sweep c.conf --as-wired --board sim:c.toml --format json").out)
                   .at("totals")
                   .at("locked"),
               2);
@@ -248,6 +293,26 @@ TEST_F(CtlScan, looks_behind_every_port_of_the_switch) {
     EXPECT_EQ(result.at("transponders").at(1).at("port"), 3);
     EXPECT_EQ(parse_json(ctl(arguments + "--switch 3").out).at("transponders").size(), 1U);
     EXPECT_EQ(ctl(arguments + "--switch 2").status, 7);
+}
+
+TEST_F(CtlScan, channel_file_leads_back_through_the_switch) {
+    write_file("two.toml",
+               "[[satellite]]\nname = \"one\"\n[[satellite]]\nname = \"two\"\n"
+               "[switch]\nports = [\"one\", \"two\"]\n" +
+                   transponder("11_000_000", 'V', "22_000_000", "satellite = \"one\"\n") +
+                   transponder("11_003_000", 'V', "27_500_000", "satellite = \"two\"\n"));
+    EXPECT_EQ(ctl("scan --board sim:two.toml --all-ports -o two.conf").status, 0);
+
+    for (const char *board : {"--as-wired --board sim:two.toml", "--board sim:two.toml", ""}) {
+        const Outcome sweep = ctl(std::string("sweep two.conf --format json ") + board);
+        EXPECT_EQ(sweep.status, 0) << sweep.err;
+        EXPECT_EQ(parse_json(sweep.out).at("totals").at("locked"), 2) << board;
+    }
+    EXPECT_THAT(ctl("tune two.conf 2 --show-plan").out, HasSubstr("E0 10 38 F4"));
+    EXPECT_THAT(ctl("tune two.conf 2 --show-plan --switch 1").out, HasSubstr("E0 10 38 F0"))
+        << "the person knows better";
+    EXPECT_EQ(ctl("tune two.conf 2 --board sim:two.toml").status, 0);
+    EXPECT_EQ(ctl("doctor two.conf 2 --board sim:two.toml").status, 0);
 }
 
 TEST_F(CtlScan, turns_the_dish_of_the_built_in_board) {
@@ -294,6 +359,17 @@ TEST_F(CtlScan, without_a_demodulator_there_is_no_hardware) {
     EXPECT_EQ(run.out, "");
 }
 
+TEST_F(CtlScan, says_that_the_demodulator_left_while_it_was_scanning) {
+    write_file("leaves.toml", "[[satellite]]\nname = \"one\"\n" +
+                                  transponder("11_000_000", 'V', "22_000_000", "") +
+                                  "[[fault]]\nkind = \"nack_address\"\naddress = 0xD0\n"
+                                  "from_ms = 20_000\n");
+    const Outcome run = ctl("scan --board sim:leaves.toml --format json");
+    EXPECT_EQ(run.status, 4);
+    EXPECT_THAT(run.err, HasSubstr("no longer answers"));
+    EXPECT_EQ(parse_json(run.out).at("transponders").size(), 1U) << "what was found before";
+}
+
 TEST_F(CtlScan, refuses_what_it_cannot_do) {
     const auto expect = [this](const std::string &arguments, int status, const char *message) {
         const Outcome run = ctl("scan " + arguments);
@@ -306,7 +382,8 @@ TEST_F(CtlScan, refuses_what_it_cannot_do) {
     expect("--range 11000M", 2, "LOW-HIGH");
     expect("--range 11000M-10900M", 2, "is not below");
     expect("--range 11000M-11100M --if 950M-1000M", 2, "not both");
-    expect("--algorithm guess", 2, "guess");
+    expect("--algorithm guess", 2, "'guess' is none of sweep, stepwise");
+    expect("--algorithm 1", 2, "'1' is none of sweep, stepwise");
     expect("--passes 0", 2, "passes");
     expect("--passes 256", 2, "passes");
     expect("--polarisation X", 2, "'X' is no polarisation");
@@ -316,6 +393,8 @@ TEST_F(CtlScan, refuses_what_it_cannot_do) {
     expect("--satellite Known --board sim:world.toml", 2, "--satellite");
     expect("--compare no-such-table", 8, "no-such-table");
     expect("--report /no/such/folder/x.html", 1, "cannot be written");
+    expect("--report -", 2, "a file of its own");
+    expect("--report same -o same", 2, "a file of its own");
 }
 
 TEST_F(CtlScan, leaves_the_lnb_supply_off) {
@@ -336,6 +415,21 @@ TEST_F(CtlScan, can_be_replayed_from_its_trace) {
 
     EXPECT_EQ(replay.status, 0) << replay.err;
     EXPECT_EQ(replay.out, run.out);
+}
+
+TEST_F(CtlScan, trace_says_the_algorithm_in_words) {
+    EXPECT_EQ(scan("--algorithm stepwise --trace trace").status, 0);
+    EXPECT_THAT(read_file("trace"), HasSubstr("--algorithm=stepwise"));
+    EXPECT_EQ(ctl("trace replay trace").status, 0);
+}
+
+TEST_F(CtlScan, of_a_unicable_cable_says_why_it_shows_nothing) {
+    write_file("unit.toml",
+               "[unicable]\nbands = [[0, 1210]]\n[switch]\nports = [\"one\"]\n"
+               "[[satellite]]\nname = \"one\"\n");
+    const Outcome run = ctl("scan --board sim:unit.toml --range 10980M-11020M");
+    EXPECT_EQ(run.status, 7);
+    EXPECT_THAT(run.err, HasSubstr("See ds3000-ctl unicable"));
 }
 
 // Starts a scan that takes a minute, waits until the receiver is at work, then sends a signal.

@@ -317,6 +317,20 @@ TEST_F(CtlUnicable, auto_without_a_band_says_so) {
     EXPECT_THAT(without_dish.err, HasSubstr("--user-band INDEX:1071"));
 }
 
+// The trace goes into a pipe: open at both ends, the program is at work, and not further than the
+// pipe holds.
+TEST_F(CtlUnicable, auto_that_is_cancelled_ends_with_the_search) {
+    write_world({}, std::string("tone_dbm = -80\n") + sky);
+    const Outcome run = shell(
+        "mkfifo trace\n"
+        "\"$CTL\" unicable tune --user-band auto --board sim:unit.toml --trace trace " +
+        std::string(vertical_high.numbers) +
+        " &\nexec 3<trace\nkill -INT $!\ncat <&3 >copy\nwait $!");
+    EXPECT_EQ(run.status, 130);
+    EXPECT_EQ(run.err, "ds3000-ctl: cancelled while a user band was searched for\n");
+    EXPECT_THAT(read_file("copy"), HasSubstr("gpio 6 0")) << "the LNB supply is switched off";
+}
+
 TEST_F(CtlUnicable, wrong_index_or_frequency_is_no_lock_with_advice) {
     write_world({{3, 1'683}});
     for (const char *wrong : {"2:1683", "3:1213"}) {

@@ -75,6 +75,16 @@ TEST(ScanLegs, range_above_and_below_an_oscillator_decides_its_side) {
     EXPECT_FALSE(scan_legs(wanted)[0].lof_above);
 }
 
+TEST(ScanLegs, range_on_both_sides_of_an_oscillator_is_cut_to_the_side_that_shows_more) {
+    LegsWanted wanted = through("C-BAND");
+    wanted.downlink = FrequencyRange{3'000'000, 6'200'000};
+    EXPECT_THAT(briefs(wanted), ElementsAre("V 13V 950-2150", "H 18V 950-2150"));
+    EXPECT_TRUE(scan_legs(wanted)[0].lof_above);
+    wanted.downlink = FrequencyRange{4'100'000, 7'000'000};
+    EXPECT_THAT(briefs(wanted), ElementsAre("V 13V 950-1850", "H 18V 950-1850"));
+    EXPECT_FALSE(scan_legs(wanted)[0].lof_above);
+}
+
 TEST(ScanLegs, range_is_cut_at_the_switch_and_rounded_outwards) {
     LegsWanted wanted = through("EXTENDED");
     wanted.polarisation = Polarisation::horizontal;

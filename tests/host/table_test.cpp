@@ -141,6 +141,13 @@ TEST(Table, carriage_returns_trailing_blanks_and_small_letters_do_no_harm) {
     EXPECT_EQ(table.rows.front().transponder.polarisation, sim::Polarisation::vertical);
 }
 
+TEST(Table, port_that_no_switch_has_rejects_the_row) {
+    EXPECT_EQ(parse_table(whole_row() + "SAT_NUMBER = 3\n", "Table").rows.at(0).switch_port, 4U);
+    EXPECT_EQ(rejection(whole_row() + "SAT_NUMBER = 4\n"),
+              "SAT_NUMBER 4 is no port of a committed switch");
+    EXPECT_NE(rejection(whole_row() + "SAT_NUMBER = two\n"), "not rejected");
+}
+
 TEST(Table, missing_keys_reject_the_row) {
     EXPECT_EQ(rejection(row_with("FREQUENCY", "")), "no frequency");
     EXPECT_EQ(rejection(row_with("SYMBOL_RATE", "")), "no symbol rate");

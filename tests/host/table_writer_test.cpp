@@ -57,6 +57,21 @@ TEST(TableWriter, what_is_written_is_read_back) {
     EXPECT_FALSE(rows[1].inverted);
 }
 
+TEST(TableWriter, switch_port_is_the_satellite_s_number) {
+    WrittenRow at_a_port = full_row();
+    at_a_port.switch_port = 3;
+
+    const host::Table table = host::parse_table(table_text({full_row(), at_a_port}), "written");
+
+    ASSERT_EQ(table.rows.size(), 2U);
+    EXPECT_EQ(table.rows[0].switch_port, 0U);
+    EXPECT_EQ(table.rows[1].switch_port, 3U);
+    EXPECT_EQ(table.satellite_at(3).transponders.size(), 1U);
+    EXPECT_TRUE(table.satellite_at(1).transponders.empty());
+    EXPECT_NE(table_text({at_a_port}).find("SAT_NUMBER = 2"), std::string::npos);
+    EXPECT_EQ(table_text({full_row()}).find("SAT_NUMBER"), std::string::npos);
+}
+
 TEST(TableWriter, every_value_survives) {
     std::vector<WrittenRow> rows;
     for (const auto polarisation : {sim::Polarisation::horizontal, sim::Polarisation::vertical,

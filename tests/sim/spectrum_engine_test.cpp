@@ -205,6 +205,30 @@ TEST_F(EngineInTheChip, is_not_ready_while_the_tuner_has_just_moved) {
     EXPECT_EQ(peek(0x0D) & 1, 1);
 }
 
+TEST_F(EngineInTheChip, search_of_an_engine_that_does_not_run_never_ends) {
+    set_up_search();
+    poke(0xB2, 0x01);
+
+    poke(0x9A, 0x80);
+    sleep_ms(1'000);
+    EXPECT_EQ(peek(0x9A), 0x80);
+
+    poke(0xB2, 0x00);
+    sleep_ms(50);
+    poke(0x9A, 0x80);
+    sleep_ms(50);
+    EXPECT_EQ(peek(0x9A), 1);
+}
+
+TEST_F(EngineInTheChip, needs_bit_3_of_register_25) {
+    set_up_search();
+
+    poke(0x25, static_cast<std::uint8_t>(peek(0x25) & ~0x08));
+    sleep_ms(500);
+
+    EXPECT_EQ(peek(0x0D) & 1, 0);
+}
+
 class EngineRegister : public EngineInTheChip, public testing::WithParamInterface<std::uint8_t> {};
 
 TEST_P(EngineRegister, with_another_value_keeps_the_engine_from_working) {

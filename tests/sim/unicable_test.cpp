@@ -95,6 +95,16 @@ TEST_F(Unicable, bands_do_not_show_without_the_command) {
     EXPECT_THAT(output, HasSubstr("Total 0 UBs are found!"));
 }
 
+TEST_F(Unicable, other_installation_commands_start_no_tones) {
+    add_bands({1'213});
+    start();
+    supply(true, false);
+    send({0xE0, 0x10, 0x5B, 0x01, 0x00});  // asks what the unit is configured as
+    send({0xE0, 0x10, 0x5B, 0x02, 0x02});  // asks for an oscillator
+
+    EXPECT_THAT(detect(false), testing::IsEmpty());
+}
+
 TEST_F(Unicable, weak_tones_are_not_found) {
     add_bands({1'213});
     scenario.unicable->tone_dbm = -58;

@@ -108,6 +108,50 @@ TEST_F(CtlTrace, a_recorded_scan_of_the_chip_layer_is_replayed_without_a_differe
     EXPECT_EQ(parse_json(run.out).at("same"), true);
 }
 
+TEST_F(CtlTrace, a_recorded_examination_is_replayed_without_a_difference) {
+    for (const char *options : {"", " --standby 0"}) {
+        record(std::string("doctor") + options);
+
+        const Outcome run = ctl("trace replay it.trace --format json");
+
+        EXPECT_EQ(run.status, 0) << run.err << run.out;
+        EXPECT_EQ(parse_json(run.out).at("session_status"), 0);
+    }
+    static_cast<void>(
+        alter("meta transponder 11494000k horizontal", "meta transponder 11494000k Q"));
+    const Outcome wrong = ctl("doctor --board replay:altered.trace");
+    EXPECT_EQ(wrong.status, 8);
+    EXPECT_THAT(wrong.err, HasSubstr("altered.trace: meta transponder: '11494000k Q"));
+}
+
+TEST_F(CtlTrace, info_on_a_recording_leaves_out_what_only_a_simulated_board_knows) {
+    record("info");
+
+    const Outcome run = ctl("info --board replay:it.trace");
+
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_THAT(run.out, HasSubstr("\ndemodulator  DS3103\n"));
+    EXPECT_THAT(run.out, HasSubstr("\nLNB supply "));
+    EXPECT_THAT(run.out, testing::Not(HasSubstr("\ntuner ")));
+    EXPECT_THAT(run.out, testing::Not(HasSubstr("\nfirmware ")));
+}
+
+TEST_F(CtlTrace, a_recorded_command_may_not_choose_files_and_plug_ins) {
+    write_file("mine", "kept");
+    for (const char *option : {"-o mine", "--trace=mine", "--driver-log=mine", "--report=mine",
+                               "--plugin=mine", "--board=sim"}) {
+        const std::string command = std::string(option).starts_with("--report") ? "scan" : "info";
+        write_file("odd.trace",
+                   fmt::format("meta format 1\nmeta command {} {}\nwait 1\n", command, option));
+
+        const Outcome run = ctl("trace replay odd.trace");
+
+        EXPECT_EQ(run.status, 2) << option;
+        EXPECT_THAT(run.err, HasSubstr("the command of a replay must not have ")) << option;
+        EXPECT_EQ(read_file("mine"), "kept") << option;
+    }
+}
+
 TEST_F(CtlTrace, one_altered_byte_stops_the_replay_at_that_transfer) {
     record(tune);
     const std::size_t line = alter("write demod 62 3A", "write demod 62 3B");
@@ -292,6 +336,7 @@ TEST_F(CtlTrace, damaged_traces_are_refused_with_file_and_line) {
     ASSERT_EQ(shell("head -c 5000 it.trace >cut.trace").status, 0);
     ASSERT_EQ(shell("{ head -n 20 it.trace; printf '\\177ELF\\001\\n'; } >binary.trace").status, 0);
     ASSERT_EQ(shell("{ cat it.trace; sed -n 20p it.trace; } >order.trace").status, 0);
+    ASSERT_EQ(shell("{ head -n 20 it.trace; printf 'log a\\000b\\n'; } >zero.trace").status, 0);
     write_file("empty.trace", "");
     write_file("head.trace", "meta format 1\n");
     write_file("newer.trace", "meta format 2\n");
@@ -304,6 +349,8 @@ TEST_F(CtlTrace, damaged_traces_are_refused_with_file_and_line) {
         };
         EXPECT_THAT(refusal("cut.trace"), HasSubstr("cut.trace:"));
         EXPECT_THAT(refusal("binary.trace"), HasSubstr(R"(binary.trace:21: '\x7FELF\x01')"));
+        EXPECT_THAT(refusal("zero.trace"), HasSubstr("zero.trace:21: a character 0"));
+        EXPECT_THAT(refusal("/dev/zero"), HasSubstr("/dev/zero:1: a character 0"));
         EXPECT_THAT(refusal("order.trace"), HasSubstr("time runs backwards"));
         EXPECT_THAT(refusal("empty.trace"), HasSubstr("there is no event in it"));
         EXPECT_THAT(refusal("head.trace"), HasSubstr("there is no event in it"));
