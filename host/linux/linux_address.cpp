@@ -4,9 +4,9 @@
 #include <fmt/format.h>
 
 #include <charconv>
-#include <vector>
 
 #include "host/failure.h"
+#include "host/split.h"
 
 namespace host {
 
@@ -20,18 +20,6 @@ constexpr std::string_view active_low_suffix = "-low";
 [[noreturn]] void refuse(std::string_view uri, const std::string &reason) {
     throw Failure(ExitStatus::usage,
                   fmt::format("board '{}': {}; the form is {}", uri, reason, linux_address_form));
-}
-
-std::vector<std::string_view> split(std::string_view text, char separator) {
-    std::vector<std::string_view> parts;
-    for (;;) {
-        const auto end = text.find(separator);
-        parts.push_back(text.substr(0, end));
-        if (end == std::string_view::npos) {
-            return parts;
-        }
-        text.remove_prefix(end + 1);
-    }
 }
 
 std::optional<unsigned> number_in(std::string_view text) {

@@ -4,10 +4,10 @@
 #include <fmt/format.h>
 
 #include <charconv>
-#include <vector>
 
 #include "host/failure.h"
 #include "host/frequency.h"
+#include "host/split.h"
 
 namespace host {
 
@@ -16,18 +16,6 @@ namespace {
 constexpr unsigned highest_bank = 7;
 constexpr unsigned step_mhz = 4;
 constexpr unsigned first_step = 350;
-
-std::vector<std::string_view> split(std::string_view text, char separator) {
-    std::vector<std::string_view> parts;
-    for (;;) {
-        const auto end = text.find(separator);
-        parts.push_back(text.substr(0, end));
-        if (end == std::string_view::npos) {
-            return parts;
-        }
-        text.remove_prefix(end + 1);
-    }
-}
 
 std::uint8_t parse_number(std::string_view what, std::string_view text, unsigned highest) {
     unsigned value = 0;
