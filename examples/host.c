@@ -20,7 +20,7 @@
 #include "hw/register_access.h"
 #include "plugin/plugin.h"
 
-/* ---- The board: a demodulator and a tuner on one bus ---- */
+/* The board: a demodulator and a tuner on one bus. */
 
 struct chip {
     uint8_t states[256];  /* not 0: what a register reads as, whatever is written to it */
@@ -59,7 +59,7 @@ static struct chip *chip_at(unsigned address) {
     return address == DEMOD_ADDRESS ? &demodulator : address == TUNER_ADDRESS ? &tuner_chip : NULL;
 }
 
-/* ---- What the host provides: see hw/hdi.h for the contract of each function ---- */
+/* What the host provides; hw/hdi.h says what each function owes. */
 
 void *hdi_create_i2c_bus(void) {
     puts("  bus opened");
@@ -122,7 +122,7 @@ int log_print(const char *format, ...) {
     return printed;
 }
 
-/* ---- The host ---- */
+/* The host. */
 
 static int fail(const char *what) { return fprintf(stderr, "host: %s\n", what), EXIT_FAILURE; }
 
