@@ -38,7 +38,9 @@ sim::Scenario one_satellite() {
 }  // namespace
 
 void power_simulated_receiver(void) {
-    static sim::VirtualClock clock;
-    static sim::Receiver receiver(one_satellite(), clock);
+    // They stay for as long as the process: the clock knows its threads by what each keeps for
+    // itself, which is gone before the statics are.
+    static auto &clock = *new sim::VirtualClock;
+    static auto &receiver = *new sim::Receiver(one_satellite(), clock);
     sim::set_board(&receiver);
 }
