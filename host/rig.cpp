@@ -26,7 +26,8 @@ Workbench::Workbench(const Program &program)
       board_(open_board(program.board_options(), program.console)) {}
 
 void Workbench::fit_lnb(const Lnb &lnb) {
-    if (SimulatedBoard *simulated = board_->simulated(); simulated && simulated->is_demo()) {
+    if (SimulatedBoard *simulated = board_->simulated();
+        simulated != nullptr && simulated->is_demo()) {
         simulated->fit_lnb(lnb);
     }
 }

@@ -71,6 +71,12 @@ SignalInfo read_signal_info() {
     return info;
 }
 
+int measure_quality_db() {
+    std::uint8_t snr_db = 0;
+    ds3000_get_snr(&snr_db);
+    return static_cast<std::int8_t>(snr_db);
+}
+
 Json json_of(const SignalInfo &info) {
     Json json{{"system", sim::to_string(info.system)}};
     const auto add_name = [&json](const char *key, const auto &value) {

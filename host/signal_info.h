@@ -22,6 +22,9 @@ struct SignalInfo {
 // Ask the chip layer, which must hold a locked channel.
 SignalInfo read_signal_info();
 
+// Its signal-to-noise ratio, whole dB; the chip layer's byte is a negative number below 0 dB.
+int measure_quality_db();
+
 Json json_of(const SignalInfo &info);
 
 // "DVB-S2, 8PSK 2/3, roll-off 0.35, pilots, spectrum normal".

@@ -197,7 +197,7 @@ const char *name_of(std::int32_t chip_type) {
 
 bool examine_identity(Findings &findings) {
     std::array<std::uint8_t, 3> bytes{};
-    demod_read(reg::chip_id, &bytes[0]);
+    demod_read(reg::chip_id, bytes.data());
     demod_read(reg::chip_id_high, &bytes[1]);
     demod_read(reg::mcu_control, &bytes[2]);
     std::int32_t chip_type = CHIP_UNKNOWN;

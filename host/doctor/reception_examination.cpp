@@ -17,7 +17,6 @@
 #include "demod/ds3000_regs.h"
 #include "demod/lock.h"
 #include "demod/power.h"
-#include "demod/signal_quality.h"
 #include "diseqc/diseqc.h"
 #include "host/commands/describe.h"
 #include "host/committed_switch.h"
@@ -58,6 +57,7 @@ double gain_db(std::uint32_t if_mhz) {
 
 std::vector<double> gains_at(const std::vector<std::uint32_t> &places_mhz) {
     std::vector<double> gains;
+    gains.reserve(places_mhz.size());
     for (const std::uint32_t place_mhz : places_mhz) {
         gains.push_back(gain_db(place_mhz));
     }
@@ -253,9 +253,7 @@ void Examination::look_for_lock() {
 void Examination::measure_quality() {
     constexpr std::uint64_t settling_ms = 300;
     pause_ms(settling_ms);
-    std::uint8_t byte = 0;
-    ds3000_get_snr(&byte);
-    const int snr_db = static_cast<std::int8_t>(byte);
+    const int snr_db = measure_quality_db();
     const SignalInfo info = read_signal_info();
     const auto threshold_db = needed_db(info);
     Finding finding{.step = "quality"};

@@ -88,6 +88,7 @@ bool same_carriers(const std::vector<SpectrumPeak> &one, const std::vector<Spect
 
 std::string in_words(const std::vector<SpectrumPeak> &peaks) {
     std::vector<std::string> words;
+    words.reserve(peaks.size());
     for (const SpectrumPeak &peak : peaks) {
         words.push_back(fmt::format("{:.1f} MHz about {:.1f} Msym/s", peak.if_khz / 1000.0,
                                     peak.symbol_rate_ksps / 1000.0));

@@ -10,7 +10,6 @@
 
 #include "demod/carrier.h"
 #include "demod/ds3000_context.h"
-#include "demod/signal_quality.h"
 #include "host/failure.h"
 #include "host/interrupt.h"
 #include "host/pace.h"
@@ -40,12 +39,6 @@ std::optional<unsigned> measure_strength() {
         signal_strength(&percent);
     }
     return percent;
-}
-
-int measure_quality_db() {
-    std::uint8_t snr_db = 0;
-    ds3000_get_snr(&snr_db);
-    return static_cast<std::int8_t>(snr_db);
 }
 
 bool is_locked(const scan_candidate &candidate) {

@@ -254,7 +254,7 @@ char unescaped_front(std::string_view &text) {
     }
     if (escape.size() != 4) {
         throw std::invalid_argument(
-            fmt::format("'{}' is no escape; \\n, \\t, \\\\ and \\x20 are", quoted(escape)));
+            fmt::format(R"('{}' is no escape; \n, \t, \\ and \x20 are)", quoted(escape)));
     }
     return static_cast<char>(parse_byte(escape.substr(2)));
 }

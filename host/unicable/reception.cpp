@@ -6,7 +6,6 @@
 #include "demod/connect.h"
 #include "demod/ds3000_context.h"
 #include "demod/lock.h"
-#include "demod/signal_quality.h"
 #include "host/failure.h"
 #include "host/pace.h"
 #include "tuner/signal_strength.h"
@@ -43,12 +42,10 @@ void ask_for_channel(ChipSession &session, const TunePlan &plan) {
 
 bool poll(UserBandReception &reception) {
     std::uint32_t state = 0;
-    std::uint8_t snr_db = 0;
     std::uint8_t percent = 0;
     ds3000_poll_lock(&state);
-    ds3000_get_snr(&snr_db);
+    reception.quality_db = measure_quality_db();
     signal_strength(&percent);
-    reception.quality_db = static_cast<std::int8_t>(snr_db);
     reception.strength_percent = percent;
     return state == LOCK_LOCKED;
 }

@@ -49,6 +49,7 @@ std::vector<FoundBand> search_user_bands(const SearchRange &range, bool send_com
 
 void identify_user_bands(std::vector<FoundBand> &bands, std::uint16_t bank) {
     std::vector<FoundBand *> with_tone;
+    with_tone.reserve(bands.size());
     for (FoundBand &band : bands) {
         with_tone.push_back(&band);
     }
