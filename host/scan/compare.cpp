@@ -139,7 +139,7 @@ sim::Reception best_reception(const sim::Transponder &row, const sim::Receiver &
                               const std::vector<SeenLeg> &legs) {
     std::optional<sim::Reception> first;
     for (const SeenLeg &seen : legs) {
-        const sim::Reception reception = receiver.reception(row, seen.leg.cable.switch_port);
+        sim::Reception reception = receiver.reception(row, seen.leg.cable.switch_port);
         if (reception.receivable()) {
             return reception;
         }
