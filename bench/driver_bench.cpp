@@ -8,13 +8,13 @@
 
 #include <cstdint>
 
-#include "demod/connect.h"
-#include "demod/ds3000_context.h"
-#include "demod/lock.h"
-#include "demod/signal_quality.h"
-#include "hw/hdi.h"
-#include "hw/register_access.h"
-#include "tuner/ts2022.h"
+#include "ds3000/demod/connect.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/lock.h"
+#include "ds3000/demod/signal_quality.h"
+#include "ds3000/hw/hdi.h"
+#include "ds3000/hw/register_access.h"
+#include "ds3000/tuner/ts2022.h"
 
 namespace {
 

@@ -4,67 +4,67 @@
 # language and POSIX.
 
 set(ds3000_public_headers
-  demod/carrier.h
-  demod/connect.h
-  demod/ds3000_context.h
-  demod/lock.h
-  demod/power.h
-  demod/signal_quality.h
-  demod/ts_output.h
-  diseqc/diseqc.h
-  diseqc/unicable.h
-  diseqc/user_bands.h
-  hw/driver_record.h
-  hw/firmware.h
-  hw/hdi.h
-  hw/lnb_supply.h
-  hw/register_access.h
-  plugin/plugin.h
-  scan/blind_scan.h
-  scan/scan_control.h
-  scan/scan_list.h
-  scan/scan_request.h
-  scan/spectrum_search.h
-  scan/verification.h
-  tuner/signal_strength.h
-  tuner/ts2022.h
-  tuner/tuner_ops.h)
+  ds3000/demod/carrier.h
+  ds3000/demod/connect.h
+  ds3000/demod/ds3000_context.h
+  ds3000/demod/lock.h
+  ds3000/demod/power.h
+  ds3000/demod/signal_quality.h
+  ds3000/demod/ts_output.h
+  ds3000/diseqc/diseqc.h
+  ds3000/diseqc/unicable.h
+  ds3000/diseqc/user_bands.h
+  ds3000/hw/driver_record.h
+  ds3000/hw/firmware.h
+  ds3000/hw/hdi.h
+  ds3000/hw/lnb_supply.h
+  ds3000/hw/register_access.h
+  ds3000/plugin/plugin.h
+  ds3000/scan/blind_scan.h
+  ds3000/scan/scan_control.h
+  ds3000/scan/scan_list.h
+  ds3000/scan/scan_request.h
+  ds3000/scan/spectrum_search.h
+  ds3000/scan/verification.h
+  ds3000/tuner/signal_strength.h
+  ds3000/tuner/ts2022.h
+  ds3000/tuner/tuner_ops.h)
 
 set(ds3000_sources
-  demod/carrier.cpp
-  demod/connect.cpp
-  demod/connect_tables.cpp
-  demod/ds3000_context.cpp
-  demod/dvbs2_recovery.cpp
-  demod/lock.cpp
-  demod/lock_status.cpp
-  demod/power.cpp
-  demod/signal_quality.cpp
-  demod/ts_output.cpp
-  diseqc/diseqc.cpp
-  diseqc/unicable.cpp
-  diseqc/user_bands.cpp
-  hw/firmware.cpp
-  hw/lnb_supply.cpp
-  hw/mcu.cpp
-  hw/message.cpp
-  hw/register_access.cpp
-  scan/blind_scan.cpp
-  scan/peak_filter.cpp
-  scan/scan_control.cpp
-  scan/scan_list.cpp
-  scan/spectrum_search.cpp
-  scan/verification.cpp
-  tuner/signal_strength.cpp
-  tuner/ts2022_channel.cpp
-  tuner/ts2022_gain.cpp
-  tuner/ts2022_power.cpp)
+  ds3000/demod/carrier.cpp
+  ds3000/demod/connect.cpp
+  ds3000/demod/connect_tables.cpp
+  ds3000/demod/ds3000_context.cpp
+  ds3000/demod/dvbs2_recovery.cpp
+  ds3000/demod/lock.cpp
+  ds3000/demod/lock_status.cpp
+  ds3000/demod/power.cpp
+  ds3000/demod/signal_quality.cpp
+  ds3000/demod/ts_output.cpp
+  ds3000/diseqc/diseqc.cpp
+  ds3000/diseqc/unicable.cpp
+  ds3000/diseqc/user_bands.cpp
+  ds3000/hw/firmware.cpp
+  ds3000/hw/lnb_supply.cpp
+  ds3000/hw/mcu.cpp
+  ds3000/hw/message.cpp
+  ds3000/hw/register_access.cpp
+  ds3000/scan/blind_scan.cpp
+  ds3000/scan/peak_filter.cpp
+  ds3000/scan/scan_control.cpp
+  ds3000/scan/scan_list.cpp
+  ds3000/scan/spectrum_search.cpp
+  ds3000/scan/verification.cpp
+  ds3000/tuner/signal_strength.cpp
+  ds3000/tuner/ts2022_channel.cpp
+  ds3000/tuner/ts2022_gain.cpp
+  ds3000/tuner/ts2022_power.cpp)
 
 set(ds3000_plugin_sources
-  plugin/descriptor.cpp
-  plugin/driver.cpp
-  plugin/tune.cpp
-  plugin/worker.cpp)
+  ds3000/plugin/descriptor.cpp
+  ds3000/plugin/driver.cpp
+  ds3000/plugin/tune.cpp
+  ds3000/plugin/worker.cpp)
 
 add_library(ds3000_driver_flags INTERFACE)
 target_compile_options(ds3000_driver_flags INTERFACE
@@ -112,7 +112,8 @@ if(DS3000_WRAPPED_TIME)
 endif()
 target_link_libraries(ds3000_plugin PRIVATE ds3000_plugin_linking)
 
-# The same once more, only to see that a host with the seven functions of hw/hdi.h lacks nothing.
+# The same once more, only to see that a host with the seven functions of ds3000/hw/hdi.h lacks
+# nothing.
 add_library(ds3000_host_stub SHARED EXCLUDE_FROM_ALL cmake/host_stub.c)
 target_link_libraries(ds3000_host_stub PRIVATE ds3000_common)
 add_library(ds3000_plugin_complete MODULE EXCLUDE_FROM_ALL $<TARGET_OBJECTS:ds3000_plugin>
@@ -136,5 +137,5 @@ endif()
 
 # The public headers, as an integrator includes them.
 foreach(header IN LISTS ds3000_public_headers)
-  configure_file(${header} ${PROJECT_BINARY_DIR}/include/ds3000/${header} COPYONLY)
+  configure_file(${header} ${PROJECT_BINARY_DIR}/include/${header} COPYONLY)
 endforeach()

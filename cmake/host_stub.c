@@ -1,9 +1,9 @@
 /* SPDX-License-Identifier: MIT */
-/* The functions of hw/hdi.h without a receiver behind them: what a check-only link finds a host's
- * symbols in. Nothing calls them. */
+/* The functions of ds3000/hw/hdi.h without a receiver behind them: what a check-only link finds a
+ * host's symbols in. Nothing calls them. */
 #include <stddef.h>
 
-#include "hw/hdi.h"
+#include "ds3000/hw/hdi.h"
 
 void *hdi_create_i2c_bus(void) { return NULL; }
 

@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /* A receiver's host process in plain C, as small as one can be: it lends the plug-in the seven
- * functions of hw/hdi.h, loads it, and lives a Tuner's life from create to free.
+ * functions of ds3000/hw/hdi.h, loads it, and lives a Tuner's life from create to free.
  *
- *     cc -std=c11 -Iinclude/ds3000 -rdynamic host.c -o host -ldl
+ *     cc -std=c11 -Iinclude -rdynamic host.c -o host -ldl
  *     ./host ./dvb_ts_tuner_ds3000_and_ts2022.so
  *
  * -rdynamic is what lets the plug-in find hdi_* and log_print in the program. The hardware behind
@@ -16,9 +16,9 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include "hw/hdi.h"
-#include "hw/register_access.h"
-#include "plugin/plugin.h"
+#include "ds3000/hw/hdi.h"
+#include "ds3000/hw/register_access.h"
+#include "ds3000/plugin/plugin.h"
 
 /* The board: a demodulator and a tuner on one bus. */
 
@@ -59,7 +59,7 @@ static struct chip *chip_at(unsigned address) {
     return address == DEMOD_ADDRESS ? &demodulator : address == TUNER_ADDRESS ? &tuner_chip : NULL;
 }
 
-/* What the host provides; hw/hdi.h says what each function owes. */
+/* What the host provides; ds3000/hw/hdi.h says what each function owes. */
 
 void *hdi_create_i2c_bus(void) {
     puts("  bus opened");

@@ -3,27 +3,27 @@
  * libds3000.a. It starts the front end, supplies the LNB, scans one leg of the cable (vertical, low
  * band), prints what it is told on the way, and prints the list.
  *
- *     cc -std=c11 -Iinclude/ds3000 scan.c BOARD -o scan libds3000.a -pthread
+ *     cc -std=c11 -Iinclude scan.c BOARD -o scan libds3000.a -pthread
  *     ./scan [TRANSPONDERS]
  *
- * With a number it cancels the scan after so many transponders. BOARD is what implements hw/hdi.h;
- * here it is the simulated receiver of this tree, on its virtual clock. */
+ * With a number it cancels the scan after so many transponders. BOARD is what implements
+ * ds3000/hw/hdi.h; here it is the simulated receiver of this tree, on its virtual clock. */
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <unistd.h>
 
-#include "demod/ds3000_context.h"
-#include "demod/power.h"
-#include "diseqc/diseqc.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/power.h"
+#include "ds3000/diseqc/diseqc.h"
+#include "ds3000/hw/driver_record.h"
+#include "ds3000/hw/hdi.h"
+#include "ds3000/hw/lnb_supply.h"
+#include "ds3000/hw/register_access.h"
+#include "ds3000/scan/blind_scan.h"
+#include "ds3000/scan/scan_control.h"
+#include "ds3000/scan/scan_request.h"
 #include "examples/simulated_board.h"
-#include "hw/driver_record.h"
-#include "hw/hdi.h"
-#include "hw/lnb_supply.h"
-#include "hw/register_access.h"
-#include "scan/blind_scan.h"
-#include "scan/scan_control.h"
-#include "scan/scan_request.h"
 
 enum { LOW_BAND_LOF_MHZ = 9750, FIRST_MHZ = 950, LAST_MHZ = 1950, CAPACITY = 64 };
 

@@ -5,15 +5,15 @@
 
 #include <algorithm>
 
-#include "demod/ds3000_context.h"
-#include "demod/ds3000_regs.h"
-#include "demod/power.h"
-#include "diseqc/diseqc.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/ds3000_regs.h"
+#include "ds3000/demod/power.h"
+#include "ds3000/diseqc/diseqc.h"
+#include "ds3000/hw/hdi.h"
+#include "ds3000/hw/lnb_supply.h"
+#include "ds3000/hw/register_access.h"
 #include "host/committed_switch.h"
 #include "host/failure.h"
-#include "hw/hdi.h"
-#include "hw/lnb_supply.h"
-#include "hw/register_access.h"
 
 namespace host {
 

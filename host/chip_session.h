@@ -3,9 +3,9 @@
 
 #include <string>
 
+#include "ds3000/hw/driver_record.h"
 #include "host/driver_log.h"
 #include "host/stderr_capture.h"
-#include "hw/driver_record.h"
 
 namespace host {
 

@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "ds3000/plugin/plugin.h"
 #include "host/lnb.h"
-#include "plugin/plugin.h"
 #include "sim/transponder.h"
 
 namespace host {

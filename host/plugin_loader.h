@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "plugin/plugin.h"
+#include "ds3000/plugin/plugin.h"
 
 namespace host {
 

@@ -6,8 +6,8 @@
 #include <array>
 #include <utility>
 
-#include "demod/ds3000_context.h"
-#include "demod/signal_quality.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/signal_quality.h"
 
 namespace host {
 

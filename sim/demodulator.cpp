@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "demod/ds3000_regs.h"
+#include "ds3000/demod/ds3000_regs.h"
 
 namespace sim {
 

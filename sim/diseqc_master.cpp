@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "demod/ds3000_regs.h"
+#include "ds3000/demod/ds3000_regs.h"
 
 namespace sim {
 

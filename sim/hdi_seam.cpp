@@ -6,7 +6,7 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "hw/hdi.h"
+#include "ds3000/hw/hdi.h"
 #include "sim/board.h"
 
 namespace sim {

@@ -7,7 +7,7 @@
 #include <atomic>
 #include <optional>
 
-#include "hw/hdi.h"
+#include "ds3000/hw/hdi.h"
 #include "sim/bus_faults.h"
 #include "sim/calendar.h"
 #include "sim/demodulator.h"

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "ds3000/tuner/ts2022_regs.h"
 #include "sim/gain.h"
-#include "tuner/ts2022_regs.h"
 
 namespace sim {
 

@@ -11,13 +11,13 @@
 #include <string>
 #include <vector>
 
-#include "demod/ds3000_context.h"
-#include "demod/ds3000_regs.h"
-#include "demod/power.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/ds3000_regs.h"
+#include "ds3000/demod/power.h"
+#include "ds3000/hw/hdi.h"
+#include "ds3000/hw/register_access.h"
 #include "host/pace.h"
 #include "host/stderr_capture.h"
-#include "hw/hdi.h"
-#include "hw/register_access.h"
 
 namespace host {
 

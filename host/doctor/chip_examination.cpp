@@ -7,15 +7,15 @@
 #include <cstdint>
 #include <string>
 
-#include "demod/connect.h"
-#include "demod/ds3000_context.h"
-#include "demod/lock.h"
+#include "ds3000/demod/connect.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/lock.h"
+#include "ds3000/hw/firmware.h"
+#include "ds3000/hw/register_access.h"
+#include "ds3000/tuner/ts2022.h"
+#include "ds3000/tuner/ts2022_regs.h"
 #include "host/pace.h"
 #include "host/placeholder_firmware.h"
-#include "hw/firmware.h"
-#include "hw/register_access.h"
-#include "tuner/ts2022.h"
-#include "tuner/ts2022_regs.h"
 
 namespace host {
 

@@ -3,9 +3,9 @@
 
 #include <utility>
 
-#include "demod/connect.h"
-#include "demod/ds3000_context.h"
-#include "demod/lock.h"
+#include "ds3000/demod/connect.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/lock.h"
 #include "host/pace.h"
 
 namespace host {

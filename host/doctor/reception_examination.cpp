@@ -12,21 +12,21 @@
 #include <string>
 #include <vector>
 
-#include "demod/carrier.h"
-#include "demod/ds3000_context.h"
-#include "demod/ds3000_regs.h"
-#include "demod/lock.h"
-#include "demod/power.h"
-#include "diseqc/diseqc.h"
+#include "ds3000/demod/carrier.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/ds3000_regs.h"
+#include "ds3000/demod/lock.h"
+#include "ds3000/demod/power.h"
+#include "ds3000/diseqc/diseqc.h"
+#include "ds3000/hw/register_access.h"
+#include "ds3000/tuner/ts2022.h"
 #include "host/commands/describe.h"
 #include "host/committed_switch.h"
 #include "host/doctor/missing_lock.h"
 #include "host/doctor/spectrum_look.h"
 #include "host/pace.h"
 #include "host/signal_info.h"
-#include "hw/register_access.h"
 #include "sim/modcod.h"
-#include "tuner/ts2022.h"
 
 namespace host {
 

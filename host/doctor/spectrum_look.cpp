@@ -7,11 +7,11 @@
 #include <algorithm>
 #include <array>
 
-#include "demod/carrier.h"
-#include "demod/ds3000_context.h"
-#include "scan/scan_control.h"
-#include "scan/scan_request.h"
-#include "scan/spectrum_search.h"
+#include "ds3000/demod/carrier.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/scan/scan_control.h"
+#include "ds3000/scan/scan_request.h"
+#include "ds3000/scan/spectrum_search.h"
 
 namespace host {
 

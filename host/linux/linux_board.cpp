@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "ds3000/hw/hdi.h"
 #include "host/trace/transcript.h"
-#include "hw/hdi.h"
 
 namespace host {
 

@@ -8,15 +8,15 @@
 #include <tuple>
 #include <utility>
 
-#include "demod/carrier.h"
-#include "demod/ds3000_context.h"
+#include "ds3000/demod/carrier.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/scan/blind_scan.h"
+#include "ds3000/scan/scan_control.h"
+#include "ds3000/tuner/signal_strength.h"
 #include "host/failure.h"
 #include "host/interrupt.h"
 #include "host/pace.h"
 #include "host/signal_info.h"
-#include "scan/blind_scan.h"
-#include "scan/scan_control.h"
-#include "tuner/signal_strength.h"
 
 namespace host {
 

@@ -6,9 +6,9 @@
 #include <functional>
 #include <vector>
 
+#include "ds3000/scan/scan_request.h"
 #include "host/scan/found.h"
 #include "host/scan/legs.h"
-#include "scan/scan_request.h"
 
 namespace host {
 

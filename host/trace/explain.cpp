@@ -9,11 +9,11 @@
 #include <optional>
 #include <utility>
 
-#include "demod/ds3000_regs.h"
+#include "ds3000/demod/ds3000_regs.h"
+#include "ds3000/hw/register_access.h"
+#include "ds3000/tuner/ts2022_regs.h"
 #include "host/diseqc/messages.h"
 #include "host/trace/register_names.h"
-#include "hw/register_access.h"
-#include "tuner/ts2022_regs.h"
 
 namespace host {
 

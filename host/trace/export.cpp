@@ -6,7 +6,7 @@
 #include <optional>
 #include <utility>
 
-#include "hw/hdi.h"
+#include "ds3000/hw/hdi.h"
 
 namespace host {
 

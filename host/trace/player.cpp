@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "demod/ds3000_regs.h"
+#include "ds3000/demod/ds3000_regs.h"
+#include "ds3000/hw/hdi.h"
+#include "ds3000/hw/register_access.h"
 #include "host/trace/message_text.h"
-#include "hw/hdi.h"
-#include "hw/register_access.h"
 
 namespace host {
 

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "hw/hdi.h"
+#include "ds3000/hw/hdi.h"
 #include "sim/clock.h"
 
 namespace host {

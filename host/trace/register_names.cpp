@@ -7,7 +7,7 @@
 #include <span>
 #include <string_view>
 
-#include "hw/register_access.h"
+#include "ds3000/hw/register_access.h"
 
 namespace host {
 

@@ -10,8 +10,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "hw/hdi.h"
-#include "hw/register_access.h"
+#include "ds3000/hw/hdi.h"
+#include "ds3000/hw/register_access.h"
 
 namespace host {
 

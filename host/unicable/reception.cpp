@@ -3,12 +3,12 @@
 
 #include <unistd.h>
 
-#include "demod/connect.h"
-#include "demod/ds3000_context.h"
-#include "demod/lock.h"
+#include "ds3000/demod/connect.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/lock.h"
+#include "ds3000/tuner/signal_strength.h"
 #include "host/failure.h"
 #include "host/pace.h"
-#include "tuner/signal_strength.h"
 
 namespace host {
 

@@ -3,9 +3,9 @@
 
 #include <algorithm>
 
-#include "demod/ds3000_context.h"
-#include "diseqc/unicable.h"
-#include "diseqc/user_bands.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/diseqc/unicable.h"
+#include "ds3000/diseqc/user_bands.h"
 #include "host/unicable/user_band.h"
 
 namespace host {

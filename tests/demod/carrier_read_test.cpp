@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "demod/carrier.h"
+#include "ds3000/demod/carrier.h"
 
 #include "tests/demod/transcript_lines.h"
 #include "tests/support/chip_test.h"

@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <string>
 
-#include "demod/carrier.h"
+#include "ds3000/demod/carrier.h"
 #include "tests/demod/channel_test.h"
 
 namespace {

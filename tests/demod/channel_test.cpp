@@ -5,9 +5,9 @@
 #include <iterator>
 #include <type_traits>
 
+#include "ds3000/hw/hdi.h"
+#include "ds3000/hw/register_access.h"
 #include "host/trace/transcript.h"
-#include "hw/hdi.h"
-#include "hw/register_access.h"
 
 namespace tests {
 

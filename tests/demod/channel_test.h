@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "demod/ds3000_context.h"
-#include "hw/firmware.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/hw/firmware.h"
 #include "tests/support/chip_test.h"
 
 namespace tests {

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "demod/connect.h"
+#include "ds3000/demod/connect.h"
 #include "tests/demod/channel_test.h"
 
 namespace {

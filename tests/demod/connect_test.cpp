@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "demod/connect.h"
+#include "ds3000/demod/connect.h"
 
 #include <cstdint>
 #include <string>
 
-#include "demod/power.h"
-#include "demod/programming.h"
-#include "hw/firmware.h"
+#include "ds3000/demod/power.h"
+#include "ds3000/demod/programming.h"
+#include "ds3000/hw/firmware.h"
 #include "tests/demod/channel_test.h"
 
 namespace {

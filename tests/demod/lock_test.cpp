@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "demod/lock.h"
+#include "ds3000/demod/lock.h"
 
 #include <array>
 #include <string>

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "demod/power.h"
+#include "ds3000/demod/power.h"
 
 #include <cstdint>
 #include <string>
 
-#include "hw/firmware.h"
+#include "ds3000/hw/firmware.h"
+#include "ds3000/tuner/ts2022.h"
 #include "tests/demod/channel_test.h"
-#include "tuner/ts2022.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "demod/signal_quality.h"
+#include "ds3000/demod/signal_quality.h"
 
 #include <array>
 

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "ds3000/hw/register_access.h"
 #include "host/trace/transcript.h"
-#include "hw/register_access.h"
 
 namespace tests {
 

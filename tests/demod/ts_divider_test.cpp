@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <string>
 
-#include "demod/ts_output.h"
+#include "ds3000/demod/ts_output.h"
 #include "tests/support/chip_test.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "demod/ts_output.h"
+#include "ds3000/demod/ts_output.h"
 
 #include <algorithm>
 #include <array>

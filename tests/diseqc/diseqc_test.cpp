@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "diseqc/diseqc.h"
+#include "ds3000/diseqc/diseqc.h"
 
 #include "tests/support/chip_test.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "diseqc/unicable.h"
+#include "ds3000/diseqc/unicable.h"
 
 #include <unistd.h>
 

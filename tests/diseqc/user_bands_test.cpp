@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "diseqc/user_bands.h"
+#include "ds3000/diseqc/user_bands.h"
 
 #include <algorithm>
 #include <array>
@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "hw/hdi.h"
+#include "ds3000/hw/hdi.h"
 #include "tests/demod/transcript_lines.h"
 #include "tests/support/chip_test.h"
 

@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-#include "hw/hdi.h"
-#include "plugin/plugin.h"
+#include "ds3000/hw/hdi.h"
+#include "ds3000/plugin/plugin.h"
 
 namespace {
 

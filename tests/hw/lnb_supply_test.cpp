@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "hw/lnb_supply.h"
+#include "ds3000/hw/lnb_supply.h"
 
-#include "hw/driver_record.h"
+#include "ds3000/hw/driver_record.h"
 #include "tests/support/chip_test.h"
 
 namespace {

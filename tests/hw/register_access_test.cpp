@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "hw/register_access.h"
+#include "ds3000/hw/register_access.h"
 
 #include <array>
 #include <numeric>

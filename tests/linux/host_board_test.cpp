@@ -3,10 +3,10 @@
 #include <cerrno>
 #include <memory>
 
+#include "ds3000/hw/hdi.h"
 #include "host/boards.h"
 #include "host/console.h"
 #include "host/failure.h"
-#include "hw/hdi.h"
 #include "tests/linux/board_test.h"
 
 namespace tests {

@@ -10,8 +10,8 @@
 #include <functional>
 #include <optional>
 
+#include "ds3000/hw/hdi.h"
 #include "host/failure.h"
-#include "hw/hdi.h"
 #include "tests/linux/board_test.h"
 
 namespace tests {

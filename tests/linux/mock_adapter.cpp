@@ -9,7 +9,7 @@
 #include <cstddef>
 #include <span>
 
-#include "hw/hdi.h"
+#include "ds3000/hw/hdi.h"
 
 namespace tests {
 

@@ -9,14 +9,14 @@
 #include <string>
 #include <vector>
 
-#include "demod/ds3000_context.h"
-#include "demod/power.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/power.h"
+#include "ds3000/hw/driver_record.h"
+#include "ds3000/hw/hdi.h"
+#include "ds3000/hw/lnb_supply.h"
+#include "ds3000/hw/register_access.h"
+#include "ds3000/scan/blind_scan.h"
 #include "host/trace/recorder.h"
-#include "hw/driver_record.h"
-#include "hw/hdi.h"
-#include "hw/lnb_supply.h"
-#include "hw/register_access.h"
-#include "scan/blind_scan.h"
 #include "sim/receiver.h"
 #include "tests/linux/board_test.h"
 #include "tests/plugin/loaded_plugin.h"

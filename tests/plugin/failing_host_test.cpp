@@ -18,7 +18,7 @@
 #include <ctime>
 #include <string>
 
-#include "hw/driver_record.h"
+#include "ds3000/hw/driver_record.h"
 #include "tests/plugin/loaded_plugin.h"
 #include "tests/plugin/register_board.h"
 #include "tests/plugin/requests.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "plugin/plugin.h"
+#include "ds3000/plugin/plugin.h"
 
 namespace tests {
 

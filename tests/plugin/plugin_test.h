@@ -11,8 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "ds3000/hw/driver_record.h"
 #include "host/trace/recorder.h"
-#include "hw/driver_record.h"
 #include "sim/clock.h"
 #include "tests/plugin/loaded_plugin.h"
 #include "tests/plugin/register_board.h"

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "plugin/plugin.h"
+#include "ds3000/plugin/plugin.h"
 
 namespace tests {
 

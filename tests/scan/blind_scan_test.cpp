@@ -10,11 +10,11 @@
 #include <string_view>
 #include <vector>
 
-#include "hw/hdi.h"
-#include "hw/register_access.h"
-#include "scan/blind_scan.h"
-#include "scan/scan_control.h"
-#include "scan/verification.h"
+#include "ds3000/hw/hdi.h"
+#include "ds3000/hw/register_access.h"
+#include "ds3000/scan/blind_scan.h"
+#include "ds3000/scan/scan_control.h"
+#include "ds3000/scan/verification.h"
 #include "tests/scan/scan_transcript.h"
 
 namespace {

@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "demod/ds3000_context.h"
-#include "scan/blind_scan.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/scan/blind_scan.h"
 
 namespace tests {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "scan/peak_filter.h"
+#include "ds3000/scan/peak_filter.h"
 
 #include "tests/scan/candidate_list.h"
 #include "tests/support/chip_test.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "scan/scan_control.h"
+#include "ds3000/scan/scan_control.h"
 
-#include "demod/power.h"
+#include "ds3000/demod/power.h"
 #include "tests/support/chip_test.h"
 
 namespace {

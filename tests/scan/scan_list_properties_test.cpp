@@ -8,8 +8,8 @@
 #include <string>
 #include <tuple>
 
-#include "scan/peak_filter.h"
-#include "scan/scan_list.h"
+#include "ds3000/scan/peak_filter.h"
+#include "ds3000/scan/scan_list.h"
 #include "tests/scan/candidate_list.h"
 
 namespace {

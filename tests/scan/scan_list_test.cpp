@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "scan/scan_list.h"
+#include "ds3000/scan/scan_list.h"
 
 #include <algorithm>
 

@@ -7,8 +7,8 @@
 #include <map>
 #include <ostream>
 
-#include "hw/hdi.h"
-#include "scan/scan_control.h"
+#include "ds3000/hw/hdi.h"
+#include "ds3000/scan/scan_control.h"
 
 namespace tests {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "demod/ds3000_context.h"
-#include "scan/blind_scan.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/scan/blind_scan.h"
 #include "tests/demod/channel_test.h"
 
 namespace tests {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "scan/blind_scan.h"
+#include "ds3000/scan/blind_scan.h"
 #include "tests/scan/scan_transcript.h"
 
 namespace {

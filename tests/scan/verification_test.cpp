@@ -2,14 +2,14 @@
 
 // Candidates connected one by one and decided.
 
-#include "scan/verification.h"
+#include "ds3000/scan/verification.h"
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "scan/scan_control.h"
+#include "ds3000/scan/scan_control.h"
 #include "tests/scan/scan_transcript.h"
 
 namespace {

@@ -2,12 +2,12 @@
 
 // What it takes to lock: the driver's tune, then one thing wrong at a time.
 
-#include "demod/connect.h"
-#include "demod/ds3000_context.h"
-#include "demod/lock.h"
-#include "hw/register_access.h"
+#include "ds3000/demod/connect.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/lock.h"
+#include "ds3000/hw/register_access.h"
+#include "ds3000/tuner/ts2022.h"
 #include "tests/sim/receiver_test.h"
-#include "tuner/ts2022.h"
 
 namespace tests {
 

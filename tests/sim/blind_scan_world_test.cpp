@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "demod/ds3000_context.h"
-#include "scan/blind_scan.h"
-#include "scan/scan_control.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/scan/blind_scan.h"
+#include "ds3000/scan/scan_control.h"
 #include "tests/sim/receiver_test.h"
 
 namespace tests {

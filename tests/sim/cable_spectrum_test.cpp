@@ -6,11 +6,11 @@
 #include <optional>
 #include <vector>
 
-#include "demod/ds3000_context.h"
-#include "scan/blind_scan.h"
-#include "scan/scan_control.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/scan/blind_scan.h"
+#include "ds3000/scan/scan_control.h"
+#include "ds3000/tuner/ts2022.h"
 #include "tests/sim/receiver_test.h"
-#include "tuner/ts2022.h"
 
 namespace tests {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "diseqc/diseqc.h"
+#include "ds3000/diseqc/diseqc.h"
 
-#include "demod/ds3000_context.h"
-#include "demod/power.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/power.h"
 #include "tests/sim/receiver_test.h"
 
 namespace tests {

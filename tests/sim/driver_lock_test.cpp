@@ -2,10 +2,10 @@
 
 // The real driver on the simulated receiver: lock on every chip and tuner, and what it takes away.
 
-#include "demod/ds3000_context.h"
-#include "demod/lock.h"
-#include "demod/power.h"
-#include "hw/register_access.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/lock.h"
+#include "ds3000/demod/power.h"
+#include "ds3000/hw/register_access.h"
 #include "tests/sim/receiver_test.h"
 
 namespace tests {

@@ -2,12 +2,12 @@
 
 // Scenario faults and events, and how the driver fares with them.
 
-#include "demod/ds3000_context.h"
-#include "demod/lock.h"
-#include "demod/power.h"
-#include "hw/register_access.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/lock.h"
+#include "ds3000/demod/power.h"
+#include "ds3000/hw/register_access.h"
+#include "ds3000/tuner/ts2022.h"
 #include "tests/sim/receiver_test.h"
-#include "tuner/ts2022.h"
 
 namespace tests {
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-#include "hw/firmware.h"
+#include "ds3000/hw/firmware.h"
 
 #include <algorithm>
 #include <array>
 #include <vector>
 
-#include "demod/ds3000_context.h"
-#include "demod/power.h"
-#include "hw/register_access.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/power.h"
+#include "ds3000/hw/register_access.h"
 #include "tests/sim/receiver_test.h"
 
 namespace tests {

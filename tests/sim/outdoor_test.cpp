@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "demod/ds3000_context.h"
-#include "demod/signal_quality.h"
-#include "hw/hdi.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/signal_quality.h"
+#include "ds3000/hw/hdi.h"
 #include "tests/sim/receiver_test.h"
 
 namespace tests {

@@ -2,12 +2,12 @@
 
 // What the driver reads of a locked carrier is what is on the air.
 
-#include "demod/carrier.h"
-#include "demod/ds3000_context.h"
-#include "demod/signal_quality.h"
+#include "ds3000/demod/carrier.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/signal_quality.h"
+#include "ds3000/tuner/signal_strength.h"
+#include "ds3000/tuner/ts2022.h"
 #include "tests/sim/receiver_test.h"
-#include "tuner/signal_strength.h"
-#include "tuner/ts2022.h"
 
 namespace tests {
 

@@ -5,15 +5,15 @@
 
 #include <algorithm>
 
-#include "demod/connect.h"
-#include "demod/ds3000_context.h"
-#include "demod/lock.h"
-#include "demod/power.h"
-#include "diseqc/diseqc.h"
-#include "hw/driver_record.h"
-#include "hw/hdi.h"
-#include "hw/lnb_supply.h"
-#include "hw/register_access.h"
+#include "ds3000/demod/connect.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/lock.h"
+#include "ds3000/demod/power.h"
+#include "ds3000/diseqc/diseqc.h"
+#include "ds3000/hw/driver_record.h"
+#include "ds3000/hw/hdi.h"
+#include "ds3000/hw/lnb_supply.h"
+#include "ds3000/hw/register_access.h"
 
 namespace tests {
 

@@ -5,12 +5,12 @@
 #include <cmath>
 #include <vector>
 
-#include "demod/carrier.h"
-#include "demod/connect.h"
-#include "demod/ds3000_context.h"
-#include "scan/blind_scan.h"
+#include "ds3000/demod/carrier.h"
+#include "ds3000/demod/connect.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/scan/blind_scan.h"
+#include "ds3000/tuner/ts2022.h"
 #include "tests/sim/receiver_test.h"
-#include "tuner/ts2022.h"
 
 namespace tests {
 

@@ -10,8 +10,8 @@
 #include <cmath>
 #include <vector>
 
-#include "demod/ds3000_context.h"
-#include "scan/blind_scan.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/scan/blind_scan.h"
 #include "tests/sim/receiver_test.h"
 
 namespace tests {

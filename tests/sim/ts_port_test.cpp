@@ -4,8 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "demod/ds3000_context.h"
-#include "demod/ts_output.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/ts_output.h"
 #include "tests/sim/receiver_test.h"
 
 namespace tests {

@@ -4,10 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "demod/ds3000_context.h"
-#include "hw/register_access.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/hw/register_access.h"
+#include "ds3000/tuner/ts2022.h"
 #include "tests/sim/receiver_test.h"
-#include "tuner/ts2022.h"
 
 namespace tests {
 

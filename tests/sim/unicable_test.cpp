@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "demod/ds3000_context.h"
-#include "diseqc/user_bands.h"
-#include "scan/blind_scan.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/diseqc/user_bands.h"
+#include "ds3000/scan/blind_scan.h"
 #include "tests/sim/receiver_test.h"
 
 namespace tests {

@@ -5,10 +5,10 @@
 #include <array>
 #include <atomic>
 
-#include "demod/ds3000_context.h"
-#include "demod/power.h"
-#include "hw/hdi.h"
-#include "hw/register_access.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/power.h"
+#include "ds3000/hw/hdi.h"
+#include "ds3000/hw/register_access.h"
 #include "sim/system_time.h"
 #include "tests/sim/receiver_test.h"
 

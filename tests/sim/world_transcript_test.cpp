@@ -12,15 +12,15 @@
 #include <string>
 #include <vector>
 
-#include "demod/carrier.h"
-#include "demod/ds3000_context.h"
-#include "demod/signal_quality.h"
+#include "ds3000/demod/carrier.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/signal_quality.h"
+#include "ds3000/scan/blind_scan.h"
+#include "ds3000/scan/scan_control.h"
+#include "ds3000/tuner/signal_strength.h"
 #include "host/trace/recorder.h"
-#include "scan/blind_scan.h"
-#include "scan/scan_control.h"
 #include "tests/sim/receiver_test.h"
 #include "tests/support/chip_test.h"
-#include "tuner/signal_strength.h"
 
 namespace tests {
 

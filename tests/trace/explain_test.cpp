@@ -8,12 +8,12 @@
 #include <functional>
 #include <optional>
 
-#include "demod/carrier.h"
-#include "demod/ds3000_context.h"
+#include "ds3000/demod/carrier.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/tuner/ts2022.h"
 #include "host/trace/recorder.h"
 #include "sim/board.h"
 #include "sim/clock.h"
-#include "tuner/ts2022.h"
 
 namespace host {
 namespace {

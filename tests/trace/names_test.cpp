@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
-#include "demod/ds3000_regs.h"
+#include "ds3000/demod/ds3000_regs.h"
+#include "ds3000/tuner/ts2022_regs.h"
 #include "host/trace/message_text.h"
 #include "host/trace/register_names.h"
-#include "tuner/ts2022_regs.h"
 
 namespace host {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tuner/signal_strength.h"
+#include "ds3000/tuner/signal_strength.h"
 
 #include <algorithm>
 #include <array>

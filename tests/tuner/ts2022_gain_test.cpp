@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <cstdint>
 
+#include "ds3000/tuner/ts2022.h"
 #include "tests/support/chip_test.h"
 #include "tests/tuner/tuner_transcript.h"
-#include "tuner/ts2022.h"
 
 namespace {
 

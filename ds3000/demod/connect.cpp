@@ -1,0 +1,284 @@
+// SPDX-License-Identifier: MIT
+#include "ds3000/demod/connect.h"
+
+#include <cstdint>
+
+#include "ds3000/demod/carrier.h"
+#include "ds3000/demod/connect_tables.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/ds3000_regs.h"
+#include "ds3000/demod/programming.h"
+#include "ds3000/demod/ts_output.h"
+#include "ds3000/diseqc/unicable.h"
+#include "ds3000/hw/bits.h"
+#include "ds3000/hw/mcu.h"
+#include "ds3000/hw/register_access.h"
+#include "ds3000/hw/register_update.h"
+
+namespace reg = ds3000::reg;
+
+using ds3000::bit;
+using ds3000::demod_clear_bits;
+using ds3000::demod_put_bits;
+using ds3000::demod_set_bits;
+using ds3000::is_ds310x;
+using ds3000::low_rate_ksps;
+using ds3000::low_rate_shift_khz;
+using ds3000::register_table;
+using ds3000::table_use;
+using ds3000::wrap_add;
+using ds3000::wrap_subtract;
+
+namespace {
+
+// A standard's programming under way.
+struct programming {
+    std::int32_t symbol_rate_ksps;
+    std::uint32_t standard;
+    std::uint8_t ts_mode = 3;
+    std::uint8_t byte = 0;  // the working byte of the register reads
+
+    [[nodiscard]] bool dvbs2() const { return standard == STANDARD_DVBS2; }
+};
+
+std::uint32_t ts_clock_ceiling_khz(std::uint8_t ts_mode) {
+    if (ts_mode == 3) {
+        return 6000;
+    }
+    return ts_mode == 2 ? 24000 : 0;
+}
+
+std::uint32_t master_clock_khz(const programming &p) {
+    if (!p.dvbs2()) {
+        return 96000;
+    }
+    if (!is_ds310x()) {
+        return 144000;
+    }
+    if (p.ts_mode != 1 && p.symbol_rate_ksps >= 28001) {
+        return 192000;
+    }
+    return p.symbol_rate_ksps >= 18001 ? 144000 : 96000;
+}
+
+// Divide the master clock down to the mode's ceiling, in as even halves as the count allows.
+void program_ts_clock(const programming &p) {
+    const std::uint32_t ceiling_khz = ts_clock_ceiling_khz(p.ts_mode);
+    const std::uint32_t clock_khz = master_clock_khz(p);
+    std::uint32_t high = 0;
+    std::uint32_t low = 0;
+    if (ceiling_khz != 0) {
+        const std::uint32_t ratio = (clock_khz + ceiling_khz - 1) / ceiling_khz;
+        high = ratio >> 1U;
+        low = high + (ratio & 1U);
+        if (ratio > 128) {
+            high = low = 64;
+        } else if (ratio < 2) {
+            high = low = 1;
+        }
+    }
+    ds3000_set_ts_clock_divider(p.standard, high, low);
+    ds3000_set_master_clock(static_cast<std::int32_t>(clock_khz));
+}
+
+void put_dvbs2_mode(programming &p) {
+    demod_put_bits(reg::mode, p.byte, reg::mode_dvbs2, p.dvbs2());
+}
+
+void put_board_options_where_present(programming &p) {
+    if (is_ds310x()) {
+        ds3000::put_board_options(p.byte);
+    }
+}
+
+void mirror_ts_mode() {
+    std::uint8_t mode = 0;
+    std::uint8_t mirror = 0;
+    demod_read(reg::ts_mode, &mode);
+    demod_read(reg::ts_mirror, &mirror);
+    demod_write(reg::ts_mirror, static_cast<std::uint8_t>((mirror & 0xFE) | ((mode >> 3U) & 1U)));
+}
+
+void set_reg25_bit3(programming &p) { demod_set_bits(reg::reg_25, p.byte, bit(3)); }
+
+void put_reg27_bit4(programming &p) { demod_put_bits(reg::reg_27, p.byte, bit(4), p.ts_mode != 1); }
+
+void program_search(std::uint8_t c3, std::uint8_t c8, std::uint8_t c4, std::uint8_t c7) {
+    demod_write(reg::reg_c3, c3);
+    demod_write(reg::reg_c8, c8);
+    demod_write(reg::reg_c4, c4);
+    demod_write(reg::reg_c7, c7);
+}
+
+void program_connect_search(std::int32_t symbol_rate_ksps) {
+    std::uint8_t c8 = 0x06;
+    if (symbol_rate_ksps <= 3000) {
+        c8 = 0x20;
+    } else if (symbol_rate_ksps <= 10000) {
+        c8 = 0x10;
+    }
+    program_search(0x08, c8, 0x08, 0x00);
+}
+
+void program_scan_search(std::int32_t symbol_rate_ksps) {
+    if (symbol_rate_ksps <= 2500) {
+        program_search(0x08, 0x0A, 0x07, 0x28);
+    } else if (symbol_rate_ksps <= 5000) {
+        program_search(0x08, 0x0A, 0x08, 0x10);
+    } else {
+        program_search(0x08, symbol_rate_ksps <= 20000 ? 0x0A : 0x08, 0x08, 0x20);
+    }
+}
+
+void program_symbol_rate(programming &p) {
+    ds3000_set_symbol_rate(static_cast<std::uint32_t>(p.symbol_rate_ksps));
+    ds3000_set_reg56_bit0(1);
+    demod_clear_bits(reg::reg_76, p.byte, bit(7));
+}
+
+// Where the tuner was put for a connect, as the demodulator has to know it.
+struct tuned_path {
+    std::int32_t shift_khz = 0;             // the tuner stands this far above the carrier
+    std::int32_t unicable_residue_khz = 0;  // the Unicable unit reached this far above the request
+};
+
+tuned_path tune_through_unicable(std::uint32_t frequency_khz, std::uint32_t symbol_rate_ksps) {
+    const auto requested_khz = static_cast<std::int32_t>(frequency_khz);
+    std::int32_t reached_khz = requested_khz;
+    unicable_channel_change(requested_khz, symbol_rate_ksps, &reached_khz,
+                            ds3000_context.unicable_ub_index, ds3000_context.unicable_bank,
+                            ds3000_context.unicable_ub_freq_mhz);
+    return {.unicable_residue_khz = wrap_subtract(reached_khz, requested_khz)};
+}
+
+tuned_path tune(std::uint32_t frequency_khz, std::int32_t symbol_rate_ksps) {
+    const auto tuner_rate_ksps = static_cast<std::uint32_t>(symbol_rate_ksps);
+    const auto set_frequency = ds3000_context.tuner_ops.tuner_set_frequency;
+    if (symbol_rate_ksps < low_rate_ksps && ds3000_context.unicable_enabled == 0) {
+        set_frequency(frequency_khz + low_rate_shift_khz, tuner_rate_ksps, low_rate_shift_khz);
+        return {.shift_khz = low_rate_shift_khz};
+    }
+    if (ds3000_context.unicable_enabled == 1) {
+        return tune_through_unicable(frequency_khz, tuner_rate_ksps);
+    }
+    set_frequency(frequency_khz, tuner_rate_ksps, 0);
+    return {};
+}
+
+void program_carrier(const tuned_path &path) {
+    const std::int32_t offset_khz = wrap_add(wrap_add(path.shift_khz, path.unicable_residue_khz),
+                                             ds3000_context.tuner_ops.tuner_get_offset());
+    // Only DS300X needs the sign turned; the others invert the spectrum in register 0x4D.
+    const bool negated =
+        ds3000_context.spectrum_inverted == 1 && ds3000_context.chip_type == CHIP_DS300X;
+    ds3000_set_carrier_offset(negated ? wrap_subtract(0, offset_khz) : offset_khz);
+}
+
+void arm_acquisition(std::int32_t symbol_rate_ksps, std::uint32_t standard_code) {
+    ds3000_context.requested_standard = standard_code;
+    ds3000_context.locked_once = 0;
+    ds3000_context.symbol_rate_ksps = symbol_rate_ksps;
+    ds3000_context.s2_recovery_done = 0;
+    ds3000_context.first_poll = 1;
+    ds3000::update_spectrum_inversion();
+    ds3000_context.ts_clock_pending = 1;
+}
+
+}  // namespace
+
+void ds3000::update_spectrum_inversion() {
+    ds3000_context.spectrum_inverted =
+        ds3000_context.unicable_enabled ^ ds3000_context.board_iq_swap;
+}
+
+void ds3000::put_board_options(std::uint8_t &byte) {
+    demod_put_bits(reg::spectrum, byte, reg::spectrum_invert,
+                   ds3000_context.spectrum_inverted == 1);
+    demod_put_bits(reg::reg_30, byte, reg::reg_30_bit4, ds3000_context.reg30_bit4_enable == 1);
+}
+
+void ds3000::program_low_rate_dvbs2() {
+    demod_write(reg::reg_c0, 0x04);
+    demod_write(reg::reg_8a, 0x09);
+    demod_write(reg::reg_8b, 0x22);
+    demod_write(reg::reg_8c, 0x88);
+}
+
+int32_t ds3000_connect(uint32_t frequency_mhz, int32_t symbol_rate_ksps, uint32_t standard_code) {
+    if (ds3000_context.tuner_ops.tuner_set_frequency == nullptr ||
+        ds3000_context.tuner_ops.tuner_get_offset == nullptr) {
+        return DS3000_UNBOUND;
+    }
+    arm_acquisition(symbol_rate_ksps, standard_code);
+    if (!ds3000::is_known_chip()) {
+        return DS3000_UNKNOWN_CHIP;
+    }
+    std::uint8_t byte = 0;
+    ds3000::release_held_mcu(byte);
+    ds3000_context.standard =
+        standard_code == STANDARD_AUTO ? std::uint32_t{STANDARD_DVBS} : standard_code;
+    const tuned_path path = tune(frequency_mhz * 1000U, symbol_rate_ksps);
+    ds3000::hold_mcu();
+    ds3000_program_standard(symbol_rate_ksps, ds3000_context.standard);
+    program_carrier(path);
+    ds3000::release_mcu();
+    return DS3000_OK;
+}
+
+int32_t ds3000_program_standard(int32_t symbol_rate_ksps, uint32_t standard) {
+    programming p{.symbol_rate_ksps = symbol_rate_ksps, .standard = standard};
+    ds3000_get_ts_mode(&p.ts_mode);
+    put_dvbs2_mode(p);
+    const register_table table = ds3000::table_for(standard, table_use::connect);
+    if (table.pairs == nullptr) {
+        return DS3000_UNKNOWN_CHIP;
+    }
+    const std::int32_t status = demod_write_table(table.pairs, table.count);
+    put_board_options_where_present(p);
+    if (p.dvbs2() && symbol_rate_ksps <= low_rate_ksps) {
+        ds3000::program_low_rate_dvbs2();
+    }
+    program_ts_clock(p);
+    mirror_ts_mode();
+    demod_write(reg::reg_33, 0x99);
+    // Two updates of the same register, each on the bus.
+    demod_clear_bits(reg::reg_29, p.byte, bit(7));
+    demod_clear_bits(reg::reg_29, p.byte, bit(4));
+    set_reg25_bit3(p);
+    put_reg27_bit4(p);
+    program_connect_search(symbol_rate_ksps);
+    program_symbol_rate(p);
+    return status;
+}
+
+int32_t ds3000_program_standard_scan(int32_t symbol_rate_ksps, uint32_t standard) {
+    programming p{.symbol_rate_ksps = symbol_rate_ksps, .standard = standard};
+    ds3000_get_ts_mode(&p.ts_mode);
+    const register_table table = ds3000::table_for(standard, table_use::scan);
+    if (table.pairs == nullptr) {
+        return DS3000_UNKNOWN_CHIP;
+    }
+    const std::int32_t status = demod_write_table(table.pairs, table.count);
+    put_dvbs2_mode(p);
+    put_board_options_where_present(p);
+    program_ts_clock(p);
+    mirror_ts_mode();
+    set_reg25_bit3(p);
+    put_reg27_bit4(p);
+    demod_write(reg::reg_33, 0x99);
+    program_scan_search(symbol_rate_ksps);
+    program_symbol_rate(p);
+    return status;
+}
+
+int32_t ds3000_soft_reset(void) {
+    demod_write(reg::global_reset, reg::global_reset_demodulator);
+    demod_write(reg::global_reset, 0x00);
+    return DS3000_OK;
+}
+
+int32_t ds3000_set_reg56_bit0(uint32_t mode) {
+    std::uint8_t byte = 0;
+    demod_put_bits(reg::reg_56, byte, bit(0), mode != 1);
+    return DS3000_OK;
+}

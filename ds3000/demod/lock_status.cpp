@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+#include "ds3000/demod/lock_status.h"
+
+#include <cstdint>
+
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/ds3000_regs.h"
+#include "ds3000/hw/register_access.h"
+#include "ds3000/hw/wait.h"
+
+namespace ds3000 {
+
+namespace {
+
+bool all_set(std::uint8_t reg, std::uint8_t mask, std::uint8_t &byte) {
+    demod_read(reg, &byte);
+    return (byte & mask) == mask;
+}
+
+}  // namespace
+
+bool has_lock(std::uint8_t &byte) {
+    if (ds3000_context.standard == STANDARD_DVBS2) {
+        return all_set(reg::lock_status, reg::lock_status_dvbs2, byte);
+    }
+    return all_set(reg::fec_status, reg::fec_status_locked, byte) &&
+           all_set(reg::lock_status, reg::lock_status_dvbs, byte);
+}
+
+bool wait_for_search(std::uint8_t &byte) {
+    constexpr int checks = 11;
+    constexpr std::uint8_t first_search_state = 4;
+    for (int check = 1;; ++check) {
+        demod_read(reg::mcu_state, &byte);
+        if (byte != reg::mcu_state_boot && byte >= first_search_state) {
+            return true;
+        }
+        if (check == checks) {
+            return false;
+        }
+        wait_us(10000);
+    }
+}
+
+}  // namespace ds3000

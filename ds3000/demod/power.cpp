@@ -1,0 +1,202 @@
+// SPDX-License-Identifier: MIT
+#include "ds3000/demod/power.h"
+
+#include <cstdint>
+
+#include "ds3000/demod/carrier.h"
+#include "ds3000/demod/connect.h"
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/ds3000_regs.h"
+#include "ds3000/demod/lock_status.h"
+#include "ds3000/demod/programming.h"
+#include "ds3000/demod/ts_output.h"
+#include "ds3000/hw/bits.h"
+#include "ds3000/hw/firmware.h"
+#include "ds3000/hw/mcu.h"
+#include "ds3000/hw/message.h"
+#include "ds3000/hw/register_access.h"
+#include "ds3000/hw/register_update.h"
+#include "ds3000/hw/wait.h"
+#include "ds3000/tuner/ts2022.h"
+
+namespace reg = ds3000::reg;
+
+using ds3000::bit;
+using ds3000::demod_clear_bits;
+using ds3000::demod_set_bits;
+using ds3000::demod_update;
+using ds3000::field_get;
+using ds3000::is_ds310x;
+using ds3000::wait_us;
+
+namespace {
+
+// The message carries a newline of its own, so a blank line follows it.
+std::int32_t name_chip(std::int32_t chip_type, const char *name) {
+    ds3000::message("\tChip ID = [%s]!\n", name);
+    return chip_type;
+}
+
+void forget_channel() {
+    ds3000_context.requested_standard = STANDARD_DVBS;
+    ds3000_context.standard = STANDARD_DVBS;
+    ds3000_context.symbol_rate_ksps = 0;
+    ds3000_context.locked_once = 0;
+    ds3000_context.first_poll = 0;
+    ds3000_context.s2_recovery_done = 0;
+    ds3000_context.ts_clock_pending = 0;
+}
+
+void bind_tuner() {
+    ds3000_context.tuner_ops = {
+        .tuner_wake = ts2022_wake,
+        .tuner_set_frequency = ts2022_set_frequency,
+        .tuner_sleep = ts2022_sleep,
+        .tuner_get_offset = tuner_get_offset,
+        .tuner_get_gain = ts2022_get_gain,
+    };
+}
+
+void reset_mcu_and_core() {
+    demod_write(reg::global_reset, reg::global_reset_mcu_and_core);
+    demod_write(reg::global_reset, 0x00);
+}
+
+void select_mode(std::uint8_t mode, std::uint8_t &byte) {
+    constexpr std::uint8_t mode_bits = bit(2) | bit(0);
+    std::uint8_t set = bit(0);
+    if (mode == 2) {
+        set = 0;
+    } else if (mode == 1) {
+        set = bit(2);
+    }
+    demod_update(reg::ts_mode, byte, mode_bits, set);
+}
+
+// The master clock that a mode runs at: in modes 2 and 3 DVB-S2 needs more for higher rates.
+std::uint32_t master_clock_of_mode(std::uint8_t mode, bool locked) {
+    if (mode != 2 && mode != 3) {
+        return ds3000_context.master_clock_khz;
+    }
+    if (ds3000_context.standard != STANDARD_DVBS2) {
+        return 96000;
+    }
+    std::int32_t symbol_rate_ksps = ds3000_context.symbol_rate_ksps;
+    if (locked) {
+        ds3000_get_symbol_rate(&symbol_rate_ksps);
+    }
+    if (symbol_rate_ksps >= 28001) {
+        return 192000;
+    }
+    return symbol_rate_ksps < 18001 ? 96000 : 144000;
+}
+
+}  // namespace
+
+int32_t ds3000_identify(int32_t *chip_type) {
+    std::uint8_t id = 0;
+    std::uint8_t id_high = 0;
+    std::uint8_t control = 0;
+    *chip_type = 0;
+    demod_read(reg::chip_id, &id);
+    demod_read(reg::chip_id_high, &id_high);
+    demod_read(reg::mcu_control, &control);
+    *chip_type = CHIP_UNKNOWN;
+    if (id_high != 0) {
+        return DS3000_OK;
+    }
+    // DS3002B and DS3103 share an identity and differ in two bits of the micro-controller's
+    // control register.
+    const std::uint8_t variant = field_get(control, 7, 6);
+    if (id == reg::chip_id_ds300x) {
+        *chip_type = name_chip(CHIP_DS300X, "DS300X");
+    } else if (id == reg::chip_id_ds310x && variant == 0) {
+        *chip_type = name_chip(CHIP_DS3002B, "DS3002B");
+    } else if (id == reg::chip_id_ds310x && variant == 3) {
+        *chip_type = name_chip(CHIP_DS3103, "DS3103");
+    }
+    return DS3000_OK;
+}
+
+int32_t ds3000_hard_init(void) {
+    ds3000_identify(&ds3000_context.chip_type);
+    if (!ds3000::is_known_chip()) {
+        return DS3000_UNKNOWN_CHIP;
+    }
+    std::uint8_t byte = 0;
+    ds3000::release_held_mcu(byte);
+    ds3000_soft_reset();
+    wait_us(1000);
+    demod_set_bits(reg::mode, byte, reg::mode_enable);
+    forget_channel();
+    wait_us(1000);
+    return DS3000_OK;
+}
+
+int32_t ds3000_init(void) {
+    ds3000_hard_init();
+    bind_tuner();
+    ts2022_init();
+    ds3000::update_spectrum_inversion();
+    if (is_ds310x()) {
+        reset_mcu_and_core();
+        load_firmware(ds3000_firmware_a);
+    } else if (ds3000_context.chip_type == CHIP_DS300X) {
+        load_firmware(ds3000_firmware_b);
+    } else {
+        return DS3000_UNKNOWN_CHIP;
+    }
+    ds3000_set_ts_mode(3);
+    if (is_ds310x()) {
+        std::uint8_t byte = 0;
+        ds3000::put_board_options(byte);
+    }
+    return DS3000_OK;
+}
+
+int32_t ds3000_wake(void) {
+    std::uint8_t byte = 0;
+    demod_set_bits(reg::mode, byte, reg::mode_enable);
+    demod_clear_bits(reg::reg_04, byte, reg::reg_04_power_down);
+    demod_clear_bits(reg::reg_23, byte, reg::reg_23_power_down);
+    if (ds3000_context.tuner_ops.tuner_wake != nullptr) {
+        ds3000_context.tuner_ops.tuner_wake();
+    }
+    return DS3000_OK;
+}
+
+int32_t ds3000_sleep(void) {
+    if (ds3000_context.tuner_ops.tuner_sleep != nullptr) {
+        ds3000_context.tuner_ops.tuner_sleep();
+    }
+    std::uint8_t byte = 0;
+    demod_clear_bits(reg::mode, byte, reg::mode_enable);
+    demod_set_bits(reg::reg_04, byte, reg::reg_04_power_down);
+    demod_set_bits(reg::reg_23, byte, reg::reg_23_power_down);
+    return DS3000_OK;
+}
+
+int32_t ds3000_set_mode(uint8_t mode) {
+    if (!is_ds310x()) {
+        return DS3000_UNKNOWN_CHIP;
+    }
+    std::uint8_t byte = 0;
+    select_mode(mode, byte);
+    const bool locked = ds3000::has_lock(byte);
+    std::uint32_t current_khz = 0;
+    ds3000_get_master_clock(&current_khz);
+    const std::uint32_t target_khz = master_clock_of_mode(mode, locked);
+    if (target_khz != current_khz) {
+        ds3000_switch_master_clock(static_cast<std::int32_t>(target_khz));
+    }
+    if (locked) {
+        ds3000_adapt_ts_clock();
+    }
+    demod_clear_bits(reg::reg_29, byte, bit(5));
+    return DS3000_OK;
+}
+
+int32_t ds3000_get_revision(uint32_t *revision) {
+    *revision = 60303;
+    return DS3000_OK;
+}

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+#include "ds3000/hw/mcu.h"
+
+#include <cstdint>
+
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/ds3000_regs.h"
+#include "ds3000/hw/register_access.h"
+
+namespace ds3000 {
+
+bool is_ds310x() {
+    return ds3000_context.chip_type == CHIP_DS3002B || ds3000_context.chip_type == CHIP_DS3103;
+}
+
+bool is_known_chip() { return ds3000_context.chip_type == CHIP_DS300X || is_ds310x(); }
+
+void hold_mcu() {
+    demod_write(reg::mcu_control, reg::mcu_hold);
+    if (is_ds310x()) {
+        demod_write(reg::core_reset, 0x01);
+    }
+}
+
+void release_mcu() {
+    if (is_ds310x()) {
+        demod_write(reg::core_reset, 0x00);
+    }
+    demod_write(reg::mcu_control, 0x00);
+}
+
+void release_held_mcu(std::uint8_t &byte) {
+    demod_read(reg::mcu_control, &byte);
+    if (byte == reg::mcu_hold) {
+        demod_write(is_ds310x() ? reg::core_reset : reg::core_reset_ds300x, 0x00);
+        demod_write(reg::mcu_control, 0x00);
+    }
+}
+
+}  // namespace ds3000

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+#include "ds3000/tuner/signal_strength.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <iterator>
+
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/demod/lock.h"
+#include "ds3000/tuner/agc.h"
+#include "ds3000/tuner/ts2022.h"
+
+namespace {
+
+// Percent of a gain figure: 0 at 8500 and weaker, 60 at 6500, 90 at 4500, and a point for every
+// 500 below. Truncated; a very strong signal may read above 100.
+std::uint8_t percent_of_gain(std::int32_t gain) {
+    std::int32_t percent = (4500 - gain) / 500 + 90;
+    if (gain >= 8501) {
+        percent = 0;
+    } else if (gain >= 6501) {
+        percent = (8500 - gain) * 3 / 100;
+    } else if (gain >= 4501) {
+        percent = (6500 - gain) * 3 / 200 + 60;
+    }
+    return static_cast<std::uint8_t>(percent);
+}
+
+// Take a reading into the ring.
+void keep(std::uint8_t percent) {
+    ds3000_context.strength_ring[ds3000_context.strength_index] = percent;
+    ds3000_context.strength_index = static_cast<std::uint8_t>(
+        (ds3000_context.strength_index + 1U) % std::size(ds3000_context.strength_ring));
+}
+
+// The mean of the ring, which begins as zeros: the first reports after load rise from 0.
+std::uint8_t mean() {
+    std::uint32_t sum = 0;
+    for (const std::uint8_t percent : ds3000_context.strength_ring) {
+        sum += percent;
+    }
+    return static_cast<std::uint8_t>(sum / std::size(ds3000_context.strength_ring));
+}
+
+}  // namespace
+
+int32_t signal_strength(uint8_t *percent) {
+    std::uint8_t reading = percent_of_gain(ts2022_gain(ts2022::read_agc()));
+    std::uint32_t lock_state = 0;
+    ds3000_poll_lock(&lock_state);
+    // A locked signal never reads near 0, however weak.
+    if (reading < 40 && lock_state == LOCK_LOCKED) {
+        reading = static_cast<std::uint8_t>((reading >> 1U) + 20);
+    }
+    keep(reading);
+    *percent = std::min(mean(), std::uint8_t{100});
+    return DS3000_OK;
+}

@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: MIT
+#include <cstdint>
+
+#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/hw/register_access.h"
+#include "ds3000/hw/wait.h"
+#include "ds3000/tuner/ts2022.h"
+#include "ds3000/tuner/ts2022_regs.h"
+
+namespace reg = ts2022::reg;
+
+using ds3000::wait_us;
+
+namespace {
+
+constexpr std::uint32_t start_up_us = 2000;
+constexpr std::uint32_t wake_us = 50000;
+
+std::uint8_t type_of_identity(std::uint8_t identity) {
+    switch (identity) {
+        case 0x01:
+        case 0x41:
+        case 0x81:
+            return 1;
+        case 0xC3:
+        case 0x83:
+            return 2;
+        default:
+            return 0;
+    }
+}
+
+void start_type_1() {
+    tuner_write(reg::reg_62, 0xFD);
+    wait_us(start_up_us);
+    tuner_write(reg::reg_42, 0x63);
+    tuner_write(reg::reg_07, 0x02);
+    tuner_write(reg::reg_08, 0x01);
+}
+
+void start_type_2() {
+    tuner_write(reg::reg_62, 0xEC);
+    wait_us(start_up_us);
+    tuner_write(reg::reg_42, 0x6C);
+    wait_us(start_up_us);
+    static constexpr std::uint8_t start_up[][2] = {
+        {0x7D, 0x9D}, {0x7C, 0x9A}, {0x7A, 0x76}, {0x3B, 0x01}, {0x63, 0x88}, {0x61, 0x85},
+        {0x22, 0x30}, {0x30, 0x40}, {0x20, 0x23}, {0x24, 0x02}, {0x12, 0xA0},
+    };
+    for (const auto &[address, value] : start_up) {
+        tuner_write(address, value);
+    }
+}
+
+// Power up in two steps. The supply step is skipped when the bits tested say it is done: the
+// start-up looks at both power bits, the wake-up at the supply's alone.
+void power_up(std::uint8_t &byte, std::uint8_t tested_bits, std::uint32_t settle_us) {
+    tuner_read(reg::power, &byte);
+    if ((byte & tested_bits) == 0) {
+        tuner_write(reg::power, reg::power_supply);
+        wait_us(settle_us);
+    }
+    tuner_write(reg::power, reg::power_all);
+    wait_us(settle_us);
+}
+
+}  // namespace
+
+int32_t ts2022_init(void) {
+    std::uint8_t byte = 0;
+    power_up(byte, reg::power_all, start_up_us);
+    tuner_read(reg::power, &byte);
+    ds3000_context.tuner_type = type_of_identity(byte);
+    if (ds3000_context.tuner_type == 1) {
+        start_type_1();
+    } else if (ds3000_context.tuner_type == 2) {
+        start_type_2();
+    }
+    return DS3000_OK;
+}
+
+int32_t ts2022_wake(void) {
+    std::uint8_t byte = 0;
+    power_up(byte, reg::power_supply, wake_us);
+    return DS3000_OK;
+}
+
+int32_t ts2022_sleep(void) {
+    tuner_write(reg::power, 0x00);
+    wait_us(wake_us);
+    return DS3000_OK;
+}
