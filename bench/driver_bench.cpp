@@ -8,8 +8,8 @@
 
 #include <cstdint>
 
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/connect.h"
-#include "ds3000/demod/ds3000_context.h"
 #include "ds3000/demod/lock.h"
 #include "ds3000/demod/signal_quality.h"
 #include "ds3000/hw/hdi.h"

@@ -4,9 +4,11 @@
 # language and POSIX.
 
 set(ds3000_public_headers
+  ds3000/chip/ds3000_context.h
+  ds3000/chip/tuner_ops.h
+  ds3000/chip/wiring.h
   ds3000/demod/carrier.h
   ds3000/demod/connect.h
-  ds3000/demod/ds3000_context.h
   ds3000/demod/lock.h
   ds3000/demod/power.h
   ds3000/demod/signal_quality.h
@@ -27,14 +29,13 @@ set(ds3000_public_headers
   ds3000/scan/spectrum_search.h
   ds3000/scan/verification.h
   ds3000/tuner/signal_strength.h
-  ds3000/tuner/ts2022.h
-  ds3000/tuner/tuner_ops.h)
+  ds3000/tuner/ts2022.h)
 
 set(ds3000_sources
+  ds3000/chip/ds3000_context.cpp
   ds3000/demod/carrier.cpp
   ds3000/demod/connect.cpp
   ds3000/demod/connect_tables.cpp
-  ds3000/demod/ds3000_context.cpp
   ds3000/demod/dvbs2_recovery.cpp
   ds3000/demod/lock.cpp
   ds3000/demod/lock_status.cpp

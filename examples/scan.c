@@ -13,7 +13,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/power.h"
 #include "ds3000/diseqc/diseqc.h"
 #include "ds3000/hw/driver_record.h"

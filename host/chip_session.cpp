@@ -5,8 +5,8 @@
 
 #include <algorithm>
 
-#include "ds3000/demod/ds3000_context.h"
-#include "ds3000/demod/ds3000_regs.h"
+#include "ds3000/chip/ds3000_context.h"
+#include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/demod/power.h"
 #include "ds3000/diseqc/diseqc.h"
 #include "ds3000/hw/hdi.h"

@@ -6,7 +6,7 @@
 #include <array>
 #include <utility>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/signal_quality.h"
 
 namespace host {

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "ds3000/demod/ds3000_regs.h"
+#include "ds3000/chip/ds3000_regs.h"
 
 namespace sim {
 

@@ -9,7 +9,7 @@
 #include <numbers>
 #include <optional>
 
-#include "ds3000/demod/ds3000_regs.h"
+#include "ds3000/chip/ds3000_regs.h"
 #include "sim/arithmetic.h"
 
 namespace sim {

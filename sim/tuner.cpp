@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "ds3000/tuner/ts2022_regs.h"
+#include "ds3000/chip/ts2022_regs.h"
 #include "sim/gain.h"
 
 namespace sim {

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/hw/mcu.h"
 
 namespace ds3000 {

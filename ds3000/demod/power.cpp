@@ -3,10 +3,10 @@
 
 #include <cstdint>
 
+#include "ds3000/chip/ds3000_context.h"
+#include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/demod/carrier.h"
 #include "ds3000/demod/connect.h"
-#include "ds3000/demod/ds3000_context.h"
-#include "ds3000/demod/ds3000_regs.h"
 #include "ds3000/demod/lock_status.h"
 #include "ds3000/demod/programming.h"
 #include "ds3000/demod/ts_output.h"

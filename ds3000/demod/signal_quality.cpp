@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <iterator>
 
-#include "ds3000/demod/ds3000_context.h"
-#include "ds3000/demod/ds3000_regs.h"
+#include "ds3000/chip/ds3000_context.h"
+#include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/register_access.h"
 

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/diseqc/diseqc.h"
 #include "ds3000/hw/bits.h"
 

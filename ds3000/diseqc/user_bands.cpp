@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <iterator>
 
+#include "ds3000/chip/ds3000_context.h"
+#include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/demod/carrier.h"
-#include "ds3000/demod/ds3000_context.h"
-#include "ds3000/demod/ds3000_regs.h"
 #include "ds3000/demod/lock_status.h"
 #include "ds3000/demod/programming.h"
 #include "ds3000/diseqc/diseqc.h"

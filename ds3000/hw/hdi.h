@@ -4,13 +4,15 @@
 
 #include <stdint.h>
 
+#include "ds3000/chip/wiring.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
 
 /* Functions that the host process provides. The driver resolves them when it is loaded and calls
  * the bus and GPIO functions from one thread at a time; log_print may come from a host call while
- * the worker thread uses the bus. I2C addresses are 8-bit write addresses. */
+ * the worker thread uses the bus. Addresses are those of i2c_address, lines those of gpio_line. */
 
 /* Flags of a transfer. */
 enum hdi_flags {
@@ -34,7 +36,7 @@ int hdi_Write_i2c_port(void *bus, unsigned address, const uint8_t *data, unsigne
 /* Read `length` bytes from `address` into `data`. Returns nonzero on success, 0 on failure. */
 int hdi_Read_i2c_port(void *bus, unsigned address, uint8_t *data, unsigned length, unsigned flags);
 
-/* Set GPIO `line` to `level` (0 or 1): line 6 enables the LNB supply, line 7 selects 18 V. */
+/* Set GPIO `line` to `level` (0 or 1). */
 void hdi_set_gpio(void *bus, unsigned line, unsigned level);
 
 /* Log one message of the Tuner operations; no newline at its end. The result is ignored. */

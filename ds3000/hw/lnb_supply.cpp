@@ -3,15 +3,12 @@
 
 #include <cstdint>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/hw/driver_record.h"
 #include "ds3000/hw/hdi.h"
 #include "ds3000/hw/register_access.h"
 
 namespace {
-
-constexpr unsigned gpio_supply_enable = 6;
-constexpr unsigned gpio_supply_18v = 7;
 
 // The LNBH23's control byte; bit 3 selects 18 V.
 constexpr std::uint8_t lnbh23_off = 0x00;
@@ -30,11 +27,11 @@ void set_lnb_supply(const struct ds3000_driver *driver, uint32_t enable, uint32_
     void *bus = ds3000_context.i2c_bus;
     if ((enable & 0xFFU) != 0) {
         const bool select_18v = voltage_18v == 1;
-        hdi_set_gpio(bus, gpio_supply_18v, select_18v ? 1 : 0);
+        hdi_set_gpio(bus, GPIO_SUPPLY_18V, select_18v ? 1 : 0);
         write_lnbh23(*driver, select_18v ? lnbh23_on_18v : lnbh23_on_13v);
-        hdi_set_gpio(bus, gpio_supply_enable, 1);
+        hdi_set_gpio(bus, GPIO_SUPPLY_ENABLE, 1);
     } else {
-        hdi_set_gpio(bus, gpio_supply_enable, 0);
+        hdi_set_gpio(bus, GPIO_SUPPLY_ENABLE, 0);
         write_lnbh23(*driver, lnbh23_off);
     }
 }

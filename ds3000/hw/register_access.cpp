@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "ds3000/demod/ds3000_context.h"
-#include "ds3000/demod/ds3000_regs.h"
+#include "ds3000/chip/ds3000_context.h"
+#include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/hw/hdi.h"
 
 namespace reg = ds3000::reg;

@@ -14,9 +14,6 @@ extern "C" {
  * Every function returns 0, or -8 when a transfer failed; what follows it is then not sent.
  * Pointers are never null. */
 
-/* I2C addresses, 8-bit write form. */
-enum i2c_address { DEMOD_ADDRESS = 0xD0, TUNER_ADDRESS = 0xC0, LNBH23_ADDRESS = 0x14 };
-
 /* The longest run of bytes that demod_write_block takes. */
 enum { DEMOD_BLOCK_MAX = 64 };
 

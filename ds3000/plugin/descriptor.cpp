@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/hw/hdi.h"
 #include "ds3000/plugin/driver.h"
 #include "ds3000/plugin/plugin.h"

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <ctime>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/power.h"
 #include "ds3000/hw/hdi.h"
 #include "ds3000/hw/lnb_supply.h"

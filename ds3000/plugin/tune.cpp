@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <cstdint>
 
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/connect.h"
-#include "ds3000/demod/ds3000_context.h"
 #include "ds3000/diseqc/diseqc.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/hdi.h"

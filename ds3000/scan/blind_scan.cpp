@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "ds3000/chip/ds3000_context.h"
+#include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/demod/carrier.h"
 #include "ds3000/demod/connect.h"
-#include "ds3000/demod/ds3000_context.h"
-#include "ds3000/demod/ds3000_regs.h"
 #include "ds3000/demod/programming.h"
 #include "ds3000/diseqc/unicable.h"
 #include "ds3000/hw/bits.h"

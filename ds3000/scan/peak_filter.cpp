@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/message.h"
 #include "ds3000/scan/scan_list.h"

@@ -3,7 +3,7 @@
 
 #include <atomic>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/hw/bits.h"
 
 int32_t ds3000_set_scan_cancel(uint32_t value) {

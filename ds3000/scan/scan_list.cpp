@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/mcu.h"
 #include "ds3000/scan/scan_state.h"

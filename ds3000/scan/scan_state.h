@@ -5,7 +5,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/scan/scan_request.h"
 
 namespace ds3000 {

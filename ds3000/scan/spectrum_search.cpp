@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "ds3000/demod/ds3000_context.h"
-#include "ds3000/demod/ds3000_regs.h"
+#include "ds3000/chip/ds3000_context.h"
+#include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/mcu.h"
 #include "ds3000/hw/register_access.h"

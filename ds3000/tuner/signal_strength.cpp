@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <iterator>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/lock.h"
 #include "ds3000/tuner/agc.h"
 #include "ds3000/tuner/ts2022.h"

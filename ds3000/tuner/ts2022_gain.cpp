@@ -2,13 +2,13 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "ds3000/demod/ds3000_context.h"
-#include "ds3000/demod/ds3000_regs.h"
+#include "ds3000/chip/ds3000_context.h"
+#include "ds3000/chip/ds3000_regs.h"
+#include "ds3000/chip/ts2022_regs.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/tuner/agc.h"
 #include "ds3000/tuner/ts2022.h"
-#include "ds3000/tuner/ts2022_regs.h"
 
 using ds3000::field_get;
 

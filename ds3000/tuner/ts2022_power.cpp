@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <cstdint>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
+#include "ds3000/chip/ts2022_regs.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/hw/wait.h"
 #include "ds3000/tuner/ts2022.h"
-#include "ds3000/tuner/ts2022_regs.h"
 
 namespace reg = ts2022::reg;
 

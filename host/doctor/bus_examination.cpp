@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "ds3000/demod/ds3000_context.h"
-#include "ds3000/demod/ds3000_regs.h"
+#include "ds3000/chip/ds3000_context.h"
+#include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/demod/power.h"
 #include "ds3000/hw/hdi.h"
 #include "ds3000/hw/register_access.h"

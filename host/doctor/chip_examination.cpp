@@ -7,13 +7,13 @@
 #include <cstdint>
 #include <string>
 
+#include "ds3000/chip/ds3000_context.h"
+#include "ds3000/chip/ts2022_regs.h"
 #include "ds3000/demod/connect.h"
-#include "ds3000/demod/ds3000_context.h"
 #include "ds3000/demod/lock.h"
 #include "ds3000/hw/firmware.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/tuner/ts2022.h"
-#include "ds3000/tuner/ts2022_regs.h"
 #include "host/pace.h"
 #include "host/placeholder_firmware.h"
 

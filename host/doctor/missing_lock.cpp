@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "host/doctor/spectrum_look.h"
 
 namespace host {

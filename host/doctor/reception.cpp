@@ -3,8 +3,8 @@
 
 #include <utility>
 
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/connect.h"
-#include "ds3000/demod/ds3000_context.h"
 #include "ds3000/demod/lock.h"
 #include "host/pace.h"
 

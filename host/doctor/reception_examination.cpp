@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
+#include "ds3000/chip/ds3000_context.h"
+#include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/demod/carrier.h"
-#include "ds3000/demod/ds3000_context.h"
-#include "ds3000/demod/ds3000_regs.h"
 #include "ds3000/demod/lock.h"
 #include "ds3000/demod/power.h"
 #include "ds3000/diseqc/diseqc.h"

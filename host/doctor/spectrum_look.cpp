@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <array>
 
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/carrier.h"
-#include "ds3000/demod/ds3000_context.h"
 #include "ds3000/scan/scan_control.h"
 #include "ds3000/scan/scan_request.h"
 #include "ds3000/scan/spectrum_search.h"

@@ -13,8 +13,6 @@ namespace host {
 
 namespace {
 
-constexpr unsigned supply_enable_line = 6;
-constexpr unsigned supply_18v_line = 7;
 constexpr unsigned highest_address = 0xFE;
 
 unsigned seven_bit(unsigned address) { return address >> 1U; }
@@ -146,7 +144,7 @@ bool LinuxBoard::read(void *bus, unsigned address, std::span<std::uint8_t> data,
 void LinuxBoard::set_gpio(void *, unsigned line, unsigned level) {
     send_open_write();
     const std::string what = fmt::format("gpio {} {}", line, level);
-    if (line != supply_enable_line && line != supply_18v_line) {
+    if (line != GPIO_SUPPLY_ENABLE && line != GPIO_SUPPLY_18V) {
         refuse(what, "the board has lines 6 (LNB supply) and 7 (18 V) only");
         return;
     }
@@ -155,7 +153,7 @@ void LinuxBoard::set_gpio(void *, unsigned line, unsigned level) {
     }
     const bool on = level != 0;
     const int error =
-        line == supply_enable_line ? lines_->set_supply_enable(on) : lines_->set_supply_18v(on);
+        line == GPIO_SUPPLY_ENABLE ? lines_->set_supply_enable(on) : lines_->set_supply_18v(on);
     if (error != 0) {
         refuse(what, std::strerror(error));
     }

@@ -8,8 +8,8 @@
 #include <tuple>
 #include <utility>
 
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/carrier.h"
-#include "ds3000/demod/ds3000_context.h"
 #include "ds3000/scan/blind_scan.h"
 #include "ds3000/scan/scan_control.h"
 #include "ds3000/tuner/signal_strength.h"

@@ -9,9 +9,9 @@
 #include <optional>
 #include <utility>
 
-#include "ds3000/demod/ds3000_regs.h"
-#include "ds3000/hw/register_access.h"
-#include "ds3000/tuner/ts2022_regs.h"
+#include "ds3000/chip/ds3000_regs.h"
+#include "ds3000/chip/ts2022_regs.h"
+#include "ds3000/chip/wiring.h"
 #include "host/diseqc/messages.h"
 #include "host/trace/register_names.h"
 
@@ -22,8 +22,6 @@ namespace {
 namespace demod = ds3000::reg;
 namespace tuner = ts2022::reg;
 
-constexpr unsigned supply_enable_line = 6;
-constexpr unsigned supply_18v_line = 7;
 constexpr std::uint8_t lnbh23_18v = 0x08;
 
 // One step of the carrier and symbol-rate registers, in kHz.
@@ -191,9 +189,9 @@ class Explainer {
     }
 
     static void explain_gpio(const Event &event, Explanation &line) {
-        if (event.line == supply_enable_line) {
+        if (event.line == GPIO_SUPPLY_ENABLE) {
             line.meaning = event.value != 0 ? "LNB supply on" : "LNB supply off";
-        } else if (event.line == supply_18v_line) {
+        } else if (event.line == GPIO_SUPPLY_18V) {
             line.meaning = event.value != 0 ? "LNB supply 18 V" : "LNB supply 13 V";
         }
     }

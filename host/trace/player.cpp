@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "ds3000/demod/ds3000_regs.h"
+#include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/hw/hdi.h"
 #include "ds3000/hw/register_access.h"
 #include "host/trace/message_text.h"

@@ -7,7 +7,7 @@
 #include <span>
 #include <string_view>
 
-#include "ds3000/hw/register_access.h"
+#include "ds3000/chip/wiring.h"
 
 namespace host {
 

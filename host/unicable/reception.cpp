@@ -3,8 +3,8 @@
 
 #include <unistd.h>
 
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/connect.h"
-#include "ds3000/demod/ds3000_context.h"
 #include "ds3000/demod/lock.h"
 #include "ds3000/tuner/signal_strength.h"
 #include "host/failure.h"

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/diseqc/unicable.h"
 #include "ds3000/diseqc/user_bands.h"
 #include "host/unicable/user_band.h"

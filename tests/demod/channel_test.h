@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/hw/firmware.h"
 #include "tests/support/chip_test.h"
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "ds3000/hw/register_access.h"
+#include "ds3000/chip/wiring.h"
 #include "host/trace/transcript.h"
 
 namespace tests {

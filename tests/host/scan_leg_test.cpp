@@ -4,7 +4,7 @@
 #include <optional>
 #include <stdexcept>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "host/chip_session.h"
 #include "host/console.h"
 #include "host/scan/leg_scan.h"

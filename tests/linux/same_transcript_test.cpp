@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/power.h"
 #include "ds3000/hw/driver_record.h"
 #include "ds3000/hw/hdi.h"

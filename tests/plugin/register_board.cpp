@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ds3000/hw/register_access.h"
+#include "ds3000/chip/wiring.h"
 
 namespace tests {
 

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/scan/blind_scan.h"
 
 namespace tests {

@@ -2,8 +2,8 @@
 
 // What it takes to lock: the driver's tune, then one thing wrong at a time.
 
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/connect.h"
-#include "ds3000/demod/ds3000_context.h"
 #include "ds3000/demod/lock.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/tuner/ts2022.h"

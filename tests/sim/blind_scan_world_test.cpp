@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/scan/blind_scan.h"
 #include "ds3000/scan/scan_control.h"
 #include "tests/sim/receiver_test.h"

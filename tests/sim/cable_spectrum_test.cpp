@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/scan/blind_scan.h"
 #include "ds3000/scan/scan_control.h"
 #include "ds3000/tuner/ts2022.h"

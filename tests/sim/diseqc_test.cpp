@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ds3000/diseqc/diseqc.h"
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/power.h"
 #include "tests/sim/receiver_test.h"
 

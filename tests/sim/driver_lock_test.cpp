@@ -2,7 +2,7 @@
 
 // The real driver on the simulated receiver: lock on every chip and tuner, and what it takes away.
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/lock.h"
 #include "ds3000/demod/power.h"
 #include "ds3000/hw/register_access.h"

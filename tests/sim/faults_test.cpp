@@ -2,7 +2,7 @@
 
 // Scenario faults and events, and how the driver fares with them.
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/lock.h"
 #include "ds3000/demod/power.h"
 #include "ds3000/hw/register_access.h"

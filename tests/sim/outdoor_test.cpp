@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/signal_quality.h"
 #include "ds3000/hw/hdi.h"
 #include "tests/sim/receiver_test.h"

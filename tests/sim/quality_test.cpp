@@ -2,8 +2,8 @@
 
 // What the driver reads of a locked carrier is what is on the air.
 
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/carrier.h"
-#include "ds3000/demod/ds3000_context.h"
 #include "ds3000/demod/signal_quality.h"
 #include "ds3000/tuner/signal_strength.h"
 #include "ds3000/tuner/ts2022.h"

@@ -5,8 +5,8 @@
 
 #include <algorithm>
 
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/connect.h"
-#include "ds3000/demod/ds3000_context.h"
 #include "ds3000/demod/lock.h"
 #include "ds3000/demod/power.h"
 #include "ds3000/diseqc/diseqc.h"

@@ -5,9 +5,9 @@
 #include <cmath>
 #include <vector>
 
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/carrier.h"
 #include "ds3000/demod/connect.h"
-#include "ds3000/demod/ds3000_context.h"
 #include "ds3000/scan/blind_scan.h"
 #include "ds3000/tuner/ts2022.h"
 #include "tests/sim/receiver_test.h"

@@ -2,7 +2,7 @@
 
 // What a dish sees, and what can be received of it whatever the driver does.
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "tests/sim/receiver_test.h"
 
 namespace tests {

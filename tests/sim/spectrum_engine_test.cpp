@@ -10,7 +10,7 @@
 #include <cmath>
 #include <vector>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/scan/blind_scan.h"
 #include "tests/sim/receiver_test.h"
 

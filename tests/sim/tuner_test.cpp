@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/tuner/ts2022.h"
 #include "tests/sim/receiver_test.h"

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/diseqc/user_bands.h"
 #include "ds3000/scan/blind_scan.h"
 #include "tests/sim/receiver_test.h"

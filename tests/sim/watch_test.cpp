@@ -5,7 +5,7 @@
 #include <array>
 #include <atomic>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/power.h"
 #include "ds3000/hw/hdi.h"
 #include "ds3000/hw/register_access.h"

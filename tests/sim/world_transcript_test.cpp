@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/carrier.h"
-#include "ds3000/demod/ds3000_context.h"
 #include "ds3000/demod/signal_quality.h"
 #include "ds3000/scan/blind_scan.h"
 #include "ds3000/scan/scan_control.h"

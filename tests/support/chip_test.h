@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 #include "host/trace/player.h"
 #include "sim/board.h"
 #include "sim/clock.h"

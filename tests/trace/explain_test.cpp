@@ -8,8 +8,8 @@
 #include <functional>
 #include <optional>
 
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/carrier.h"
-#include "ds3000/demod/ds3000_context.h"
 #include "ds3000/tuner/ts2022.h"
 #include "host/trace/recorder.h"
 #include "sim/board.h"

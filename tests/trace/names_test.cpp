@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
-#include "ds3000/demod/ds3000_regs.h"
-#include "ds3000/tuner/ts2022_regs.h"
+#include "ds3000/chip/ds3000_regs.h"
+#include "ds3000/chip/ts2022_regs.h"
 #include "host/trace/message_text.h"
 #include "host/trace/register_names.h"
 

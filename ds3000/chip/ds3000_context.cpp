@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 
 void ds3000_ignore_scan_event(uint32_t /*event*/, void * /*argument*/) {}
 

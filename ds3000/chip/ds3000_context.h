@@ -1,10 +1,10 @@
 /* SPDX-License-Identifier: MIT */
-#ifndef DS3000_DEMOD_DS3000_CONTEXT_H
-#define DS3000_DEMOD_DS3000_CONTEXT_H
+#ifndef DS3000_CHIP_DS3000_CONTEXT_H
+#define DS3000_CHIP_DS3000_CONTEXT_H
 
 #include <stdint.h>
 
-#include "ds3000/tuner/tuner_ops.h"
+#include "ds3000/chip/tuner_ops.h"
 
 /* In C++ each member carries its load value; C has no member initialisers. */
 #ifdef __cplusplus

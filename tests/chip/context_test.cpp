@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "ds3000/demod/ds3000_context.h"
+#include "ds3000/chip/ds3000_context.h"
 
 namespace tests {
 namespace {

@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
-#ifndef DS3000_TUNER_TUNER_OPS_H
-#define DS3000_TUNER_TUNER_OPS_H
+#ifndef DS3000_CHIP_TUNER_OPS_H
+#define DS3000_CHIP_TUNER_OPS_H
 
 #include <stdint.h>
 
