@@ -9,15 +9,15 @@ set(ds3000_public_headers
   ds3000/chip/wiring.h
   ds3000/demod/carrier.h
   ds3000/demod/connect.h
+  ds3000/demod/firmware.h
   ds3000/demod/lock.h
   ds3000/demod/power.h
   ds3000/demod/signal_quality.h
+  ds3000/demod/signal_strength.h
   ds3000/demod/ts_output.h
   ds3000/diseqc/diseqc.h
   ds3000/diseqc/unicable.h
-  ds3000/diseqc/user_bands.h
   ds3000/hw/driver_record.h
-  ds3000/hw/firmware.h
   ds3000/hw/hdi.h
   ds3000/hw/lnb_supply.h
   ds3000/hw/register_access.h
@@ -27,8 +27,8 @@ set(ds3000_public_headers
   ds3000/scan/scan_list.h
   ds3000/scan/scan_request.h
   ds3000/scan/spectrum_search.h
+  ds3000/scan/user_bands.h
   ds3000/scan/verification.h
-  ds3000/tuner/signal_strength.h
   ds3000/tuner/ts2022.h)
 
 set(ds3000_sources
@@ -37,17 +37,17 @@ set(ds3000_sources
   ds3000/demod/connect.cpp
   ds3000/demod/connect_tables.cpp
   ds3000/demod/dvbs2_recovery.cpp
+  ds3000/demod/firmware.cpp
   ds3000/demod/lock.cpp
   ds3000/demod/lock_status.cpp
+  ds3000/demod/mcu.cpp
   ds3000/demod/power.cpp
   ds3000/demod/signal_quality.cpp
+  ds3000/demod/signal_strength.cpp
   ds3000/demod/ts_output.cpp
   ds3000/diseqc/diseqc.cpp
   ds3000/diseqc/unicable.cpp
-  ds3000/diseqc/user_bands.cpp
-  ds3000/hw/firmware.cpp
   ds3000/hw/lnb_supply.cpp
-  ds3000/hw/mcu.cpp
   ds3000/hw/message.cpp
   ds3000/hw/register_access.cpp
   ds3000/scan/blind_scan.cpp
@@ -55,8 +55,8 @@ set(ds3000_sources
   ds3000/scan/scan_control.cpp
   ds3000/scan/scan_list.cpp
   ds3000/scan/spectrum_search.cpp
+  ds3000/scan/user_bands.cpp
   ds3000/scan/verification.cpp
-  ds3000/tuner/signal_strength.cpp
   ds3000/tuner/ts2022_channel.cpp
   ds3000/tuner/ts2022_gain.cpp
   ds3000/tuner/ts2022_power.cpp)

@@ -7,11 +7,11 @@
 #include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/demod/carrier.h"
 #include "ds3000/demod/connect_tables.h"
+#include "ds3000/demod/mcu.h"
 #include "ds3000/demod/programming.h"
 #include "ds3000/demod/ts_output.h"
 #include "ds3000/diseqc/unicable.h"
 #include "ds3000/hw/bits.h"
-#include "ds3000/hw/mcu.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/hw/register_update.h"
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "ds3000/chip/ds3000_context.h"
-#include "ds3000/hw/mcu.h"
+#include "ds3000/demod/mcu.h"
 
 namespace ds3000 {
 

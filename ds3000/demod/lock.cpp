@@ -9,9 +9,9 @@
 #include "ds3000/demod/connect.h"
 #include "ds3000/demod/dvbs2_recovery.h"
 #include "ds3000/demod/lock_status.h"
+#include "ds3000/demod/mcu.h"
 #include "ds3000/demod/ts_output.h"
 #include "ds3000/hw/bits.h"
-#include "ds3000/hw/mcu.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/hw/wait.h"
 

@@ -5,10 +5,10 @@
 #include "ds3000/demod/connect.h"
 #include "ds3000/demod/lock.h"
 #include "ds3000/demod/signal_quality.h"
+#include "ds3000/demod/signal_strength.h"
 #include "ds3000/hw/message.h"
 #include "ds3000/hw/wait.h"
 #include "ds3000/plugin/driver.h"
-#include "ds3000/tuner/signal_strength.h"
 
 using ds3000::message;
 

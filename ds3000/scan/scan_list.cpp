@@ -5,8 +5,8 @@
 #include <cstdint>
 
 #include "ds3000/chip/ds3000_context.h"
+#include "ds3000/demod/mcu.h"
 #include "ds3000/hw/bits.h"
-#include "ds3000/hw/mcu.h"
 #include "ds3000/scan/scan_state.h"
 
 using ds3000::frequency_of;

@@ -5,8 +5,8 @@
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/chip/ds3000_regs.h"
+#include "ds3000/demod/mcu.h"
 #include "ds3000/hw/bits.h"
-#include "ds3000/hw/mcu.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/hw/register_update.h"
 #include "ds3000/hw/wait.h"

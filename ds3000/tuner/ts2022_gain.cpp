@@ -7,7 +7,6 @@
 #include "ds3000/chip/ts2022_regs.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/register_access.h"
-#include "ds3000/tuner/agc.h"
 #include "ds3000/tuner/ts2022.h"
 
 using ds3000::field_get;
@@ -37,9 +36,8 @@ std::int32_t type_2_gain(const gain_steps &steps, std::int32_t agc, std::int32_t
     return 265 * steps.rf - 3000 + baseband + rf + agc_part;
 }
 
-}  // namespace
-
-std::uint16_t ts2022::read_agc() {
+// The demodulator's AGC level as the gain formulas take it; 0 for an unidentified tuner.
+std::uint16_t read_agc() {
     std::uint8_t level = 0;
     demod_read(ds3000::reg::agc_level, &level);
     std::int32_t agc = 0;
@@ -50,6 +48,8 @@ std::uint16_t ts2022::read_agc() {
     }
     return static_cast<std::uint16_t>(std::max(agc, 0));
 }
+
+}  // namespace
 
 int32_t ts2022_gain(uint16_t agc) {
     std::uint8_t byte = 0;
@@ -69,6 +69,6 @@ int32_t ts2022_gain(uint16_t agc) {
 }
 
 int32_t ts2022_get_gain(uint32_t *gain) {
-    *gain = static_cast<std::uint32_t>(ts2022_gain(ts2022::read_agc()));
+    *gain = static_cast<std::uint32_t>(ts2022_gain(read_agc()));
     return DS3000_OK;
 }

@@ -10,9 +10,9 @@
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/carrier.h"
+#include "ds3000/demod/signal_strength.h"
 #include "ds3000/scan/blind_scan.h"
 #include "ds3000/scan/scan_control.h"
-#include "ds3000/tuner/signal_strength.h"
 #include "host/failure.h"
 #include "host/interrupt.h"
 #include "host/pace.h"

@@ -5,7 +5,7 @@
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/diseqc/unicable.h"
-#include "ds3000/diseqc/user_bands.h"
+#include "ds3000/scan/user_bands.h"
 #include "host/unicable/user_band.h"
 
 namespace host {

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "ds3000/chip/ds3000_context.h"
-#include "ds3000/hw/firmware.h"
+#include "ds3000/demod/firmware.h"
 #include "tests/support/chip_test.h"
 
 namespace tests {

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <string>
 
+#include "ds3000/demod/firmware.h"
 #include "ds3000/demod/power.h"
 #include "ds3000/demod/programming.h"
-#include "ds3000/hw/firmware.h"
 #include "tests/demod/channel_test.h"
 
 namespace {

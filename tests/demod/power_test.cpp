@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "ds3000/hw/firmware.h"
+#include "ds3000/demod/firmware.h"
 #include "ds3000/tuner/ts2022.h"
 #include "tests/demod/channel_test.h"
 

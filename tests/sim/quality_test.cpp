@@ -5,7 +5,7 @@
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/carrier.h"
 #include "ds3000/demod/signal_quality.h"
-#include "ds3000/tuner/signal_strength.h"
+#include "ds3000/demod/signal_strength.h"
 #include "ds3000/tuner/ts2022.h"
 #include "tests/sim/receiver_test.h"
 

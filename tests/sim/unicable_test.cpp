@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "ds3000/chip/ds3000_context.h"
-#include "ds3000/diseqc/user_bands.h"
 #include "ds3000/scan/blind_scan.h"
+#include "ds3000/scan/user_bands.h"
 #include "tests/sim/receiver_test.h"
 
 namespace tests {

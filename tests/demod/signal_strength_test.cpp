@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "ds3000/tuner/signal_strength.h"
+#include "ds3000/demod/signal_strength.h"
 
 #include <algorithm>
 #include <array>
 
+#include "ds3000/tuner/ts2022.h"
 #include "tests/support/chip_test.h"
 #include "tests/tuner/tuner_transcript.h"
 
@@ -72,7 +73,10 @@ const Readings gain_of_no_tuner{0, "FF", "1F", "1F", ""};
 
 class SignalStrength : public tests::ChipTest {
  protected:
-    SignalStrength() { ds3000_context.chip_type = CHIP_DS300X; }
+    SignalStrength() {
+        ds3000_context.chip_type = CHIP_DS300X;
+        ds3000_context.tuner_ops.tuner_get_gain = ts2022_get_gain;
+    }
 
     // What one call on an empty ring stores as its reading.
     int reading(const Readings &readings, const std::string &poll = poll_held) {
@@ -208,6 +212,16 @@ TEST_F(SignalStrength, a_mean_of_100_is_reported_and_more_is_100) {
         EXPECT_EQ(report(gain_minus_1268), 100);
     }
     EXPECT_THAT(ds3000_context.strength_ring, testing::Each(101));
+}
+
+TEST_F(SignalStrength, without_a_tuner_reads_nothing_and_returns_unbound) {
+    ds3000_context.tuner_ops.tuner_get_gain = nullptr;
+    board("");
+
+    std::uint8_t percent = 17;
+    EXPECT_EQ(signal_strength(&percent), DS3000_UNBOUND);
+    EXPECT_EQ(percent, 17);
+    EXPECT_EQ(ds3000_context.strength_index, 0);
 }
 
 TEST_F(SignalStrength, a_level_that_cannot_be_read_counts_as_0) {

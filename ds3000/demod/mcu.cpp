@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ds3000/hw/mcu.h"
+#include "ds3000/demod/mcu.h"
 
 #include <cstdint>
 

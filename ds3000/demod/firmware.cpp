@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "ds3000/hw/firmware.h"
+#include "ds3000/demod/firmware.h"
 
 #include <cstdint>
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/chip/ds3000_regs.h"
-#include "ds3000/hw/mcu.h"
+#include "ds3000/demod/mcu.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/hw/wait.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ds3000/hw/firmware.h"
+#include "ds3000/demod/firmware.h"
 
 #include <fmt/format.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ds3000/diseqc/user_bands.h"
+#include "ds3000/scan/user_bands.h"
 
 #include <algorithm>
 #include <array>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ds3000/tuner/signal_strength.h"
+#include "ds3000/demod/signal_strength.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -7,8 +7,6 @@
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/lock.h"
-#include "ds3000/tuner/agc.h"
-#include "ds3000/tuner/ts2022.h"
 
 namespace {
 
@@ -45,7 +43,13 @@ std::uint8_t mean() {
 }  // namespace
 
 int32_t signal_strength(uint8_t *percent) {
-    std::uint8_t reading = percent_of_gain(ts2022_gain(ts2022::read_agc()));
+    const auto get_gain = ds3000_context.tuner_ops.tuner_get_gain;
+    if (get_gain == nullptr) {
+        return DS3000_UNBOUND;
+    }
+    std::uint32_t gain = 0;
+    get_gain(&gain);
+    std::uint8_t reading = percent_of_gain(static_cast<std::int32_t>(gain));
     std::uint32_t lock_state = 0;
     ds3000_poll_lock(&lock_state);
     // A locked signal never reads near 0, however weak.

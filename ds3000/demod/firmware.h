@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
-#ifndef DS3000_HW_FIRMWARE_H
-#define DS3000_HW_FIRMWARE_H
+#ifndef DS3000_DEMOD_FIRMWARE_H
+#define DS3000_DEMOD_FIRMWARE_H
 
 #include <stdint.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ds3000/diseqc/user_bands.h"
+#include "ds3000/scan/user_bands.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -9,10 +9,10 @@
 #include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/demod/carrier.h"
 #include "ds3000/demod/lock_status.h"
+#include "ds3000/demod/mcu.h"
 #include "ds3000/demod/programming.h"
 #include "ds3000/diseqc/diseqc.h"
 #include "ds3000/hw/bits.h"
-#include "ds3000/hw/mcu.h"
 #include "ds3000/hw/message.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/hw/register_update.h"

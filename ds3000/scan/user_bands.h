@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
-#ifndef DS3000_DISEQC_USER_BANDS_H
-#define DS3000_DISEQC_USER_BANDS_H
+#ifndef DS3000_SCAN_USER_BANDS_H
+#define DS3000_SCAN_USER_BANDS_H
 
 #include <stdint.h>
 
