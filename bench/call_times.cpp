@@ -12,12 +12,12 @@
 #include <string>
 #include <vector>
 
+#include "board/clock.h"
 #include "host/lnb.h"
 #include "host/pace.h"
 #include "host/plan.h"
 #include "host/plugin_loader.h"
 #include "host/stderr_capture.h"
-#include "sim/clock.h"
 #include "sim/receiver.h"
 
 namespace {
@@ -125,13 +125,13 @@ class Life {
 };
 
 std::vector<double> times_on(const Bus &bus) {
-    sim::VirtualClock clock;
+    board::VirtualClock clock;
     sim::Receiver receiver(world_of(bus), clock);
-    sim::set_board(&receiver);
+    board::set_board(&receiver);
     const host::Plugin plugin(host::find_plugin());
     const host::StandardErrorCapture quiet;
     std::vector<double> times_ms = Life(plugin.descriptor()).live(bus);
-    sim::set_board(nullptr);
+    board::set_board(nullptr);
     return times_ms;
 }
 

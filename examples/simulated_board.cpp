@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "examples/simulated_board.h"
 
-#include "sim/board.h"
-#include "sim/clock.h"
+#include "board/board.h"
+#include "board/clock.h"
 #include "sim/receiver.h"
 #include "sim/scenario.h"
 #include "sim/transponder.h"
@@ -40,7 +40,7 @@ sim::Scenario one_satellite() {
 void power_simulated_receiver(void) {
     // They stay for as long as the process: the clock knows its threads by what each keeps for
     // itself, which is gone before the statics are.
-    static auto &clock = *new sim::VirtualClock;
+    static auto &clock = *new board::VirtualClock;
     static auto &receiver = *new sim::Receiver(one_satellite(), clock);
-    sim::set_board(&receiver);
+    board::set_board(&receiver);
 }

@@ -3,7 +3,7 @@
 
 #include <fmt/format.h>
 
-#include "sim/clock.h"
+#include "board/clock.h"
 
 namespace host {
 
@@ -24,13 +24,13 @@ std::string oscillators(const Lnb &lnb) {
 
 HostBoard::~HostBoard() { detach(); }
 
-void HostBoard::attach(sim::Board &board, const BoardOptions &options) {
+void HostBoard::attach(board::Board &board, const BoardOptions &options) {
     if (!options.trace_file) {
-        sim::set_board(&board);
+        board::set_board(&board);
         return;
     }
     trace_ = std::make_unique<TraceWriter>(board, *options.trace_file, trace_head(options));
-    sim::set_board(&trace_->board());
+    board::set_board(&trace_->board());
 }
 
 TraceHead HostBoard::trace_head(const BoardOptions &options) const {
@@ -54,7 +54,7 @@ TraceHead HostBoard::trace_head(const BoardOptions &options) const {
                              sim::to_string(transponder->polarisation), transponder->symbol_rate,
                              sim::to_string(transponder->system)));
     }
-    head.add("clock", sim::VirtualClock::current() != nullptr ? "virtual" : "system");
+    head.add("clock", board::VirtualClock::current() != nullptr ? "virtual" : "system");
     return head;
 }
 

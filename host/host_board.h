@@ -5,11 +5,11 @@
 #include <optional>
 #include <string>
 
+#include "board/board.h"
 #include "host/board_options.h"
 #include "host/lnb.h"
 #include "host/output.h"
 #include "host/trace/trace_writer.h"
-#include "sim/board.h"
 #include "sim/transponder.h"
 
 namespace host {
@@ -52,10 +52,10 @@ class HostBoard {
  protected:
     // From now on hdi_* reach this board. Throws Failure (internal_error) for a trace that cannot
     // be written.
-    void attach(sim::Board &board, const BoardOptions &options);
+    void attach(board::Board &board, const BoardOptions &options);
 
     // hdi_* reach no board any more.
-    static void detach() { sim::set_board(nullptr); }
+    static void detach() { board::set_board(nullptr); }
 
  private:
     [[nodiscard]] TraceHead trace_head(const BoardOptions &options) const;

@@ -3,8 +3,8 @@
 
 #include <ctime>
 
-#include "sim/clock.h"
-#include "sim/system_time.h"
+#include "board/clock.h"
+#include "board/system_time.h"
 
 namespace host {
 
@@ -16,10 +16,10 @@ std::uint64_t now_ns() {
 }
 
 void sleep_ns(std::uint64_t duration_ns) {
-    if (sim::VirtualClock *clock = sim::VirtualClock::current(); clock != nullptr) {
+    if (board::VirtualClock *clock = board::VirtualClock::current(); clock != nullptr) {
         clock->sleep_ns(duration_ns);
     } else {
-        sim::system_sleep_ns(duration_ns);
+        board::system_sleep_ns(duration_ns);
     }
 }
 

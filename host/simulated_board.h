@@ -5,10 +5,10 @@
 #include <optional>
 #include <string>
 
+#include "board/clock.h"
 #include "host/board_options.h"
 #include "host/host_board.h"
 #include "host/lnb.h"
-#include "sim/clock.h"
 #include "sim/receiver.h"
 
 namespace host {
@@ -34,7 +34,7 @@ class SimulatedBoard final : public HostBoard {
     [[nodiscard]] bool has_simulated_chips() const override { return true; }
     [[nodiscard]] std::optional<sim::Transponder> usual_transponder() const override;
 
-    [[nodiscard]] sim::VirtualClock &clock() { return clock_; }
+    [[nodiscard]] board::VirtualClock &clock() { return clock_; }
     [[nodiscard]] sim::Receiver &receiver() { return *receiver_; }
     [[nodiscard]] const sim::Scenario &scenario() const { return scenario_; }
 
@@ -49,7 +49,7 @@ class SimulatedBoard final : public HostBoard {
  private:
     std::string uri_;
     bool demo_;
-    sim::VirtualClock clock_;
+    board::VirtualClock clock_;
     sim::Scenario scenario_;
     std::unique_ptr<sim::Receiver> receiver_;
     std::string fitted_lnb_;

@@ -55,7 +55,7 @@ class BusClaim {
 
 class Receiver::Impl final : public SignalSource {
  public:
-    Impl(const Scenario &scenario, VirtualClock &clock)
+    Impl(const Scenario &scenario, board::VirtualClock &clock)
         : setup_(scenario.board),
           cross_polarisation_db_(scenario.cross_polarisation_db),
           clock_(&clock),
@@ -134,7 +134,7 @@ class Receiver::Impl final : public SignalSource {
 
     BoardSetup setup_;
     double cross_polarisation_db_;
-    VirtualClock *clock_;
+    board::VirtualClock *clock_;
     Watch watch_;
     Calendar calendar_;
     BusFaults bus_faults_;
@@ -448,7 +448,7 @@ std::vector<double> Receiver::Impl::cable_spectrum_db(double low_khz, double hig
     return levels;
 }
 
-Receiver::Receiver(const Scenario &scenario, VirtualClock &clock)
+Receiver::Receiver(const Scenario &scenario, board::VirtualClock &clock)
     : impl_(std::make_unique<Impl>(scenario, clock)) {}
 
 Receiver::~Receiver() = default;

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "sim/board.h"
-#include "sim/clock.h"
+#include "board/board.h"
+#include "board/clock.h"
 #include "sim/scenario.h"
 #include "sim/verdict.h"
 #include "sim/watch.h"
@@ -27,9 +27,9 @@ struct BusStatistics {
 // Every transfer takes its bus time on the clock. What happens follows from the scenario, its seed
 // and the driver's doing alone, so a run can be repeated byte by byte. The back face may be used
 // whenever no transfer is in progress.
-class Receiver final : public Board {
+class Receiver final : public board::Board {
  public:
-    Receiver(const Scenario &scenario, VirtualClock &clock);
+    Receiver(const Scenario &scenario, board::VirtualClock &clock);
     ~Receiver() override;
 
     void *open_bus() override;

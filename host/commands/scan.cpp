@@ -322,7 +322,7 @@ class Scan {
         }
         const double share =
             (static_cast<double>(index) + progress.share) / static_cast<double>(count);
-        const double elapsed_s = static_cast<double>(sim::wall_now_ns() - begin_ns_) / 1e9;
+        const double elapsed_s = static_cast<double>(board::wall_now_ns() - begin_ns_) / 1e9;
         std::string text = fmt::format(
             "leg {}/{}{}, {} MHz {}, {} candidates, {} locked, {}", index + 1, count,
             leg.cable.switch_port == 0 ? "" : fmt::format(", port {}", leg.cable.switch_port),
@@ -359,7 +359,7 @@ class Scan {
     ChipRig &rig_;
     ScanSettings settings_;
     bool with_spectrum_;
-    std::uint64_t begin_ns_ = sim::wall_now_ns();
+    std::uint64_t begin_ns_ = board::wall_now_ns();
     std::size_t leg_shown_ = 0;
     unsigned locked_before_ = 0;
     unsigned locked_in_leg_ = 0;
@@ -420,7 +420,7 @@ ExitStatus run_scan(Program &program, const ScanOptions &options) {
     LegsWanted wanted = read_wanted(options, program);
     const auto table =
         options.compare ? std::optional(read_table(find_table(*options.compare))) : std::nullopt;
-    const std::uint64_t wall_begin_ns = sim::wall_now_ns();
+    const std::uint64_t wall_begin_ns = board::wall_now_ns();
     // The built-in board has a switch if a port is asked for; its dish then hangs at that port.
     GlobalOptions global = program.options;
     global.switch_port = wanted.ports.front();
@@ -446,7 +446,7 @@ ExitStatus run_scan(Program &program, const ScanOptions &options) {
             add_comparison(result, *table, rig.board());
         }
         result.time_ms = (now_ns() - begin_ns) / 1'000'000U;
-        result.wall_ms = (sim::wall_now_ns() - wall_begin_ns) / 1'000'000U;
+        result.wall_ms = (board::wall_now_ns() - wall_begin_ns) / 1'000'000U;
         result.shows_wall_time = options.wall_time;
         destinations.write(result,
                            surroundings.satellite

@@ -511,7 +511,7 @@ ExitStatus run_sweep(Program &program, const SweepOptions &options) {
     }
     Rig rig({program.command_line, global, program.console, program.interrupt});
     const std::uint64_t begin_ns = now_ns();
-    const std::uint64_t wall_begin_ns = sim::wall_now_ns();
+    const std::uint64_t wall_begin_ns = board::wall_now_ns();
     if (const SimulatedBoard *simulated = rig.board().simulated();
         options.as_wired && simulated != nullptr && simulated->is_demo()) {
         rig.point_at(demo_satellite(), global.switch_port);
@@ -524,7 +524,7 @@ ExitStatus run_sweep(Program &program, const SweepOptions &options) {
                             complaints_of(rig.board()),
                             complete,
                             (now_ns() - begin_ns) / 1'000'000U,
-                            (sim::wall_now_ns() - wall_begin_ns) / 1'000'000U};
+                            (board::wall_now_ns() - wall_begin_ns) / 1'000'000U};
         write_report(output, report, program.options.verbose);
         return judge(report, program.console);
     });

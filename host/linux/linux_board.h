@@ -7,10 +7,10 @@
 #include <string_view>
 #include <vector>
 
+#include "board/board.h"
 #include "host/linux/gpio_lines.h"
 #include "host/linux/i2c_adapter.h"
 #include "host/linux/linux_address.h"
-#include "sim/board.h"
 
 namespace host {
 
@@ -35,7 +35,7 @@ class BoardTroubles {
 // shows in the read. There is one attempt at each transfer.
 //
 // wait and log do nothing here and may come from any thread at any time.
-class LinuxBoard final : public sim::Board {
+class LinuxBoard final : public board::Board {
  public:
     // Opens adapter and lines. Throws Failure (not_loadable) naming what is missing.
     LinuxBoard(const LinuxAddress &address, BoardTroubles &troubles);

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "board/board.h"
 #include "host/trace/transcript.h"
-#include "sim/board.h"
 
 namespace host {
 
@@ -25,7 +25,7 @@ struct Difference {
 // A board that is a transcript: it expects exactly the transcript's events in order and answers
 // as they say. The first difference is kept; from there on writes succeed and reads give 0.
 // Messages on standard error do not count, unless the player is told to compare them.
-class Player : public sim::Board {
+class Player : public board::Board {
  public:
     explicit Player(std::vector<Event> expected);
 

@@ -3,8 +3,8 @@
 
 #include <utility>
 
+#include "board/clock.h"
 #include "ds3000/hw/hdi.h"
-#include "sim/clock.h"
 
 namespace host {
 
@@ -14,8 +14,11 @@ using Lock = std::lock_guard<std::recursive_mutex>;
 
 }  // namespace
 
-Recorder::Recorder(sim::Board &board, Sink sink, bool with_time)
-    : board_(board), sink_(std::move(sink)), with_time_(with_time), begin_ns_(sim::wall_now_ns()) {}
+Recorder::Recorder(board::Board &board, Sink sink, bool with_time)
+    : board_(board),
+      sink_(std::move(sink)),
+      with_time_(with_time),
+      begin_ns_(board::wall_now_ns()) {}
 
 void *Recorder::open_bus() {
     begin_event();
@@ -147,10 +150,11 @@ void Recorder::begin_event() {
 void Recorder::emit(Event event) {
     const Lock lock(mutex_);
     if (with_time_) {
-        const sim::VirtualClock *clock = sim::VirtualClock::current();
+        const board::VirtualClock *clock = board::VirtualClock::current();
         event.time_us =
-            (clock != nullptr ? clock->now_ns() : sim::wall_now_ns() - begin_ns_) / 1000U;
-        event.thread = clock != nullptr ? sim::VirtualClock::thread_name() : name_of_this_thread();
+            (clock != nullptr ? clock->now_ns() : board::wall_now_ns() - begin_ns_) / 1000U;
+        event.thread =
+            clock != nullptr ? board::VirtualClock::thread_name() : name_of_this_thread();
     }
     sink_(event);
 }

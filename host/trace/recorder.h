@@ -11,8 +11,8 @@
 #include <thread>
 #include <vector>
 
+#include "board/board.h"
 #include "host/trace/transcript.h"
-#include "sim/board.h"
 
 namespace host {
 
@@ -21,11 +21,11 @@ namespace host {
 // the time since the recorder was made, and threads named in the order in which they come.
 // Threads may come at any time, as a driver's host thread logs and waits while its worker has the
 // bus; the sink is called for one event at a time.
-class Recorder : public sim::Board {
+class Recorder : public board::Board {
  public:
     using Sink = std::function<void(const Event &)>;
 
-    Recorder(sim::Board &board, Sink sink, bool with_time = false);
+    Recorder(board::Board &board, Sink sink, bool with_time = false);
 
     // Called before every event: the place to look for messages that were written since the last.
     void before_each_event(std::function<void()> look) { before_each_event_ = std::move(look); }
@@ -58,7 +58,7 @@ class Recorder : public sim::Board {
     void emit(Event event);
     [[nodiscard]] std::string name_of_this_thread();
 
-    sim::Board &board_;
+    board::Board &board_;
     Sink sink_;
     bool with_time_;
     std::function<void()> before_each_event_;

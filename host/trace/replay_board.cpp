@@ -21,7 +21,7 @@ constexpr std::size_t message_slack = 8;
 
 }  // namespace
 
-ReplayBoard::ReplayBoard(const Trace &trace, sim::VirtualClock &clock)
+ReplayBoard::ReplayBoard(const Trace &trace, board::VirtualClock &clock)
     : player_(trace.events),
       clock_(clock),
       beats_(trace.events.size()),
@@ -46,7 +46,7 @@ void ReplayBoard::await_turn() {
     if (before_each_event_) {
         before_each_event_();
     }
-    const std::string self = sim::VirtualClock::thread_name();
+    const std::string self = board::VirtualClock::thread_name();
     for (const Event *next = player_.next_event(); next != nullptr && !player_.differs();
          next = player_.next_event()) {
         const std::uint64_t due_ns = beats_[player_.played()].time_ns;

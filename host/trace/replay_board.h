@@ -6,18 +6,18 @@
 #include <string>
 #include <vector>
 
+#include "board/board.h"
+#include "board/clock.h"
 #include "host/trace/player.h"
 #include "host/trace/transcript.h"
-#include "sim/board.h"
-#include "sim/clock.h"
 
 namespace host {
 
 // A recording as a board: a player in front of the virtual clock, which it moves on to the recorded
 // time of each event, and makes threads take turns as they did when the recording was made.
-class ReplayBoard : public sim::Board {
+class ReplayBoard : public board::Board {
  public:
-    ReplayBoard(const Trace &trace, sim::VirtualClock &clock);
+    ReplayBoard(const Trace &trace, board::VirtualClock &clock);
 
     // Called before every event: the place to look for messages that were written since the last.
     void before_each_event(std::function<void()> look) { before_each_event_ = std::move(look); }
@@ -46,7 +46,7 @@ class ReplayBoard : public sim::Board {
     void oversleep(std::size_t event, std::uint32_t microseconds);
 
     Player player_;
-    sim::VirtualClock &clock_;
+    board::VirtualClock &clock_;
     std::function<void()> before_each_event_;
     std::vector<Beat> beats_;
     bool on_system_clock_;

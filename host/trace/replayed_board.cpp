@@ -6,13 +6,13 @@
 #include <stdexcept>
 #include <vector>
 
+#include "board/clock.h"
 #include "host/command_line.h"
 #include "host/failure.h"
 #include "host/frequency.h"
 #include "host/lnb.h"
 #include "host/stderr_capture.h"
 #include "host/trace/trace_file.h"
-#include "sim/clock.h"
 
 namespace host {
 
@@ -123,7 +123,7 @@ class ReplayedBoard final : public HostBoard {
     Console &console_;
     std::shared_ptr<ReplayReport> report_;
     Trace trace_;
-    sim::VirtualClock clock_;
+    board::VirtualClock clock_;
     ReplayBoard board_;
     StandardErrorCapture::Listener listener_;
     bool finished_ = false;

@@ -11,7 +11,7 @@
 
 namespace host {
 
-TraceWriter::TraceWriter(sim::Board &board, const std::string &file, const TraceHead &head)
+TraceWriter::TraceWriter(board::Board &board, const std::string &file, const TraceHead &head)
     : name_(file),
       file_(std::fopen(file.c_str(), "we")),
       recorder_(

@@ -5,10 +5,10 @@
 #include <memory>
 #include <string>
 
+#include "board/board.h"
 #include "host/stderr_capture.h"
 #include "host/trace/recorder.h"
 #include "host/trace/transcript.h"
-#include "sim/board.h"
 
 namespace host {
 
@@ -17,10 +17,10 @@ namespace host {
 class TraceWriter {
  public:
     // Throws Failure (internal_error) for a file that cannot be written.
-    TraceWriter(sim::Board &board, const std::string &file, const TraceHead &head);
+    TraceWriter(board::Board &board, const std::string &file, const TraceHead &head);
 
     // The board to attach instead of the one that is recorded.
-    [[nodiscard]] sim::Board &board() { return recorder_; }
+    [[nodiscard]] board::Board &board() { return recorder_; }
 
     // Hand everything over to the system. Throws Failure (internal_error) when the file could not
     // be written whole.

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gmock/gmock.h>
 
+#include "board/clock.h"
 #include "host/scan/compare.h"
-#include "sim/clock.h"
 
 namespace tests {
 namespace {
@@ -151,7 +151,7 @@ class ScanExplain : public ScanCompare {
         sim::Scenario scenario;
         scenario.satellites = {table.satellite()};
         scenario.satellites.front().transponders.resize(on_the_air);
-        sim::VirtualClock clock;
+        board::VirtualClock clock;
         const sim::Receiver receiver(scenario, clock);
         Comparison comparison = compared();
         std::vector<host::SeenLeg> seen;

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "board/clock.h"
 #include "host/failure.h"
-#include "sim/clock.h"
 
 namespace host {
 namespace {
@@ -30,7 +30,7 @@ struct Script {
 
 Script script;
 
-std::uint64_t now_ms() { return sim::VirtualClock::current()->now_ns() / 1'000'000U; }
+std::uint64_t now_ms() { return board::VirtualClock::current()->now_ns() / 1'000'000U; }
 
 std::uint32_t scripted_init(Tuner *) {
     script.calls.emplace_back("init");
@@ -90,7 +90,7 @@ class SessionTest : public testing::Test {
                 nullptr};
     }
 
-    sim::VirtualClock clock_;
+    board::VirtualClock clock_;
     Console console_;
     DriverLog log_{"none", console_};
     dvb_ts_tuner_metadata descriptor_{};

@@ -59,7 +59,7 @@ class FlagsBoard : public host::Player {
 
 TEST_F(RegisterAccess, a_read_leaves_the_register_phase_open_and_completes_the_data_phase) {
     FlagsBoard flags;
-    sim::set_board(&flags);
+    board::set_board(&flags);
     std::uint8_t value = 0;
 
     demod_read(0x0D, &value);
@@ -75,7 +75,7 @@ TEST_F(RegisterAccess, every_transfer_uses_the_open_bus) {
     int handle = 0;
     ds3000_context.i2c_bus = &handle;
     FlagsBoard flags;
-    sim::set_board(&flags);
+    board::set_board(&flags);
     std::uint8_t value = 0;
     const std::array<std::uint8_t, 2> pair{0x10, 0x20};
 

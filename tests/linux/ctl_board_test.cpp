@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <deque>
 
-#include "sim/clock.h"
+#include "board/clock.h"
 #include "sim/receiver.h"
 #include "tests/host/ctl_run.h"
 #include "tests/linux/board_test.h"
@@ -20,9 +20,9 @@ using testing::HasSubstr;
 constexpr const char *board_option = "--board linux:i2c=/dev/i2c-7";
 
 // Carries transfers to the simulated receiver with its clock at wall time.
-class LiveBoard final : public sim::Board {
+class LiveBoard final : public board::Board {
  public:
-    LiveBoard(sim::Receiver &receiver, sim::VirtualClock &clock)
+    LiveBoard(sim::Receiver &receiver, board::VirtualClock &clock)
         : receiver_(receiver), clock_(clock) {}
 
     void *open_bus() override { return receiver_.open_bus(); }
@@ -48,15 +48,15 @@ class LiveBoard final : public sim::Board {
 
  private:
     void catch_up() {
-        const std::uint64_t wall_ns = sim::wall_now_ns() - begin_ns_;
+        const std::uint64_t wall_ns = board::wall_now_ns() - begin_ns_;
         if (wall_ns > clock_.now_ns()) {
             clock_.spend_ns(wall_ns - clock_.now_ns());
         }
     }
 
     sim::Receiver &receiver_;
-    sim::VirtualClock &clock_;
-    std::uint64_t begin_ns_ = sim::wall_now_ns();
+    board::VirtualClock &clock_;
+    std::uint64_t begin_ns_ = board::wall_now_ns();
 };
 
 sim::Scenario scenario() {
@@ -153,7 +153,7 @@ class CtlBoardInRealTime : public CtlBoard {
                              "--frequency ";
 
  private:
-    sim::VirtualClock clock_;
+    board::VirtualClock clock_;
     sim::Receiver receiver_{scenario(), clock_};
     LiveBoard live_{receiver_, clock_};
 };

@@ -28,7 +28,7 @@ constexpr unsigned tuner = 0xC0;
 constexpr unsigned lnbh23 = 0x14;
 
 // Chips that acknowledge everything and read as 0x40, 0x41, ...
-class Chips final : public sim::Board {
+class Chips final : public board::Board {
  public:
     void *open_bus() override { return this; }
     void close_bus(void *) override {}

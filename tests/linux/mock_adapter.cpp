@@ -13,7 +13,7 @@
 
 namespace tests {
 
-void MockAdapter::connect(sim::Board &board) {
+void MockAdapter::connect(board::Board &board) {
     board_ = &board;
     bus_ = board.open_bus();
 }

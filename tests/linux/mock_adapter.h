@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "sim/board.h"
+#include "board/board.h"
 #include "tests/linux/mock_machine.h"
 
 namespace tests {
@@ -26,7 +26,7 @@ class MockAdapter final : public MockNode {
     std::deque<int> failures;
 
     // The board whose chips are on the bus; none: no address is acknowledged.
-    void connect(sim::Board &board);
+    void connect(board::Board &board);
     void disconnect() { board_ = nullptr; }
 
     // The transfers so far: "0x68 w 0D, r 1" is a write, a repeated start and a read of one byte.
@@ -45,7 +45,7 @@ class MockAdapter final : public MockNode {
     long transfer(const std::vector<Message> &messages);
     long carry_out(const std::vector<Message> &messages);
 
-    sim::Board *board_ = nullptr;
+    board::Board *board_ = nullptr;
     void *bus_ = nullptr;
     std::vector<std::string> transfers_;
 };

@@ -46,17 +46,17 @@ sim::Scenario scenario() {
     return scenario;
 }
 
-Transcript transcript_of(sim::Board &board, const std::function<void()> &work) {
+Transcript transcript_of(board::Board &board, const std::function<void()> &work) {
     Transcript lines;
     host::Recorder recorder(
         board, [&lines](const host::Event &event) { lines.push_back(host::format_event(event)); },
         true);
-    sim::set_board(&recorder);
+    board::set_board(&recorder);
     testing::internal::CaptureStderr();
     work();
     testing::internal::GetCapturedStderr();
     recorder.flush();
-    sim::set_board(nullptr);
+    board::set_board(nullptr);
     return lines;
 }
 
@@ -66,14 +66,14 @@ class SameTranscript : public MockedBoardTest {
     ~SameTranscript() override { ds3000_context = {}; }
 
     static Transcript on_the_simulated_board(const Work &work) {
-        sim::VirtualClock clock;
+        board::VirtualClock clock;
         sim::Receiver receiver(scenario(), clock);
         return transcript_of(receiver, [&] { work(receiver); });
     }
 
     // The chips and what is beyond them are those of the simulated board, behind device nodes.
     Transcript on_the_real_board(const Work &work) {
-        sim::VirtualClock clock;
+        board::VirtualClock clock;
         sim::Receiver receiver(scenario(), clock);
         adapter.connect(receiver);
         gpio.wired = [&receiver](unsigned line, bool high) {

@@ -86,7 +86,7 @@ class PluginFailingHostTest : public testing::Test {
         memory = {};
         clock_fails = false;
         worker_has_slept = false;
-        sim::set_board(nullptr);
+        board::set_board(nullptr);
     }
 
     // What create does when its allocation number `fail_at` fails; 0: none fails.
@@ -137,7 +137,7 @@ TEST_F(PluginFailingHostTest, create_without_memory_for_the_second_block_returns
 
 TEST_F(PluginFailingHostTest, a_failing_clock_is_reported_and_counts_as_time_0) {
     RegisterBoard board;
-    sim::set_board(&board);
+    board::set_board(&board);
     testing::internal::CaptureStderr();
     Tuner *tuner = plugin_.descriptor().create(0);
     ASSERT_EQ(tuner->init(tuner), 1U);

@@ -39,11 +39,11 @@ PluginTest::PluginTest()
           board_, [this](const host::Event &event) { record(event); }, true),
       plugin_(std::make_unique<LoadedPlugin>()) {
     board_.take_ms = [this](std::uint64_t duration) { clock_.spend_ns(duration * 1'000'000U); };
-    sim::set_board(&recorder_);
+    board::set_board(&recorder_);
     testing::internal::CaptureStderr();
 }
 
-PluginTest::~PluginTest() { sim::set_board(nullptr); }
+PluginTest::~PluginTest() { board::set_board(nullptr); }
 
 void PluginTest::TearDown() {
     on_event_ = nullptr;

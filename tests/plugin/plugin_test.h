@@ -11,9 +11,9 @@
 #include <string_view>
 #include <vector>
 
+#include "board/clock.h"
 #include "ds3000/hw/driver_record.h"
 #include "host/trace/recorder.h"
-#include "sim/clock.h"
 #include "tests/plugin/loaded_plugin.h"
 #include "tests/plugin/register_board.h"
 #include "tests/plugin/requests.h"
@@ -72,7 +72,7 @@ class PluginTest : public testing::Test {
  private:
     void record(const host::Event &event);
 
-    sim::VirtualClock clock_;
+    board::VirtualClock clock_;
     std::vector<host::Event> events_;
     host::Recorder recorder_;
     std::unique_ptr<LoadedPlugin> plugin_;

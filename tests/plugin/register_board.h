@@ -10,14 +10,14 @@
 #include <string_view>
 #include <vector>
 
-#include "sim/board.h"
+#include "board/board.h"
 
 namespace tests {
 
 // A receiver that is nothing but registers: what was written is read back, except where a test
 // fixes a register or lines up its next readings. A device that does not answer and a null bus
 // fail every transfer; a handle that is not open fails the test.
-class RegisterBoard : public sim::Board {
+class RegisterBoard : public board::Board {
  public:
     enum class Chip { ds300x, ds3002b, ds3103 };
 

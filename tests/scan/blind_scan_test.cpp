@@ -841,15 +841,15 @@ TEST_F(BlindScan, callback_set_by_a_callback_gets_the_next_event) {
 }
 
 // A receiver that always answers, and cancels the scan at one of its transfers.
-class AnsweringBoard : public sim::Board {
+class AnsweringBoard : public board::Board {
  public:
     enum class Sky { locks, is_absent, never_decides, has_31_peaks };
 
     explicit AnsweringBoard(Sky sky, unsigned cancelled_transfer = 0)
         : sky_(sky), cancelled_transfer_(cancelled_transfer) {
-        sim::set_board(this);
+        board::set_board(this);
     }
-    ~AnsweringBoard() override { sim::set_board(nullptr); }
+    ~AnsweringBoard() override { board::set_board(nullptr); }
 
     [[nodiscard]] unsigned transfers() const { return transfers_; }
 

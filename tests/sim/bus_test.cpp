@@ -154,7 +154,7 @@ TEST_F(Bus, same_scenario_gives_the_same_run) {
     std::array<std::vector<std::uint64_t>, 2> runs;
     for (auto &run : runs) {
         sim::Receiver fresh(scenario, clock());
-        sim::set_board(&fresh);
+        board::set_board(&fresh);
         ds3000_context = {};
         const std::uint64_t from_ns = clock().now_ns();
         ds3000_context.i2c_bus = hdi_create_i2c_bus();
@@ -169,7 +169,7 @@ TEST_F(Bus, same_scenario_gives_the_same_run) {
         }
         run.push_back(fresh.bus_statistics().bits);
         run.push_back(clock().now_ns() - from_ns);
-        sim::set_board(nullptr);
+        board::set_board(nullptr);
     }
 
     EXPECT_GT(runs[0][0], 0U);

@@ -241,7 +241,7 @@ class LookedAt : public CableSpectrum {
         receiver();
         ds3000_context = {};
         sim::Receiver own(scenario, clock());
-        sim::set_board(&own);
+        board::set_board(&own);
         const std::uint64_t from_ns = clock().now_ns();
         select(false, false);
         std::vector<scan_candidate> list(101);
@@ -263,7 +263,7 @@ class LookedAt : public CableSpectrum {
             trace.frequencies_khz.push_back(candidate.frequency_khz);
             trace.statuses.push_back(candidate.status);
         }
-        sim::set_board(&receiver());
+        board::set_board(&receiver());
         return trace;
     }
 

@@ -85,14 +85,14 @@ ReceiverTest::ReceiverTest() {
 }
 
 ReceiverTest::~ReceiverTest() {
-    sim::set_board(nullptr);
+    board::set_board(nullptr);
     ds3000_context = {};
 }
 
 sim::Receiver &ReceiverTest::receiver() {
     if (!receiver_) {
         receiver_ = std::make_unique<sim::Receiver>(scenario, clock_);
-        sim::set_board(receiver_.get());
+        board::set_board(receiver_.get());
     }
     return *receiver_;
 }

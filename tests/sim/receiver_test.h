@@ -9,7 +9,7 @@
 #include <memory>
 #include <optional>
 
-#include "sim/clock.h"
+#include "board/clock.h"
 #include "sim/receiver.h"
 
 namespace tests {
@@ -31,7 +31,7 @@ class ReceiverTest : public testing::Test {
     sim::Scenario scenario;
 
     sim::Receiver &receiver();
-    sim::VirtualClock &clock() { return clock_; }
+    board::VirtualClock &clock() { return clock_; }
 
     // Open the bus, wake and initialise the chips.
     void start();
@@ -62,7 +62,7 @@ class ReceiverTest : public testing::Test {
                             std::uint8_t value);
 
  private:
-    sim::VirtualClock clock_;
+    board::VirtualClock clock_;
     std::unique_ptr<sim::Receiver> receiver_;
 };
 

@@ -5,11 +5,11 @@
 #include <array>
 #include <atomic>
 
+#include "board/system_time.h"
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/power.h"
 #include "ds3000/hw/hdi.h"
 #include "ds3000/hw/register_access.h"
-#include "sim/system_time.h"
 #include "tests/sim/receiver_test.h"
 
 namespace tests {
@@ -173,12 +173,12 @@ TEST_F(Watching, two_threads_on_the_bus_at_once) {
         }
     } intruder{&receiver(), bus, &stop};
     // The clock runs one of its own threads at a time, so the intruder must not be one of them.
-    ASSERT_EQ(sim::system_pthread_create(&thread, nullptr, Intruder::run, &intruder), 0);
+    ASSERT_EQ(board::system_pthread_create(&thread, nullptr, Intruder::run, &intruder), 0);
     for (int i = 0; i < 200 && !stop; ++i) {
         receiver().write(bus, 0xD0, data, 3);
     }
     stop = true;
-    sim::system_pthread_join(thread, nullptr);
+    board::system_pthread_join(thread, nullptr);
 
     ASSERT_THAT(receiver().complaints(), testing::Not(IsEmpty()));
     EXPECT_EQ(receiver().complaints().back().offence, Offence::two_threads);

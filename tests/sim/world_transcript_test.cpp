@@ -50,7 +50,7 @@ class WorldTranscript : public ReceiverTest {
         recorder_.emplace(receiver(), [this](const host::Event &event) {
             transcript_.push_back(host::format_event(event) + "\n");
         });
-        sim::set_board(&*recorder_);
+        board::set_board(&*recorder_);
     }
 
     // Of the driver's results, a line in the golden beside the bus lines.

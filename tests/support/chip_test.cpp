@@ -12,14 +12,14 @@ ChipTest::ChipTest() {
 }
 
 ChipTest::~ChipTest() {
-    sim::set_board(nullptr);
+    board::set_board(nullptr);
     ds3000_context = {};
 }
 
 void ChipTest::board(std::string_view transcript) {
     check_board();
     player_ = std::make_unique<host::Player>(host::parse_transcript(transcript));
-    sim::set_board(player_.get());
+    board::set_board(player_.get());
 }
 
 void ChipTest::check_board() {

@@ -9,10 +9,10 @@
 #include <string>
 #include <string_view>
 
+#include "board/board.h"
+#include "board/clock.h"
 #include "ds3000/chip/ds3000_context.h"
 #include "host/trace/player.h"
-#include "sim/board.h"
-#include "sim/clock.h"
 
 namespace tests {
 
@@ -36,7 +36,7 @@ class ChipTest : public testing::Test {
     static std::string standard_error_of(const std::function<void()> &operation);
 
  private:
-    sim::VirtualClock clock_;
+    board::VirtualClock clock_;
     std::unique_ptr<host::Player> player_;
 };
 

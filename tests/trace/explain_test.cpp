@@ -8,12 +8,12 @@
 #include <functional>
 #include <optional>
 
+#include "board/board.h"
+#include "board/clock.h"
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/carrier.h"
 #include "ds3000/tuner/ts2022.h"
 #include "host/trace/recorder.h"
-#include "sim/board.h"
-#include "sim/clock.h"
 
 namespace host {
 namespace {
@@ -123,7 +123,7 @@ TEST(Explain, totals_count_transfers_bytes_and_waits) {
 }
 
 // A tuner of the given identity; every other register holds what was written last.
-class TunerBoard : public sim::Board {
+class TunerBoard : public board::Board {
  public:
     explicit TunerBoard(std::uint8_t identity) : identity_(identity) {}
 
@@ -154,18 +154,18 @@ class TunerBoard : public sim::Board {
 // The last figure of that name in what the driver does.
 std::optional<std::int64_t> figure_of(std::uint8_t identity, const char *name,
                                       const std::function<void()> &operation) {
-    const sim::VirtualClock clock;
+    const board::VirtualClock clock;
     TunerBoard board(identity);
     Trace trace;
     Recorder recorder(board, [&trace](const Event &event) {
         trace.events.push_back(event);
         trace.lines.push_back(trace.lines.size() + 1);
     });
-    sim::set_board(&recorder);
+    board::set_board(&recorder);
     ds3000_context = {};
     ts2022_init();
     operation();
-    sim::set_board(nullptr);
+    board::set_board(nullptr);
     ds3000_context = {};
     std::optional<std::int64_t> figure;
     for (const Explanation &line : explain(trace)) {

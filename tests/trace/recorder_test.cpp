@@ -11,13 +11,13 @@
 #include <thread>
 #include <vector>
 
-#include "sim/clock.h"
+#include "board/clock.h"
 
 namespace host {
 namespace {
 
 // A board that answers what the test says and keeps the calls that reach it.
-class AnsweringBoard : public sim::Board {
+class AnsweringBoard : public board::Board {
  public:
     void *open_bus() override {
         calls.emplace_back("open");
@@ -210,7 +210,7 @@ TEST_F(RecorderTest, flush_hands_over_an_open_register_phase_once) {
 }
 
 TEST_F(RecorderTest, events_carry_time_and_thread_when_asked_to) {
-    sim::VirtualClock clock;
+    board::VirtualClock clock;
     Recorder timed(
         board_, [this](const Event &event) { lines_.push_back(format_event(event)); }, true);
 

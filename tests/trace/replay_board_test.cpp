@@ -11,7 +11,7 @@
 #include <memory>
 #include <string>
 
-#include "sim/clock.h"
+#include "board/clock.h"
 
 namespace host {
 namespace {
@@ -38,17 +38,17 @@ class Thread {
 
 class ReplayBoardTest : public testing::Test {
  protected:
-    ~ReplayBoardTest() override { sim::set_board(nullptr); }
+    ~ReplayBoardTest() override { board::set_board(nullptr); }
 
     ReplayBoard &replay(std::string_view text) {
         board_ = std::make_unique<ReplayBoard>(parse_trace(text), clock_);
-        sim::set_board(board_.get());
+        board::set_board(board_.get());
         return *board_;
     }
 
     [[nodiscard]] std::uint64_t now_us() const { return clock_.now_ns() / 1000U; }
 
-    sim::VirtualClock clock_;
+    board::VirtualClock clock_;
     std::unique_ptr<ReplayBoard> board_;
 };
 
@@ -88,7 +88,7 @@ TEST_F(ReplayBoardTest, a_thread_that_is_early_lets_the_recorded_one_go_first) {
 
     {
         const Thread thread([&board] {
-            sim::VirtualClock::current()->sleep_ns(7'000'000);
+            board::VirtualClock::current()->sleep_ns(7'000'000);
             board.set_gpio(nullptr, 6, 1);
         });
         usleep(5000);

@@ -6,10 +6,10 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "board/board.h"
 #include "ds3000/hw/hdi.h"
-#include "sim/board.h"
 
-namespace sim {
+namespace board {
 
 namespace {
 
@@ -20,9 +20,9 @@ Board *board_in_use = nullptr;
 void set_board(Board *board) { board_in_use = board; }
 Board *current_board() { return board_in_use; }
 
-}  // namespace sim
+}  // namespace board
 
-using sim::board_in_use;
+using board::board_in_use;
 
 void *hdi_create_i2c_bus(void) {
     return board_in_use == nullptr ? nullptr : board_in_use->open_bus();

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <ctime>
 
-namespace sim {
+namespace board {
 
 // The system's own functions behind the time seam.
 int system_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
@@ -15,4 +15,4 @@ int system_pthread_join(pthread_t thread, void **result);
 int system_clock_gettime(clockid_t clock, timespec *time);
 void system_sleep_ns(std::uint64_t duration_ns);
 
-}  // namespace sim
+}  // namespace board

@@ -10,9 +10,9 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include "sim/board.h"
-#include "sim/clock.h"
-#include "sim/system_time.h"
+#include "board/board.h"
+#include "board/clock.h"
+#include "board/system_time.h"
 
 #ifdef DS3000_WRAPPED_TIME
 #define SEAM(function) __wrap_##function
@@ -32,7 +32,7 @@ int SEAM(pthread_create)(pthread_t *thread, const pthread_attr_t *attributes,
 int SEAM(pthread_join)(pthread_t thread, void **result);
 }
 
-namespace sim {
+namespace board {
 
 namespace {
 
@@ -76,25 +76,25 @@ void system_sleep_ns(std::uint64_t duration_ns) {
     nanosleep(&duration, nullptr);
 }
 
-}  // namespace sim
+}  // namespace board
 
 int SEAM(usleep)(useconds_t microseconds) {
-    if (sim::Board *board = sim::current_board(); board != nullptr) {
+    if (board::Board *board = board::current_board(); board != nullptr) {
         board->wait(microseconds);
     }
     const std::uint64_t duration_ns = std::uint64_t{microseconds} * 1000U;
-    if (sim::VirtualClock *clock = sim::VirtualClock::current(); clock != nullptr) {
+    if (board::VirtualClock *clock = board::VirtualClock::current(); clock != nullptr) {
         clock->sleep_ns(duration_ns);
     } else {
-        sim::system_sleep_ns(duration_ns);
+        board::system_sleep_ns(duration_ns);
     }
     return 0;
 }
 
 int SEAM(clock_gettime)(clockid_t clock, timespec *time) noexcept {
-    const sim::VirtualClock *virtual_clock = sim::VirtualClock::current();
+    const board::VirtualClock *virtual_clock = board::VirtualClock::current();
     if (virtual_clock == nullptr || clock != CLOCK_MONOTONIC) {
-        return sim::system_clock_gettime(clock, time);
+        return board::system_clock_gettime(clock, time);
     }
     const std::uint64_t now_ns = virtual_clock->now_ns();
     time->tv_sec = static_cast<time_t>(now_ns / 1'000'000'000U);
@@ -104,15 +104,15 @@ int SEAM(clock_gettime)(clockid_t clock, timespec *time) noexcept {
 
 int SEAM(pthread_create)(pthread_t *thread, const pthread_attr_t *attributes,
                          void *(*start)(void *), void *argument) noexcept {
-    if (sim::VirtualClock *clock = sim::VirtualClock::current(); clock != nullptr) {
+    if (board::VirtualClock *clock = board::VirtualClock::current(); clock != nullptr) {
         return clock->create_thread(thread, attributes, start, argument);
     }
-    return sim::system_pthread_create(thread, attributes, start, argument);
+    return board::system_pthread_create(thread, attributes, start, argument);
 }
 
 int SEAM(pthread_join)(pthread_t thread, void **result) {
-    if (sim::VirtualClock *clock = sim::VirtualClock::current(); clock != nullptr) {
+    if (board::VirtualClock *clock = board::VirtualClock::current(); clock != nullptr) {
         return clock->join_thread(thread, result);
     }
-    return sim::system_pthread_join(thread, result);
+    return board::system_pthread_join(thread, result);
 }

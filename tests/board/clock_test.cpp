@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "sim/clock.h"
+#include "board/clock.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "sim/board.h"
+#include "board/board.h"
 
 // The driver's calls in sanitizer builds are redirected by the linker; so are this file's.
 
@@ -45,7 +45,7 @@ std::uint64_t monotonic_ns() {
            static_cast<std::uint64_t>(time.tv_nsec);
 }
 
-class CountingBoard : public sim::Board {
+class CountingBoard : public board::Board {
  public:
     void *open_bus() override { return nullptr; }
     void close_bus(void *) override {}
@@ -62,17 +62,17 @@ class CountingBoard : public sim::Board {
 }  // namespace
 
 TEST(VirtualClock, sleeping_moves_time_and_nothing_else) {
-    sim::VirtualClock clock;
-    const std::uint64_t wall_ns = sim::wall_now_ns();
+    board::VirtualClock clock;
+    const std::uint64_t wall_ns = board::wall_now_ns();
 
     usleep(3'600'000'000U);
 
     EXPECT_EQ(clock.now_ns(), 3'600'000 * ms);
-    EXPECT_LT(sim::wall_now_ns() - wall_ns, 10'000 * ms);
+    EXPECT_LT(board::wall_now_ns() - wall_ns, 10'000 * ms);
 }
 
 TEST(VirtualClock, transfers_take_time_without_giving_up_the_turn) {
-    sim::VirtualClock clock;
+    board::VirtualClock clock;
     std::vector<std::string> order;
     Thread thread([&order] { order.emplace_back("thread"); });
 
@@ -85,7 +85,7 @@ TEST(VirtualClock, transfers_take_time_without_giving_up_the_turn) {
 }
 
 TEST(VirtualClock, threads_wake_in_the_order_of_time) {
-    sim::VirtualClock clock;
+    board::VirtualClock clock;
     std::vector<std::string> order;
     const auto sleeper = [&order, &clock](const char *name, unsigned milliseconds) {
         return [&order, &clock, name, milliseconds] {
@@ -105,7 +105,7 @@ TEST(VirtualClock, threads_wake_in_the_order_of_time) {
 }
 
 TEST(VirtualClock, ties_go_to_the_thread_that_went_to_sleep_first) {
-    sim::VirtualClock clock;
+    board::VirtualClock clock;
     std::vector<std::string> order;
     Thread first([&order] {
         usleep(1000);
@@ -125,7 +125,7 @@ TEST(VirtualClock, ties_go_to_the_thread_that_went_to_sleep_first) {
 }
 
 TEST(VirtualClock, only_one_thread_runs_at_a_time) {
-    sim::VirtualClock clock;
+    board::VirtualClock clock;
     int inside = 0;
     int most = 0;
     const auto body = [&inside, &most] {
@@ -146,7 +146,7 @@ TEST(VirtualClock, only_one_thread_runs_at_a_time) {
 }
 
 TEST(VirtualClock, join_waits_for_the_end_and_gives_the_result) {
-    sim::VirtualClock clock;
+    board::VirtualClock clock;
     pthread_t thread{};
     static int result = 0;
     ASSERT_EQ(pthread_create(
@@ -166,7 +166,7 @@ TEST(VirtualClock, join_waits_for_the_end_and_gives_the_result) {
 }
 
 TEST(VirtualClock, join_of_an_ended_thread_returns_at_once) {
-    sim::VirtualClock clock;
+    board::VirtualClock clock;
     Thread thread([] {});
     usleep(1000);
 
@@ -176,9 +176,9 @@ TEST(VirtualClock, join_of_an_ended_thread_returns_at_once) {
 }
 
 TEST(VirtualClock, threads_are_named_in_the_order_of_creation) {
-    sim::VirtualClock clock;
-    std::vector<std::string> names{sim::VirtualClock::thread_name()};
-    const auto body = [&names] { names.push_back(sim::VirtualClock::thread_name()); };
+    board::VirtualClock clock;
+    std::vector<std::string> names{board::VirtualClock::thread_name()};
+    const auto body = [&names] { names.push_back(board::VirtualClock::thread_name()); };
 
     Thread a(body);
     Thread b(body);
@@ -191,12 +191,12 @@ TEST(VirtualClock, threads_are_named_in_the_order_of_creation) {
 TEST(VirtualClock, two_runs_are_alike) {
     std::vector<std::vector<std::string>> runs(2);
     for (auto &run : runs) {
-        sim::VirtualClock clock;
+        board::VirtualClock clock;
         const auto body = [&run, &clock](unsigned period_us) {
             return [&run, &clock, period_us] {
                 for (int i = 0; i < 50; ++i) {
                     usleep(period_us);
-                    run.push_back(sim::VirtualClock::thread_name() +
+                    run.push_back(board::VirtualClock::thread_name() +
                                   std::to_string(clock.now_ns()));
                 }
             };
@@ -212,17 +212,17 @@ TEST(VirtualClock, two_runs_are_alike) {
 }
 
 TEST(VirtualClock, wall_time_can_be_followed) {
-    sim::VirtualClock clock;
+    board::VirtualClock clock;
     clock.follow_wall_time(true);
-    const std::uint64_t wall_ns = sim::wall_now_ns();
+    const std::uint64_t wall_ns = board::wall_now_ns();
 
     usleep(20'000);
 
-    EXPECT_GE(sim::wall_now_ns() - wall_ns, 20 * ms);
+    EXPECT_GE(board::wall_now_ns() - wall_ns, 20 * ms);
 }
 
 TEST(TimeSeam, monotonic_clock_is_the_virtual_one) {
-    sim::VirtualClock clock;
+    board::VirtualClock clock;
     EXPECT_EQ(monotonic_ns(), 0U);
 
     usleep(2'500'000);
@@ -231,7 +231,7 @@ TEST(TimeSeam, monotonic_clock_is_the_virtual_one) {
 }
 
 TEST(TimeSeam, calendar_time_stays_the_systems) {
-    sim::VirtualClock clock;
+    board::VirtualClock clock;
     timespec now{};
 
     ASSERT_EQ(clock_gettime(CLOCK_REALTIME, &now), 0);
@@ -240,7 +240,7 @@ TEST(TimeSeam, calendar_time_stays_the_systems) {
 }
 
 TEST(TimeSeam, without_a_virtual_clock_time_is_the_systems) {
-    EXPECT_EQ(sim::VirtualClock::current(), nullptr);
+    EXPECT_EQ(board::VirtualClock::current(), nullptr);
     const std::uint64_t from_ns = monotonic_ns();
 
     usleep(2'000);
@@ -251,13 +251,13 @@ TEST(TimeSeam, without_a_virtual_clock_time_is_the_systems) {
 }
 
 TEST(TimeSeam, board_learns_of_every_wait) {
-    sim::VirtualClock clock;
+    board::VirtualClock clock;
     CountingBoard board;
-    sim::set_board(&board);
+    board::set_board(&board);
 
     usleep(5000);
     usleep(20);
-    sim::set_board(nullptr);
+    board::set_board(nullptr);
 
     EXPECT_THAT(board.waits, testing::ElementsAre(5000, 20));
 }

@@ -10,9 +10,9 @@
 #include <mutex>
 #include <string>
 
-#include "sim/clock.h"
+#include "board/clock.h"
 
-namespace sim {
+namespace board {
 
 // The turns behind VirtualClock; used by it and by the time seam.
 class VirtualClock::Schedule {
@@ -67,4 +67,4 @@ class VirtualClock::Schedule {
     bool follow_wall_ = false;
 };
 
-}  // namespace sim
+}  // namespace board

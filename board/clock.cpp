@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "sim/clock.h"
+#include "board/clock.h"
 
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -8,10 +8,10 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "sim/schedule.h"
-#include "sim/system_time.h"
+#include "board/schedule.h"
+#include "board/system_time.h"
 
-namespace sim {
+namespace board {
 
 namespace {
 
@@ -195,4 +195,4 @@ std::uint64_t wall_now_ns() {
            static_cast<std::uint64_t>(now.tv_nsec);
 }
 
-}  // namespace sim
+}  // namespace board

@@ -5,7 +5,7 @@
 #include <span>
 #include <string_view>
 
-namespace sim {
+namespace board {
 
 // A board as the driver meets it: what the process's hdi_*, log_print and usleep come down to.
 // Back-ends: the simulated receiver, a recording played back, a recorder in front of another board,
@@ -41,4 +41,4 @@ class Board {
 void set_board(Board *board);
 Board *current_board();
 
-}  // namespace sim
+}  // namespace board

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-namespace sim {
+namespace board {
 
 // The virtual clock: a deterministic schedule of the process's threads.
 //
@@ -58,4 +58,4 @@ class VirtualClock {
 // Wall time in nanoseconds from the system itself, whatever clock is in force.
 std::uint64_t wall_now_ns();
 
-}  // namespace sim
+}  // namespace board
