@@ -47,12 +47,12 @@ const std::array buses{
 const std::array operations{"init",     "tune",      "getters", "tune while polling",
                             "finalize", "init again"};
 
-sim::Transponder carrier(std::uint32_t frequency_khz) {
-    sim::Transponder transponder;
+broadcast::Transponder carrier(std::uint32_t frequency_khz) {
+    broadcast::Transponder transponder;
     transponder.frequency_khz = frequency_khz;
     transponder.symbol_rate = 22'000'000;
-    transponder.system = sim::System::dvbs2;
-    transponder.modulation = sim::Modulation::psk8;
+    transponder.system = broadcast::System::dvbs2;
+    transponder.modulation = broadcast::Modulation::psk8;
     return transponder;
 }
 
@@ -109,7 +109,7 @@ class Life {
         times_ms_.push_back(static_cast<double>(host::now_ns() - start_ns) / ns_per_ms);
     }
 
-    void tune(const sim::Transponder &transponder) {
+    void tune(const broadcast::Transponder &transponder) {
         const tune_request request = host::request_for(transponder, host::lnb_named("EXTENDED"), 0);
         tuner_->tune(tuner_, &request);
     }

@@ -3,17 +3,18 @@
 
 #include "board/board.h"
 #include "board/clock.h"
+#include "broadcast/transponder.h"
 #include "sim/receiver.h"
 #include "sim/scenario.h"
-#include "sim/transponder.h"
 
 namespace {
 
-sim::Transponder vertical(std::uint32_t frequency_khz, std::uint32_t symbol_rate,
-                          sim::System system, sim::Modulation modulation, sim::CodeRate rate) {
-    sim::Transponder transponder;
+broadcast::Transponder vertical(std::uint32_t frequency_khz, std::uint32_t symbol_rate,
+                                broadcast::System system, broadcast::Modulation modulation,
+                                broadcast::CodeRate rate) {
+    broadcast::Transponder transponder;
     transponder.frequency_khz = frequency_khz;
-    transponder.polarisation = sim::Polarisation::vertical;
+    transponder.polarisation = broadcast::Polarisation::vertical;
     transponder.symbol_rate = symbol_rate;
     transponder.system = system;
     transponder.modulation = modulation;
@@ -22,9 +23,9 @@ sim::Transponder vertical(std::uint32_t frequency_khz, std::uint32_t symbol_rate
 }
 
 sim::Scenario one_satellite() {
-    using enum sim::System;
-    using enum sim::Modulation;
-    using enum sim::CodeRate;
+    using enum broadcast::System;
+    using enum broadcast::Modulation;
+    using enum broadcast::CodeRate;
     sim::Scenario scenario;
     scenario.satellites.push_back({"an example",
                                    {vertical(10'744'000, 22'000'000, dvbs, qpsk, r5_6),

@@ -48,11 +48,11 @@ TraceHead HostBoard::trace_head(const BoardOptions &options) const {
     if (has_simulated_chips()) {
         head.add("simulated-chips", "1");
     }
-    if (const std::optional<sim::Transponder> transponder = usual_transponder()) {
+    if (const std::optional<broadcast::Transponder> transponder = usual_transponder()) {
         head.add("transponder",
                  fmt::format("{}k {} {} {}", transponder->frequency_khz,
-                             sim::to_string(transponder->polarisation), transponder->symbol_rate,
-                             sim::to_string(transponder->system)));
+                             to_string(transponder->polarisation), transponder->symbol_rate,
+                             to_string(transponder->system)));
     }
     head.add("clock", board::VirtualClock::current() != nullptr ? "virtual" : "system");
     return head;

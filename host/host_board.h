@@ -6,11 +6,11 @@
 #include <string>
 
 #include "board/board.h"
+#include "broadcast/transponder.h"
 #include "host/board_options.h"
 #include "host/lnb.h"
 #include "host/output.h"
 #include "host/trace/trace_writer.h"
-#include "sim/transponder.h"
 
 namespace host {
 
@@ -41,7 +41,7 @@ class HostBoard {
     [[nodiscard]] virtual bool has_simulated_chips() const { return false; }
 
     // A transponder that the board's dish sees, if the board knows one.
-    [[nodiscard]] virtual std::optional<sim::Transponder> usual_transponder() const {
+    [[nodiscard]] virtual std::optional<broadcast::Transponder> usual_transponder() const {
         return std::nullopt;
     }
 

@@ -74,11 +74,12 @@ Lnb parse_oscillators(std::string_view text) {
 
 enum class Band { c, ku_linear, ku_circular, other };
 
-bool is_circular(sim::Polarisation polarisation) {
-    return polarisation == sim::Polarisation::left || polarisation == sim::Polarisation::right;
+bool is_circular(broadcast::Polarisation polarisation) {
+    return polarisation == broadcast::Polarisation::left ||
+           polarisation == broadcast::Polarisation::right;
 }
 
-Band band_of(const sim::Transponder &transponder) {
+Band band_of(const broadcast::Transponder &transponder) {
     const std::uint32_t khz = transponder.frequency_khz;
     if (khz >= 3'000'000 && khz < 5'000'000) {
         return Band::c;
@@ -90,17 +91,18 @@ Band band_of(const sim::Transponder &transponder) {
 }
 
 // The LNB that reaches most of a band's transponders; the earlier name of equals.
-const Lnb *best_for(Band band, const std::vector<sim::Transponder> &transponders,
+const Lnb *best_for(Band band, const std::vector<broadcast::Transponder> &transponders,
                     std::initializer_list<std::string_view> names) {
     const Lnb *best = nullptr;
     std::ptrdiff_t most = -1;
     for (const std::string_view name : names) {
         const Lnb &lnb = lnb_named(name);
-        const auto reached = std::count_if(
-            transponders.begin(), transponders.end(), [&](const sim::Transponder &transponder) {
-                return band_of(transponder) == band &&
-                       !plan_tune(request_for(transponder, lnb, 0)).refusal;
-            });
+        const auto reached =
+            std::count_if(transponders.begin(), transponders.end(),
+                          [&](const broadcast::Transponder &transponder) {
+                              return band_of(transponder) == band &&
+                                     !plan_tune(request_for(transponder, lnb, 0)).refusal;
+                          });
         if (reached > most) {
             most = reached;
             best = &lnb;
@@ -142,12 +144,12 @@ Lnb parse_lnb(std::string_view text) {
     return number ? parse_oscillators(text) : lnb_named(text);
 }
 
-LnbChoice::LnbChoice(const std::vector<sim::Transponder> &transponders)
+LnbChoice::LnbChoice(const std::vector<broadcast::Transponder> &transponders)
     : c_band_(best_for(Band::c, transponders, {"C-BAND"})),
       ku_linear_(best_for(Band::ku_linear, transponders, {"EXTENDED"})),
       ku_circular_(best_for(Band::ku_circular, transponders, {"DBS", "L10750", "EXTENDED"})) {}
 
-const Lnb &LnbChoice::for_transponder(const sim::Transponder &transponder) const {
+const Lnb &LnbChoice::for_transponder(const broadcast::Transponder &transponder) const {
     switch (band_of(transponder)) {
         case Band::c:
             return *c_band_;

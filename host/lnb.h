@@ -33,9 +33,9 @@ Lnb parse_lnb(std::string_view text);
 // one of the table that brings most of them into the tuner's range, and of several the usual one.
 class LnbChoice {
  public:
-    explicit LnbChoice(const std::vector<sim::Transponder> &transponders);
+    explicit LnbChoice(const std::vector<broadcast::Transponder> &transponders);
 
-    [[nodiscard]] const Lnb &for_transponder(const sim::Transponder &transponder) const;
+    [[nodiscard]] const Lnb &for_transponder(const broadcast::Transponder &transponder) const;
 
  private:
     const Lnb *c_band_;

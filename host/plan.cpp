@@ -43,15 +43,15 @@ std::string out_of_range(const tune_request &request, const TunePlan &plan) {
 
 }  // namespace
 
-tune_request request_for(const sim::Transponder &transponder, const Lnb &lnb, unsigned port) {
-    const bool vertical = transponder.polarisation == sim::Polarisation::vertical ||
-                          transponder.polarisation == sim::Polarisation::right;
+tune_request request_for(const broadcast::Transponder &transponder, const Lnb &lnb, unsigned port) {
+    const bool vertical = transponder.polarisation == broadcast::Polarisation::vertical ||
+                          transponder.polarisation == broadcast::Polarisation::right;
     tune_request request{};
     request.frequency = transponder.frequency_khz;
     request.symbol_rate = transponder.symbol_rate;
     request.polarisation = vertical ? request_13v : request_18v;
     request.delivery_system =
-        transponder.system == sim::System::dvbs2 ? request_dvbs2 : request_dvbs;
+        transponder.system == broadcast::System::dvbs2 ? request_dvbs2 : request_dvbs;
     request.switch_pos = port;
     request.lof_low = lnb.low_khz;
     request.lof_high = lnb.high_khz;

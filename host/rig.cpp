@@ -10,14 +10,14 @@ constexpr const char *driver_heading = "The driver wrote:";
 }  // namespace
 
 LnbSource::LnbSource(const Program &program, std::optional<Lnb> fitted,
-                     const std::vector<sim::Transponder> &transponders)
+                     const std::vector<broadcast::Transponder> &transponders)
     : fixed_(program.chosen_lnb()), choice_(transponders) {
     if (!fixed_) {
         fixed_ = std::move(fitted);
     }
 }
 
-const Lnb &LnbSource::for_transponder(const sim::Transponder &transponder) const {
+const Lnb &LnbSource::for_transponder(const broadcast::Transponder &transponder) const {
     return fixed_ ? *fixed_ : choice_.for_transponder(transponder);
 }
 
@@ -32,7 +32,7 @@ void Workbench::fit_lnb(const Lnb &lnb) {
     }
 }
 
-void Workbench::point_at(const sim::Satellite &satellite, unsigned port) {
+void Workbench::point_at(const broadcast::Satellite &satellite, unsigned port) {
     if (SimulatedBoard *simulated = board_->simulated()) {
         simulated->point_at(satellite, port);
     }

@@ -22,9 +22,9 @@ namespace host {
 class LnbSource {
  public:
     LnbSource(const Program &program, std::optional<Lnb> fitted,
-              const std::vector<sim::Transponder> &transponders);
+              const std::vector<broadcast::Transponder> &transponders);
 
-    [[nodiscard]] const Lnb &for_transponder(const sim::Transponder &transponder) const;
+    [[nodiscard]] const Lnb &for_transponder(const broadcast::Transponder &transponder) const;
 
  private:
     std::optional<Lnb> fixed_;
@@ -41,7 +41,7 @@ class Workbench {
 
     // Fit the LNB that a request counts on, and turn the dish, where the world is ours to arrange.
     void fit_lnb(const Lnb &lnb);
-    void point_at(const sim::Satellite &satellite, unsigned port);
+    void point_at(const broadcast::Satellite &satellite, unsigned port);
 
  protected:
     // Do the work of a session, then end trace and log. What the driver wrote is shown when any of

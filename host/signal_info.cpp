@@ -24,32 +24,32 @@ std::optional<Value> meaning_of(const std::array<std::pair<std::uint32_t, Value>
     return std::nullopt;
 }
 
-constexpr std::array<std::pair<std::uint32_t, sim::Modulation>, 4> modulations{{
-    {MODULATION_QPSK, sim::Modulation::qpsk},
-    {MODULATION_8PSK, sim::Modulation::psk8},
-    {MODULATION_16APSK, sim::Modulation::apsk16},
-    {MODULATION_32APSK, sim::Modulation::apsk32},
+constexpr std::array<std::pair<std::uint32_t, broadcast::Modulation>, 4> modulations{{
+    {MODULATION_QPSK, broadcast::Modulation::qpsk},
+    {MODULATION_8PSK, broadcast::Modulation::psk8},
+    {MODULATION_16APSK, broadcast::Modulation::apsk16},
+    {MODULATION_32APSK, broadcast::Modulation::apsk32},
 }};
 
-constexpr std::array<std::pair<std::uint32_t, sim::CodeRate>, 12> code_rates{{
-    {CODE_RATE_1_4, sim::CodeRate::r1_4},
-    {CODE_RATE_1_3, sim::CodeRate::r1_3},
-    {CODE_RATE_2_5, sim::CodeRate::r2_5},
-    {CODE_RATE_1_2, sim::CodeRate::r1_2},
-    {CODE_RATE_3_5, sim::CodeRate::r3_5},
-    {CODE_RATE_2_3, sim::CodeRate::r2_3},
-    {CODE_RATE_3_4, sim::CodeRate::r3_4},
-    {CODE_RATE_4_5, sim::CodeRate::r4_5},
-    {CODE_RATE_5_6, sim::CodeRate::r5_6},
-    {CODE_RATE_7_8, sim::CodeRate::r7_8},
-    {CODE_RATE_8_9, sim::CodeRate::r8_9},
-    {CODE_RATE_9_10, sim::CodeRate::r9_10},
+constexpr std::array<std::pair<std::uint32_t, broadcast::CodeRate>, 12> code_rates{{
+    {CODE_RATE_1_4, broadcast::CodeRate::r1_4},
+    {CODE_RATE_1_3, broadcast::CodeRate::r1_3},
+    {CODE_RATE_2_5, broadcast::CodeRate::r2_5},
+    {CODE_RATE_1_2, broadcast::CodeRate::r1_2},
+    {CODE_RATE_3_5, broadcast::CodeRate::r3_5},
+    {CODE_RATE_2_3, broadcast::CodeRate::r2_3},
+    {CODE_RATE_3_4, broadcast::CodeRate::r3_4},
+    {CODE_RATE_4_5, broadcast::CodeRate::r4_5},
+    {CODE_RATE_5_6, broadcast::CodeRate::r5_6},
+    {CODE_RATE_7_8, broadcast::CodeRate::r7_8},
+    {CODE_RATE_8_9, broadcast::CodeRate::r8_9},
+    {CODE_RATE_9_10, broadcast::CodeRate::r9_10},
 }};
 
-constexpr std::array<std::pair<std::uint32_t, sim::RollOff>, 3> roll_offs{{
-    {1, sim::RollOff::r35},
-    {2, sim::RollOff::r25},
-    {3, sim::RollOff::r20},
+constexpr std::array<std::pair<std::uint32_t, broadcast::RollOff>, 3> roll_offs{{
+    {1, broadcast::RollOff::r35},
+    {2, broadcast::RollOff::r25},
+    {3, broadcast::RollOff::r20},
 }};
 
 constexpr std::uint32_t inversion_inverted = 2;
@@ -60,11 +60,12 @@ SignalInfo read_signal_info() {
     ds3000_signal_info raw{};
     ds3000_get_signal_info(&raw);
     SignalInfo info;
-    info.system = raw.standard == STANDARD_DVBS2 ? sim::System::dvbs2 : sim::System::dvbs;
+    info.system =
+        raw.standard == STANDARD_DVBS2 ? broadcast::System::dvbs2 : broadcast::System::dvbs;
     info.modulation = meaning_of(modulations, raw.modulation);
     info.code_rate = meaning_of(code_rates, raw.code_rate);
     info.roll_off = meaning_of(roll_offs, raw.roll_off);
-    if (info.system == sim::System::dvbs2) {
+    if (info.system == broadcast::System::dvbs2) {
         info.pilots = raw.pilots == 1;
     }
     info.inverted = raw.inversion == inversion_inverted;
@@ -78,10 +79,10 @@ int measure_quality_db() {
 }
 
 Json json_of(const SignalInfo &info) {
-    Json json{{"system", sim::to_string(info.system)}};
+    Json json{{"system", to_string(info.system)}};
     const auto add_name = [&json](const char *key, const auto &value) {
         if (value) {
-            json[key] = sim::to_string(*value);
+            json[key] = to_string(*value);
         }
     };
     add_name("modulation", info.modulation);
@@ -97,13 +98,12 @@ Json json_of(const SignalInfo &info) {
 }
 
 std::string summary(const SignalInfo &info) {
-    std::string text = sim::to_string(info.system);
+    std::string text = to_string(info.system);
     if (info.modulation && info.code_rate) {
-        text += fmt::format(", {} {}", sim::to_string(*info.modulation),
-                            sim::to_string(*info.code_rate));
+        text += fmt::format(", {} {}", to_string(*info.modulation), to_string(*info.code_rate));
     }
     if (info.roll_off) {
-        text += fmt::format(", roll-off {}", sim::to_string(*info.roll_off));
+        text += fmt::format(", roll-off {}", to_string(*info.roll_off));
     }
     if (info.pilots) {
         text += *info.pilots ? ", pilots" : ", no pilots";

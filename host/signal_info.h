@@ -4,17 +4,17 @@
 #include <optional>
 #include <string>
 
+#include "broadcast/transponder.h"
 #include "host/output.h"
-#include "sim/transponder.h"
 
 namespace host {
 
 // The received carrier as the demodulator reports it; absent what it does not know.
 struct SignalInfo {
-    sim::System system = sim::System::dvbs;
-    std::optional<sim::Modulation> modulation;
-    std::optional<sim::CodeRate> code_rate;
-    std::optional<sim::RollOff> roll_off;
+    broadcast::System system = broadcast::System::dvbs;
+    std::optional<broadcast::Modulation> modulation;
+    std::optional<broadcast::CodeRate> code_rate;
+    std::optional<broadcast::RollOff> roll_off;
     std::optional<bool> pilots;  // DVB-S2 only
     std::optional<bool> inverted;
 };

@@ -17,7 +17,7 @@ namespace {
 constexpr std::string_view scenario_prefix = "sim:";
 constexpr unsigned switch_ports = 4;
 
-std::vector<sim::Transponder> transponders_of(const std::string &file) {
+std::vector<broadcast::Transponder> transponders_of(const std::string &file) {
     return read_table(file).satellite().transponders;
 }
 
@@ -34,9 +34,9 @@ sim::Scenario demo_scenario(unsigned switch_port) {
 }
 
 // One that the built-in world has, whatever tables are installed.
-bool is_the_usual_one(const sim::Transponder &transponder) {
+bool is_the_usual_one(const broadcast::Transponder &transponder) {
     return transponder.frequency_khz == 11'494'000 &&
-           transponder.polarisation == sim::Polarisation::horizontal;
+           transponder.polarisation == broadcast::Polarisation::horizontal;
 }
 
 }  // namespace
@@ -73,7 +73,7 @@ SimulatedBoard::SimulatedBoard(const BoardOptions &options)
 
 Json SimulatedBoard::describe() const {
     return {{"uri", uri_},
-            {"demodulator_fitted", sim::to_string(scenario_.board.chip)},
+            {"demodulator_fitted", to_string(scenario_.board.chip)},
             {"tuner_identity", fmt::format("0x{:02X}", scenario_.board.tuner_identity)},
             {"bus_clock_hz", scenario_.board.bus_clock_hz}};
 }
@@ -82,13 +82,13 @@ std::optional<Lnb> SimulatedBoard::fitted_lnb() const {
     return demo_ ? std::nullopt : std::optional(described(scenario_.lnb));
 }
 
-std::optional<sim::Transponder> SimulatedBoard::usual_transponder() const {
+std::optional<broadcast::Transponder> SimulatedBoard::usual_transponder() const {
     if (demo_) {
         const auto transponders = demo_satellite().transponders;
         const auto found = std::find_if(transponders.begin(), transponders.end(), is_the_usual_one);
         return found == transponders.end() ? transponders.front() : *found;
     }
-    for (const sim::Satellite &satellite : scenario_.satellites) {
+    for (const broadcast::Satellite &satellite : scenario_.satellites) {
         if (!satellite.transponders.empty()) {
             return satellite.transponders.front();
         }
@@ -96,7 +96,7 @@ std::optional<sim::Transponder> SimulatedBoard::usual_transponder() const {
     return std::nullopt;
 }
 
-void SimulatedBoard::point_at(const sim::Satellite &satellite, unsigned port) {
+void SimulatedBoard::point_at(const broadcast::Satellite &satellite, unsigned port) {
     receiver_->point_at(satellite, port);
 }
 

@@ -32,7 +32,7 @@ class SimulatedBoard final : public HostBoard {
     [[nodiscard]] bool iq_swapped() const override { return scenario_.board.iq_swap; }
 
     [[nodiscard]] bool has_simulated_chips() const override { return true; }
-    [[nodiscard]] std::optional<sim::Transponder> usual_transponder() const override;
+    [[nodiscard]] std::optional<broadcast::Transponder> usual_transponder() const override;
 
     [[nodiscard]] board::VirtualClock &clock() { return clock_; }
     [[nodiscard]] sim::Receiver &receiver() { return *receiver_; }
@@ -41,7 +41,7 @@ class SimulatedBoard final : public HostBoard {
     [[nodiscard]] bool is_demo() const { return demo_; }
 
     // Point the dish of a switch port (0: without a switch) at a satellite.
-    void point_at(const sim::Satellite &satellite, unsigned port);
+    void point_at(const broadcast::Satellite &satellite, unsigned port);
 
     // Hang LNBs of this kind on the dishes.
     void fit_lnb(const Lnb &lnb);

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "broadcast/modcod.h"
 #include "ds3000/chip/ds3000_regs.h"
-#include "sim/modcod.h"
 
 namespace sim {
 
@@ -30,12 +30,12 @@ double sweep_symbols(double offset_khz, double symbol_rate_ksps) {
     return step_symbols * (1 + 2 * std::floor(std::abs(offset_khz) / (symbol_rate_ksps / 4)));
 }
 
-double decoding_symbols(const Finding &finding, System system) {
+double decoding_symbols(const Finding &finding, broadcast::System system) {
     if (finding.carrier == nullptr) {
         return 0;
     }
-    const Transponder &carrier = finding.carrier->transponder;
-    if (system == System::dvbs) {
+    const broadcast::Transponder &carrier = finding.carrier->transponder;
+    if (system == broadcast::System::dvbs) {
         return superframes * superframe_bits / (2 * value_of(code_rate_of(carrier)));
     }
     return frames * frame_symbols(carrier.modulation, carrier.pilots);

@@ -122,13 +122,14 @@ bool Demodulator::take_repeater() {
     return open;
 }
 
-System Demodulator::system() const {
-    return (regs_.plain[reg::mode] & reg::mode_dvbs2) != 0 ? System::dvbs2 : System::dvbs;
+broadcast::System Demodulator::system() const {
+    return (regs_.plain[reg::mode] & reg::mode_dvbs2) != 0 ? broadcast::System::dvbs2
+                                                           : broadcast::System::dvbs;
 }
 
 // DS300X keeps the output port's mode and divider for each standard.
 std::size_t Demodulator::ts_bank() const {
-    return chip_ == Chip::ds300x && system() == System::dvbs2 ? 1 : 0;
+    return chip_ == Chip::ds300x && system() == broadcast::System::dvbs2 ? 1 : 0;
 }
 
 TsRegisters Demodulator::ts_registers() const {
@@ -184,7 +185,7 @@ Search Demodulator::search_from_registers() const {
     search.mirrored = mirrors();
     search.wide = plain[reg::reg_c7] != 0;
     search.near = (plain[reg::reg_0c] & 0x04) != 0;
-    search.diverged = divergence_fault_ && search.system == System::dvbs2 &&
+    search.diverged = divergence_fault_ && search.system == broadcast::System::dvbs2 &&
                       plain[reg::reg_bd] != restart_equaliser;
     search.table_fault = table_fault(chip_, search.system, regs_);
     return search;
@@ -334,7 +335,7 @@ void Demodulator::write_one(std::uint8_t reg, std::uint8_t value, std::uint64_t 
             regs_.plain[reg] = value;
             break;
         case reg::errors_control:
-            if (system() == System::dvbs2 && value == 1) {
+            if (system() == broadcast::System::dvbs2 && value == 1) {
                 counters_from_ns_ = now_ns;
             }
             regs_.plain[reg] = value;

@@ -98,7 +98,7 @@ class Demodulator {
     std::uint8_t engine_status(std::uint64_t now_ns);
     std::uint8_t read_tone(std::uint8_t reg, std::uint64_t now_ns);
 
-    [[nodiscard]] System system() const;
+    [[nodiscard]] broadcast::System system() const;
     [[nodiscard]] std::size_t ts_bank() const;
     [[nodiscard]] TsRegisters ts_registers() const;
     [[nodiscard]] bool clock_selected() const;

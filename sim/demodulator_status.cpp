@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <cmath>
 
+#include "broadcast/arithmetic.h"
+#include "broadcast/modcod.h"
 #include "ds3000/chip/ds3000_regs.h"
-#include "sim/arithmetic.h"
 #include "sim/demodulator.h"
 #include "sim/gain.h"
-#include "sim/modcod.h"
 
 namespace sim {
 
@@ -20,24 +20,25 @@ namespace {
 std::uint8_t low_byte(unsigned value) { return static_cast<std::uint8_t>(value); }
 std::uint8_t high_byte(unsigned value) { return static_cast<std::uint8_t>(value >> 8); }
 
-unsigned dvbs_code_rate_bits(CodeRate rate) {
+unsigned dvbs_code_rate_bits(broadcast::CodeRate rate) {
     switch (rate) {
-        case CodeRate::r7_8:
+        case broadcast::CodeRate::r7_8:
             return 0;
-        case CodeRate::r5_6:
+        case broadcast::CodeRate::r5_6:
             return 1;
-        case CodeRate::r3_4:
+        case broadcast::CodeRate::r3_4:
             return 2;
-        case CodeRate::r2_3:
+        case broadcast::CodeRate::r2_3:
             return 3;
         default:
             return 4;  // 1/2
     }
 }
 
-std::uint8_t dvbs2_code_rate_bits(CodeRate rate) {
+std::uint8_t dvbs2_code_rate_bits(broadcast::CodeRate rate) {
     const auto place = static_cast<unsigned>(rate);
-    return low_byte(rate > CodeRate::r7_8 ? place - 1 : place);  // 7/8 is a rate of DVB-S alone
+    return low_byte(rate > broadcast::CodeRate::r7_8 ? place - 1
+                                                     : place);  // 7/8 is a rate of DVB-S alone
 }
 
 }  // namespace
@@ -84,8 +85,8 @@ std::uint8_t Demodulator::read_status(std::uint8_t reg, std::uint64_t now_ns) {
         case reg::mcu_state:
             return running_ ? acquisition_.mcu_state(now_ns) : reg::mcu_state_boot;
         default:
-            return search_.system == System::dvbs ? read_dvbs_status(reg, now_ns)
-                                                  : read_dvbs2_status(reg, now_ns);
+            return search_.system == broadcast::System::dvbs ? read_dvbs_status(reg, now_ns)
+                                                             : read_dvbs2_status(reg, now_ns);
     }
 }
 
@@ -95,7 +96,7 @@ bool Demodulator::locked(std::uint64_t now_ns) const {
 
 std::uint8_t Demodulator::lock_bits(std::uint64_t now_ns) const {
     const Finding &finding = acquisition_.finding();
-    const bool dvbs2 = search_.system == System::dvbs2;
+    const bool dvbs2 = search_.system == broadcast::System::dvbs2;
     std::uint8_t reached = finding.carrier != nullptr ? 0x01 : 0x00;
     if (finding.locks()) {
         reached = 0x07;
@@ -181,7 +182,7 @@ double Demodulator::margin_db() const {
 }
 
 std::uint8_t Demodulator::dvbs_snr() {
-    const double ratio = from_db(acquisition_.finding().cn_db) * noise_.factor();
+    const double ratio = broadcast::from_db(acquisition_.finding().cn_db) * noise_.factor();
     return low_byte(static_cast<unsigned>(std::min(255L, std::lround(8 * ratio))));
 }
 
@@ -190,7 +191,7 @@ double Demodulator::dvbs_window_bits() const {
 }
 
 bool Demodulator::dvbs_window_over(std::uint64_t now_ns) const {
-    const Transponder &carrier = acquisition_.finding().carrier->transponder;
+    const broadcast::Transponder &carrier = acquisition_.finding().carrier->transponder;
     const double bit_rate = 2.0 * carrier.symbol_rate * value_of(code_rate_of(carrier));
     return static_cast<double>(now_ns - window_from_ns_) * 1e-9 >= dvbs_window_bits() / bit_rate;
 }
@@ -203,7 +204,7 @@ std::uint16_t Demodulator::dvbs_errors() const {
     if (!window_started_) {
         return 0;
     }
-    const double rate = rate_at_threshold * power_of_ten(-margin_db() / decade_db);
+    const double rate = rate_at_threshold * broadcast::power_of_ten(-margin_db() / decade_db);
     return static_cast<std::uint16_t>(std::min(65535.0, rate * dvbs_window_bits()));
 }
 
@@ -240,12 +241,13 @@ std::uint8_t Demodulator::read_dvbs_status(std::uint8_t reg, std::uint64_t now_n
 // that is of power 64 x 64 / 2.
 void Demodulator::measure_dvbs2_noise() {
     constexpr double signal_power = 64 * 64 / 2.0;
-    const double noise = signal_power / from_db(acquisition_.finding().cn_db) * noise_.factor();
+    const double noise =
+        signal_power / broadcast::from_db(acquisition_.finding().cn_db) * noise_.factor();
     dvbs2_noise_ = static_cast<std::uint16_t>(std::min(16383L, std::lround(4 * noise)));
 }
 
 std::uint32_t Demodulator::dvbs2_frames(std::uint64_t now_ns) const {
-    const Transponder &carrier = acquisition_.finding().carrier->transponder;
+    const broadcast::Transponder &carrier = acquisition_.finding().carrier->transponder;
     const std::uint64_t from = std::max(acquisition_.lock_ns(), counters_from_ns_);
     const double symbols = static_cast<double>(now_ns - std::min(from, now_ns)) * 1e-9 *
                            static_cast<double>(carrier.symbol_rate);
@@ -259,15 +261,15 @@ std::uint16_t Demodulator::dvbs2_errors(std::uint64_t now_ns) const {
     constexpr double rate_at_threshold = 1e-7;
     constexpr double decade_db = 0.3;
     constexpr double packet_bits = 188 * 8;
-    const Transponder &carrier = acquisition_.finding().carrier->transponder;
+    const broadcast::Transponder &carrier = acquisition_.finding().carrier->transponder;
     const double packets =
         dvbs2_frames(now_ns) * (frame_payload_bits(code_rate_of(carrier)) / packet_bits);
-    const double rate = rate_at_threshold * power_of_ten(-margin_db() / decade_db);
+    const double rate = rate_at_threshold * broadcast::power_of_ten(-margin_db() / decade_db);
     return static_cast<std::uint16_t>(std::min(65535.0, packets * std::min(1.0, rate)));
 }
 
 std::uint8_t Demodulator::modcod() const {
-    const Transponder &carrier = acquisition_.finding().carrier->transponder;
+    const broadcast::Transponder &carrier = acquisition_.finding().carrier->transponder;
     return low_byte(static_cast<unsigned>(carrier.modulation) << 6 |
                     (carrier.pilots ? reg::modcod_pilots : 0U) |
                     dvbs2_code_rate_bits(code_rate_of(carrier)));

@@ -157,7 +157,7 @@ void Outdoor::unicable_message(std::span<const std::uint8_t> bytes) {
     }
 }
 
-void Outdoor::point_at(const Satellite &satellite, unsigned port) {
+void Outdoor::point_at(const broadcast::Satellite &satellite, unsigned port) {
     dishes_.at(port == 0 ? 0 : port - 1).emplace(satellite, defaults_);
     ++changes_;
 }
@@ -167,7 +167,7 @@ void Outdoor::set_lnb(const Lnb &lnb) {
     ++changes_;
 }
 
-std::uint32_t Outdoor::lnb_if_of(const Transponder &transponder) const {
+std::uint32_t Outdoor::lnb_if_of(const broadcast::Transponder &transponder) const {
     const bool high = stacked() ? side_of(transponder.polarisation) == Side::volts_18
                                 : has_high_band() && transponder.frequency_khz >= lnb_.switch_khz;
     const std::uint32_t lof_khz = high ? lnb_.lof_high_khz : lnb_.lof_low_khz;
@@ -175,7 +175,7 @@ std::uint32_t Outdoor::lnb_if_of(const Transponder &transponder) const {
                                                : lof_khz - transponder.frequency_khz;
 }
 
-std::optional<std::uint32_t> Outdoor::if_of(const Transponder &transponder) const {
+std::optional<std::uint32_t> Outdoor::if_of(const broadcast::Transponder &transponder) const {
     const std::uint32_t lnb_if_khz = lnb_if_of(transponder);
     if (!unicable_) {
         return lnb_if_khz;

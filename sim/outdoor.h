@@ -73,18 +73,19 @@ class Outdoor {
     // Another receiver on the cable sent a message.
     void foreign_message(std::span<const std::uint8_t> bytes);
 
-    void point_at(const Satellite &satellite, unsigned port);
+    void point_at(const broadcast::Satellite &satellite, unsigned port);
     void set_lnb(const Lnb &lnb);
 
     // Grows whenever what is on the cable may have changed.
     [[nodiscard]] std::uint64_t changes() const { return changes_; }
 
     // Where a carrier lies behind the oscillator that is meant for it, without drift.
-    [[nodiscard]] std::uint32_t lnb_if_of(const Transponder &transponder) const;
+    [[nodiscard]] std::uint32_t lnb_if_of(const broadcast::Transponder &transponder) const;
 
     // Where it lies on the cable: there, or with a Unicable unit in the user band that suits it
     // best. Absent when no user band can carry it.
-    [[nodiscard]] std::optional<std::uint32_t> if_of(const Transponder &transponder) const;
+    [[nodiscard]] std::optional<std::uint32_t> if_of(
+        const broadcast::Transponder &transponder) const;
 
     // What is on the cable; empty with the reason in `reason` and `text`.
     [[nodiscard]] std::vector<Leg> legs(Reason &reason, std::string &text) const;

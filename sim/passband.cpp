@@ -7,8 +7,8 @@
 #include <cmath>
 #include <utility>
 
+#include "broadcast/modcod.h"
 #include "sim/gain.h"
-#include "sim/modcod.h"
 
 namespace sim {
 
@@ -41,11 +41,11 @@ double capture_of(const Search &search) {
                        : capture_range_khz;
 }
 
-double roll_off_of(const Transponder &transponder) {
+double roll_off_of(const broadcast::Transponder &transponder) {
     switch (transponder.roll_off) {
-        case RollOff::r25:
+        case broadcast::RollOff::r25:
             return 0.25;
-        case RollOff::r20:
+        case broadcast::RollOff::r20:
             return 0.20;
         default:
             return 0.35;
@@ -188,9 +188,10 @@ Spectrum Passband::spectrum(bool mirrored, double cross_polarisation_db) const {
     spectrum.half_span_khz = tuner_->bandwidth_khz;
     const auto add = [&](const Leg &leg, double loss_db) {
         for_each_carrier_of(leg, [&](const Carrier &carrier, double if_khz, bool) {
-            spectrum.lines.push_back(
-                {direction * (if_khz - tuner_->lo_khz), carrier.transponder.symbol_rate / 1000.0,
-                 roll_off_of(carrier.transponder), from_db(carrier.cn_db - fade_db - loss_db)});
+            spectrum.lines.push_back({direction * (if_khz - tuner_->lo_khz),
+                                      carrier.transponder.symbol_rate / 1000.0,
+                                      roll_off_of(carrier.transponder),
+                                      broadcast::from_db(carrier.cn_db - fade_db - loss_db)});
         });
     };
     for (const Leg &leg : legs_) {
@@ -219,19 +220,19 @@ std::optional<Tone> Passband::tone(bool mirrored) const {
 }
 
 double Passband::level_dbm() const {
-    double power = from_db(noise_floor_dbm);
+    double power = broadcast::from_db(noise_floor_dbm);
     if (tuner_->lo_khz > 0) {
         const double fade = outdoor_->weather().fade_db;
         for_each_carrier([&power, fade](const Carrier &carrier, double, bool) {
-            power += from_db(carrier.level_dbm - fade);
+            power += broadcast::from_db(carrier.level_dbm - fade);
         });
         for (const Tone &tone : outdoor_->tones()) {
             if (std::abs(tone.khz - tuner_->lo_khz) <= tuner_->bandwidth_khz) {
-                power += from_db(tone.level_dbm);
+                power += broadcast::from_db(tone.level_dbm);
             }
         }
     }
-    return to_db(power);
+    return broadcast::to_db(power);
 }
 
 Finding Passband::find(const Search &search) const {

@@ -25,7 +25,7 @@ inline constexpr double register_step_khz = 96000.0 / 65536;
 
 // What the demodulator was told before its micro-controller was let go.
 struct Search {
-    System system = System::dvbs;
+    broadcast::System system = broadcast::System::dvbs;
     double expected_khz = 0;  // oscillator minus carrier
     double symbol_rate_ksps = 0;
     bool mirrored = false;    // the demodulator exchanges I and Q

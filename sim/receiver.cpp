@@ -7,11 +7,11 @@
 #include <atomic>
 #include <optional>
 
+#include "broadcast/modcod.h"
 #include "ds3000/hw/hdi.h"
 #include "sim/bus_faults.h"
 #include "sim/calendar.h"
 #include "sim/demodulator.h"
-#include "sim/modcod.h"
 #include "sim/outdoor.h"
 #include "sim/passband.h"
 #include "sim/reception.h"
@@ -91,7 +91,7 @@ class Receiver::Impl final : public SignalSource {
     }
 
     // The back face.
-    void point_at(const Satellite &satellite, unsigned port);
+    void point_at(const broadcast::Satellite &satellite, unsigned port);
     void set_lnb(const Lnb &lnb);
     Verdict verdict();
 
@@ -406,7 +406,7 @@ double Receiver::Impl::level_dbm() {
     return *level_dbm_;
 }
 
-void Receiver::Impl::point_at(const Satellite &satellite, unsigned port) {
+void Receiver::Impl::point_at(const broadcast::Satellite &satellite, unsigned port) {
     outdoor_.point_at(satellite, port);
     demodulator_.carriers_change(clock_->now_ns());
     signal_changed(clock_->now_ns());
@@ -444,7 +444,7 @@ std::vector<double> Receiver::Impl::cable_spectrum_db(double low_khz, double hig
     const auto count = static_cast<std::size_t>((high_khz - low_khz) / step_khz + 1e-6) + 1;
     std::vector<double> levels =
         densities(spectrum.lines, low_khz - everything.lo_khz, step_khz, count);
-    std::transform(levels.begin(), levels.end(), levels.begin(), to_db);
+    std::transform(levels.begin(), levels.end(), levels.begin(), broadcast::to_db);
     return levels;
 }
 
@@ -469,12 +469,12 @@ void Receiver::set_gpio(void *, unsigned line, unsigned level) { impl_->set_gpio
 void Receiver::log(std::string_view text) { impl_->log_lines.emplace_back(text); }
 void Receiver::wait(std::uint32_t) {}
 
-void Receiver::point_at(const Satellite &satellite, unsigned port) {
+void Receiver::point_at(const broadcast::Satellite &satellite, unsigned port) {
     impl_->point_at(satellite, port);
 }
 void Receiver::set_lnb(const Lnb &lnb) { impl_->set_lnb(lnb); }
 Verdict Receiver::verdict() { return impl_->verdict(); }
-Reception Receiver::reception(const Transponder &transponder, unsigned port) const {
+Reception Receiver::reception(const broadcast::Transponder &transponder, unsigned port) const {
     return reception_of(impl_->outdoor(), transponder, port);
 }
 std::vector<Complaint> Receiver::complaints() const { return impl_->watch().complaints(); }

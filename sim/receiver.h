@@ -44,7 +44,7 @@ class Receiver final : public board::Board {
 
     // Replace what the dish at a switch port sees; port 0 is the dish of a receiver without a
     // switch. A table's later rows that lie on an earlier row's carrier are not on the air.
-    void point_at(const Satellite &satellite, unsigned port = 0);
+    void point_at(const broadcast::Satellite &satellite, unsigned port = 0);
 
     // Replace the LNBs of all dishes.
     void set_lnb(const Lnb &lnb);
@@ -54,7 +54,8 @@ class Receiver final : public board::Board {
 
     // Whether a transponder can be received from a port by a perfect driver, from the physics
     // alone: weather and faults that come and go are left out.
-    [[nodiscard]] Reception reception(const Transponder &transponder, unsigned port = 0) const;
+    [[nodiscard]] Reception reception(const broadcast::Transponder &transponder,
+                                      unsigned port = 0) const;
 
     // What the driver did wrong so far.
     [[nodiscard]] std::vector<Complaint> complaints() const;

@@ -18,7 +18,8 @@ constexpr std::uint32_t highest_if_khz = 2'150'000;
 
 }  // namespace
 
-Reception reception_of(const Outdoor &outdoor, const Transponder &transponder, unsigned port) {
+Reception reception_of(const Outdoor &outdoor, const broadcast::Transponder &transponder,
+                       unsigned port) {
     using Obstacle = Reception::Obstacle;
     Reception reception;
     const auto fail = [&reception](Obstacle obstacle, std::string text) {

@@ -65,16 +65,18 @@ constexpr std::size_t last_tap_group = 5;
 // Carrier loops of DS300X for 16APSK and 32APSK; those for QPSK and 8PSK follow the code rate.
 constexpr std::array<std::array<std::uint8_t, 2>, 2> apsk_loops{{{0xCA, 0xEB}, {0xBA, 0xDB}}};
 
-std::span<const Required> required_by(Chip chip, System system) {
+std::span<const Required> required_by(Chip chip, broadcast::System system) {
     if (chip == Chip::ds300x) {
-        return system == System::dvbs2 ? std::span<const Required>(ds300x_dvbs2) : ds300x_dvbs;
+        return system == broadcast::System::dvbs2 ? std::span<const Required>(ds300x_dvbs2)
+                                                  : ds300x_dvbs;
     }
-    return system == System::dvbs2 ? std::span<const Required>(ds310x_dvbs2) : ds310x_dvbs;
+    return system == broadcast::System::dvbs2 ? std::span<const Required>(ds310x_dvbs2)
+                                              : ds310x_dvbs;
 }
 
 }  // namespace
 
-std::string table_fault(Chip chip, System system, const RegisterFile &regs) {
+std::string table_fault(Chip chip, broadcast::System system, const RegisterFile &regs) {
     for (const Required &row : required_by(chip, system)) {
         if (regs.plain[row.reg] != row.value) {
             return fmt::format("register 0x{:02X} ({}) holds 0x{:02X}, {} needs 0x{:02X}", row.reg,
@@ -87,7 +89,7 @@ std::string table_fault(Chip chip, System system, const RegisterFile &regs) {
                                group << 5);
         }
     }
-    if (chip == Chip::ds300x && system == System::dvbs2 &&
+    if (chip == Chip::ds300x && system == broadcast::System::dvbs2 &&
         (regs.loops[2] != apsk_loops[0] || regs.loops[3] != apsk_loops[1])) {
         return "carrier loops for 16APSK and 32APSK (0x7C, 0x80, 0x81) are not loaded";
     }

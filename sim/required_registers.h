@@ -20,6 +20,6 @@ struct RegisterFile {
 // The first register of a standard's table without whose value the chip cannot lock, in words;
 // empty when all hold what they need. They stand for their neighbours: the model needs some twenty
 // bytes of each table, and takes them for what their place in the chip suggests.
-std::string table_fault(Chip chip, System system, const RegisterFile &regs);
+std::string table_fault(Chip chip, broadcast::System system, const RegisterFile &regs);
 
 }  // namespace sim

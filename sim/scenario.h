@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "sim/transponder.h"
+#include "broadcast/transponder.h"
 
 namespace sim {
 
@@ -123,7 +123,7 @@ struct Scenario {
     double jitter_db = 0.1;    // spread of the quality readings
     double cross_polarisation_db = 25.0;  // how far the other polarisation's leakage lies below
     double spurious_share = 0.02;         // of spectrum searches that report a peak too many
-    std::vector<Satellite> satellites;
+    std::vector<broadcast::Satellite> satellites;
     std::vector<Event> events;
     std::vector<Fault> faults;
 };
@@ -135,7 +135,7 @@ class ScenarioError : public std::runtime_error {
 };
 
 // Reads a channel table; the host lends it. It may throw std::exception; the message is shown.
-using TableReader = std::function<std::vector<Transponder>(const std::string &path)>;
+using TableReader = std::function<std::vector<broadcast::Transponder>(const std::string &path)>;
 
 // Read a scenario file; docs/scenarios.md describes the format. Throws ScenarioError. Relative
 // table paths are relative to the scenario file.

@@ -166,9 +166,10 @@ std::optional<Chip> chip_named(const std::string &name) {
     return std::nullopt;
 }
 
-std::optional<RollOff> roll_off_named(double value) {
+std::optional<broadcast::RollOff> roll_off_named(double value) {
     constexpr double tolerance = 1e-6;
-    for (const RollOff roll_off : {RollOff::r35, RollOff::r25, RollOff::r20}) {
+    for (const broadcast::RollOff roll_off :
+         {broadcast::RollOff::r35, broadcast::RollOff::r25, broadcast::RollOff::r20}) {
         if (std::abs(std::stod(to_string(roll_off)) - value) < tolerance) {
             return roll_off;
         }
@@ -221,7 +222,7 @@ class Reader {
     static void read_period(Section &section, Period &period);
     static std::vector<std::uint8_t> read_message(Section &section);
     [[nodiscard]] std::optional<std::size_t> satellite_named(const std::string &name) const;
-    Satellite &satellite_of(Section &section);
+    broadcast::Satellite &satellite_of(Section &section);
     [[nodiscard]] std::string path_of(const std::string &table) const;
     void put_rows_behind();
 
@@ -229,7 +230,7 @@ class Reader {
     std::string file_;
     const TableReader *read_table_;
     Scenario scenario_;
-    std::vector<std::vector<Transponder>> table_rows_;  // by satellite
+    std::vector<std::vector<broadcast::Transponder>> table_rows_;  // by satellite
 };
 
 void Reader::one(const char *name, void (Reader::*read_section)(Section)) {
@@ -318,7 +319,7 @@ std::string Reader::path_of(const std::string &table) const {
 }
 
 void Reader::read_satellite(Section section) {
-    Satellite satellite;
+    broadcast::Satellite satellite;
     std::string table;
     std::optional<double> cn_db;
     std::optional<double> level_dbm;
@@ -332,7 +333,7 @@ void Reader::read_satellite(Section section) {
         section.refuse_key(section.node("name"), "name",
                            fmt::format("a second satellite \"{}\"", satellite.name));
     }
-    std::vector<Transponder> rows;
+    std::vector<broadcast::Transponder> rows;
     if (!table.empty()) {
         try {
             rows = (*read_table_)(path_of(table));
@@ -340,7 +341,7 @@ void Reader::read_satellite(Section section) {
             section.refuse_key(section.node("table"), "table", error.what());
         }
     }
-    for (Transponder &row : rows) {
+    for (broadcast::Transponder &row : rows) {
         row.cn_db = row.cn_db ? row.cn_db : cn_db;
         row.level_dbm = row.level_dbm ? row.level_dbm : level_dbm;
     }
@@ -358,7 +359,7 @@ std::optional<std::size_t> Reader::satellite_named(const std::string &name) cons
 }
 
 // The satellite that a section names; the only one need not be named, and need not be declared.
-Satellite &Reader::satellite_of(Section &section) {
+broadcast::Satellite &Reader::satellite_of(Section &section) {
     std::string name;
     section.text("satellite", name);
     if (!section.has("satellite") && scenario_.satellites.empty()) {
@@ -378,17 +379,18 @@ Satellite &Reader::satellite_of(Section &section) {
 }
 
 void Reader::read_transponder(Section section) {
-    Transponder row;
+    broadcast::Transponder row;
     for (const char *key : {"frequency_khz", "polarisation", "symbol_rate"}) {
         section.needs(key);
     }
     section.integer("frequency_khz", 1, largest_frequency_khz, row.frequency_khz);
-    section.choice("polarisation", polarisation_named, "horizontal, vertical, left, right",
-                   row.polarisation);
+    section.choice("polarisation", broadcast::polarisation_named,
+                   "horizontal, vertical, left, right", row.polarisation);
     section.integer("symbol_rate", 1, 100'000'000, row.symbol_rate);
-    section.choice("system", system_named, "DVB-S, DVB-S2", row.system);
-    section.choice("modulation", modulation_named, "QPSK, 8PSK, 16APSK, 32APSK", row.modulation);
-    section.choice("code_rate", code_rate_named,
+    section.choice("system", broadcast::system_named, "DVB-S, DVB-S2", row.system);
+    section.choice("modulation", broadcast::modulation_named, "QPSK, 8PSK, 16APSK, 32APSK",
+                   row.modulation);
+    section.choice("code_rate", broadcast::code_rate_named,
                    "1/4, 1/3, 2/5, 1/2, 3/5, 2/3, 3/4, 4/5, 5/6, 7/8, 8/9, 9/10", row.code_rate);
     double roll_off = 0.35;
     section.number("roll_off", 0.2, 0.35, roll_off);
@@ -396,7 +398,7 @@ void Reader::read_transponder(Section section) {
     section.boolean("inverted", row.inverted);
     section.number("cn_db", -20, 40, row.cn_db);
     section.number("level_dbm", -100, 0, row.level_dbm);
-    Satellite &satellite = satellite_of(section);
+    broadcast::Satellite &satellite = satellite_of(section);
     section.done();
     const auto known = roll_off_named(roll_off);
     if (!known) {
@@ -412,20 +414,20 @@ void Reader::read_transponder(Section section) {
 void Reader::read_override(Section section) {
     constexpr std::int64_t near_khz = 1000;
     std::uint32_t frequency_khz = 0;
-    Polarisation polarisation{};
+    broadcast::Polarisation polarisation{};
     std::optional<double> cn_db;
     std::optional<double> level_dbm;
     section.needs("frequency_khz");
     section.needs("polarisation");
     section.integer("frequency_khz", 1, largest_frequency_khz, frequency_khz);
-    section.choice("polarisation", polarisation_named, "horizontal, vertical, left, right",
-                   polarisation);
+    section.choice("polarisation", broadcast::polarisation_named,
+                   "horizontal, vertical, left, right", polarisation);
     section.number("cn_db", -20, 40, cn_db);
     section.number("level_dbm", -100, 0, level_dbm);
-    const Satellite &satellite = satellite_of(section);
+    const broadcast::Satellite &satellite = satellite_of(section);
     section.done();
     bool found = false;
-    for (Transponder &row :
+    for (broadcast::Transponder &row :
          table_rows_.at(static_cast<std::size_t>(&satellite - scenario_.satellites.data()))) {
         const std::int64_t distance = std::int64_t{row.frequency_khz} - frequency_khz;
         if (row.polarisation == polarisation && std::abs(distance) <= near_khz) {

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "sim/modcod.h"
+#include "broadcast/modcod.h"
 
 namespace sim {
 
@@ -16,7 +16,7 @@ namespace {
 constexpr std::uint32_t largest_symbol_rate = 100'000'000;
 constexpr double reference_symbol_rate = 27'500'000;
 
-std::string flaw_of(const Transponder &row) {
+std::string flaw_of(const broadcast::Transponder &row) {
     if (row.symbol_rate == 0 || row.symbol_rate > largest_symbol_rate) {
         return fmt::format("a symbol rate of {} sym/s does not exist", row.symbol_rate);
     }
@@ -26,7 +26,7 @@ std::string flaw_of(const Transponder &row) {
     return {};
 }
 
-bool same_carrier(const Transponder &a, const Transponder &b) {
+bool same_carrier(const broadcast::Transponder &a, const broadcast::Transponder &b) {
     return a.frequency_khz == b.frequency_khz && a.polarisation == b.polarisation &&
            a.symbol_rate == b.symbol_rate && a.system == b.system && a.modulation == b.modulation &&
            code_rate_of(a) == code_rate_of(b);
@@ -45,24 +45,26 @@ double overlap(const Carrier &wanted, const Carrier &other) {
     if (high <= low) {
         return 0;
     }
-    return (high - low) / (2 * other.half_width_khz) * from_db(other.level_dbm - wanted.level_dbm);
+    return (high - low) / (2 * other.half_width_khz) *
+           broadcast::from_db(other.level_dbm - wanted.level_dbm);
 }
 
 }  // namespace
 
-Side side_of(Polarisation polarisation) {
-    return polarisation == Polarisation::vertical || polarisation == Polarisation::right
+Side side_of(broadcast::Polarisation polarisation) {
+    return polarisation == broadcast::Polarisation::vertical ||
+                   polarisation == broadcast::Polarisation::right
                ? Side::volts_13
                : Side::volts_18;
 }
 
 double effective_cn_db(const Carrier &carrier, double fade_db) {
-    const double noise = from_db(fade_db - carrier.cn_db);
-    return -to_db(noise + carrier.interference);
+    const double noise = broadcast::from_db(fade_db - carrier.cn_db);
+    return -broadcast::to_db(noise + carrier.interference);
 }
 
-Sky::Sky(const Satellite &satellite, const Defaults &defaults) {
-    for (const Transponder &row : satellite.transponders) {
+Sky::Sky(const broadcast::Satellite &satellite, const Defaults &defaults) {
+    for (const broadcast::Transponder &row : satellite.transponders) {
         if (!flaw_of(row).empty() || in_the_way_of(row) != nullptr) {
             continue;
         }
@@ -72,8 +74,8 @@ Sky::Sky(const Satellite &satellite, const Defaults &defaults) {
         carrier.half_width_khz = row.symbol_rate / 2000.0;
         carrier.threshold_db = *threshold_db(row.system, row.modulation, code_rate_of(row));
         carrier.cn_db = row.cn_db.value_or(defaults.cn_db);
-        carrier.level_dbm = row.level_dbm.value_or(defaults.level_dbm +
-                                                   to_db(row.symbol_rate / reference_symbol_rate));
+        carrier.level_dbm = row.level_dbm.value_or(
+            defaults.level_dbm + broadcast::to_db(row.symbol_rate / reference_symbol_rate));
         widest_khz_ = std::max(widest_khz_, carrier.half_width_khz);
         auto &side = sides_.at(static_cast<std::size_t>(side_of(row.polarisation)));
         side.insert(std::lower_bound(side.begin(), side.end(), carrier.frequency_khz, by_frequency),
@@ -82,7 +84,7 @@ Sky::Sky(const Satellite &satellite, const Defaults &defaults) {
     add_interference();
 }
 
-const Carrier *Sky::in_the_way_of(const Transponder &row) const {
+const Carrier *Sky::in_the_way_of(const broadcast::Transponder &row) const {
     const double half_width = row.symbol_rate / 2000.0;
     const double reach = std::max(half_width, widest_khz_);
     for (const Carrier &carrier :
@@ -125,7 +127,7 @@ std::span<const Carrier> Sky::between(Side side, double low_khz, double high_khz
     return {first, last};
 }
 
-const Carrier *Sky::find(const Transponder &row, Absence &absence) const {
+const Carrier *Sky::find(const broadcast::Transponder &row, Absence &absence) const {
     absence = {.invalid = true, .text = flaw_of(row)};
     if (!absence.text.empty()) {
         return nullptr;

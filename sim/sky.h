@@ -8,18 +8,18 @@
 #include <string>
 #include <vector>
 
-#include "sim/transponder.h"
+#include "broadcast/transponder.h"
 
 namespace sim {
 
 // Which supply voltage an LNB needs to hear a polarisation: 13 V vertical and right, 18 V
 // horizontal and left.
 enum class Side { volts_13, volts_18 };
-Side side_of(Polarisation polarisation);
+Side side_of(broadcast::Polarisation polarisation);
 
 // A carrier that is on the air.
 struct Carrier {
-    Transponder transponder;
+    broadcast::Transponder transponder;
     double frequency_khz = 0;
     double half_width_khz = 0;  // to the points where the pulse filter has lost half the power
     double threshold_db = 0;
@@ -51,17 +51,17 @@ class Sky {
     };
 
     Sky() = default;
-    Sky(const Satellite &satellite, const Defaults &defaults);
+    Sky(const broadcast::Satellite &satellite, const Defaults &defaults);
 
     // The carriers of a side whose centre lies within low..high.
     [[nodiscard]] std::span<const Carrier> between(Side side, double low_khz,
                                                    double high_khz) const;
 
     // The carrier that a row describes, or null, and then why.
-    [[nodiscard]] const Carrier *find(const Transponder &row, Absence &absence) const;
+    [[nodiscard]] const Carrier *find(const broadcast::Transponder &row, Absence &absence) const;
 
  private:
-    [[nodiscard]] const Carrier *in_the_way_of(const Transponder &row) const;
+    [[nodiscard]] const Carrier *in_the_way_of(const broadcast::Transponder &row) const;
     void add_interference();
 
     std::array<std::vector<Carrier>, 2> sides_;

@@ -9,8 +9,8 @@
 #include <numbers>
 #include <optional>
 
+#include "broadcast/arithmetic.h"
 #include "ds3000/chip/ds3000_regs.h"
-#include "sim/arithmetic.h"
 
 namespace sim {
 
@@ -43,7 +43,7 @@ double density_at(const SpectralLine &line, double distance_khz) {
     if (beyond_khz <= 0) {
         return 1;
     }
-    return beyond_khz >= slope_khz ? 0 : raised_cosine(beyond_khz / slope_khz);
+    return beyond_khz >= slope_khz ? 0 : broadcast::raised_cosine(beyond_khz / slope_khz);
 }
 
 // Densities over the noise on the engine's grid, from one end of the passband to the other.

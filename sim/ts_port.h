@@ -20,11 +20,13 @@ struct TsRegisters {
 
 // Master clock in kHz; absent when the registers select none. DS300X has a fixed one for each
 // standard.
-std::optional<std::uint32_t> master_clock_khz(Chip chip, System system, const TsRegisters &regs);
+std::optional<std::uint32_t> master_clock_khz(Chip chip, broadcast::System system,
+                                              const TsRegisters &regs);
 
 // The port's clock against what the carrier's payload needs. Modes 2 and 3 are parallel: a byte a
 // clock, the master clock divided by the sum of the high and low counts. Mode 1 is serial: a bit a
 // clock, at the master clock.
-TsOutput ts_output(Chip chip, System system, const TsRegisters &regs, const Transponder &carrier);
+TsOutput ts_output(Chip chip, broadcast::System system, const TsRegisters &regs,
+                   const broadcast::Transponder &carrier);
 
 }  // namespace sim

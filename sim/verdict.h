@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "sim/transponder.h"
+#include "broadcast/transponder.h"
 
 namespace sim {
 
@@ -48,10 +48,11 @@ struct TsOutput {
 // The present state, from the board's side.
 struct Verdict {
     Reason reason = Reason::demodulator_off;
-    std::string text;                    // one line, with the numbers
-    std::optional<Transponder> carrier;  // the one locked, or the nearest to where it is expected
-    double cn_db = 0;                    // of that carrier, fade and interference included
-    std::int32_t offset_khz = 0;         // carrier minus where the driver expects it
+    std::string text;  // one line, with the numbers
+    std::optional<broadcast::Transponder>
+        carrier;                  // the one locked, or the nearest to where it is expected
+    double cn_db = 0;             // of that carrier, fade and interference included
+    std::int32_t offset_khz = 0;  // carrier minus where the driver expects it
     TsOutput ts;
     [[nodiscard]] bool locked() const { return reason == Reason::locked; }
 };

@@ -10,23 +10,23 @@
 
 namespace host {
 
-std::string polarisation_letter(sim::Polarisation polarisation) {
-    const auto first = static_cast<unsigned char>(sim::to_string(polarisation).front());
+std::string polarisation_letter(broadcast::Polarisation polarisation) {
+    const auto first = static_cast<unsigned char>(to_string(polarisation).front());
     return {static_cast<char>(std::toupper(first))};
 }
 
-std::string headline(const sim::Transponder &transponder) {
+std::string headline(const broadcast::Transponder &transponder) {
     return fmt::format("{} {}, {}, {}", format_mhz(transponder.frequency_khz),
                        polarisation_letter(transponder.polarisation),
-                       format_ksps(transponder.symbol_rate), sim::to_string(transponder.system));
+                       format_ksps(transponder.symbol_rate), to_string(transponder.system));
 }
 
-Json json_of(const sim::Transponder &transponder) {
+Json json_of(const broadcast::Transponder &transponder) {
     Json json;
     json["frequency_khz"] = transponder.frequency_khz;
     json["polarisation"] = polarisation_letter(transponder.polarisation);
     json["symbol_rate_sps"] = transponder.symbol_rate;
-    json["system"] = sim::to_string(transponder.system);
+    json["system"] = to_string(transponder.system);
     return json;
 }
 

@@ -3,21 +3,21 @@
 
 #include <string>
 
+#include "broadcast/transponder.h"
 #include "host/output.h"
 #include "host/plan.h"
 #include "host/tables/table.h"
-#include "sim/transponder.h"
 
 namespace host {
 
 // "H", "V", "L" or "R".
-std::string polarisation_letter(sim::Polarisation polarisation);
+std::string polarisation_letter(broadcast::Polarisation polarisation);
 
 // "11494 MHz H, 22000 ksym/s, DVB-S2".
-std::string headline(const sim::Transponder &transponder);
+std::string headline(const broadcast::Transponder &transponder);
 
 // The members that a transponder has in every output.
-Json json_of(const sim::Transponder &transponder);
+Json json_of(const broadcast::Transponder &transponder);
 Json json_of(const Lnb &lnb);
 Json json_of(const TunePlan &plan);
 

@@ -143,18 +143,18 @@ ExitStatus list_transponders(Program &program, const std::string &name) {
     Listing listing("transponders", {"row", "frequency_mhz", "polarisation", "symbol_rate_ksps",
                                      "system", "modcod", "name"});
     for (const TableRow &row : table.rows) {
-        const sim::Transponder &transponder = row.transponder;
+        const broadcast::Transponder &transponder = row.transponder;
         Json object{{"row", row.place.row}, {"line", row.place.line}};
         if (!row.name.empty()) {
             object["name"] = row.name;
         }
         object.update(json_of(transponder));
-        object["modcod"] = sim::modcod_name(transponder);
+        object["modcod"] = broadcast::modcod_name(transponder);
         const auto number = [](const std::string &text) { return text.substr(0, text.find(' ')); };
         listing.add({std::to_string(row.place.row), number(format_mhz(transponder.frequency_khz)),
                      polarisation_letter(transponder.polarisation),
-                     number(format_ksps(transponder.symbol_rate)),
-                     sim::to_string(transponder.system), sim::modcod_name(transponder), row.name},
+                     number(format_ksps(transponder.symbol_rate)), to_string(transponder.system),
+                     broadcast::modcod_name(transponder), row.name},
                     std::move(object));
     }
     for (const RejectedRow &row : table.rejected) {

@@ -46,8 +46,9 @@ constexpr unsigned switch_ports = 4;
 
 [[noreturn]] void usage(const std::string &message) { throw Failure(ExitStatus::usage, message); }
 
-bool is_circular(sim::Polarisation polarisation) {
-    return polarisation == sim::Polarisation::left || polarisation == sim::Polarisation::right;
+bool is_circular(broadcast::Polarisation polarisation) {
+    return polarisation == broadcast::Polarisation::left ||
+           polarisation == broadcast::Polarisation::right;
 }
 
 FrequencyRange noted_range(const std::string &text, Console &console) {
@@ -79,7 +80,7 @@ LegsWanted read_wanted(const ScanOptions &options, const Program &program) {
         wanted.intermediate = noted_range(*options.intermediate, program.console);
     }
     if (options.polarisation) {
-        wanted.polarisation = sim::polarisation_named(*options.polarisation);
+        wanted.polarisation = broadcast::polarisation_named(*options.polarisation);
         if (!wanted.polarisation) {
             usage(
                 fmt::format("'{}' is no polarisation; write H, V, L or R", *options.polarisation));
@@ -154,8 +155,8 @@ class Destinations {
 
 // What is known beforehand of what may be on the cable.
 struct Surroundings {
-    std::optional<sim::Satellite> satellite;  // that the built-in board's dish is turned to
-    std::vector<sim::Transponder> transponders;
+    std::optional<broadcast::Satellite> satellite;  // that the built-in board's dish is turned to
+    std::vector<broadcast::Transponder> transponders;
 };
 
 Surroundings look_around(Workbench &rig, const ScanOptions &options) {
@@ -170,7 +171,7 @@ Surroundings look_around(Workbench &rig, const ScanOptions &options) {
                 read_table(find_table(*options.satellite)).satellite().transponders;
         }
         if (simulated != nullptr) {
-            for (const sim::Satellite &satellite : simulated->scenario().satellites) {
+            for (const broadcast::Satellite &satellite : simulated->scenario().satellites) {
                 surroundings.transponders.insert(surroundings.transponders.end(),
                                                  satellite.transponders.begin(),
                                                  satellite.transponders.end());
@@ -185,16 +186,16 @@ Surroundings look_around(Workbench &rig, const ScanOptions &options) {
     return surroundings;
 }
 
-bool reaches(const Lnb &lnb, const sim::Transponder &transponder) {
+bool reaches(const Lnb &lnb, const broadcast::Transponder &transponder) {
     return !plan_tune(request_for(transponder, lnb, 0)).refusal;
 }
 
 // The usual LNB of most of the transponders.
-Lnb usual_lnb(const std::vector<sim::Transponder> &transponders) {
+Lnb usual_lnb(const std::vector<broadcast::Transponder> &transponders) {
     const LnbChoice choice(transponders);
     std::map<std::string, unsigned> count;
     const Lnb *usual = &lnb_named("EXTENDED");
-    for (const sim::Transponder &transponder : transponders) {
+    for (const broadcast::Transponder &transponder : transponders) {
         const Lnb &lnb = choice.for_transponder(transponder);
         if (reaches(lnb, transponder) && ++count[lnb.name] > count[usual->name]) {
             usual = &lnb;
@@ -219,9 +220,9 @@ Lnb lnb_for(const Program &program, HostBoard &board, const Surroundings &surrou
 }
 
 // Whether most of the transponders in reach are circularly polarised.
-bool mostly_circular(const std::vector<sim::Transponder> &transponders, const Lnb &lnb) {
+bool mostly_circular(const std::vector<broadcast::Transponder> &transponders, const Lnb &lnb) {
     std::ptrdiff_t balance = 0;
-    for (const sim::Transponder &transponder : transponders) {
+    for (const broadcast::Transponder &transponder : transponders) {
         if (reaches(lnb, transponder)) {
             balance += is_circular(transponder.polarisation) ? 1 : -1;
         }
@@ -386,7 +387,7 @@ ExitStatus judge(const ScanResult &result, HostBoard &board, Console &console, b
     if (simulated != nullptr) {
         for (const sim::Complaint &complaint : simulated->receiver().complaints()) {
             console.error(fmt::format("the driver: {} ({} times), first: {}",
-                                      sim::to_string(complaint.offence), complaint.count,
+                                      to_string(complaint.offence), complaint.count,
                                       complaint.first));
             complaints = true;
         }

@@ -31,7 +31,7 @@ std::string to_string(RowClass row_class) {
 struct RowResult {
     const Table *table = nullptr;
     RowPlace place;
-    std::optional<sim::Transponder> transponder;  // absent for an unusable row
+    std::optional<broadcast::Transponder> transponder;  // absent for an unusable row
     RowClass row_class = RowClass::unusable_row;
     std::string lnb;
     std::optional<std::uint32_t> if_khz;
@@ -58,7 +58,7 @@ constexpr std::uint64_t longest_search_ms = 3'000;
 // check of 100 ms twice and the equaliser restart, each within one poll of 50 ms.
 constexpr std::uint64_t recovery_ms = 500;
 
-std::vector<sim::Transponder> transponders_of(const Table &table) {
+std::vector<broadcast::Transponder> transponders_of(const Table &table) {
     return table.satellite().transponders;
 }
 
@@ -184,7 +184,7 @@ class Sweep {
         result.reason = "no lock";
         if (simulated != nullptr) {
             const sim::Verdict verdict = simulated->receiver().verdict();
-            result.reason = sim::to_string(verdict.reason);
+            result.reason = to_string(verdict.reason);
             result.explanation = verdict.text;
         }
     }
@@ -255,7 +255,7 @@ Json row_json(const RowResult &result) {
               {"class", to_string(result.row_class)}};
     if (result.transponder) {
         json.update(json_of(*result.transponder));
-        json["modcod"] = sim::modcod_name(*result.transponder);
+        json["modcod"] = broadcast::modcod_name(*result.transponder);
         json["lnb"] = result.lnb;
         json["if_khz"] = *result.if_khz;
     }
@@ -282,7 +282,7 @@ Json row_json(const RowResult &result) {
 }
 
 Json complaint_json(const sim::Complaint &complaint) {
-    return {{"offence", sim::to_string(complaint.offence)},
+    return {{"offence", to_string(complaint.offence)},
             {"count", complaint.count},
             {"first", complaint.first}};
 }
@@ -319,7 +319,7 @@ std::string row_text(const RowResult &result) {
     std::string text = fmt::format("{:<12} {}:{}", to_string(result.row_class), result.table->name,
                                    result.place.row);
     if (result.transponder) {
-        text += fmt::format("  {}", sim::describe(*result.transponder));
+        text += fmt::format("  {}", broadcast::describe(*result.transponder));
     }
     if (result.lock_ms) {
         text += fmt::format("  {} ms, {} dB, {} %", *result.lock_ms, result.signal->quality_db,
@@ -446,8 +446,7 @@ void write_report(Output &output, const Report &report, bool verbose) {
 ExitStatus judge(const Report &report, Console &console) {
     for (const sim::Complaint &complaint : report.complaints) {
         console.error(fmt::format("the driver: {}, {} times, first: {}",
-                                  sim::to_string(complaint.offence), complaint.count,
-                                  complaint.first));
+                                  to_string(complaint.offence), complaint.count, complaint.first));
     }
     unsigned defects = 0;
     for (const RowResult &result : report.results) {

@@ -18,15 +18,15 @@ namespace {
 
 [[noreturn]] void usage(const std::string &message) { throw Failure(ExitStatus::usage, message); }
 
-sim::Polarisation parse_polarisation(const std::string &text) {
-    const auto polarisation = sim::polarisation_named(text);
+broadcast::Polarisation parse_polarisation(const std::string &text) {
+    const auto polarisation = broadcast::polarisation_named(text);
     if (!polarisation) {
         usage(fmt::format("'{}' is no polarisation; write H, V, L or R", text));
     }
     return *polarisation;
 }
 
-sim::System parse_system(std::string text) {
+broadcast::System parse_system(std::string text) {
     const std::string given = text;
     text.erase(std::remove(text.begin(), text.end(), '-'), text.end());
     std::transform(text.begin(), text.end(), text.begin(),
@@ -34,7 +34,7 @@ sim::System parse_system(std::string text) {
     if (text != "dvbs" && text != "dvbs2") {
         usage(fmt::format("'{}' is no delivery system; write dvbs or dvbs2", given));
     }
-    return text == "dvbs2" ? sim::System::dvbs2 : sim::System::dvbs;
+    return text == "dvbs2" ? broadcast::System::dvbs2 : broadcast::System::dvbs;
 }
 
 Target target_by_numbers(std::string_view command, const TargetOptions &options, Console &console) {
@@ -100,7 +100,7 @@ GlobalOptions at_port_of(const Target &target, GlobalOptions options) {
     return options;
 }
 
-sim::Satellite satellite_of(const Target &target) {
+broadcast::Satellite satellite_of(const Target &target) {
     return target.table->satellite_at(target.row->switch_port);
 }
 

@@ -5,11 +5,11 @@
 #include <string>
 #include <string_view>
 
+#include "broadcast/transponder.h"
 #include "host/console.h"
 #include "host/output.h"
 #include "host/program.h"
 #include "host/tables/table.h"
-#include "sim/transponder.h"
 
 namespace CLI {
 class App;
@@ -29,7 +29,7 @@ struct TargetOptions {
 
 // What is tuned to, and the satellite it is on.
 struct Target {
-    sim::Transponder transponder;
+    broadcast::Transponder transponder;
     std::optional<Table> table;  // absent when tuned by numbers
     std::optional<TableRow> row;
 };
@@ -45,7 +45,7 @@ GlobalOptions at_port_of(const Target &target, GlobalOptions options);
 
 // What the table's dish sees that the target is behind: the rows of the same switch port.
 // The target is a table's row.
-sim::Satellite satellite_of(const Target &target);
+broadcast::Satellite satellite_of(const Target &target);
 
 // The members that a target has in every output: its row, and what transponder it is.
 Json json_of(const Target &target);

@@ -133,7 +133,7 @@ Json plan_json(const TunePlan &plan) {
 void explain_no_lock(HostBoard &board, Json &result) {
     if (SimulatedBoard *simulated = board.simulated()) {
         const sim::Verdict verdict = simulated->receiver().verdict();
-        result["reason"] = sim::to_string(verdict.reason);
+        result["reason"] = to_string(verdict.reason);
         result["explanation"] = verdict.text;
     }
 }

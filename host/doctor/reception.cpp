@@ -33,7 +33,7 @@ Reception::Reception(ChipSession &session, Aim aim, Cancelled cancelled)
 
 ReceptionWay Reception::aimed_way() const {
     const std::uint32_t standard =
-        aim_.transponder.system == sim::System::dvbs2 ? STANDARD_DVBS2 : STANDARD_DVBS;
+        aim_.transponder.system == broadcast::System::dvbs2 ? STANDARD_DVBS2 : STANDARD_DVBS;
     if (aim_.user_band) {
         // A Unicable unit needs no voltage, tone or switch to choose anything.
         return {{}, aim_.plan.tuned_if_mhz, standard};

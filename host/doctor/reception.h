@@ -5,17 +5,17 @@
 #include <functional>
 #include <optional>
 
+#include "broadcast/transponder.h"
 #include "host/chip_session.h"
 #include "host/lnb.h"
 #include "host/plan.h"
 #include "host/unicable/user_band.h"
-#include "sim/transponder.h"
 
 namespace host {
 
 // The transponder to receive, and the way to it.
 struct Aim {
-    sim::Transponder transponder;
+    broadcast::Transponder transponder;
     Lnb lnb;
     TunePlan plan;
     std::optional<UserBand> user_band;  // through a Unicable unit

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "broadcast/modcod.h"
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/demod/carrier.h"
@@ -26,7 +27,6 @@
 #include "host/doctor/spectrum_look.h"
 #include "host/pace.h"
 #include "host/signal_info.h"
-#include "sim/modcod.h"
 
 namespace host {
 
@@ -75,7 +75,7 @@ std::int32_t read_symbol_rate_registers() {
 // The C/N that the received modulation and code rate need; absent while the chip does not know.
 std::optional<double> needed_db(const SignalInfo &info) {
     return info.modulation && info.code_rate
-               ? sim::threshold_db(info.system, *info.modulation, *info.code_rate)
+               ? broadcast::threshold_db(info.system, *info.modulation, *info.code_rate)
                : std::nullopt;
 }
 

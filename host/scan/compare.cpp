@@ -20,20 +20,20 @@ std::uint32_t tolerance_khz(std::uint32_t symbol_rate) {
     return std::max(least_khz, symbol_rate / 4000U);
 }
 
-bool matches(const sim::Transponder &row, const FoundTransponder &found) {
+bool matches(const broadcast::Transponder &row, const FoundTransponder &found) {
     const std::uint64_t rates_apart = distance(row.symbol_rate, found.symbol_rate);
     return is_selected_by_18v(row.polarisation) == is_selected_by_18v(found.polarisation) &&
            distance(row.frequency_khz, found.frequency_khz) <= tolerance_khz(row.symbol_rate) &&
            rates_apart * 50 <= row.symbol_rate;
 }
 
-bool describe_the_same(const sim::Transponder &a, const sim::Transponder &b) {
+bool describe_the_same(const broadcast::Transponder &a, const broadcast::Transponder &b) {
     return a.frequency_khz == b.frequency_khz &&
            is_selected_by_18v(a.polarisation) == is_selected_by_18v(b.polarisation) &&
            a.symbol_rate == b.symbol_rate && a.system == b.system;
 }
 
-bool lies_within(const sim::Transponder &row, const std::vector<ScanLeg> &legs) {
+bool lies_within(const broadcast::Transponder &row, const std::vector<ScanLeg> &legs) {
     return std::any_of(legs.begin(), legs.end(),
                        [&row](const ScanLeg &leg) { return leg.covers(row); });
 }
@@ -49,7 +49,7 @@ std::vector<Pair> possible_pairs(const std::vector<TableRow> &rows,
                                  const std::vector<FoundTransponder> &found) {
     std::vector<Pair> pairs;
     for (std::size_t r = 0; r < rows.size(); ++r) {
-        const sim::Transponder &row = rows[r].transponder;
+        const broadcast::Transponder &row = rows[r].transponder;
         for (std::size_t f = 0; f < found.size(); ++f) {
             if (matches(row, found[f])) {
                 pairs.push_back({{distance(row.frequency_khz, found[f].frequency_khz),
@@ -91,7 +91,7 @@ std::vector<TableRow> without_repeats(const std::vector<TableRow> &rows) {
 
 // Why the driver's rules keep a carrier of this symbol rate from its list, if they do: a peak shows
 // 400 kHz wider than the carrier, and counts from 2001 to 50000 kHz.
-std::string against_the_rules(const sim::Transponder &row) {
+std::string against_the_rules(const broadcast::Transponder &row) {
     constexpr std::uint32_t widening_ksps = 400;
     const std::uint32_t raw_ksps = row.symbol_rate / 1000U + widening_ksps;
     if (raw_ksps < 2001) {
@@ -103,7 +103,7 @@ std::string against_the_rules(const sim::Transponder &row) {
 }
 
 // What the scan saw where a carrier is that it could have found.
-std::string sight_of(const sim::Transponder &row, const std::vector<SeenLeg> &legs,
+std::string sight_of(const broadcast::Transponder &row, const std::vector<SeenLeg> &legs,
                      const std::vector<FoundTransponder> &found) {
     // Within the half width of either.
     const auto is_near = [&row](std::uint32_t khz, std::uint32_t ksps) {
@@ -135,7 +135,7 @@ std::string sight_of(const sim::Transponder &row, const std::vector<SeenLeg> &le
 }
 
 // From the port that receives it, if there is one.
-sim::Reception best_reception(const sim::Transponder &row, const sim::Receiver &receiver,
+sim::Reception best_reception(const broadcast::Transponder &row, const sim::Receiver &receiver,
                               const std::vector<SeenLeg> &legs) {
     std::optional<sim::Reception> first;
     for (const SeenLeg &seen : legs) {
@@ -186,7 +186,7 @@ Comparison compare(const Table &table, const std::vector<ScanLeg> &legs,
 void explain(Comparison &comparison, const sim::Receiver &receiver,
              const std::vector<SeenLeg> &legs, const std::vector<FoundTransponder> &found) {
     for (ComparedRow &row : comparison.rows) {
-        const sim::Transponder &transponder = row.row.transponder;
+        const broadcast::Transponder &transponder = row.row.transponder;
         const sim::Reception reception = best_reception(transponder, receiver, legs);
         const std::string rule = against_the_rules(transponder);
         row.receivable = reception.receivable();

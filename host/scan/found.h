@@ -6,8 +6,8 @@
 #include <optional>
 #include <vector>
 
+#include "broadcast/transponder.h"
 #include "host/signal_info.h"
-#include "sim/transponder.h"
 
 namespace host {
 
@@ -17,7 +17,7 @@ struct FoundTransponder {
     unsigned port = 0;
     std::uint32_t if_khz = 0;
     std::uint32_t frequency_khz = 0;  // downlink
-    sim::Polarisation polarisation = sim::Polarisation::vertical;
+    broadcast::Polarisation polarisation = broadcast::Polarisation::vertical;
     std::uint32_t symbol_rate = 0;  // sym/s; the driver measures whole ksym/s
     SignalInfo signal;
     std::optional<int> quality_db;

@@ -46,10 +46,10 @@ bool is_locked(const scan_candidate &candidate) {
 }
 
 // IF in kHz, rate in ksym/s, system.
-using Lock = std::tuple<std::uint32_t, std::uint32_t, sim::System>;
+using Lock = std::tuple<std::uint32_t, std::uint32_t, broadcast::System>;
 
-sim::System system_of(const scan_candidate &candidate) {
-    return candidate.status == STANDARD_DVBS2 ? sim::System::dvbs2 : sim::System::dvbs;
+broadcast::System system_of(const scan_candidate &candidate) {
+    return candidate.status == STANDARD_DVBS2 ? broadcast::System::dvbs2 : broadcast::System::dvbs;
 }
 
 }  // namespace

@@ -96,11 +96,11 @@ std::vector<Oscillator> oscillators_of(const Lnb &lnb) {
          .downlink = {lnb.switch_khz, any_downlink.high_khz}}};
 }
 
-sim::Polarisation polarisation_of(bool voltage_18v, bool circular) {
+broadcast::Polarisation polarisation_of(bool voltage_18v, bool circular) {
     if (circular) {
-        return voltage_18v ? sim::Polarisation::left : sim::Polarisation::right;
+        return voltage_18v ? broadcast::Polarisation::left : broadcast::Polarisation::right;
     }
-    return voltage_18v ? sim::Polarisation::horizontal : sim::Polarisation::vertical;
+    return voltage_18v ? broadcast::Polarisation::horizontal : broadcast::Polarisation::vertical;
 }
 
 // Whether an oscillator shows more of a stretch by lying above the carriers than below them.
@@ -140,7 +140,7 @@ std::optional<ScanLeg> leg_through(const Oscillator &oscillator, const LegsWante
 void add_legs_of_port(const LegsWanted &wanted, unsigned port, std::vector<ScanLeg> &legs) {
     const std::vector<Oscillator> oscillators = oscillators_of(wanted.lnb);
     for (const bool voltage_18v : {false, true}) {
-        const sim::Polarisation polarisation = polarisation_of(voltage_18v, wanted.circular);
+        const broadcast::Polarisation polarisation = polarisation_of(voltage_18v, wanted.circular);
         if (wanted.polarisation.value_or(polarisation) != polarisation) {
             continue;
         }
@@ -216,7 +216,7 @@ FrequencyRange ScanLeg::downlink() const {
     return {std::min(a, b), std::max(a, b)};
 }
 
-bool ScanLeg::covers(const sim::Transponder &transponder) const {
+bool ScanLeg::covers(const broadcast::Transponder &transponder) const {
     const FrequencyRange range = downlink();
     return is_selected_by_18v(transponder.polarisation) == cable.voltage_18v &&
            transponder.frequency_khz >= range.low_khz &&
@@ -224,7 +224,7 @@ bool ScanLeg::covers(const sim::Transponder &transponder) const {
 }
 
 std::string ScanLeg::label() const {
-    return sim::to_string(polarisation) + (band.empty() ? "" : fmt::format(", {} band", band)) +
+    return to_string(polarisation) + (band.empty() ? "" : fmt::format(", {} band", band)) +
            (cable.switch_port == 0 ? "" : fmt::format(", port {}", cable.switch_port));
 }
 
@@ -239,8 +239,9 @@ std::vector<ScanLeg> scan_legs(const LegsWanted &wanted) {
     return legs;
 }
 
-bool is_selected_by_18v(sim::Polarisation polarisation) {
-    return polarisation == sim::Polarisation::horizontal || polarisation == sim::Polarisation::left;
+bool is_selected_by_18v(broadcast::Polarisation polarisation) {
+    return polarisation == broadcast::Polarisation::horizontal ||
+           polarisation == broadcast::Polarisation::left;
 }
 
 bool lies_above_its_band(std::uint32_t lof_khz) {

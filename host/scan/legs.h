@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "broadcast/transponder.h"
 #include "host/chip_session.h"
 #include "host/lnb.h"
-#include "sim/transponder.h"
 
 namespace host {
 
@@ -29,7 +29,7 @@ RangeReading parse_range(std::string_view text);
 
 // One choice of switch port, polarisation and band, and the stretch of the cable to look through.
 struct ScanLeg {
-    sim::Polarisation polarisation = sim::Polarisation::vertical;
+    broadcast::Polarisation polarisation = broadcast::Polarisation::vertical;
     std::string band;  // "low" or "high"; empty where the LNB has one band
     std::uint32_t lof_khz = 0;
     bool lof_above = false;  // of the carriers: the IF falls while the downlink rises
@@ -43,7 +43,7 @@ struct ScanLeg {
     [[nodiscard]] FrequencyRange downlink() const;
 
     // Whether a transponder's centre lies in the stretch, on this leg's supply voltage.
-    [[nodiscard]] bool covers(const sim::Transponder &transponder) const;
+    [[nodiscard]] bool covers(const broadcast::Transponder &transponder) const;
 
     // "horizontal, high band, port 2".
     [[nodiscard]] std::string label() const;
@@ -56,7 +56,7 @@ struct LegsWanted {
     std::optional<FrequencyRange> intermediate;  // likewise, on the cable
     std::vector<unsigned> ports = {0};           // of the committed switch; 0: none
     bool circular = false;  // right and left instead of vertical and horizontal
-    std::optional<sim::Polarisation> polarisation;  // absent: both
+    std::optional<broadcast::Polarisation> polarisation;  // absent: both
 };
 
 // The legs that lead there, by port, polarisation and band; each within the tuner's 950..2150 MHz.
@@ -67,7 +67,7 @@ struct LegsWanted {
 std::vector<ScanLeg> scan_legs(const LegsWanted &wanted);
 
 // Whether the LNB hears a polarisation at 18 V, not at 13 V.
-bool is_selected_by_18v(sim::Polarisation polarisation);
+bool is_selected_by_18v(broadcast::Polarisation polarisation);
 
 // Whether an oscillator lies above the carriers that it is made for, as in C band.
 bool lies_above_its_band(std::uint32_t lof_khz);

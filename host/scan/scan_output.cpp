@@ -223,16 +223,16 @@ constexpr std::array<const char *, 12> head{"MHz",        "pol",     "ksym/s",  
                                             "inverted",   "quality", "strength", "port"};
 
 std::string roll_off_text(const FoundTransponder &found) {
-    return found.signal.roll_off ? sim::to_string(*found.signal.roll_off) : "";
+    return found.signal.roll_off ? to_string(*found.signal.roll_off) : "";
 }
 
 Cells cells_of(const FoundTransponder &found) {
     return {bare(format_mhz(found.frequency_khz)),
             polarisation_letter(found.polarisation),
             bare(format_ksps(found.symbol_rate)),
-            sim::to_string(found.signal.system),
-            found.signal.modulation ? sim::to_string(*found.signal.modulation) : "",
-            found.signal.code_rate ? sim::to_string(*found.signal.code_rate) : "",
+            to_string(found.signal.system),
+            found.signal.modulation ? to_string(*found.signal.modulation) : "",
+            found.signal.code_rate ? to_string(*found.signal.code_rate) : "",
             found.signal.pilots ? yes_no(*found.signal.pilots) : "",
             roll_off_text(found),
             found.signal.inverted ? yes_no(*found.signal.inverted) : "",
@@ -284,7 +284,7 @@ void write_comparison(Output &output, const ScanResult &result) {
         const FoundTransponder &found = result.transponders[index];
         output.line(fmt::format("unexpected  {} {}, {}, {}{}", format_mhz(found.frequency_khz),
                                 polarisation_letter(found.polarisation),
-                                format_ksps(found.symbol_rate), sim::to_string(found.signal.system),
+                                format_ksps(found.symbol_rate), to_string(found.signal.system),
                                 found.port != 0 ? fmt::format(", port {}", found.port) : ""));
     }
 }
@@ -308,9 +308,9 @@ ReportTransponder report_row(const FoundTransponder &found) {
     row.frequency_mhz = found.frequency_khz / 1000.0;
     row.polarisation = polarisation_letter(found.polarisation);
     row.symbol_rate_ksps = found.symbol_rate / 1000.0;
-    row.system = sim::to_string(found.signal.system);
-    row.modulation = found.signal.modulation ? sim::to_string(*found.signal.modulation) : "";
-    row.fec = found.signal.code_rate ? sim::to_string(*found.signal.code_rate) : "";
+    row.system = to_string(found.signal.system);
+    row.modulation = found.signal.modulation ? to_string(*found.signal.modulation) : "";
+    row.fec = found.signal.code_rate ? to_string(*found.signal.code_rate) : "";
     row.roll_off = roll_off_text(found);
     row.inversion = found.signal.inverted ? (*found.signal.inverted ? "inverted" : "normal") : "";
     row.pilots = found.signal.pilots;
@@ -322,7 +322,8 @@ ReportTransponder report_row(const FoundTransponder &found) {
 }
 
 // The first leg that should have shown a row.
-std::size_t leg_for(const sim::Transponder &transponder, const std::vector<ScannedLeg> &legs) {
+std::size_t leg_for(const broadcast::Transponder &transponder,
+                    const std::vector<ScannedLeg> &legs) {
     const auto shows = [&transponder](const ScannedLeg &scanned) {
         return scanned.leg.covers(transponder);
     };
@@ -330,12 +331,12 @@ std::size_t leg_for(const sim::Transponder &transponder, const std::vector<Scann
 }
 
 ReportTransponder report_row(const ComparedRow &row, const std::vector<ScannedLeg> &legs) {
-    const sim::Transponder &transponder = row.row.transponder;
+    const broadcast::Transponder &transponder = row.row.transponder;
     ReportTransponder missed;
     missed.frequency_mhz = transponder.frequency_khz / 1000.0;
     missed.polarisation = polarisation_letter(transponder.polarisation);
     missed.symbol_rate_ksps = transponder.symbol_rate / 1000.0;
-    missed.system = sim::to_string(transponder.system);
+    missed.system = to_string(transponder.system);
     missed.leg = leg_for(transponder, legs);
     missed.port = legs.at(missed.leg).leg.cable.switch_port;
     missed.state = ReportState::missed;

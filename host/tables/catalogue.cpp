@@ -13,18 +13,18 @@ namespace host {
 
 namespace {
 
-using sim::CodeRate;
-using sim::Modulation;
-using sim::Polarisation;
-using sim::System;
+using broadcast::CodeRate;
+using broadcast::Modulation;
+using broadcast::Polarisation;
+using broadcast::System;
 
 constexpr const char *demo_position = "-19.2E";
 constexpr const char *demo_name = "Astra 19.2E";
 
-sim::Transponder carrier(std::uint32_t frequency_mhz, Polarisation polarisation,
-                         std::uint32_t symbol_rate, System system, Modulation modulation,
-                         CodeRate code_rate) {
-    sim::Transponder transponder;
+broadcast::Transponder carrier(std::uint32_t frequency_mhz, Polarisation polarisation,
+                               std::uint32_t symbol_rate, System system, Modulation modulation,
+                               CodeRate code_rate) {
+    broadcast::Transponder transponder;
     transponder.frequency_khz = frequency_mhz * 1000U;
     transponder.polarisation = polarisation;
     transponder.symbol_rate = symbol_rate;
@@ -35,7 +35,7 @@ sim::Transponder carrier(std::uint32_t frequency_mhz, Polarisation polarisation,
     return transponder;
 }
 
-sim::Satellite short_list() {
+broadcast::Satellite short_list() {
     const auto h = Polarisation::horizontal;
     const auto v = Polarisation::vertical;
     const auto qpsk = Modulation::qpsk;
@@ -110,11 +110,11 @@ std::filesystem::path find_table(const std::string &name) {
                                                     table_folder().string(), names_like(name))));
 }
 
-sim::Satellite demo_satellite() {
-    sim::Satellite satellite{demo_name, {}};
+broadcast::Satellite demo_satellite() {
+    broadcast::Satellite satellite{demo_name, {}};
     for (const auto &file : installed_tables()) {
         if (file.filename().string().ends_with(demo_position)) {
-            for (sim::Transponder &transponder : read_table(file).satellite().transponders) {
+            for (broadcast::Transponder &transponder : read_table(file).satellite().transponders) {
                 satellite.transponders.push_back(std::move(transponder));
             }
         }

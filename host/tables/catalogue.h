@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "sim/transponder.h"
+#include "broadcast/transponder.h"
 
 namespace host {
 
@@ -21,6 +21,6 @@ std::vector<std::filesystem::path> installed_tables();
 
 // What the dish of the built-in board sees: 19.2 degrees east, from the installed tables of that
 // position, or from a short list of its transponders without them.
-sim::Satellite demo_satellite();
+broadcast::Satellite demo_satellite();
 
 }  // namespace host

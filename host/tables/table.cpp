@@ -94,40 +94,40 @@ std::optional<Value> looked_up(const std::array<std::pair<std::uint32_t, Value>,
     return found == table.end() ? std::nullopt : std::optional(found->second);
 }
 
-constexpr std::array<std::pair<std::uint32_t, sim::Polarisation>, 4> polarisations{{
-    {POLARIZATION_H, sim::Polarisation::horizontal},
-    {POLARIZATION_V, sim::Polarisation::vertical},
-    {POLARIZATION_L, sim::Polarisation::left},
-    {POLARIZATION_R, sim::Polarisation::right},
+constexpr std::array<std::pair<std::uint32_t, broadcast::Polarisation>, 4> polarisations{{
+    {POLARIZATION_H, broadcast::Polarisation::horizontal},
+    {POLARIZATION_V, broadcast::Polarisation::vertical},
+    {POLARIZATION_L, broadcast::Polarisation::left},
+    {POLARIZATION_R, broadcast::Polarisation::right},
 }};
 
 // Where a table leaves the modulation open, QPSK is meant.
-constexpr std::array<std::pair<std::uint32_t, sim::Modulation>, 5> modulations{{
-    {QPSK, sim::Modulation::qpsk},
-    {QAM_AUTO, sim::Modulation::qpsk},
-    {PSK_8, sim::Modulation::psk8},
-    {APSK_16, sim::Modulation::apsk16},
-    {APSK_32, sim::Modulation::apsk32},
+constexpr std::array<std::pair<std::uint32_t, broadcast::Modulation>, 5> modulations{{
+    {QPSK, broadcast::Modulation::qpsk},
+    {QAM_AUTO, broadcast::Modulation::qpsk},
+    {PSK_8, broadcast::Modulation::psk8},
+    {APSK_16, broadcast::Modulation::apsk16},
+    {APSK_32, broadcast::Modulation::apsk32},
 }};
 
-constexpr std::array<std::pair<std::uint32_t, sim::CodeRate>, 10> code_rates{{
-    {FEC_2_5, sim::CodeRate::r2_5},
-    {FEC_1_2, sim::CodeRate::r1_2},
-    {FEC_3_5, sim::CodeRate::r3_5},
-    {FEC_2_3, sim::CodeRate::r2_3},
-    {FEC_3_4, sim::CodeRate::r3_4},
-    {FEC_4_5, sim::CodeRate::r4_5},
-    {FEC_5_6, sim::CodeRate::r5_6},
-    {FEC_7_8, sim::CodeRate::r7_8},
-    {FEC_8_9, sim::CodeRate::r8_9},
-    {FEC_9_10, sim::CodeRate::r9_10},
+constexpr std::array<std::pair<std::uint32_t, broadcast::CodeRate>, 10> code_rates{{
+    {FEC_2_5, broadcast::CodeRate::r2_5},
+    {FEC_1_2, broadcast::CodeRate::r1_2},
+    {FEC_3_5, broadcast::CodeRate::r3_5},
+    {FEC_2_3, broadcast::CodeRate::r2_3},
+    {FEC_3_4, broadcast::CodeRate::r3_4},
+    {FEC_4_5, broadcast::CodeRate::r4_5},
+    {FEC_5_6, broadcast::CodeRate::r5_6},
+    {FEC_7_8, broadcast::CodeRate::r7_8},
+    {FEC_8_9, broadcast::CodeRate::r8_9},
+    {FEC_9_10, broadcast::CodeRate::r9_10},
 }};
 
-constexpr std::array<std::pair<std::uint32_t, sim::RollOff>, 4> roll_offs{{
-    {ROLLOFF_35, sim::RollOff::r35},
-    {ROLLOFF_AUTO, sim::RollOff::r35},
-    {ROLLOFF_25, sim::RollOff::r25},
-    {ROLLOFF_20, sim::RollOff::r20},
+constexpr std::array<std::pair<std::uint32_t, broadcast::RollOff>, 4> roll_offs{{
+    {ROLLOFF_35, broadcast::RollOff::r35},
+    {ROLLOFF_AUTO, broadcast::RollOff::r35},
+    {ROLLOFF_25, broadcast::RollOff::r25},
+    {ROLLOFF_20, broadcast::RollOff::r20},
 }};
 
 // A row without its place and name, or the reason why it is none.
@@ -159,7 +159,7 @@ std::string symbol_rate_fault(std::optional<std::uint32_t> rate) {
 }
 
 // Read the keys that only refine the carrier.
-std::string refine(const dvb_entry &entry, sim::Transponder &transponder) {
+std::string refine(const dvb_entry &entry, broadcast::Transponder &transponder) {
     const auto modulation =
         looked_up(modulations, property(entry, DTV_MODULATION).value_or(QAM_AUTO));
     if (!modulation) {
@@ -210,7 +210,8 @@ RowReading read_entry(const dvb_entry &entry) {
     row.transponder.frequency_khz = *khz;
     row.transponder.symbol_rate = *rate;
     row.transponder.polarisation = *polarisation;
-    row.transponder.system = *system == SYS_DVBS2 ? sim::System::dvbs2 : sim::System::dvbs;
+    row.transponder.system =
+        *system == SYS_DVBS2 ? broadcast::System::dvbs2 : broadcast::System::dvbs;
     if (std::string fault = refine(entry, row.transponder); !fault.empty()) {
         return fault;
     }
@@ -286,9 +287,9 @@ Choice rows_numbered(const Table &table, const std::string &number) {
 
 Choice rows_at_frequency(const Table &table, std::string text) {
     constexpr std::uint32_t tolerance_khz = 2000;
-    std::optional<sim::Polarisation> polarisation;
+    std::optional<broadcast::Polarisation> polarisation;
     if (!text.empty() && std::isalpha(static_cast<unsigned char>(text.back())) != 0) {
-        polarisation = sim::polarisation_named(text.substr(text.size() - 1));
+        polarisation = broadcast::polarisation_named(text.substr(text.size() - 1));
         text.resize(text.size() - (polarisation ? 1 : 0));
     }
     std::uint32_t khz = 0;
@@ -312,8 +313,8 @@ Choice rows_at_frequency(const Table &table, std::string text) {
 // Tables repeat rows; any of them will do.
 bool all_alike(const Choice &choice) {
     return std::all_of(choice.begin(), choice.end(), [&choice](const TableRow *row) {
-        const sim::Transponder &a = row->transponder;
-        const sim::Transponder &b = choice.front()->transponder;
+        const broadcast::Transponder &a = row->transponder;
+        const broadcast::Transponder &b = choice.front()->transponder;
         return a.frequency_khz == b.frequency_khz && a.polarisation == b.polarisation &&
                a.symbol_rate == b.symbol_rate && a.system == b.system;
     });
@@ -321,16 +322,16 @@ bool all_alike(const Choice &choice) {
 
 }  // namespace
 
-sim::Satellite Table::satellite() const {
-    sim::Satellite satellite{name, {}};
+broadcast::Satellite Table::satellite() const {
+    broadcast::Satellite satellite{name, {}};
     for (const TableRow &row : rows) {
         satellite.transponders.push_back(row.transponder);
     }
     return satellite;
 }
 
-sim::Satellite Table::satellite_at(unsigned switch_port) const {
-    sim::Satellite satellite{name, {}};
+broadcast::Satellite Table::satellite_at(unsigned switch_port) const {
+    broadcast::Satellite satellite{name, {}};
     for (const TableRow &row : rows) {
         if (row.switch_port == switch_port) {
             satellite.transponders.push_back(row.transponder);
@@ -364,7 +365,8 @@ const TableRow &find_row(const Table &table, const std::string &selector) {
     if (!all_alike(choice)) {
         std::string rows;
         for (const TableRow *row : choice) {
-            rows += fmt::format("\n  {}: {}", row->place.row, sim::describe(row->transponder));
+            rows +=
+                fmt::format("\n  {}: {}", row->place.row, broadcast::describe(row->transponder));
         }
         throw Failure(ExitStatus::usage,
                       fmt::format("'{}' fits {} rows of {}; give the row's number:{}", selector,

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "broadcast/transponder.h"
 #include "host/tables/table_file.h"
-#include "sim/transponder.h"
 
 namespace host {
 
@@ -20,7 +20,7 @@ struct RowPlace {
 struct TableRow {
     RowPlace place;
     std::string name;  // empty for most
-    sim::Transponder transponder;
+    broadcast::Transponder transponder;
     unsigned switch_port = 0;  // of the committed switch, where the row names one; else 0
 };
 
@@ -37,10 +37,10 @@ struct Table {
     std::vector<TableRow> rows;
     std::vector<RejectedRow> rejected;
 
-    [[nodiscard]] sim::Satellite satellite() const;
+    [[nodiscard]] broadcast::Satellite satellite() const;
 
     // Of the rows that name this switch port; 0: of those that name none.
-    [[nodiscard]] sim::Satellite satellite_at(unsigned switch_port) const;
+    [[nodiscard]] broadcast::Satellite satellite_at(unsigned switch_port) const;
 };
 
 // Read a DVBv5 table with libdvbv5, row by row behind the guard of table_file.h: a wrong row is

@@ -67,37 +67,37 @@ std::uint32_t code_of(const std::array<std::pair<Value, std::uint32_t>, count> &
     return found == codes.end() ? automatic : found->second;
 }
 
-constexpr std::array<std::pair<sim::Polarisation, std::uint32_t>, 4> polarisations{{
-    {sim::Polarisation::horizontal, POLARIZATION_H},
-    {sim::Polarisation::vertical, POLARIZATION_V},
-    {sim::Polarisation::left, POLARIZATION_L},
-    {sim::Polarisation::right, POLARIZATION_R},
+constexpr std::array<std::pair<broadcast::Polarisation, std::uint32_t>, 4> polarisations{{
+    {broadcast::Polarisation::horizontal, POLARIZATION_H},
+    {broadcast::Polarisation::vertical, POLARIZATION_V},
+    {broadcast::Polarisation::left, POLARIZATION_L},
+    {broadcast::Polarisation::right, POLARIZATION_R},
 }};
 
-constexpr std::array<std::pair<sim::Modulation, std::uint32_t>, 4> modulations{{
-    {sim::Modulation::qpsk, QPSK},
-    {sim::Modulation::psk8, PSK_8},
-    {sim::Modulation::apsk16, APSK_16},
-    {sim::Modulation::apsk32, APSK_32},
+constexpr std::array<std::pair<broadcast::Modulation, std::uint32_t>, 4> modulations{{
+    {broadcast::Modulation::qpsk, QPSK},
+    {broadcast::Modulation::psk8, PSK_8},
+    {broadcast::Modulation::apsk16, APSK_16},
+    {broadcast::Modulation::apsk32, APSK_32},
 }};
 
-constexpr std::array<std::pair<sim::CodeRate, std::uint32_t>, 10> code_rates{{
-    {sim::CodeRate::r2_5, FEC_2_5},
-    {sim::CodeRate::r1_2, FEC_1_2},
-    {sim::CodeRate::r3_5, FEC_3_5},
-    {sim::CodeRate::r2_3, FEC_2_3},
-    {sim::CodeRate::r3_4, FEC_3_4},
-    {sim::CodeRate::r4_5, FEC_4_5},
-    {sim::CodeRate::r5_6, FEC_5_6},
-    {sim::CodeRate::r7_8, FEC_7_8},
-    {sim::CodeRate::r8_9, FEC_8_9},
-    {sim::CodeRate::r9_10, FEC_9_10},
+constexpr std::array<std::pair<broadcast::CodeRate, std::uint32_t>, 10> code_rates{{
+    {broadcast::CodeRate::r2_5, FEC_2_5},
+    {broadcast::CodeRate::r1_2, FEC_1_2},
+    {broadcast::CodeRate::r3_5, FEC_3_5},
+    {broadcast::CodeRate::r2_3, FEC_2_3},
+    {broadcast::CodeRate::r3_4, FEC_3_4},
+    {broadcast::CodeRate::r4_5, FEC_4_5},
+    {broadcast::CodeRate::r5_6, FEC_5_6},
+    {broadcast::CodeRate::r7_8, FEC_7_8},
+    {broadcast::CodeRate::r8_9, FEC_8_9},
+    {broadcast::CodeRate::r9_10, FEC_9_10},
 }};
 
-constexpr std::array<std::pair<sim::RollOff, std::uint32_t>, 3> roll_offs{{
-    {sim::RollOff::r35, ROLLOFF_35},
-    {sim::RollOff::r25, ROLLOFF_25},
-    {sim::RollOff::r20, ROLLOFF_20},
+constexpr std::array<std::pair<broadcast::RollOff, std::uint32_t>, 3> roll_offs{{
+    {broadcast::RollOff::r35, ROLLOFF_35},
+    {broadcast::RollOff::r25, ROLLOFF_25},
+    {broadcast::RollOff::r20, ROLLOFF_20},
 }};
 
 constexpr std::array<std::pair<bool, std::uint32_t>, 2> pilots{
@@ -112,7 +112,7 @@ dvb_entry entry_of(const WrittenRow &row) {
     const auto store = [&entry](std::uint32_t key, std::uint32_t value) {
         dvb_store_entry_prop(&entry, key, value);
     };
-    const bool dvbs2 = row.system == sim::System::dvbs2;
+    const bool dvbs2 = row.system == broadcast::System::dvbs2;
     store(DTV_DELIVERY_SYSTEM, dvbs2 ? SYS_DVBS2 : SYS_DVBS);
     store(DTV_FREQUENCY, row.frequency_khz);
     store(DTV_POLARIZATION,

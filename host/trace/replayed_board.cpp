@@ -23,15 +23,16 @@ constexpr std::string_view replay_prefix = "replay:";
 std::string file_of(const std::string &uri) { return uri.substr(replay_prefix.size()); }
 
 // "11494000k horizontal 22000000 DVB-S2"
-sim::Transponder transponder_in(const std::string &text) {
+broadcast::Transponder transponder_in(const std::string &text) {
     const std::vector<std::string> words = split_words(text);
-    const auto polarisation = words.size() == 4 ? sim::polarisation_named(words[1]) : std::nullopt;
-    const auto system = words.size() == 4 ? sim::system_named(words[3]) : std::nullopt;
+    const auto polarisation =
+        words.size() == 4 ? broadcast::polarisation_named(words[1]) : std::nullopt;
+    const auto system = words.size() == 4 ? broadcast::system_named(words[3]) : std::nullopt;
     if (!polarisation || !system) {
         throw std::invalid_argument(
             fmt::format("'{}' is no frequency, polarisation, symbol rate and system", text));
     }
-    sim::Transponder transponder;
+    broadcast::Transponder transponder;
     transponder.frequency_khz = parse_frequency(words[0]).khz;
     transponder.polarisation = *polarisation;
     transponder.symbol_rate = parse_symbol_rate(words[2]);
@@ -90,7 +91,7 @@ class ReplayedBoard final : public HostBoard {
         return trace_.head.value("simulated-chips").has_value();
     }
 
-    [[nodiscard]] std::optional<sim::Transponder> usual_transponder() const override {
+    [[nodiscard]] std::optional<broadcast::Transponder> usual_transponder() const override {
         const auto recorded = trace_.head.value("transponder");
         try {
             return recorded ? std::optional(transponder_in(*recorded)) : std::nullopt;

@@ -60,49 +60,51 @@ TEST(Lnb, every_known_one_fits_three_words) {
     }
 }
 
-sim::Transponder at(std::uint32_t mhz, sim::Polarisation polarisation) {
-    sim::Transponder transponder;
+broadcast::Transponder at(std::uint32_t mhz, broadcast::Polarisation polarisation) {
+    broadcast::Transponder transponder;
     transponder.frequency_khz = mhz * 1000;
     transponder.polarisation = polarisation;
     return transponder;
 }
 
-std::string chosen(const std::vector<sim::Transponder> &all, const sim::Transponder &one) {
+std::string chosen(const std::vector<broadcast::Transponder> &all,
+                   const broadcast::Transponder &one) {
     return LnbChoice(all).for_transponder(one).name;
 }
 
 TEST(LnbChoice, linear_ku_band_takes_the_extended_universal_lnb) {
-    const auto h = sim::Polarisation::horizontal;
+    const auto h = broadcast::Polarisation::horizontal;
     EXPECT_EQ(chosen({at(10714, h), at(12692, h)}, at(10714, h)), "EXTENDED");
 }
 
 TEST(LnbChoice, c_band_takes_5150_whatever_the_polarisation) {
-    for (const auto polarisation : {sim::Polarisation::horizontal, sim::Polarisation::left}) {
+    for (const auto polarisation :
+         {broadcast::Polarisation::horizontal, broadcast::Polarisation::left}) {
         const auto row = at(3800, polarisation);
         EXPECT_EQ(chosen({row}, row), "C-BAND");
     }
 }
 
 TEST(LnbChoice, circular_ku_band_takes_what_reaches_all_its_rows) {
-    const auto r = sim::Polarisation::right;
+    const auto r = broadcast::Polarisation::right;
     EXPECT_EQ(chosen({at(12224, r), at(12676, r)}, at(12224, r)), "DBS");
     EXPECT_EQ(chosen({at(11727, r), at(12476, r)}, at(11727, r)), "L10750");
     EXPECT_EQ(chosen({at(10972, r), at(12476, r)}, at(10972, r)), "EXTENDED");
 }
 
 TEST(LnbChoice, each_band_of_a_mixed_table_has_its_own) {
-    const std::vector<sim::Transponder> mixed{at(3800, sim::Polarisation::right),
-                                              at(11000, sim::Polarisation::vertical),
-                                              at(12300, sim::Polarisation::left)};
+    const std::vector<broadcast::Transponder> mixed{at(3800, broadcast::Polarisation::right),
+                                                    at(11000, broadcast::Polarisation::vertical),
+                                                    at(12300, broadcast::Polarisation::left)};
     EXPECT_EQ(chosen(mixed, mixed[0]), "C-BAND");
     EXPECT_EQ(chosen(mixed, mixed[1]), "EXTENDED");
     EXPECT_EQ(chosen(mixed, mixed[2]), "DBS");
 }
 
 TEST(LnbChoice, a_request_carries_oscillators_polarisation_and_port) {
-    auto transponder = at(12300, sim::Polarisation::right);
+    auto transponder = at(12300, broadcast::Polarisation::right);
     transponder.symbol_rate = 27'500'000;
-    transponder.system = sim::System::dvbs2;
+    transponder.system = broadcast::System::dvbs2;
 
     const tune_request request = request_for(transponder, lnb_named("EXTENDED"), 3);
 
@@ -115,8 +117,8 @@ TEST(LnbChoice, a_request_carries_oscillators_polarisation_and_port) {
     EXPECT_EQ(request.lof_low, 9'750'000U);
     EXPECT_EQ(request.lof_high, 10'600'000U);
     EXPECT_EQ(request.lof_switch, 11'700'000U);
-    transponder.polarisation = sim::Polarisation::left;
-    transponder.system = sim::System::dvbs;
+    transponder.polarisation = broadcast::Polarisation::left;
+    transponder.system = broadcast::System::dvbs;
     EXPECT_NE(request_for(transponder, lnb_named("EXTENDED"), 3).polarisation, 1U);
     EXPECT_EQ(request_for(transponder, lnb_named("EXTENDED"), 3).delivery_system, 5U);
 }

@@ -7,11 +7,11 @@
 namespace tests {
 namespace {
 
+using broadcast::Polarisation;
 using host::Comparison;
 using host::FoundTransponder;
 using host::ScanLeg;
 using host::Table;
-using sim::Polarisation;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -25,14 +25,14 @@ class ScanCompare : public testing::Test {
         table.name = "table";
     }
 
-    sim::Transponder &row(std::uint32_t frequency_khz, std::uint32_t ksps,
-                          Polarisation polarisation = Polarisation::vertical) {
+    broadcast::Transponder &row(std::uint32_t frequency_khz, std::uint32_t ksps,
+                                Polarisation polarisation = Polarisation::vertical) {
         host::TableRow row;
         row.place.row = static_cast<unsigned>(table.rows.size() + 1);
         row.transponder.frequency_khz = frequency_khz;
         row.transponder.symbol_rate = ksps * 1000;
         row.transponder.polarisation = polarisation;
-        row.transponder.system = sim::System::dvbs2;
+        row.transponder.system = broadcast::System::dvbs2;
         table.rows.push_back(row);
         return table.rows.back().transponder;
     }
@@ -43,7 +43,7 @@ class ScanCompare : public testing::Test {
         transponder.frequency_khz = frequency_khz;
         transponder.symbol_rate = ksps * 1000;
         transponder.polarisation = polarisation;
-        transponder.signal.system = sim::System::dvbs2;
+        transponder.signal.system = broadcast::System::dvbs2;
         found.push_back(transponder);
         return found.back();
     }
@@ -115,7 +115,7 @@ TEST_F(ScanCompare, nearest_row_gets_the_transponder_and_no_two_rows_do) {
 }
 
 TEST_F(ScanCompare, same_system_is_preferred_at_equal_distance) {
-    row(11'000'000, 10'000).system = sim::System::dvbs;
+    row(11'000'000, 10'000).system = broadcast::System::dvbs;
     row(11'000'000, 10'000);
     find(11'000'000, 10'000);
     EXPECT_THAT(matches(), ElementsAre(-1, 0));

@@ -6,9 +6,9 @@
 namespace tests {
 namespace {
 
+using broadcast::Polarisation;
 using host::FoundTransponder;
 using host::merge_found;
-using sim::Polarisation;
 using testing::SizeIs;
 
 FoundTransponder carrier(std::uint32_t frequency_khz, Polarisation polarisation, int quality_db) {
@@ -16,9 +16,9 @@ FoundTransponder carrier(std::uint32_t frequency_khz, Polarisation polarisation,
     found.frequency_khz = frequency_khz;
     found.polarisation = polarisation;
     found.symbol_rate = 22'000'000;
-    found.signal.system = sim::System::dvbs2;
-    found.signal.modulation = sim::Modulation::psk8;
-    found.signal.code_rate = sim::CodeRate::r2_3;
+    found.signal.system = broadcast::System::dvbs2;
+    found.signal.modulation = broadcast::Modulation::psk8;
+    found.signal.code_rate = broadcast::CodeRate::r2_3;
     found.quality_db = quality_db;
     found.strength_percent = 60;
     return found;
@@ -75,7 +75,7 @@ TEST(MergeFound, another_rate_system_or_port_is_another_one) {
     auto faster = first;
     faster.symbol_rate = 22'221'000;
     auto other_system = first;
-    other_system.signal.system = sim::System::dvbs;
+    other_system.signal.system = broadcast::System::dvbs;
     auto other_port = first;
     other_port.port = 2;
     EXPECT_THAT(merge_found({first, faster, other_system, other_port}), SizeIs(4));
@@ -90,7 +90,7 @@ TEST(MergeFound, leakage_of_the_other_polarisation_goes) {
 TEST(MergeFound, other_polarisation_with_another_signal_stays) {
     const auto real = carrier(11'700'000, vertical, 15);
     auto other = carrier(11'700'000, horizontal, 2);
-    other.signal.code_rate = sim::CodeRate::r3_4;
+    other.signal.code_rate = broadcast::CodeRate::r3_4;
     EXPECT_THAT(merge_found({real, other}), SizeIs(2));
     other = carrier(11'700'000, horizontal, 2);
     other.quality_db.reset();

@@ -18,10 +18,10 @@ using host::LegResult;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-sim::Transponder carrier(std::uint32_t frequency_khz, std::uint32_t ksps) {
-    sim::Transponder transponder;
+broadcast::Transponder carrier(std::uint32_t frequency_khz, std::uint32_t ksps) {
+    broadcast::Transponder transponder;
     transponder.frequency_khz = frequency_khz;
-    transponder.polarisation = sim::Polarisation::vertical;
+    transponder.polarisation = broadcast::Polarisation::vertical;
     transponder.symbol_rate = ksps * 1000;
     return transponder;
 }
@@ -65,8 +65,8 @@ TEST_F(LegScan, finds_and_measures) {
     EXPECT_EQ(result.found[1].if_khz + 9'750'000, result.found[1].frequency_khz);
     EXPECT_NEAR(result.found[1].symbol_rate, 27'500'000, 2'000);
     EXPECT_EQ(result.found[1].leg, 7U);
-    EXPECT_EQ(result.found[1].polarisation, sim::Polarisation::vertical);
-    EXPECT_EQ(result.found[1].signal.modulation, sim::Modulation::qpsk);
+    EXPECT_EQ(result.found[1].polarisation, broadcast::Polarisation::vertical);
+    EXPECT_EQ(result.found[1].signal.modulation, broadcast::Modulation::qpsk);
     EXPECT_GE(result.found[1].quality_db, 12);
     EXPECT_GE(result.found[1].strength_percent, 40U);
     EXPECT_GE(result.candidates, 3U);

@@ -7,11 +7,11 @@
 namespace tests {
 namespace {
 
+using broadcast::Polarisation;
 using host::FrequencyRange;
 using host::LegsWanted;
 using host::scan_legs;
 using host::ScanLeg;
-using sim::Polarisation;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -23,7 +23,7 @@ LegsWanted through(const char *lnb) {
 
 // "V low 13V 950-1950".
 std::string brief(const ScanLeg &leg) {
-    return std::string(1, static_cast<char>(sim::to_string(leg.polarisation)[0] - 'a' + 'A')) +
+    return std::string(1, static_cast<char>(to_string(leg.polarisation)[0] - 'a' + 'A')) +
            (leg.band.empty() ? "" : " " + leg.band) + (leg.cable.voltage_18v ? " 18V" : " 13V") +
            (leg.cable.tone ? " tone " : " ") + std::to_string(leg.if_low_mhz) + "-" +
            std::to_string(leg.if_high_mhz);
@@ -153,7 +153,7 @@ TEST(ScanLegs, every_port_gets_every_leg) {
 TEST(ScanLegs, leg_covers_its_polarisation_and_stretch) {
     LegsWanted wanted = through("EXTENDED");
     const ScanLeg leg = scan_legs(wanted).front();
-    sim::Transponder transponder;
+    broadcast::Transponder transponder;
     transponder.polarisation = Polarisation::vertical;
     transponder.frequency_khz = 10'700'000;
     EXPECT_TRUE(leg.covers(transponder));

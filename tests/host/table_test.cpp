@@ -60,30 +60,30 @@ TEST(Table, a_whole_row_is_read_with_every_key) {
     const Table table = parse_table(whole_row(), "folder/Name-1.0W");
 
     ASSERT_EQ(table.rows.size(), 1U);
-    const sim::Transponder &transponder = table.rows.front().transponder;
+    const broadcast::Transponder &transponder = table.rows.front().transponder;
     EXPECT_EQ(table.name, "Name-1.0W");
     EXPECT_EQ(transponder.frequency_khz, 11494250U);
-    EXPECT_EQ(transponder.polarisation, sim::Polarisation::horizontal);
+    EXPECT_EQ(transponder.polarisation, broadcast::Polarisation::horizontal);
     EXPECT_EQ(transponder.symbol_rate, 22000000U);
-    EXPECT_EQ(transponder.system, sim::System::dvbs2);
-    EXPECT_EQ(transponder.modulation, sim::Modulation::psk8);
-    EXPECT_EQ(transponder.code_rate, sim::CodeRate::r2_3);
+    EXPECT_EQ(transponder.system, broadcast::System::dvbs2);
+    EXPECT_EQ(transponder.modulation, broadcast::Modulation::psk8);
+    EXPECT_EQ(transponder.code_rate, broadcast::CodeRate::r2_3);
     EXPECT_EQ(transponder.source, "Name-1.0W:1");
 }
 
 // The transponder of a row with this line in it.
-sim::Transponder read_with(std::string_view key, std::string_view line) {
+broadcast::Transponder read_with(std::string_view key, std::string_view line) {
     const std::string text = row_with(key, line);
     const Table table = parse_table(
         text + (text.find(line) == std::string::npos ? std::string(line) + "\n" : std::string()),
         "Table");
-    return table.rows.empty() ? sim::Transponder{} : table.rows.front().transponder;
+    return table.rows.empty() ? broadcast::Transponder{} : table.rows.front().transponder;
 }
 
 TEST(Table, every_modulation_code_rate_and_roll_off_is_known) {
-    using sim::CodeRate;
-    using sim::Modulation;
-    using sim::RollOff;
+    using broadcast::CodeRate;
+    using broadcast::Modulation;
+    using broadcast::RollOff;
     for (const auto &[text, modulation] :
          {std::pair{"QPSK", Modulation::qpsk}, std::pair{"QAM/AUTO", Modulation::qpsk},
           std::pair{"PSK/8", Modulation::psk8}, std::pair{"APSK/16", Modulation::apsk16},
@@ -123,9 +123,9 @@ TEST(Table, what_is_open_in_a_row_stays_open) {
         "Table");
 
     ASSERT_EQ(table.rows.size(), 1U);
-    EXPECT_EQ(table.rows.front().transponder.modulation, sim::Modulation::qpsk);
+    EXPECT_EQ(table.rows.front().transponder.modulation, broadcast::Modulation::qpsk);
     EXPECT_FALSE(table.rows.front().transponder.code_rate);
-    EXPECT_EQ(table.rows.front().transponder.polarisation, sim::Polarisation::right);
+    EXPECT_EQ(table.rows.front().transponder.polarisation, broadcast::Polarisation::right);
     EXPECT_EQ(table.rows.front().name, "");
 }
 
@@ -138,7 +138,7 @@ TEST(Table, carriage_returns_trailing_blanks_and_small_letters_do_no_harm) {
     ASSERT_EQ(table.rows.size(), 1U);
     EXPECT_EQ(table.rows.front().name, "Das Erste HD");
     EXPECT_EQ(table.rows.front().place.line, 3U);
-    EXPECT_EQ(table.rows.front().transponder.polarisation, sim::Polarisation::vertical);
+    EXPECT_EQ(table.rows.front().transponder.polarisation, broadcast::Polarisation::vertical);
 }
 
 TEST(Table, port_that_no_switch_has_rejects_the_row) {
@@ -308,10 +308,10 @@ TEST(Catalogue, a_table_that_is_not_there_is_named_with_its_neighbours) {
 }
 
 TEST(Catalogue, the_demo_satellite_has_transponders_in_both_bands) {
-    const sim::Satellite satellite = demo_satellite();
+    const broadcast::Satellite satellite = demo_satellite();
     const auto in_band = [&satellite](std::uint32_t from, std::uint32_t to) {
         return std::any_of(satellite.transponders.begin(), satellite.transponders.end(),
-                           [from, to](const sim::Transponder &transponder) {
+                           [from, to](const broadcast::Transponder &transponder) {
                                return transponder.frequency_khz >= from &&
                                       transponder.frequency_khz < to;
                            });

@@ -13,19 +13,19 @@ using host::WrittenRow;
 WrittenRow full_row() {
     WrittenRow row;
     row.frequency_khz = 11'494'123;
-    row.polarisation = sim::Polarisation::vertical;
+    row.polarisation = broadcast::Polarisation::vertical;
     row.symbol_rate = 21'999'000;
-    row.system = sim::System::dvbs2;
-    row.modulation = sim::Modulation::psk8;
-    row.code_rate = sim::CodeRate::r2_3;
-    row.roll_off = sim::RollOff::r20;
+    row.system = broadcast::System::dvbs2;
+    row.modulation = broadcast::Modulation::psk8;
+    row.code_rate = broadcast::CodeRate::r2_3;
+    row.roll_off = broadcast::RollOff::r20;
     row.pilots = true;
     row.inverted = true;
     return row;
 }
 
 // What libdvbv5 reads of the rows.
-std::vector<sim::Transponder> read_back(const std::vector<WrittenRow> &rows) {
+std::vector<broadcast::Transponder> read_back(const std::vector<WrittenRow> &rows) {
     const host::Table table = host::parse_table(table_text(rows), "written");
     EXPECT_TRUE(table.rejected.empty());
     return table.satellite().transponders;
@@ -33,27 +33,27 @@ std::vector<sim::Transponder> read_back(const std::vector<WrittenRow> &rows) {
 
 TEST(TableWriter, what_is_written_is_read_back) {
     WrittenRow dvbs = full_row();
-    dvbs.system = sim::System::dvbs;
-    dvbs.polarisation = sim::Polarisation::left;
-    dvbs.modulation = sim::Modulation::qpsk;
-    dvbs.code_rate = sim::CodeRate::r7_8;
+    dvbs.system = broadcast::System::dvbs;
+    dvbs.polarisation = broadcast::Polarisation::left;
+    dvbs.modulation = broadcast::Modulation::qpsk;
+    dvbs.code_rate = broadcast::CodeRate::r7_8;
     dvbs.inverted = false;
 
     const auto rows = read_back({full_row(), dvbs});
 
     ASSERT_EQ(rows.size(), 2U);
     EXPECT_EQ(rows[0].frequency_khz, 11'494'123U);
-    EXPECT_EQ(rows[0].polarisation, sim::Polarisation::vertical);
+    EXPECT_EQ(rows[0].polarisation, broadcast::Polarisation::vertical);
     EXPECT_EQ(rows[0].symbol_rate, 21'999'000U);
-    EXPECT_EQ(rows[0].system, sim::System::dvbs2);
-    EXPECT_EQ(rows[0].modulation, sim::Modulation::psk8);
-    EXPECT_EQ(rows[0].code_rate, sim::CodeRate::r2_3);
-    EXPECT_EQ(rows[0].roll_off, sim::RollOff::r20);
+    EXPECT_EQ(rows[0].system, broadcast::System::dvbs2);
+    EXPECT_EQ(rows[0].modulation, broadcast::Modulation::psk8);
+    EXPECT_EQ(rows[0].code_rate, broadcast::CodeRate::r2_3);
+    EXPECT_EQ(rows[0].roll_off, broadcast::RollOff::r20);
     EXPECT_TRUE(rows[0].pilots);
     EXPECT_TRUE(rows[0].inverted);
-    EXPECT_EQ(rows[1].system, sim::System::dvbs);
-    EXPECT_EQ(rows[1].polarisation, sim::Polarisation::left);
-    EXPECT_EQ(rows[1].code_rate, sim::CodeRate::r7_8);
+    EXPECT_EQ(rows[1].system, broadcast::System::dvbs);
+    EXPECT_EQ(rows[1].polarisation, broadcast::Polarisation::left);
+    EXPECT_EQ(rows[1].code_rate, broadcast::CodeRate::r7_8);
     EXPECT_FALSE(rows[1].inverted);
 }
 
@@ -74,24 +74,27 @@ TEST(TableWriter, switch_port_is_the_satellite_s_number) {
 
 TEST(TableWriter, every_value_survives) {
     std::vector<WrittenRow> rows;
-    for (const auto polarisation : {sim::Polarisation::horizontal, sim::Polarisation::vertical,
-                                    sim::Polarisation::left, sim::Polarisation::right}) {
+    for (const auto polarisation :
+         {broadcast::Polarisation::horizontal, broadcast::Polarisation::vertical,
+          broadcast::Polarisation::left, broadcast::Polarisation::right}) {
         rows.push_back(full_row());
         rows.back().polarisation = polarisation;
     }
-    for (const auto modulation : {sim::Modulation::qpsk, sim::Modulation::psk8,
-                                  sim::Modulation::apsk16, sim::Modulation::apsk32}) {
+    for (const auto modulation : {broadcast::Modulation::qpsk, broadcast::Modulation::psk8,
+                                  broadcast::Modulation::apsk16, broadcast::Modulation::apsk32}) {
         rows.push_back(full_row());
         rows.back().modulation = modulation;
     }
     for (const auto code_rate :
-         {sim::CodeRate::r2_5, sim::CodeRate::r1_2, sim::CodeRate::r3_5, sim::CodeRate::r2_3,
-          sim::CodeRate::r3_4, sim::CodeRate::r4_5, sim::CodeRate::r5_6, sim::CodeRate::r7_8,
-          sim::CodeRate::r8_9, sim::CodeRate::r9_10}) {
+         {broadcast::CodeRate::r2_5, broadcast::CodeRate::r1_2, broadcast::CodeRate::r3_5,
+          broadcast::CodeRate::r2_3, broadcast::CodeRate::r3_4, broadcast::CodeRate::r4_5,
+          broadcast::CodeRate::r5_6, broadcast::CodeRate::r7_8, broadcast::CodeRate::r8_9,
+          broadcast::CodeRate::r9_10}) {
         rows.push_back(full_row());
         rows.back().code_rate = code_rate;
     }
-    for (const auto roll_off : {sim::RollOff::r35, sim::RollOff::r25, sim::RollOff::r20}) {
+    for (const auto roll_off :
+         {broadcast::RollOff::r35, broadcast::RollOff::r25, broadcast::RollOff::r20}) {
         rows.push_back(full_row());
         rows.back().roll_off = roll_off;
     }
@@ -126,13 +129,13 @@ TEST(TableWriter, what_is_not_known_is_left_to_the_receiver) {
 
 TEST(TableWriter, code_rate_without_a_name_in_the_format_is_automatic) {
     WrittenRow row = full_row();
-    row.code_rate = sim::CodeRate::r1_4;
+    row.code_rate = broadcast::CodeRate::r1_4;
     EXPECT_NE(table_text({row}).find("INNER_FEC = AUTO"), std::string::npos);
 }
 
 TEST(TableWriter, dvbs_has_no_keys_of_dvbs2) {
     WrittenRow row = full_row();
-    row.system = sim::System::dvbs;
+    row.system = broadcast::System::dvbs;
     const std::string text = table_text({row});
     for (const char *key : {"MODULATION", "PILOT", "ROLLOFF"}) {
         EXPECT_EQ(text.find(key), std::string::npos) << key;

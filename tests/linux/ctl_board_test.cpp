@@ -60,11 +60,11 @@ class LiveBoard final : public board::Board {
 };
 
 sim::Scenario scenario() {
-    sim::Transponder carrier;
+    broadcast::Transponder carrier;
     carrier.frequency_khz = 10'900'000;
-    carrier.polarisation = sim::Polarisation::vertical;
+    carrier.polarisation = broadcast::Polarisation::vertical;
     carrier.symbol_rate = 22'000'000;
-    carrier.system = sim::System::dvbs2;
+    carrier.system = broadcast::System::dvbs2;
     sim::Scenario scenario;
     scenario.board.lnbh23 = true;
     scenario.satellites = {{"one", {carrier}}};

@@ -27,10 +27,11 @@ namespace {
 using Work = std::function<void(sim::Receiver &)>;
 using Transcript = std::vector<std::string>;
 
-sim::Transponder carrier(std::uint32_t khz, std::uint32_t symbol_rate, sim::System system) {
-    sim::Transponder transponder;
+broadcast::Transponder carrier(std::uint32_t khz, std::uint32_t symbol_rate,
+                               broadcast::System system) {
+    broadcast::Transponder transponder;
     transponder.frequency_khz = khz;
-    transponder.polarisation = sim::Polarisation::vertical;
+    transponder.polarisation = broadcast::Polarisation::vertical;
     transponder.symbol_rate = symbol_rate;
     transponder.system = system;
     return transponder;
@@ -41,8 +42,8 @@ sim::Scenario scenario() {
     sim::Scenario scenario;
     scenario.board.lnbh23 = true;
     scenario.satellites = {{"two",
-                            {carrier(10'900'000, 22'000'000, sim::System::dvbs2),
-                             carrier(10'940'000, 27'500'000, sim::System::dvbs)}}};
+                            {carrier(10'900'000, 22'000'000, broadcast::System::dvbs2),
+                             carrier(10'940'000, 27'500'000, broadcast::System::dvbs)}}};
     return scenario;
 }
 

@@ -11,16 +11,16 @@
 
 namespace tests {
 
+using broadcast::Polarisation;
 using sim::Chip;
-using sim::Polarisation;
 using sim::Reason;
 using testing::HasSubstr;
 
 class Acquisition : public ReceiverTest {
  protected:
     // 22000 ksym/s DVB-S at an IF of 1050 MHz, alone on its side of the sky.
-    const sim::Transponder dvbs = demo_transponder(10'800);
-    const sim::Transponder dvbs2 = demo_transponder(10'900);
+    const broadcast::Transponder dvbs = demo_transponder(10'800);
+    const broadcast::Transponder dvbs2 = demo_transponder(10'900);
 
     std::uint64_t ms_until_lock() {
         const std::uint64_t from_ns = clock().now_ns();
@@ -310,8 +310,8 @@ TEST_F(Acquisition, lock_goes_with_the_signal_and_comes_back) {
 }
 
 TEST_F(Acquisition, demodulator_takes_the_matching_carrier_nearest_to_the_expected_one) {
-    sim::Satellite satellite;
-    sim::Transponder narrow = demo_transponder(11'300);
+    broadcast::Satellite satellite;
+    broadcast::Transponder narrow = demo_transponder(11'300);
     for (const std::uint32_t khz : {11'296'500U, 11'300'400U, 11'303'500U}) {
         narrow.frequency_khz = khz;
         satellite.transponders.push_back(narrow);

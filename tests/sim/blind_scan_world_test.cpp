@@ -16,17 +16,17 @@
 
 namespace tests {
 
+using broadcast::CodeRate;
+using broadcast::Modulation;
+using broadcast::Polarisation;
+using broadcast::System;
 using sim::Chip;
-using sim::CodeRate;
-using sim::Modulation;
-using sim::Polarisation;
-using sim::System;
 
 namespace {
 
-sim::Transponder vertical(std::uint32_t if_khz, std::uint32_t ksps, System system,
-                          sim::RollOff roll_off = sim::RollOff::r35) {
-    sim::Transponder transponder;
+broadcast::Transponder vertical(std::uint32_t if_khz, std::uint32_t ksps, System system,
+                                broadcast::RollOff roll_off = broadcast::RollOff::r35) {
+    broadcast::Transponder transponder;
     transponder.frequency_khz = 9'750'000 + if_khz;
     transponder.polarisation = Polarisation::vertical;
     transponder.symbol_rate = ksps * 1000;
@@ -37,11 +37,11 @@ sim::Transponder vertical(std::uint32_t if_khz, std::uint32_t ksps, System syste
 }
 
 // Off every grid: narrow and wide carriers, close neighbours, both standards.
-sim::Satellite small_satellite() {
+broadcast::Satellite small_satellite() {
     return {"small",
             {vertical(963'700, 2'200, System::dvbs), vertical(1'000'310, 27'500, System::dvbs),
              vertical(1'029'900, 27'500, System::dvbs2),
-             vertical(1'071'250, 44'950, System::dvbs2, sim::RollOff::r20),
+             vertical(1'071'250, 44'950, System::dvbs2, broadcast::RollOff::r20),
              vertical(1'107'420, 4'340, System::dvbs), vertical(1'113'300, 3'333, System::dvbs2),
              vertical(1'126'870, 9'400, System::dvbs), vertical(1'150'030, 22'000, System::dvbs2),
              vertical(1'190'500, 30'000, System::dvbs)}};
@@ -94,7 +94,8 @@ class BlindScanWorld : public ReceiverTest {
         return list;
     }
 
-    [[nodiscard]] bool is(const scan_candidate &found, const sim::Transponder &carrier) const {
+    [[nodiscard]] bool is(const scan_candidate &found,
+                          const broadcast::Transponder &carrier) const {
         const auto distance = std::int64_t{found.frequency_khz} + 9'750'000 - carrier.frequency_khz;
         const bool same_system =
             (found.status == STANDARD_DVBS2) == (carrier.system == System::dvbs2);
@@ -106,15 +107,16 @@ class BlindScanWorld : public ReceiverTest {
         Outcome outcome;
         outcome.locked = found.size();
         const auto &carriers = scenario.satellites.front().transponders;
-        for (const sim::Transponder &carrier : carriers) {
+        for (const broadcast::Transponder &carrier : carriers) {
             if (std::none_of(found.begin(), found.end(),
                              [&](const scan_candidate &c) { return is(c, carrier); })) {
                 outcome.missed.push_back(describe(carrier));
             }
         }
         for (const scan_candidate &c : found) {
-            if (std::none_of(carriers.begin(), carriers.end(),
-                             [&](const sim::Transponder &carrier) { return is(c, carrier); })) {
+            if (std::none_of(
+                    carriers.begin(), carriers.end(),
+                    [&](const broadcast::Transponder &carrier) { return is(c, carrier); })) {
                 outcome.false_locks.push_back(std::to_string(c.frequency_khz) + " kHz, " +
                                               std::to_string(c.symbol_rate) + " ksym/s");
             }
@@ -163,7 +165,7 @@ TEST_F(BlindScanWorld, ds300x_that_swaps_i_and_q_finds_every_carrier_near_its_pl
 
 TEST_F(BlindScanWorld, oscillator_above_the_band_finds_every_carrier) {
     scenario.lnb = *sim::lnb_named("c-band");
-    for (sim::Transponder &carrier : scenario.satellites.front().transponders) {
+    for (broadcast::Transponder &carrier : scenario.satellites.front().transponders) {
         carrier.frequency_khz = 5'150'000 + 9'750'000 - carrier.frequency_khz;
     }
     std::vector<scan_candidate> found = scan(SCAN_ALGO_SWEEP, 1);
@@ -194,7 +196,7 @@ TEST_F(BlindScanWorld, spurious_peaks_lock_nothing) {
 
 TEST_F(BlindScanWorld, other_polarisation_leaks_without_being_locked) {
     scenario.cross_polarisation_db = 10;
-    for (sim::Transponder &carrier : scenario.satellites.front().transponders) {
+    for (broadcast::Transponder &carrier : scenario.satellites.front().transponders) {
         carrier.polarisation = Polarisation::horizontal;
     }
     std::vector<std::uint32_t> peaks;
@@ -207,7 +209,7 @@ TEST_F(BlindScanWorld, other_polarisation_leaks_without_being_locked) {
 
 TEST_F(BlindScanWorld, usual_leakage_does_not_show) {
     scenario.spurious_share = 0;
-    for (sim::Transponder &carrier : scenario.satellites.front().transponders) {
+    for (broadcast::Transponder &carrier : scenario.satellites.front().transponders) {
         carrier.polarisation = Polarisation::horizontal;
     }
     std::vector<std::uint32_t> peaks;

@@ -14,8 +14,8 @@
 
 namespace tests {
 
+using broadcast::Polarisation;
 using sim::Event;
-using sim::Polarisation;
 using testing::DoubleNear;
 using testing::Each;
 
@@ -24,8 +24,8 @@ namespace {
 // What a density so many decibels over the noise shows, the noise being there too.
 double with_noise_db(double db) { return 10 * std::log10(1 + std::pow(10, db / 10)); }
 
-sim::Transponder carrier(std::uint32_t mhz, Polarisation polarisation) {
-    sim::Transponder transponder = demo_transponder(10'800);
+broadcast::Transponder carrier(std::uint32_t mhz, Polarisation polarisation) {
+    broadcast::Transponder transponder = demo_transponder(10'800);
     transponder.frequency_khz = mhz * 1000;
     transponder.polarisation = polarisation;
     return transponder;
@@ -89,8 +89,8 @@ TEST_F(CableSpectrum, leakage_is_as_strong_as_the_scenario_says) {
 }
 
 TEST_F(CableSpectrum, carrier_is_a_raised_cosine_of_its_roll_off) {
-    sim::Transponder narrower = demo_transponder(11'100);
-    narrower.roll_off = sim::RollOff::r20;
+    broadcast::Transponder narrower = demo_transponder(11'100);
+    narrower.roll_off = broadcast::RollOff::r20;
     scenario.satellites = {{"two", {demo_transponder(10'900), narrower}}};
     select(false, false);
 

@@ -13,7 +13,7 @@ using testing::IsEmpty;
 class Diseqc : public ReceiverTest {
  protected:
     Diseqc() {
-        sim::Satellite second = demo_satellite();
+        broadcast::Satellite second = demo_satellite();
         second.name = "second";
         second.transponders.resize(1);
         second.transponders[0].frequency_khz = 10'850'000;
@@ -60,7 +60,7 @@ TEST_F(Diseqc, switch_follows_the_committed_command) {
 
 TEST_F(Diseqc, tune_reaches_the_satellite_behind_its_port) {
     start();
-    sim::Transponder transponder = demo_transponder(10'800);
+    broadcast::Transponder transponder = demo_transponder(10'800);
     transponder.frequency_khz = 10'850'000;
 
     tune(transponder, 2);

@@ -10,8 +10,8 @@
 
 namespace tests {
 
+using broadcast::Polarisation;
 using sim::Chip;
-using sim::Polarisation;
 using sim::Reason;
 
 struct Hardware {
@@ -30,7 +30,7 @@ class EveryReceiver : public ReceiverTest, public testing::WithParamInterface<Ha
 TEST_P(EveryReceiver, locks_every_carrier_of_the_satellite) {
     start();
 
-    for (const sim::Transponder &transponder : demo_satellite().transponders) {
+    for (const broadcast::Transponder &transponder : demo_satellite().transponders) {
         tune(transponder);
         EXPECT_TRUE(locks()) << describe(transponder) << ": " << receiver().verdict().text;
         EXPECT_EQ(receiver().verdict().carrier->frequency_khz, transponder.frequency_khz);
@@ -42,7 +42,7 @@ TEST_P(EveryReceiver, locks_every_carrier_of_the_satellite) {
 TEST_P(EveryReceiver, output_port_carries_the_payload_after_lock) {
     start();
 
-    for (const sim::Transponder &transponder : demo_satellite().transponders) {
+    for (const broadcast::Transponder &transponder : demo_satellite().transponders) {
         tune(transponder);
         ASSERT_TRUE(locks());
         const sim::TsOutput ts = receiver().verdict().ts;
@@ -53,7 +53,7 @@ TEST_P(EveryReceiver, output_port_carries_the_payload_after_lock) {
 
 TEST_P(EveryReceiver, automatic_request_finds_the_standard) {
     start();
-    const sim::Transponder transponder = demo_transponder(11'100);
+    const broadcast::Transponder transponder = demo_transponder(11'100);
 
     supply(true, false);
     tone(false, false);

@@ -6,13 +6,13 @@
 
 namespace tests {
 
-using sim::Polarisation;
+using broadcast::Polarisation;
 using sim::Reason;
 
 class Outdoor : public ReceiverTest {
  protected:
-    static sim::Transponder carrier(std::uint32_t mhz, Polarisation polarisation) {
-        sim::Transponder transponder = demo_transponder(10'800);
+    static broadcast::Transponder carrier(std::uint32_t mhz, Polarisation polarisation) {
+        broadcast::Transponder transponder = demo_transponder(10'800);
         transponder.frequency_khz = mhz * 1000;
         transponder.polarisation = polarisation;
         return transponder;
@@ -61,7 +61,7 @@ TEST_F(Outdoor, driver_finds_and_drives_the_supply_controller) {
     scenario.board.lnbh23 = true;
     start();
 
-    for (const sim::Transponder &transponder : demo_satellite().transponders) {
+    for (const broadcast::Transponder &transponder : demo_satellite().transponders) {
         tune(transponder);
         EXPECT_TRUE(locks()) << receiver().verdict().text;
     }
@@ -124,7 +124,7 @@ TEST_F(Outdoor, lnb_without_a_second_oscillator_ignores_the_tone) {
 
 TEST_F(Outdoor, lnb_that_ignores_the_tone_has_no_high_band) {
     scenario.lnb.ignores_tone = true;
-    const sim::Transponder high = carrier(12'000, Polarisation::vertical);
+    const broadcast::Transponder high = carrier(12'000, Polarisation::vertical);
     scenario.satellites = {{"s", {carrier(11'150, Polarisation::vertical), high}}};
     start();
 

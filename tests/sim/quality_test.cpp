@@ -11,13 +11,13 @@
 
 namespace tests {
 
-using sim::CodeRate;
-using sim::Modulation;
+using broadcast::CodeRate;
+using broadcast::Modulation;
 
 class Quality : public ReceiverTest {
  protected:
     // Lock the first carrier of a satellite that has only this one.
-    void lock(const sim::Transponder &transponder) {
+    void lock(const broadcast::Transponder &transponder) {
         scenario.satellites = {{"one", {transponder}}};
         start();
         tune(transponder);
@@ -72,7 +72,7 @@ TEST_F(Quality, symbol_rate_and_carrier_read_back) {
 }
 
 TEST_F(Quality, dvbs_reports_code_rate_and_inversion) {
-    sim::Transponder transponder = demo_transponder(10'800);
+    broadcast::Transponder transponder = demo_transponder(10'800);
     transponder.inverted = true;
     lock(transponder);
 
@@ -82,11 +82,11 @@ TEST_F(Quality, dvbs_reports_code_rate_and_inversion) {
 }
 
 TEST_F(Quality, dvbs2_reports_everything_of_the_frame_header) {
-    sim::Transponder transponder = demo_transponder(10'900);
+    broadcast::Transponder transponder = demo_transponder(10'900);
     transponder.modulation = Modulation::apsk16;
     transponder.code_rate = CodeRate::r8_9;
     transponder.pilots = true;
-    transponder.roll_off = sim::RollOff::r20;
+    transponder.roll_off = broadcast::RollOff::r20;
     lock(transponder);
 
     EXPECT_EQ(info().modulation, static_cast<std::uint32_t>(MODULATION_16APSK));
@@ -97,7 +97,7 @@ TEST_F(Quality, dvbs2_reports_everything_of_the_frame_header) {
 }
 
 struct Rate {
-    sim::System system;
+    broadcast::System system;
     CodeRate rate;
     std::uint32_t code;
 };
@@ -105,7 +105,7 @@ struct Rate {
 class CodeRates : public Quality, public testing::WithParamInterface<Rate> {};
 
 TEST_P(CodeRates, read_as_the_drivers_codes) {
-    sim::Transponder transponder = demo_transponder(10'800);
+    broadcast::Transponder transponder = demo_transponder(10'800);
     transponder.system = GetParam().system;
     transponder.code_rate = GetParam().rate;
     lock(transponder);
@@ -113,24 +113,24 @@ TEST_P(CodeRates, read_as_the_drivers_codes) {
     EXPECT_EQ(info().code_rate, GetParam().code);
 }
 
-INSTANTIATE_TEST_SUITE_P(all, CodeRates,
-                         testing::Values(Rate{sim::System::dvbs, CodeRate::r1_2, CODE_RATE_1_2},
-                                         Rate{sim::System::dvbs, CodeRate::r2_3, CODE_RATE_2_3},
-                                         Rate{sim::System::dvbs, CodeRate::r3_4, CODE_RATE_3_4},
-                                         Rate{sim::System::dvbs, CodeRate::r5_6, CODE_RATE_5_6},
-                                         Rate{sim::System::dvbs, CodeRate::r7_8, CODE_RATE_7_8},
-                                         Rate{sim::System::dvbs2, CodeRate::r1_4, CODE_RATE_1_4},
-                                         Rate{sim::System::dvbs2, CodeRate::r1_3, CODE_RATE_1_3},
-                                         Rate{sim::System::dvbs2, CodeRate::r2_5, CODE_RATE_2_5},
-                                         Rate{sim::System::dvbs2, CodeRate::r1_2, CODE_RATE_1_2},
-                                         Rate{sim::System::dvbs2, CodeRate::r3_5, CODE_RATE_3_5},
-                                         Rate{sim::System::dvbs2, CodeRate::r2_3, CODE_RATE_2_3},
-                                         Rate{sim::System::dvbs2, CodeRate::r3_4, CODE_RATE_3_4},
-                                         Rate{sim::System::dvbs2, CodeRate::r4_5, CODE_RATE_4_5},
-                                         Rate{sim::System::dvbs2, CodeRate::r5_6, CODE_RATE_5_6},
-                                         Rate{sim::System::dvbs2, CodeRate::r8_9, CODE_RATE_8_9},
-                                         Rate{sim::System::dvbs2, CodeRate::r9_10,
-                                              CODE_RATE_9_10}));
+INSTANTIATE_TEST_SUITE_P(
+    all, CodeRates,
+    testing::Values(Rate{broadcast::System::dvbs, CodeRate::r1_2, CODE_RATE_1_2},
+                    Rate{broadcast::System::dvbs, CodeRate::r2_3, CODE_RATE_2_3},
+                    Rate{broadcast::System::dvbs, CodeRate::r3_4, CODE_RATE_3_4},
+                    Rate{broadcast::System::dvbs, CodeRate::r5_6, CODE_RATE_5_6},
+                    Rate{broadcast::System::dvbs, CodeRate::r7_8, CODE_RATE_7_8},
+                    Rate{broadcast::System::dvbs2, CodeRate::r1_4, CODE_RATE_1_4},
+                    Rate{broadcast::System::dvbs2, CodeRate::r1_3, CODE_RATE_1_3},
+                    Rate{broadcast::System::dvbs2, CodeRate::r2_5, CODE_RATE_2_5},
+                    Rate{broadcast::System::dvbs2, CodeRate::r1_2, CODE_RATE_1_2},
+                    Rate{broadcast::System::dvbs2, CodeRate::r3_5, CODE_RATE_3_5},
+                    Rate{broadcast::System::dvbs2, CodeRate::r2_3, CODE_RATE_2_3},
+                    Rate{broadcast::System::dvbs2, CodeRate::r3_4, CODE_RATE_3_4},
+                    Rate{broadcast::System::dvbs2, CodeRate::r4_5, CODE_RATE_4_5},
+                    Rate{broadcast::System::dvbs2, CodeRate::r5_6, CODE_RATE_5_6},
+                    Rate{broadcast::System::dvbs2, CodeRate::r8_9, CODE_RATE_8_9},
+                    Rate{broadcast::System::dvbs2, CodeRate::r9_10, CODE_RATE_9_10}));
 
 TEST_F(Quality, dvbs_counts_bit_errors_in_windows) {
     scenario.cn_db = 7.4;  // 0.5 dB above the threshold of QPSK 3/4
@@ -168,7 +168,7 @@ TEST_F(Quality, signal_strength_falls_with_the_level) {
     start();
     std::vector<int> percentages;
     for (const double level_dbm : {-25.0, -35.0, -45.0, -55.0, -65.0}) {
-        sim::Transponder transponder = demo_transponder(10'800);
+        broadcast::Transponder transponder = demo_transponder(10'800);
         transponder.level_dbm = level_dbm;
         receiver().point_at({"one", {transponder}});
         tune(transponder);
@@ -191,7 +191,7 @@ class GainFigure : public Quality, public testing::WithParamInterface<std::uint8
 
 TEST_P(GainFigure, is_17_dbm_less_the_level) {
     scenario.board.tuner_identity = GetParam();
-    sim::Transponder transponder = demo_transponder(10'800);
+    broadcast::Transponder transponder = demo_transponder(10'800);
     transponder.level_dbm = -50;
     lock(transponder);
 

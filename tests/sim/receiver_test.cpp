@@ -17,16 +17,16 @@
 
 namespace tests {
 
-using sim::CodeRate;
-using sim::Modulation;
-using sim::Polarisation;
-using sim::System;
+using broadcast::CodeRate;
+using broadcast::Modulation;
+using broadcast::Polarisation;
+using broadcast::System;
 
 namespace {
 
-sim::Transponder carrier(std::uint32_t mhz, Polarisation polarisation, std::uint32_t ksps,
-                         System system, Modulation modulation, CodeRate rate) {
-    sim::Transponder transponder;
+broadcast::Transponder carrier(std::uint32_t mhz, Polarisation polarisation, std::uint32_t ksps,
+                               System system, Modulation modulation, CodeRate rate) {
+    broadcast::Transponder transponder;
     transponder.frequency_khz = mhz * 1000;
     transponder.polarisation = polarisation;
     transponder.symbol_rate = ksps * 1000;
@@ -36,26 +36,26 @@ sim::Transponder carrier(std::uint32_t mhz, Polarisation polarisation, std::uint
     return transponder;
 }
 
-bool volts_18_for(const sim::Transponder &transponder) {
+bool volts_18_for(const broadcast::Transponder &transponder) {
     return transponder.polarisation == Polarisation::horizontal ||
            transponder.polarisation == Polarisation::left;
 }
 
-bool high_band(const sim::Transponder &transponder) {
+bool high_band(const broadcast::Transponder &transponder) {
     return transponder.frequency_khz >= 11'700'000;
 }
 
-std::uint32_t if_mhz_of(const sim::Transponder &transponder) {
+std::uint32_t if_mhz_of(const broadcast::Transponder &transponder) {
     return (transponder.frequency_khz - (high_band(transponder) ? 10'600'000 : 9'750'000)) / 1000;
 }
 
-std::uint32_t standard_of(const sim::Transponder &transponder) {
+std::uint32_t standard_of(const broadcast::Transponder &transponder) {
     return transponder.system == System::dvbs2 ? STANDARD_DVBS2 : STANDARD_DVBS;
 }
 
 }  // namespace
 
-sim::Satellite demo_satellite() {
+broadcast::Satellite demo_satellite() {
     return {"demo",
             {carrier(10'800, Polarisation::horizontal, 22'000, System::dvbs, Modulation::qpsk,
                      CodeRate::r3_4),
@@ -71,10 +71,10 @@ sim::Satellite demo_satellite() {
                      CodeRate::r5_6)}};
 }
 
-sim::Transponder demo_transponder(std::uint32_t frequency_mhz) {
-    const sim::Satellite satellite = demo_satellite();
+broadcast::Transponder demo_transponder(std::uint32_t frequency_mhz) {
+    const broadcast::Satellite satellite = demo_satellite();
     const auto &rows = satellite.transponders;
-    return *std::find_if(rows.begin(), rows.end(), [=](const sim::Transponder &row) {
+    return *std::find_if(rows.begin(), rows.end(), [=](const broadcast::Transponder &row) {
         return row.frequency_khz == frequency_mhz * 1000;
     });
 }
@@ -127,7 +127,7 @@ void ReceiverTest::connect(std::uint32_t if_mhz, std::int32_t symbol_rate_ksps,
     EXPECT_EQ(ds3000_connect(if_mhz, symbol_rate_ksps, standard), 0);
 }
 
-void ReceiverTest::tune(const sim::Transponder &transponder, unsigned port) {
+void ReceiverTest::tune(const broadcast::Transponder &transponder, unsigned port) {
     const bool volts_18 = volts_18_for(transponder);
     supply(true, volts_18);
     if (port != 0) {
@@ -167,7 +167,7 @@ std::uint8_t ReceiverTest::peek(std::uint8_t reg) {
     return value;
 }
 
-void ReceiverTest::tune_with_register(const sim::Transponder &transponder, std::uint8_t reg,
+void ReceiverTest::tune_with_register(const broadcast::Transponder &transponder, std::uint8_t reg,
                                       std::uint8_t value) {
     tune(transponder);
     poke(0xB2, 0x01);

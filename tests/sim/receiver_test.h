@@ -17,8 +17,8 @@ namespace tests {
 // A satellite with one carrier of each kind, well apart from each other:
 //   10800 H DVB-S 22000 3/4, 10900 V DVB-S2 22000 8PSK 2/3, 11100 V DVB-S2 27500 QPSK 3/4,
 //   11300 V DVB-S 2000 2/3, 12000 H DVB-S2 30000 8PSK 3/4, 12200 V DVB-S 27500 5/6.
-sim::Satellite demo_satellite();
-sim::Transponder demo_transponder(std::uint32_t frequency_mhz);
+broadcast::Satellite demo_satellite();
+broadcast::Transponder demo_transponder(std::uint32_t frequency_mhz);
 
 // The simulated receiver with the real driver on its bus, which the test drives through the chip
 // layer as the plug-in does.
@@ -38,7 +38,7 @@ class ReceiverTest : public testing::Test {
 
     // Everything of a tune: supply, switch command, tone, connect. The quantities come from the
     // transponder and a universal LNB; the members below replace them.
-    void tune(const sim::Transponder &transponder, unsigned port = 0);
+    void tune(const broadcast::Transponder &transponder, unsigned port = 0);
     void supply(bool on, bool volts_18);
     void send(std::initializer_list<std::uint8_t> message);
     void tone(bool on, bool volts_18);
@@ -58,7 +58,7 @@ class ReceiverTest : public testing::Test {
 
     // Connect, but write a register before the micro-controller is let go: what a driver with that
     // mistake would do.
-    void tune_with_register(const sim::Transponder &transponder, std::uint8_t reg,
+    void tune_with_register(const broadcast::Transponder &transponder, std::uint8_t reg,
                             std::uint8_t value);
 
  private:
@@ -66,8 +66,8 @@ class ReceiverTest : public testing::Test {
     std::unique_ptr<sim::Receiver> receiver_;
 };
 
-MATCHER_P(HasReason, reason, std::string("is ") + sim::to_string(reason)) {
-    *result_listener << "which is " << sim::to_string(arg.reason) << ": " << arg.text;
+MATCHER_P(HasReason, reason, std::string("is ") + to_string(reason)) {
+    *result_listener << "which is " << to_string(arg.reason) << ": " << arg.text;
     return arg.reason == reason;
 }
 

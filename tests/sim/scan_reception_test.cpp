@@ -14,9 +14,9 @@
 
 namespace tests {
 
+using broadcast::System;
 using sim::Chip;
 using sim::Reason;
-using sim::System;
 
 class ScanReception : public ReceiverTest {
  protected:
@@ -136,8 +136,8 @@ TEST_F(ScanReception, bit_2_of_0x0c_keeps_to_the_carrier_nearby) {
 
 // A neighbour in the other standard is locked first, found too far away, and left alone.
 TEST_F(ScanReception, verification_is_not_caught_by_a_neighbour_of_the_other_standard) {
-    sim::Transponder narrow = demo_transponder(11'300);
-    sim::Transponder neighbour = narrow;
+    broadcast::Transponder narrow = demo_transponder(11'300);
+    broadcast::Transponder neighbour = narrow;
     neighbour.frequency_khz -= 3'000;
     neighbour.system = System::dvbs2;
     scenario.satellites = {{"two", {narrow, neighbour}}};

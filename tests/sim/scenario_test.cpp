@@ -15,7 +15,7 @@ using testing::HasSubstr;
 
 namespace {
 
-std::vector<sim::Transponder> no_table(const std::string &path) {
+std::vector<broadcast::Transponder> no_table(const std::string &path) {
     throw std::runtime_error("no table " + path);
 }
 
@@ -134,9 +134,9 @@ kind = "dead_supply"
     ASSERT_EQ(scenario.satellites.size(), 2U);
     EXPECT_TRUE(scenario.satellites[0].transponders.empty());
     ASSERT_EQ(scenario.satellites[1].transponders.size(), 1U);
-    const sim::Transponder &row = scenario.satellites[1].transponders[0];
+    const broadcast::Transponder &row = scenario.satellites[1].transponders[0];
     EXPECT_EQ(describe(row), "3800 L 30000 DVB-S2 8PSK 5/6");
-    EXPECT_EQ(row.roll_off, sim::RollOff::r25);
+    EXPECT_EQ(row.roll_off, broadcast::RollOff::r25);
     EXPECT_TRUE(row.pilots);
     EXPECT_TRUE(row.inverted);
     EXPECT_EQ(row.cn_db, 15);
@@ -203,7 +203,7 @@ TEST(ScenarioFile, absolute_table_paths_stay) {
     parse("[[satellite]]\nname = \"a\"\ntable = \"/usr/share/t\"\n",
           [&asked](const std::string &path) {
               asked = path;
-              return std::vector<sim::Transponder>{};
+              return std::vector<broadcast::Transponder>{};
           });
 
     EXPECT_EQ(asked, "/usr/share/t");

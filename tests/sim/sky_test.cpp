@@ -7,23 +7,24 @@
 
 namespace tests {
 
-using sim::CodeRate;
-using sim::Modulation;
-using sim::Polarisation;
+using broadcast::CodeRate;
+using broadcast::Modulation;
+using broadcast::Polarisation;
 using sim::Reception;
 using testing::HasSubstr;
 
 class Sky : public ReceiverTest {
  protected:
-    static sim::Transponder row(std::uint32_t khz, std::uint32_t ksps, const char *source = "") {
-        sim::Transponder transponder = demo_transponder(10'800);
+    static broadcast::Transponder row(std::uint32_t khz, std::uint32_t ksps,
+                                      const char *source = "") {
+        broadcast::Transponder transponder = demo_transponder(10'800);
         transponder.frequency_khz = khz;
         transponder.symbol_rate = ksps * 1000;
         transponder.source = source;
         return transponder;
     }
 
-    Reception reception_of(std::vector<sim::Transponder> rows, std::size_t which) {
+    Reception reception_of(std::vector<broadcast::Transponder> rows, std::size_t which) {
         receiver().point_at({"sky", rows});
         return receiver().reception(rows[which]);
     }
@@ -43,8 +44,8 @@ TEST_F(Sky, same_row_twice_is_the_same_carrier) {
 }
 
 TEST_F(Sky, later_row_in_an_earlier_ones_place_is_not_on_the_air) {
-    sim::Transponder other = row(10'801'000, 22'000, "t:9");
-    other.system = sim::System::dvbs2;
+    broadcast::Transponder other = row(10'801'000, 22'000, "t:9");
+    other.system = broadcast::System::dvbs2;
 
     const Reception reception = reception_of({row(10'800'000, 22'000, "t:3"), other}, 1);
 
@@ -58,7 +59,7 @@ TEST_F(Sky, narrow_row_within_a_wide_carrier_is_not_on_the_air) {
 }
 
 TEST_F(Sky, other_side_of_the_sky_is_not_in_the_way) {
-    sim::Transponder other = row(10'800'000, 22'000);
+    broadcast::Transponder other = row(10'800'000, 22'000);
     other.polarisation = Polarisation::vertical;
 
     EXPECT_TRUE(reception_of({row(10'800'000, 22'000), other}, 1).receivable());
@@ -79,7 +80,8 @@ TEST_F(Sky, neighbour_that_reaches_in_leaves_less_carrier_over_noise) {
 }
 
 TEST_F(Sky, driver_fails_on_what_cannot_be_received) {
-    const std::vector<sim::Transponder> rows{row(10'800'000, 20'000), row(10'816'000, 20'000)};
+    const std::vector<broadcast::Transponder> rows{row(10'800'000, 20'000),
+                                                   row(10'816'000, 20'000)};
     start();
     receiver().point_at({"sky", rows});
 
@@ -110,7 +112,7 @@ TEST_F(Sky, symbol_rates_have_the_chips_limits) {
 }
 
 TEST_F(Sky, carrier_below_its_threshold_cannot_be_received) {
-    sim::Transponder weak = row(10'800'000, 22'000);
+    broadcast::Transponder weak = row(10'800'000, 22'000);
     weak.cn_db = 6.8;
 
     const Reception reception = reception_of({weak}, 0);
@@ -120,7 +122,7 @@ TEST_F(Sky, carrier_below_its_threshold_cannot_be_received) {
 }
 
 TEST_F(Sky, rows_that_no_standard_knows_are_told_apart) {
-    sim::Transponder psk8 = row(10'800'000, 22'000);
+    broadcast::Transponder psk8 = row(10'800'000, 22'000);
     psk8.modulation = Modulation::psk8;
     psk8.code_rate = CodeRate::r2_3;
 
@@ -148,11 +150,12 @@ TEST_F(Sky, row_of_another_satellite_is_not_on_the_air) {
 }
 
 TEST_F(Sky, rate_that_a_table_leaves_open_is_the_usual_one) {
-    sim::Transponder open = row(10'800'000, 22'000);
+    broadcast::Transponder open = row(10'800'000, 22'000);
     open.code_rate.reset();
 
     EXPECT_NEAR(reception_of({open}, 0).threshold_db, 6.9, 0.05);
-    EXPECT_EQ(sim::usual_code_rate(sim::System::dvbs2, Modulation::psk8), CodeRate::r2_3);
+    EXPECT_EQ(broadcast::usual_code_rate(broadcast::System::dvbs2, Modulation::psk8),
+              CodeRate::r2_3);
 }
 
 TEST_F(Sky, narrow_carriers_are_weaker_at_the_same_power_density) {

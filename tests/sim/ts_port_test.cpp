@@ -10,13 +10,13 @@
 
 namespace tests {
 
+using broadcast::System;
 using sim::Chip;
-using sim::System;
 using sim::TsRegisters;
 
 namespace {
 
-const sim::Transponder carrier = demo_transponder(10'800);
+const broadcast::Transponder carrier = demo_transponder(10'800);
 
 }  // namespace
 
@@ -86,7 +86,7 @@ TEST_P(TsMode, carries_every_carrier_once_the_driver_has_adapted_the_clock) {
     start();
     ds3000_set_ts_mode(GetParam());
 
-    for (const sim::Transponder &transponder : demo_satellite().transponders) {
+    for (const broadcast::Transponder &transponder : demo_satellite().transponders) {
         tune(transponder);
         ASSERT_TRUE(locks()) << receiver().verdict().text;
         const sim::TsOutput ts = receiver().verdict().ts;

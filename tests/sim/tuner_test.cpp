@@ -84,9 +84,9 @@ class EveryFrequency : public ReceiverTest, public testing::WithParamInterface<s
 TEST_P(EveryFrequency, is_synthesised_where_the_driver_says) {
     scenario.board.tuner_identity = GetParam();
     scenario.lnb = {"none", 1'000'000, 0, 0, 0};
-    sim::Satellite satellite;
+    broadcast::Satellite satellite;
     for (std::uint32_t mhz = 950; mhz <= 2150; mhz += 40) {
-        sim::Transponder transponder = demo_transponder(10'800);
+        broadcast::Transponder transponder = demo_transponder(10'800);
         transponder.frequency_khz = (1'000 + mhz) * 1000;
         satellite.transponders.push_back(transponder);
     }
@@ -110,7 +110,7 @@ TEST_P(EveryFrequency, filter_lets_every_symbol_rate_through) {
 
     for (const std::uint32_t ksps :
          {1'000U, 3'000U, 4'999U, 5'000U, 12'000U, 22'000U, 30'000U, 44'999U, 45'000U}) {
-        sim::Transponder transponder = demo_transponder(10'800);
+        broadcast::Transponder transponder = demo_transponder(10'800);
         transponder.symbol_rate = ksps * 1000;
         receiver().point_at({"one", {transponder}});
         connect(1050, static_cast<std::int32_t>(ksps), STANDARD_DVBS);

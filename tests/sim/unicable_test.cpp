@@ -42,14 +42,14 @@ class Unicable : public ReceiverTest {
     // Tune a carrier of the demo satellite through a user band.
     void tune_through(std::uint8_t index, std::uint16_t bank, std::uint16_t centre_mhz,
                       std::uint32_t mhz) {
-        const sim::Transponder transponder = demo_transponder(mhz);
+        const broadcast::Transponder transponder = demo_transponder(mhz);
         ds3000_context.unicable_enabled = 1;
         ds3000_context.unicable_ub_index = index;
         ds3000_context.unicable_bank = bank;
         ds3000_context.unicable_ub_freq_mhz = centre_mhz;
         connect(mhz - (mhz >= 11'700 ? 10'600 : 9'750),
                 static_cast<std::int32_t>(transponder.symbol_rate / 1000),
-                transponder.system == sim::System::dvbs2 ? STANDARD_DVBS2 : STANDARD_DVBS);
+                transponder.system == broadcast::System::dvbs2 ? STANDARD_DVBS2 : STANDARD_DVBS);
     }
 
     std::string output;
@@ -145,9 +145,9 @@ TEST_P(UnicablePath, every_carrier_is_tuned_through_the_band) {
     start();
     supply(true, false);
 
-    for (const sim::Transponder &transponder : demo_satellite().transponders) {
+    for (const broadcast::Transponder &transponder : demo_satellite().transponders) {
         const std::uint32_t mhz = transponder.frequency_khz / 1000;
-        const bool horizontal = transponder.polarisation == sim::Polarisation::horizontal;
+        const bool horizontal = transponder.polarisation == broadcast::Polarisation::horizontal;
         tune_through(GetParam().index,
                      static_cast<std::uint16_t>((horizontal ? 2 : 0) + (mhz >= 11'700 ? 1 : 0)),
                      GetParam().centre_mhz, mhz);
@@ -255,7 +255,7 @@ TEST_F(Unicable, nothing_can_be_received_without_a_user_band) {
 
 TEST_F(Unicable, what_the_lnb_cannot_convert_is_out_of_range) {
     add_bands({1'211});
-    sim::Transponder low = demo_transponder(10'900);
+    broadcast::Transponder low = demo_transponder(10'900);
     low.frequency_khz = 10'699'999;
     receiver().point_at({"low", {low}});
 
@@ -275,7 +275,7 @@ TEST_F(Unicable, ends_of_the_range_can_be_received) {
           End{2'149, 2'150, 2'147}, End{950, 2'150, 2'150}, End{2'150, 950, 950}}) {
         add_bands({end.band_mhz});
         sim::Receiver world(scenario, clock());
-        sim::Transponder row = demo_transponder(10'900);
+        broadcast::Transponder row = demo_transponder(10'900);
         row.frequency_khz = (end.lnb_mhz < 1'950 ? 9'750'000 : 10'600'000) + end.lnb_mhz * 1'000;
         world.point_at({"end", {row}});
         const auto reception = world.reception(row);
@@ -288,7 +288,7 @@ TEST_F(Unicable, third_port_is_beyond_the_units_reach) {
     add_bands({1'211});
     scenario.satellites = {demo_satellite()};
     scenario.diseqc_switch = sim::Switch{{0, 0, 0}, false};
-    const sim::Transponder transponder = demo_transponder(10'900);
+    const broadcast::Transponder transponder = demo_transponder(10'900);
 
     EXPECT_TRUE(receiver().reception(transponder, 0).receivable());
     EXPECT_TRUE(receiver().reception(transponder, 1).receivable());

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "sim/transponder.h"
+#include "broadcast/transponder.h"
 
 #include <fmt/format.h>
 
 #include <array>
 #include <cctype>
 
-namespace sim {
+namespace broadcast {
 
 namespace {
 
@@ -99,4 +99,4 @@ std::optional<CodeRate> code_rate_named(const std::string &text) {
     return named<CodeRate>(code_rate_names, text);
 }
 
-}  // namespace sim
+}  // namespace broadcast

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-namespace sim {
+namespace broadcast {
 
 // Elementary functions with the same result, to the last bit, on every machine. They need nothing
 // but additions, multiplications and divisions, which IEEE 754 rounds in one way. The C library's
@@ -17,4 +17,4 @@ double decimal_logarithm(double number);
 // Power of a raised cosine: 1 at place 0, one half at 0.5, 0 at 1. Place 0 to 1.
 double raised_cosine(double place);
 
-}  // namespace sim
+}  // namespace broadcast

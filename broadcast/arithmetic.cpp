@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "sim/arithmetic.h"
+#include "broadcast/arithmetic.h"
 
 #include <cmath>
 #include <numbers>
 
 // The calls of the C library in this file are exact: floor, frexp, ldexp.
 
-namespace sim {
+namespace broadcast {
 
 namespace {
 
@@ -67,4 +67,4 @@ double decimal_logarithm(double number) {
 
 double raised_cosine(double place) { return (1 - sine(std::numbers::pi * (place - 0.5))) / 2; }
 
-}  // namespace sim
+}  // namespace broadcast

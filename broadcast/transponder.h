@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace sim {
+namespace broadcast {
 
 enum class System { dvbs, dvbs2 };
 
@@ -60,4 +60,4 @@ std::optional<Polarisation> polarisation_named(const std::string &text);
 std::optional<Modulation> modulation_named(const std::string &text);
 std::optional<CodeRate> code_rate_named(const std::string &text);
 
-}  // namespace sim
+}  // namespace broadcast

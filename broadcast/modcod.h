@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <optional>
 
-#include "sim/transponder.h"
+#include "broadcast/transponder.h"
 
-namespace sim {
+namespace broadcast {
 
 unsigned bits_per_symbol(Modulation modulation);
 double value_of(CodeRate rate);
@@ -30,4 +30,4 @@ double payload_bytes_per_s(const Transponder &transponder);
 double from_db(double db);
 double to_db(double ratio);
 
-}  // namespace sim
+}  // namespace broadcast

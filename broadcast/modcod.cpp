@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "sim/modcod.h"
+#include "broadcast/modcod.h"
 
 #include <array>
 
-#include "sim/arithmetic.h"
+#include "broadcast/arithmetic.h"
 
-namespace sim {
+namespace broadcast {
 
 namespace {
 
@@ -114,4 +114,4 @@ double payload_bytes_per_s(const Transponder &transponder) {
 double from_db(double db) { return power_of_ten(db / 10); }
 double to_db(double ratio) { return 10 * decimal_logarithm(ratio); }
 
-}  // namespace sim
+}  // namespace broadcast

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "sim/arithmetic.h"
+#include "broadcast/arithmetic.h"
 
 #include <gtest/gtest.h>
 
@@ -36,31 +36,31 @@ TEST(Arithmetic, powers_of_ten_agree_with_the_c_library) {
     for (int i = -3'000; i <= 3'000; ++i) {
         const double exponent = 0.1 * i;
         const double expected = std::pow(10.0, exponent);
-        EXPECT_NEAR(sim::power_of_ten(exponent) / expected, 1, tolerance) << exponent;
+        EXPECT_NEAR(broadcast::power_of_ten(exponent) / expected, 1, tolerance) << exponent;
     }
-    EXPECT_EQ(sim::power_of_ten(0), 1);
+    EXPECT_EQ(broadcast::power_of_ten(0), 1);
 }
 
 TEST(Arithmetic, logarithms_agree_with_the_c_library) {
     for (int i = -3'000; i <= 3'000; ++i) {
         const double number = std::pow(10.0, 0.1 * i);
         const double expected = std::log10(number);
-        EXPECT_NEAR(sim::decimal_logarithm(number), expected,
+        EXPECT_NEAR(broadcast::decimal_logarithm(number), expected,
                     tolerance * std::max(1.0, std::abs(expected)))
             << number;
     }
-    EXPECT_EQ(sim::decimal_logarithm(1), 0);
+    EXPECT_EQ(broadcast::decimal_logarithm(1), 0);
 }
 
 TEST(Arithmetic, raised_cosine_agrees_with_the_c_library) {
     for (int i = 0; i <= 1'000; ++i) {
         const double place = 0.001 * i;
-        EXPECT_NEAR(sim::raised_cosine(place), (1 + std::cos(std::numbers::pi * place)) / 2,
+        EXPECT_NEAR(broadcast::raised_cosine(place), (1 + std::cos(std::numbers::pi * place)) / 2,
                     tolerance)
             << place;
     }
-    EXPECT_EQ(sim::raised_cosine(0), 1);
-    EXPECT_EQ(sim::raised_cosine(0.5), 0.5);
+    EXPECT_EQ(broadcast::raised_cosine(0), 1);
+    EXPECT_EQ(broadcast::raised_cosine(0.5), 0.5);
 }
 
 // The digests come from x86-64.
@@ -69,9 +69,9 @@ TEST(Arithmetic, has_the_same_bits_on_every_target) {
     Digest logarithms;
     Digest cosines;
     for (int i = 1; i <= 10'000; ++i) {
-        powers.add(sim::power_of_ten(0.00321 * (i - 5'000)));
-        logarithms.add(sim::decimal_logarithm(0.00123 * i * i));
-        cosines.add(sim::raised_cosine(i / 10'000.0));
+        powers.add(broadcast::power_of_ten(0.00321 * (i - 5'000)));
+        logarithms.add(broadcast::decimal_logarithm(0.00123 * i * i));
+        cosines.add(broadcast::raised_cosine(i / 10'000.0));
     }
 
     EXPECT_EQ(powers.value(), 0xE2C2933C01CBD64DU);
