@@ -5,6 +5,8 @@
 #include <span>
 #include <string_view>
 
+#include "ds3000/hw/hdi.h"
+
 namespace board {
 
 // A board as the driver meets it: what the process's hdi_*, log_print and usleep come down to.

@@ -33,9 +33,9 @@ void HostBoard::attach(board::Board &board, const BoardOptions &options) {
     board::set_board(&trace_->board());
 }
 
-TraceHead HostBoard::trace_head(const BoardOptions &options) const {
-    TraceHead head;
-    head.add("format", std::to_string(TraceHead::format));
+trace::TraceHead HostBoard::trace_head(const BoardOptions &options) const {
+    trace::TraceHead head;
+    head.add("format", std::to_string(trace::TraceHead::format));
     head.add("program", "ds3000-ctl " DS3000_VERSION);
     head.add("command", options.command);
     head.add("board", options.uri);

@@ -58,7 +58,7 @@ class HostBoard {
     static void detach() { board::set_board(nullptr); }
 
  private:
-    [[nodiscard]] TraceHead trace_head(const BoardOptions &options) const;
+    [[nodiscard]] trace::TraceHead trace_head(const BoardOptions &options) const;
 
     std::unique_ptr<TraceWriter> trace_;
 };

@@ -9,7 +9,7 @@ cd "$root" || exit
 # shellcheck disable=SC2034 # for the scripts that source this file
 driver_folders=(ds3000)
 # shellcheck disable=SC2034
-source_folders=("${driver_folders[@]}" board broadcast sim host tests bench examples)
+source_folders=("${driver_folders[@]}" board broadcast sim trace host tests bench examples)
 
 fail() {
     printf '%s: %s\n' "${0##*/}" "$*" >&2

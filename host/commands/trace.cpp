@@ -10,8 +10,8 @@
 #include "host/trace/explain.h"
 #include "host/trace/export.h"
 #include "host/trace/replayed_board.h"
-#include "host/trace/trace_diff.h"
 #include "host/trace/trace_file.h"
+#include "trace/diff.h"
 
 namespace host {
 
@@ -30,7 +30,7 @@ void refuse_rows(const Program &program, std::string_view command) {
     }
 }
 
-Json json_of(const TraceHead &head) {
+Json json_of(const trace::TraceHead &head) {
     Json json = Json::object();
     for (const auto &[key, value] : head.entries()) {
         json[key] = value;
@@ -71,7 +71,7 @@ Json tagged(const char *schema, const Json &members) {
     return json;
 }
 
-void show_text(Output &output, const Trace &trace) {
+void show_text(Output &output, const trace::Trace &trace) {
     for (const auto &[key, value] : trace.head.entries()) {
         output.line(fmt::format("{:<10} {}", key, value));
     }
@@ -81,7 +81,7 @@ void show_text(Output &output, const Trace &trace) {
             thread = line.event.thread;
             output.line(fmt::format("---- {}", thread));
         }
-        const std::string text = fmt::format("{:<{}} {:<{}} {}", format_front(line.event),
+        const std::string text = fmt::format("{:<{}} {:<{}} {}", trace::format_front(line.event),
                                              front_width, line.text, event_width, line.meaning);
         output.line(text.substr(0, text.find_last_not_of(' ') + 1));
     }
@@ -95,7 +95,7 @@ void show_text(Output &output, const Trace &trace) {
     }
 }
 
-void show_lines(Output &output, const Trace &trace) {
+void show_lines(Output &output, const trace::Trace &trace) {
     output.json(tagged("ds3000.trace.head/1", {{"head", json_of(trace.head)}}));
     for (const Explanation &line : explain(trace)) {
         output.json(tagged("ds3000.trace.line/1", json_of(line)));
@@ -106,7 +106,7 @@ void show_lines(Output &output, const Trace &trace) {
 ExitStatus show(Program &program, const std::string &file) {
     program.honour_only("trace show", {});
     refuse_rows(program, "trace show");
-    const Trace trace = read_trace(file);
+    const trace::Trace trace = read_trace(file);
     Output output(program.options.format, program.options.output);
     if (output.format() == Format::text) {
         show_text(output, trace);
@@ -126,7 +126,7 @@ ExitStatus show(Program &program, const std::string &file) {
     return ExitStatus::done;
 }
 
-Json json_of(const Difference &difference, const Trace &trace) {
+Json json_of(const trace::Difference &difference, const trace::Trace &trace) {
     Json json;
     if (difference.index < trace.lines.size()) {
         json["line"] = trace.lines[difference.index];
@@ -145,7 +145,7 @@ Json json_of(const Difference &difference, const Trace &trace) {
     return json;
 }
 
-void write_report(Output &output, const std::string &file, const Trace &trace,
+void write_report(Output &output, const std::string &file, const trace::Trace &trace,
                   const ReplayReport &report, int session_status) {
     if (output.format() != Format::text) {
         Json json{{"schema", "ds3000.trace.replay/1"}, {"trace", file},
@@ -170,7 +170,7 @@ struct ReplayOptions {
     std::optional<std::string> command;
 };
 
-std::vector<std::string> words_to_replay(const ReplayOptions &options, const Trace &trace) {
+std::vector<std::string> words_to_replay(const ReplayOptions &options, const trace::Trace &trace) {
     const auto command = options.command ? options.command : trace.head.value("command");
     if (!command) {
         throw Failure(
@@ -211,7 +211,7 @@ int run_recorded(const Program &program, const std::string &file,
 ExitStatus replay(Program &program, const ReplayOptions &options) {
     program.honour_only("trace replay", {"plugin", "driver-log"});
     refuse_rows(program, "trace replay");
-    const Trace trace = read_trace(options.file);
+    const trace::Trace trace = read_trace(options.file);
     const auto words = words_to_replay(options, trace);
     Output output(program.options.format, program.options.output);
     const auto report = std::make_shared<ReplayReport>();
@@ -236,16 +236,17 @@ struct DiffOptions {
     bool with_time = false;
 };
 
-std::size_t line_at(const Trace &trace, std::size_t index) {
+std::size_t line_at(const trace::Trace &trace, std::size_t index) {
     return index < trace.lines.size() ? trace.lines[index] : trace.lines.back() + 1;
 }
 
-void write_hunk(Output &output, const Trace &a, const Trace &b, const DiffHunk &hunk) {
-    const auto write = [&output](char mark, const Trace &trace, std::size_t begin,
+void write_hunk(Output &output, const trace::Trace &a, const trace::Trace &b,
+                const trace::DiffHunk &hunk) {
+    const auto write = [&output](char mark, const trace::Trace &trace, std::size_t begin,
                                  std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
-            output.line(
-                fmt::format("{} {:>7}  {}", mark, trace.lines[i], format_event(trace.events[i])));
+            output.line(fmt::format("{} {:>7}  {}", mark, trace.lines[i],
+                                    trace::format_event(trace.events[i])));
         }
     };
     output.line(
@@ -256,11 +257,12 @@ void write_hunk(Output &output, const Trace &a, const Trace &b, const DiffHunk &
     write(' ', a, hunk.a_end, std::min(hunk.a_end + context_lines, a.events.size()));
 }
 
-Json json_of(const DiffHunk &hunk, const Trace &a, const Trace &b) {
-    const auto events = [](const Trace &trace, std::size_t begin, std::size_t end) {
+Json json_of(const trace::DiffHunk &hunk, const trace::Trace &a, const trace::Trace &b) {
+    const auto events = [](const trace::Trace &trace, std::size_t begin, std::size_t end) {
         Json list = Json::array();
         for (std::size_t i = begin; i < end; ++i) {
-            list.push_back({{"line", trace.lines[i]}, {"event", format_event(trace.events[i])}});
+            list.push_back(
+                {{"line", trace.lines[i]}, {"event", trace::format_event(trace.events[i])}});
         }
         return list;
     };
@@ -273,21 +275,22 @@ Json json_of(const DiffHunk &hunk, const Trace &a, const Trace &b) {
 ExitStatus diff(Program &program, const DiffOptions &options) {
     program.honour_only("trace diff", {});
     refuse_rows(program, "trace diff");
-    const Trace a = read_trace(options.a);
-    const Trace b = read_trace(options.b);
-    const std::vector<DiffHunk> hunks = differences(a.events, b.events, options.with_time);
+    const trace::Trace a = read_trace(options.a);
+    const trace::Trace b = read_trace(options.b);
+    const std::vector<trace::DiffHunk> hunks =
+        trace::differences(a.events, b.events, options.with_time);
     Output output(program.options.format, program.options.output);
     if (output.format() == Format::text) {
-        for (const DiffHunk &hunk : hunks) {
+        for (const trace::DiffHunk &hunk : hunks) {
             write_hunk(output, a, b, hunk);
         }
     } else if (output.format() == Format::jsonl) {
-        for (const DiffHunk &hunk : hunks) {
+        for (const trace::DiffHunk &hunk : hunks) {
             output.json(tagged("ds3000.trace.difference/1", json_of(hunk, a, b)));
         }
     } else {
         Json list = Json::array();
-        for (const DiffHunk &hunk : hunks) {
+        for (const trace::DiffHunk &hunk : hunks) {
             list.push_back(json_of(hunk, a, b));
         }
         output.json({{"schema", "ds3000.trace.diff/1"},
@@ -310,12 +313,12 @@ ExitStatus export_trace(Program &program, const ExportOptions &options) {
     if (program.options.format != Format::text) {
         throw Failure(ExitStatus::usage, "trace export has its form from --to, not --format");
     }
-    const Trace trace = read_trace(options.file);
+    const trace::Trace trace = read_trace(options.file);
     if (options.form == "jsonl") {
         Output output(Format::jsonl, program.options.output);
         output.json(tagged("ds3000.trace.head/1", {{"head", json_of(trace.head)}}));
-        for (const Event &event : trace.events) {
-            output.json(tagged("ds3000.trace.event/1", json_of(event)));
+        for (const trace::Event &event : trace.events) {
+            output.json(tagged("ds3000.trace.event/1", host::json_of(event)));
         }
         output.finish();
         return ExitStatus::done;

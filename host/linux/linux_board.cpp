@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "ds3000/hw/hdi.h"
-#include "host/trace/transcript.h"
+#include "trace/transcript.h"
 
 namespace host {
 
@@ -20,22 +20,22 @@ unsigned seven_bit(unsigned address) { return address >> 1U; }
 // Transfers that fail, in the transcript's terms.
 
 std::string failed_probe(unsigned address) {
-    return format_event({.kind = EventKind::check, .address = address});
+    return trace::format_event({.kind = trace::EventKind::check, .address = address});
 }
 
 std::string failed_write(unsigned address, std::span<const std::uint8_t> data, unsigned flags) {
-    Event event{.kind = EventKind::write, .address = address};
+    trace::Event event{.kind = trace::EventKind::write, .address = address};
     event.data.assign(data.begin(), data.end());
     event.flags = flags;
-    event.outcome = Outcome::nack;
-    return format_event(event);
+    event.outcome = trace::Outcome::nack;
+    return trace::format_event(event);
 }
 
 std::string failed_fetch(unsigned address, std::size_t length) {
-    Event event{.kind = EventKind::fetch, .address = address};
+    trace::Event event{.kind = trace::EventKind::fetch, .address = address};
     event.length = static_cast<unsigned>(length);
-    event.outcome = Outcome::nack;
-    return format_event(event);
+    event.outcome = trace::Outcome::nack;
+    return trace::format_event(event);
 }
 
 // A write left open and the read that follows it.
@@ -44,10 +44,10 @@ std::string failed_read(unsigned address, std::span<const std::uint8_t> sent, st
         return fmt::format("{}, {}", failed_write(address, sent, HDI_OPEN),
                            failed_fetch(address, length));
     }
-    Event event{.kind = EventKind::read, .address = address};
+    trace::Event event{.kind = trace::EventKind::read, .address = address};
     event.data.assign(sent.begin(), sent.end());
-    event.outcome = Outcome::nack;
-    return format_event(event);
+    event.outcome = trace::Outcome::nack;
+    return trace::format_event(event);
 }
 
 }  // namespace

@@ -13,7 +13,7 @@
 #include "ds3000/chip/ts2022_regs.h"
 #include "ds3000/chip/wiring.h"
 #include "host/diseqc/messages.h"
-#include "host/trace/register_names.h"
+#include "trace/register_names.h"
 
 namespace host {
 
@@ -50,30 +50,25 @@ struct RegisterAccess {
     unsigned device;
     std::uint8_t address;
     std::uint8_t value;
-    Access access;
+    trace::Access access;
 
     [[nodiscard]] bool writes(unsigned to, std::uint8_t reg) const {
-        return access == Access::write && device == to && address == reg;
+        return access == trace::Access::write && device == to && address == reg;
     }
     [[nodiscard]] bool reads(unsigned from, std::uint8_t reg) const {
-        return access == Access::read && device == from && address == reg;
+        return access == trace::Access::read && device == from && address == reg;
     }
 };
 
-std::optional<RegisterAccess> register_access(const Event &event) {
-    if (event.kind == EventKind::read && event.outcome == Outcome::ok) {
-        return RegisterAccess{event.address, event.data.front(), event.value, Access::read};
+std::optional<RegisterAccess> register_access(const trace::Event &event) {
+    if (event.kind == trace::EventKind::read && event.outcome == trace::Outcome::ok) {
+        return RegisterAccess{event.address, event.data.front(), event.value, trace::Access::read};
     }
-    if (event.kind == EventKind::write && event.data.size() == 2 &&
+    if (event.kind == trace::EventKind::write && event.data.size() == 2 &&
         event.address != LNBH23_ADDRESS) {
-        return RegisterAccess{event.address, event.data[0], event.data[1], Access::write};
+        return RegisterAccess{event.address, event.data[0], event.data[1], trace::Access::write};
     }
     return std::nullopt;
-}
-
-bool is_program_block(const Event &event) {
-    return event.kind == EventKind::write && event.address == DEMOD_ADDRESS &&
-           event.data.size() > 2 && event.data.front() == demod::mcu_port;
 }
 
 void add_words(std::string &text, const std::string &words) {
@@ -83,7 +78,7 @@ void add_words(std::string &text, const std::string &words) {
 // Walks along a trace with what the registers held so far.
 class Explainer {
  public:
-    explicit Explainer(const Trace &trace) : trace_(trace) {}
+    explicit Explainer(const trace::Trace &trace) : trace_(trace) {}
 
     std::vector<Explanation> all() {
         std::vector<Explanation> lines;
@@ -95,16 +90,16 @@ class Explainer {
 
  private:
     Explanation explain_next() {
-        const Event &event = trace_.events[next_];
+        const trace::Event &event = trace_.events[next_];
         Explanation line;
         line.line = trace_.lines[next_];
         line.event = event;
-        if (is_program_block(event)) {
+        if (trace::is_program_block(event)) {
             fold_firmware(line);
-        } else if (event.kind == EventKind::wait) {
+        } else if (event.kind == trace::EventKind::wait) {
             fold_waits(line);
         } else {
-            line.text = format_body(event);
+            line.text = trace::format_body(event);
             explain_event(line);
         }
         return line;
@@ -114,7 +109,7 @@ class Explainer {
     template <typename Belongs>
     void fold(Explanation &line, Belongs belongs) {
         const std::size_t first = next_;
-        const auto goes_on = [&](const Event &event) {
+        const auto goes_on = [&](const trace::Event &event) {
             return event.thread == line.event.thread && belongs(event);
         };
         while (next_ + 1 < trace_.events.size() && goes_on(trace_.events[next_ + 1])) {
@@ -125,13 +120,13 @@ class Explainer {
 
     void fold_firmware(Explanation &line) {
         const std::size_t first = next_;
-        fold(line, is_program_block);
+        fold(line, trace::is_program_block);
         std::vector<std::uint8_t> image;
         bool failed = false;
         for (std::size_t i = first; i <= next_; ++i) {
-            const Event &block = trace_.events[i];
+            const trace::Event &block = trace_.events[i];
             image.insert(image.end(), block.data.begin() + 1, block.data.end());
-            failed = failed || block.outcome != Outcome::ok;
+            failed = failed || block.outcome != trace::Outcome::ok;
         }
         line.text = fmt::format("write demod {:02X} ... ({} blocks)", demod::mcu_port, line.events);
         line.meaning = fmt::format("firmware download: {} bytes, CRC-32 {:08X}{}", image.size(),
@@ -142,7 +137,7 @@ class Explainer {
 
     void fold_waits(Explanation &line) {
         const std::size_t first = next_;
-        fold(line, [](const Event &event) { return event.kind == EventKind::wait; });
+        fold(line, [](const trace::Event &event) { return event.kind == trace::EventKind::wait; });
         std::uint64_t sum_us = 0;
         for (std::size_t i = first; i <= next_; ++i) {
             sum_us += trace_.events[i].wait_us;
@@ -156,28 +151,29 @@ class Explainer {
     }
 
     void explain_event(Explanation &line) {
-        const Event &event = line.event;
+        const trace::Event &event = line.event;
         if (const auto access = register_access(event); access) {
             explain_register(*access, line);
-        } else if (event.kind == EventKind::read) {
-            line.meaning = register_name(event.address, event.data.front(), Access::read);
-        } else if (event.kind == EventKind::write && event.address == LNBH23_ADDRESS &&
+        } else if (event.kind == trace::EventKind::read) {
+            line.meaning =
+                trace::register_name(event.address, event.data.front(), trace::Access::read);
+        } else if (event.kind == trace::EventKind::write && event.address == LNBH23_ADDRESS &&
                    event.data.size() == 1) {
             explain_lnbh23(event.data.front(), line);
-        } else if (event.kind == EventKind::check) {
+        } else if (event.kind == trace::EventKind::check) {
             line.meaning = event.value != 0 ? "answers" : "no answer";
-        } else if (event.kind == EventKind::gpio) {
+        } else if (event.kind == trace::EventKind::gpio) {
             explain_gpio(event, line);
         }
         explain_failure(line);
     }
 
     static void explain_failure(Explanation &line) {
-        if (line.event.outcome == Outcome::ok) {
+        if (line.event.outcome == trace::Outcome::ok) {
             return;
         }
-        const bool at_address = line.event.outcome == Outcome::nack_address;
-        add_words(line.meaning, line.event.kind == EventKind::bus_open ? "there is no bus"
+        const bool at_address = line.event.outcome == trace::Outcome::nack_address;
+        add_words(line.meaning, line.event.kind == trace::EventKind::bus_open ? "there is no bus"
                                 : at_address ? "FAILED in its register phase"
                                              : "FAILED");
     }
@@ -188,7 +184,7 @@ class Explainer {
                                                    : "LNB supply on, 13 V";
     }
 
-    static void explain_gpio(const Event &event, Explanation &line) {
+    static void explain_gpio(const trace::Event &event, Explanation &line) {
         if (event.line == GPIO_SUPPLY_ENABLE) {
             line.meaning = event.value != 0 ? "LNB supply on" : "LNB supply off";
         } else if (event.line == GPIO_SUPPLY_18V) {
@@ -197,9 +193,9 @@ class Explainer {
     }
 
     void explain_register(const RegisterAccess &access, Explanation &line) {
-        line.meaning = register_name(access.device, access.address, access.access);
+        line.meaning = trace::register_name(access.device, access.address, access.access);
         add_words(line.meaning,
-                  value_names(access.device, access.address, access.value, access.access));
+                  trace::value_names(access.device, access.address, access.value, access.access));
         if (access.device == DEMOD_ADDRESS) {
             explain_demod(access, line);
             demod_[access.address] = access.value;
@@ -232,7 +228,7 @@ class Explainer {
     void explain_diseqc(const RegisterAccess &access, Explanation &line) {
         const unsigned place = access.address - unsigned{demod::diseqc_data};
         if (access.address >= demod::diseqc_data && place < longest_diseqc_message) {
-            const bool reply = access.access == Access::read;
+            const bool reply = access.access == trace::Access::read;
             line.meaning = fmt::format("DiSEqC {} byte {}", reply ? "reply" : "message", place + 1);
             if (reply) {
                 reply_.resize(place);
@@ -292,7 +288,7 @@ class Explainer {
         line.facts[name] = rounded;
     }
 
-    const Trace &trace_;
+    const trace::Trace &trace_;
     std::size_t next_ = 0;
     std::array<std::uint8_t, 256> demod_{};
     std::array<std::uint8_t, 256> tuner_{};
@@ -300,25 +296,26 @@ class Explainer {
     std::vector<std::uint8_t> reply_;
 };
 
-bool is_transfer(const Event &event) {
-    return event.kind == EventKind::write || event.kind == EventKind::read ||
-           event.kind == EventKind::fetch || event.kind == EventKind::check;
+bool is_transfer(const trace::Event &event) {
+    return event.kind == trace::EventKind::write || event.kind == trace::EventKind::read ||
+           event.kind == trace::EventKind::fetch || event.kind == trace::EventKind::check;
 }
 
 }  // namespace
 
-std::vector<Explanation> explain(const Trace &trace) { return Explainer(trace).all(); }
+std::vector<Explanation> explain(const trace::Trace &trace) { return Explainer(trace).all(); }
 
-TraceTotals totals_of(const Trace &trace) {
+TraceTotals totals_of(const trace::Trace &trace) {
     TraceTotals totals;
     totals.events = trace.events.size();
     std::optional<std::uint64_t> begin_us;
-    for (const Event &event : trace.events) {
+    for (const trace::Event &event : trace.events) {
         totals.transfers += is_transfer(event) ? 1 : 0;
-        totals.failed += is_transfer(event) && event.outcome != Outcome::ok ? 1 : 0;
+        totals.failed += is_transfer(event) && event.outcome != trace::Outcome::ok ? 1 : 0;
         totals.bytes += is_transfer(event) ? event.data.size() : 0;
-        totals.bytes += event.kind == EventKind::read && event.outcome == Outcome::ok ? 1 : 0;
-        if (event.kind == EventKind::wait) {
+        totals.bytes +=
+            event.kind == trace::EventKind::read && event.outcome == trace::Outcome::ok ? 1 : 0;
+        if (event.kind == trace::EventKind::wait) {
             totals.waits_us[event.thread] += event.wait_us;
         }
         if (event.time_us) {

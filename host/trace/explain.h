@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "host/output.h"
-#include "host/trace/transcript.h"
+#include "trace/transcript.h"
 
 namespace host {
 
@@ -17,7 +17,7 @@ namespace host {
 struct Explanation {
     std::size_t line = 0;  // of the first event, in the file
     std::size_t events = 1;
-    Event event;                  // the first
+    trace::Event event;           // the first
     std::string text;             // the event, or what the line stands for
     std::string meaning;          // in words; empty where nothing is known
     Json facts = Json::object();  // the meaning's figures, for programs
@@ -34,8 +34,8 @@ struct TraceTotals {
 
 // Explain every event by what is known of the chips: names from the register headers, what the
 // values of several registers come to together, messages on the cable.
-std::vector<Explanation> explain(const Trace &trace);
+std::vector<Explanation> explain(const trace::Trace &trace);
 
-TraceTotals totals_of(const Trace &trace);
+TraceTotals totals_of(const trace::Trace &trace);
 
 }  // namespace host

@@ -20,7 +20,7 @@ std::string bytes_of(const std::vector<std::uint8_t> &bytes, std::string_view fr
     return text;
 }
 
-std::string write_part(const Event &event) {
+std::string write_part(const trace::Event &event) {
     return fmt::format("w{}@0x{:02x} {}", event.data.size(), event.address >> 1U,
                        bytes_of(event.data, "0x"));
 }
@@ -30,24 +30,24 @@ std::string command(const std::string &parts, const std::string &answer) {
                        answer.empty() ? "" : "  # recorded: " + answer);
 }
 
-std::string outcome_text(const Event &event) {
+std::string outcome_text(const trace::Event &event) {
     switch (event.outcome) {
-        case Outcome::nack:
+        case trace::Outcome::nack:
             return "nack";
-        case Outcome::nack_address:
+        case trace::Outcome::nack_address:
             return "nack address";
         default:
             return "";
     }
 }
 
-std::string fetched(const Event &event) {
-    return event.outcome == Outcome::ok ? bytes_of(event.data, "0x") : outcome_text(event);
+std::string fetched(const trace::Event &event) {
+    return event.outcome == trace::Outcome::ok ? bytes_of(event.data, "0x") : outcome_text(event);
 }
 
 class ScriptWriter {
  public:
-    void event(const Event &event) {
+    void event(const trace::Event &event) {
         if (open_ && continues(event)) {
             lines.push_back(
                 command(fmt::format("{} r{}", write_part(*open_), event.length), fetched(event)));
@@ -56,33 +56,33 @@ class ScriptWriter {
         }
         close_open();
         switch (event.kind) {
-            case EventKind::write:
+            case trace::EventKind::write:
                 write(event);
                 break;
-            case EventKind::read:
+            case trace::EventKind::read:
                 lines.push_back(
-                    command(write_part(event) + " r1", event.outcome == Outcome::ok
+                    command(write_part(event) + " r1", event.outcome == trace::Outcome::ok
                                                            ? fmt::format("0x{:02X}", event.value)
                                                            : outcome_text(event)));
                 break;
-            case EventKind::fetch:
+            case trace::EventKind::fetch:
                 lines.push_back(
                     command(fmt::format("r{}@0x{:02x}", event.length, event.address >> 1U),
                             fetched(event)));
                 break;
-            case EventKind::wait:
+            case trace::EventKind::wait:
                 lines.push_back(fmt::format("sleep {}.{:06}", event.wait_us / 1'000'000U,
                                             event.wait_us % 1'000'000U));
                 break;
             default:
-                lines.push_back("# " + format_body(event));
+                lines.push_back("# " + trace::format_body(event));
         }
     }
 
     // A write that was left open, and that no read followed.
     void close_open() {
         if (open_) {
-            lines.push_back("# " + format_body(*open_));
+            lines.push_back("# " + trace::format_body(*open_));
             open_.reset();
         }
     }
@@ -90,87 +90,88 @@ class ScriptWriter {
     std::vector<std::string> lines;
 
  private:
-    [[nodiscard]] bool continues(const Event &event) const {
-        return event.kind == EventKind::fetch && event.address == open_->address;
+    [[nodiscard]] bool continues(const trace::Event &event) const {
+        return event.kind == trace::EventKind::fetch && event.address == open_->address;
     }
 
-    void write(const Event &event) {
+    void write(const trace::Event &event) {
         if (event.flags == HDI_OPEN) {
             open_ = event;
         } else if (event.data.empty()) {
-            lines.push_back("# " + format_body(event));
+            lines.push_back("# " + trace::format_body(event));
         } else {
             lines.push_back(command(write_part(event), outcome_text(event)));
         }
     }
 
-    std::optional<Event> open_;
+    std::optional<trace::Event> open_;
 };
 
-const char *kind_name(EventKind kind) {
+const char *kind_name(trace::EventKind kind) {
     switch (kind) {
-        case EventKind::bus_open:
+        case trace::EventKind::bus_open:
             return "bus_open";
-        case EventKind::bus_close:
+        case trace::EventKind::bus_close:
             return "bus_close";
-        case EventKind::check:
+        case trace::EventKind::check:
             return "check";
-        case EventKind::write:
+        case trace::EventKind::write:
             return "write";
-        case EventKind::read:
+        case trace::EventKind::read:
             return "read";
-        case EventKind::fetch:
+        case trace::EventKind::fetch:
             return "fetch";
-        case EventKind::gpio:
+        case trace::EventKind::gpio:
             return "gpio";
-        case EventKind::wait:
+        case trace::EventKind::wait:
             return "wait";
-        case EventKind::log:
+        case trace::EventKind::log:
             return "log";
-        case EventKind::message:
+        case trace::EventKind::message:
             return "message";
     }
     return "";
 }
 
 // What the event asks for and what came of it.
-void add_transfer(const Event &event, Json &json) {
-    json["device"] = device_name(event.address);
-    if (event.kind == EventKind::check) {
+void add_transfer(const trace::Event &event, Json &json) {
+    json["device"] = trace::device_name(event.address);
+    if (event.kind == trace::EventKind::check) {
         json["answers"] = event.value != 0;
         return;
     }
-    if (event.kind == EventKind::read) {
+    if (event.kind == trace::EventKind::read) {
         json["register"] = event.data.front();
     } else {
         json["flags"] = event.flags;
     }
-    if (event.kind == EventKind::fetch) {
+    if (event.kind == trace::EventKind::fetch) {
         json["length"] = event.length;
     }
-    json["outcome"] = event.outcome == Outcome::ok ? "ok" : outcome_text(event);
-    if (event.kind == EventKind::write) {
+    json["outcome"] = event.outcome == trace::Outcome::ok ? "ok" : outcome_text(event);
+    if (event.kind == trace::EventKind::write) {
         json["bytes"] = event.data;
-    } else if (event.outcome == Outcome::ok) {
-        json["bytes"] =
-            event.kind == EventKind::read ? std::vector<std::uint8_t>{event.value} : event.data;
+    } else if (event.outcome == trace::Outcome::ok) {
+        json["bytes"] = event.kind == trace::EventKind::read
+                            ? std::vector<std::uint8_t>{event.value}
+                            : event.data;
     }
 }
 
 }  // namespace
 
-std::vector<std::string> i2ctransfer_script(const Trace &trace, const std::string &name) {
+std::vector<std::string> i2ctransfer_script(const trace::Trace &trace, const std::string &name) {
     ScriptWriter writer;
     writer.lines = {"#!/bin/sh", "# The transfers of " + name + ". The number of the bus: $1.",
                     "BUS=${1:?the number of the I2C bus}"};
-    for (const Event &event : trace.events) {
+    for (const trace::Event &event : trace.events) {
         writer.event(event);
     }
     writer.close_open();
     return std::move(writer.lines);
 }
 
-Json json_of(const Event &event) {
+Json json_of(const trace::Event &event) {
     Json json;
     if (event.time_us) {
         json["time_us"] = *event.time_us;
@@ -180,21 +181,21 @@ Json json_of(const Event &event) {
     }
     json["event"] = kind_name(event.kind);
     switch (event.kind) {
-        case EventKind::bus_open:
-            json["outcome"] = event.outcome == Outcome::ok ? "ok" : "fail";
+        case trace::EventKind::bus_open:
+            json["outcome"] = event.outcome == trace::Outcome::ok ? "ok" : "fail";
             break;
-        case EventKind::gpio:
+        case trace::EventKind::gpio:
             json["line"] = event.line;
             json["level"] = event.value;
             break;
-        case EventKind::wait:
+        case trace::EventKind::wait:
             json["wait_us"] = event.wait_us;
             break;
-        case EventKind::log:
-        case EventKind::message:
+        case trace::EventKind::log:
+        case trace::EventKind::message:
             json["text"] = event.text;
             break;
-        case EventKind::bus_close:
+        case trace::EventKind::bus_close:
             break;
         default:
             add_transfer(event, json);

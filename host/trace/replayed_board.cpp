@@ -58,7 +58,7 @@ class ReplayedBoard final : public HostBoard {
     ~ReplayedBoard() override {
         detach();
         if (!finished_) {
-            const std::optional<Difference> difference = take_difference();
+            const std::optional<trace::Difference> difference = take_difference();
             if (difference && !report_) {
                 console_.error(difference_text(*difference, trace_, file_of(uri_)));
             }
@@ -103,7 +103,7 @@ class ReplayedBoard final : public HostBoard {
 
     void finish() override {
         finished_ = true;
-        const std::optional<Difference> difference = take_difference();
+        const std::optional<trace::Difference> difference = take_difference();
         HostBoard::finish();
         if (difference && !report_) {
             throw Failure(ExitStatus::differs, difference_text(*difference, trace_, file_of(uri_)));
@@ -111,9 +111,9 @@ class ReplayedBoard final : public HostBoard {
     }
 
  private:
-    std::optional<Difference> take_difference() {
-        Player &player = board_.player();
-        const std::optional<Difference> &difference = player.first_difference();
+    std::optional<trace::Difference> take_difference() {
+        trace::Player &player = board_.player();
+        const std::optional<trace::Difference> &difference = player.first_difference();
         if (report_) {
             *report_ = {trace_.events.size(), player.played(), player.other_firmware(), difference};
         }
@@ -123,16 +123,16 @@ class ReplayedBoard final : public HostBoard {
     std::string uri_;
     Console &console_;
     std::shared_ptr<ReplayReport> report_;
-    Trace trace_;
+    trace::Trace trace_;
     board::VirtualClock clock_;
-    ReplayBoard board_;
+    trace::ReplayBoard board_;
     StandardErrorCapture::Listener listener_;
     bool finished_ = false;
 };
 
 }  // namespace
 
-std::string difference_text(const Difference &difference, const Trace &trace,
+std::string difference_text(const trace::Difference &difference, const trace::Trace &trace,
                             const std::string &file) {
     const auto number_of = [&trace](std::size_t index) {
         return index < trace.lines.size() ? trace.lines[index] : trace.lines.back() + 1;

@@ -8,8 +8,8 @@
 #include "host/board_options.h"
 #include "host/console.h"
 #include "host/host_board.h"
-#include "host/trace/replay_board.h"
-#include "host/trace/transcript.h"
+#include "trace/replay_board.h"
+#include "trace/transcript.h"
 
 namespace host {
 
@@ -18,11 +18,11 @@ struct ReplayReport {
     std::size_t events = 0;
     std::size_t played = 0;
     bool other_firmware = false;
-    std::optional<Difference> difference;
+    std::optional<trace::Difference> difference;
 };
 
 // A difference as a person reads it: the recording's lines around it, and what the driver did.
-std::string difference_text(const Difference &difference, const Trace &trace,
+std::string difference_text(const trace::Difference &difference, const trace::Trace &trace,
                             const std::string &file);
 
 // Whether a board's URI names a recording.

@@ -53,10 +53,10 @@ std::string contents(const std::string &file) {
 
 }  // namespace
 
-Trace read_trace(const std::string &file) {
-    Trace trace;
+trace::Trace read_trace(const std::string &file) {
+    trace::Trace trace;
     try {
-        trace = parse_trace(contents(file), file);
+        trace = trace::parse_trace(contents(file), file);
     } catch (const std::invalid_argument &problem) {
         throw Failure(ExitStatus::bad_input, problem.what());
     }

@@ -3,12 +3,12 @@
 
 #include <string>
 
-#include "host/trace/transcript.h"
+#include "trace/transcript.h"
 
 namespace host {
 
 // Read a trace. Throws Failure (bad_input) saying what is wrong, with the file's name and the
 // line's number.
-Trace read_trace(const std::string &file);
+trace::Trace read_trace(const std::string &file);
 
 }  // namespace host

@@ -7,23 +7,25 @@
 #include <cstring>
 
 #include "host/failure.h"
-#include "host/trace/message_text.h"
+#include "trace/message_text.h"
 
 namespace host {
 
-TraceWriter::TraceWriter(board::Board &board, const std::string &file, const TraceHead &head)
+TraceWriter::TraceWriter(board::Board &board, const std::string &file, const trace::TraceHead &head)
     : name_(file),
       file_(std::fopen(file.c_str(), "we")),
       recorder_(
-          board, [this](const Event &event) { write(format_event(event) + "\n"); }, true),
-      listener_([this](std::string_view line) { recorder_.message(without_addresses(line)); }) {
+          board, [this](const trace::Event &event) { write(trace::format_event(event) + "\n"); },
+          true),
+      listener_(
+          [this](std::string_view line) { recorder_.message(trace::without_addresses(line)); }) {
     if (!file_) {
         fail("cannot be written", errno);
     }
     // Whole lines reach the file at once: they are most wanted when the process dies.
     std::setvbuf(file_.get(), nullptr, _IOLBF, BUFSIZ);
     recorder_.before_each_event(StandardErrorCapture::hand_over);
-    write(format_head(head));
+    write(trace::format_head(head));
 }
 
 // The driver is in between: what fails here is for finish() to say.

@@ -7,8 +7,8 @@
 
 #include "board/board.h"
 #include "host/stderr_capture.h"
-#include "host/trace/recorder.h"
-#include "host/trace/transcript.h"
+#include "trace/recorder.h"
+#include "trace/transcript.h"
 
 namespace host {
 
@@ -17,7 +17,7 @@ namespace host {
 class TraceWriter {
  public:
     // Throws Failure (internal_error) for a file that cannot be written.
-    TraceWriter(board::Board &board, const std::string &file, const TraceHead &head);
+    TraceWriter(board::Board &board, const std::string &file, const trace::TraceHead &head);
 
     // The board to attach instead of the one that is recorded.
     [[nodiscard]] board::Board &board() { return recorder_; }
@@ -37,7 +37,7 @@ class TraceWriter {
     std::string name_;
     std::unique_ptr<std::FILE, Close> file_;
     int error_ = 0;  // of the first write that failed
-    Recorder recorder_;
+    trace::Recorder recorder_;
     StandardErrorCapture::Listener listener_;
 };
 

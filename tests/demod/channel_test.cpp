@@ -7,7 +7,7 @@
 
 #include "ds3000/hw/hdi.h"
 #include "ds3000/hw/register_access.h"
-#include "host/trace/transcript.h"
+#include "trace/transcript.h"
 
 namespace tests {
 
@@ -121,13 +121,13 @@ std::string lines_between(const std::string &transcript, std::string_view first,
 std::string blocks_of(const std::uint8_t *image, int count) {
     std::string lines;
     for (int block = 0; block < count; ++block) {
-        host::Event event;
-        event.kind = host::EventKind::write;
+        trace::Event event;
+        event.kind = trace::EventKind::write;
         event.address = DEMOD_ADDRESS;
         event.data = {0xB0};
         const std::uint8_t *bytes = image + std::ptrdiff_t{block} * FIRMWARE_CHUNK;
         event.data.insert(event.data.end(), bytes, bytes + FIRMWARE_CHUNK);
-        lines += (block == 0 ? "" : "\n") + host::format_event(event);
+        lines += (block == 0 ? "" : "\n") + trace::format_event(event);
     }
     return lines;
 }

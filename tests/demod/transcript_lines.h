@@ -5,7 +5,7 @@
 #include <string>
 
 #include "ds3000/chip/wiring.h"
-#include "host/trace/transcript.h"
+#include "trace/transcript.h"
 
 namespace tests {
 
@@ -13,20 +13,20 @@ namespace tests {
 // out as text.
 
 inline std::string write_line(unsigned reg, unsigned value) {
-    host::Event event;
-    event.kind = host::EventKind::write;
+    trace::Event event;
+    event.kind = trace::EventKind::write;
     event.address = DEMOD_ADDRESS;
     event.data = {static_cast<std::uint8_t>(reg), static_cast<std::uint8_t>(value)};
-    return host::format_event(event) + '\n';
+    return trace::format_event(event) + '\n';
 }
 
 inline std::string read_line(unsigned reg, unsigned value) {
-    host::Event event;
-    event.kind = host::EventKind::read;
+    trace::Event event;
+    event.kind = trace::EventKind::read;
     event.address = DEMOD_ADDRESS;
     event.data = {static_cast<std::uint8_t>(reg)};
     event.value = static_cast<std::uint8_t>(value);
-    return host::format_event(event) + '\n';
+    return trace::format_event(event) + '\n';
 }
 
 // A 16-bit value in two registers, low byte first.

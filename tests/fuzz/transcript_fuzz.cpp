@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/trace/transcript.h"
+#include "trace/transcript.h"
 
 namespace {
 
@@ -22,12 +22,12 @@ void require(bool holds, const std::string &what) {
     }
 }
 
-void check(const host::Trace &trace) {
-    std::string text = host::format_head(trace.head);
-    for (const host::Event &event : trace.events) {
-        text += host::format_event(event) + "\n";
+void check(const trace::Trace &trace) {
+    std::string text = trace::format_head(trace.head);
+    for (const trace::Event &event : trace.events) {
+        text += trace::format_event(event) + "\n";
     }
-    const host::Trace again = host::parse_trace(text);
+    const trace::Trace again = trace::parse_trace(text);
     require(again.events == trace.events, "the events read differently again:\n" + text);
     require(again.head.entries() == trace.head.entries(), "so does the head:\n" + text);
     require(trace.lines.size() == trace.events.size(), "an event without its line");
@@ -39,9 +39,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     // The bytes are text for the parser.
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast)
     const std::string_view text(reinterpret_cast<const char *>(data), size);
-    host::Trace trace;
+    trace::Trace trace;
     try {
-        trace = host::parse_trace(text, "fuzz");
+        trace = trace::parse_trace(text, "fuzz");
     } catch (const std::invalid_argument &problem) {
         require(std::string_view(problem.what()).starts_with("fuzz:"), problem.what());
         return 0;

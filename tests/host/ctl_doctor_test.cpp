@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "host/trace/transcript.h"
 #include "tests/host/ctl_run.h"
+#include "trace/transcript.h"
 
 namespace tests {
 namespace {
@@ -392,16 +392,16 @@ TEST_F(CtlDoctor, leaves_a_whole_trace_and_the_supply_off) {
     ASSERT_EQ(ctl("doctor --trace healthy.txt").status, 0);
     ASSERT_EQ(ctl("doctor --trace dead.txt --board sim:" + symptoms + "/no-chip.toml").status, 4);
 
-    const auto events = host::parse_transcript(read_file("healthy.txt"), "healthy.txt");
-    EXPECT_EQ(events.back().kind, host::EventKind::bus_close);
+    const auto events = trace::parse_transcript(read_file("healthy.txt"), "healthy.txt");
+    EXPECT_EQ(events.back().kind, trace::EventKind::bus_close);
     const auto supply = std::find_if(events.rbegin(), events.rend(), [](const auto &event) {
-        return event.kind == host::EventKind::gpio && event.line == 6;
+        return event.kind == trace::EventKind::gpio && event.line == 6;
     });
     ASSERT_NE(supply, events.rend());
     EXPECT_EQ(supply->value, 0);
-    const auto dead = host::parse_transcript(read_file("dead.txt"), "dead.txt");
+    const auto dead = trace::parse_transcript(read_file("dead.txt"), "dead.txt");
     ASSERT_FALSE(dead.empty());
-    EXPECT_EQ(dead.back().kind, host::EventKind::bus_close);
+    EXPECT_EQ(dead.back().kind, trace::EventKind::bus_close);
 }
 
 }  // namespace

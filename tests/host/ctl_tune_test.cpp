@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "host/trace/transcript.h"
 #include "tests/host/ctl_run.h"
+#include "trace/transcript.h"
 
 namespace tests {
 namespace {
@@ -110,10 +110,10 @@ TEST_F(CtlTune, obeys_a_scenario_and_its_lnb) {
 TEST_F(CtlTune, leaves_a_trace_that_can_be_read_again) {
     ASSERT_EQ(ctl(by_numbers + " --trace trace.txt").status, 0);
 
-    const auto events = host::parse_transcript(read_file("trace.txt"), "trace.txt");
+    const auto events = trace::parse_transcript(read_file("trace.txt"), "trace.txt");
 
     ASSERT_GT(events.size(), 500U);
-    EXPECT_EQ(events.back().kind, host::EventKind::bus_close);
+    EXPECT_EQ(events.back().kind, trace::EventKind::bus_close);
     EXPECT_TRUE(std::is_sorted(events.begin(), events.end(), [](const auto &a, const auto &b) {
         return a.time_us.value() < b.time_us.value();
     }));
@@ -124,7 +124,7 @@ TEST_F(CtlTune, leaves_a_trace_that_can_be_read_again) {
     EXPECT_TRUE(made_by("main"));
     EXPECT_TRUE(made_by("thread1"));
     const auto supply_off = std::find_if(events.rbegin(), events.rend(), [](const auto &event) {
-        return event.kind == host::EventKind::gpio && event.line == 6;
+        return event.kind == trace::EventKind::gpio && event.line == 6;
     });
     ASSERT_NE(supply_off, events.rend());
     EXPECT_EQ(supply_off->value, 0) << "the LNB supply is off at exit";

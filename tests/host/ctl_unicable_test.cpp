@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <map>
 
-#include "host/trace/transcript.h"
 #include "tests/host/ctl_run.h"
+#include "trace/transcript.h"
 
 namespace tests {
 namespace {
@@ -362,10 +362,10 @@ TEST_F(CtlUnicable, commands_go_out_at_18_volts_and_the_cable_rests_at_13) {
     ASSERT_EQ(tune("3:1683", vertical_low, "--trace trace.txt").status, 0);
 
     std::vector<std::string> order;
-    for (const auto &event : host::parse_transcript(read_file("trace.txt"), "trace.txt")) {
-        if (event.kind == host::EventKind::gpio) {
+    for (const auto &event : trace::parse_transcript(read_file("trace.txt"), "trace.txt")) {
+        if (event.kind == trace::EventKind::gpio) {
             order.push_back(fmt::format("line {} = {}", event.line, event.value));
-        } else if (event.kind == host::EventKind::write && event.address == 0xD0 &&
+        } else if (event.kind == trace::EventKind::write && event.address == 0xD0 &&
                    event.data.size() == 2 && event.data[0] == 0xA1 &&
                    (event.data[1] & 0x07) == 0x07) {
             order.emplace_back("message");

@@ -33,7 +33,7 @@ TEST_F(RegisterAccess, demod_read_writes_the_register_and_reads_one_byte) {
 
 // Outside a read, an open write and a lone fetch keep their flags in a transcript; this is the one
 // place that looks at both halves of a read apart.
-class FlagsBoard : public host::Player {
+class FlagsBoard : public trace::Player {
  public:
     FlagsBoard() : Player({}) {}
     bool write(void *bus, unsigned, std::span<const std::uint8_t>, unsigned flags) override {

@@ -16,10 +16,10 @@
 #include "ds3000/hw/lnb_supply.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/scan/blind_scan.h"
-#include "host/trace/recorder.h"
 #include "sim/receiver.h"
 #include "tests/linux/board_test.h"
 #include "tests/plugin/loaded_plugin.h"
+#include "trace/recorder.h"
 
 namespace tests {
 namespace {
@@ -49,8 +49,8 @@ sim::Scenario scenario() {
 
 Transcript transcript_of(board::Board &board, const std::function<void()> &work) {
     Transcript lines;
-    host::Recorder recorder(
-        board, [&lines](const host::Event &event) { lines.push_back(host::format_event(event)); },
+    trace::Recorder recorder(
+        board, [&lines](const trace::Event &event) { lines.push_back(trace::format_event(event)); },
         true);
     board::set_board(&recorder);
     testing::internal::CaptureStderr();

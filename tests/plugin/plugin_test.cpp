@@ -15,8 +15,9 @@ namespace {
 
 constexpr std::string_view licence_line = "# SPDX-License-Identifier: MIT\n";
 
-bool is_firmware_block(const host::Event &event) {
-    return event.kind == host::EventKind::write && event.data.size() == 65 && event.data[0] == 0xB0;
+bool is_firmware_block(const trace::Event &event) {
+    return event.kind == trace::EventKind::write && event.data.size() == 65 &&
+           event.data[0] == 0xB0;
 }
 
 std::vector<std::uint8_t> file_bytes(const char *name) {
@@ -36,7 +37,7 @@ std::string firmware_line(const std::vector<std::uint8_t> &image) {
 
 PluginTest::PluginTest()
     : recorder_(
-          board_, [this](const host::Event &event) { record(event); }, true),
+          board_, [this](const trace::Event &event) { record(event); }, true),
       plugin_(std::make_unique<LoadedPlugin>()) {
     board_.take_ms = [this](std::uint64_t duration) { clock_.spend_ns(duration * 1'000'000U); };
     board::set_board(&recorder_);
@@ -87,7 +88,7 @@ void PluginTest::pass_until_ms(std::uint64_t moment) {
     clock_.sleep_ns(moment * 1'000'000U - clock_.now_ns());
 }
 
-void PluginTest::record(const host::Event &event) {
+void PluginTest::record(const trace::Event &event) {
     events_.push_back(event);
     if (on_event_) {
         on_event_(event);
@@ -97,7 +98,7 @@ void PluginTest::record(const host::Event &event) {
 std::string PluginTest::recorded(std::string_view thread) const {
     std::string lines;
     std::vector<std::uint8_t> image;
-    for (host::Event event : events_) {
+    for (trace::Event event : events_) {
         if (event.thread != thread) {
             continue;
         }
@@ -111,7 +112,7 @@ std::string PluginTest::recorded(std::string_view thread) const {
         }
         event.time_us.reset();
         event.thread.clear();
-        lines += host::format_event(event) + "\n";
+        lines += trace::format_event(event) + "\n";
     }
     return lines;
 }

@@ -13,10 +13,10 @@
 
 #include "board/clock.h"
 #include "ds3000/hw/driver_record.h"
-#include "host/trace/recorder.h"
 #include "tests/plugin/loaded_plugin.h"
 #include "tests/plugin/register_board.h"
 #include "tests/plugin/requests.h"
+#include "trace/recorder.h"
 
 namespace tests {
 
@@ -54,7 +54,7 @@ class PluginTest : public testing::Test {
 
     // What a thread did since forget(), a line an event; a firmware image is one line.
     [[nodiscard]] std::string recorded(std::string_view thread = "main") const;
-    [[nodiscard]] const std::vector<host::Event> &events() const { return events_; }
+    [[nodiscard]] const std::vector<trace::Event> &events() const { return events_; }
     void forget();
 
     // What was written to standard error since the last call.
@@ -67,14 +67,14 @@ class PluginTest : public testing::Test {
     static void expect_golden(const std::string &name, const std::string &actual);
 
     RegisterBoard board_;
-    std::function<void(const host::Event &)> on_event_;  // called as each event happens
+    std::function<void(const trace::Event &)> on_event_;  // called as each event happens
 
  private:
-    void record(const host::Event &event);
+    void record(const trace::Event &event);
 
     board::VirtualClock clock_;
-    std::vector<host::Event> events_;
-    host::Recorder recorder_;
+    std::vector<trace::Event> events_;
+    trace::Recorder recorder_;
     std::unique_ptr<LoadedPlugin> plugin_;
     std::vector<Tuner *> tuners_;
 };

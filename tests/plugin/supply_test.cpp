@@ -11,11 +11,11 @@ class PluginSupplyTest : public PluginTest {
     // What a tune or a finalize did to the supply: GPIO lines, LNBH23 and nothing else.
     std::string supply() const {
         std::string lines;
-        for (host::Event event : events()) {
-            if (event.kind == host::EventKind::gpio || event.address == 0x14) {
+        for (trace::Event event : events()) {
+            if (event.kind == trace::EventKind::gpio || event.address == 0x14) {
                 event.time_us.reset();
                 event.thread.clear();
-                lines += host::format_event(event) + "\n";
+                lines += trace::format_event(event) + "\n";
             }
         }
         return lines;

@@ -50,8 +50,8 @@ class PluginTuneTest : public PluginTest {
     // The bytes written to the demodulator's DiSEqC message buffer.
     std::vector<int> diseqc_message() const {
         std::vector<int> bytes;
-        for (const host::Event &event : events()) {
-            if (event.kind == host::EventKind::write && event.address == 0xD0 &&
+        for (const trace::Event &event : events()) {
+            if (event.kind == trace::EventKind::write && event.address == 0xD0 &&
                 event.data.at(0) >= 0xA3 && event.data.at(0) <= 0xAA) {
                 bytes.push_back(event.data.at(1));
             }

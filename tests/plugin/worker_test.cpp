@@ -36,8 +36,8 @@ class PluginWorkerTest : public PluginTest {
     // How often the worker wrote the tuner's frequency since forget().
     int connects() const {
         int count = 0;
-        for (const host::Event &event : events()) {
-            if (event.thread == "thread1" && event.kind == host::EventKind::write &&
+        for (const trace::Event &event : events()) {
+            if (event.thread == "thread1" && event.kind == trace::EventKind::write &&
                 event.address == 0xC0 && event.data.at(0) == 0x02) {
                 ++count;
             }
@@ -104,8 +104,8 @@ TEST_F(PluginWorkerTest, polls_come_every_50_ms) {
     pass_until_ms(first_poll_ms + 250);
 
     std::vector<std::uint64_t> polls_us;
-    for (const host::Event &event : events()) {
-        if (event.kind == host::EventKind::wait && event.thread == "thread1" &&
+    for (const trace::Event &event : events()) {
+        if (event.kind == trace::EventKind::wait && event.thread == "thread1" &&
             event.wait_us == 50000) {
             polls_us.push_back(*event.time_us);
         }
@@ -290,8 +290,8 @@ TEST_F(PluginWorkerTest, the_loss_of_a_lock_never_reconnects_at_once) {
     board_.demod.next_read_takes_ms[0x3F] = 10'000;
     pass_until_ms(second_poll_ms - 1);
     forget();
-    on_event_ = [this](const host::Event &event) {
-        if (event.kind == host::EventKind::wait) {
+    on_event_ = [this](const trace::Event &event) {
+        if (event.kind == trace::EventKind::wait) {
             board_.set_locked(false);
         }
     };
@@ -388,12 +388,12 @@ TEST_F(PluginWorkerTest, a_tune_waits_for_the_poll_under_way) {
     pass_until_ms(poll_begins_ms + 12);
     forget();
     std::vector<std::uint32_t> frequency_in_poll;
-    on_event_ = [&](const host::Event &event) {
-        if (event.kind == host::EventKind::gpio) {
+    on_event_ = [&](const trace::Event &event) {
+        if (event.kind == trace::EventKind::gpio) {
             EXPECT_EQ(tuner->driver->idle, 1U);
             EXPECT_EQ(tuner->driver->idle_request, 0U) << "the request is not spent";
         }
-        if (event.thread == "thread1" && event.kind == host::EventKind::read) {
+        if (event.thread == "thread1" && event.kind == trace::EventKind::read) {
             frequency_in_poll.push_back(tuner->driver->tuned_freq_mhz);
         }
     };
@@ -406,9 +406,9 @@ TEST_F(PluginWorkerTest, a_tune_waits_for_the_poll_under_way) {
                                                 "gpio 7 0\n"));
     EXPECT_THAT(frequency_in_poll, testing::Each(1100U));
     EXPECT_FALSE(frequency_in_poll.empty());
-    for (const host::Event &event : events()) {
-        if (event.thread == "thread1" && event.kind != host::EventKind::wait) {
-            EXPECT_LE(*event.time_us, poll_ends_ms * 1000) << host::format_event(event);
+    for (const trace::Event &event : events()) {
+        if (event.thread == "thread1" && event.kind != trace::EventKind::wait) {
+            EXPECT_LE(*event.time_us, poll_ends_ms * 1000) << trace::format_event(event);
         }
     }
     EXPECT_EQ(signal(tuner)[0], 10) << "the poll under way is published";
@@ -427,14 +427,14 @@ TEST_F(PluginWorkerTest, the_worker_never_shares_the_bus_with_a_tune) {
 
     bool tune_has_the_bus = false;
     int polls_after = 0;
-    for (const host::Event &event : events()) {
-        if (event.kind == host::EventKind::gpio && event.line == 7) {
+    for (const trace::Event &event : events()) {
+        if (event.kind == trace::EventKind::gpio && event.line == 7) {
             tune_has_the_bus = true;
-        } else if (event.kind == host::EventKind::write && event.thread == "main" &&
+        } else if (event.kind == trace::EventKind::write && event.thread == "main" &&
                    event.data == std::vector<std::uint8_t>{0xB2, 0x00}) {
             tune_has_the_bus = false;
-        } else if (event.thread == "thread1" && event.kind != host::EventKind::wait) {
-            EXPECT_FALSE(tune_has_the_bus) << host::format_event(event);
+        } else if (event.thread == "thread1" && event.kind != trace::EventKind::wait) {
+            EXPECT_FALSE(tune_has_the_bus) << trace::format_event(event);
             ++polls_after;
         }
     }

@@ -18,9 +18,9 @@
 #include "ds3000/demod/signal_strength.h"
 #include "ds3000/scan/blind_scan.h"
 #include "ds3000/scan/scan_control.h"
-#include "host/trace/recorder.h"
 #include "tests/sim/receiver_test.h"
 #include "tests/support/chip_test.h"
+#include "trace/recorder.h"
 
 namespace tests {
 
@@ -47,8 +47,8 @@ class WorldTranscript : public ReceiverTest {
     // Starts the chips, then records: the start-up has goldens of its own.
     void start_and_record() {
         start();
-        recorder_.emplace(receiver(), [this](const host::Event &event) {
-            transcript_.push_back(host::format_event(event) + "\n");
+        recorder_.emplace(receiver(), [this](const trace::Event &event) {
+            transcript_.push_back(trace::format_event(event) + "\n");
         });
         board::set_board(&*recorder_);
     }
@@ -126,7 +126,7 @@ class WorldTranscript : public ReceiverTest {
  private:
     std::string end() { return fmt::format("# ended at {} ns\n", clock().now_ns()); }
 
-    std::optional<host::Recorder> recorder_;
+    std::optional<trace::Recorder> recorder_;
     std::vector<std::string> transcript_;
     std::string results_;
 };

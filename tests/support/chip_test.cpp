@@ -18,7 +18,7 @@ ChipTest::~ChipTest() {
 
 void ChipTest::board(std::string_view transcript) {
     check_board();
-    player_ = std::make_unique<host::Player>(host::parse_transcript(transcript));
+    player_ = std::make_unique<trace::Player>(trace::parse_transcript(transcript));
     board::set_board(player_.get());
 }
 

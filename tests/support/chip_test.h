@@ -12,7 +12,7 @@
 #include "board/board.h"
 #include "board/clock.h"
 #include "ds3000/chip/ds3000_context.h"
-#include "host/trace/player.h"
+#include "trace/player.h"
 
 namespace tests {
 
@@ -37,7 +37,7 @@ class ChipTest : public testing::Test {
 
  private:
     board::VirtualClock clock_;
-    std::unique_ptr<host::Player> player_;
+    std::unique_ptr<trace::Player> player_;
 };
 
 // A text from tests/golden.

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <sstream>
 
-#include "host/trace/transcript.h"
 #include "tests/host/ctl_run.h"
+#include "trace/transcript.h"
 
 namespace tests {
 namespace {
@@ -51,7 +51,7 @@ std::vector<nlohmann::json> json_lines(const std::string &text) {
 
 TEST_F(CtlTrace, a_recording_says_what_made_it_and_holds_everything) {
     record(tune + " --switch 2");
-    const auto trace = host::parse_trace(read_file("it.trace"), "it.trace");
+    const auto trace = trace::parse_trace(read_file("it.trace"), "it.trace");
 
     EXPECT_EQ(trace.head.value("format"), "1");
     EXPECT_THAT(*trace.head.value("program"), testing::StartsWith("ds3000-ctl "));
@@ -60,14 +60,14 @@ TEST_F(CtlTrace, a_recording_says_what_made_it_and_holds_everything) {
               "--system=dvbs");
     EXPECT_EQ(trace.head.value("board"), "sim");
     EXPECT_EQ(trace.head.value("clock"), "virtual");
-    const auto has = [&trace](host::EventKind kind, const std::string &text) {
+    const auto has = [&trace](trace::EventKind kind, const std::string &text) {
         return std::any_of(trace.events.begin(), trace.events.end(), [&](const auto &event) {
             return event.kind == kind && event.text == text;
         });
     };
-    EXPECT_TRUE(has(host::EventKind::log, "Tuner::tune()"));
-    EXPECT_TRUE(has(host::EventKind::message, "tune_ds3000_driver(0x*)"));
-    EXPECT_TRUE(has(host::EventKind::message, "delete_ds3000_driver(0x*)"));
+    EXPECT_TRUE(has(trace::EventKind::log, "Tuner::tune()"));
+    EXPECT_TRUE(has(trace::EventKind::message, "tune_ds3000_driver(0x*)"));
+    EXPECT_TRUE(has(trace::EventKind::message, "delete_ds3000_driver(0x*)"));
 }
 
 TEST_F(CtlTrace, a_scenario_s_lnb_goes_into_the_head) {
@@ -323,7 +323,7 @@ TEST_F(CtlTrace, export_writes_every_event_as_json) {
 
     const auto lines = json_lines(ctl("trace export it.trace --to jsonl").out);
 
-    const auto trace = host::parse_trace(read_file("it.trace"));
+    const auto trace = trace::parse_trace(read_file("it.trace"));
     ASSERT_EQ(lines.size(), trace.events.size() + 1);
     EXPECT_EQ(breaks_schema(lines.front(), "trace-head"), "");
     for (std::size_t i = 1; i < lines.size(); ++i) {

@@ -13,7 +13,7 @@
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/carrier.h"
 #include "ds3000/tuner/ts2022.h"
-#include "host/trace/recorder.h"
+#include "trace/recorder.h"
 
 namespace host {
 namespace {
@@ -21,7 +21,9 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-std::vector<Explanation> explained(std::string_view text) { return explain(parse_trace(text)); }
+std::vector<Explanation> explained(std::string_view text) {
+    return explain(trace::parse_trace(text));
+}
 
 // The meaning of the text's last line.
 std::string meaning(std::string_view text) { return explained(text).back().meaning; }
@@ -109,7 +111,7 @@ TEST(Explain, waits_of_one_thread_are_added_up) {
 }
 
 TEST(Explain, totals_count_transfers_bytes_and_waits) {
-    const TraceTotals totals = totals_of(parse_trace(
+    const TraceTotals totals = totals_of(trace::parse_trace(
         "[1.000000 a] write demod 07 80\n[1.500000 a] read demod 0D -> 8F\n"
         "[1.500000 b] wait 1000\n[1.600000 a] read demod 0D -> nack\n[1.700000 a] gpio 6 1\n"
         "[3.000000 b] wait 500\n"));
@@ -156,8 +158,8 @@ std::optional<std::int64_t> figure_of(std::uint8_t identity, const char *name,
                                       const std::function<void()> &operation) {
     const board::VirtualClock clock;
     TunerBoard board(identity);
-    Trace trace;
-    Recorder recorder(board, [&trace](const Event &event) {
+    trace::Trace trace;
+    trace::Recorder recorder(board, [&trace](const trace::Event &event) {
         trace.events.push_back(event);
         trace.lines.push_back(trace.lines.size() + 1);
     });

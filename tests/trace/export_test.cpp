@@ -9,7 +9,7 @@ namespace {
 
 // The script without its three lines of beginning.
 std::vector<std::string> script(std::string_view text) {
-    auto lines = i2ctransfer_script(parse_trace(text), "x.trace");
+    auto lines = i2ctransfer_script(trace::parse_trace(text), "x.trace");
     lines.erase(lines.begin(), lines.begin() + 3);
     return lines;
 }
@@ -21,7 +21,7 @@ std::string line(std::string_view text) {
 
 TEST(Export, the_script_takes_its_bus_from_the_command_line) {
     EXPECT_THAT(
-        i2ctransfer_script(parse_trace("wait 1"), "x.trace"),
+        i2ctransfer_script(trace::parse_trace("wait 1"), "x.trace"),
         testing::ElementsAre("#!/bin/sh", "# The transfers of x.trace. The number of the bus: $1.",
                              "BUS=${1:?the number of the I2C bus}", "sleep 0.000001"));
 }
@@ -56,7 +56,9 @@ TEST(Export, waits_are_sleeps_and_the_rest_comments) {
     EXPECT_EQ(line("log a\\nrm -rf"), "# log a\\nrm -rf") << "a comment stays one line";
 }
 
-std::string json(std::string_view text) { return json_of(parse_trace(text).events.front()).dump(); }
+std::string json(std::string_view text) {
+    return json_of(trace::parse_trace(text).events.front()).dump();
+}
 
 TEST(Export, every_event_has_its_members) {
     EXPECT_EQ(json("[1.500000 main] wait 5"),

@@ -3,10 +3,10 @@
 
 #include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/chip/ts2022_regs.h"
-#include "host/trace/message_text.h"
-#include "host/trace/register_names.h"
+#include "trace/message_text.h"
+#include "trace/register_names.h"
 
-namespace host {
+namespace trace {
 namespace {
 
 constexpr unsigned demod = 0xD0;
@@ -71,4 +71,4 @@ TEST(MessageText, messages_are_the_same_whatever_the_address_and_the_time) {
 }
 
 }  // namespace
-}  // namespace host
+}  // namespace trace

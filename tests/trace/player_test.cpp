@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/trace/player.h"
+#include "trace/player.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace host {
+namespace trace {
 namespace {
 
 class PlayerTest : public testing::Test {
@@ -350,4 +350,4 @@ TEST_F(PlayerTest, what_is_no_firmware_counts_byte_by_byte) {
 }
 
 }  // namespace
-}  // namespace host
+}  // namespace trace

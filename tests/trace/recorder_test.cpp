@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/trace/recorder.h"
+#include "trace/recorder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@
 
 #include "board/clock.h"
 
-namespace host {
+namespace trace {
 namespace {
 
 // A board that answers what the test says and keeps the calls that reach it.
@@ -264,4 +264,4 @@ TEST_F(RecorderTest, a_message_is_an_event_and_is_looked_for_before_each_one) {
 }
 
 }  // namespace
-}  // namespace host
+}  // namespace trace

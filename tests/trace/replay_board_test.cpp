@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/trace/replay_board.h"
+#include "trace/replay_board.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@
 
 #include "board/clock.h"
 
-namespace host {
+namespace trace {
 namespace {
 
 // A second thread of the virtual clock.
@@ -152,4 +152,4 @@ TEST_F(ReplayBoardTest, messages_are_looked_for_before_each_event_and_compared) 
 }
 
 }  // namespace
-}  // namespace host
+}  // namespace trace

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/trace/transcript.h"
+#include "trace/transcript.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace host {
+namespace trace {
 
 // How a failing test shows an event.
 static void PrintTo(const Event &event, std::ostream *stream) { *stream << format_event(event); }
@@ -397,4 +397,4 @@ TEST(Transcript, a_million_lines_are_read) {
 }
 
 }  // namespace
-}  // namespace host
+}  // namespace trace

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/trace/register_names.h"
+#include "trace/register_names.h"
 
 #include <fmt/format.h>
 
@@ -7,9 +7,9 @@
 #include <span>
 #include <string_view>
 
-#include "ds3000/chip/wiring.h"
+#include "board/board.h"
 
-namespace host {
+namespace trace {
 
 namespace {
 
@@ -26,7 +26,7 @@ struct ValueRow {
     Access access;
 };
 
-#include "host/trace/register_tables.inc"
+#include "trace/register_tables.inc"
 
 struct ChipNames {
     std::span<const RegisterRow> registers;
@@ -90,4 +90,4 @@ std::string value_names(unsigned device, std::uint8_t address, std::uint8_t valu
     return names;
 }
 
-}  // namespace host
+}  // namespace trace

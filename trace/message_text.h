@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace trace {
 
 // A driver's message as a transcript holds it: "0x*" for every address in memory, which is another
 // one in every run.
@@ -16,4 +16,4 @@ std::string without_times(std::string_view message);
 // Whether two messages say the same, whatever the time is that they name.
 bool same_message(std::string_view a, std::string_view b);
 
-}  // namespace host
+}  // namespace trace

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "host/trace/recorder.h"
+#include "trace/recorder.h"
 
 #include <utility>
 
 #include "board/clock.h"
-#include "ds3000/hw/hdi.h"
 
-namespace host {
+namespace trace {
 
 namespace {
 
@@ -167,4 +166,4 @@ std::string Recorder::name_of_this_thread() {
         .first->second;
 }
 
-}  // namespace host
+}  // namespace trace

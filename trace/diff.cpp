@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-#include "host/trace/trace_diff.h"
+#include "trace/diff.h"
 
 #include <algorithm>
 #include <string>
 #include <unordered_map>
 
-#include "host/trace/message_text.h"
+#include "trace/message_text.h"
 
-namespace host {
+namespace trace {
 
 namespace {
 
@@ -174,4 +174,4 @@ std::vector<DiffHunk> differences(const std::vector<Event> &a, const std::vector
     return hunks;
 }
 
-}  // namespace host
+}  // namespace trace

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "host/trace/message_text.h"
+#include "trace/message_text.h"
 
 #include <algorithm>
 
-namespace host {
+namespace trace {
 
 namespace {
 
@@ -40,4 +40,4 @@ bool same_message(std::string_view a, std::string_view b) {
     return without_times(a) == without_times(b);
 }
 
-}  // namespace host
+}  // namespace trace

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-namespace host {
+namespace trace {
 
 // The one text format of traces, goldens and expected transcripts: a line an event.
 //
@@ -54,6 +54,10 @@ struct Event {
 
     bool operator==(const Event &other) const = default;
 };
+
+// Whether an event brings the demodulator's micro-controller a block of its program; a single byte
+// is no block.
+bool is_program_block(const Event &event);
 
 // The event's line; with its time and thread when it has them.
 std::string format_event(const Event &event);
@@ -106,4 +110,4 @@ std::string format_front(const Event &event);
 // The event's line without its time and thread.
 std::string format_body(const Event &event);
 
-}  // namespace host
+}  // namespace trace

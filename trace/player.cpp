@@ -1,27 +1,18 @@
 // SPDX-License-Identifier: MIT
-#include "host/trace/player.h"
+#include "trace/player.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <utility>
 
-#include "ds3000/chip/ds3000_regs.h"
-#include "ds3000/hw/hdi.h"
-#include "ds3000/hw/register_access.h"
-#include "host/trace/message_text.h"
+#include "trace/message_text.h"
 
-namespace host {
+namespace trace {
 
 namespace {
 
 constexpr std::size_t context_lines = 4;
-
-// The demodulator's port for program bytes takes them in blocks; a single byte is no block.
-bool is_program_block(const Event &event) {
-    return event.kind == EventKind::write && event.address == DEMOD_ADDRESS &&
-           event.data.size() > 2 && event.data.front() == ds3000::reg::mcu_port;
-}
 
 }  // namespace
 
@@ -230,4 +221,4 @@ void Player::wait(std::uint32_t microseconds) {
     expect(actual);
 }
 
-}  // namespace host
+}  // namespace trace

@@ -8,10 +8,10 @@
 
 #include "board/board.h"
 #include "board/clock.h"
-#include "host/trace/player.h"
-#include "host/trace/transcript.h"
+#include "trace/player.h"
+#include "trace/transcript.h"
 
-namespace host {
+namespace trace {
 
 // A recording as a board: a player in front of the virtual clock, which it moves on to the recorded
 // time of each event, and makes threads take turns as they did when the recording was made.
@@ -52,4 +52,4 @@ class ReplayBoard : public board::Board {
     bool on_system_clock_;
 };
 
-}  // namespace host
+}  // namespace trace

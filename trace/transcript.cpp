@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/trace/transcript.h"
+#include "trace/transcript.h"
 
 #include <fmt/format.h>
 
@@ -10,10 +10,10 @@
 #include <stdexcept>
 #include <utility>
 
-#include "ds3000/hw/hdi.h"
-#include "ds3000/hw/register_access.h"
+#include "board/board.h"
+#include "trace/register_names.h"
 
-namespace host {
+namespace trace {
 
 namespace {
 
@@ -446,6 +446,12 @@ std::string format_front(const Event &event) {
     return front.empty() ? front : "[" + front + "]";
 }
 
+bool is_program_block(const Event &event) {
+    return event.kind == EventKind::write && event.address == DEMOD_ADDRESS &&
+           event.data.size() > 2 &&
+           register_name(event.address, event.data.front(), Access::write) == "mcu_port";
+}
+
 std::string format_event(const Event &event) {
     const std::string front = format_front(event);
     return (front.empty() ? "" : front + " ") + format_body(event);
@@ -511,4 +517,4 @@ std::vector<Event> parse_transcript(std::string_view text, std::string_view name
     return parse_trace(text, name).events;
 }
 
-}  // namespace host
+}  // namespace trace

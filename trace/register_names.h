@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-namespace host {
+namespace trace {
 
 // Whether a register is written or read: some mean different things each way.
 enum class Access { both, read, write };
@@ -17,4 +17,4 @@ std::string register_name(unsigned device, std::uint8_t address, Access access);
 // name stay a number, and a value in which nothing has a name gives an empty string.
 std::string value_names(unsigned device, std::uint8_t address, std::uint8_t value, Access access);
 
-}  // namespace host
+}  // namespace trace

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "board/board.h"
-#include "host/trace/transcript.h"
+#include "trace/transcript.h"
 
-namespace host {
+namespace trace {
 
 // Where a driver first does something else than its transcript says.
 struct Difference {
@@ -90,4 +90,4 @@ class Player : public board::Board {
     const Event *open_read_ = nullptr;  // whose register phase is over
 };
 
-}  // namespace host
+}  // namespace trace

@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "board/board.h"
-#include "host/trace/transcript.h"
+#include "trace/transcript.h"
 
-namespace host {
+namespace trace {
 
 // A board in front of another one that hands every event to a sink, in the transcript's terms.
 // Events carry time and thread when asked to: those of the virtual clock when one is in force, else
@@ -68,4 +68,4 @@ class Recorder : public board::Board {
     std::map<std::thread::id, std::string> thread_names_;
 };
 
-}  // namespace host
+}  // namespace trace

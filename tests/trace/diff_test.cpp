@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/trace/trace_diff.h"
+#include "trace/diff.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 #include <random>
 #include <string>
 
-namespace host {
+namespace trace {
 
 // How a failing test shows a hunk.
 static void PrintTo(const DiffHunk &hunk, std::ostream *stream) {
@@ -101,4 +101,4 @@ TEST(TraceDiff, traces_that_have_little_in_common_are_aligned_too) {
 }
 
 }  // namespace
-}  // namespace host
+}  // namespace trace

@@ -4,9 +4,9 @@
 #include <cstddef>
 #include <vector>
 
-#include "host/trace/transcript.h"
+#include "trace/transcript.h"
 
-namespace host {
+namespace trace {
 
 // Events of two traces that have no partner in the other one, between events that have: a run of
 // each, given by the indices of its begin and end.
@@ -24,4 +24,4 @@ struct DiffHunk {
 std::vector<DiffHunk> differences(const std::vector<Event> &a, const std::vector<Event> &b,
                                   bool with_time = false);
 
-}  // namespace host
+}  // namespace trace

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "host/trace/replay_board.h"
+#include "trace/replay_board.h"
 
 #include <algorithm>
 #include <map>
 
-namespace host {
+namespace trace {
 
 namespace {
 
@@ -138,4 +138,4 @@ void ReplayBoard::wait(std::uint32_t microseconds) {
     oversleep(event, microseconds);
 }
 
-}  // namespace host
+}  // namespace trace
