@@ -9,6 +9,8 @@
 
 namespace board {
 
+class Schedule;
+
 // The virtual clock: a deterministic schedule of the process's threads.
 //
 // One registered thread runs at a time. A sleep or a join gives up the turn; the next turn goes to
@@ -48,8 +50,6 @@ class VirtualClock {
 
     // The clock in force, or null.
     static VirtualClock *current();
-
-    class Schedule;
 
  private:
     std::unique_ptr<Schedule> schedule_;

@@ -10,14 +10,15 @@
 #include <mutex>
 #include <string>
 
-#include "board/clock.h"
-
 namespace board {
 
-// The turns behind VirtualClock; used by it and by the time seam.
-class VirtualClock::Schedule {
+// The turns behind VirtualClock.
+class Schedule {
  public:
     Schedule();
+    Schedule(const Schedule &) = delete;
+    Schedule &operator=(const Schedule &) = delete;
+    ~Schedule();
 
     [[nodiscard]] std::uint64_t now_ns() const;
     void spend_ns(std::uint64_t duration_ns);
