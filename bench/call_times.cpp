@@ -13,11 +13,11 @@
 #include <vector>
 
 #include "board/clock.h"
-#include "host/lnb.h"
-#include "host/pace.h"
-#include "host/plan.h"
-#include "host/plugin_loader.h"
-#include "host/stderr_capture.h"
+#include "host/cable/lnb.h"
+#include "host/cable/plan.h"
+#include "host/session/pace.h"
+#include "host/session/plugin_loader.h"
+#include "host/terminal/stderr_capture.h"
 #include "sim/receiver.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <exception>
 
-#include "host/program.h"
+#include "host/commands/run_program.h"
 
 namespace {
 

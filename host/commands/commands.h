@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "host/program.h"
+#include "host/commands/program.h"
 
 namespace CLI {
 class App;

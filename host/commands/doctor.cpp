@@ -7,16 +7,16 @@
 #include <optional>
 #include <string_view>
 
+#include "host/cable/describe.h"
+#include "host/cable/user_band.h"
 #include "host/commands/commands.h"
-#include "host/commands/describe.h"
 #include "host/commands/target.h"
 #include "host/doctor/bus_examination.h"
 #include "host/doctor/chip_examination.h"
 #include "host/doctor/findings.h"
 #include "host/doctor/reception_examination.h"
-#include "host/rig.h"
+#include "host/session/rig.h"
 #include "host/tables/catalogue.h"
-#include "host/unicable/user_band.h"
 
 namespace host {
 
@@ -65,7 +65,7 @@ std::optional<Aim> aim_of(ChipRig &rig, const Program &program, const DoctorOpti
     if (!transponder) {
         return std::nullopt;
     }
-    const LnbSource lnbs(program, rig.board().fitted_lnb(), {*transponder});
+    const LnbSource lnbs(program.chosen_lnb(), rig.board().fitted_lnb(), {*transponder});
     Aim aim{*transponder, lnbs.for_transponder(*transponder), {}, {}};
     aim.plan = plan_tune(request_for(aim.transponder, aim.lnb, program.options.switch_port));
     if (aim.plan.refusal) {
@@ -191,7 +191,7 @@ void end(ChipRig &rig) {
 // A board that cannot be opened is the first thing that a doctor may find.
 std::unique_ptr<ChipRig> open_rig(const Program &program, Findings &findings) {
     try {
-        auto rig = std::make_unique<ChipRig>(program);
+        auto rig = std::make_unique<ChipRig>(program.rig_options(), program.console);
         findings.add({.step = "board", .measured = program.options.board + " is open"});
         return rig;
     } catch (const Failure &failure) {

@@ -11,8 +11,8 @@ extern "C" {
 }
 
 #include "host/commands/commands.h"
-#include "host/placeholder_firmware.h"
-#include "host/rig.h"
+#include "host/session/placeholder_firmware.h"
+#include "host/session/rig.h"
 
 namespace host {
 
@@ -111,7 +111,7 @@ ExitStatus run_info(Program &program) {
         throw Failure(ExitStatus::usage, "info has no rows; use --format text, json or jsonl");
     }
     Output output(program.options.format, program.options.output);
-    Rig rig(program);
+    Rig rig(program.rig_options(), program.console);
     return rig.run([&](Session &session) {
         Json info{{"schema", "ds3000.info/1"}};
         info["plugin"] = describe_plugin(rig.plugin());

@@ -4,10 +4,10 @@
 
 #include <memory>
 
+#include "host/boards/linux_address.h"
+#include "host/cable/describe.h"
+#include "host/cable/frequency.h"
 #include "host/commands/commands.h"
-#include "host/commands/describe.h"
-#include "host/frequency.h"
-#include "host/linux/linux_address.h"
 #include "host/tables/catalogue.h"
 #include "host/tables/table.h"
 

@@ -8,19 +8,19 @@
 #include <map>
 #include <memory>
 
-#include "host/command_line.h"
+#include "host/cable/describe.h"
+#include "host/cable/frequency.h"
+#include "host/cable/legs.h"
+#include "host/cable/plan.h"
+#include "host/commands/command_line.h"
 #include "host/commands/commands.h"
-#include "host/commands/describe.h"
-#include "host/frequency.h"
-#include "host/pace.h"
-#include "host/plan.h"
 #include "host/report/report.h"
-#include "host/rig.h"
+#include "host/report/scan_output.h"
 #include "host/scan/compare.h"
 #include "host/scan/found.h"
 #include "host/scan/leg_scan.h"
-#include "host/scan/legs.h"
-#include "host/scan/scan_output.h"
+#include "host/session/pace.h"
+#include "host/session/rig.h"
 #include "host/tables/catalogue.h"
 #include "host/tables/table_writer.h"
 
@@ -423,10 +423,9 @@ ExitStatus run_scan(Program &program, const ScanOptions &options) {
         options.compare ? std::optional(read_table(find_table(*options.compare))) : std::nullopt;
     const std::uint64_t wall_begin_ns = board::wall_now_ns();
     // The built-in board has a switch if a port is asked for; its dish then hangs at that port.
-    GlobalOptions global = program.options;
-    global.switch_port = wanted.ports.front();
-    Program with_port{program.command_line, global, program.console, program.interrupt};
-    ChipRig rig(with_port);
+    RigOptions set_up = program.rig_options();
+    set_up.board.switch_port = wanted.ports.front();
+    ChipRig rig(set_up, program.console);
     const Surroundings surroundings = look_around(rig, options);
     wanted.lnb = lnb_for(program, rig.board(), surroundings);
     wanted.circular = uses_circular(options, wanted, table, surroundings);

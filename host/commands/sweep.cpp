@@ -7,11 +7,11 @@
 #include <memory>
 #include <set>
 
+#include "host/cable/describe.h"
+#include "host/cable/frequency.h"
 #include "host/commands/commands.h"
-#include "host/commands/describe.h"
-#include "host/frequency.h"
-#include "host/pace.h"
-#include "host/rig.h"
+#include "host/session/pace.h"
+#include "host/session/rig.h"
 #include "host/tables/catalogue.h"
 #include "host/tables/table.h"
 
@@ -83,7 +83,8 @@ class Sweep {
 
  private:
     void sweep_table(Session &session, const Table &table) {
-        const LnbSource lnbs(program_, rig_.board().fitted_lnb(), transponders_of(table));
+        const LnbSource lnbs(program_.chosen_lnb(), rig_.board().fitted_lnb(),
+                             transponders_of(table));
         if (!as_wired_) {
             point_dishes(table);
         }
@@ -504,16 +505,16 @@ ExitStatus run_sweep(Program &program, const SweepOptions &options) {
     }
     Output output(program.options.format, program.options.output);
     // The built-in board has a switch if a port is asked for.
-    GlobalOptions global = program.options;
-    if (global.switch_port == 0) {
-        global.switch_port = port_named_in(tables);
+    RigOptions set_up = program.rig_options();
+    if (set_up.board.switch_port == 0) {
+        set_up.board.switch_port = port_named_in(tables);
     }
-    Rig rig({program.command_line, global, program.console, program.interrupt});
+    Rig rig(set_up, program.console);
     const std::uint64_t begin_ns = now_ns();
     const std::uint64_t wall_begin_ns = board::wall_now_ns();
     if (const SimulatedBoard *simulated = rig.board().simulated();
         options.as_wired && simulated != nullptr && simulated->is_demo()) {
-        rig.point_at(demo_satellite(), global.switch_port);
+        rig.point_at(demo_satellite(), set_up.board.switch_port);
     }
     return rig.run([&](Session &session) {
         Sweep sweep(program, rig, tables, options.as_wired);

@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <cctype>
 
-#include "host/commands/describe.h"
-#include "host/failure.h"
-#include "host/frequency.h"
+#include "host/cable/describe.h"
+#include "host/cable/frequency.h"
 #include "host/tables/catalogue.h"
+#include "host/terminal/failure.h"
 
 namespace host {
 

@@ -6,10 +6,10 @@
 #include <string_view>
 
 #include "broadcast/transponder.h"
-#include "host/console.h"
-#include "host/output.h"
-#include "host/program.h"
+#include "host/commands/program.h"
 #include "host/tables/table.h"
+#include "host/terminal/console.h"
+#include "host/terminal/output.h"
 
 namespace CLI {
 class App;

@@ -5,12 +5,14 @@
 #include <algorithm>
 #include <memory>
 
-#include "host/command_line.h"
+#include "host/boards/replayed_board.h"
+#include "host/boards/trace_file.h"
+#include "host/commands/command_line.h"
 #include "host/commands/commands.h"
-#include "host/trace/explain.h"
-#include "host/trace/export.h"
-#include "host/trace/replayed_board.h"
-#include "host/trace/trace_file.h"
+#include "host/commands/run_program.h"
+#include "host/explain/explain.h"
+#include "host/explain/export.h"
+#include "host/terminal/shell_words.h"
 #include "trace/diff.h"
 
 namespace host {

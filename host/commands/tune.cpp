@@ -4,11 +4,11 @@
 
 #include <memory>
 
+#include "host/cable/describe.h"
+#include "host/cable/frequency.h"
 #include "host/commands/commands.h"
-#include "host/commands/describe.h"
 #include "host/commands/target.h"
-#include "host/frequency.h"
-#include "host/rig.h"
+#include "host/session/rig.h"
 #include "host/tables/catalogue.h"
 
 namespace host {
@@ -114,8 +114,8 @@ void point_dish(Rig &rig, const Program &program, const Target &target) {
 
 ExitStatus tune_channel(Program &program, const TuneOptions &options, const Target &target) {
     Output output(program.options.format, program.options.output);
-    Rig rig(program);
-    const LnbSource lnbs(program, rig.board().fitted_lnb(), {target.transponder});
+    Rig rig(program.rig_options(), program.console);
+    const LnbSource lnbs(program.chosen_lnb(), rig.board().fitted_lnb(), {target.transponder});
     const Lnb &lnb = lnbs.for_transponder(target.transponder);
     const tune_request request = request_for(target.transponder, lnb, program.options.switch_port);
     const TunePlan plan = plan_tune(request);
@@ -156,7 +156,8 @@ ExitStatus tune_channel(Program &program, const TuneOptions &options, const Targ
 ExitStatus show_plan(Program &program, const Target &target) {
     program.honour_only("tune --show-plan", {"board", "lnb", "switch"});
     Output output(program.options.format, program.options.output);
-    const LnbSource lnbs(program, scenario_lnb(program.board_options()), {target.transponder});
+    const LnbSource lnbs(program.chosen_lnb(), scenario_lnb(program.board_options()),
+                         {target.transponder});
     const Lnb &lnb = lnbs.for_transponder(target.transponder);
     const TunePlan plan =
         plan_tune(request_for(target.transponder, lnb, program.options.switch_port));

@@ -6,14 +6,14 @@
 #include <algorithm>
 #include <memory>
 
+#include "host/cable/describe.h"
+#include "host/cable/diseqc_messages.h"
+#include "host/cable/user_band.h"
 #include "host/commands/commands.h"
-#include "host/commands/describe.h"
 #include "host/commands/unicable_tune.h"
-#include "host/diseqc/messages.h"
-#include "host/pace.h"
-#include "host/rig.h"
-#include "host/unicable/search.h"
-#include "host/unicable/user_band.h"
+#include "host/session/pace.h"
+#include "host/session/rig.h"
+#include "host/session/unicable_search.h"
 
 namespace host {
 
@@ -144,13 +144,12 @@ ExitStatus run_detect(Program &program, const DetectOptions &options) {
     program.honour_only("unicable detect", {"board", "real-time", "trace", "driver-log"});
     const SearchRange range = parse_range(options);
     // The driver's own account of the search is wanted here unless the person says otherwise.
-    GlobalOptions global = program.options;
-    if (!global.driver_log && !global.quiet) {
-        global.driver_log = "-";
+    RigOptions set_up = program.rig_options();
+    if (!set_up.driver_log && !program.options.quiet) {
+        set_up.driver_log = "-";
     }
-    Program talkative{program.command_line, global, program.console, program.interrupt};
-    Output output(global.format, global.output);
-    ChipRig rig(talkative);
+    Output output(program.options.format, program.options.output);
+    ChipRig rig(set_up, program.console);
     return rig.run([&](ChipSession &session) {
         const Detection detection = detect(session, range, options, program.interrupt);
         session.take_lines();

@@ -6,15 +6,15 @@
 
 #include <memory>
 
-#include "host/command_line.h"
-#include "host/commands/describe.h"
+#include "host/boards/simulated_board.h"
+#include "host/cable/describe.h"
+#include "host/cable/frequency.h"
+#include "host/cable/user_band.h"
+#include "host/commands/command_line.h"
 #include "host/commands/target.h"
-#include "host/frequency.h"
-#include "host/rig.h"
-#include "host/simulated_board.h"
-#include "host/unicable/reception.h"
-#include "host/unicable/search.h"
-#include "host/unicable/user_band.h"
+#include "host/session/rig.h"
+#include "host/session/unicable_reception.h"
+#include "host/session/unicable_search.h"
 
 namespace host {
 
@@ -64,7 +64,7 @@ void check_limits(const Plan &plan) {
 
 Plan make_plan(const Program &program, const UnicableTuneOptions &options, Target target,
                HostBoard &board) {
-    const LnbSource lnbs(program, board.fitted_lnb(), {target.transponder});
+    const LnbSource lnbs(program.chosen_lnb(), board.fitted_lnb(), {target.transponder});
     Plan plan;
     plan.lnb = lnbs.for_transponder(target.transponder);
     plan.tune = plan_tune(request_for(target.transponder, plan.lnb, 0));
@@ -253,7 +253,7 @@ ExitStatus run_tune(Program &program, const UnicableTuneOptions &options) {
     program.honour_only(command_name, {"board", "lnb", "real-time", "trace", "driver-log"});
     Target target = find_target(command_name, options.target, program.console);
     Output output(program.options.format, program.options.output);
-    ChipRig rig(program);
+    ChipRig rig(program.rig_options(), program.console);
     const Plan plan = make_plan(program, options, std::move(target), rig.board());
     arrange_world(rig, plan);
     return rig.run([&](ChipSession &session) {

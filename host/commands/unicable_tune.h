@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "host/host_board.h"
-#include "host/program.h"
+#include "host/boards/host_board.h"
+#include "host/commands/program.h"
 
 namespace CLI {
 class App;

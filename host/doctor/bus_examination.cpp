@@ -16,8 +16,8 @@
 #include "ds3000/demod/power.h"
 #include "ds3000/hw/hdi.h"
 #include "ds3000/hw/register_access.h"
-#include "host/pace.h"
-#include "host/stderr_capture.h"
+#include "host/session/pace.h"
+#include "host/terminal/stderr_capture.h"
 
 namespace host {
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "host/doctor/findings.h"
-#include "host/driver_log.h"
+#include "host/terminal/driver_log.h"
 
 namespace host {
 

@@ -14,8 +14,8 @@
 #include "ds3000/demod/lock.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/tuner/ts2022.h"
-#include "host/pace.h"
-#include "host/placeholder_firmware.h"
+#include "host/session/pace.h"
+#include "host/session/placeholder_firmware.h"
 
 namespace host {
 

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "host/failure.h"
-#include "host/output.h"
+#include "host/terminal/failure.h"
+#include "host/terminal/output.h"
 
 namespace host {
 

@@ -6,7 +6,7 @@
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/connect.h"
 #include "ds3000/demod/lock.h"
-#include "host/pace.h"
+#include "host/session/pace.h"
 
 namespace host {
 

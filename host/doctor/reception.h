@@ -6,10 +6,10 @@
 #include <optional>
 
 #include "broadcast/transponder.h"
-#include "host/chip_session.h"
-#include "host/lnb.h"
-#include "host/plan.h"
-#include "host/unicable/user_band.h"
+#include "host/cable/lnb.h"
+#include "host/cable/plan.h"
+#include "host/cable/user_band.h"
+#include "host/session/chip_session.h"
 
 namespace host {
 

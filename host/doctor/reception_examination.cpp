@@ -21,12 +21,12 @@
 #include "ds3000/diseqc/diseqc.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/tuner/ts2022.h"
-#include "host/commands/describe.h"
-#include "host/committed_switch.h"
+#include "host/cable/committed_switch.h"
+#include "host/cable/describe.h"
+#include "host/cable/signal_info.h"
 #include "host/doctor/missing_lock.h"
 #include "host/doctor/spectrum_look.h"
-#include "host/pace.h"
-#include "host/signal_info.h"
+#include "host/session/pace.h"
 
 namespace host {
 

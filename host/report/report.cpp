@@ -10,8 +10,8 @@
 #include <string_view>
 #include <utility>
 
-#include "host/output.h"
 #include "host/report/report_template.h"
+#include "host/terminal/output.h"
 
 namespace host {
 

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "host/cable/spectrum_point.h"
+
 namespace host {
 
 // What a comparison with a table says of a transponder. Without one all are found.
@@ -29,11 +31,6 @@ struct ReportTransponder {
     std::size_t leg = 0;  // index into Report::legs
     ReportState state = ReportState::found;
     std::string note;  // for instance why it was missed
-};
-
-struct SpectrumPoint {
-    double mhz = 0;  // downlink
-    double db = 0;   // power density over the noise's
 };
 
 // One picture: what one choice of supply, tone and switch port put on the cable.

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <tuple>
 
-#include "host/frequency.h"
+#include "host/cable/frequency.h"
 
 namespace host {
 

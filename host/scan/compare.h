@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "host/cable/legs.h"
 #include "host/scan/found.h"
 #include "host/scan/leg_scan.h"
-#include "host/scan/legs.h"
 #include "host/tables/table.h"
 #include "sim/receiver.h"
 

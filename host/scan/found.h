@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "broadcast/transponder.h"
-#include "host/signal_info.h"
+#include "host/cable/signal_info.h"
 
 namespace host {
 

@@ -13,10 +13,10 @@
 #include "ds3000/demod/signal_strength.h"
 #include "ds3000/scan/blind_scan.h"
 #include "ds3000/scan/scan_control.h"
-#include "host/failure.h"
-#include "host/interrupt.h"
-#include "host/pace.h"
-#include "host/signal_info.h"
+#include "host/cable/signal_info.h"
+#include "host/session/pace.h"
+#include "host/terminal/failure.h"
+#include "host/terminal/interrupt.h"
 
 namespace host {
 

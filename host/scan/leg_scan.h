@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "ds3000/scan/scan_request.h"
+#include "host/cable/legs.h"
 #include "host/scan/found.h"
-#include "host/scan/legs.h"
 
 namespace host {
 

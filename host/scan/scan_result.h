@@ -6,12 +6,12 @@
 #include <optional>
 #include <vector>
 
-#include "host/lnb.h"
-#include "host/report/report.h"
+#include "host/cable/legs.h"
+#include "host/cable/lnb.h"
+#include "host/cable/spectrum_point.h"
 #include "host/scan/compare.h"
 #include "host/scan/found.h"
 #include "host/scan/leg_scan.h"
-#include "host/scan/legs.h"
 
 namespace host {
 

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <cctype>
 
-#include "host/failure.h"
 #include "host/tables/table.h"
+#include "host/terminal/failure.h"
 
 namespace host {
 

@@ -21,9 +21,9 @@ extern "C" {
 #include <libdvbv5/dvb-v5-std.h>
 }
 
-#include "host/failure.h"
-#include "host/frequency.h"
-#include "host/stderr_capture.h"
+#include "host/cable/frequency.h"
+#include "host/terminal/failure.h"
+#include "host/terminal/stderr_capture.h"
 
 namespace host {
 

@@ -13,7 +13,7 @@
 #include <memory>
 #include <optional>
 
-#include "host/failure.h"
+#include "host/terminal/failure.h"
 
 namespace host {
 

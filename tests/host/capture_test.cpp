@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/stderr_capture.h"
+#include "host/terminal/stderr_capture.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "host/diseqc/messages.h"
+#include "host/cable/diseqc_messages.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/failure.h"
+#include "host/terminal/failure.h"
 
 namespace tests {
 namespace {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "host/frequency.h"
+#include "host/cable/frequency.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/failure.h"
+#include "host/terminal/failure.h"
 
 namespace host {
 namespace {

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "host/lnb.h"
+#include "host/cable/lnb_choice.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/failure.h"
-#include "host/plan.h"
+#include "host/cable/plan.h"
+#include "host/terminal/failure.h"
 
 namespace host {
 namespace {

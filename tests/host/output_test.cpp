@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "host/output.h"
+#include "host/terminal/output.h"
 
 #include <gtest/gtest.h>
 
-#include "host/failure.h"
+#include "host/terminal/failure.h"
 
 namespace host {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/plan.h"
+#include "host/cable/plan.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "host/plugin_loader.h"
+#include "host/session/plugin_loader.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/failure.h"
+#include "host/terminal/failure.h"
 
 namespace host {
 namespace {

@@ -8,7 +8,7 @@
 #include <limits>
 #include <stdexcept>
 
-#include "host/output.h"
+#include "host/terminal/output.h"
 
 namespace tests {
 

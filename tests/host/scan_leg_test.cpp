@@ -5,10 +5,10 @@
 #include <stdexcept>
 
 #include "ds3000/chip/ds3000_context.h"
-#include "host/chip_session.h"
-#include "host/console.h"
+#include "host/boards/simulated_board.h"
 #include "host/scan/leg_scan.h"
-#include "host/simulated_board.h"
+#include "host/session/chip_session.h"
+#include "host/terminal/console.h"
 
 namespace tests {
 namespace {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gmock/gmock.h>
 
-#include "host/failure.h"
-#include "host/scan/legs.h"
+#include "host/cable/legs.h"
+#include "host/terminal/failure.h"
 
 namespace tests {
 namespace {

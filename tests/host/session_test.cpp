@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/session.h"
+#include "host/session/session.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "board/clock.h"
-#include "host/failure.h"
+#include "host/terminal/failure.h"
 
 namespace host {
 namespace {

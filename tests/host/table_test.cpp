@@ -7,8 +7,8 @@
 
 #include <algorithm>
 
-#include "host/failure.h"
 #include "host/tables/catalogue.h"
+#include "host/terminal/failure.h"
 
 namespace host {
 namespace {

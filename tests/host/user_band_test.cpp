@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "host/unicable/user_band.h"
+#include "host/cable/user_band.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/failure.h"
+#include "host/terminal/failure.h"
 
 namespace tests {
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/linux/linux_board.h"
+#include "host/boards/linux_board.h"
 #include "tests/linux/mock_adapter.h"
 #include "tests/linux/mock_gpio_chip.h"
 #include "tests/linux/mock_machine.h"

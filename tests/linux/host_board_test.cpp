@@ -4,9 +4,9 @@
 #include <memory>
 
 #include "ds3000/hw/hdi.h"
-#include "host/boards.h"
-#include "host/console.h"
-#include "host/failure.h"
+#include "host/boards/boards.h"
+#include "host/terminal/console.h"
+#include "host/terminal/failure.h"
 #include "tests/linux/board_test.h"
 
 namespace tests {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "host/linux/linux_address.h"
+#include "host/boards/linux_address.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/failure.h"
+#include "host/terminal/failure.h"
 
 namespace host {
 namespace {

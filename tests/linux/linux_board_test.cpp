@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/linux/linux_board.h"
+#include "host/boards/linux_board.h"
 
 #include <unistd.h>
 
@@ -11,7 +11,7 @@
 #include <optional>
 
 #include "ds3000/hw/hdi.h"
-#include "host/failure.h"
+#include "host/terminal/failure.h"
 #include "tests/linux/board_test.h"
 
 namespace tests {

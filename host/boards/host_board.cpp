@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+#include "host/boards/host_board.h"
+
+#include <fmt/format.h>
+
+#include "board/clock.h"
+
+namespace host {
+
+namespace {
+
+std::string oscillators(const Lnb &lnb) {
+    std::string text = fmt::format("{}k", lnb.low_khz);
+    for (const std::uint32_t khz : {lnb.high_khz, lnb.switch_khz}) {
+        if (khz == 0) {
+            break;
+        }
+        text += fmt::format(",{}k", khz);
+    }
+    return text;
+}
+
+}  // namespace
+
+HostBoard::~HostBoard() { detach(); }
+
+void HostBoard::attach(board::Board &board, const BoardOptions &options) {
+    if (!options.trace_file) {
+        board::set_board(&board);
+        return;
+    }
+    trace_ = std::make_unique<TraceWriter>(board, *options.trace_file, trace_head(options));
+    board::set_board(&trace_->board());
+}
+
+trace::TraceHead HostBoard::trace_head(const BoardOptions &options) const {
+    trace::TraceHead head;
+    head.add("format", std::to_string(trace::TraceHead::format));
+    head.add("program", "ds3000-ctl " DS3000_VERSION);
+    head.add("command", options.command);
+    head.add("board", options.uri);
+    if (const std::optional<Lnb> lnb = fitted_lnb()) {
+        head.add("lnb", oscillators(*lnb));
+    }
+    if (iq_swapped()) {
+        head.add("iq-swapped", "1");
+    }
+    if (has_simulated_chips()) {
+        head.add("simulated-chips", "1");
+    }
+    if (const std::optional<broadcast::Transponder> transponder = usual_transponder()) {
+        head.add("transponder",
+                 fmt::format("{}k {} {} {}", transponder->frequency_khz,
+                             to_string(transponder->polarisation), transponder->symbol_rate,
+                             to_string(transponder->system)));
+    }
+    head.add("clock", board::VirtualClock::current() != nullptr ? "virtual" : "system");
+    return head;
+}
+
+void HostBoard::finish() {
+    if (trace_) {
+        trace_->finish();
+    }
+}
+
+}  // namespace host

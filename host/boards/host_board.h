@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "board/board.h"
+#include "broadcast/transponder.h"
+#include "host/boards/board_options.h"
+#include "host/boards/trace_writer.h"
+#include "host/cable/lnb.h"
+#include "host/terminal/output.h"
+
+namespace host {
+
+class SimulatedBoard;
+
+// A board of this program: what the process's hdi_* reach while it exists, with a recorder in front
+// of it when a trace is asked for.
+class HostBoard {
+ public:
+    HostBoard() = default;
+    HostBoard(const HostBoard &) = delete;
+    HostBoard &operator=(const HostBoard &) = delete;
+    virtual ~HostBoard();
+
+    // The world behind the board, where there is one.
+    [[nodiscard]] virtual SimulatedBoard *simulated() { return nullptr; }
+
+    // What is known of the board before a driver has spoken to it.
+    [[nodiscard]] virtual Json describe() const = 0;
+
+    // The LNB that hangs on the board, if the board knows.
+    [[nodiscard]] virtual std::optional<Lnb> fitted_lnb() const { return std::nullopt; }
+
+    // Whether the board crosses the demodulator's I and Q inputs, which the chips cannot tell.
+    [[nodiscard]] virtual bool iq_swapped() const { return false; }
+
+    // Whether the chips are simulated, for which a placeholder serves as firmware.
+    [[nodiscard]] virtual bool has_simulated_chips() const { return false; }
+
+    // A transponder that the board's dish sees, if the board knows one.
+    [[nodiscard]] virtual std::optional<broadcast::Transponder> usual_transponder() const {
+        return std::nullopt;
+    }
+
+    // The work is done: end the trace. Throws Failure (internal_error) when it could not be written
+    // whole, and whatever else a board has to say about the work.
+    virtual void finish();
+
+ protected:
+    // From now on hdi_* reach this board. Throws Failure (internal_error) for a trace that cannot
+    // be written.
+    void attach(board::Board &board, const BoardOptions &options);
+
+    // hdi_* reach no board any more.
+    static void detach() { board::set_board(nullptr); }
+
+ private:
+    [[nodiscard]] trace::TraceHead trace_head(const BoardOptions &options) const;
+
+    std::unique_ptr<TraceWriter> trace_;
+};
+
+}  // namespace host

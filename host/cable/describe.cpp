@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+#include "host/cable/describe.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <cctype>
+
+#include "host/cable/frequency.h"
+
+namespace host {
+
+std::string polarisation_letter(broadcast::Polarisation polarisation) {
+    const auto first = static_cast<unsigned char>(to_string(polarisation).front());
+    return {static_cast<char>(std::toupper(first))};
+}
+
+std::string headline(const broadcast::Transponder &transponder) {
+    return fmt::format("{} {}, {}, {}", format_mhz(transponder.frequency_khz),
+                       polarisation_letter(transponder.polarisation),
+                       format_ksps(transponder.symbol_rate), to_string(transponder.system));
+}
+
+Json json_of(const broadcast::Transponder &transponder) {
+    Json json;
+    json["frequency_khz"] = transponder.frequency_khz;
+    json["polarisation"] = polarisation_letter(transponder.polarisation);
+    json["symbol_rate_sps"] = transponder.symbol_rate;
+    json["system"] = to_string(transponder.system);
+    return json;
+}
+
+Json json_of(const Lnb &lnb) {
+    Json json;
+    json["name"] = lnb.name;
+    json["low_khz"] = lnb.low_khz;
+    if (lnb.high_khz != 0) {
+        json["high_khz"] = lnb.high_khz;
+    }
+    if (lnb.switch_khz != 0) {
+        json["switch_khz"] = lnb.switch_khz;
+    }
+    return json;
+}
+
+Json json_of(const TunePlan &plan) {
+    Json json;
+    json["lof_khz"] = plan.lof_khz;
+    json["if_khz"] = plan.if_khz;
+    json["tuned_if_mhz"] = plan.tuned_if_mhz;
+    json["residual_khz"] = plan.residual_khz;
+    json["spectrum_inverted"] = plan.inverted;
+    json["symbol_rate_ksps"] = plan.symbol_rate_ksps;
+    json["supply_volts"] = plan.voltage_18v ? 18 : 13;
+    json["tone"] = plan.tone;
+    if (plan.switch_message) {
+        json["switch_port"] = plan.switch_pos;
+        json["switch_message"] = switch_bytes(plan);
+    }
+    return json;
+}
+
+std::string switch_bytes(const TunePlan &plan) {
+    return plan.switch_message ? fmt::format("{:02X}", fmt::join(*plan.switch_message, " ")) : "";
+}
+
+std::string summary(const Lnb &lnb, const TunePlan &plan) {
+    return fmt::format("LNB {}, oscillator {}, IF {}, {} V, tone {}", lnb.name,
+                       format_mhz(plan.lof_khz), format_mhz(plan.if_khz),
+                       plan.voltage_18v ? 18 : 13, plan.tone ? "on" : "off");
+}
+
+}  // namespace host

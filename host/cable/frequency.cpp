@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: MIT
+#include "host/cable/frequency.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <limits>
+#include <optional>
+
+#include "host/terminal/failure.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::uint32_t bare_khz_from = 100'000;
+
+// A decimal number and what stands behind it.
+struct Decimal {
+    std::uint64_t digits = 0;  // without the point
+    unsigned decimals = 0;     // digits behind the point
+    char suffix = '\0';        // k, M, G or none
+};
+
+std::string_view without_unit(std::string_view text, std::string_view unit) {
+    if (text.size() > unit.size() &&
+        std::equal(
+            unit.begin(), unit.end(), text.end() - static_cast<long>(unit.size()),
+            [](char a, char b) { return a == std::tolower(static_cast<unsigned char>(b)); })) {
+        text.remove_suffix(unit.size());
+    }
+    return text;
+}
+
+std::optional<Decimal> parse_decimal(std::string_view text) {
+    constexpr std::size_t most_digits = 15;
+    Decimal number;
+    if (!text.empty()) {
+        switch (text.back()) {
+            case 'k':
+            case 'K':
+                number.suffix = 'k';
+                break;
+            case 'm':
+            case 'M':
+                number.suffix = 'M';
+                break;
+            case 'g':
+            case 'G':
+                number.suffix = 'G';
+                break;
+            default:
+                break;
+        }
+        text.remove_suffix(number.suffix == '\0' ? 0 : 1);
+    }
+    const auto point = text.find('.');
+    std::string digits(text.substr(0, point));
+    if (point != std::string_view::npos) {
+        const std::string_view fraction = text.substr(point + 1);
+        number.decimals = static_cast<unsigned>(fraction.size());
+        digits += fraction;
+        if (fraction.empty() || point == 0) {
+            return std::nullopt;
+        }
+    }
+    if (digits.empty() || digits.size() > most_digits ||
+        !std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; })) {
+        return std::nullopt;
+    }
+    number.digits = std::stoull(digits);
+    return number;
+}
+
+// The number times 10^exponent; nothing when that is no whole number.
+std::optional<std::uint64_t> scaled(const Decimal &number, unsigned exponent) {
+    std::uint64_t value = number.digits;
+    unsigned decimals = number.decimals;
+    while (decimals > exponent && value % 10 == 0) {
+        value /= 10;
+        --decimals;
+    }
+    if (decimals > exponent) {
+        return std::nullopt;
+    }
+    for (unsigned i = decimals; i < exponent; ++i) {
+        if (value > std::numeric_limits<std::uint64_t>::max() / 10) {
+            return std::numeric_limits<std::uint64_t>::max();
+        }
+        value *= 10;
+    }
+    return value;
+}
+
+std::string format_thousandths(std::uint32_t value) {
+    std::string text = fmt::format("{}.{:03}", value / 1000, value % 1000);
+    text.erase(text.find_last_not_of('0') + 1);
+    if (text.back() == '.') {
+        text.pop_back();
+    }
+    return text;
+}
+
+}  // namespace
+
+FrequencyReading parse_frequency(std::string_view text) {
+    const auto number = parse_decimal(without_unit(text, "hz"));
+    if (!number) {
+        throw Failure(
+            ExitStatus::usage,
+            fmt::format("'{}' is no frequency; write 10964.25M, 10.96425G or 10964250k", text));
+    }
+    FrequencyReading reading;
+    unsigned exponent_to_khz = 0;
+    if (number->suffix == '\0') {
+        reading.unit_assumed = true;
+        const bool below = number->digits < scaled({bare_khz_from}, number->decimals);
+        exponent_to_khz = below ? 3 : 0;
+    } else {
+        exponent_to_khz = number->suffix == 'G' ? 6 : number->suffix == 'M' ? 3 : 0;
+    }
+    const auto khz = scaled(*number, exponent_to_khz);
+    if (!khz) {
+        throw Failure(ExitStatus::usage,
+                      fmt::format("frequency '{}' is finer than 1 kHz, which is all that a "
+                                  "request can carry",
+                                  text));
+    }
+    if (*khz > std::numeric_limits<std::uint32_t>::max()) {
+        throw Failure(
+            ExitStatus::outside_limits,
+            fmt::format("frequency '{}' is above 4294967295 kHz, the most a request can carry",
+                        text));
+    }
+    reading.khz = static_cast<std::uint32_t>(*khz);
+    return reading;
+}
+
+std::uint32_t parse_symbol_rate(std::string_view text) {
+    const auto number = parse_decimal(text);
+    if (!number || number->suffix == 'G') {
+        throw Failure(
+            ExitStatus::usage,
+            fmt::format("'{}' is no symbol rate; write 22000k, 22M or 22000000 (sym/s)", text));
+    }
+    const unsigned exponent = number->suffix == 'M' ? 6 : number->suffix == 'k' ? 3 : 0;
+    const auto rate = scaled(*number, exponent);
+    if (!rate) {
+        throw Failure(ExitStatus::usage,
+                      fmt::format("symbol rate '{}' is finer than 1 sym/s", text));
+    }
+    if (*rate < lowest_symbol_rate) {
+        throw Failure(ExitStatus::outside_limits,
+                      fmt::format("symbol rate {} sym/s is below {} sym/s; bare numbers are sym/s, "
+                                  "for ksym/s write {}k",
+                                  *rate, lowest_symbol_rate, text));
+    }
+    if (*rate > highest_symbol_rate) {
+        throw Failure(ExitStatus::outside_limits,
+                      fmt::format("symbol rate {} sym/s is above {} sym/s, the most that the "
+                                  "driver's symbol-rate word can be computed for",
+                                  *rate, highest_symbol_rate));
+    }
+    return static_cast<std::uint32_t>(*rate);
+}
+
+std::string format_mhz(std::uint32_t khz) { return format_thousandths(khz) + " MHz"; }
+
+std::string format_ksps(std::uint32_t symbol_rate) {
+    return format_thousandths(symbol_rate) + " ksym/s";
+}
+
+}  // namespace host

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "host/boards/board_options.h"
+#include "host/cable/lnb.h"
+#include "host/session/rig.h"
+#include "host/terminal/console.h"
+#include "host/terminal/failure.h"
+#include "host/terminal/interrupt.h"
+#include "host/terminal/output.h"
+
+namespace CLI {
+class App;
+}
+
+namespace host {
+
+// The options that stand in front of a subcommand, or behind it.
+struct GlobalOptions {
+    std::string board = "sim";
+    std::optional<std::string> plugin;
+    std::optional<std::string> lnb;
+    unsigned switch_port = 0;
+    Format format = Format::text;
+    std::optional<std::string> output;
+    bool quiet = false;
+    bool verbose = false;
+    bool real_time = false;
+    std::optional<std::string> trace;
+    std::optional<std::string> driver_log;
+    std::shared_ptr<ReplayReport> replay_report;  // of a replay that another command asked for
+};
+
+// What every command works with.
+struct Program {
+    const CLI::App &command_line;
+    const GlobalOptions &options;
+    Console &console;
+    const InterruptWatch &interrupt;
+
+    // Refuse every given global option that is not among these: what a command cannot honour it
+    // must not ignore. Throws Failure (usage).
+    void honour_only(std::string_view command, std::initializer_list<std::string_view> names) const;
+
+    [[nodiscard]] BoardOptions board_options() const;
+    [[nodiscard]] RigOptions rig_options() const;
+
+    // The LNB of --lnb, if it was given.
+    [[nodiscard]] std::optional<Lnb> chosen_lnb() const;
+};
+
+// The work that the command line asks for.
+using Job = std::function<ExitStatus(Program &)>;
+
+}  // namespace host

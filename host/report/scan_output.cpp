@@ -1,0 +1,417 @@
+// SPDX-License-Identifier: MIT
+#include "host/report/scan_output.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+
+#include "host/cable/describe.h"
+#include "host/cable/frequency.h"
+
+namespace host {
+
+namespace {
+
+Json transponder_json(const FoundTransponder &found) {
+    Json json{{"leg", found.leg + 1}};
+    if (found.port != 0) {
+        json["port"] = found.port;
+    }
+    json["frequency_khz"] = found.frequency_khz;
+    json["polarisation"] = polarisation_letter(found.polarisation);
+    json["symbol_rate_sps"] = found.symbol_rate;
+    json.update(json_of(found.signal));
+    if (found.quality_db) {
+        json["quality_db"] = *found.quality_db;
+    }
+    if (found.strength_percent) {
+        json["strength_percent"] = *found.strength_percent;
+    }
+    json["if_khz"] = found.if_khz;
+    return json;
+}
+
+Json leg_json(const ScannedLeg &scanned) {
+    const ScanLeg &leg = scanned.leg;
+    const FrequencyRange downlink = leg.downlink();
+    Json json{{"label", leg.label()}, {"polarisation", polarisation_letter(leg.polarisation)}};
+    if (!leg.band.empty()) {
+        json["band"] = leg.band;
+    }
+    if (leg.cable.switch_port != 0) {
+        json["port"] = leg.cable.switch_port;
+    }
+    json["lof_khz"] = leg.lof_khz;
+    json["supply_volts"] = leg.cable.voltage_18v ? 18 : 13;
+    json["tone"] = leg.cable.tone;
+    json["if_low_mhz"] = leg.if_low_mhz;
+    json["if_high_mhz"] = leg.if_high_mhz;
+    json["low_khz"] = downlink.low_khz;
+    json["high_khz"] = downlink.high_khz;
+    json["complete"] = scanned.result.complete;
+    json["candidates"] = scanned.result.candidates;
+    json["locked"] = scanned.result.found.size();
+    json["virtual_time_ms"] = scanned.result.time_ms;
+    return json;
+}
+
+Json row_json(const ComparedRow &row) {
+    Json json{{"row", row.row.place.row}, {"line", row.row.place.line}};
+    if (!row.row.name.empty()) {
+        json["name"] = row.row.name;
+    }
+    json.update(json_of(row.row.transponder));
+    if (row.found) {
+        json["transponder"] = *row.found + 1;
+    }
+    if (row.receivable) {
+        json["receivable"] = *row.receivable;
+        json["findable"] = *row.findable;
+    }
+    if (!row.cause.empty()) {
+        json["cause"] = row.cause;
+    }
+    return json;
+}
+
+Json counts_json(const Comparison &comparison) {
+    Json json{{"table", comparison.table},
+              {"rows_compared", comparison.rows.size()},
+              {"rows_outside", comparison.rows_outside},
+              {"rows_repeated", comparison.rows_repeated},
+              {"rows_found", comparison.found()},
+              {"rows_missed", comparison.missed()},
+              {"transponders_unexpected", comparison.unexpected.size()}};
+    const auto is_findable = [](const ComparedRow &row) { return row.findable.value_or(false); };
+    if (!comparison.rows.empty() && comparison.rows.front().findable) {
+        json["rows_findable"] =
+            std::count_if(comparison.rows.begin(), comparison.rows.end(), is_findable);
+        json["rows_findable_missed"] =
+            std::count_if(comparison.rows.begin(), comparison.rows.end(),
+                          [&](const ComparedRow &row) { return is_findable(row) && !row.found; });
+    }
+    return json;
+}
+
+Json comparison_json(const Comparison &comparison) {
+    Json json = counts_json(comparison);
+    json["found"] = Json::array();
+    json["missed"] = Json::array();
+    json["unexpected"] = Json::array();
+    for (const ComparedRow &row : comparison.rows) {
+        json[row.found ? "found" : "missed"].push_back(row_json(row));
+    }
+    for (const std::size_t index : comparison.unexpected) {
+        json["unexpected"].push_back(index + 1);
+    }
+    return json;
+}
+
+Json summary_json(const ScanResult &result, const char *schema) {
+    Json json{{"schema", schema},
+              {"complete", result.complete},
+              {"lnb", json_of(result.lnb)},
+              {"algorithm", algorithm_name(result.settings.algorithm)},
+              {"passes", result.settings.passes},
+              {"legs_planned", result.legs_planned},
+              {"legs", Json::array()}};
+    for (const ScannedLeg &leg : result.legs) {
+        json["legs"].push_back(leg_json(leg));
+    }
+    json["virtual_time_ms"] = result.time_ms;
+    if (result.shows_wall_time) {
+        json["wall_time_ms"] = result.wall_ms;
+    }
+    return json;
+}
+
+bool is_unexpected(const ScanResult &result, std::size_t index) {
+    const auto &unexpected = result.comparison->unexpected;
+    return std::find(unexpected.begin(), unexpected.end(), index) != unexpected.end();
+}
+
+// "found", "missed" or "unexpected"; empty without a comparison.
+std::string state_of(const ScanResult &result, std::size_t index) {
+    if (!result.comparison) {
+        return "";
+    }
+    return is_unexpected(result, index) ? "unexpected" : "found";
+}
+
+// One object for each transponder, then for each missed row.
+std::vector<Json> row_objects(const ScanResult &result) {
+    std::vector<Json> objects;
+    for (std::size_t i = 0; i < result.transponders.size(); ++i) {
+        Json object = transponder_json(result.transponders[i]);
+        if (const std::string state = state_of(result, i); !state.empty()) {
+            object["state"] = state;
+        }
+        objects.push_back(std::move(object));
+    }
+    if (result.comparison) {
+        for (const ComparedRow &row : result.comparison->rows) {
+            if (!row.found) {
+                objects.push_back(row_json(row));
+                objects.back()["state"] = "missed";
+            }
+        }
+    }
+    return objects;
+}
+
+void write_json(Output &output, const ScanResult &result) {
+    Json json = summary_json(result, "ds3000.scan/1");
+    json["transponders"] = Json::array();
+    for (const FoundTransponder &found : result.transponders) {
+        json["transponders"].push_back(transponder_json(found));
+    }
+    if (result.comparison) {
+        json["comparison"] = comparison_json(*result.comparison);
+    }
+    output.json(json);
+}
+
+void write_jsonl(Output &output, const ScanResult &result) {
+    for (const Json &object : row_objects(result)) {
+        Json row{{"schema", "ds3000.scan.transponder/1"}};
+        row.update(object);
+        output.json(row);
+    }
+    Json summary = summary_json(result, "ds3000.scan.summary/1");
+    if (result.comparison) {
+        summary["comparison"] = counts_json(*result.comparison);
+    }
+    output.json(summary);
+}
+
+void write_csv(Output &output, const ScanResult &result) {
+    std::vector<std::string> names{"frequency_khz", "polarisation", "symbol_rate_sps",  "system",
+                                   "modulation",    "code_rate",    "roll_off",         "pilots",
+                                   "inverted",      "quality_db",   "strength_percent", "port",
+                                   "leg",           "if_khz"};
+    if (result.comparison) {
+        names.insert(names.end(), {"state", "row", "cause"});
+    }
+    output.csv_row(names);
+    for (const Json &object : row_objects(result)) {
+        std::vector<std::string> fields;
+        for (const std::string &name : names) {
+            const auto value = object.find(name);
+            fields.push_back(value == object.end() ? ""
+                             : value->is_string()  ? value->get<std::string>()
+                                                   : value->dump());
+        }
+        output.csv_row(fields);
+    }
+}
+
+std::string counted(std::size_t count, const char *what) {
+    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
+
+std::string yes_no(bool value) { return value ? "yes" : "no"; }
+
+std::string bare(const std::string &text_with_unit) {
+    return text_with_unit.substr(0, text_with_unit.find(' '));
+}
+
+// The cells of a line of the table, in the order of its head.
+using Cells = std::array<std::string, 12>;
+constexpr std::array<const char *, 12> head{"MHz",        "pol",     "ksym/s",   "system",
+                                            "modulation", "FEC",     "pilots",   "roll-off",
+                                            "inverted",   "quality", "strength", "port"};
+
+std::string roll_off_text(const FoundTransponder &found) {
+    return found.signal.roll_off ? to_string(*found.signal.roll_off) : "";
+}
+
+Cells cells_of(const FoundTransponder &found) {
+    return {bare(format_mhz(found.frequency_khz)),
+            polarisation_letter(found.polarisation),
+            bare(format_ksps(found.symbol_rate)),
+            to_string(found.signal.system),
+            found.signal.modulation ? to_string(*found.signal.modulation) : "",
+            found.signal.code_rate ? to_string(*found.signal.code_rate) : "",
+            found.signal.pilots ? yes_no(*found.signal.pilots) : "",
+            roll_off_text(found),
+            found.signal.inverted ? yes_no(*found.signal.inverted) : "",
+            found.quality_db ? fmt::format("{} dB", *found.quality_db) : "",
+            found.strength_percent ? fmt::format("{} %", *found.strength_percent) : "",
+            found.port != 0 ? fmt::format("{}", found.port) : ""};
+}
+
+std::string line_of(const Cells &cells, const std::array<std::size_t, head.size()> &widths) {
+    std::string line;
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        line += fmt::format("{:<{}}  ", cells.at(i), widths.at(i));
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    return line;
+}
+
+void write_table(Output &output, const std::vector<FoundTransponder> &transponders) {
+    Cells titles;
+    std::copy(head.begin(), head.end(), titles.begin());
+    std::vector<Cells> lines{titles};
+    std::transform(transponders.begin(), transponders.end(), std::back_inserter(lines), cells_of);
+    std::array<std::size_t, head.size()> widths{};
+    for (const Cells &cells : lines) {
+        for (std::size_t i = 0; i < cells.size(); ++i) {
+            widths.at(i) = std::max(widths.at(i), cells.at(i).size());
+        }
+    }
+    for (const Cells &cells : lines) {
+        output.line(line_of(cells, widths));
+    }
+}
+
+void write_comparison(Output &output, const ScanResult &result) {
+    const Comparison &comparison = *result.comparison;
+    output.line(fmt::format(
+        "against {}: {} of {} rows found, {} missed, {} unexpected; {} rows "
+        "outside the scan, {} repeated",
+        comparison.table, comparison.found(), comparison.rows.size(), comparison.missed(),
+        comparison.unexpected.size(), comparison.rows_outside, comparison.rows_repeated));
+    for (const ComparedRow &row : comparison.rows) {
+        if (!row.found) {
+            output.line(fmt::format("missed      {}:{}  {}{}", comparison.table, row.row.place.row,
+                                    headline(row.row.transponder),
+                                    row.cause.empty() ? "" : "  " + row.cause));
+        }
+    }
+    for (const std::size_t index : comparison.unexpected) {
+        const FoundTransponder &found = result.transponders[index];
+        output.line(fmt::format("unexpected  {} {}, {}, {}{}", format_mhz(found.frequency_khz),
+                                polarisation_letter(found.polarisation),
+                                format_ksps(found.symbol_rate), to_string(found.signal.system),
+                                found.port != 0 ? fmt::format(", port {}", found.port) : ""));
+    }
+}
+
+void write_text(Output &output, const ScanResult &result) {
+    if (!result.transponders.empty()) {
+        write_table(output, result.transponders);
+    }
+    if (result.comparison) {
+        write_comparison(output, result);
+    }
+    output.line(fmt::format(
+        "{} in {} of {} legs, {:.1f} s of the receiver's time, {:.1f} s on the wall{}",
+        counted(result.transponders.size(), "transponder"), result.legs.size(), result.legs_planned,
+        static_cast<double>(result.time_ms) / 1000.0, static_cast<double>(result.wall_ms) / 1000.0,
+        result.complete ? "" : "; cancelled"));
+}
+
+ReportTransponder report_row(const FoundTransponder &found) {
+    ReportTransponder row;
+    row.frequency_mhz = found.frequency_khz / 1000.0;
+    row.polarisation = polarisation_letter(found.polarisation);
+    row.symbol_rate_ksps = found.symbol_rate / 1000.0;
+    row.system = to_string(found.signal.system);
+    row.modulation = found.signal.modulation ? to_string(*found.signal.modulation) : "";
+    row.fec = found.signal.code_rate ? to_string(*found.signal.code_rate) : "";
+    row.roll_off = roll_off_text(found);
+    row.inversion = found.signal.inverted ? (*found.signal.inverted ? "inverted" : "normal") : "";
+    row.pilots = found.signal.pilots;
+    row.quality_db = found.quality_db;
+    row.strength_percent = found.strength_percent;
+    row.port = found.port;
+    row.leg = found.leg;
+    return row;
+}
+
+// The first leg that should have shown a row.
+std::size_t leg_for(const broadcast::Transponder &transponder,
+                    const std::vector<ScannedLeg> &legs) {
+    const auto shows = [&transponder](const ScannedLeg &scanned) {
+        return scanned.leg.covers(transponder);
+    };
+    return static_cast<std::size_t>(std::find_if(legs.begin(), legs.end(), shows) - legs.begin());
+}
+
+ReportTransponder report_row(const ComparedRow &row, const std::vector<ScannedLeg> &legs) {
+    const broadcast::Transponder &transponder = row.row.transponder;
+    ReportTransponder missed;
+    missed.frequency_mhz = transponder.frequency_khz / 1000.0;
+    missed.polarisation = polarisation_letter(transponder.polarisation);
+    missed.symbol_rate_ksps = transponder.symbol_rate / 1000.0;
+    missed.system = to_string(transponder.system);
+    missed.leg = leg_for(transponder, legs);
+    missed.port = legs.at(missed.leg).leg.cable.switch_port;
+    missed.state = ReportState::missed;
+    missed.note = row.cause;
+    return missed;
+}
+
+}  // namespace
+
+std::string algorithm_name(scan_algorithm algorithm) {
+    return algorithm == SCAN_ALGO_SWEEP ? "sweep" : "stepwise";
+}
+
+void write_scan(Output &output, const ScanResult &result) {
+    switch (output.format()) {
+        case Format::json:
+            write_json(output, result);
+            break;
+        case Format::jsonl:
+            write_jsonl(output, result);
+            break;
+        case Format::csv:
+            write_csv(output, result);
+            break;
+        default:
+            write_text(output, result);
+            break;
+    }
+}
+
+std::vector<WrittenRow> table_rows(const ScanResult &result) {
+    std::vector<WrittenRow> rows;
+    for (const FoundTransponder &found : result.transponders) {
+        const bool mirrored = result.legs.at(found.leg).leg.lof_above;
+        WrittenRow row{found.frequency_khz,     found.polarisation,
+                       found.symbol_rate,       found.signal.system,
+                       found.signal.modulation, found.signal.code_rate,
+                       found.signal.roll_off,   found.signal.pilots,
+                       found.signal.inverted,   found.port};
+        if (row.inverted) {
+            row.inverted = *row.inverted != mirrored;
+        }
+        rows.push_back(row);
+    }
+    return rows;
+}
+
+Report report_of(const ScanResult &result, const std::string &title, const std::string &board) {
+    Report report;
+    report.title = title;
+    report.subtitle = {
+        fmt::format("LNB {}, board {}", result.lnb.name, board),
+        fmt::format("{}, {} {}{}", algorithm_name(result.settings.algorithm),
+                    result.settings.passes, result.settings.passes == 1 ? "pass" : "passes",
+                    result.complete ? "" : ", cancelled")};
+    report.compared_with = result.comparison ? result.comparison->table : "";
+    for (const ScannedLeg &scanned : result.legs) {
+        const FrequencyRange downlink = scanned.leg.downlink();
+        report.legs.push_back({scanned.leg.label(), downlink.low_khz / 1000.0,
+                               downlink.high_khz / 1000.0, scanned.spectrum});
+    }
+    for (std::size_t i = 0; i < result.transponders.size(); ++i) {
+        report.transponders.push_back(report_row(result.transponders[i]));
+        if (result.comparison && is_unexpected(result, i)) {
+            report.transponders.back().state = ReportState::unexpected;
+        }
+    }
+    if (result.comparison) {
+        for (const ComparedRow &row : result.comparison->rows) {
+            if (!row.found) {
+                report.transponders.push_back(report_row(row, result.legs));
+            }
+        }
+    }
+    return report;
+}
+
+}  // namespace host

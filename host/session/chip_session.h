@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+#include "ds3000/hw/driver_record.h"
+#include "host/cable/cable_leg.h"
+#include "host/terminal/driver_log.h"
+#include "host/terminal/stderr_capture.h"
+
+namespace host {
+
+// How a board differs from the usual one; the chips cannot tell.
+struct BoardWiring {
+    bool iq_swapped = false;
+};
+
+// The chip layer of this program on the process's board: bus and start-up on construction, chips
+// asleep, LNB supply off and bus closed on destruction, whatever happens in between.
+class ChipSession {
+ public:
+    // Throws Failure (hardware_absent): no bus, or no demodulator of the family.
+    ChipSession(const BoardWiring &wiring, DriverLog &log);
+    ChipSession(const ChipSession &) = delete;
+    ChipSession &operator=(const ChipSession &) = delete;
+    ~ChipSession();
+
+    // Supply the LNB and select a leg, with the pauses that LNB and switch need.
+    void select(const CableLeg &leg);
+
+    // Switch the supply off; the chips stay awake.
+    void supply_off();
+
+    // Whether the demodulator can still be read: most of the driver's operations go on without it.
+    [[nodiscard]] static bool demodulator_answers();
+
+    // What the driver wrote to standard error since the last call. The log has it too.
+    std::string take_lines();
+
+    // What it wrote while it started up.
+    [[nodiscard]] const std::string &init_lines() const { return init_lines_; }
+
+    [[nodiscard]] bool has_lnbh23() const { return record_.has_lnbh23 != 0; }
+
+ private:
+    StandardErrorCapture capture_;
+    DriverLog &log_;
+    ds3000_driver record_{};
+    bool supplied_ = false;
+    std::string init_lines_;
+};
+
+}  // namespace host

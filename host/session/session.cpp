@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: MIT
+#include "host/session/session.h"
+
+#include <fmt/format.h>
+
+#include <array>
+
+#include "host/session/pace.h"
+#include "host/terminal/failure.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::uint64_t poll_ms = 50;
+
+// The worker thread sleeps 50 ms, then polls: up to 100 ms of first checks, twice, and some 20 ms
+// of transfers on a slow bus.
+constexpr std::uint64_t stale_status_ms = 300;
+
+// Sixteen polls of 50 ms, with the transfers of a slow bus.
+constexpr std::uint64_t settling_ms = 1'200;
+
+}  // namespace
+
+Session::Session(const dvb_ts_tuner_metadata &descriptor, DriverLog &log) : log_(log) {
+    tuner_ = descriptor.create(0);
+    if (const std::string fault = tuner_fault(tuner_); !fault.empty()) {
+        throw Failure(ExitStatus::not_loadable, fmt::format("the plug-in is wrong: {}", fault));
+    }
+    const bool up = tuner_->init(tuner_) != 0;
+    init_lines_ = take_lines();
+    if (!up) {
+        tuner_->free(tuner_);
+        log_.add(capture_.take());
+        const bool wrong_chip = init_lines_.find("chipset version mismatch") != std::string::npos;
+        throw Failure(ExitStatus::hardware_absent,
+                      wrong_chip ? "init failed: no demodulator of this family answers at 0xD0"
+                                 : "init failed: the I2C bus cannot be opened");
+    }
+}
+
+Session::~Session() {
+    tuner_->finalize(tuner_);
+    tuner_->free(tuner_);
+    log_.add(capture_.take());
+}
+
+TuneAnswer Session::tune(const tune_request &request) {
+    const TunePlan plan = plan_tune(request);
+    take_lines();
+    const bool accepted = tuner_->tune(tuner_, &request) != 0;
+    tune_lines_ = take_lines();
+    const auto says = [this](const char *text) {
+        return tune_lines_.find(text) != std::string::npos;
+    };
+    if (says(" out of range (")) {
+        return TuneAnswer::out_of_range;
+    }
+    if (says("wrong delivery system")) {
+        return TuneAnswer::refused;
+    }
+    const bool unchanged = channel_ && channel_->same_channel(plan);
+    channel_ = plan;
+    if (unchanged) {
+        return TuneAnswer::unchanged;
+    }
+    return accepted ? TuneAnswer::set_up : TuneAnswer::connect_failed;
+}
+
+bool Session::locked() { return tuner_->get_lock(tuner_) == 1; }
+
+Signal Session::signal() {
+    std::array<std::uint8_t, 2> out{};
+    tuner_->get_signal(tuner_, out.data());
+    // Below 0 dB the quality byte is a negative number in two's complement.
+    return {static_cast<std::int8_t>(out[0]), out[1]};
+}
+
+std::optional<std::uint64_t> Session::wait_for_lock(const Patience &patience) {
+    const std::uint64_t begin_ns = now_ns();
+    bool maybe_stale = locked();
+    std::optional<std::uint64_t> locked_since_ms;
+    for (;;) {
+        sleep_ns(poll_ms * 1'000'000U);
+        const std::uint64_t elapsed_ms = (now_ns() - begin_ns) / 1'000'000U;
+        const bool reported = locked();
+        maybe_stale = maybe_stale && reported && elapsed_ms < stale_status_ms;
+        const bool credible = patience.board_agrees ? patience.board_agrees() : !maybe_stale;
+        if (!reported || !credible) {
+            locked_since_ms.reset();
+        } else if (!locked_since_ms) {
+            locked_since_ms = elapsed_ms;
+        }
+        if (locked_since_ms && !maybe_stale) {
+            return locked_since_ms;
+        }
+        if (patience.give_up(elapsed_ms)) {
+            return std::nullopt;
+        }
+    }
+}
+
+void Session::settle() { sleep_ns(settling_ms * 1'000'000U); }
+
+std::string Session::take_lines() {
+    std::string lines = capture_.take();
+    log_.add(lines);
+    return lines;
+}
+
+std::string chip_name_in(const std::string &driver_lines) {
+    constexpr std::string_view front = "Chip ID = [";
+    const auto begin = driver_lines.find(front);
+    if (begin == std::string::npos) {
+        return "";
+    }
+    const auto name = begin + front.size();
+    return driver_lines.substr(name, driver_lines.find(']', name) - name);
+}
+
+}  // namespace host

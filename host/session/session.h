@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "host/cable/plan.h"
+#include "host/session/plugin_loader.h"
+#include "host/terminal/driver_log.h"
+#include "host/terminal/stderr_capture.h"
+
+namespace host {
+
+// Last published reception figures.
+struct Signal {
+    int quality_db = 0;
+    unsigned strength_percent = 0;
+};
+
+enum class TuneAnswer { set_up, out_of_range, refused, connect_failed, unchanged };
+
+// A receiver's life with the plug-in: create and init on construction, finalize and free on
+// destruction, whatever happens in between.
+class Session {
+ public:
+    // Throws Failure: hardware_absent when init fails, not_loadable for an incomplete Tuner.
+    Session(const dvb_ts_tuner_metadata &descriptor, DriverLog &log);
+    Session(const Session &) = delete;
+    Session &operator=(const Session &) = delete;
+    ~Session();
+
+    TuneAnswer tune(const tune_request &request);
+    [[nodiscard]] bool locked();
+    [[nodiscard]] Signal signal();
+
+    // What the driver wrote to standard error during init, and since the tune that was last.
+    [[nodiscard]] const std::string &init_lines() const { return init_lines_; }
+    [[nodiscard]] const std::string &tune_lines() const { return tune_lines_; }
+
+    // How to wait for lock: when to stop, and whether the board agrees that there is lock; leave
+    // the second empty when nobody can ask the board.
+    struct Patience {
+        std::function<bool(std::uint64_t elapsed_ms)> give_up;
+        std::function<bool()> board_agrees;
+    };
+
+    // Wait for the lock of the channel just tuned, looking every 50 ms as receivers do. Returns the
+    // time it took, in ms.
+    // The plug-in goes on publishing the previous channel's status until its thread has polled the
+    // new one; a lock that may be such a left-over is not believed before that time is over.
+    std::optional<std::uint64_t> wait_for_lock(const Patience &patience);
+
+    // Let the signal figures become those of this channel: the plug-in reports the mean of its last
+    // 16 strength readings, one each poll.
+    void settle();
+
+ private:
+    std::string take_lines();
+
+    StandardErrorCapture capture_;
+    DriverLog &log_;
+    Tuner *tuner_ = nullptr;
+    std::string init_lines_;
+    std::string tune_lines_;
+    std::optional<TunePlan> channel_;  // what the plug-in holds
+};
+
+// The chip's name in the driver's "Chip ID = [DS3103]!" line; empty without one.
+std::string chip_name_in(const std::string &driver_lines);
+
+}  // namespace host
