@@ -43,6 +43,14 @@ std::string name_of(const std::array<const char *, count> &names, Value value) {
 
 }  // namespace
 
+bool is_selected_by_18v(Polarisation polarisation) {
+    return polarisation == Polarisation::horizontal || polarisation == Polarisation::left;
+}
+
+bool is_circular(Polarisation polarisation) {
+    return polarisation == Polarisation::left || polarisation == Polarisation::right;
+}
+
 // The rates that operators use most: 3/4 for QPSK, 2/3 for 8PSK, and for the others the middle one.
 CodeRate usual_code_rate(System system, Modulation modulation) {
     if (system == System::dvbs2 && modulation == Modulation::psk8) {

@@ -13,6 +13,12 @@ enum class System { dvbs, dvbs2 };
 // A supply of 13 V selects vertical and right, 18 V horizontal and left.
 enum class Polarisation { horizontal, vertical, left, right };
 
+// Whether an LNB hears it at 18 V, not at 13 V.
+bool is_selected_by_18v(Polarisation polarisation);
+
+// Whether it is right or left.
+bool is_circular(Polarisation polarisation);
+
 enum class Modulation { qpsk, psk8, apsk16, apsk32 };
 
 enum class CodeRate { r1_4, r1_3, r2_5, r1_2, r3_5, r2_3, r3_4, r4_5, r5_6, r7_8, r8_9, r9_10 };

@@ -141,7 +141,7 @@ std::vector<std::uint8_t> Outdoor::obey(std::span<const std::uint8_t> bytes) {
 
 bool Outdoor::has_bank(const UserBandChannel &channel) const {
     return dishes_.at(channel.position()).has_value() &&
-           (!channel.high_band() || lnb_.lof_high_khz != 0);
+           (!channel.high_band() || lnb_.high_khz != 0);
 }
 
 void Outdoor::unicable_message(std::span<const std::uint8_t> bytes) {
@@ -162,7 +162,7 @@ void Outdoor::point_at(const broadcast::Satellite &satellite, unsigned port) {
     ++changes_;
 }
 
-void Outdoor::set_lnb(const Lnb &lnb) {
+void Outdoor::set_lnb(const broadcast::Lnb &lnb) {
     lnb_ = lnb;
     ++changes_;
 }
@@ -170,7 +170,7 @@ void Outdoor::set_lnb(const Lnb &lnb) {
 std::uint32_t Outdoor::lnb_if_of(const broadcast::Transponder &transponder) const {
     const bool high = stacked() ? side_of(transponder.polarisation) == Side::volts_18
                                 : has_high_band() && transponder.frequency_khz >= lnb_.switch_khz;
-    const std::uint32_t lof_khz = high ? lnb_.lof_high_khz : lnb_.lof_low_khz;
+    const std::uint32_t lof_khz = high ? lnb_.high_khz : lnb_.low_khz;
     return transponder.frequency_khz > lof_khz ? transponder.frequency_khz - lof_khz
                                                : lof_khz - transponder.frequency_khz;
 }
@@ -210,7 +210,7 @@ std::vector<Leg> Outdoor::unicable_legs() const {
         const UserBandChannel &channel = *band.channel;
         legs.push_back(
             {sky_at(channel.position() + 1), channel.horizontal() ? Side::volts_18 : Side::volts_13,
-             (channel.high_band() ? lnb_.lof_high_khz : lnb_.lof_low_khz) + drift,
+             (channel.high_band() ? lnb_.high_khz : lnb_.low_khz) + drift,
              Conversion{channel.converter_khz, band.centre_khz, UnicableUnit::half_width_khz}});
     }
     return legs;
@@ -256,12 +256,12 @@ std::vector<Leg> Outdoor::legs(Reason &reason, std::string &text) const {
     }
     const double drift = lnb_.drift_khz + weather_.drift_khz;
     if (stacked()) {
-        return {{sky, Side::volts_13, lnb_.lof_low_khz + drift, {}},
-                {sky, Side::volts_18, lnb_.lof_high_khz + drift, {}}};
+        return {{sky, Side::volts_13, lnb_.low_khz + drift, {}},
+                {sky, Side::volts_18, lnb_.high_khz + drift, {}}};
     }
     const bool high = has_high_band() && tone_;
     const Side side = volts() == 18 ? Side::volts_18 : Side::volts_13;
-    return {{sky, side, (high ? lnb_.lof_high_khz : lnb_.lof_low_khz) + drift, {}}};
+    return {{sky, side, (high ? lnb_.high_khz : lnb_.low_khz) + drift, {}}};
 }
 
 }  // namespace sim

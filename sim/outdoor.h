@@ -74,7 +74,7 @@ class Outdoor {
     void foreign_message(std::span<const std::uint8_t> bytes);
 
     void point_at(const broadcast::Satellite &satellite, unsigned port);
-    void set_lnb(const Lnb &lnb);
+    void set_lnb(const broadcast::Lnb &lnb);
 
     // Grows whenever what is on the cable may have changed.
     [[nodiscard]] std::uint64_t changes() const { return changes_; }
@@ -98,7 +98,7 @@ class Outdoor {
     [[nodiscard]] unsigned volts() const;
     [[nodiscard]] bool tone() const { return tone_; }
     [[nodiscard]] unsigned port() const;
-    [[nodiscard]] const Lnb &lnb() const { return lnb_; }
+    [[nodiscard]] const broadcast::Lnb &lnb() const { return lnb_; }
     [[nodiscard]] const Weather &weather() const { return weather_; }
     [[nodiscard]] const std::vector<std::vector<std::uint8_t>> &messages() const {
         return messages_;
@@ -112,10 +112,8 @@ class Outdoor {
     [[nodiscard]] bool has_bank(const UserBandChannel &channel) const;
     [[nodiscard]] std::vector<Leg> unicable_legs() const;
     void supply_changed();
-    [[nodiscard]] bool stacked() const { return lnb_.lof_high_khz != 0 && lnb_.switch_khz == 0; }
-    [[nodiscard]] bool has_high_band() const {
-        return lnb_.lof_high_khz != 0 && !lnb_.ignores_tone;
-    }
+    [[nodiscard]] bool stacked() const { return lnb_.high_khz != 0 && lnb_.switch_khz == 0; }
+    [[nodiscard]] bool has_high_band() const { return lnb_.high_khz != 0 && !lnb_.ignores_tone; }
 
     Sky::Defaults defaults_;
     bool has_lnbh23_;
@@ -125,7 +123,7 @@ class Outdoor {
     std::array<std::optional<Sky>, 4> dishes_;
     std::optional<UnicableUnit> unicable_;
     std::vector<Fault> message_faults_;
-    Lnb lnb_;
+    broadcast::Lnb lnb_;
     Weather weather_;
     bool enabled_ = false;
     bool line_18v_ = false;

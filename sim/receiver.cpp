@@ -92,7 +92,7 @@ class Receiver::Impl final : public SignalSource {
 
     // The back face.
     void point_at(const broadcast::Satellite &satellite, unsigned port);
-    void set_lnb(const Lnb &lnb);
+    void set_lnb(const broadcast::Lnb &lnb);
     Verdict verdict();
 
     [[nodiscard]] std::vector<double> cable_spectrum_db(double low_khz, double high_khz,
@@ -412,7 +412,7 @@ void Receiver::Impl::point_at(const broadcast::Satellite &satellite, unsigned po
     signal_changed(clock_->now_ns());
 }
 
-void Receiver::Impl::set_lnb(const Lnb &lnb) {
+void Receiver::Impl::set_lnb(const broadcast::Lnb &lnb) {
     outdoor_.set_lnb(lnb);
     signal_changed(clock_->now_ns());
 }
@@ -472,7 +472,7 @@ void Receiver::wait(std::uint32_t) {}
 void Receiver::point_at(const broadcast::Satellite &satellite, unsigned port) {
     impl_->point_at(satellite, port);
 }
-void Receiver::set_lnb(const Lnb &lnb) { impl_->set_lnb(lnb); }
+void Receiver::set_lnb(const broadcast::Lnb &lnb) { impl_->set_lnb(lnb); }
 Verdict Receiver::verdict() { return impl_->verdict(); }
 Reception Receiver::reception(const broadcast::Transponder &transponder, unsigned port) const {
     return reception_of(impl_->outdoor(), transponder, port);

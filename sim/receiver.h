@@ -47,7 +47,7 @@ class Receiver final : public board::Board {
     void point_at(const broadcast::Satellite &satellite, unsigned port = 0);
 
     // Replace the LNBs of all dishes.
-    void set_lnb(const Lnb &lnb);
+    void set_lnb(const broadcast::Lnb &lnb);
 
     // Why the demodulator is locked or not at this moment.
     [[nodiscard]] Verdict verdict();

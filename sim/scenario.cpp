@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "sim/scenario.h"
 
+#include <algorithm>
 #include <array>
 
 namespace sim {
@@ -17,20 +18,18 @@ std::string to_string(Chip chip) {
     return "unknown";
 }
 
-std::optional<Lnb> lnb_named(const std::string &name) {
-    static const std::array<Lnb, 5> types{{
-        {"universal", 9'750'000, 10'600'000, 11'700'000, 0},
-        {"c-band", 5'150'000, 0, 0, 0},
-        {"c-mult", 5'150'000, 5'750'000, 0, 0},  // both polarisations stacked on one cable
-        {"standard", 10'000'000, 0, 0, 0},
-        {"dbs", 11'250'000, 0, 0, 0},
+std::optional<broadcast::Lnb> lnb_named(const std::string &name) {
+    static const std::array<broadcast::Lnb, 5> types{{
+        {"universal", "", 9'750'000, 10'600'000, 11'700'000},
+        {"c-band", "", 5'150'000},
+        {"c-mult", "", 5'150'000, 5'750'000},  // both polarisations stacked on one cable
+        {"standard", "", 10'000'000},
+        {"dbs", "", 11'250'000},
     }};
-    for (const Lnb &type : types) {
-        if (type.name == name) {
-            return type;
-        }
-    }
-    return std::nullopt;
+    const auto *const found =
+        std::find_if(types.begin(), types.end(),
+                     [&name](const broadcast::Lnb &type) { return type.name == name; });
+    return found == types.end() ? std::nullopt : std::optional(*found);
 }
 
 }  // namespace sim

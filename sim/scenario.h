@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "broadcast/lnb.h"
 #include "broadcast/transponder.h"
 
 namespace sim {
@@ -31,20 +32,8 @@ struct BoardSetup {
     std::uint32_t bus_clock_hz = 400'000;
 };
 
-// A low-noise block converter. lof_high 0: one oscillator. Both oscillators without a switch
-// frequency: both polarisations are on the cable at once, vertical and right through the low
-// oscillator, horizontal and left through the high one. An oscillator above the band inverts.
-struct Lnb {
-    std::string name = "universal";
-    std::uint32_t lof_low_khz = 9'750'000;
-    std::uint32_t lof_high_khz = 10'600'000;
-    std::uint32_t switch_khz = 11'700'000;
-    std::int32_t drift_khz = 0;  // added to every oscillator
-    bool ignores_tone = false;   // stays on the low oscillator, whatever the tone says
-};
-
-// A type that this library knows by name: universal, c-band, c-mult, standard, dbs.
-std::optional<Lnb> lnb_named(const std::string &name);
+// The type of LNB that scenarios call by this name: universal, c-band, c-mult, standard, dbs.
+std::optional<broadcast::Lnb> lnb_named(const std::string &name);
 
 // A committed DiSEqC switch. ports[0] is port 1; the value is an index into the scenario's
 // satellites, absent when nothing is connected.
@@ -115,7 +104,7 @@ struct Scenario {
     std::string file = "built-in";
     std::uint64_t seed = 1;
     BoardSetup board;
-    Lnb lnb;
+    broadcast::Lnb lnb = *lnb_named("universal");
     std::optional<Switch> diseqc_switch;  // absent: the first satellite's dish is on the cable
     std::optional<UnicableSetup> unicable;
     double cn_db = 17.0;       // of a transponder that does not say

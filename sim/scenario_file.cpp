@@ -292,10 +292,10 @@ void Reader::read_board(Section section) {
 }
 
 void Reader::read_lnb(Section section) {
-    Lnb &lnb = scenario_.lnb;
+    broadcast::Lnb &lnb = scenario_.lnb;
     section.choice("type", lnb_named, "universal, c-band, c-mult, standard, dbs", lnb);
-    section.integer("lof_low_khz", 1, largest_frequency_khz, lnb.lof_low_khz);
-    section.integer("lof_high_khz", 0, largest_frequency_khz, lnb.lof_high_khz);
+    section.integer("lof_low_khz", 1, largest_frequency_khz, lnb.low_khz);
+    section.integer("lof_high_khz", 0, largest_frequency_khz, lnb.high_khz);
     section.integer("switch_khz", 0, largest_frequency_khz, lnb.switch_khz);
     section.integer("drift_khz", -largest_drift_khz, largest_drift_khz, lnb.drift_khz);
     section.boolean("ignores_tone", lnb.ignores_tone);

@@ -52,10 +52,7 @@ double overlap(const Carrier &wanted, const Carrier &other) {
 }  // namespace
 
 Side side_of(broadcast::Polarisation polarisation) {
-    return polarisation == broadcast::Polarisation::vertical ||
-                   polarisation == broadcast::Polarisation::right
-               ? Side::volts_13
-               : Side::volts_18;
+    return is_selected_by_18v(polarisation) ? Side::volts_18 : Side::volts_13;
 }
 
 double effective_cn_db(const Carrier &carrier, double fade_db) {

@@ -9,7 +9,7 @@ namespace host {
 
 namespace {
 
-std::string oscillators(const Lnb &lnb) {
+std::string oscillators(const broadcast::Lnb &lnb) {
     std::string text = fmt::format("{}k", lnb.low_khz);
     for (const std::uint32_t khz : {lnb.high_khz, lnb.switch_khz}) {
         if (khz == 0) {
@@ -39,7 +39,7 @@ trace::TraceHead HostBoard::trace_head(const BoardOptions &options) const {
     head.add("program", "ds3000-ctl " DS3000_VERSION);
     head.add("command", options.command);
     head.add("board", options.uri);
-    if (const std::optional<Lnb> lnb = fitted_lnb()) {
+    if (const std::optional<broadcast::Lnb> lnb = fitted_lnb()) {
         head.add("lnb", oscillators(*lnb));
     }
     if (iq_swapped()) {

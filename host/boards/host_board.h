@@ -32,7 +32,7 @@ class HostBoard {
     [[nodiscard]] virtual Json describe() const = 0;
 
     // The LNB that hangs on the board, if the board knows.
-    [[nodiscard]] virtual std::optional<Lnb> fitted_lnb() const { return std::nullopt; }
+    [[nodiscard]] virtual std::optional<broadcast::Lnb> fitted_lnb() const { return std::nullopt; }
 
     // Whether the board crosses the demodulator's I and Q inputs, which the chips cannot tell.
     [[nodiscard]] virtual bool iq_swapped() const { return false; }

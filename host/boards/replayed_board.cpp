@@ -73,7 +73,7 @@ class ReplayedBoard final : public HostBoard {
         return json;
     }
 
-    [[nodiscard]] std::optional<Lnb> fitted_lnb() const override {
+    [[nodiscard]] std::optional<broadcast::Lnb> fitted_lnb() const override {
         const auto recorded = trace_.head.value("lnb");
         try {
             return recorded ? std::optional(parse_lnb(*recorded)) : std::nullopt;

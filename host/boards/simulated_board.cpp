@@ -24,7 +24,7 @@ std::vector<broadcast::Transponder> transponders_of(const std::string &file) {
 // One dish that sees nothing yet, behind a switch if a port is asked for.
 sim::Scenario demo_scenario(unsigned switch_port) {
     sim::Scenario scenario;
-    scenario.lnb = simulated(lnb_named("EXTENDED"));
+    scenario.lnb = lnb_named("EXTENDED");
     scenario.satellites.emplace_back();
     if (switch_port != 0) {
         scenario.diseqc_switch.emplace().ports.resize(switch_ports);
@@ -58,10 +58,9 @@ sim::Scenario read_scenario(const BoardOptions &options) {
     }
 }
 
-std::optional<Lnb> scenario_lnb(const BoardOptions &options) {
-    return options.uri.starts_with(scenario_prefix)
-               ? std::optional(described(read_scenario(options).lnb))
-               : std::nullopt;
+std::optional<broadcast::Lnb> scenario_lnb(const BoardOptions &options) {
+    return options.uri.starts_with(scenario_prefix) ? std::optional(read_scenario(options).lnb)
+                                                    : std::nullopt;
 }
 
 SimulatedBoard::SimulatedBoard(const BoardOptions &options)
@@ -78,8 +77,8 @@ Json SimulatedBoard::describe() const {
             {"bus_clock_hz", scenario_.board.bus_clock_hz}};
 }
 
-std::optional<Lnb> SimulatedBoard::fitted_lnb() const {
-    return demo_ ? std::nullopt : std::optional(described(scenario_.lnb));
+std::optional<broadcast::Lnb> SimulatedBoard::fitted_lnb() const {
+    return demo_ ? std::nullopt : std::optional(scenario_.lnb);
 }
 
 std::optional<broadcast::Transponder> SimulatedBoard::usual_transponder() const {
@@ -100,9 +99,9 @@ void SimulatedBoard::point_at(const broadcast::Satellite &satellite, unsigned po
     receiver_->point_at(satellite, port);
 }
 
-void SimulatedBoard::fit_lnb(const Lnb &lnb) {
+void SimulatedBoard::fit_lnb(const broadcast::Lnb &lnb) {
     if (lnb.name != fitted_lnb_) {
-        receiver_->set_lnb(host::simulated(lnb));
+        receiver_->set_lnb(lnb);
         fitted_lnb_ = lnb.name;
     }
 }

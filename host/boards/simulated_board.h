@@ -17,7 +17,7 @@ namespace host {
 sim::Scenario read_scenario(const BoardOptions &options);
 
 // The LNB of a board's scenario, where a file says what the world is like.
-std::optional<Lnb> scenario_lnb(const BoardOptions &options);
+std::optional<broadcast::Lnb> scenario_lnb(const BoardOptions &options);
 
 // The simulated receiver as this process's board, on its virtual clock.
 class SimulatedBoard final : public HostBoard {
@@ -28,7 +28,7 @@ class SimulatedBoard final : public HostBoard {
 
     [[nodiscard]] SimulatedBoard *simulated() override { return this; }
     [[nodiscard]] Json describe() const override;
-    [[nodiscard]] std::optional<Lnb> fitted_lnb() const override;
+    [[nodiscard]] std::optional<broadcast::Lnb> fitted_lnb() const override;
     [[nodiscard]] bool iq_swapped() const override { return scenario_.board.iq_swap; }
 
     [[nodiscard]] bool has_simulated_chips() const override { return true; }
@@ -44,7 +44,7 @@ class SimulatedBoard final : public HostBoard {
     void point_at(const broadcast::Satellite &satellite, unsigned port);
 
     // Hang LNBs of this kind on the dishes.
-    void fit_lnb(const Lnb &lnb);
+    void fit_lnb(const broadcast::Lnb &lnb);
 
  private:
     std::string uri_;

@@ -30,7 +30,7 @@ Json json_of(const broadcast::Transponder &transponder) {
     return json;
 }
 
-Json json_of(const Lnb &lnb) {
+Json json_of(const broadcast::Lnb &lnb) {
     Json json;
     json["name"] = lnb.name;
     json["low_khz"] = lnb.low_khz;
@@ -64,7 +64,7 @@ std::string switch_bytes(const TunePlan &plan) {
     return plan.switch_message ? fmt::format("{:02X}", fmt::join(*plan.switch_message, " ")) : "";
 }
 
-std::string summary(const Lnb &lnb, const TunePlan &plan) {
+std::string summary(const broadcast::Lnb &lnb, const TunePlan &plan) {
     return fmt::format("LNB {}, oscillator {}, IF {}, {} V, tone {}", lnb.name,
                        format_mhz(plan.lof_khz), format_mhz(plan.if_khz),
                        plan.voltage_18v ? 18 : 13, plan.tone ? "on" : "off");

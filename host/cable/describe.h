@@ -17,13 +17,13 @@ std::string headline(const broadcast::Transponder &transponder);
 
 // The members that a transponder has in every output.
 Json json_of(const broadcast::Transponder &transponder);
-Json json_of(const Lnb &lnb);
+Json json_of(const broadcast::Lnb &lnb);
 Json json_of(const TunePlan &plan);
 
 // "E0 10 38 F2"; empty without a switch.
 std::string switch_bytes(const TunePlan &plan);
 
 // "LNB EXTENDED, oscillator 9750 MHz, IF 1744 MHz, 18 V, tone off".
-std::string summary(const Lnb &lnb, const TunePlan &plan);
+std::string summary(const broadcast::Lnb &lnb, const TunePlan &plan);
 
 }  // namespace host

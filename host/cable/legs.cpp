@@ -66,7 +66,7 @@ struct Oscillator {
     Stretch downlink = any_downlink;
 };
 
-std::vector<Oscillator> stacked_oscillators(const Lnb &lnb) {
+std::vector<Oscillator> stacked_oscillators(const broadcast::Lnb &lnb) {
     Oscillator low{.lof_khz = lnb.low_khz, .voltage_18v = false};
     Oscillator high{.lof_khz = lnb.high_khz, .voltage_18v = true};
     // The halves of the cable are the wider ones that a pair of oscillators like this leaves.
@@ -81,7 +81,7 @@ std::vector<Oscillator> stacked_oscillators(const Lnb &lnb) {
     return {low, high};
 }
 
-std::vector<Oscillator> oscillators_of(const Lnb &lnb) {
+std::vector<Oscillator> oscillators_of(const broadcast::Lnb &lnb) {
     if (lnb.high_khz == 0) {
         return {{.lof_khz = lnb.low_khz}};
     }
@@ -162,7 +162,7 @@ std::string mhz_range(const Stretch &stretch) {
 }
 
 // What can be scanned instead, for a refusal.
-std::string reach_of(const Lnb &lnb) {
+std::string reach_of(const broadcast::Lnb &lnb) {
     std::string reach;
     for (const Oscillator &oscillator : oscillators_of(lnb)) {
         const Stretch downlink = common_part(
@@ -239,17 +239,12 @@ std::vector<ScanLeg> scan_legs(const LegsWanted &wanted) {
     return legs;
 }
 
-bool is_selected_by_18v(broadcast::Polarisation polarisation) {
-    return polarisation == broadcast::Polarisation::horizontal ||
-           polarisation == broadcast::Polarisation::left;
-}
-
 bool lies_above_its_band(std::uint32_t lof_khz) {
     return width_in_bands(through(lof_khz, true, whole_cable)) >
            width_in_bands(through(lof_khz, false, whole_cable));
 }
 
-bool is_circular(const Lnb &lnb) {
+bool is_circular(const broadcast::Lnb &lnb) {
     constexpr std::array<std::string_view, 3> circular{"DBS", "DISHPRO", "110BS"};
     return std::find(circular.begin(), circular.end(), lnb.name) != circular.end();
 }

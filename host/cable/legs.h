@@ -51,7 +51,7 @@ struct ScanLeg {
 
 // What a scan is to look through.
 struct LegsWanted {
-    Lnb lnb;
+    broadcast::Lnb lnb;
     std::optional<FrequencyRange> downlink;      // absent: all that the LNB reaches
     std::optional<FrequencyRange> intermediate;  // likewise, on the cable
     std::vector<unsigned> ports = {0};           // of the committed switch; 0: none
@@ -66,13 +66,10 @@ struct LegsWanted {
 // Throws Failure (outside_limits) when no part of what is wanted can be reached.
 std::vector<ScanLeg> scan_legs(const LegsWanted &wanted);
 
-// Whether the LNB hears a polarisation at 18 V, not at 13 V.
-bool is_selected_by_18v(broadcast::Polarisation polarisation);
-
 // Whether an oscillator lies above the carriers that it is made for, as in C band.
 bool lies_above_its_band(std::uint32_t lof_khz);
 
 // Whether the LNB's name says that it is made for circular polarisation.
-bool is_circular(const Lnb &lnb);
+bool is_circular(const broadcast::Lnb &lnb);
 
 }  // namespace host

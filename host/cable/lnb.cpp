@@ -19,8 +19,8 @@ namespace host {
 
 namespace {
 
-std::vector<Lnb> read_known_lnbs() {
-    std::vector<Lnb> known;
+std::vector<broadcast::Lnb> read_known_lnbs() {
+    std::vector<broadcast::Lnb> known;
     int index = 0;
     while (const dvb_sat_lnb *row = dvb_sat_get_lnb(index++)) {
         if (row->lowfreq != 0) {
@@ -52,7 +52,7 @@ std::uint32_t parse_oscillator(std::string_view text, std::string_view whole) {
     return reading.khz;
 }
 
-Lnb parse_oscillators(std::string_view text) {
+broadcast::Lnb parse_oscillators(std::string_view text) {
     std::array<std::uint32_t, 3> words{};
     std::size_t count = 0;
     for (std::string_view rest = text;;) {
@@ -73,19 +73,20 @@ Lnb parse_oscillators(std::string_view text) {
 
 }  // namespace
 
-const std::vector<Lnb> &known_lnbs() {
-    static const std::vector<Lnb> known = read_known_lnbs();
+const std::vector<broadcast::Lnb> &known_lnbs() {
+    static const std::vector<broadcast::Lnb> known = read_known_lnbs();
     return known;
 }
 
-const Lnb &lnb_named(std::string_view name) {
+const broadcast::Lnb &lnb_named(std::string_view name) {
     const auto &known = known_lnbs();
-    const auto found = std::find_if(known.begin(), known.end(),
-                                    [name](const Lnb &lnb) { return same_name(lnb.name, name); });
+    const auto found = std::find_if(known.begin(), known.end(), [name](const broadcast::Lnb &lnb) {
+        return same_name(lnb.name, name);
+    });
     if (found == known.end()) {
         std::vector<std::string> names;
         std::transform(known.begin(), known.end(), std::back_inserter(names),
-                       [](const Lnb &lnb) { return lnb.name; });
+                       [](const broadcast::Lnb &lnb) { return lnb.name; });
         const bool in_table = dvb_sat_search_lnb(std::string(name).c_str()) >= 0;
         throw Failure(
             ExitStatus::usage,
@@ -97,19 +98,11 @@ const Lnb &lnb_named(std::string_view name) {
     return *found;
 }
 
-Lnb parse_lnb(std::string_view text) {
+broadcast::Lnb parse_lnb(std::string_view text) {
     const bool number =
         !text.empty() && text.find_first_not_of("0123456789.,kKmMgGhHzZ") == std::string_view::npos;
     // "110BS" begins with a digit and is a name; nothing but digits, points and units is a number.
     return number ? parse_oscillators(text) : lnb_named(text);
-}
-
-sim::Lnb simulated(const Lnb &lnb) {
-    return {lnb.name, lnb.low_khz, lnb.high_khz, lnb.switch_khz, 0};
-}
-
-Lnb described(const sim::Lnb &lnb) {
-    return {lnb.name, "of the scenario", lnb.lof_low_khz, lnb.lof_high_khz, lnb.switch_khz};
 }
 
 }  // namespace host

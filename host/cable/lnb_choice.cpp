@@ -14,11 +14,6 @@ namespace {
 
 enum class Band { c, ku_linear, ku_circular, other };
 
-bool is_circular(broadcast::Polarisation polarisation) {
-    return polarisation == broadcast::Polarisation::left ||
-           polarisation == broadcast::Polarisation::right;
-}
-
 Band band_of(const broadcast::Transponder &transponder) {
     const std::uint32_t khz = transponder.frequency_khz;
     if (khz >= 3'000'000 && khz < 5'000'000) {
@@ -31,12 +26,12 @@ Band band_of(const broadcast::Transponder &transponder) {
 }
 
 // The LNB that reaches most of a band's transponders; the earlier name of equals.
-const Lnb *best_for(Band band, const std::vector<broadcast::Transponder> &transponders,
-                    std::initializer_list<std::string_view> names) {
-    const Lnb *best = nullptr;
+const broadcast::Lnb *best_for(Band band, const std::vector<broadcast::Transponder> &transponders,
+                               std::initializer_list<std::string_view> names) {
+    const broadcast::Lnb *best = nullptr;
     std::ptrdiff_t most = -1;
     for (const std::string_view name : names) {
-        const Lnb &lnb = lnb_named(name);
+        const broadcast::Lnb &lnb = lnb_named(name);
         const auto reached =
             std::count_if(transponders.begin(), transponders.end(),
                           [&](const broadcast::Transponder &transponder) {
@@ -58,7 +53,7 @@ LnbChoice::LnbChoice(const std::vector<broadcast::Transponder> &transponders)
       ku_linear_(best_for(Band::ku_linear, transponders, {"EXTENDED"})),
       ku_circular_(best_for(Band::ku_circular, transponders, {"DBS", "L10750", "EXTENDED"})) {}
 
-const Lnb &LnbChoice::for_transponder(const broadcast::Transponder &transponder) const {
+const broadcast::Lnb &LnbChoice::for_transponder(const broadcast::Transponder &transponder) const {
     switch (band_of(transponder)) {
         case Band::c:
             return *c_band_;

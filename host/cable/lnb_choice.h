@@ -14,12 +14,13 @@ class LnbChoice {
  public:
     explicit LnbChoice(const std::vector<broadcast::Transponder> &transponders);
 
-    [[nodiscard]] const Lnb &for_transponder(const broadcast::Transponder &transponder) const;
+    [[nodiscard]] const broadcast::Lnb &for_transponder(
+        const broadcast::Transponder &transponder) const;
 
  private:
-    const Lnb *c_band_;
-    const Lnb *ku_linear_;
-    const Lnb *ku_circular_;
+    const broadcast::Lnb *c_band_;
+    const broadcast::Lnb *ku_linear_;
+    const broadcast::Lnb *ku_circular_;
 };
 
 }  // namespace host

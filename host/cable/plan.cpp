@@ -43,13 +43,12 @@ std::string out_of_range(const tune_request &request, const TunePlan &plan) {
 
 }  // namespace
 
-tune_request request_for(const broadcast::Transponder &transponder, const Lnb &lnb, unsigned port) {
-    const bool vertical = transponder.polarisation == broadcast::Polarisation::vertical ||
-                          transponder.polarisation == broadcast::Polarisation::right;
+tune_request request_for(const broadcast::Transponder &transponder, const broadcast::Lnb &lnb,
+                         unsigned port) {
     tune_request request{};
     request.frequency = transponder.frequency_khz;
     request.symbol_rate = transponder.symbol_rate;
-    request.polarisation = vertical ? request_13v : request_18v;
+    request.polarisation = is_selected_by_18v(transponder.polarisation) ? request_18v : request_13v;
     request.delivery_system =
         transponder.system == broadcast::System::dvbs2 ? request_dvbs2 : request_dvbs;
     request.switch_pos = port;

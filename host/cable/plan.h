@@ -13,7 +13,8 @@
 namespace host {
 
 // The request of a receiver with this LNB, whose dish hangs at this port (0: no switch).
-tune_request request_for(const broadcast::Transponder &transponder, const Lnb &lnb, unsigned port);
+tune_request request_for(const broadcast::Transponder &transponder, const broadcast::Lnb &lnb,
+                         unsigned port);
 
 // What the plug-in makes of a tune request, for display: the plug-in works it out itself.
 struct TunePlan {

@@ -66,13 +66,13 @@ std::uint16_t parse_if_mhz(std::string_view what, std::string_view text) {
     return static_cast<std::uint16_t>(khz / 1000);
 }
 
-std::uint16_t bank_of(const TunePlan &plan, const Lnb &lnb, Position position) {
+std::uint16_t bank_of(const TunePlan &plan, const broadcast::Lnb &lnb, Position position) {
     const bool high_band = lnb.high_khz != 0 && plan.lof_khz == lnb.high_khz;
     return static_cast<std::uint16_t>((position == Position::b ? 4U : 0U) |
                                       (plan.voltage_18v ? 2U : 0U) | (high_band ? 1U : 0U));
 }
 
-UserBandPlan plan_user_band(const UserBand &band, const TunePlan &plan, const Lnb &lnb,
+UserBandPlan plan_user_band(const UserBand &band, const TunePlan &plan, const broadcast::Lnb &lnb,
                             Position position) {
     const unsigned step = (band.frequency_mhz + plan.tuned_if_mhz) / step_mhz;
     UserBandPlan result;

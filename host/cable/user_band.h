@@ -40,9 +40,9 @@ struct UserBandPlan {
 };
 
 // The bank of EN 50494: position, polarisation and band.
-std::uint16_t bank_of(const TunePlan &plan, const Lnb &lnb, Position position);
+std::uint16_t bank_of(const TunePlan &plan, const broadcast::Lnb &lnb, Position position);
 
-UserBandPlan plan_user_band(const UserBand &band, const TunePlan &plan, const Lnb &lnb,
+UserBandPlan plan_user_band(const UserBand &band, const TunePlan &plan, const broadcast::Lnb &lnb,
                             Position position);
 
 }  // namespace host

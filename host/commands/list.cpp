@@ -91,7 +91,7 @@ std::string mhz_or_nothing(std::uint32_t khz) {
 ExitStatus list_lnbs(Program &program) {
     program.honour_only("list lnb", {});
     Listing listing("lnb", {"name", "low_mhz", "high_mhz", "switch_mhz", "description"});
-    for (const Lnb &lnb : known_lnbs()) {
+    for (const broadcast::Lnb &lnb : known_lnbs()) {
         Json object = json_of(lnb);
         object["description"] = lnb.description;
         listing.add({lnb.name, mhz_or_nothing(lnb.low_khz), mhz_or_nothing(lnb.high_khz),

@@ -39,7 +39,7 @@ RigOptions Program::rig_options() const {
     return {.board = board_options(), .plugin = options.plugin, .driver_log = options.driver_log};
 }
 
-std::optional<Lnb> Program::chosen_lnb() const {
+std::optional<broadcast::Lnb> Program::chosen_lnb() const {
     return options.lnb ? std::optional(parse_lnb(*options.lnb)) : std::nullopt;
 }
 

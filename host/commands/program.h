@@ -53,7 +53,7 @@ struct Program {
     [[nodiscard]] RigOptions rig_options() const;
 
     // The LNB of --lnb, if it was given.
-    [[nodiscard]] std::optional<Lnb> chosen_lnb() const;
+    [[nodiscard]] std::optional<broadcast::Lnb> chosen_lnb() const;
 };
 
 // The work that the command line asks for.

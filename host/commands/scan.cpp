@@ -46,11 +46,6 @@ constexpr unsigned switch_ports = 4;
 
 [[noreturn]] void usage(const std::string &message) { throw Failure(ExitStatus::usage, message); }
 
-bool is_circular(broadcast::Polarisation polarisation) {
-    return polarisation == broadcast::Polarisation::left ||
-           polarisation == broadcast::Polarisation::right;
-}
-
 FrequencyRange noted_range(const std::string &text, Console &console) {
     const RangeReading reading = parse_range(text);
     if (reading.unit_assumed) {
@@ -186,17 +181,17 @@ Surroundings look_around(Workbench &rig, const ScanOptions &options) {
     return surroundings;
 }
 
-bool reaches(const Lnb &lnb, const broadcast::Transponder &transponder) {
+bool reaches(const broadcast::Lnb &lnb, const broadcast::Transponder &transponder) {
     return !plan_tune(request_for(transponder, lnb, 0)).refusal;
 }
 
 // The usual LNB of most of the transponders.
-Lnb usual_lnb(const std::vector<broadcast::Transponder> &transponders) {
+broadcast::Lnb usual_lnb(const std::vector<broadcast::Transponder> &transponders) {
     const LnbChoice choice(transponders);
     std::map<std::string, unsigned> count;
-    const Lnb *usual = &lnb_named("EXTENDED");
+    const broadcast::Lnb *usual = &lnb_named("EXTENDED");
     for (const broadcast::Transponder &transponder : transponders) {
-        const Lnb &lnb = choice.for_transponder(transponder);
+        const broadcast::Lnb &lnb = choice.for_transponder(transponder);
         if (reaches(lnb, transponder) && ++count[lnb.name] > count[usual->name]) {
             usual = &lnb;
         }
@@ -204,14 +199,14 @@ Lnb usual_lnb(const std::vector<broadcast::Transponder> &transponders) {
     return *usual;
 }
 
-Lnb lnb_for(const Program &program, HostBoard &board, const Surroundings &surroundings) {
+broadcast::Lnb lnb_for(const Program &program, HostBoard &board, const Surroundings &surroundings) {
     if (const auto chosen = program.chosen_lnb()) {
         return *chosen;
     }
     if (const auto fitted = board.fitted_lnb()) {
         return *fitted;
     }
-    Lnb usual = usual_lnb(surroundings.transponders);
+    broadcast::Lnb usual = usual_lnb(surroundings.transponders);
     if (board.simulated() == nullptr) {
         program.console.note(
             fmt::format("LNB {} is assumed; name another one with --lnb", usual.name));
@@ -220,7 +215,8 @@ Lnb lnb_for(const Program &program, HostBoard &board, const Surroundings &surrou
 }
 
 // Whether most of the transponders in reach are circularly polarised.
-bool mostly_circular(const std::vector<broadcast::Transponder> &transponders, const Lnb &lnb) {
+bool mostly_circular(const std::vector<broadcast::Transponder> &transponders,
+                     const broadcast::Lnb &lnb) {
     std::ptrdiff_t balance = 0;
     for (const broadcast::Transponder &transponder : transponders) {
         if (reaches(lnb, transponder)) {
@@ -272,7 +268,8 @@ class Scan {
     Scan(Program &program, ChipRig &rig, const ScanSettings &settings, bool with_spectrum)
         : program_(program), rig_(rig), settings_(settings), with_spectrum_(with_spectrum) {}
 
-    ScanResult run(ChipSession &session, const Lnb &lnb, const std::vector<ScanLeg> &legs) {
+    ScanResult run(ChipSession &session, const broadcast::Lnb &lnb,
+                   const std::vector<ScanLeg> &legs) {
         ScanResult result;
         result.lnb = lnb;
         result.settings = settings_;

@@ -132,7 +132,7 @@ class Sweep {
         return result;
     }
 
-    RowResult visit(Session &session, const TableRow &row, const Lnb &lnb) {
+    RowResult visit(Session &session, const TableRow &row, const broadcast::Lnb &lnb) {
         const unsigned port = port_of(row);
         const tune_request request = request_for(row.transponder, lnb, port);
         const TunePlan plan = plan_tune(request);

@@ -26,7 +26,7 @@ struct TuneOptions {
 [[noreturn]] void usage(const std::string &message) { throw Failure(ExitStatus::usage, message); }
 
 // The result as it grows: what was asked for, what became of it.
-Json begin_result(const Target &target, const Lnb &lnb, const TunePlan &plan) {
+Json begin_result(const Target &target, const broadcast::Lnb &lnb, const TunePlan &plan) {
     Json result{{"schema", "ds3000.tune/1"}};
     result.update(json_of(target));
     result["lnb"] = json_of(lnb);
@@ -36,7 +36,8 @@ Json begin_result(const Target &target, const Lnb &lnb, const TunePlan &plan) {
 
 std::string yes_no(bool value) { return value ? "yes" : "no"; }
 
-void write_plan_text(Output &output, const Target &target, const Lnb &lnb, const TunePlan &plan) {
+void write_plan_text(Output &output, const Target &target, const broadcast::Lnb &lnb,
+                     const TunePlan &plan) {
     const auto line = [&output](const char *what, const std::string &value) {
         output.line(fmt::format("{:<20} {}", what, value));
     };
@@ -52,8 +53,8 @@ void write_plan_text(Output &output, const Target &target, const Lnb &lnb, const
     line("switch bytes", plan.switch_message ? switch_bytes(plan) : "none");
 }
 
-void write_result(Output &output, const Json &result, const Target &target, const Lnb &lnb,
-                  const TunePlan &plan) {
+void write_result(Output &output, const Json &result, const Target &target,
+                  const broadcast::Lnb &lnb, const TunePlan &plan) {
     if (output.format() == Format::csv) {
         write_csv_object(output, result);
     } else if (output.format() != Format::text) {
@@ -116,7 +117,7 @@ ExitStatus tune_channel(Program &program, const TuneOptions &options, const Targ
     Output output(program.options.format, program.options.output);
     Rig rig(program.rig_options(), program.console);
     const LnbSource lnbs(program.chosen_lnb(), rig.board().fitted_lnb(), {target.transponder});
-    const Lnb &lnb = lnbs.for_transponder(target.transponder);
+    const broadcast::Lnb &lnb = lnbs.for_transponder(target.transponder);
     const tune_request request = request_for(target.transponder, lnb, program.options.switch_port);
     const TunePlan plan = plan_tune(request);
     rig.fit_lnb(lnb);
@@ -158,7 +159,7 @@ ExitStatus show_plan(Program &program, const Target &target) {
     Output output(program.options.format, program.options.output);
     const LnbSource lnbs(program.chosen_lnb(), scenario_lnb(program.board_options()),
                          {target.transponder});
-    const Lnb &lnb = lnbs.for_transponder(target.transponder);
+    const broadcast::Lnb &lnb = lnbs.for_transponder(target.transponder);
     const TunePlan plan =
         plan_tune(request_for(target.transponder, lnb, program.options.switch_port));
     Json result = begin_result(target, lnb, plan);

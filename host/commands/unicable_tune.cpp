@@ -33,7 +33,7 @@ struct UnicableTuneOptions {
 // Everything that is decided before the hardware is touched.
 struct Plan {
     Target target;
-    Lnb lnb;
+    broadcast::Lnb lnb;
     TunePlan tune;
     Position position = Position::a;
     std::optional<UserBand> band;  // absent: to be searched for
@@ -142,7 +142,7 @@ Json make_result(const Plan &plan, const UserBand &band, const UserBandPlan &cha
                  const UserBandReception &reception, HostBoard &board) {
     Json result{{"schema", "ds3000.unicable-tune/1"}};
     result.update(json_of(plan.target));
-    result["lnb"] = json_of(plan.lnb);
+    result["lnb"] = host::json_of(plan.lnb);
     result["plan"] = plan_json(plan.tune);
     result["position"] = plan.position == Position::b ? "B" : "A";
     result["user_band"] = json_of(band, channel);

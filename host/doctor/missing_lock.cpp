@@ -265,7 +265,7 @@ void explain_missing_lock(Findings &findings, Reception &reception) {
     MissingLock(findings, reception).explain();
 }
 
-std::string oscillators_moved_by(const Lnb &lnb, std::int32_t khz) {
+std::string oscillators_moved_by(const broadcast::Lnb &lnb, std::int32_t khz) {
     const auto moved_mhz = [khz](std::uint32_t lof_khz) {
         return std::lround((static_cast<double>(lof_khz) + khz) / 1000.0);
     };

@@ -19,6 +19,6 @@ inline constexpr const char *late_lock_advice =
     "Repeat the examination; a host must not give up sooner than this";
 
 // "9751,10601,11700": an LNB's oscillators moved by so much, as --lnb takes them.
-std::string oscillators_moved_by(const Lnb &lnb, std::int32_t khz);
+std::string oscillators_moved_by(const broadcast::Lnb &lnb, std::int32_t khz);
 
 }  // namespace host

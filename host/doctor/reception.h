@@ -16,7 +16,7 @@ namespace host {
 // The transponder to receive, and the way to it.
 struct Aim {
     broadcast::Transponder transponder;
-    Lnb lnb;
+    broadcast::Lnb lnb;
     TunePlan plan;
     std::optional<UserBand> user_band;  // through a Unicable unit
 };

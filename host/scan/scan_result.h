@@ -23,7 +23,7 @@ struct ScannedLeg {
 
 // What a blind scan as a whole came to.
 struct ScanResult {
-    Lnb lnb;
+    broadcast::Lnb lnb;
     ScanSettings settings;
     std::vector<ScannedLeg> legs;  // those begun
     std::size_t legs_planned = 0;

@@ -9,7 +9,7 @@ constexpr const char *driver_heading = "The driver wrote:";
 
 }  // namespace
 
-LnbSource::LnbSource(std::optional<Lnb> chosen, std::optional<Lnb> fitted,
+LnbSource::LnbSource(std::optional<broadcast::Lnb> chosen, std::optional<broadcast::Lnb> fitted,
                      const std::vector<broadcast::Transponder> &transponders)
     : fixed_(std::move(chosen)), choice_(transponders) {
     if (!fixed_) {
@@ -17,14 +17,14 @@ LnbSource::LnbSource(std::optional<Lnb> chosen, std::optional<Lnb> fitted,
     }
 }
 
-const Lnb &LnbSource::for_transponder(const broadcast::Transponder &transponder) const {
+const broadcast::Lnb &LnbSource::for_transponder(const broadcast::Transponder &transponder) const {
     return fixed_ ? *fixed_ : choice_.for_transponder(transponder);
 }
 
 Workbench::Workbench(const RigOptions &options, Console &console)
     : log_(options.driver_log, console), board_(open_board(options.board, console)) {}
 
-void Workbench::fit_lnb(const Lnb &lnb) {
+void Workbench::fit_lnb(const broadcast::Lnb &lnb) {
     if (SimulatedBoard *simulated = board_->simulated();
         simulated != nullptr && simulated->is_demo()) {
         simulated->fit_lnb(lnb);

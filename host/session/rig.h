@@ -29,13 +29,14 @@ struct RigOptions {
 // hang on the board, else the usual one for the transponders at hand.
 class LnbSource {
  public:
-    LnbSource(std::optional<Lnb> chosen, std::optional<Lnb> fitted,
+    LnbSource(std::optional<broadcast::Lnb> chosen, std::optional<broadcast::Lnb> fitted,
               const std::vector<broadcast::Transponder> &transponders);
 
-    [[nodiscard]] const Lnb &for_transponder(const broadcast::Transponder &transponder) const;
+    [[nodiscard]] const broadcast::Lnb &for_transponder(
+        const broadcast::Transponder &transponder) const;
 
  private:
-    std::optional<Lnb> fixed_;
+    std::optional<broadcast::Lnb> fixed_;
     LnbChoice choice_;
 };
 
@@ -48,7 +49,7 @@ class Workbench {
     [[nodiscard]] DriverLog &log() { return log_; }
 
     // Fit the LNB that a request counts on, and turn the dish, where the world is ours to arrange.
-    void fit_lnb(const Lnb &lnb);
+    void fit_lnb(const broadcast::Lnb &lnb);
     void point_at(const broadcast::Satellite &satellite, unsigned port);
 
  protected:

@@ -23,7 +23,7 @@ std::string refusal(std::string_view text) {
 }
 
 TEST(Lnb, names_come_from_the_table_in_any_case) {
-    const Lnb lnb = parse_lnb("extended");
+    const broadcast::Lnb lnb = parse_lnb("extended");
 
     EXPECT_EQ(lnb.name, "EXTENDED");
     EXPECT_EQ(lnb.low_khz, 9'750'000U);
@@ -33,7 +33,7 @@ TEST(Lnb, names_come_from_the_table_in_any_case) {
 }
 
 TEST(Lnb, oscillators_are_given_in_mhz) {
-    const Lnb lnb = parse_lnb("9750,10600,11700");
+    const broadcast::Lnb lnb = parse_lnb("9750,10600,11700");
 
     EXPECT_EQ(lnb.low_khz, 9'750'000U);
     EXPECT_EQ(lnb.high_khz, 10'600'000U);
@@ -54,7 +54,7 @@ TEST(Lnb, wrong_descriptions_are_refused_with_what_is_known) {
 
 TEST(Lnb, every_known_one_fits_three_words) {
     EXPECT_EQ(known_lnbs().size(), 15U);
-    for (const Lnb &lnb : known_lnbs()) {
+    for (const broadcast::Lnb &lnb : known_lnbs()) {
         EXPECT_NE(lnb.low_khz, 0U) << lnb.name;
         EXPECT_TRUE(lnb.switch_khz == 0 || lnb.high_khz != 0) << lnb.name;
     }

@@ -53,7 +53,7 @@ struct Choice {
 // EN 50494 numbers the banks vertical low, vertical high, horizontal low, horizontal high, then the
 // same of the second position.
 TEST(UserBand, bank_follows_from_position_polarisation_and_band) {
-    const host::Lnb universal{"U", "", 9'750'000, 10'600'000, 11'700'000};
+    const broadcast::Lnb universal{"U", "", 9'750'000, 10'600'000, 11'700'000};
     for (const auto &choice : {
              Choice{9'750'000, false, Position::a, 0},
              Choice{10'600'000, false, Position::a, 1},
@@ -75,7 +75,7 @@ TEST(UserBand, bank_follows_from_position_polarisation_and_band) {
 }
 
 TEST(UserBand, plan_is_the_channel_change_of_the_driver) {
-    const host::Lnb universal{"U", "", 9'750'000, 10'600'000, 11'700'000};
+    const broadcast::Lnb universal{"U", "", 9'750'000, 10'600'000, 11'700'000};
     host::TunePlan tune;
     tune.lof_khz = 9'750'000;
     tune.tuned_if_mhz = 1'210;

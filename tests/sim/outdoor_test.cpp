@@ -138,7 +138,7 @@ TEST_F(Outdoor, lnb_can_be_replaced) {
     start();
     ASSERT_TRUE(locks_at(1050, true));
 
-    receiver().set_lnb({"other", 9'650'000, 0, 0, 0});
+    receiver().set_lnb({"other", "", 9'650'000});
 
     EXPECT_FALSE(receiver().verdict().locked());
     EXPECT_TRUE(locks_at(1150, true));

@@ -47,7 +47,7 @@ TEST(ScenarioFile, empty_file_is_the_default_scenario) {
     EXPECT_EQ(scenario.board.chip, sim::Chip::ds3103);
     EXPECT_EQ(scenario.board.tuner_identity, 0xC3);
     EXPECT_EQ(scenario.board.bus_clock_hz, 400'000U);
-    EXPECT_EQ(scenario.lnb.lof_low_khz, 9'750'000U);
+    EXPECT_EQ(scenario.lnb.low_khz, 9'750'000U);
     EXPECT_EQ(scenario.cn_db, 17);
     EXPECT_FALSE(scenario.diseqc_switch);
     EXPECT_EQ(scenario.file, "dir/test.toml");
@@ -124,8 +124,8 @@ kind = "dead_supply"
     EXPECT_TRUE(scenario.board.lnbh23);
     EXPECT_TRUE(scenario.board.iq_swap);
     EXPECT_EQ(scenario.board.bus_clock_hz, 100'000U);
-    EXPECT_EQ(scenario.lnb.lof_low_khz, 5'150'000U);
-    EXPECT_EQ(scenario.lnb.lof_high_khz, 0U);
+    EXPECT_EQ(scenario.lnb.low_khz, 5'150'000U);
+    EXPECT_EQ(scenario.lnb.high_khz, 0U);
     EXPECT_EQ(scenario.lnb.drift_khz, -300);
     EXPECT_TRUE(scenario.lnb.ignores_tone);
     EXPECT_EQ(scenario.cn_db, 12.5);

@@ -83,7 +83,7 @@ class EveryFrequency : public ReceiverTest, public testing::WithParamInterface<s
 
 TEST_P(EveryFrequency, is_synthesised_where_the_driver_says) {
     scenario.board.tuner_identity = GetParam();
-    scenario.lnb = {"none", 1'000'000, 0, 0, 0};
+    scenario.lnb = {"none", "", 1'000'000};
     broadcast::Satellite satellite;
     for (std::uint32_t mhz = 950; mhz <= 2150; mhz += 40) {
         broadcast::Transponder transponder = demo_transponder(10'800);
