@@ -45,11 +45,6 @@ macro(ds3000_find_gtest)
     find_package(GTest REQUIRED)
   endif()
   include(GoogleTest)
-  if(NOT DS3000_RUN_TESTS)
-    # It would run the test programs to ask for their tests.
-    function(gtest_discover_tests)
-    endfunction()
-  endif()
 endmacro()
 
 # Set a variable to the path of something that runs a program of this build, for tests that start it

@@ -20,7 +20,7 @@ class CtlRefusal : public CtlTest {
     }
 };
 
-const std::string tune =
+const std::string tune_one =
     "tune --frequency 11494M --polarisation H --symbol-rate 22M --system dvbs2";
 
 TEST_F(CtlRefusal, usage) {
@@ -31,20 +31,20 @@ TEST_F(CtlRefusal, usage) {
     expect("info --format csv", 2, "no rows");
     expect("info --lnb EXTENDED", 2, "--lnb");
     expect("info --switch 1", 2, "--switch");
-    expect(tune + " --switch 5", 2, "5");
+    expect(tune_one + " --switch 5", 2, "5");
     expect("sweep", 2, "TABLE");
     expect("tune", 2, "--frequency");
     expect("tune --frequency 11494M --polarisation H --symbol-rate 22M", 2, "--system");
-    expect(tune + " --lnb NOSUCH", 2, "NOSUCH");
-    expect(tune + " --keep-lnb-power", 2, "switches the LNB supply off");
-    expect(tune + " --show-plan --trace t", 2, "--trace");
-    expect(tune + " --show-plan --timeout 1", 2, "--timeout");
-    expect(tune + " --timeout 0", 2, "timeout");
+    expect(tune_one + " --lnb NOSUCH", 2, "NOSUCH");
+    expect(tune_one + " --keep-lnb-power", 2, "switches the LNB supply off");
+    expect(tune_one + " --show-plan --trace t", 2, "--trace");
+    expect(tune_one + " --show-plan --timeout 1", 2, "--timeout");
+    expect(tune_one + " --timeout 0", 2, "timeout");
 }
 
 TEST_F(CtlRefusal, numbers_that_are_none) {
     const auto with = [](const char *from, const char *to) {
-        std::string arguments = tune;
+        std::string arguments = tune_one;
         return arguments.replace(arguments.find(from), std::string(from).size(), to);
     };
     expect(with("11494M", "abc"), 2, "no frequency");
@@ -69,14 +69,14 @@ TEST_F(CtlRefusal, tables_and_rows) {
 }
 
 TEST_F(CtlRefusal, a_frequency_outside_the_lnb_range_names_value_limit_and_mend) {
-    const Outcome run = ctl(tune + " --lnb C-BAND");
+    const Outcome run = ctl(tune_one + " --lnb C-BAND");
 
     EXPECT_EQ(run.status, 9);
     EXPECT_THAT(run.err, HasSubstr("11494 MHz with an oscillator of 5150 MHz"));
     EXPECT_THAT(run.err, HasSubstr("950 MHz to 2150 MHz"));
     EXPECT_THAT(run.err, HasSubstr("--lnb"));
     EXPECT_THAT(run.err, HasSubstr("driver: frequency 6344000 out of range"));
-    EXPECT_EQ(ctl(tune + " --lnb C-BAND --show-plan").status, 9);
+    EXPECT_EQ(ctl(tune_one + " --lnb C-BAND --show-plan").status, 9);
 }
 
 TEST_F(CtlRefusal, boards_and_scenarios) {
@@ -96,7 +96,7 @@ TEST_F(CtlRefusal, hardware_that_is_absent_or_another_one) {
     write_file("other.toml", "[[fault]]\nkind = \"wrong_identity\"\nreg = 0x01\nvalue = 0x11\n");
     expect("info --board sim:none.toml", 4, "no demodulator of this family");
     expect("info --board sim:other.toml", 4, "driver: init_ds3000_driver: chipset version");
-    expect(tune + " --board sim:other.toml", 4, "no demodulator of this family");
+    expect(tune_one + " --board sim:other.toml", 4, "no demodulator of this family");
 }
 
 TEST_F(CtlRefusal, plug_ins_that_cannot_be_loaded) {

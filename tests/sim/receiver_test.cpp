@@ -24,8 +24,9 @@ using broadcast::System;
 
 namespace {
 
-broadcast::Transponder carrier(std::uint32_t mhz, Polarisation polarisation, std::uint32_t ksps,
-                               System system, Modulation modulation, CodeRate rate) {
+broadcast::Transponder demo_carrier(std::uint32_t mhz, Polarisation polarisation,
+                                    std::uint32_t ksps, System system, Modulation modulation,
+                                    CodeRate rate) {
     broadcast::Transponder transponder;
     transponder.frequency_khz = mhz * 1000;
     transponder.polarisation = polarisation;
@@ -57,18 +58,18 @@ std::uint32_t standard_of(const broadcast::Transponder &transponder) {
 
 broadcast::Satellite demo_satellite() {
     return {"demo",
-            {carrier(10'800, Polarisation::horizontal, 22'000, System::dvbs, Modulation::qpsk,
-                     CodeRate::r3_4),
-             carrier(10'900, Polarisation::vertical, 22'000, System::dvbs2, Modulation::psk8,
-                     CodeRate::r2_3),
-             carrier(11'100, Polarisation::vertical, 27'500, System::dvbs2, Modulation::qpsk,
-                     CodeRate::r3_4),
-             carrier(11'300, Polarisation::vertical, 2'000, System::dvbs, Modulation::qpsk,
-                     CodeRate::r2_3),
-             carrier(12'000, Polarisation::horizontal, 30'000, System::dvbs2, Modulation::psk8,
-                     CodeRate::r3_4),
-             carrier(12'200, Polarisation::vertical, 27'500, System::dvbs, Modulation::qpsk,
-                     CodeRate::r5_6)}};
+            {demo_carrier(10'800, Polarisation::horizontal, 22'000, System::dvbs, Modulation::qpsk,
+                          CodeRate::r3_4),
+             demo_carrier(10'900, Polarisation::vertical, 22'000, System::dvbs2, Modulation::psk8,
+                          CodeRate::r2_3),
+             demo_carrier(11'100, Polarisation::vertical, 27'500, System::dvbs2, Modulation::qpsk,
+                          CodeRate::r3_4),
+             demo_carrier(11'300, Polarisation::vertical, 2'000, System::dvbs, Modulation::qpsk,
+                          CodeRate::r2_3),
+             demo_carrier(12'000, Polarisation::horizontal, 30'000, System::dvbs2, Modulation::psk8,
+                          CodeRate::r3_4),
+             demo_carrier(12'200, Polarisation::vertical, 27'500, System::dvbs, Modulation::qpsk,
+                          CodeRate::r5_6)}};
 }
 
 broadcast::Transponder demo_transponder(std::uint32_t frequency_mhz) {

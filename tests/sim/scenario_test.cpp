@@ -32,7 +32,7 @@ std::string error_of(const std::string &text) {
     return "no error";
 }
 
-constexpr const char *carrier = R"([[transponder]]
+constexpr const char *carrier_section = R"([[transponder]]
 frequency_khz = 11_000_000
 polarisation = "V"
 symbol_rate = 22_000_000
@@ -163,7 +163,7 @@ kind = "dead_supply"
 }
 
 TEST(ScenarioFile, only_satellite_need_not_be_named) {
-    const Scenario scenario = parse(carrier);
+    const Scenario scenario = parse(carrier_section);
 
     ASSERT_EQ(scenario.satellites.size(), 1U);
     EXPECT_EQ(scenario.satellites[0].transponders.size(), 1U);
@@ -181,7 +181,7 @@ TEST(ScenarioFile, table_comes_through_the_reader_behind_the_scenarios_own_carri
 name = "demo"
 table = "tables/Demo"
 cn_db = 11
-)") + carrier + R"(
+)") + carrier_section + R"(
 [[override]]
 frequency_khz = 10_800_400
 polarisation = "horizontal"
