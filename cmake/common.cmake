@@ -8,10 +8,12 @@ if(CMAKE_CXX_FLAGS_RELEASE STREQUAL "-O3 -DNDEBUG")
   set(CMAKE_CXX_FLAGS_RELEASE "-O1 -DNDEBUG")
 endif()
 
+option(DS3000_WERROR "Take the compiler's warnings for errors" OFF)
+
 # Flags of everything that is ours.
 add_library(ds3000_common INTERFACE)
 target_compile_options(ds3000_common INTERFACE
-  -Wall -Wextra -Wconversion -Wshadow -Werror
+  -Wall -Wextra -Wconversion -Wshadow $<$<BOOL:${DS3000_WERROR}>:-Werror>
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}/=)
 target_include_directories(ds3000_common INTERFACE ${PROJECT_SOURCE_DIR})
 # POSIX functions under strict -std=c++20 and -std=c11.
