@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ds3000/demod/carrier.h"
 
-#include "tests/demod/transcript_lines.h"
 #include "tests/support/chip_test.h"
+#include "tests/support/transcript_text.h"
 
 namespace tests {
 namespace {

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "ds3000/demod/carrier.h"
-#include "tests/demod/channel_test.h"
+#include "tests/support/channel_test.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "ds3000/demod/connect.h"
-#include "tests/demod/channel_test.h"
+#include "tests/support/channel_test.h"
 
 namespace {
 

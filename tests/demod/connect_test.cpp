@@ -7,7 +7,7 @@
 #include "ds3000/demod/firmware.h"
 #include "ds3000/demod/power.h"
 #include "ds3000/demod/programming.h"
-#include "tests/demod/channel_test.h"
+#include "tests/support/channel_test.h"
 
 namespace {
 

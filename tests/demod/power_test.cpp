@@ -6,7 +6,7 @@
 
 #include "ds3000/demod/firmware.h"
 #include "ds3000/tuner/ts2022.h"
-#include "tests/demod/channel_test.h"
+#include "tests/support/channel_test.h"
 
 namespace {
 
@@ -52,11 +52,11 @@ class PowerTest : public tests::ChannelTest {
     }
 };
 
-const Fields bound_tuner = {{"tuner_wake", 1},
-                            {"tuner_set_frequency", 1},
-                            {"tuner_sleep", 1},
-                            {"tuner_get_offset", 1},
-                            {"tuner_get_gain", 1}};
+const Fields bound_tuner = {{"tuner_wake", tests::field_value(ts2022_wake)},
+                            {"tuner_set_frequency", tests::field_value(ts2022_set_frequency)},
+                            {"tuner_sleep", tests::field_value(ts2022_sleep)},
+                            {"tuner_get_offset", tests::field_value(tuner_get_offset)},
+                            {"tuner_get_gain", tests::field_value(ts2022_get_gain)}};
 
 // Identification.
 
@@ -403,13 +403,13 @@ TEST_F(PowerTest, init_of_an_unknown_chip_binds_and_starts_the_tuner_and_loads_n
 
 TEST_F(PowerTest, init_does_not_report_a_firmware_block_that_failed_and_sends_no_more_of_them) {
     board(edited(golden("power_init_ds3103.txt"),
-                 {{image_goes_here, blocks_of(ds3000_firmware_a, 3) + " -> nack"}}));
+                 {{image_goes_here, tests::failing(blocks_of(ds3000_firmware_a, 3))}}));
     EXPECT_EQ(silently(ds3000_init), 0);
 }
 
 TEST_F(PowerTest, init_does_not_report_a_first_firmware_block_that_failed) {
     board(edited(golden("power_init_ds300x.txt"),
-                 {{image_goes_here, blocks_of(ds3000_firmware_b, 1) + " -> nack"}}));
+                 {{image_goes_here, tests::failing(blocks_of(ds3000_firmware_b, 1))}}));
     EXPECT_EQ(silently(ds3000_init), 0);
 }
 

@@ -3,8 +3,8 @@
 
 #include <array>
 
-#include "tests/demod/transcript_lines.h"
 #include "tests/support/chip_test.h"
+#include "tests/support/transcript_text.h"
 
 namespace tests {
 namespace {

@@ -7,8 +7,8 @@
 #include <string>
 #include <utility>
 
-#include "tests/demod/transcript_lines.h"
 #include "tests/support/chip_test.h"
+#include "tests/support/transcript_text.h"
 
 namespace tests {
 namespace {
