@@ -156,7 +156,7 @@ const struct {
      0, 72000},
 };
 
-TEST_F(TsAdaptationTest, whole_adaptations) {
+TEST_F(TsAdaptationTest, the_carrier_and_the_mode_are_read_before_a_clock_is_sized) {
     ds3000_context.master_clock_khz = 144000;
     for_each_row(adaptations, [this](const auto &row) {
         ds3000_context.chip_type = row.chip_type;

@@ -8,6 +8,7 @@
 #include <cctype>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 namespace tests {
 
@@ -86,6 +87,11 @@ std::string repeat(int count, std::string_view lines) {
         text += '\n';
     }
     return text;
+}
+
+std::vector<std::string> words(std::string_view text) {
+    std::istringstream stream{std::string(text)};
+    return {std::istream_iterator<std::string>(stream), {}};
 }
 
 std::string write_line(unsigned reg, unsigned value) {

@@ -5,6 +5,7 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tests {
 
@@ -21,6 +22,9 @@ std::string spelled_out(std::string_view text);
 
 // A line or several repeated.
 std::string repeat(int count, std::string_view lines);
+
+// The words of a text: the bytes of "00 0F 7F", say.
+std::vector<std::string> words(std::string_view text);
 
 // Lines for registers and values that a test computes; a fixed line is better written out.
 std::string write_line(unsigned reg, unsigned value);
