@@ -112,7 +112,7 @@ std::string golden(const std::string &name) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-std::string edited(std::string_view transcript, std::initializer_list<Edit> edits) {
+std::string edited(std::string_view transcript, const std::vector<Edit> &edits) {
     std::string text = '\n' + spelled_out(transcript);
     for (const Edit &edit : edits) {
         const std::size_t at = find_once(text, edit.before);

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,7 +42,7 @@ struct Edit {
 };
 
 // A transcript that is another one, except. Each edit must find its lines exactly once.
-std::string edited(std::string_view transcript, std::initializer_list<Edit> edits);
+std::string edited(std::string_view transcript, const std::vector<Edit> &edits);
 
 // The lines from `first` up to `end`, without `end`. Both must be in the transcript once.
 std::string lines_between(std::string_view transcript, std::string_view first,
