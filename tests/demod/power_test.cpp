@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include "ds3000/demod/firmware.h"
 #include "ds3000/tuner/ts2022.h"
@@ -147,41 +146,41 @@ Fields started(std::int32_t tuner_type, std::int32_t inverted) {
             {"spectrum_inverted", inverted}};
 }
 
-constexpr Edit inverted = {"update demod 4D 93 -> 91", "update demod 4D 91 -> 93"};
-constexpr Edit with_reg_30 = {"update demod 30 18 -> 08", "update demod 30 08 -> 18"};
-
 const struct {
     const char *name;
     std::int32_t chip_type;
     std::uint8_t board_iq_swap, unicable_enabled, reg30_bit4_enable;
     std::int32_t spectrum_inverted;
-    std::vector<Edit> edits;  // of the chip's golden
+    const char *changes;  // to the chip's golden
 } initialisations[] = {
-    {"DS300X has neither 0x4D nor 0x30 and no pulse of 0x07", CHIP_DS300X, 0, 0, 0, 0, {}},
-    {"DS300X notes the inversion without writing it", CHIP_DS300X, 1, 0, 0, 1, {}},
-    {"DS3002B", CHIP_DS3002B, 0, 0, 0, 0, {}},
-    {"DS3002B with swapped wiring", CHIP_DS3002B, 1, 0, 0, 1, {inverted}},
-    {"DS3103", CHIP_DS3103, 0, 0, 0, 0, {}},
-    {"DS3103 with Unicable", CHIP_DS3103, 0, 1, 0, 1, {inverted}},
-    {"DS3103 with swapped wiring and Unicable", CHIP_DS3103, 1, 1, 0, 0, {}},
-    {"the board option sets bit 4 of 0x30", CHIP_DS3103, 0, 0, 1, 0, {with_reg_30}},
-    {"the board option is exactly 1", CHIP_DS3103, 0, 0, 2, 0, {}},
-    {"hold and release of the download fail",
-     CHIP_DS300X,
-     0,
-     0,
-     0,
-     0,
-     {{"# firmware\nwrite demod B2 01", "write demod B2 01 -> nack"},
-      {"write demod B2 00\n# output mode 3", "write demod B2 00 -> nack"}}},
-    {"the board options after reads that fail",
-     CHIP_DS3103,
-     1,
-     0,
-     0,
-     1,
-     {{"update demod 4D 93 -> 91", "update demod 4D nack -> 02"},
-      {"update demod 30 18 -> 08", "update demod 30 nack -> 02"}}},
+    {"DS300X has neither 0x4D nor 0x30 and no pulse of 0x07", CHIP_DS300X, 0, 0, 0, 0, ""},
+    {"DS300X notes the inversion without writing it", CHIP_DS300X, 1, 0, 0, 1, ""},
+    {"DS3002B", CHIP_DS3002B, 0, 0, 0, 0, ""},
+    {"DS3002B with swapped wiring", CHIP_DS3002B, 1, 0, 0, 1, R"(
+        - update demod 4D 93 -> 91
+        + update demod 4D 91 -> 93)"},
+    {"DS3103", CHIP_DS3103, 0, 0, 0, 0, ""},
+    {"DS3103 with Unicable", CHIP_DS3103, 0, 1, 0, 1, R"(
+        - update demod 4D 93 -> 91
+        + update demod 4D 91 -> 93)"},
+    {"DS3103 with swapped wiring and Unicable", CHIP_DS3103, 1, 1, 0, 0, ""},
+    {"the board option sets bit 4 of 0x30", CHIP_DS3103, 0, 0, 1, 0, R"(
+        - update demod 30 18 -> 08
+        + update demod 30 08 -> 18)"},
+    {"the board option is exactly 1", CHIP_DS3103, 0, 0, 2, 0, ""},
+    {"an inversion is exactly 1", CHIP_DS3103, 0, 2, 0, 2, ""},
+    {"hold and release of the download fail", CHIP_DS300X, 0, 0, 0, 0, R"(
+        - # firmware
+        - write demod B2 01
+        + write demod B2 01 -> nack
+        - write demod B2 00
+        - # output mode 3
+        + write demod B2 00 -> nack)"},
+    {"the board options after reads that fail", CHIP_DS3103, 1, 0, 0, 1, R"(
+        - update demod 4D 93 -> 91
+        + update demod 4D nack -> 02
+        - update demod 30 18 -> 08
+        + update demod 30 nack -> 02)"},
 };
 
 class InitTest : public PowerTest {
@@ -213,7 +212,7 @@ TEST_F(InitTest, starts_chip_tuner_firmware_output_and_board_options) {
         ds3000_context.unicable_enabled = row.unicable_enabled;
         ds3000_context.reg30_bit4_enable = row.reg30_bit4_enable;
         const std::string whole = initialisation(golden_of(row.chip_type), image_of(row.chip_type));
-        expect_init(row.chip_type, edited(whole, row.edits), row.spectrum_inverted);
+        expect_init(row.chip_type, patched(whole, row.changes), row.spectrum_inverted);
     });
 }
 

@@ -123,6 +123,32 @@ std::string edited(std::string_view transcript, const std::vector<Edit> &edits) 
     return text;
 }
 
+std::string patched(std::string_view transcript, std::string_view changes) {
+    std::string text(transcript);
+    std::string before;
+    std::string after;
+    const auto apply = [&] {
+        if (!before.empty()) {
+            text = edited(text, {{before, after}});
+        }
+        before.clear();
+        after.clear();
+    };
+    while (!changes.empty()) {
+        const std::string_view line = take(changes, "\n");
+        if (line.starts_with('+')) {
+            after += std::string(line.substr(1)) + '\n';
+        } else if (line.starts_with('-')) {
+            if (!after.empty()) {
+                apply();
+            }
+            before += std::string(line.substr(1)) + '\n';
+        }
+    }
+    apply();
+    return text;
+}
+
 std::string lines_between(std::string_view transcript, std::string_view first,
                           std::string_view end) {
     const std::string text = '\n' + spelled_out(transcript);

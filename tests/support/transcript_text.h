@@ -44,6 +44,12 @@ struct Edit {
 // A transcript that is another one, except. Each edit must find its lines exactly once.
 std::string edited(std::string_view transcript, const std::vector<Edit> &edits);
 
+// The same, with the edits in lines: what goes after "-", what stands instead after "+".
+//
+//   - update demod 4D 93 -> 91
+//   + update demod 4D 91 -> 93
+std::string patched(std::string_view transcript, std::string_view changes);
+
 // The lines from `first` up to `end`, without `end`. Both must be in the transcript once.
 std::string lines_between(std::string_view transcript, std::string_view first,
                           std::string_view end);
