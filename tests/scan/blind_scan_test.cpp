@@ -15,7 +15,7 @@
 #include "ds3000/scan/blind_scan.h"
 #include "ds3000/scan/scan_control.h"
 #include "ds3000/scan/verification.h"
-#include "tests/scan/scan_transcript.h"
+#include "tests/support/scan_transcript.h"
 
 namespace {
 

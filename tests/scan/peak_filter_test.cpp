@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ds3000/scan/peak_filter.h"
 
-#include "tests/scan/candidate_list.h"
+#include "tests/support/candidate_list.h"
 #include "tests/support/chip_test.h"
 
 namespace {

@@ -10,7 +10,7 @@
 
 #include "ds3000/scan/peak_filter.h"
 #include "ds3000/scan/scan_list.h"
-#include "tests/scan/candidate_list.h"
+#include "tests/support/candidate_list.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "tests/scan/candidate_list.h"
+#include "tests/support/candidate_list.h"
 #include "tests/support/chip_test.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "ds3000/scan/blind_scan.h"
-#include "tests/scan/scan_transcript.h"
+#include "tests/support/scan_transcript.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "ds3000/scan/scan_control.h"
-#include "tests/scan/scan_transcript.h"
+#include "tests/support/scan_transcript.h"
 
 namespace {
 

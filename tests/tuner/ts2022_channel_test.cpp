@@ -4,7 +4,7 @@
 
 #include "ds3000/tuner/ts2022.h"
 #include "tests/support/chip_test.h"
-#include "tests/tuner/tuner_transcript.h"
+#include "tests/support/tuner_transcript.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ds3000/tuner/ts2022.h"
 #include "tests/support/chip_test.h"
-#include "tests/tuner/tuner_transcript.h"
+#include "tests/support/tuner_transcript.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tests/scan/scan_transcript.h"
+#include "tests/support/scan_transcript.h"
 
 #include <fmt/format.h>
 

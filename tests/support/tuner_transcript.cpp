@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tests/tuner/tuner_transcript.h"
+#include "tests/support/tuner_transcript.h"
 
 #include <sstream>
 
