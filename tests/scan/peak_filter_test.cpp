@@ -1,822 +1,410 @@
 // SPDX-License-Identifier: MIT
 #include "ds3000/scan/peak_filter.h"
 
+#include "ds3000/scan/spectrum_search.h"
 #include "tests/support/candidate_list.h"
 #include "tests/support/chip_test.h"
+#include "tests/support/each.h"
 
 namespace {
 
 using tests::Bytes;
 using tests::CandidateList;
-using tests::dvbs;
-using tests::dvbs2;
-using tests::pending;
+using tests::each;
+using tests::list_state;
+using tests::ListedPeak;
+using tests::ListState;
 using tests::Record;
+using tests::record;
 using tests::Records;
-using tests::rejected;
 using tests::scratch;
 using tests::Words;
 
-enum class Verdict { inserted, overlap_skip, similar_skip, refused_or_lost };
+constexpr std::uint32_t untouched = 77;
 
-std::ostream &operator<<(std::ostream &out, Verdict verdict) {
-    switch (verdict) {
-        case Verdict::inserted:
-            return out << "inserted";
-        case Verdict::overlap_skip:
-            return out << "overlap skip";
-        case Verdict::similar_skip:
-            return out << "similar skip";
-        case Verdict::refused_or_lost:
-            return out << "neither inserted nor skipped";
+std::string message_of(const std::string &fate, std::int32_t frequency_khz) {
+    const std::string end = "Freq. == " + std::to_string(frequency_khz) + "\n\n";
+    if (fate == "overlap") {
+        return "\n\tOverlap Skip TP!!!!!!!   " + end;
     }
-    return out;
+    return fate == "similar" ? "\n\tSimilar Skip TP!!!!!!!  " + end : "";
 }
+
+// Peaks that meet a list one after the other: one that "overlap"s a locked transponder or is
+// "similar" to a candidate is dropped with a message, the others are inserted.
+struct Meeting {
+    const char *name;
+    const char *before;
+    const char *peaks;
+    const char *after;
+    std::uint32_t last_match_khz;
+    std::uint8_t unicable = 0;
+    std::uint32_t passes = 2;
+    std::uint8_t pass = 1;
+};
 
 class PeakFilter : public tests::ChipTest {
  protected:
-    static constexpr std::uint32_t untouched = 77;
+    PeakFilter() { ds3000_context.scan_passes = 2; }
 
-    PeakFilter() {
-        ds3000_context.scan_passes = 2;
+    template <typename Take>
+    static void check(const Meeting &row, const Take &take) {
+        SCOPED_TRACE(row.name);
+        const ListState after = list_state(row.after);
         ds3000_context.scan_last_match_khz = untouched;
+        ds3000_context.unicable_enabled = row.unicable;
+        ds3000_context.scan_passes = row.passes;
+        CandidateList list(static_cast<std::uint16_t>(after.records.size() - 1), row.before);
+        for (const ListedPeak &peak : tests::listed_peaks(row.peaks)) {
+            EXPECT_EQ(take(list, peak), message_of(peak.fate, peak.frequency_khz));
+        }
+        EXPECT_EQ(list.state(), after);
+        EXPECT_EQ(ds3000_context.scan_last_match_khz, row.last_match_khz);
     }
 
-    // What a peak of pass 1 made the driver print.
-    static std::string filter(CandidateList &list, std::int32_t frequency_khz,
-                              std::int32_t symbol_rate_ksps) {
-        return standard_error_of(
-            [&] { ds3000::filter_peak(list.request, frequency_khz, symbol_rate_ksps, 1); });
-    }
-
-    static std::string overlap_message(std::int32_t frequency_khz) {
-        return "\n\tOverlap Skip TP!!!!!!!   Freq. == " + std::to_string(frequency_khz) + "\n\n";
-    }
-
-    static std::string similar_message(std::int32_t frequency_khz) {
-        return "\n\tSimilar Skip TP!!!!!!!  Freq. == " + std::to_string(frequency_khz) + "\n\n";
-    }
-
-    // What becomes of a peak that meets entry as the only one of a list.
-    static Verdict meet(const Record &entry, std::int32_t frequency_khz, std::int32_t rate) {
-        ds3000_context.scan_cursor = 0;
-        ds3000_context.scan_cursor_at_end = 0;
-        CandidateList list(4, {entry});
-        const std::string message = filter(list, frequency_khz, rate);
-
-        const Record peak = pending(frequency_khz, static_cast<std::uint16_t>(rate));
-        const bool in_front = frequency_khz <= entry.frequency_khz;
-        const Records with_peak = in_front
-                                      ? Records{peak, entry, scratch(1), scratch(3), scratch(4)}
-                                      : Records{entry, peak, scratch(2), scratch(3), scratch(4)};
-        const Records without_peak{entry, scratch(1), scratch(2), scratch(3), scratch(4)};
+    // What becomes of a peak that meets the only entry of a list: the word of its message, empty
+    // for one that is inserted.
+    static std::string fate(const Record &entry, std::int32_t frequency_khz, std::int32_t rate) {
+        CandidateList list(4, Records{entry});
+        const std::string message = list.filter({frequency_khz, rate});
+        const Record peak{frequency_khz, static_cast<std::uint16_t>(rate), CANDIDATE_PENDING};
+        Records expected{entry, scratch(1), scratch(2), scratch(3), scratch(4)};
+        if (message.empty() && frequency_khz <= entry.frequency_khz) {
+            expected = {peak, entry, scratch(1), scratch(3), scratch(4)};
+        } else if (message.empty()) {
+            expected[1] = peak;
+        }
+        EXPECT_EQ(list.records(), expected);
+        EXPECT_EQ(ds3000_context.scan_count, message.empty() ? 2 : 1);
         EXPECT_EQ(ds3000_context.scan_last_match_khz,
                   static_cast<std::uint32_t>(entry.frequency_khz));
-        if (ds3000_context.scan_count == 2 && message.empty() && list.records() == with_peak) {
-            return Verdict::inserted;
-        }
-        if (ds3000_context.scan_count == 1 && list.records() == without_peak) {
-            if (message == overlap_message(frequency_khz)) {
-                return Verdict::overlap_skip;
-            }
-            if (message == similar_message(frequency_khz)) {
-                return Verdict::similar_skip;
-            }
-        }
-        return Verdict::refused_or_lost;
+        return message == message_of("overlap", frequency_khz)   ? "overlap"
+               : message == message_of("similar", frequency_khz) ? "similar"
+                                                                 : message;
     }
 };
 
-// The comparison with a locked transponder.
-
-TEST_F(PeakFilter, a_27500_peak_7000_khz_from_a_locked_30000_is_dropped_and_7001_is_inserted) {
-    const Record locked = dvbs(1200000, 30000);
-    EXPECT_EQ(meet(locked, 1207000, 27500), Verdict::overlap_skip);
-    EXPECT_EQ(meet(locked, 1207001, 27500), Verdict::inserted);
-    EXPECT_EQ(meet(locked, 1193000, 27500), Verdict::overlap_skip);
-    EXPECT_EQ(meet(locked, 1192999, 27500), Verdict::inserted);
-}
-
-TEST_F(PeakFilter, the_distance_to_a_locked_transponder_is_limited_by_the_peaks_rate) {
+TEST_F(PeakFilter, a_peak_that_overlaps_a_locked_transponder_is_dropped) {
     struct Row {
         std::int32_t rate;
+        std::uint16_t locked_rate;
         std::int32_t distance_khz;
     };
-    // The entry is so wide that the overlap is never the limit.
-    for (const Row row :
-         {Row{1601, 1000}, Row{2999, 1000}, Row{3000, 1000}, Row{3001, 2000}, Row{5000, 2000},
-          Row{5001, 3000}, Row{6000, 3000}, Row{6001, 3000}, Row{10000, 3000}, Row{10001, 4000},
-          Row{25000, 4000}, Row{25001, 7000}, Row{45000, 7000}}) {
-        for (const Record &locked : {dvbs(1200000, 40000), dvbs2(1200000, 40000)}) {
-            for (const std::int32_t side : {-1, 1}) {
-                SCOPED_TRACE(testing::Message() << row.rate << " ksym/s, side " << side);
-                EXPECT_EQ(meet(locked, 1200000, row.rate), Verdict::overlap_skip);
-                EXPECT_EQ(meet(locked, 1200000 + side * row.distance_khz, row.rate),
-                          Verdict::overlap_skip);
-                EXPECT_EQ(meet(locked, 1200000 + side * (row.distance_khz + 1), row.rate),
-                          Verdict::inserted);
-            }
-        }
-    }
-}
-
-TEST_F(PeakFilter, up_to_6000_ksps_a_third_of_the_peak_has_to_overlap) {
-    struct Row {
-        std::int32_t rate;
-        std::uint16_t locked_rate;
-        std::int32_t distance_khz;  // rate/2 + locked_rate/2 - rate/3
+    // clang-format off
+    const Row rows[] = {
+        // By the peak's rate: the entry is so wide that the overlap is never the limit.
+        {1601, 40000, 1000}, {2999, 40000, 1000}, {3000, 40000, 1000}, {3001, 40000, 2000},
+        {5000, 40000, 2000}, {5001, 40000, 3000}, {6000, 40000, 3000}, {6001, 40000, 3000},
+        {10000, 40000, 3000}, {10001, 40000, 4000}, {25000, 40000, 4000}, {25001, 40000, 7000},
+        {27500, 30000, 7000}, {45000, 40000, 7000},
+        // Up to 6000 ksym/s a third of it: rate/2 + locked_rate/2 - rate/3.
+        {3000, 600, 800}, {5000, 600, 1134}, {5001, 601, 1133}, {6000, 1000, 1500},
+        // Above half of it: locked_rate/2.
+        {6001, 1000, 500}, {6001, 1001, 500}, {10000, 3999, 1999}, {27500, 6000, 3000},
+        {45000, 13999, 6999}, {45000, 2000, 1000},
     };
-    for (const Row row :
-         {Row{3000, 600, 800}, Row{5000, 600, 1134}, Row{5001, 601, 1133}, Row{6000, 1000, 1500}}) {
-        const Record locked = dvbs(1200000, row.locked_rate);
-        for (const std::int32_t side : {-1, 1}) {
-            SCOPED_TRACE(testing::Message() << row.rate << " ksym/s, side " << side);
-            EXPECT_EQ(meet(locked, 1200000 + side * row.distance_khz, row.rate),
-                      Verdict::overlap_skip);
-            EXPECT_EQ(meet(locked, 1200000 + side * (row.distance_khz + 1), row.rate),
-                      Verdict::inserted);
+    // clang-format on
+    for (const Row &row : rows) {
+        for (const std::uint32_t standard : {STANDARD_DVBS, STANDARD_DVBS2}) {
+            SCOPED_TRACE(testing::Message() << row.rate << " on " << row.locked_rate);
+            const Record locked{1200000, row.locked_rate, standard, CODE_RATE_3_4};
+            EXPECT_EQ(fate(locked, 1200000, row.rate), "overlap");
+            EXPECT_EQ(fate(locked, 1200000 - row.distance_khz, row.rate), "overlap");
+            EXPECT_EQ(fate(locked, 1200000 + row.distance_khz, row.rate), "overlap");
+            EXPECT_EQ(fate(locked, 1200000 - row.distance_khz - 1, row.rate), "");
+            EXPECT_EQ(fate(locked, 1200000 + row.distance_khz + 1, row.rate), "");
         }
     }
 }
 
-TEST_F(PeakFilter, above_6000_ksps_half_of_the_peak_has_to_overlap) {
-    struct Row {
-        std::int32_t rate;
-        std::uint16_t locked_rate;
-        std::int32_t distance_khz;  // locked_rate/2
-    };
-    for (const Row row : {Row{6001, 1000, 500}, Row{6001, 1001, 500}, Row{10000, 3999, 1999},
-                          Row{27500, 6000, 3000}, Row{45000, 13999, 6999}}) {
-        const Record locked = dvbs2(1200000, row.locked_rate);
-        for (const std::int32_t side : {-1, 1}) {
-            SCOPED_TRACE(testing::Message() << row.rate << " ksym/s, side " << side);
-            EXPECT_EQ(meet(locked, 1200000 + side * row.distance_khz, row.rate),
-                      Verdict::overlap_skip);
-            EXPECT_EQ(meet(locked, 1200000 + side * (row.distance_khz + 1), row.rate),
-                      Verdict::inserted);
-        }
-    }
-}
-
-TEST_F(PeakFilter, a_locked_transponder_of_another_rate_swallows_the_peak_on_it) {
-    EXPECT_EQ(meet(dvbs(1200000, 30000), 1200000, 2000), Verdict::overlap_skip);
-    EXPECT_EQ(meet(dvbs2(1200000, 2000), 1200000, 45000), Verdict::overlap_skip);
-}
-
-// The comparison with an undecided or rejected candidate.
-
-TEST_F(PeakFilter, a_candidate_resembles_the_peak_within_tolerances_by_the_peaks_rate) {
+TEST_F(PeakFilter, a_peak_that_resembles_an_undecided_or_rejected_candidate_is_dropped) {
     struct Row {
         std::int32_t rate;
         std::int32_t rate_tolerance;
         std::int32_t frequency_tolerance;
     };
-    for (const Row row : {Row{1601, 100, 500}, Row{3000, 100, 500}, Row{3001, 200, 500},
-                          Row{10000, 200, 500}, Row{10001, 250, 800}, Row{25000, 250, 800},
-                          Row{25001, 400, 1000}, Row{44000, 400, 1000}}) {
-        for (const std::uint32_t status : {CANDIDATE_PENDING, CANDIDATE_REJECTED}) {
-            for (const std::int32_t side : {-1, 1}) {
+    const Row rows[] = {{1601, 100, 500},   {3000, 100, 500},  {3001, 200, 500},
+                        {10000, 200, 500},  {10001, 250, 800}, {25000, 250, 800},
+                        {25001, 400, 1000}, {44000, 400, 1000}};
+    for (const Row &row : rows) {
+        each(
+            [&row](std::uint32_t status, int side) {
                 SCOPED_TRACE(testing::Message()
                              << row.rate << " ksym/s, status " << status << ", side " << side);
                 const auto other = [&](std::int32_t difference) {
                     const std::int32_t rate = row.rate + side * difference;
                     return Record{1200000, static_cast<std::uint16_t>(rate), status};
                 };
-                const std::int32_t at_limit = row.frequency_tolerance;
-                for (const std::int32_t frequency : {1200000 - at_limit, 1200000 + at_limit}) {
-                    EXPECT_EQ(meet(other(row.rate_tolerance), frequency, row.rate),
-                              Verdict::similar_skip);
-                    EXPECT_EQ(meet(other(row.rate_tolerance + 1), frequency, row.rate),
-                              Verdict::inserted);
-                }
-                for (const std::int32_t frequency :
-                     {1200000 - at_limit - 1, 1200000 + at_limit + 1}) {
-                    EXPECT_EQ(meet(other(row.rate_tolerance), frequency, row.rate),
-                              Verdict::inserted);
-                }
-                EXPECT_EQ(meet(other(0), 1200000, row.rate), Verdict::similar_skip);
-                EXPECT_EQ(meet(other(row.rate_tolerance + 1), 1200000, row.rate),
-                          Verdict::inserted);
-            }
-        }
+                const Record equal = other(0);
+                const Record near = other(row.rate_tolerance);
+                const Record far = other(row.rate_tolerance + 1);
+                const std::int32_t limit = row.frequency_tolerance;
+                EXPECT_EQ(fate(equal, 1200000, row.rate), "similar");
+                EXPECT_EQ(fate(near, 1200000 - limit, row.rate), "similar");
+                EXPECT_EQ(fate(near, 1200000 + limit, row.rate), "similar");
+                EXPECT_EQ(fate(near, 1200000 - limit - 1, row.rate), "");
+                EXPECT_EQ(fate(near, 1200000 + limit + 1, row.rate), "");
+                EXPECT_EQ(fate(far, 1200000 - limit, row.rate), "");
+                EXPECT_EQ(fate(far, 1200000, row.rate), "");
+                EXPECT_EQ(fate(far, 1200000 + limit, row.rate), "");
+            },
+            std::vector<std::uint32_t>{CANDIDATE_PENDING, CANDIDATE_REJECTED},
+            std::vector<int>{-1, 1});
     }
 }
 
-TEST_F(PeakFilter, an_overlap_with_an_undecided_candidate_is_no_reason_to_drop) {
-    EXPECT_EQ(meet(pending(1200000, 30000), 1200000, 27500), Verdict::inserted);
-    EXPECT_EQ(meet(rejected(1200000, 30000), 1201001, 30000), Verdict::inserted);
-}
+// clang-format off
+constexpr Meeting meetings[] = {
+    {"a narrow peak on a wide transponder overlaps",
+     "dvbs 1200 30", "1200 2 overlap", "dvbs 1200 30, ~1, ~2", 1200000},
+    {"an overlap with an undecided candidate is no reason to drop",
+     "pending 1200 30", "1200 27.5", "pending 1200 27.5, pending 1200 30 | ~1; at end", 1200000},
+    {"an overlap with a rejected candidate is none either",
+     "rejected 1200 30", "1201.001 30",
+     "rejected 1200 30, pending 1201.001 30, ~2; at end", 1200000},
 
-// The messages, letter by letter.
+    // A peak wholly below the entry at the cursor.
+    {"a peak below the entry is inserted and the cursor goes to the one before",
+     "dvbs 1200 30, >dvbs2 1300 30", "1250 20",
+     ">dvbs 1200 30, pending 1250 20, dvbs2 1300 30 | ~2, ~4", 1200000},
+    {"a peak below the first entry leaves the cursor on that entry",
+     "dvbs 1200 30", "1100 20", "pending 1100 20, >dvbs 1200 30 | ~1, ~3", 1200000},
+    {"a peak whose upper edge is the entry's lower edge is below it",
+     "dvbs 1200 30", "1175 20", "pending 1175 20, >dvbs 1200 30 | ~1, ~3", 1200000},
+    {"a peak one kHz into the entry is not below it",
+     "dvbs 1200 30", "1175.001 20", "pending 1175.001 20, dvbs 1200 30 | ~1, ~3; at end", 1200000},
+    {"half rates are rounded down",
+     "dvbs 1200 30.001", "1175 20.001", "pending 1175 20.001, >dvbs 1200 30.001 | ~1", 1200000},
+    {"a peak below a pending candidate is inserted",
+     "pending 1200 30", "1100 20", "pending 1100 20, >pending 1200 30 | ~1, ~3", 1200000},
+    {"a peak below a rejected candidate is inserted",
+     "rejected 1200 30", "1100 20", "pending 1100 20, >rejected 1200 30 | ~1, ~3", 1200000},
+    {"a peak below a DVB-S2 transponder is inserted",
+     "dvbs2 1200 30", "1100 20", "pending 1100 20, >dvbs2 1200 30 | ~1, ~3", 1200000},
+    {"the cursor goes to the first of the entries with the anchor's frequency",
+     "dvbs 1200 30, rejected 1200 9, >dvbs 1300 30", "1250 20",
+     ">dvbs 1200 30, rejected 1200 9, pending 1250 20, dvbs 1300 30 | ~3", 1200000},
+    {"the next peak finds its place from the cursor left behind",  // a pending entry is passed over
+     "dvbs 1200 20, dvbs 1400 20", "1300 20, 1350 20",
+     "dvbs 1200 20, >pending 1300 20, pending 1350 20, dvbs 1400 20 | ~2", 1300000},
+    {"the last place of the list is given away",
+     "dvbs 1200 20", "1100 20", "pending 1100 20, >dvbs 1200 20 | ~1", 1200000},
 
-TEST_F(PeakFilter, the_overlap_message_has_three_blanks_and_a_newline_of_its_own) {
-    CandidateList list(2, {dvbs(1200000, 30000)});
+    // Going on to later entries.
+    {"a peak between two entries is inserted before the second",
+     "dvbs 1200 20, dvbs 1300 20", "1230 20",
+     ">dvbs 1200 20, pending 1230 20, dvbs 1300 20 | ~2, ~4", 1200000},
+    {"a peak that only touches the second entry is inserted before it",
+     "dvbs 1200 20, dvbs 1300 20", "1280 20",
+     ">dvbs 1200 20, pending 1280 20, dvbs 1300 20 | ~2", 1200000},
+    {"a peak that overlaps the second entry too little runs past the end",
+     "dvbs 1200 20, dvbs 1300 20", "1280.001 20",
+     "dvbs 1200 20, >pending 1280.001 20, dvbs 1300 20 | ~2, ~4; at end", 1300000},
+    {"half rates towards the next entry are rounded down",
+     "dvbs 1200 20, dvbs 1300 20.001", "1280 20.001",
+     ">dvbs 1200 20, pending 1280 20.001, dvbs 1300 20.001 | ~2", 1200000},
+    {"a duplicate of a later DVB-S transponder is dropped with the cursor on it",
+     "dvbs 1200 20, dvbs 1300 20, dvbs 1400 20", "1300.1 20 overlap",
+     "dvbs 1200 20, >dvbs 1300 20, dvbs 1400 20, ~3", 1300000},
+    {"a duplicate of a later DVB-S2 transponder is dropped with the cursor on it",
+     "dvbs 1200 20, dvbs2 1300 20, dvbs 1400 20", "1300.1 20 overlap",
+     "dvbs 1200 20, >dvbs2 1300 20, dvbs 1400 20, ~3", 1300000},
+    {"a duplicate of a later rejected candidate is dropped with the cursor on it",
+     "dvbs 1200 20, rejected 1300 20, dvbs 1400 20", "1300.1 20 similar",
+     "dvbs 1200 20, >rejected 1300 20, dvbs 1400 20, ~3", 1300000},
+    {"entries below the cursor are not compared",  // the anchor's frequency is the peak's as well
+     "dvbs 1200 20, >dvbs 1300 20", "1200 20",
+     ">pending 1200 20, dvbs 1200 20, dvbs 1300 20 | ~2, ~4", 1200000},
+    {"a pending entry on the way is passed over even if the peak repeats it",
+     "dvbs 1200 20, pending 1250 20, pending 1255 20, dvbs 1300 20", "1250 20",
+     // The anchor was the entry before the locked one; it moved up with the insertion.
+     "dvbs 1200 20, pending 1250 20, pending 1250 20, >pending 1255 20, dvbs 1300 20 | ~4",
+     1255000},
+    {"a rejected entry on the way is compared",
+     "dvbs 1200 20, pending 1240 20, rejected 1250 20", "1250 20 similar",
+     "dvbs 1200 20, pending 1240 20, >rejected 1250 20, ~3", 1250000},
+    {"behind the last entry the peak is inserted and the cursor stays on that",
+     "dvbs 1200 20, dvbs 1300 20", "1400 20",
+     "dvbs 1200 20, >dvbs 1300 20, pending 1400 20, ~3; at end", 1300000},
+    {"pending entries up to the last one are the end of the list",
+     "dvbs 1200 20, pending 1250 20, pending 1300 20", "1250 20",
+     "dvbs 1200 20, pending 1250 20, pending 1250 20, pending 1300 20 | ~3; at end", 1200000},
+    {"a pending scratch record behind the last entry is not passed over",
+     "dvbs 1200 20, pending 1250 20 | pending 1300 20, dvbs 1400 20", "1400 20",
+     "dvbs 1200 20, pending 1250 20, pending 1400 20 | dvbs 1400 20; at end", 1200000},
+    {"a full list of pending entries ends with the last one",
+     "pending 1200 20, pending 1250 20 | pending 1300 20", "1400 20",
+     "pending 1200 20, pending 1250 20, pending 1300 20; count 3, at end", untouched},
 
-    EXPECT_EQ(filter(list, 1201234, 27500), "\n\tOverlap Skip TP!!!!!!!   Freq. == 1201234\n\n");
-}
+    // After an earlier peak of the step ran past the end.
+    {"after the end a peak is compared with one entry only",
+     "dvbs 1200 20, dvbs 1300 20, dvbs 1400 20, ~3; at end", "1300 20",
+     "dvbs 1200 20, pending 1300 20, dvbs 1300 20, dvbs 1400 20 | ~3; at end", 1200000},
+    {"after the end the next entry does not become the anchor",  // of a peak that goes before it
+     "dvbs 1200 20, pending 1220 20, dvbs 1400 20; at end", "1300 20",
+     "dvbs 1200 20, pending 1220 20, pending 1300 20, dvbs 1400 20 | ~3; at end", 1200000},
+    {"after the end a duplicate of the entry at the cursor is dropped",
+     "dvbs 1200 20, >dvbs 1300 20; at end", "1300 20 overlap",
+     "dvbs 1200 20, >dvbs 1300 20, ~2, ~3, ~4; at end", 1300000},
+    {"after the end a peak below the entry goes before it",
+     "dvbs 1200 20, >dvbs 1300 20; at end", "1250 20",
+     ">dvbs 1200 20, pending 1250 20, dvbs 1300 20 | ~2, ~4; at end", 1200000},
+    {"two peaks behind the last entry both get in after the same anchor",
+     "dvbs 1200 20", "1300 20, 1400 20",
+     "dvbs 1200 20, pending 1300 20, pending 1400 20, ~3; at end", 1200000},
 
-TEST_F(PeakFilter, the_similar_message_has_two_blanks_and_a_newline_of_its_own) {
-    CandidateList list(2, {rejected(1200000, 27500)});
+    // Lists without a candidate and full ones.
+    {"in an empty list the peak becomes the first candidate",
+     "", "1200 20", "pending 1200 20, ~1, ~2; at end", 0},
+    {"a refused peak behind the last entry is counted but not remembered",
+     "dvbs 1200 20, dvbs 1300 20", "1400 20",
+     "dvbs 1200 20, >dvbs 1300 20, ~2; count 3, at end", untouched},
+    {"a refused peak below an entry leaves the cursor before it and its frequency",
+     // With the peak taken, the cursor would have gone on to the first entry of 1200 MHz.
+     "dvbs 1200 30, rejected 1200 9, >dvbs 1300 30", "1250 20",
+     "dvbs 1200 30, >rejected 1200 9, dvbs 1300 30, ~3; count 4", 1200000},
 
-    EXPECT_EQ(filter(list, 1200987, 27400), "\n\tSimilar Skip TP!!!!!!!  Freq. == 1200987\n\n");
-}
+    // With Unicable the insertion may merge the peak into an entry.
+    {"a peak that merges into the anchor leaves the cursor on it",
+     "dvbs 1200 20, >pending 1250 22, dvbs 1300 20", "1250.9 22.3",
+     "dvbs 1200 20, >pending 1250.9 22.3, dvbs 1300 20, ~3 | ~4", 1250000, 1},
+    {"a peak that merges into the last entry is remembered by the old frequency",
+     "rejected 1250 22", "1250.9 22.3", "pending 1250.9 22.3, ~1 | ~2; at end", 1250000, 1},
+};
+// clang-format on
 
-TEST_F(PeakFilter, a_peak_that_is_inserted_prints_nothing) {
-    CandidateList list(2, {dvbs(1200000, 30000)});
-
-    EXPECT_EQ(filter(list, 1300000, 27500), "");
-}
-
-// A peak wholly below the entry at the cursor.
-
-TEST_F(PeakFilter, a_peak_below_the_entry_is_inserted_and_the_cursor_goes_to_the_one_before) {
-    CandidateList list(4, {dvbs(1200000, 30000), dvbs2(1300000, 30000)});
-    ds3000_context.scan_cursor = 1;
-
-    EXPECT_EQ(filter(list, 1250000, 20000), "");
-
-    EXPECT_EQ(list.records(), (Records{dvbs(1200000, 30000), pending(1250000, 20000),
-                                       dvbs2(1300000, 30000), scratch(2), scratch(4)}));
-    EXPECT_EQ(ds3000_context.scan_count, 3);
-    EXPECT_EQ(ds3000_context.scan_cursor, 0);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 0);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 1200000U);
-}
-
-TEST_F(PeakFilter, a_peak_below_the_first_entry_leaves_the_cursor_on_that_entry) {
-    CandidateList list(3, {dvbs(1200000, 30000)});
-
-    filter(list, 1100000, 20000);
-
-    EXPECT_EQ(list.records(),
-              (Records{pending(1100000, 20000), dvbs(1200000, 30000), scratch(1), scratch(3)}));
-    EXPECT_EQ(ds3000_context.scan_count, 2);
-    EXPECT_EQ(ds3000_context.scan_cursor, 1);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 0);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 1200000U);
-}
-
-TEST_F(PeakFilter, a_peak_whose_upper_edge_is_the_entrys_lower_edge_is_below_it) {
-    CandidateList touching(3, {dvbs(1200000, 30000)});
-    filter(touching, 1175000, 20000);
-    EXPECT_EQ(ds3000_context.scan_cursor, 1);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 0);
-
-    ds3000_context.scan_cursor = 0;
-    CandidateList overlapping(3, {dvbs(1200000, 30000)});
-    filter(overlapping, 1175001, 20000);
-    EXPECT_EQ(ds3000_context.scan_cursor, 0);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 1);
-    EXPECT_EQ(overlapping.records(),
-              (Records{pending(1175001, 20000), dvbs(1200000, 30000), scratch(1), scratch(3)}));
-}
-
-TEST_F(PeakFilter, half_rates_are_rounded_down) {
-    CandidateList list(3, {dvbs(1200000, 30001)});
-
-    filter(list, 1175000, 20001);
-
-    EXPECT_EQ(ds3000_context.scan_cursor, 1);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 0);
-}
-
-TEST_F(PeakFilter, a_peak_below_a_candidate_of_any_status_is_inserted) {
-    for (const Record &entry : {pending(1200000, 30000), rejected(1200000, 30000),
-                                dvbs(1200000, 30000), dvbs2(1200000, 30000)}) {
-        SCOPED_TRACE(testing::Message() << entry);
-        ds3000_context.scan_cursor = 0;
-        CandidateList list(3, {entry});
-
-        filter(list, 1100000, 20000);
-
-        EXPECT_EQ(list.records(),
-                  (Records{pending(1100000, 20000), entry, scratch(1), scratch(3)}));
-        EXPECT_EQ(ds3000_context.scan_cursor, 1);
+TEST_F(PeakFilter, inserts_or_drops_a_peak) {
+    for (const Meeting &row : meetings) {
+        check(row, [](CandidateList &list, const ListedPeak &peak) { return list.filter(peak); });
     }
 }
 
-TEST_F(PeakFilter, the_cursor_goes_to_the_first_of_the_entries_with_the_anchors_frequency) {
-    CandidateList list(4, {dvbs(1200000, 30000), rejected(1200000, 9000), dvbs(1300000, 30000)});
-    ds3000_context.scan_cursor = 2;
-
-    filter(list, 1250000, 20000);
-
-    EXPECT_EQ(ds3000_context.scan_cursor, 0);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 1200000U);
+TEST_F(PeakFilter, the_overlap_message_has_three_blanks_and_the_similar_one_two) {
+    CandidateList locked(2, "dvbs 1200 30");
+    EXPECT_EQ(locked.filter({1201234, 27500}), "\n\tOverlap Skip TP!!!!!!!   Freq. == 1201234\n\n");
+    CandidateList rejected(2, "rejected 1200 27.5");
+    EXPECT_EQ(rejected.filter({1200987, 27400}),
+              "\n\tSimilar Skip TP!!!!!!!  Freq. == 1200987\n\n");
 }
-
-TEST_F(PeakFilter, the_next_peak_finds_its_place_from_the_cursor_left_behind) {
-    CandidateList list(4, {dvbs(1200000, 20000), dvbs(1400000, 20000)});
-
-    filter(list, 1300000, 20000);
-    EXPECT_EQ(ds3000_context.scan_cursor, 0);
-    filter(list, 1350000, 20000);
-
-    EXPECT_EQ(list.records(), (Records{dvbs(1200000, 20000), pending(1300000, 20000),
-                                       pending(1350000, 20000), dvbs(1400000, 20000), scratch(2)}));
-    // The pending entry was passed over; it is the anchor now.
-    EXPECT_EQ(ds3000_context.scan_cursor, 1);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 1300000U);
-}
-
-// Going on to later entries.
-
-TEST_F(PeakFilter, a_peak_between_two_entries_is_inserted_before_the_second) {
-    CandidateList list(4, {dvbs(1200000, 20000), dvbs(1300000, 20000)});
-
-    EXPECT_EQ(filter(list, 1230000, 20000), "");
-
-    EXPECT_EQ(list.records(), (Records{dvbs(1200000, 20000), pending(1230000, 20000),
-                                       dvbs(1300000, 20000), scratch(2), scratch(4)}));
-    EXPECT_EQ(ds3000_context.scan_cursor, 0);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 0);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 1200000U);
-}
-
-TEST_F(PeakFilter, a_peak_that_only_touches_the_second_entry_is_inserted_before_it) {
-    CandidateList list(4, {dvbs(1200000, 20000), dvbs(1300000, 20000)});
-
-    filter(list, 1280000, 20000);
-
-    EXPECT_EQ(ds3000_context.scan_cursor, 0);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 0);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 1200000U);
-}
-
-TEST_F(PeakFilter, a_peak_that_overlaps_the_second_entry_too_little_runs_past_the_end) {
-    CandidateList list(4, {dvbs(1200000, 20000), dvbs(1300000, 20000)});
-
-    EXPECT_EQ(filter(list, 1280001, 20000), "");
-
-    EXPECT_EQ(list.records(), (Records{dvbs(1200000, 20000), pending(1280001, 20000),
-                                       dvbs(1300000, 20000), scratch(2), scratch(4)}));
-    EXPECT_EQ(ds3000_context.scan_cursor, 1);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 1);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 1300000U);
-}
-
-TEST_F(PeakFilter, half_rates_towards_the_next_entry_are_rounded_down) {
-    CandidateList list(4, {dvbs(1200000, 20000), dvbs(1300000, 20001)});
-
-    filter(list, 1280000, 20001);
-
-    EXPECT_EQ(ds3000_context.scan_cursor, 0);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 0);
-}
-
-TEST_F(PeakFilter, a_duplicate_of_a_later_entry_is_dropped_with_the_cursor_on_it) {
-    for (const Record &entry :
-         {dvbs(1300000, 20000), dvbs2(1300000, 20000), rejected(1300000, 20000)}) {
-        SCOPED_TRACE(testing::Message() << entry);
-        ds3000_context.scan_cursor = 0;
-        CandidateList list(4, {dvbs(1200000, 20000), entry, dvbs(1400000, 20000)});
-        const Records before = list.records();
-
-        EXPECT_EQ(filter(list, 1300100, 20000), entry.status == CANDIDATE_REJECTED
-                                                    ? similar_message(1300100)
-                                                    : overlap_message(1300100));
-
-        EXPECT_EQ(list.records(), before);
-        EXPECT_EQ(ds3000_context.scan_count, 3);
-        EXPECT_EQ(ds3000_context.scan_cursor, 1);
-        EXPECT_EQ(ds3000_context.scan_cursor_at_end, 0);
-        EXPECT_EQ(ds3000_context.scan_last_match_khz, 1300000U);
-    }
-}
-
-TEST_F(PeakFilter, entries_below_the_cursor_are_not_compared) {
-    CandidateList list(4, {dvbs(1200000, 20000), dvbs(1300000, 20000)});
-    ds3000_context.scan_cursor = 1;
-
-    EXPECT_EQ(filter(list, 1200000, 20000), "");
-
-    EXPECT_EQ(list.records(), (Records{pending(1200000, 20000), dvbs(1200000, 20000),
-                                       dvbs(1300000, 20000), scratch(2), scratch(4)}));
-    // The anchor's frequency is the new entry's as well, and that one comes first.
-    EXPECT_EQ(ds3000_context.scan_cursor, 0);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 1200000U);
-}
-
-TEST_F(PeakFilter, a_pending_entry_on_the_way_is_passed_over_even_if_the_peak_repeats_it) {
-    CandidateList list(5, {dvbs(1200000, 20000), pending(1250000, 20000), pending(1255000, 20000),
-                           dvbs(1300000, 20000)});
-
-    EXPECT_EQ(filter(list, 1250000, 20000), "");
-
-    EXPECT_EQ(list.records(),
-              (Records{dvbs(1200000, 20000), pending(1250000, 20000), pending(1250000, 20000),
-                       pending(1255000, 20000), dvbs(1300000, 20000), scratch(4)}));
-    // The anchor was the entry before the locked one; it moved up with the insertion.
-    EXPECT_EQ(ds3000_context.scan_cursor, 3);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 0);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 1255000U);
-}
-
-TEST_F(PeakFilter, a_rejected_entry_on_the_way_is_compared) {
-    CandidateList list(3,
-                       {dvbs(1200000, 20000), pending(1240000, 20000), rejected(1250000, 20000)});
-
-    EXPECT_EQ(filter(list, 1250000, 20000), similar_message(1250000));
-
-    EXPECT_EQ(ds3000_context.scan_count, 3);
-    EXPECT_EQ(ds3000_context.scan_cursor, 2);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 1250000U);
-}
-
-TEST_F(PeakFilter, behind_the_last_entry_the_peak_is_inserted_and_the_cursor_stays_on_that) {
-    CandidateList list(3, {dvbs(1200000, 20000), dvbs(1300000, 20000)});
-
-    EXPECT_EQ(filter(list, 1400000, 20000), "");
-
-    EXPECT_EQ(list.records(), (Records{dvbs(1200000, 20000), dvbs(1300000, 20000),
-                                       pending(1400000, 20000), scratch(3)}));
-    EXPECT_EQ(ds3000_context.scan_count, 3);
-    EXPECT_EQ(ds3000_context.scan_cursor, 1);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 1);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 1300000U);
-}
-
-TEST_F(PeakFilter, pending_entries_up_to_the_last_one_are_the_end_of_the_list) {
-    CandidateList list(4, {dvbs(1200000, 20000), pending(1250000, 20000), pending(1300000, 20000)});
-
-    EXPECT_EQ(filter(list, 1250000, 20000), "");
-
-    EXPECT_EQ(list.records(),
-              (Records{dvbs(1200000, 20000), pending(1250000, 20000), pending(1250000, 20000),
-                       pending(1300000, 20000), scratch(3)}));
-    EXPECT_EQ(ds3000_context.scan_cursor, 0);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 1);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 1200000U);
-}
-
-TEST_F(PeakFilter, a_pending_scratch_record_behind_the_last_entry_is_not_passed_over) {
-    CandidateList list(3, {dvbs(1200000, 20000), pending(1250000, 20000)});
-    list.put(2, pending(1300000, 20000));
-    list.put(3, dvbs(1400000, 20000));
-
-    EXPECT_EQ(filter(list, 1400000, 20000), "");
-
-    EXPECT_EQ(list.records(), (Records{dvbs(1200000, 20000), pending(1250000, 20000),
-                                       pending(1400000, 20000), dvbs(1400000, 20000)}));
-    EXPECT_EQ(ds3000_context.scan_cursor, 0);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 1);
-}
-
-TEST_F(PeakFilter, a_full_list_of_pending_entries_ends_with_the_last_one) {
-    CandidateList list(2, {pending(1200000, 20000), pending(1250000, 20000)});
-    list.put(2, pending(1300000, 20000));
-    const Records before = list.records();
-
-    EXPECT_EQ(filter(list, 1400000, 20000), "");
-
-    EXPECT_EQ(list.records(), before);
-    EXPECT_EQ(ds3000_context.scan_count, 3);
-    EXPECT_EQ(ds3000_context.scan_cursor, 0);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 1);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, untouched);
-}
-
-// After an earlier peak of the step ran past the end.
-
-TEST_F(PeakFilter, after_the_end_a_peak_is_compared_with_one_entry_only) {
-    CandidateList list(4, {dvbs(1200000, 20000), dvbs(1300000, 20000), dvbs(1400000, 20000)});
-    ds3000_context.scan_cursor_at_end = 1;
-
-    EXPECT_EQ(filter(list, 1300000, 20000), "");
-
-    EXPECT_EQ(list.records(), (Records{dvbs(1200000, 20000), pending(1300000, 20000),
-                                       dvbs(1300000, 20000), dvbs(1400000, 20000), scratch(3)}));
-    EXPECT_EQ(ds3000_context.scan_cursor, 0);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 1);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 1200000U);
-}
-
-TEST_F(PeakFilter, after_the_end_the_next_entry_does_not_become_the_anchor) {
-    // Had the end not been reached, the peak would go before entry 2, with entry 1 as its anchor.
-    CandidateList list(4, {dvbs(1200000, 20000), pending(1220000, 20000), dvbs(1400000, 20000)});
-    ds3000_context.scan_cursor_at_end = 1;
-
-    EXPECT_EQ(filter(list, 1300000, 20000), "");
-
-    EXPECT_EQ(list.records(), (Records{dvbs(1200000, 20000), pending(1220000, 20000),
-                                       pending(1300000, 20000), dvbs(1400000, 20000), scratch(3)}));
-    EXPECT_EQ(ds3000_context.scan_cursor, 0);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 1200000U);
-}
-
-TEST_F(PeakFilter, after_the_end_a_duplicate_of_the_entry_at_the_cursor_is_dropped) {
-    CandidateList list(4, {dvbs(1200000, 20000), dvbs(1300000, 20000)});
-    ds3000_context.scan_cursor_at_end = 1;
-    ds3000_context.scan_cursor = 1;
-
-    EXPECT_EQ(filter(list, 1300000, 20000), overlap_message(1300000));
-
-    EXPECT_EQ(ds3000_context.scan_count, 2);
-    EXPECT_EQ(ds3000_context.scan_cursor, 1);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 1);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 1300000U);
-}
-
-TEST_F(PeakFilter, after_the_end_a_peak_below_the_entry_goes_before_it) {
-    CandidateList list(4, {dvbs(1200000, 20000), dvbs(1300000, 20000)});
-    ds3000_context.scan_cursor_at_end = 1;
-    ds3000_context.scan_cursor = 1;
-
-    EXPECT_EQ(filter(list, 1250000, 20000), "");
-
-    EXPECT_EQ(list.records(), (Records{dvbs(1200000, 20000), pending(1250000, 20000),
-                                       dvbs(1300000, 20000), scratch(2), scratch(4)}));
-    EXPECT_EQ(ds3000_context.scan_cursor, 0);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 1);
-}
-
-TEST_F(PeakFilter, two_peaks_behind_the_last_entry_both_get_in_after_the_same_anchor) {
-    CandidateList list(3, {dvbs(1200000, 20000)});
-
-    filter(list, 1300000, 20000);
-    filter(list, 1400000, 20000);
-
-    EXPECT_EQ(list.records(), (Records{dvbs(1200000, 20000), pending(1300000, 20000),
-                                       pending(1400000, 20000), scratch(3)}));
-    EXPECT_EQ(ds3000_context.scan_cursor, 0);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 1200000U);
-}
-
-// A pending cancel.
 
 TEST_F(PeakFilter, a_cancel_drops_the_peak_and_remembers_the_entry_at_the_cursor) {
-    for (const std::int32_t frequency : {1100000, 1300000, 1310000, 1500000}) {
-        SCOPED_TRACE(frequency);
-        CandidateList list(4, {dvbs(1200000, 20000), dvbs(1300000, 20000)});
-        const Records before = list.records();
-        ds3000_context.scan_cursor = 1;
-        ds3000_context.scan_last_match_khz = untouched;
-        ds3000_context.scan_cancel = 1;
+    for (const std::uint8_t cancel : Bytes{1, 0x80}) {
+        for (const std::int32_t frequency : {1100000, 1300000, 1310000, 1500000}) {
+            SCOPED_TRACE(frequency);
+            const ListState before = list_state("dvbs 1200 20, >dvbs 1300 20, ~2");
+            CandidateList list(2, before);
+            ds3000_context.scan_last_match_khz = untouched;
+            ds3000_context.scan_cancel = cancel;
 
-        EXPECT_EQ(filter(list, frequency, 20000), "");
+            EXPECT_EQ(list.filter({frequency, 20000}), "");
 
-        EXPECT_EQ(list.records(), before);
-        EXPECT_EQ(ds3000_context.scan_count, 2);
-        EXPECT_EQ(ds3000_context.scan_cursor, 1);
-        EXPECT_EQ(ds3000_context.scan_cursor_at_end, 0);
-        EXPECT_EQ(ds3000_context.scan_last_match_khz, 1300000U);
-        EXPECT_EQ(ds3000_context.scan_cancel, 1);
+            EXPECT_EQ(list.state(), before);
+            EXPECT_EQ(ds3000_context.scan_last_match_khz, 1300000U);
+            EXPECT_EQ(ds3000_context.scan_cancel, cancel);
+        }
     }
-}
-
-TEST_F(PeakFilter, any_nonzero_cancel_counts) {
-    CandidateList list(4, {dvbs(1200000, 20000)});
-    ds3000_context.scan_cancel = 0x80;
-
-    filter(list, 1300000, 20000);
-
-    EXPECT_EQ(ds3000_context.scan_count, 1);
-}
-
-// Lists without a candidate, full and overfull ones.
-
-TEST_F(PeakFilter, in_an_empty_list_the_peak_becomes_the_first_candidate) {
-    CandidateList list(2, {});
-    list.put(0, {0, 0, 0, 0});
-
-    EXPECT_EQ(filter(list, 1200000, 20000), "");
-
-    EXPECT_EQ(list.records(), (Records{pending(1200000, 20000), scratch(1), scratch(2)}));
-    EXPECT_EQ(ds3000_context.scan_count, 1);
-    EXPECT_EQ(ds3000_context.scan_cursor, 0);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 1);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 0U);
-}
-
-TEST_F(PeakFilter, a_refused_peak_behind_the_last_entry_is_counted_but_not_remembered) {
-    CandidateList list(2, {dvbs(1200000, 20000), dvbs(1300000, 20000)});
-    const Records before = list.records();
-
-    EXPECT_EQ(filter(list, 1400000, 20000), "");
-
-    EXPECT_EQ(list.records(), before);
-    EXPECT_EQ(ds3000_context.scan_count, 3);
-    EXPECT_EQ(ds3000_context.scan_cursor, 1);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 1);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, untouched);
-}
-
-TEST_F(PeakFilter, a_refused_peak_below_an_entry_leaves_the_cursor_before_it_and_its_frequency) {
-    // With the peak taken, the cursor would have gone on to the first entry of 1200000 kHz.
-    CandidateList list(3, {dvbs(1200000, 30000), rejected(1200000, 9000), dvbs(1300000, 30000)});
-    const Records before = list.records();
-    ds3000_context.scan_cursor = 2;
-
-    EXPECT_EQ(filter(list, 1250000, 20000), "");
-
-    EXPECT_EQ(list.records(), before);
-    EXPECT_EQ(ds3000_context.scan_count, 4);
-    EXPECT_EQ(ds3000_context.scan_cursor, 1);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 1200000U);
-}
-
-TEST_F(PeakFilter, the_last_place_of_the_list_is_given_away) {
-    CandidateList list(2, {dvbs(1200000, 20000)});
-
-    filter(list, 1100000, 20000);
-
-    EXPECT_EQ(list.records(), (Records{pending(1100000, 20000), dvbs(1200000, 20000), scratch(1)}));
 }
 
 TEST_F(PeakFilter, a_list_that_refused_peaks_goes_on_refusing_them_and_writes_nothing) {
-    const Records full{dvbs(1200000, 20000), rejected(1300000, 20000), dvbs(1400000, 20000)};
-    for (const std::uint16_t count : Words{3, 4, 5, 300, 65534}) {
-        for (const std::int32_t frequency : {1100000, 1250000, 1350000, 1500000}) {
+    const Records full = list_state("dvbs 1200 20, rejected 1300 20, dvbs 1400 20").records;
+    each(
+        [&full](std::uint16_t count, std::int32_t frequency) {
             SCOPED_TRACE(testing::Message() << count << " counted, " << frequency << " kHz");
-            ds3000_context.scan_cursor = 0;
-            ds3000_context.scan_cursor_at_end = 0;
-            CandidateList list(2, full);
-            ds3000_context.scan_count = count;
-
-            EXPECT_EQ(filter(list, frequency, 20000), "");
-
+            CandidateList list(2, ListState{full, count});
+            EXPECT_EQ(list.filter({frequency, 20000}), "");
             EXPECT_EQ(list.records(), full);
             EXPECT_EQ(ds3000_context.scan_count, count + 1);
-        }
-    }
+        },
+        Words{3, 4, 5, 300, 65534}, std::vector<int>{1100000, 1250000, 1350000, 1500000});
 }
 
 TEST_F(PeakFilter, a_count_that_wraps_to_0_inserts_nothing) {
-    CandidateList list(65535, Records(65535, dvbs(1200000, 20000)));
-    ds3000_context.scan_cursor = 65534;
+    const Records before(65535, record("dvbs 1200 20"));
+    CandidateList list(65535, ListState{before, 65535, 65534});
+    ds3000_context.scan_last_match_khz = untouched;
 
-    EXPECT_EQ(filter(list, 1400000, 20000), "");
+    EXPECT_EQ(list.filter({1400000, 20000}), "");
 
     EXPECT_EQ(ds3000_context.scan_count, 0);
     EXPECT_EQ(ds3000_context.scan_cursor, 65534);
     EXPECT_EQ(ds3000_context.scan_last_match_khz, untouched);
-    EXPECT_EQ(list.at(0), dvbs(1200000, 20000));
-    EXPECT_EQ(list.at(65534), dvbs(1200000, 20000));
+    EXPECT_EQ(list.at(0), record("dvbs 1200 20"));
+    EXPECT_EQ(list.at(65534), record("dvbs 1200 20"));
     EXPECT_EQ(list.at(65535), scratch(65535));
 }
 
-// Unicable: the insertion may merge the peak into an entry.
-
-TEST_F(PeakFilter, a_peak_that_merges_into_the_anchor_leaves_the_cursor_on_it) {
-    ds3000_context.unicable_enabled = 1;
-    CandidateList list(4, {dvbs(1200000, 20000), pending(1250000, 22000), dvbs(1300000, 20000)});
-    ds3000_context.scan_cursor = 1;
-
-    EXPECT_EQ(filter(list, 1250900, 22300), "");
-
-    EXPECT_EQ(list.records(), (Records{dvbs(1200000, 20000), pending(1250900, 22300),
-                                       dvbs(1300000, 20000), scratch(3), scratch(4)}));
-    EXPECT_EQ(ds3000_context.scan_count, 4);
-    EXPECT_EQ(ds3000_context.scan_cursor, 1);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 1250000U);
-}
-
-TEST_F(PeakFilter, a_peak_that_merges_into_the_last_entry_is_remembered_by_the_old_frequency) {
-    ds3000_context.unicable_enabled = 1;
-    CandidateList list(2, {rejected(1250000, 22000)});
-
-    EXPECT_EQ(filter(list, 1250900, 22300), "");
-
-    EXPECT_EQ(list.records(), (Records{pending(1250900, 22300), scratch(1), scratch(2)}));
-    EXPECT_EQ(ds3000_context.scan_count, 2);
-    EXPECT_EQ(ds3000_context.scan_cursor, 0);
-    EXPECT_EQ(ds3000_context.scan_last_match_khz, 1250000U);
-}
-
-// The return to the last match.
-
-class CursorReturn : public tests::ChipTest {
- protected:
-    static std::uint16_t cursor_after(const CandidateList &list, std::uint32_t last_match_khz) {
+TEST_F(PeakFilter, returns_the_cursor_to_the_last_match_among_the_records_of_the_capacity) {
+    const auto cursor_after = [](const CandidateList &list, std::uint32_t last_match_khz) {
         ds3000_context.scan_cursor = 9;
         ds3000_context.scan_last_match_khz = last_match_khz;
         ds3000::return_cursor_to_last_match(list.request);
         return ds3000_context.scan_cursor;
-    }
-};
-
-TEST_F(CursorReturn, goes_to_the_entry_of_that_frequency) {
-    const CandidateList list(4, {dvbs(1200000, 1), pending(1300000, 2), rejected(1400000, 3)});
-
+    };
+    const CandidateList list(
+        4, "dvbs 1200 1, pending 1300 2, rejected 1400 3 | dvbs 1500 4, dvbs 1600 5");
     EXPECT_EQ(cursor_after(list, 1200000), 0);
     EXPECT_EQ(cursor_after(list, 1300000), 1);
     EXPECT_EQ(cursor_after(list, 1400000), 2);
-}
-
-TEST_F(CursorReturn, does_not_happen_without_such_an_entry) {
-    const CandidateList list(4, {dvbs(1200000, 1), pending(1300000, 2), rejected(1400000, 3)});
-
-    EXPECT_EQ(cursor_after(list, 1200001), 9);
-}
-
-TEST_F(CursorReturn, looks_at_all_records_of_the_capacity_and_not_at_the_spare_one) {
-    CandidateList list(4, {dvbs(1200000, 1)});
-    list.put(3, rejected(1500000, 2));
-    list.put(4, rejected(1600000, 3));
-
     EXPECT_EQ(cursor_after(list, 1500000), 3);
-    EXPECT_EQ(cursor_after(list, 1600000), 9);
+    EXPECT_EQ(cursor_after(list, 1200001), 9) << "no such entry";
+    EXPECT_EQ(cursor_after(list, 1600000), 9) << "the spare record";
+    const CandidateList long_list(300, Records(10, record("dvbs 1200 1")));
+    EXPECT_EQ(cursor_after(long_list, 299), 299);
+    EXPECT_EQ(cursor_after(long_list, 300), 9) << "the spare record";
 }
 
-TEST_F(CursorReturn, reaches_entries_beyond_8_bits) {
-    const CandidateList list(300, Records(10, dvbs(1200000, 1)));
+// The way from the spectrum engine's results into the list: one result at the centre, 80 bins wide,
+// which are 15000 less 400 ksym/s.
 
-    EXPECT_EQ(cursor_after(list, 299), 299);
-    EXPECT_EQ(cursor_after(list, 300), 9);
-}
-
-// The way from the spectrum engine's results into the list.
-
-class PeakIntake : public tests::ChipTest {
- protected:
-    // A search with one result at the centre, 80 bins wide: 15000 less 400 ksym/s.
-    static constexpr std::string_view one_peak = R"(
-        read demod 0D -> 01
-        wait 50000
-        write demod 9A 80
-        read demod 9A -> 01
-        wait 10000
-        read demod 9A -> 01
-        write demod 9A 20
-        read demod 9B -> 00
-        read demod 9B -> 00
-        read demod 9B -> 00
-        read demod 9B -> 50
-    )";
-
-    // What reading that peak makes the driver print.
-    std::string read_peak(CandidateList &list, std::uint32_t passes, std::uint32_t center_khz,
-                          std::uint8_t pass) {
-        ds3000_context.scan_passes = passes;
-        board(one_peak);
-        return standard_error_of([&] {
-            EXPECT_EQ(ds3000_blind_scan_read_peaks(&list.request, center_khz, pass), DS3000_OK);
-        });
-    }
-};
-
-TEST_F(PeakIntake, the_first_pass_appends_without_a_filter) {
-    CandidateList list(3, {dvbs(1300000, 30000)});
-
-    EXPECT_EQ(read_peak(list, 2, 1300000, 0), "");
-    EXPECT_EQ(read_peak(list, 2, 1200000, 0), "");
-
-    EXPECT_EQ(list.records(), (Records{dvbs(1300000, 30000), pending(1300000, 14600),
-                                       pending(1200000, 14600), scratch(3)}));
-    EXPECT_EQ(ds3000_context.scan_count, 3);
-}
-
-TEST_F(PeakIntake, the_only_pass_appends_without_a_filter) {
-    CandidateList list(3, {dvbs(1300000, 30000)});
-
-    EXPECT_EQ(read_peak(list, 1, 1300000, 0), "");
-
-    EXPECT_EQ(list.records(),
-              (Records{dvbs(1300000, 30000), pending(1300000, 14600), scratch(2), scratch(3)}));
-    EXPECT_EQ(ds3000_context.scan_count, 2);
-}
-
-TEST_F(PeakIntake, a_full_list_goes_on_counting) {
-    CandidateList list(1, {dvbs(1300000, 30000)});
-
-    EXPECT_EQ(read_peak(list, 1, 1200000, 0), "");
-    EXPECT_EQ(read_peak(list, 1, 1400000, 0), "");
-
-    EXPECT_EQ(list.records(), (Records{dvbs(1300000, 30000), scratch(1)}));
-    EXPECT_EQ(ds3000_context.scan_count, 3);
-}
-
-TEST_F(PeakIntake, a_later_pass_filters_from_the_first_entry_on) {
-    for (const std::uint8_t pass : Bytes{1, 2}) {
-        SCOPED_TRACE(int{pass});
-        CandidateList list(3, {dvbs(1200000, 20000), dvbs(1300000, 20000)});
-        const Records before = list.records();
-        ds3000_context.scan_cursor = 1;
-        ds3000_context.scan_cursor_at_end = 1;
-
-        EXPECT_EQ(read_peak(list, 3, 1201000, pass),
-                  "\n\tOverlap Skip TP!!!!!!!   Freq. == 1201000\n\n");
-
-        EXPECT_EQ(list.records(), before);
-        EXPECT_EQ(ds3000_context.scan_count, 2);
-        EXPECT_EQ(ds3000_context.scan_cursor, 0);
-        EXPECT_EQ(ds3000_context.scan_cursor_at_end, 0);
-        EXPECT_EQ(ds3000_context.scan_last_match_khz, 1200000U);
-    }
-}
-
-TEST_F(PeakIntake, pass_2_ends_with_the_cursor_on_the_last_match_and_pass_1_does_not) {
+// clang-format off
+constexpr Meeting intakes[] = {
+    {"the first pass appends without a filter",
+     "dvbs 1300 30", "1300 14.6, 1200 14.6",
+     "dvbs 1300 30, pending 1300 14.6, pending 1200 14.6, ~3", untouched, 0, 2, 0},
+    {"the only pass appends without a filter",
+     "dvbs 1300 30", "1300 14.6", "dvbs 1300 30, pending 1300 14.6, ~2, ~3", untouched, 0, 1, 0},
+    {"a full list goes on counting",
+     "dvbs 1300 30", "1200 14.6, 1400 14.6", "dvbs 1300 30, ~1; count 3", untouched, 0, 1, 0},
+    {"pass 1 filters from the first entry on",
+     "dvbs 1200 20, >dvbs 1300 20, ~2; at end", "1201 14.6 overlap",
+     "dvbs 1200 20, dvbs 1300 20, ~2, ~3", 1200000, 0, 3, 1},
+    {"pass 2 filters from the first entry on",
+     "dvbs 1200 20, >dvbs 1300 20, ~2; at end", "1201 14.6 overlap",
+     "dvbs 1200 20, dvbs 1300 20, ~2, ~3", 1200000, 0, 3, 2},
     // The peak overlaps the entry too little, goes in before it and so moves it up.
-    const Records expected{pending(1195000, 14600), dvbs(1200000, 30000), scratch(1), scratch(3)};
-    for (const std::uint8_t pass : Bytes{1, 2, 3}) {
-        SCOPED_TRACE(int{pass});
-        CandidateList list(3, {dvbs(1200000, 30000)});
+    {"pass 1 does not end with the cursor on the last match",
+     "dvbs 1200 30", "1195 14.6", "pending 1195 14.6, dvbs 1200 30 | ~1; at end", 1200000, 0, 4, 1},
+    {"pass 2 ends with the cursor on the last match",
+     "dvbs 1200 30", "1195 14.6", "pending 1195 14.6, >dvbs 1200 30 | ~1; at end",
+     1200000, 0, 4, 2},
+    {"pass 3 does not end with the cursor on the last match",
+     "dvbs 1200 30", "1195 14.6", "pending 1195 14.6, dvbs 1200 30 | ~1; at end", 1200000, 0, 4, 3},
+};
+// clang-format on
 
-        EXPECT_EQ(read_peak(list, 4, 1195000, pass), "");
-
-        EXPECT_EQ(list.records(), expected);
-        EXPECT_EQ(ds3000_context.scan_last_match_khz, 1200000U);
-        EXPECT_EQ(ds3000_context.scan_cursor, pass == 2 ? 1 : 0);
+TEST_F(PeakFilter, is_what_later_passes_take_their_peaks_through) {
+    for (const Meeting &row : intakes) {
+        check(row, [&](CandidateList &list, const ListedPeak &peak) {
+            board(R"(
+                read demod 0D -> 01
+                wait 50000
+                write demod 9A 80
+                read demod 9A -> 01
+                wait 10000
+                read demod 9A -> 01
+                write demod 9A 20
+                read demod 9B -> 00
+                read demod 9B -> 00
+                read demod 9B -> 00
+                read demod 9B -> 50
+            )");
+            return standard_error_of([&] {
+                EXPECT_EQ(
+                    ds3000_blind_scan_read_peaks(
+                        &list.request, static_cast<std::uint32_t>(peak.frequency_khz), row.pass),
+                    DS3000_OK);
+            });
+        });
     }
 }
 

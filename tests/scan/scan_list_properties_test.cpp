@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <iterator>
+#include <functional>
 #include <string>
 #include <tuple>
 
@@ -18,15 +18,7 @@ using tests::CandidateList;
 using tests::Record;
 using tests::Records;
 
-struct Peak {
-    std::int32_t frequency_khz;
-    std::int32_t rate_ksps;
-};
-
-std::ostream &operator<<(std::ostream &out, const Peak &peak) {
-    return out << '{' << peak.frequency_khz << " kHz, " << peak.rate_ksps << " ksym/s}";
-}
-
+using Peak = tests::ListedPeak;
 using Peaks = std::vector<Peak>;
 
 // A band so narrow that peaks and entries often meet.
@@ -39,18 +31,29 @@ rc::Gen<std::int32_t> rates() {
         rc::gen::element(3000, 3001, 5000, 5001, 6000, 6001, 10000, 10001, 25000, 25001, 45000));
 }
 
-rc::Gen<Peak> peaks_anywhere() { return rc::gen::construct<Peak>(frequencies(), rates()); }
-
-rc::Gen<std::uint32_t> statuses() {
-    return rc::gen::element<std::uint32_t>(STANDARD_DVBS, STANDARD_DVBS2, CANDIDATE_PENDING,
-                                           CANDIDATE_REJECTED);
+rc::Gen<Peak> peak(const rc::Gen<std::int32_t> &frequency, const rc::Gen<std::int32_t> &rate) {
+    return rc::gen::construct<Peak>(frequency, rate, rc::gen::just(std::string()));
 }
+
+rc::Gen<Peak> peaks_anywhere() { return peak(frequencies(), rates()); }
 
 rc::Gen<Record> entries() {
     return rc::gen::construct<Record>(
-        frequencies(),
-        rc::gen::map(rates(), [](std::int32_t rate) { return static_cast<std::uint16_t>(rate); }),
-        statuses(), rc::gen::inRange<std::uint32_t>(0, 13));
+        frequencies(), rc::gen::cast<std::uint16_t>(rates()),
+        rc::gen::element<std::uint32_t>(STANDARD_DVBS, STANDARD_DVBS2, CANDIDATE_PENDING,
+                                        CANDIDATE_REJECTED),
+        rc::gen::inRange<std::uint32_t>(0, 13));
+}
+
+bool lower(const Record &a, const Record &b) { return a.frequency_khz < b.frequency_khz; }
+
+bool ascending(const Records &list) { return std::is_sorted(list.begin(), list.end(), lower); }
+
+rc::Gen<Records> ascending_lists() {
+    return rc::gen::map(rc::gen::container<Records>(entries()), [](Records list) {
+        std::stable_sort(list.begin(), list.end(), lower);
+        return list;
+    });
 }
 
 // Peaks near entries of the list, and some anywhere.
@@ -59,19 +62,13 @@ rc::Gen<Peak> peaks_near(const Records &list) {
         return peaks_anywhere();
     }
     const auto near = rc::gen::mapcat(rc::gen::elementOf(list), [](const Record &entry) {
-        return rc::gen::construct<Peak>(
-            rc::gen::map(rc::gen::inRange(-8000, 8001),
-                         [entry](std::int32_t df) { return entry.frequency_khz + df; }),
-            rc::gen::map(rc::gen::inRange(-1100, 1101), [entry](std::int32_t ds) {
-                return std::clamp(entry.symbol_rate + ds, 1601, 45000);
-            }));
+        return peak(rc::gen::inRange(entry.frequency_khz - 8000, entry.frequency_khz + 8001),
+                    rc::gen::map(rc::gen::inRange(-1100, 1101), [entry](std::int32_t ds) {
+                        return std::clamp(entry.symbol_rate + ds, 1601, 45000);
+                    }));
     });
     return rc::gen::oneOf(near, peaks_anywhere());
 }
-
-bool lower(const Record &a, const Record &b) { return a.frequency_khz < b.frequency_khz; }
-
-bool ascending(const Records &list) { return std::is_sorted(list.begin(), list.end(), lower); }
 
 // The same records in an order of their own, to compare collections.
 Records sorted(Records list) {
@@ -86,40 +83,20 @@ bool is_locked(const Record &record) {
     return record.status == STANDARD_DVBS || record.status == STANDARD_DVBS2;
 }
 
-Records locked_of(const Records &list) {
-    Records locked;
-    std::copy_if(list.begin(), list.end(), std::back_inserter(locked), is_locked);
-    return locked;
+Records locked_of(Records list) {
+    list.erase(std::remove_if(list.begin(), list.end(), std::not_fn(is_locked)), list.end());
+    return list;
 }
 
 Record as_pending(const Peak &peak) {
-    return tests::pending(peak.frequency_khz, static_cast<std::uint16_t>(peak.rate_ksps));
-}
-
-Records as_pending(const Peaks &peaks) {
-    Records records;
-    for (const Peak &peak : peaks) {
-        records.push_back(as_pending(peak));
-    }
-    return records;
+    return {peak.frequency_khz, static_cast<std::uint16_t>(peak.symbol_rate_ksps),
+            CANDIDATE_PENDING};
 }
 
 Records counted(const CandidateList &list) {
     Records records = list.records();
     records.resize(std::min<std::size_t>(ds3000_context.scan_count, list.request.capacity));
     return records;
-}
-
-std::int32_t insert(CandidateList &list, const Peak &peak, std::uint8_t pass) {
-    ++ds3000_context.scan_count;
-    return scan_list_insert(&list.request, peak.frequency_khz,
-                            static_cast<std::uint32_t>(peak.rate_ksps), pass);
-}
-
-std::string filter(CandidateList &list, const Peak &peak, std::uint8_t pass = 1) {
-    testing::internal::CaptureStderr();
-    ds3000::filter_peak(list.request, peak.frequency_khz, peak.rate_ksps, pass);
-    return testing::internal::GetCapturedStderr();
 }
 
 // The same sequences in every run; RC_PARAMS in the environment chooses others.
@@ -140,44 +117,44 @@ class ScanListProperty : public testing::Test {
     }
 };
 
+// Insert peaks one by one. Returns those that found room, as the list holds them.
+Records insert_all(CandidateList &list, const Peaks &peaks, int pass) {
+    Records taken;
+    for (const Peak &peak : peaks) {
+        const bool fits = ds3000_context.scan_count < list.request.capacity;
+        RC_ASSERT(list.insert(peak, pass) == (fits ? DS3000_OK : DS3000_LIST_FULL));
+        if (fits) {
+            taken.push_back(as_pending(peak));
+        }
+        RC_ASSERT(pass == 0 || ascending(counted(list)));
+    }
+    return taken;
+}
+
 TEST_F(ScanListProperty, appended_peaks_are_the_list_in_their_order_up_to_the_capacity) {
     check([] {
         const Peaks peaks = *rc::gen::container<Peaks>(peaks_anywhere());
-        const auto capacity = *rc::gen::inRange<std::uint16_t>(1, 40);
-        CandidateList list(capacity, {});
+        CandidateList list(*rc::gen::inRange<std::uint16_t>(1, 40), "");
 
-        for (std::size_t i = 0; i < peaks.size(); ++i) {
-            RC_ASSERT(insert(list, peaks[i], 0) == (i < capacity ? DS3000_OK : DS3000_LIST_FULL));
-        }
+        const Records taken = insert_all(list, peaks, 0);
 
-        Records expected = as_pending(peaks);
-        expected.resize(std::min<std::size_t>(peaks.size(), capacity));
-        RC_ASSERT(counted(list) == expected);
+        RC_ASSERT(counted(list) == taken);
         RC_ASSERT(ds3000_context.scan_count == peaks.size());
     });
 }
 
 TEST_F(ScanListProperty, sorted_insertion_keeps_every_record_in_ascending_order) {
     check([] {
-        Records before = *rc::gen::container<Records>(entries());
-        std::stable_sort(before.begin(), before.end(), lower);
+        Records before = *ascending_lists();
         const Peaks peaks = *rc::gen::container<Peaks>(peaks_near(before));
         const auto room = *rc::gen::inRange<std::size_t>(0, 40);
-        const auto capacity = static_cast<std::uint16_t>(before.size() + room + 1);
-        CandidateList list(capacity, before);
+        CandidateList list(static_cast<std::uint16_t>(before.size() + room + 1), before);
 
-        Records expected = before;
-        for (const Peak &peak : peaks) {
-            const bool fits = ds3000_context.scan_count < capacity;
-            RC_ASSERT(insert(list, peak, 1) == (fits ? DS3000_OK : DS3000_LIST_FULL));
-            if (fits) {
-                expected.push_back(as_pending(peak));
-            }
-            RC_ASSERT(ascending(counted(list)));
-        }
+        const Records taken = insert_all(list, peaks, 1);
 
-        RC_ASSERT(sorted(counted(list)) == sorted(expected));
         RC_ASSERT(ds3000_context.scan_count == before.size() + peaks.size());
+        before.insert(before.end(), taken.begin(), taken.end());
+        RC_ASSERT(sorted(counted(list)) == sorted(before));
     });
 }
 
@@ -187,7 +164,7 @@ TEST_F(ScanListProperty, entries_keep_their_order_when_peaks_are_inserted_betwee
         const Peak peak = *peaks_near(before);
         CandidateList list(static_cast<std::uint16_t>(before.size() + 1), before);
 
-        insert(list, peak, 1);
+        list.insert(peak, 1);
 
         Records after = counted(list);
         const auto place = std::find(after.begin(), after.end(), as_pending(peak));
@@ -203,12 +180,11 @@ TEST_F(ScanListProperty, entries_keep_their_order_when_peaks_are_inserted_betwee
 TEST_F(ScanListProperty, with_unicable_a_peak_is_merged_or_added_and_locked_entries_stay) {
     check([] {
         ds3000_context.unicable_enabled = 1;
-        Records before = *rc::gen::container<Records>(entries());
-        std::stable_sort(before.begin(), before.end(), lower);
+        Records before = *ascending_lists();
         CandidateList list(static_cast<std::uint16_t>(before.size() + 1), before);
         const Peak peak = *peaks_near(before);
 
-        RC_ASSERT(insert(list, peak, 1) == DS3000_OK);
+        RC_ASSERT(list.insert(peak, 1) == DS3000_OK);
 
         const Records after = list.records();
         const bool added = after[before.size()] != tests::scratch(before.size());
@@ -230,7 +206,7 @@ TEST_F(ScanListProperty, with_unicable_a_peak_is_merged_or_added_and_locked_entr
             RC_ASSERT(after[i].frequency_khz == peak.frequency_khz);
             RC_ASSERT(std::abs(peak.frequency_khz - before[i].frequency_khz) <= 999);
             RC_ASSERT(after[i].symbol_rate ==
-                      std::max<std::int32_t>(before[i].symbol_rate, peak.rate_ksps));
+                      std::max<std::int32_t>(before[i].symbol_rate, peak.symbol_rate_ksps));
         }
         RC_ASSERT(changed <= 1);
     });
@@ -238,15 +214,14 @@ TEST_F(ScanListProperty, with_unicable_a_peak_is_merged_or_added_and_locked_entr
 
 TEST_F(ScanListProperty, a_filtered_peak_is_either_inserted_or_dropped_with_one_message) {
     check([] {
-        Records before = *rc::gen::container<Records>(entries());
-        std::stable_sort(before.begin(), before.end(), lower);
+        Records before = *ascending_lists();
         const Peaks peaks = *rc::gen::container<Peaks>(peaks_near(before));
         CandidateList list(static_cast<std::uint16_t>(before.size() + peaks.size() + 1), before);
 
         Records expected = before;
         for (const Peak &peak : peaks) {
             const std::uint16_t count = ds3000_context.scan_count;
-            const std::string message = filter(list, peak);
+            const std::string message = list.filter(peak);
 
             if (message.empty()) {
                 expected.push_back(as_pending(peak));
@@ -268,15 +243,14 @@ TEST_F(ScanListProperty, a_filtered_peak_is_either_inserted_or_dropped_with_one_
 
 TEST_F(ScanListProperty, the_last_match_is_the_frequency_of_an_entry) {
     check([] {
-        Records before = *rc::gen::nonEmpty(rc::gen::container<Records>(entries()));
-        std::stable_sort(before.begin(), before.end(), lower);
+        const Records before = *rc::gen::nonEmpty(ascending_lists());
         CandidateList list(static_cast<std::uint16_t>(before.size() + 1), before);
         ds3000_context.scan_cursor =
             *rc::gen::inRange<std::uint16_t>(0, static_cast<std::uint16_t>(before.size()));
         const auto at_end = *rc::gen::inRange(0, 2);
         ds3000_context.scan_cursor_at_end = static_cast<std::uint8_t>(at_end);
 
-        filter(list, *peaks_near(before));
+        list.filter(*peaks_near(before));
 
         RC_ASSERT(std::any_of(before.begin(), before.end(), [](const Record &record) {
             return static_cast<std::uint32_t>(record.frequency_khz) ==
@@ -288,15 +262,14 @@ TEST_F(ScanListProperty, the_last_match_is_the_frequency_of_an_entry) {
 
 TEST_F(ScanListProperty, a_peak_that_repeats_the_entry_at_the_cursor_is_dropped) {
     check([] {
-        Records before = *rc::gen::nonEmpty(rc::gen::container<Records>(entries()));
-        std::stable_sort(before.begin(), before.end(), lower);
+        const Records before = *rc::gen::nonEmpty(ascending_lists());
         CandidateList list(static_cast<std::uint16_t>(before.size()), before);
         const auto cursor =
             *rc::gen::inRange<std::uint16_t>(0, static_cast<std::uint16_t>(before.size()));
         ds3000_context.scan_cursor = cursor;
         const Record entry = before[cursor];
 
-        RC_ASSERT(filter(list, {entry.frequency_khz, entry.symbol_rate})
+        RC_ASSERT(list.filter({entry.frequency_khz, entry.symbol_rate})
                       .find(is_locked(entry) ? "Overlap" : "Similar") != std::string::npos);
 
         RC_ASSERT(counted(list) == before);
@@ -357,9 +330,9 @@ TEST_F(ScanListProperty, no_state_leads_past_the_spare_record) {
             const bool refused = ds3000_context.scan_count >= capacity;
             const Records here = list.records();
             if (*rc::gen::arbitrary<bool>()) {
-                insert(list, peak, pass);
+                list.insert(peak, pass);
             } else {
-                filter(list, peak, std::max<std::uint8_t>(pass, 1));
+                list.filter(peak, std::max<std::uint8_t>(pass, 1));
             }
             if (refused) {
                 RC_ASSERT(list.records() == here);

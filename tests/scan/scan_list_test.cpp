@@ -5,778 +5,446 @@
 
 #include "tests/support/candidate_list.h"
 #include "tests/support/chip_test.h"
+#include "tests/support/each.h"
 
 namespace {
 
 using tests::Bytes;
 using tests::CandidateList;
-using tests::dvbs;
-using tests::dvbs2;
-using tests::pending;
+using tests::each;
+using tests::list_state;
+using tests::ListState;
 using tests::Record;
+using tests::record;
 using tests::Records;
-using tests::rejected;
 using tests::scratch;
 using tests::Words;
-
-constexpr std::int32_t whole_list = 9999000;
 
 class ScanListInsert : public tests::ChipTest {
  protected:
     ScanListInsert() { ds3000_context.scan_passes = 2; }
-
-    // As the peak reader does it: count first, then insert.
-    static std::int32_t insert(CandidateList &list, std::int32_t frequency_khz,
-                               std::uint32_t symbol_rate_ksps, std::uint8_t pass = 1) {
-        ++ds3000_context.scan_count;
-        return scan_list_insert(&list.request, frequency_khz, symbol_rate_ksps, pass);
-    }
-
-    static void invert_spectrum_on(std::int32_t chip_type) {
-        ds3000_context.spectrum_inverted = 1;
-        ds3000_context.chip_type = chip_type;
-    }
 };
 
-TEST_F(ScanListInsert, a_first_pass_with_a_normal_spectrum_keeps_the_order_of_discovery) {
-    CandidateList list(4, {});
-
-    EXPECT_EQ(insert(list, 1300000, 22000, 0), DS3000_OK);
-    EXPECT_EQ(insert(list, 1100000, 27500, 0), DS3000_OK);
-    EXPECT_EQ(insert(list, 1200000, 5000, 0), DS3000_OK);
-
-    EXPECT_EQ(list.records(), (Records{pending(1300000, 22000), pending(1100000, 27500),
-                                       pending(1200000, 5000), scratch(3), scratch(4)}));
-    EXPECT_EQ(ds3000_context.scan_count, 3);
-}
-
-TEST_F(ScanListInsert, every_pass_of_a_scan_of_one_pass_appends) {
-    ds3000_context.scan_passes = 1;
-    for (const std::uint8_t pass : Bytes{0, 1, 2, 255}) {
-        SCOPED_TRACE(int{pass});
-        CandidateList list(2, {pending(1300000, 22000)});
-
-        EXPECT_EQ(insert(list, 1100000, 27500, pass), DS3000_OK);
-
-        EXPECT_EQ(list.records(),
-                  (Records{pending(1300000, 22000), pending(1100000, 27500), scratch(2)}));
+TEST_F(ScanListInsert, appends_or_sorts_by_pass_spectrum_and_chip) {
+    struct Row {
+        const char *name;
+        std::vector<int> chips;
+        std::vector<int> inverted;
+        std::vector<int> passes;
+        std::vector<int> pass;
+        const char *after;
+    };
+    const char *appended = "pending 1300 22, pending 1100 27.5, ~2";
+    const char *sorted = "pending 1100 27.5, pending 1300 22, ~1";
+    const std::vector<int> every_chip{0, CHIP_DS300X, CHIP_DS3002B, CHIP_DS3103, CHIP_UNKNOWN};
+    // clang-format off
+    const Row rows[] = {
+        {"every pass of a scan of one pass appends", {0}, {0}, {1}, {0, 1, 2, 255}, appended},
+        {"the first pass appends with a normal spectrum", every_chip, {0}, {2}, {0}, appended},
+        {"the first pass of a DS3002B or DS3103 appends with an inverted spectrum",
+         {CHIP_DS3002B, CHIP_DS3103}, {1}, {2}, {0}, appended},
+        {"every pass of a DS300X sorts with an inverted spectrum",
+         {CHIP_DS300X}, {1}, {1, 2, 3}, {0, 1, 2}, sorted},
+        {"an unidentified chip sorts with an inverted spectrum",
+         {0, CHIP_UNKNOWN}, {1}, {2}, {0}, sorted},
+        {"a later pass sorts whatever the spectrum and the chip",
+         {CHIP_DS300X, CHIP_DS3002B, CHIP_DS3103}, {0, 1}, {2}, {1}, sorted},
+    };
+    // clang-format on
+    for (const Row &row : rows) {
+        each(
+            [&](int chip, int inverted, int passes, int pass) {
+                SCOPED_TRACE(testing::Message()
+                             << row.name << ": chip " << chip << ", inverted " << inverted
+                             << ", pass " << pass << " of " << passes);
+                ds3000_context.chip_type = chip;
+                ds3000_context.spectrum_inverted = static_cast<std::uint8_t>(inverted);
+                ds3000_context.scan_passes = static_cast<std::uint32_t>(passes);
+                CandidateList list(2, "pending 1300 22");
+                EXPECT_EQ(list.insert({1100000, 27500}, pass), DS3000_OK);
+                EXPECT_EQ(list.state(), list_state(row.after));
+            },
+            row.chips, row.inverted, row.passes, row.pass);
     }
 }
 
-TEST_F(ScanListInsert, the_first_pass_appends_on_every_chip_with_a_normal_spectrum) {
-    for (const std::int32_t chip :
-         {0, int{CHIP_DS300X}, int{CHIP_DS3002B}, int{CHIP_DS3103}, int{CHIP_UNKNOWN}}) {
-        SCOPED_TRACE(chip);
-        ds3000_context.chip_type = chip;
-        CandidateList list(2, {pending(1300000, 22000)});
+// Peaks taken into a list one after the other; "full" is one that is refused.
+struct Insertion {
+    const char *name;
+    const char *before;
+    const char *peaks;
+    const char *after;
+    std::uint8_t pass = 1;
+    std::uint8_t unicable = 0;
+    std::int32_t inverted_chip = 0;  // with an inverted spectrum; 0: a normal one
+};
 
-        EXPECT_EQ(insert(list, 1100000, 27500, 0), DS3000_OK);
-
-        EXPECT_EQ(list.records(),
-                  (Records{pending(1300000, 22000), pending(1100000, 27500), scratch(2)}));
+void check(const Insertion &row) {
+    SCOPED_TRACE(row.name);
+    ds3000_context.unicable_enabled = row.unicable;
+    ds3000_context.chip_type = row.inverted_chip;
+    ds3000_context.spectrum_inverted = row.inverted_chip != 0 ? 1 : 0;
+    const ListState after = list_state(row.after);
+    CandidateList list(static_cast<std::uint16_t>(after.records.size() - 1), row.before);
+    for (const tests::ListedPeak &peak : tests::listed_peaks(row.peaks)) {
+        EXPECT_EQ(list.insert(peak, row.pass), peak.fate == "full" ? DS3000_LIST_FULL : DS3000_OK);
     }
+    EXPECT_EQ(list.state(), after);
 }
 
-TEST_F(ScanListInsert, the_first_pass_of_a_ds3002b_or_ds3103_appends_with_an_inverted_spectrum) {
-    for (const std::int32_t chip : {CHIP_DS3002B, CHIP_DS3103}) {
-        SCOPED_TRACE(chip);
-        invert_spectrum_on(chip);
-        CandidateList list(2, {pending(1300000, 22000)});
+// clang-format off
+constexpr Insertion insertions[] = {
+    {"a first pass with a normal spectrum keeps the order of discovery",
+     "", "1300 22, 1100 27.5, 1200 5",
+     "pending 1300 22, pending 1100 27.5, pending 1200 5, ~3, ~4", 0},
+    {"falling peaks of an inverted DS300X end up rising",
+     "", "1300 22, 1200 27.5, 1100 5",
+     "pending 1100 5, pending 1200 27.5, pending 1300 22, ~1; count 3", 0, 0, CHIP_DS300X},
+    {"the first candidate of a sorted list is written at the front",
+     "", "1200 22", "pending 1200 22, ~1, ~2"},
+    {"a lower frequency goes to the front and moves all records up",
+     "dvbs 1100 22, rejected 1200 27.5", "1050 6",
+     "pending 1050 6, dvbs 1100 22, rejected 1200 27.5 | ~2, ~4"},
+    {"a frequency between two entries moves the higher ones up",
+     "dvbs 1100 22, dvbs2 1200 27.5, pending 1300 3", "1100.001 6",
+     "dvbs 1100 22, pending 1100.001 6, dvbs2 1200 27.5, pending 1300 3 | ~3"},
+    {"a higher frequency goes to the end and moves nothing",
+     "dvbs 1100 22, dvbs2 1200 27.5", "1200.001 6",
+     "dvbs 1100 22, dvbs2 1200 27.5, pending 1200.001 6, ~3, ~4"},
+    {"an equal frequency goes before the entries that have it",
+     "dvbs 1100 22, dvbs2 1200 27.5, rejected 1200 9", "1200 6",
+     "dvbs 1100 22, pending 1200 6, dvbs2 1200 27.5, rejected 1200 9 | ~3"},
+    {"in an unsorted list the first entry not lower is the place",
+     "dvbs 1100 22, dvbs 1300 27.5, dvbs 1150 27.5", "1200 6",
+     "dvbs 1100 22, pending 1200 6, dvbs 1300 27.5, dvbs 1150 27.5 | ~3"},
+    {"the scratch record moves into the spare one when the list becomes full",
+     "dvbs 1200 22 | rejected 1900 4.321", "1100 6",
+     "pending 1100 6, dvbs 1200 22 | rejected 1900 4.321"},
+    {"the scratch record takes no part in the search for the place",
+     "dvbs 1200 22 | dvbs 1900 4.321", "1300 6", "dvbs 1200 22, pending 1300 6, ~2"},
+    {"a list of one record takes one candidate",
+     "", "1200 22, 1100 22 full", "pending 1200 22, ~1; count 2"},
+    {"frequencies are compared as signed",
+     "dvbs -0.1 22, dvbs 1200 27.5", "0.005 6, -0.2 7",
+     "pending -0.2 7, dvbs -0.1 22, pending 0.005 6, dvbs 1200 27.5 | ~2"},
+    {"an appended record keeps the low 16 bits of the rate",
+     "", "1200 74.565", "pending 1200 9.029, ~1", 0},  // 0x12345, 0x2345
+    {"an inserted record keeps the low 16 bits of the rate",
+     "pending 1200 9", "1300 131.071", "pending 1200 9, pending 1300 65.535, ~2"},
+    {"an appending pass gives the last place of the capacity away",
+     "pending 1100 22", "1200 6", "pending 1100 22, pending 1200 6, ~2", 0},
+    {"a sorting pass gives the last place of the capacity away",
+     "pending 1100 22", "1200 6", "pending 1100 22, pending 1200 6, ~2"},
+};
+// clang-format on
 
-        EXPECT_EQ(insert(list, 1100000, 27500, 0), DS3000_OK);
-
-        EXPECT_EQ(list.records(),
-                  (Records{pending(1300000, 22000), pending(1100000, 27500), scratch(2)}));
-    }
+TEST_F(ScanListInsert, puts_each_peak_in_its_place) {
+    std::for_each(std::begin(insertions), std::end(insertions), check);
 }
 
-TEST_F(ScanListInsert, every_pass_of_a_ds300x_sorts_with_an_inverted_spectrum) {
-    invert_spectrum_on(CHIP_DS300X);
-    for (const std::uint32_t passes : {1U, 2U, 3U}) {
-        for (const std::uint8_t pass : Bytes{0, 1, 2}) {
-            SCOPED_TRACE(testing::Message() << "pass " << int{pass} << " of " << passes);
-            ds3000_context.scan_passes = passes;
-            CandidateList list(2, {pending(1300000, 22000)});
-
-            EXPECT_EQ(insert(list, 1100000, 27500, pass), DS3000_OK);
-
-            EXPECT_EQ(list.records(),
-                      (Records{pending(1100000, 27500), pending(1300000, 22000), scratch(1)}));
-        }
-    }
-}
-
-TEST_F(ScanListInsert, an_unidentified_chip_sorts_with_an_inverted_spectrum) {
-    for (const std::int32_t chip : {0, int{CHIP_UNKNOWN}}) {
-        SCOPED_TRACE(chip);
-        invert_spectrum_on(chip);
-        CandidateList list(2, {pending(1300000, 22000)});
-
-        EXPECT_EQ(insert(list, 1100000, 27500, 0), DS3000_OK);
-
-        EXPECT_EQ(list.records(),
-                  (Records{pending(1100000, 27500), pending(1300000, 22000), scratch(1)}));
-    }
-}
-
-TEST_F(ScanListInsert, a_later_pass_sorts_whatever_the_spectrum_and_the_chip) {
-    for (const std::uint8_t inverted : Bytes{0, 1}) {
-        for (const std::int32_t chip : {CHIP_DS300X, CHIP_DS3002B, CHIP_DS3103}) {
-            SCOPED_TRACE(testing::Message() << "chip " << chip << " inverted " << int{inverted});
-            ds3000_context.spectrum_inverted = inverted;
-            ds3000_context.chip_type = chip;
-            CandidateList list(2, {pending(1300000, 22000)});
-
-            EXPECT_EQ(insert(list, 1100000, 27500, 1), DS3000_OK);
-
-            EXPECT_EQ(list.records(),
-                      (Records{pending(1100000, 27500), pending(1300000, 22000), scratch(1)}));
-        }
-    }
-}
-
-TEST_F(ScanListInsert, falling_peaks_of_an_inverted_ds300x_end_up_rising) {
-    invert_spectrum_on(CHIP_DS300X);
-    CandidateList list(3, {});
-
-    insert(list, 1300000, 22000, 0);
-    insert(list, 1200000, 27500, 0);
-    insert(list, 1100000, 5000, 0);
-
-    EXPECT_EQ(list.records(), (Records{pending(1100000, 5000), pending(1200000, 27500),
-                                       pending(1300000, 22000), scratch(1)}));
-}
-
-TEST_F(ScanListInsert, the_first_candidate_of_a_sorted_list_is_written_at_the_front) {
-    CandidateList list(2, {});
-
-    EXPECT_EQ(insert(list, 1200000, 22000), DS3000_OK);
-
-    EXPECT_EQ(list.records(), (Records{pending(1200000, 22000), scratch(1), scratch(2)}));
-}
-
-TEST_F(ScanListInsert, a_lower_frequency_goes_to_the_front_and_moves_all_records_up) {
-    CandidateList list(4, {dvbs(1100000, 22000), rejected(1200000, 27500)});
-
-    EXPECT_EQ(insert(list, 1050000, 6000), DS3000_OK);
-
-    EXPECT_EQ(list.records(), (Records{pending(1050000, 6000), dvbs(1100000, 22000),
-                                       rejected(1200000, 27500), scratch(2), scratch(4)}));
-}
-
-TEST_F(ScanListInsert, a_frequency_between_two_entries_moves_the_higher_ones_up) {
-    CandidateList list(4, {dvbs(1100000, 22000), dvbs2(1200000, 27500), pending(1300000, 3000)});
-
-    EXPECT_EQ(insert(list, 1100001, 6000), DS3000_OK);
-
-    EXPECT_EQ(list.records(), (Records{dvbs(1100000, 22000), pending(1100001, 6000),
-                                       dvbs2(1200000, 27500), pending(1300000, 3000), scratch(3)}));
-}
-
-TEST_F(ScanListInsert, a_higher_frequency_goes_to_the_end_and_moves_nothing) {
-    CandidateList list(4, {dvbs(1100000, 22000), dvbs2(1200000, 27500)});
-
-    EXPECT_EQ(insert(list, 1200001, 6000), DS3000_OK);
-
-    EXPECT_EQ(list.records(), (Records{dvbs(1100000, 22000), dvbs2(1200000, 27500),
-                                       pending(1200001, 6000), scratch(3), scratch(4)}));
-}
-
-TEST_F(ScanListInsert, an_equal_frequency_goes_before_the_entries_that_have_it) {
-    CandidateList list(4, {dvbs(1100000, 22000), dvbs2(1200000, 27500), rejected(1200000, 9000)});
-
-    EXPECT_EQ(insert(list, 1200000, 6000), DS3000_OK);
-
-    EXPECT_EQ(list.records(),
-              (Records{dvbs(1100000, 22000), pending(1200000, 6000), dvbs2(1200000, 27500),
-                       rejected(1200000, 9000), scratch(3)}));
-}
-
-TEST_F(ScanListInsert, in_an_unsorted_list_the_first_entry_not_lower_is_the_place) {
-    CandidateList list(4, {dvbs(1100000, 22000), dvbs(1300000, 27500), dvbs(1150000, 27500)});
-
-    EXPECT_EQ(insert(list, 1200000, 6000), DS3000_OK);
-
-    EXPECT_EQ(list.records(), (Records{dvbs(1100000, 22000), pending(1200000, 6000),
-                                       dvbs(1300000, 27500), dvbs(1150000, 27500), scratch(3)}));
-}
-
-TEST_F(ScanListInsert, the_scratch_record_moves_into_the_spare_one_when_the_list_becomes_full) {
-    CandidateList list(2, {dvbs(1200000, 22000)});
-    list.put(1, rejected(1900000, 4321));
-
-    EXPECT_EQ(insert(list, 1100000, 6000), DS3000_OK);
-
-    EXPECT_EQ(list.records(),
-              (Records{pending(1100000, 6000), dvbs(1200000, 22000), rejected(1900000, 4321)}));
-}
-
-TEST_F(ScanListInsert, the_scratch_record_takes_no_part_in_the_search_for_the_place) {
-    CandidateList list(2, {dvbs(1200000, 22000)});
-    list.put(1, dvbs(1900000, 4321));
-
-    EXPECT_EQ(insert(list, 1300000, 6000), DS3000_OK);
-
-    EXPECT_EQ(list.records(), (Records{dvbs(1200000, 22000), pending(1300000, 6000), scratch(2)}));
-}
-
-TEST_F(ScanListInsert, a_list_of_one_record_takes_one_candidate) {
-    CandidateList list(1, {});
-    EXPECT_EQ(insert(list, 1200000, 22000), DS3000_OK);
-    EXPECT_EQ(list.records(), (Records{pending(1200000, 22000), scratch(1)}));
-
-    EXPECT_EQ(insert(list, 1100000, 22000), DS3000_LIST_FULL);
-    EXPECT_EQ(list.records(), (Records{pending(1200000, 22000), scratch(1)}));
-}
-
-TEST_F(ScanListInsert, frequencies_are_compared_as_signed) {
-    CandidateList list(4, {dvbs(-100, 22000), dvbs(1200000, 27500)});
-
-    EXPECT_EQ(insert(list, 5, 6000), DS3000_OK);
-    EXPECT_EQ(insert(list, -200, 7000), DS3000_OK);
-
-    EXPECT_EQ(list.records(), (Records{pending(-200, 7000), dvbs(-100, 22000), pending(5, 6000),
-                                       dvbs(1200000, 27500), scratch(2)}));
-}
-
-TEST_F(ScanListInsert, a_record_keeps_the_low_16_bits_of_the_rate) {
-    CandidateList list(3, {});
-
-    insert(list, 1200000, 0x12345, 0);
-    insert(list, 1300000, 0x1FFFF, 1);
-
-    EXPECT_EQ(list.records(), (Records{pending(1200000, 0x2345), pending(1300000, 0xFFFF),
-                                       scratch(2), scratch(3)}));
-}
-
-TEST_F(ScanListInsert, a_new_record_leaves_the_reserved_half_word) {
-    CandidateList list(4, {dvbs(1100000, 22000), dvbs(1200000, 22000)});
-
-    insert(list, 1300000, 6000, 1);
-    insert(list, 1150000, 6000, 0);
-
-    for (std::size_t i = 0; i <= 4; ++i) {
-        EXPECT_EQ(list.request.candidates[i].reserved, 0xA500 + i) << i;
-    }
-}
-
-TEST_F(ScanListInsert, a_full_list_refuses_in_every_mode_and_writes_nothing) {
-    ds3000_context.unicable_enabled = 1;
-    const Record spare = pending(1900000, 3000);
-    const Records full{pending(1100000, 22000), pending(1200000, 22000), spare};
-    for (const std::uint8_t pass : Bytes{0, 1}) {
-        // In front, between, merging, equal, behind.
-        for (const std::int32_t frequency : {1000000, 1150000, 1100500, 1200000, 1300000}) {
-            SCOPED_TRACE(testing::Message() << "pass " << int{pass} << ", " << frequency << " kHz");
+TEST_F(ScanListInsert, a_count_above_the_capacity_is_refused_in_every_mode_and_nothing_is_written) {
+    const ListState full = list_state("pending 1100 22, pending 1200 22 | pending 1900 3");
+    // In front, between, merging, equal, behind.
+    const std::vector<int> frequencies{1000000, 1150000, 1100500, 1200000, 1300000};
+    each(
+        [&full](std::uint16_t count, std::uint8_t pass, int frequency, std::uint8_t unicable) {
+            SCOPED_TRACE(testing::Message() << count << " counted, pass " << int{pass} << ", "
+                                            << frequency << " kHz, Unicable " << int{unicable});
+            ds3000_context.unicable_enabled = unicable;
             CandidateList list(2, full);
-            ds3000_context.scan_count = 2;
-
-            EXPECT_EQ(insert(list, frequency, 22500, pass), DS3000_LIST_FULL);
-
-            EXPECT_EQ(list.records(), full);
-            EXPECT_EQ(ds3000_context.scan_count, 3);
-        }
-    }
-}
-
-TEST_F(ScanListInsert, a_count_far_above_the_capacity_is_refused_too) {
-    CandidateList list(2, {pending(1100000, 22000), pending(1200000, 22000)});
-    const Records before = list.records();
-    for (const std::uint16_t count : Words{4, 5, 255, 256, 257, 300, 65535}) {
-        for (const std::uint8_t pass : Bytes{0, 1}) {
-            SCOPED_TRACE(count);
             ds3000_context.scan_count = count;
-
-            EXPECT_EQ(scan_list_insert(&list.request, 1000000, 22000, pass), DS3000_LIST_FULL);
-
-            EXPECT_EQ(list.records(), before);
+            EXPECT_EQ(scan_list_insert(&list.request, frequency, 22500, pass), DS3000_LIST_FULL);
+            EXPECT_EQ(list.records(), full.records);
             EXPECT_EQ(ds3000_context.scan_count, count);
-        }
-    }
-}
-
-TEST_F(ScanListInsert, the_last_place_of_the_capacity_is_given_away) {
-    for (const std::uint8_t pass : Bytes{0, 1}) {
-        SCOPED_TRACE(int{pass});
-        CandidateList list(2, {pending(1100000, 22000)});
-
-        EXPECT_EQ(insert(list, 1200000, 6000, pass), DS3000_OK);
-
-        EXPECT_EQ(list.records(),
-                  (Records{pending(1100000, 22000), pending(1200000, 6000), scratch(2)}));
-    }
+        },
+        Words{3, 4, 5, 255, 256, 257, 300, 65535}, Bytes{0, 1}, frequencies, Bytes{0, 1});
 }
 
 TEST_F(ScanListInsert, nothing_counted_is_a_bad_argument) {
-    CandidateList list(2, {});
+    const CandidateList list(2, "");
+    blind_scan_request request = list.request;
     for (const std::uint8_t pass : Bytes{0, 1}) {
-        SCOPED_TRACE(int{pass});
-
-        EXPECT_EQ(scan_list_insert(&list.request, 1200000, 6000, pass), DS3000_BAD_ARGUMENT);
-
-        EXPECT_EQ(list.records(), (Records{scratch(0), scratch(1), scratch(2)}));
-        EXPECT_EQ(ds3000_context.scan_count, 0);
+        EXPECT_EQ(scan_list_insert(&request, 1200000, 6000, pass), DS3000_BAD_ARGUMENT);
+        EXPECT_EQ(list.state(), list_state("~0, ~1, ~2")) << "pass " << int{pass};
     }
 }
 
 TEST_F(ScanListInsert, a_list_longer_than_8_bits_is_filled_and_sorted) {
-    CandidateList list(300, {});
+    CandidateList list(300, "");
     for (std::int32_t i = 300; i > 0; --i) {
-        ASSERT_EQ(insert(list, 1000000 + i * 1000, 6000), DS3000_OK);
+        ASSERT_EQ(list.insert({1000000 + i * 1000, 6000}), DS3000_OK);
     }
-    EXPECT_EQ(insert(list, 1000000, 6000), DS3000_LIST_FULL);
+    EXPECT_EQ(list.insert({1000000, 6000}), DS3000_LIST_FULL);
 
     Records expected;
     for (std::int32_t i = 1; i <= 300; ++i) {
-        expected.push_back(pending(1000000 + i * 1000, 6000));
+        expected.push_back({1000000 + i * 1000, 6000, CANDIDATE_PENDING});
     }
     // The second insertion met it in its way, and every later one.
     expected.push_back(scratch(1));
     EXPECT_EQ(list.records(), expected);
 }
 
-class ScanListMerge : public ScanListInsert {
- protected:
-    static constexpr std::int32_t frequency = 1200000;
-    static constexpr std::uint16_t rate = 22000;
+TEST_F(ScanListInsert, neither_insertion_nor_merge_nor_compaction_writes_the_reserved_half_word) {
+    CandidateList list(4, "dvbs 1100 22, rejected 1200 22");
+    list.insert({1300000, 6000}, 1);
+    list.insert({1150000, 6000}, 0);
+    ds3000_context.unicable_enabled = 1;
+    ds3000_context.scan_count = 2;
+    list.insert({1200001, 22001}, 1);
+    EXPECT_EQ(list.at(1), record("pending 1200.001 22.001"));
+    scan_list_compact(&list.request, 9999000);
 
-    ScanListMerge() { ds3000_context.unicable_enabled = 1; }
+    EXPECT_TRUE(list.reserved_is_untouched());
+}
 
-    // The list after a candidate df kHz and ds ksym/s from the only entry of a list of three.
-    static Records meet(const Record &entry, std::int32_t df, std::int32_t ds) {
-        CandidateList list(3, {entry});
-        EXPECT_EQ(insert(list, frequency + df, static_cast<std::uint32_t>(rate + ds)), DS3000_OK);
-        EXPECT_EQ(ds3000_context.scan_count, 2);
-        return list.records();
+// With Unicable, a candidate near an entry of the same transponder.
+
+using ScanListMerge = ScanListInsert;
+
+TEST_F(ScanListMerge, happens_within_999_khz_and_999_ksps) {
+    enum class Takes { frequency_and_rate, frequency, nothing };
+    struct Row {
+        const char *name;
+        std::vector<std::string> entries;
+        std::vector<int> frequency_changes;
+        std::vector<int> rate_changes;
+        Takes takes;
+    };
+    // clang-format off
+    const Row rows[] = {
+        {"a pending entry takes the frequency and a higher rate", {"pending 1200 22"},
+         {-999, -998, -1, 0, 1, 998, 999}, {1, 2, 998, 999}, Takes::frequency_and_rate},
+        {"a pending entry takes the frequency but no lower or equal rate", {"pending 1200 22"},
+         {-999, -1, 0, 1, 999}, {-999, -998, -1, 0}, Takes::frequency},
+        {"a rejected entry becomes pending for a higher rate", {"rejected 1200 22"},
+         {-999, -1, 0, 1, 999}, {1, 999}, Takes::frequency_and_rate},
+        {"a rejected entry met with a lower or equal rate stays and nothing is added",
+         {"rejected 1200 22"}, {-999, -1, 0, 1, 999}, {-999, -1, 0}, Takes::nothing},
+        {"a locked entry swallows what is near and stays", {"dvbs 1200 22", "dvbs2 1200 22"},
+         {-999, 0, 999}, {-999, 0, 1, 999}, Takes::nothing},
+    };
+    // clang-format on
+    ds3000_context.unicable_enabled = 1;
+    for (const Row &row : rows) {
+        each(
+            [&row](const std::string &entry, int df, int ds) {
+                SCOPED_TRACE(testing::Message() << row.name << ": df " << df << ", ds " << ds);
+                Record after = record(entry);
+                if (row.takes != Takes::nothing) {
+                    const int rate = 22000 + (row.takes == Takes::frequency ? 0 : ds);
+                    after = {1200000 + df, static_cast<std::uint16_t>(rate), CANDIDATE_PENDING};
+                }
+                CandidateList list(3, entry);
+                EXPECT_EQ(list.insert({1200000 + df, 22000 + ds}), DS3000_OK);
+                EXPECT_EQ(list.state(),
+                          (ListState{{after, scratch(1), scratch(2), scratch(3)}, 2}));
+            },
+            row.entries, row.frequency_changes, row.rate_changes);
     }
+}
 
-    static Records alone(const Record &entry) {
-        return {entry, scratch(1), scratch(2), scratch(3)};
+TEST_F(ScanListMerge, does_not_happen_at_a_difference_of_1000) {
+    for (const std::string status : {"pending", "rejected", "dvbs", "dvbs2"}) {
+        const std::string entry = status + " 1200 22";
+        for (const std::string peak : {"1201 22.999", "1200.999 23", "1201 22"}) {
+            const std::string after = entry + ", pending " + peak + ", ~2, ~3";
+            check({"a higher frequency goes behind", entry.c_str(), peak.c_str(), after.c_str(), 1,
+                   1});
+        }
+        for (const std::string peak : {"1199 22.999", "1199.001 21", "1200 23"}) {
+            const std::string after = "pending " + peak + ", " + entry + " | ~1, ~3";
+            check({"a lower or equal one goes in front", entry.c_str(), peak.c_str(), after.c_str(),
+                   1, 1});
+        }
     }
+}
+
+// clang-format off
+constexpr Insertion merges[] = {
+    {"nothing merges without Unicable",
+     "pending 1200 22", "1200.999 22.999", "pending 1200 22, pending 1200.999 22.999, ~2", 1, 0},
+    {"nothing merges with another value than 1",
+     "pending 1200 22", "1200.999 22.999", "pending 1200 22, pending 1200.999 22.999, ~2", 1, 2},
+    {"an appending pass does not merge",
+     "pending 1200 22", "1200.001 22", "pending 1200 22, pending 1200.001 22, ~2", 0, 1},
+    {"the first pass of an inverted DS300X merges",
+     "pending 1200 22", "1199.5 22", "pending 1199.5 22, ~1, ~2; count 2", 0, 1, CHIP_DS300X},
+    {"the first of two near entries takes the candidate",
+     "pending 1200 22, pending 1200.8 22", "1200.7 22",
+     "pending 1200.7 22, pending 1200.8 22, ~2, ~3; count 3", 1, 1},
+    {"an entry behind lower ones takes the candidate",
+     "dvbs 1199.5 27, pending 1200 22", "1199.9 22",
+     "dvbs 1199.5 27, pending 1199.9 22, ~2, ~3; count 3", 1, 1},
+    {"the walk looks at no entry behind the place",
+     "dvbs 1200 27, pending 1200.5 22", "1199.9 22",
+     "pending 1199.9 22, dvbs 1200 27, pending 1200.5 22 | ~2", 1, 1},
+    {"the scratch record stays when another merged",
+     "dvbs 1200 22 | pending 1202 22", "1200.999 22", "dvbs 1200 22, pending 1202 22 | ~2", 1, 1},
+    {"the scratch record merges nothing",
+     "dvbs 1200 22 | pending 1202 22", "1201.999 22",
+     "dvbs 1200 22, pending 1201.999 22, ~2, ~3", 1, 1},
+};
+// clang-format on
+
+TEST_F(ScanListMerge, meets_one_entry_of_the_list) {
+    std::for_each(std::begin(merges), std::end(merges), check);
+}
+
+// The reordering that ends a scan.
+
+using ScanListCompact = tests::ChipTest;
+
+// The array after the compaction of one that is given whole.
+ListState compacted(const ListState &before, std::int32_t limit_khz) {
+    CandidateList list(static_cast<std::uint16_t>(before.records.size() - 1), before);
+    EXPECT_EQ(scan_list_compact(&list.request, limit_khz), DS3000_OK);
+    return list.state();
+}
+
+constexpr std::int32_t whole_list = 9999000;
+constexpr const char *unchanged = nullptr;
+
+struct Compaction {
+    const char *name;
+    const char *before;
+    const char *after;
+    std::int32_t limit_khz = whole_list;
 };
 
-TEST_F(ScanListMerge, a_pending_entry_takes_the_frequency_and_a_higher_rate) {
-    const Record entry = pending(frequency, rate);
-    for (const std::int32_t df : {-999, -998, -1, 0, 1, 998, 999}) {
-        for (const std::int32_t ds : {1, 2, 998, 999}) {
-            SCOPED_TRACE(testing::Message() << "df " << df << " ds " << ds);
-            EXPECT_EQ(meet(entry, df, ds),
-                      alone(pending(frequency + df, static_cast<std::uint16_t>(rate + ds))));
-        }
-    }
-}
-
-TEST_F(ScanListMerge, a_pending_entry_takes_the_frequency_but_no_lower_or_equal_rate) {
-    const Record entry = pending(frequency, rate);
-    for (const std::int32_t df : {-999, -1, 0, 1, 999}) {
-        for (const std::int32_t ds : {-999, -998, -1, 0}) {
-            SCOPED_TRACE(testing::Message() << "df " << df << " ds " << ds);
-            EXPECT_EQ(meet(entry, df, ds), alone(pending(frequency + df, rate)));
-        }
-    }
-}
-
-TEST_F(ScanListMerge, a_rejected_entry_becomes_pending_for_a_higher_rate) {
-    const Record entry = rejected(frequency, rate);
-    for (const std::int32_t df : {-999, -1, 0, 1, 999}) {
-        for (const std::int32_t ds : {1, 999}) {
-            SCOPED_TRACE(testing::Message() << "df " << df << " ds " << ds);
-            EXPECT_EQ(meet(entry, df, ds),
-                      alone(pending(frequency + df, static_cast<std::uint16_t>(rate + ds))));
-        }
-    }
-}
-
-TEST_F(ScanListMerge, a_rejected_entry_met_with_a_lower_or_equal_rate_stays_and_nothing_is_added) {
-    const Record entry = rejected(frequency, rate);
-    for (const std::int32_t df : {-999, -1, 0, 1, 999}) {
-        for (const std::int32_t ds : {-999, -1, 0}) {
-            SCOPED_TRACE(testing::Message() << "df " << df << " ds " << ds);
-            EXPECT_EQ(meet(entry, df, ds), alone(entry));
-        }
-    }
-}
-
-TEST_F(ScanListMerge, a_locked_entry_swallows_what_is_near_and_stays) {
-    for (const Record &entry : {dvbs(frequency, rate), dvbs2(frequency, rate)}) {
-        for (const std::int32_t df : {-999, 0, 999}) {
-            for (const std::int32_t ds : {-999, 0, 1, 999}) {
-                SCOPED_TRACE(testing::Message() << entry << " df " << df << " ds " << ds);
-                EXPECT_EQ(meet(entry, df, ds), alone(entry));
-            }
-        }
-    }
-}
-
-TEST_F(ScanListMerge, a_difference_of_1000_makes_a_new_entry) {
-    for (const Record &entry : {pending(frequency, rate), rejected(frequency, rate),
-                                dvbs(frequency, rate), dvbs2(frequency, rate)}) {
-        SCOPED_TRACE(testing::Message() << entry);
-        const Record spare = scratch(3);
-        // A higher frequency goes behind, a lower or equal one in front.
-        EXPECT_EQ(meet(entry, 1000, 999),
-                  (Records{entry, pending(frequency + 1000, rate + 999), scratch(2), spare}));
-        EXPECT_EQ(meet(entry, -1000, 999),
-                  (Records{pending(frequency - 1000, rate + 999), entry, scratch(1), spare}));
-        EXPECT_EQ(meet(entry, 999, 1000),
-                  (Records{entry, pending(frequency + 999, rate + 1000), scratch(2), spare}));
-        EXPECT_EQ(meet(entry, -999, -1000),
-                  (Records{pending(frequency - 999, rate - 1000), entry, scratch(1), spare}));
-        EXPECT_EQ(meet(entry, 0, 1000),
-                  (Records{pending(frequency, rate + 1000), entry, scratch(1), spare}));
-        EXPECT_EQ(meet(entry, 1000, 0),
-                  (Records{entry, pending(frequency + 1000, rate), scratch(2), spare}));
-    }
-}
-
-TEST_F(ScanListMerge, unicable_peak_999_above_a_pending_entry_merges_and_1000_above_is_new) {
-    EXPECT_EQ(meet(pending(frequency, rate), 999, 999),
-              alone(pending(frequency + 999, rate + 999)));
-    EXPECT_EQ(meet(pending(frequency, rate), 1000, 999),
-              (Records{pending(frequency, rate), pending(frequency + 1000, rate + 999), scratch(2),
-                       scratch(3)}));
-}
-
-TEST_F(ScanListMerge, nothing_merges_without_unicable) {
-    for (const std::uint8_t enabled : Bytes{0, 2}) {
-        SCOPED_TRACE(int{enabled});
-        ds3000_context.unicable_enabled = enabled;
-        EXPECT_EQ(meet(pending(frequency, rate), 999, 999),
-                  (Records{pending(frequency, rate), pending(frequency + 999, rate + 999),
-                           scratch(2), scratch(3)}));
-    }
-}
-
-TEST_F(ScanListMerge, an_appending_pass_does_not_merge) {
-    CandidateList list(2, {pending(frequency, rate)});
-
-    EXPECT_EQ(insert(list, frequency + 1, rate, 0), DS3000_OK);
-
-    EXPECT_EQ(list.records(),
-              (Records{pending(frequency, rate), pending(frequency + 1, rate), scratch(2)}));
-}
-
-TEST_F(ScanListMerge, the_first_pass_of_an_inverted_ds300x_merges) {
-    invert_spectrum_on(CHIP_DS300X);
-    CandidateList list(2, {pending(frequency, rate)});
-
-    EXPECT_EQ(insert(list, frequency - 500, rate, 0), DS3000_OK);
-
-    EXPECT_EQ(list.records(), (Records{pending(frequency - 500, rate), scratch(1), scratch(2)}));
-}
-
-TEST_F(ScanListMerge, the_first_of_two_near_entries_takes_the_candidate) {
-    CandidateList list(3, {pending(frequency, rate), pending(frequency + 800, rate)});
-
-    EXPECT_EQ(insert(list, frequency + 700, rate), DS3000_OK);
-
-    EXPECT_EQ(list.records(), (Records{pending(frequency + 700, rate),
-                                       pending(frequency + 800, rate), scratch(2), scratch(3)}));
-}
-
-TEST_F(ScanListMerge, an_entry_behind_lower_ones_takes_the_candidate) {
-    CandidateList list(3, {dvbs(frequency - 500, rate + 5000), pending(frequency, rate)});
-
-    EXPECT_EQ(insert(list, frequency - 100, rate), DS3000_OK);
-
-    EXPECT_EQ(list.records(), (Records{dvbs(frequency - 500, rate + 5000),
-                                       pending(frequency - 100, rate), scratch(2), scratch(3)}));
-}
-
-TEST_F(ScanListMerge, the_walk_looks_at_no_entry_behind_the_place) {
-    CandidateList list(3, {dvbs(frequency, rate + 5000), pending(frequency + 500, rate)});
-
-    EXPECT_EQ(insert(list, frequency - 100, rate), DS3000_OK);
-
-    EXPECT_EQ(list.records(), (Records{pending(frequency - 100, rate), dvbs(frequency, rate + 5000),
-                                       pending(frequency + 500, rate), scratch(2)}));
-}
-
-TEST_F(ScanListMerge, the_scratch_record_merges_nothing_and_stays_when_another_merged) {
-    CandidateList list(3, {dvbs(frequency, rate)});
-    list.put(1, pending(frequency + 2000, rate));
-
-    EXPECT_EQ(insert(list, frequency + 999, rate), DS3000_OK);
-    EXPECT_EQ(list.records(), (Records{dvbs(frequency, rate), pending(frequency + 2000, rate),
-                                       scratch(2), scratch(3)}));
-
-    ds3000_context.scan_count = 1;
-    EXPECT_EQ(insert(list, frequency + 1999, rate), DS3000_OK);
-    EXPECT_EQ(list.records(), (Records{dvbs(frequency, rate), pending(frequency + 1999, rate),
-                                       scratch(2), scratch(3)}));
-    EXPECT_EQ(ds3000_context.scan_count, 2);
-}
-
-TEST_F(ScanListMerge, a_merge_leaves_the_reserved_half_word) {
-    CandidateList list(2, {pending(frequency, rate)});
-
-    insert(list, frequency + 1, rate + 1);
-
-    EXPECT_EQ(list.request.candidates[0].reserved, 0xA500);
-}
-
-class ScanListCompact : public tests::ChipTest {
- protected:
-    // The array after the compaction of a list that is full, so that spare comes right behind it.
-    static Records compact(const Records &candidates, const Record &spare,
-                           std::int32_t limit_khz = whole_list) {
-        CandidateList list(static_cast<std::uint16_t>(candidates.size()), candidates);
-        list.put(candidates.size(), spare);
-        EXPECT_EQ(scan_list_compact(&list.request, limit_khz), DS3000_OK);
-        EXPECT_EQ(ds3000_context.scan_count, candidates.size());
-        return list.records();
-    }
+// clang-format off
+constexpr Compaction compactions[] = {
+    {"a rejected entry goes behind the locked ones and a rejected spare stays",
+     "dvbs 1100 1, rejected 1200 2, dvbs2 1300 3 | rejected 1900 4",
+     "dvbs 1100 1, dvbs2 1300 3, rejected 1200 2 | rejected 1900 4"},
+    {"a pending spare comes into the list and the rejected entry leaves it",
+     "dvbs 1100 1, rejected 1200 2, dvbs2 1300 3 | pending 1900 4",
+     "dvbs 1100 1, dvbs2 1300 3, pending 1900 4 | rejected 1200 2"},
+    {"a spare of no status counts as not rejected",
+     "rejected 1100 1 | 0 0 0", "0 0 0 | rejected 1100 1"},
+    {"of a run record 1 changes places with 3, then 2 with 5",
+     "rejected 11 1, rejected 12 2, dvbs 13 3, rejected 14 4, dvbs2 15 5 | rejected 16 6",
+     "dvbs 13 3, dvbs2 15 5, rejected 11 1, rejected 14 4, rejected 12 2 | rejected 16 6"},
+    {"the order of pending and locked entries is kept",
+     "pending 9 1, rejected 2 2, dvbs 8 3, rejected 4 4, rejected 5 5, pending 1 6 | rejected 3 7",
+     "pending 9 1, dvbs 8 3, pending 1 6, rejected 4 4, rejected 5 5, rejected 2 2 | rejected 3 7"},
+    {"a list without rejected entries stays",
+     "dvbs 1300 1, pending 1200 2, dvbs2 1100 3 | rejected 1000 4", unchanged},
+    {"a list of rejected entries stays with a rejected spare",
+     "rejected 1300 1, rejected 1200 2, rejected 1100 3 | rejected 1000 4", unchanged},
+    {"a list of rejected entries takes a pending spare to its front",
+     "rejected 1300 1, rejected 1200 2, rejected 1100 3 | pending 1000 4",
+     "pending 1000 4, rejected 1200 2, rejected 1100 3 | rejected 1300 1"},
+    {"the code rate goes with a good record and is cleared in a rejected one",
+     "rejected 1100 1 code 4, dvbs2 1200 2 code 12 | rejected 1 3",
+     "dvbs2 1200 2 code 12, rejected 1100 1 code 0 | rejected 1 3"},
+    {"a rejected record that stays keeps its code rate",
+     "dvbs 1000 2, rejected 1100 1 code 4 | rejected 1 3", unchanged},
+    {"an empty list stays", "| rejected 1100 1, dvbs 1200 2, dvbs 1300 3", unchanged},
+    {"in a list that is not full the record behind the last one takes part",
+     "rejected 1100 1, dvbs 1200 2 | dvbs2 1300 3, dvbs2 1400 4, ~4",
+     "dvbs 1200 2, dvbs2 1300 3 | rejected 1100 1, dvbs2 1400 4, ~4"},
+    {"a limit ends it with the first entry at the limit",
+     "rejected 1100 1, dvbs 1200 2, dvbs2 1300 3, rejected 1400 4, dvbs 1500 5 | pending 1600 6",
+     "dvbs 1200 2, dvbs2 1300 3, rejected 1100 1, rejected 1400 4, dvbs 1500 5 | pending 1600 6",
+     1300000},
+    {"a limit ends it with the first entry above the limit",
+     "rejected 1100 1, dvbs 1200 2, dvbs2 1300 3, rejected 1400 4, dvbs 1500 5 | pending 1600 6",
+     "dvbs 1200 2, dvbs2 1300 3, rejected 1100 1, rejected 1400 4, dvbs 1500 5 | pending 1600 6",
+     1200001},
+    {"a limit at the second entry ends it with that",
+     "rejected 1100 1, dvbs 1200 2, dvbs2 1300 3, rejected 1400 4, dvbs 1500 5 | pending 1600 6",
+     "dvbs 1200 2, rejected 1100 1, dvbs2 1300 3, rejected 1400 4, dvbs 1500 5 | pending 1600 6",
+     1200000},
+    {"a limit at the first entry", "rejected 11 1, dvbs 12 2 | rejected 1 3", unchanged, 11000},
+    {"a limit of 0", "rejected 11 1, dvbs 12 2 | rejected 1 3", unchanged, 0},
+    {"a negative limit", "rejected 11 1, dvbs 12 2 | rejected 1 3", unchanged, -1},
+    {"the first entry above the limit counts in an unsorted list",
+     "rejected 14 1, rejected 11 2, dvbs 13 3, dvbs 12 4 | rejected 1 5", unchanged, 13000},
+    {"a negative frequency is below the limit",
+     "rejected -0.001 1, dvbs 12 2 | rejected 1 3", "dvbs 12 2, rejected -0.001 1 | rejected 1 3"},
+    {"a negative frequency is the limit",
+     "rejected -0.001 1, dvbs 12 2 | rejected 1 3", unchanged, -1},
+    {"the spare record does not end the search for the limit",
+     "rejected 1100 1, dvbs 1200 2 | dvbs 9999 3", "dvbs 1200 2, dvbs 9999 3 | rejected 1100 1"},
+    {"4 counted in a list of 3", "rejected 11 1, dvbs 12 2, rejected 13 3, pending 14 4; count 4",
+     "dvbs 12 2, pending 14 4, rejected 13 3, rejected 11 1; count 4"},
+    {"5 counted in a list of 3", "rejected 11 1, dvbs 12 2, rejected 13 3, pending 14 4; count 5",
+     "dvbs 12 2, pending 14 4, rejected 13 3, rejected 11 1; count 5"},
+    {"100 counted in a list of 3",
+     "rejected 11 1, dvbs 12 2, rejected 13 3, pending 14 4; count 100",
+     "dvbs 12 2, pending 14 4, rejected 13 3, rejected 11 1; count 100"},
+    {"255 counted in a list of 3",
+     "rejected 11 1, dvbs 12 2, rejected 13 3, pending 14 4; count 255",
+     "dvbs 12 2, pending 14 4, rejected 13 3, rejected 11 1; count 255"},
 };
+// clang-format on
 
-TEST_F(ScanListCompact, a_rejected_entry_goes_behind_the_locked_ones_and_a_rejected_spare_stays) {
-    const Record spare = rejected(1900000, 4444);
-
-    EXPECT_EQ(compact({dvbs(1100000, 1111), rejected(1200000, 2222), dvbs2(1300000, 3333)}, spare),
-              (Records{dvbs(1100000, 1111), dvbs2(1300000, 3333), rejected(1200000, 2222), spare}));
-}
-
-TEST_F(ScanListCompact, a_pending_spare_comes_into_the_list_and_the_rejected_entry_leaves_it) {
-    const Record spare = pending(1900000, 4444);
-
-    EXPECT_EQ(compact({dvbs(1100000, 1111), rejected(1200000, 2222), dvbs2(1300000, 3333)}, spare),
-              (Records{dvbs(1100000, 1111), dvbs2(1300000, 3333), spare, rejected(1200000, 2222)}));
-}
-
-TEST_F(ScanListCompact, a_spare_of_no_status_counts_as_not_rejected) {
-    const Record spare{0, 0, 0, 0};
-
-    EXPECT_EQ(compact({rejected(1100000, 1111)}, spare), (Records{spare, rejected(1100000, 1111)}));
-}
-
-TEST_F(ScanListCompact, the_first_record_of_a_run_changes_places_with_the_next_good_one) {
-    // The entry of 1 ksym/s changes with that of 3, then that of 2 with that of 5.
-    EXPECT_EQ(compact({rejected(1100000, 1), rejected(1200000, 2), dvbs(1300000, 3),
-                       rejected(1400000, 4), dvbs2(1500000, 5)},
-                      rejected(1600000, 6)),
-              (Records{dvbs(1300000, 3), dvbs2(1500000, 5), rejected(1100000, 1),
-                       rejected(1400000, 4), rejected(1200000, 2), rejected(1600000, 6)}));
-}
-
-TEST_F(ScanListCompact, the_order_of_pending_and_locked_entries_is_kept) {
-    EXPECT_EQ(
-        compact({pending(1500000, 1), rejected(1100000, 2), dvbs(1400000, 3), rejected(1150000, 4),
-                 rejected(1160000, 5), pending(1000000, 6)},
-                rejected(1, 7)),
-        (Records{pending(1500000, 1), dvbs(1400000, 3), pending(1000000, 6), rejected(1150000, 4),
-                 rejected(1160000, 5), rejected(1100000, 2), rejected(1, 7)}));
-}
-
-TEST_F(ScanListCompact, a_list_without_rejected_entries_stays) {
-    const Records good{dvbs(1300000, 1), pending(1200000, 2), dvbs2(1100000, 3)};
-    Records expected = good;
-    expected.push_back(rejected(1000000, 4));
-
-    EXPECT_EQ(compact(good, rejected(1000000, 4)), expected);
-}
-
-TEST_F(ScanListCompact, a_list_of_rejected_entries_stays_with_a_rejected_spare) {
-    const Records bad{rejected(1300000, 1), rejected(1200000, 2), rejected(1100000, 3)};
-    Records expected = bad;
-    expected.push_back(rejected(1000000, 4));
-
-    EXPECT_EQ(compact(bad, rejected(1000000, 4)), expected);
-}
-
-TEST_F(ScanListCompact, a_list_of_rejected_entries_takes_a_pending_spare_to_its_front) {
-    EXPECT_EQ(compact({rejected(1300000, 1), rejected(1200000, 2), rejected(1100000, 3)},
-                      pending(1000000, 4)),
-              (Records{pending(1000000, 4), rejected(1200000, 2), rejected(1100000, 3),
-                       rejected(1300000, 1)}));
-}
-
-TEST_F(ScanListCompact, the_code_rate_goes_with_a_good_record_and_is_cleared_in_a_rejected_one) {
-    const Record with_code{1100000, 1, CANDIDATE_REJECTED, CODE_RATE_1_2};
-
-    EXPECT_EQ(compact({with_code, dvbs2(1200000, 2)}, rejected(1, 3)),
-              (Records{{1200000, 2, STANDARD_DVBS2, CODE_RATE_9_10},
-                       {1100000, 1, CANDIDATE_REJECTED, 0},
-                       rejected(1, 3)}));
-}
-
-TEST_F(ScanListCompact, a_rejected_record_that_stays_keeps_its_code_rate) {
-    const Record with_code{1100000, 1, CANDIDATE_REJECTED, CODE_RATE_1_2};
-
-    EXPECT_EQ(compact({dvbs(1000000, 2), with_code}, rejected(1, 3)),
-              (Records{dvbs(1000000, 2), with_code, rejected(1, 3)}));
-}
-
-TEST_F(ScanListCompact, an_empty_list_stays) {
-    CandidateList list(2, {});
-    const Records before{rejected(1100000, 1), dvbs(1200000, 2), dvbs(1300000, 3)};
-    for (std::size_t i = 0; i < before.size(); ++i) {
-        list.put(i, before[i]);
-    }
-
-    EXPECT_EQ(scan_list_compact(&list.request, whole_list), DS3000_OK);
-
-    EXPECT_EQ(list.records(), before);
-}
-
-TEST_F(ScanListCompact, in_a_list_that_is_not_full_the_record_behind_the_last_one_takes_part) {
-    CandidateList list(4, {rejected(1100000, 1), dvbs(1200000, 2)});
-    list.put(2, dvbs2(1300000, 3));
-    list.put(3, dvbs2(1400000, 4));
-
-    EXPECT_EQ(scan_list_compact(&list.request, whole_list), DS3000_OK);
-
-    EXPECT_EQ(list.records(), (Records{dvbs(1200000, 2), dvbs2(1300000, 3), rejected(1100000, 1),
-                                       dvbs2(1400000, 4), scratch(4)}));
-}
-
-TEST_F(ScanListCompact, a_limit_ends_the_compaction_with_the_first_entry_at_or_above_it) {
-    const Records mixed{rejected(1100000, 1), dvbs(1200000, 2), dvbs2(1300000, 3),
-                        rejected(1400000, 4), dvbs(1500000, 5)};
-    const Record spare = pending(1600000, 6);
-    const Records three{dvbs(1200000, 2),     dvbs2(1300000, 3), rejected(1100000, 1),
-                        rejected(1400000, 4), dvbs(1500000, 5),  spare};
-    const Records two{dvbs(1200000, 2),     rejected(1100000, 1), dvbs2(1300000, 3),
-                      rejected(1400000, 4), dvbs(1500000, 5),     spare};
-
-    EXPECT_EQ(compact(mixed, spare, 1300000), three);
-    EXPECT_EQ(compact(mixed, spare, 1200001), three);
-    EXPECT_EQ(compact(mixed, spare, 1200000), two);
-}
-
-TEST_F(ScanListCompact, a_limit_at_or_below_the_first_entry_moves_nothing) {
-    const Records mixed{rejected(1100000, 1), dvbs(1200000, 2)};
-    for (const std::int32_t limit : {1100000, 0, -1}) {
-        SCOPED_TRACE(limit);
-        EXPECT_EQ(compact(mixed, rejected(1, 3), limit),
-                  (Records{rejected(1100000, 1), dvbs(1200000, 2), rejected(1, 3)}));
+TEST_F(ScanListCompact, moves_rejected_entries_behind_the_others) {
+    for (const Compaction &row : compactions) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(compacted(list_state(row.before), row.limit_khz),
+                  list_state(row.after == unchanged ? row.before : row.after));
     }
 }
 
-TEST_F(ScanListCompact, the_first_entry_above_the_limit_counts_in_an_unsorted_list) {
-    EXPECT_EQ(
-        compact({rejected(1400000, 1), rejected(1100000, 2), dvbs(1300000, 3), dvbs(1200000, 4)},
-                rejected(1, 5), 1300000),
-        (Records{rejected(1400000, 1), rejected(1100000, 2), dvbs(1300000, 3), dvbs(1200000, 4),
-                 rejected(1, 5)}));
-}
-
-TEST_F(ScanListCompact, the_limit_is_compared_as_signed) {
-    EXPECT_EQ(compact({rejected(-1, 1), dvbs(1200000, 2)}, rejected(1, 3)),
-              (Records{dvbs(1200000, 2), rejected(-1, 1), rejected(1, 3)}));
-    EXPECT_EQ(compact({rejected(-1, 1), dvbs(1200000, 2)}, rejected(1, 3), -1),
-              (Records{rejected(-1, 1), dvbs(1200000, 2), rejected(1, 3)}));
-}
-
-TEST_F(ScanListCompact, the_spare_record_does_not_end_the_search_for_the_limit) {
-    EXPECT_EQ(compact({rejected(1100000, 1), dvbs(1200000, 2)}, dvbs(9999000, 3)),
-              (Records{dvbs(1200000, 2), dvbs(9999000, 3), rejected(1100000, 1)}));
-}
-
-TEST_F(ScanListCompact, the_reserved_half_word_is_not_written) {
-    CandidateList list(2, {rejected(1100000, 1), dvbs(1200000, 2)});
-
-    scan_list_compact(&list.request, whole_list);
-
-    for (std::size_t i = 0; i <= 2; ++i) {
-        EXPECT_EQ(list.request.candidates[i].reserved, 0xA500 + i) << i;
-    }
-}
-
-TEST_F(ScanListCompact, a_count_above_the_capacity_goes_no_further_than_the_spare_record) {
-    for (const std::uint16_t count : Words{4, 5, 100, 255}) {
-        SCOPED_TRACE(count);
-        CandidateList list(3, {rejected(1100000, 1), dvbs(1200000, 2), rejected(1300000, 3)});
-        list.put(3, pending(1400000, 4));
-        ds3000_context.scan_count = count;
-
-        EXPECT_EQ(scan_list_compact(&list.request, whole_list), DS3000_OK);
-
-        EXPECT_EQ(list.records(), (Records{dvbs(1200000, 2), pending(1400000, 4),
-                                           rejected(1300000, 3), rejected(1100000, 1)}));
-    }
-}
-
-// A list that begins with a rejected entry, everything behind it pending, the spare record too.
-Records one_rejected_of(std::size_t count) {
-    Records list{rejected(1000000, 1)};
-    for (std::size_t i = 1; i < count; ++i) {
-        list.push_back(pending(1000000 + static_cast<std::int32_t>(i), 2));
+// An array that begins with a rejected entry, the others at 1000001 kHz and so on all pending.
+Records one_rejected_of(std::size_t records) {
+    Records list{record("rejected 1000 1")};
+    for (std::size_t i = 1; i < records; ++i) {
+        list.push_back({1000000 + static_cast<std::int32_t>(i), 2, CANDIDATE_PENDING});
     }
     return list;
 }
 
-// The same after a compaction of records 0 to bound.
-Records rejected_moved_to(std::size_t bound, Records list) {
-    const Record bad = list.front();
-    list.erase(list.begin());
-    list.insert(list.begin() + static_cast<std::ptrdiff_t>(bound), bad);
-    return list;
-}
-
-TEST_F(ScanListCompact, of_254_and_255_entries_all_take_part) {
-    for (const std::size_t count : {254U, 255U}) {
-        SCOPED_TRACE(count);
-        const Records all = one_rejected_of(count + 1);
-
-        EXPECT_EQ(compact({all.begin(), all.end() - 1}, all.back()), rejected_moved_to(count, all));
+TEST_F(ScanListCompact, counts_in_8_bits) {
+    struct Row {
+        const char *name;
+        std::size_t records;
+        std::uint16_t count;
+        std::size_t moved_to;
+        std::int32_t limit_khz = whole_list;
+    };
+    // clang-format off
+    const Row rows[] = {
+        {"of 254 entries all take part", 255, 254, 254},
+        {"of 255 entries all take part", 256, 255, 255},
+        {"of 256 entries none moves", 257, 256, 0},
+        {"of 300 entries the first 45 take part", 301, 300, 44},
+        {"256 counted in a list of 100", 101, 256, 0}, {"256 of 255", 256, 256, 0},
+        {"257 counted in a list of 100", 101, 257, 1}, {"257 of 255", 256, 257, 1},
+        {"300 counted in a list of 100", 101, 300, 44}, {"300 of 255", 256, 300, 44},
+        {"512 counted in a list of 100", 101, 512, 0}, {"512 of 255", 256, 512, 0},
+        {"65535 counted in a list of 100", 101, 65535, 100}, {"65535 of 255", 256, 65535, 255},
+        {"a limit at entry 255 ends it there", 301, 300, 255, 1000255},
+        {"a limit at entry 256 moves nothing", 301, 300, 0, 1000256},
+        {"a limit at entry 270 ends it at 14", 301, 300, 14, 1000270},
+    };
+    // clang-format on
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        const Records before = one_rejected_of(row.records);
+        Records after = before;
+        std::rotate(after.begin(), after.begin() + 1,
+                    after.begin() + static_cast<std::ptrdiff_t>(row.moved_to) + 1);
+        EXPECT_EQ(compacted({before, row.count}, row.limit_khz), (ListState{after, row.count}));
     }
 }
 
 TEST_F(ScanListCompact, of_255_entries_with_a_rejected_spare_the_last_one_is_exchanged) {
-    Records all = one_rejected_of(255);
-    const Record spare = rejected(1, 3);
+    Records before = one_rejected_of(255);
+    Records after = before;
+    std::rotate(after.begin(), after.begin() + 1, after.end());
+    before.push_back(record("rejected 0.001 0.003"));
+    after.push_back(record("rejected 0.001 0.003"));
 
-    Records expected = rejected_moved_to(254, all);
-    expected.push_back(spare);
-    EXPECT_EQ(compact(all, spare), expected);
+    EXPECT_EQ(compacted({before, 255}, whole_list), (ListState{after, 255}));
 }
 
 TEST_F(ScanListCompact, of_255_rejected_entries_none_moves) {
-    const Records all(255, rejected(1200000, 3));
-    const Records expected(256, rejected(1200000, 3));
+    const ListState rejected{Records(256, record("rejected 1200 3")), 255};
 
-    EXPECT_EQ(compact(all, rejected(1200000, 3)), expected);
-}
-
-TEST_F(ScanListCompact, of_256_entries_none_moves) {
-    const Records all = one_rejected_of(257);
-
-    EXPECT_EQ(compact({all.begin(), all.end() - 1}, all.back()), all);
-}
-
-TEST_F(ScanListCompact, of_300_entries_the_first_45_take_part) {
-    const Records all = one_rejected_of(301);
-
-    EXPECT_EQ(compact({all.begin(), all.end() - 1}, all.back()), rejected_moved_to(44, all));
-}
-
-TEST_F(ScanListCompact, a_count_above_the_capacity_is_counted_in_8_bits_as_well) {
-    struct Row {
-        std::uint16_t count;
-        std::size_t bound;
-    };
-    for (const std::uint16_t capacity : Words{100, 255}) {
-        const Records all = one_rejected_of(capacity + std::size_t{1});
-        for (const Row row :
-             {Row{256, 0}, Row{257, 1}, Row{300, 44}, Row{512, 0}, Row{65535, 255}}) {
-            SCOPED_TRACE(testing::Message() << row.count << " counted, capacity " << capacity);
-            CandidateList list(capacity, all);
-            ds3000_context.scan_count = row.count;
-
-            EXPECT_EQ(scan_list_compact(&list.request, whole_list), DS3000_OK);
-
-            EXPECT_EQ(list.records(),
-                      rejected_moved_to(std::min<std::size_t>(row.bound, capacity), all));
-        }
-    }
-}
-
-TEST_F(ScanListCompact, the_index_of_the_limit_is_counted_in_8_bits_too) {
-    const Records all = one_rejected_of(301);
-    const Records entries{all.begin(), all.end() - 1};
-
-    EXPECT_EQ(compact(entries, all.back(), 1000000 + 255), rejected_moved_to(255, all));
-    EXPECT_EQ(compact(entries, all.back(), 1000000 + 256), all);
-    EXPECT_EQ(compact(entries, all.back(), 1000000 + 270), rejected_moved_to(14, all));
+    EXPECT_EQ(compacted(rejected, whole_list), rejected);
 }
 
 }  // namespace

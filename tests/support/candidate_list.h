@@ -1,19 +1,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
-#include <ostream>
-#include <stdexcept>
+#include <iosfwd>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ds3000/chip/ds3000_context.h"
-#include "ds3000/scan/blind_scan.h"
+#include "ds3000/scan/scan_request.h"
 
 namespace tests {
 
@@ -33,52 +30,53 @@ using Records = std::vector<Record>;
 using Bytes = std::initializer_list<std::uint8_t>;
 using Words = std::initializer_list<std::uint16_t>;
 
-inline std::ostream &operator<<(std::ostream &out, const Record &record) {
-    return out << '{' << record.frequency_khz << " kHz, " << record.symbol_rate
-               << " ksym/s, status " << record.status << ", code " << record.code_rate << '}';
-}
-
-inline Record pending(std::int32_t frequency_khz, std::uint16_t symbol_rate) {
-    return {frequency_khz, symbol_rate, CANDIDATE_PENDING};
-}
-
-inline Record rejected(std::int32_t frequency_khz, std::uint16_t symbol_rate) {
-    return {frequency_khz, symbol_rate, CANDIDATE_REJECTED};
-}
-
-inline Record dvbs(std::int32_t frequency_khz, std::uint16_t symbol_rate) {
-    return {frequency_khz, symbol_rate, STANDARD_DVBS, CODE_RATE_3_4};
-}
-
-inline Record dvbs2(std::int32_t frequency_khz, std::uint16_t symbol_rate) {
-    return {frequency_khz, symbol_rate, STANDARD_DVBS2, CODE_RATE_9_10};
-}
-
 // What a record holds that no candidate was written to yet: recognisable by its index.
-inline Record scratch(std::size_t index) {
-    return {static_cast<std::int32_t>(index), static_cast<std::uint16_t>(index), 0,
-            static_cast<std::uint32_t>(index)};
-}
+Record scratch(std::size_t index);
+
+// A candidate array and what the scan keeps of it. Tests write it in MHz and Msym/s:
+//
+//   dvbs 1200 30, >pending 1250.5 22, rejected 1300 27.5 | ~3, ~4; count 5, at end
+//
+// A record is its status, frequency and symbol rate: dvbs (code rate 3/4), dvbs2 (9/10), pending,
+// rejected (both without a code rate), or the number of another status; "code 9" behind it gives
+// another code rate. ~3 is the scratch of record 3. Counted are the records in front of "|", where
+// that is missing those in front of the first scratch, or as many as "count" says. ">" marks the
+// cursor, which is else at record 0; "at end" says that the search ran past the last entry.
+struct ListState {
+    Records records;
+    std::uint16_t count = 0;
+    std::uint16_t cursor = 0;
+    std::uint8_t at_end = 0;
+
+    bool operator==(const ListState &) const = default;
+};
+
+// Throws for a text that is none.
+ListState list_state(std::string_view text);
+
+// One record, without a mark.
+Record record(std::string_view text);
+
+// A peak in the same units, with what becomes of it where that is worth a word: "1250 22 overlap".
+struct ListedPeak {
+    std::int32_t frequency_khz;
+    std::int32_t symbol_rate_ksps;
+    std::string fate{};
+};
+
+// "1250 22, 1300.1 27.5 overlap"
+std::vector<ListedPeak> listed_peaks(std::string_view text);
+
+// In failure messages: as the tests write it.
+std::ostream &operator<<(std::ostream &out, const Record &record);
+std::ostream &operator<<(std::ostream &out, const ListState &state);
+std::ostream &operator<<(std::ostream &out, const ListedPeak &peak);
 
 // Memory whose last byte lies in front of a page that can neither be read nor written.
 class GuardedMemory {
  public:
-    explicit GuardedMemory(std::size_t size) {
-        const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-        const std::size_t usable = (size + page - 1) / page * page;
-        length_ = usable + page;
-        base_ = mmap(nullptr, length_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (base_ == MAP_FAILED) {
-            throw std::runtime_error("no memory for a guarded list");
-        }
-        std::byte *const guard = static_cast<std::byte *>(base_) + usable;
-        if (mprotect(guard, page, PROT_NONE) != 0) {
-            munmap(base_, length_);
-            throw std::runtime_error("no guard behind a list");
-        }
-        data_ = guard - size;
-    }
-    ~GuardedMemory() { munmap(base_, length_); }
+    explicit GuardedMemory(std::size_t size);
+    ~GuardedMemory();
     GuardedMemory(const GuardedMemory &) = delete;
     GuardedMemory &operator=(const GuardedMemory &) = delete;
 
@@ -90,43 +88,34 @@ class GuardedMemory {
     std::byte *data_ = nullptr;
 };
 
-// A caller's candidate array: capacity + 1 records and not one byte more. The candidates given are
-// the first records and are counted in scan_count; the others are scratch.
+// A caller's candidate array: capacity + 1 records and not one byte more. The records that are not
+// given are scratch. What the state says of count, cursor and end is put into the context.
 class CandidateList {
  public:
+    CandidateList(std::uint16_t capacity, const ListState &state);
+    CandidateList(std::uint16_t capacity, std::string_view state)
+        : CandidateList(capacity, list_state(state)) {}
+
+    // All of the records are candidates.
     CandidateList(std::uint16_t capacity, const Records &candidates)
-        : memory_((capacity + std::size_t{1}) * sizeof(scan_candidate)) {
-        request.capacity = capacity;
-        request.candidates = static_cast<scan_candidate *>(memory_.data());
-        for (std::size_t i = 0; i <= capacity; ++i) {
-            put(i, i < candidates.size() ? candidates[i] : scratch(i));
-            request.candidates[i].reserved = static_cast<std::uint16_t>(0xA500 + i);
-        }
-        ds3000_context.scan_count = static_cast<std::uint16_t>(candidates.size());
-    }
+        : CandidateList(capacity, {candidates, static_cast<std::uint16_t>(candidates.size())}) {}
 
-    void put(std::size_t index, const Record &record) const {
-        scan_candidate &candidate = request.candidates[index];
-        candidate.frequency_khz = static_cast<std::uint32_t>(record.frequency_khz);
-        candidate.symbol_rate = record.symbol_rate;
-        candidate.status = record.status;
-        candidate.code_rate = record.code_rate;
-    }
+    // Insert a peak as the peak reader does it: count first.
+    std::int32_t insert(const ListedPeak &peak, int pass = 1);
 
-    [[nodiscard]] Record at(std::size_t index) const {
-        const scan_candidate &candidate = request.candidates[index];
-        return {static_cast<std::int32_t>(candidate.frequency_khz), candidate.symbol_rate,
-                candidate.status, candidate.code_rate};
-    }
+    // What the driver prints when a peak goes through the filter of the later passes.
+    std::string filter(const ListedPeak &peak, int pass = 1);
+
+    [[nodiscard]] Record at(std::size_t index) const;
 
     // All of the array, the spare record included.
-    [[nodiscard]] Records records() const {
-        Records all;
-        for (std::size_t i = 0; i <= request.capacity; ++i) {
-            all.push_back(at(i));
-        }
-        return all;
-    }
+    [[nodiscard]] Records records() const;
+
+    // The same with what the context says of it.
+    [[nodiscard]] ListState state() const;
+
+    // Whether the reserved half-words are as they were, record by record.
+    [[nodiscard]] bool reserved_is_untouched() const;
 
     blind_scan_request request{};
 
