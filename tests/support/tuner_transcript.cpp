@@ -1,13 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/tuner_transcript.h"
 
-#include <sstream>
+#include <map>
+
+#include "tests/support/words.h"
 
 namespace tests {
 
 namespace {
 
-constexpr std::string_view repeater_fails = "-> nack repeater";
+constexpr std::string_view repeater_fails = " -> nack repeater";
+
+const std::map<std::string, Strings> calibrations{{"vco", {"", "0F", "10", "5000"}},
+                                                  {"lo", {"", "17", "08", "5000"}},
+                                                  {"filter", {"", "1B", "04", "2000"}},
+                                                  {"agc", {"", "1E", "01", "20000"}}};
 
 std::string access(const std::string &line) {
     if (line.ends_with(repeater_fails)) {
@@ -16,33 +23,35 @@ std::string access(const std::string &line) {
     return "write demod 03 11\n" + line + '\n';
 }
 
-std::string strobe(std::istream &words, std::string_view end) {
-    std::string select;
-    std::string start;
-    std::string wait;
-    words >> select >> start >> wait;
+std::string strobe(const Strings &words, std::string_view end) {
     std::string text;
     for (const std::string &write :
-         {"51 " + select, std::string("51 1F"), "50 " + start, std::string("50 00")}) {
+         {"51 " + words.at(1), std::string("51 1F"), "50 " + words.at(2), std::string("50 00")}) {
         text += access("write tuner " + write + std::string(end));
     }
-    return text + "wait " + wait + '\n';
+    return text + "wait " + words.at(3) + '\n';
 }
 
 std::string expand(std::string_view transcript, std::string_view end) {
-    std::istringstream lines{std::string(transcript)};
     std::string text;
-    for (std::string line; std::getline(lines, line);) {
-        std::istringstream words(line);
-        std::string verb;
-        std::string device;
-        words >> verb;
-        if (verb == "strobe") {
-            text += strobe(words, end);
+    for (const std::string &part : parts_of(transcript, "\n;")) {
+        const Strings words = words_of(part);
+        if (words.empty()) {
             continue;
         }
-        words >> device;
-        text += device == "tuner" ? access(line + std::string(end)) : line + '\n';
+        const bool transfer = words[0] == "read" || words[0] == "write";
+        std::string line = part.substr(part.find(words[0]));
+        if (words[0] == "strobe") {
+            text += strobe(words, end);
+        } else if (words[0] == "calibrate") {
+            text += strobe(calibrations.at(words.at(1)), end);
+        } else if (transfer && words.at(1) == "tuner") {
+            text += access(line + std::string(end));
+        } else if (transfer && words.at(1).size() == 2) {
+            text += access(line.insert(words[0].size(), " tuner") + std::string(end));
+        } else {
+            text += line + '\n';
+        }
     }
     return text;
 }
