@@ -49,7 +49,6 @@ class PeakFilter : public tests::ChipTest {
 
     template <typename Take>
     static void check(const Meeting &row, const Take &take) {
-        SCOPED_TRACE(row.name);
         const ListState after = list_state(row.after);
         ds3000_context.scan_last_match_khz = untouched;
         ds3000_context.unicable_enabled = row.unicable;
@@ -274,9 +273,9 @@ constexpr Meeting meetings[] = {
 // clang-format on
 
 TEST_F(PeakFilter, inserts_or_drops_a_peak) {
-    for (const Meeting &row : meetings) {
+    for_each_row(meetings, [&](const auto &row) {
         check(row, [](CandidateList &list, const ListedPeak &peak) { return list.filter(peak); });
-    }
+    });
 }
 
 TEST_F(PeakFilter, the_overlap_message_has_three_blanks_and_the_similar_one_two) {
@@ -383,7 +382,7 @@ constexpr Meeting intakes[] = {
 // clang-format on
 
 TEST_F(PeakFilter, is_what_later_passes_take_their_peaks_through) {
-    for (const Meeting &row : intakes) {
+    for_each_row(intakes, [&](const auto &row) {
         check(row, [&](CandidateList &list, const ListedPeak &peak) {
             board(R"(
                 read demod 0D -> 01
@@ -405,7 +404,7 @@ TEST_F(PeakFilter, is_what_later_passes_take_their_peaks_through) {
                     DS3000_OK);
             });
         });
-    }
+    });
 }
 
 }  // namespace

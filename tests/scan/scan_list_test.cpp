@@ -51,7 +51,7 @@ TEST_F(ScanListInsert, appends_or_sorts_by_pass_spectrum_and_chip) {
          {CHIP_DS300X, CHIP_DS3002B, CHIP_DS3103}, {0, 1}, {2}, {1}, sorted},
     };
     // clang-format on
-    for (const Row &row : rows) {
+    for_each_row(rows, [&](const auto &row) {
         each(
             [&](int chip, int inverted, int passes, int pass) {
                 SCOPED_TRACE(testing::Message()
@@ -65,7 +65,7 @@ TEST_F(ScanListInsert, appends_or_sorts_by_pass_spectrum_and_chip) {
                 EXPECT_EQ(list.state(), list_state(row.after));
             },
             row.chips, row.inverted, row.passes, row.pass);
-    }
+    });
 }
 
 // Peaks taken into a list one after the other; "full" is one that is refused.
@@ -80,7 +80,6 @@ struct Insertion {
 };
 
 void check(const Insertion &row) {
-    SCOPED_TRACE(row.name);
     ds3000_context.unicable_enabled = row.unicable;
     ds3000_context.chip_type = row.inverted_chip;
     ds3000_context.spectrum_inverted = row.inverted_chip != 0 ? 1 : 0;
@@ -138,9 +137,7 @@ constexpr Insertion insertions[] = {
 };
 // clang-format on
 
-TEST_F(ScanListInsert, puts_each_peak_in_its_place) {
-    std::for_each(std::begin(insertions), std::end(insertions), check);
-}
+TEST_F(ScanListInsert, puts_each_peak_in_its_place) { for_each_row(insertions, check); }
 
 TEST_F(ScanListInsert, a_count_above_the_capacity_is_refused_in_every_mode_and_nothing_is_written) {
     const ListState full = list_state("pending 1100 22, pending 1200 22 | pending 1900 3");
@@ -226,7 +223,7 @@ TEST_F(ScanListMerge, happens_within_999_khz_and_999_ksps) {
     };
     // clang-format on
     ds3000_context.unicable_enabled = 1;
-    for (const Row &row : rows) {
+    for_each_row(rows, [&](const auto &row) {
         each(
             [&row](const std::string &entry, int df, int ds) {
                 SCOPED_TRACE(testing::Message() << row.name << ": df " << df << ", ds " << ds);
@@ -241,7 +238,7 @@ TEST_F(ScanListMerge, happens_within_999_khz_and_999_ksps) {
                           (ListState{{after, scratch(1), scratch(2), scratch(3)}, 2}));
             },
             row.entries, row.frequency_changes, row.rate_changes);
-    }
+    });
 }
 
 TEST_F(ScanListMerge, does_not_happen_at_a_difference_of_1000) {
@@ -287,9 +284,7 @@ constexpr Insertion merges[] = {
 };
 // clang-format on
 
-TEST_F(ScanListMerge, meets_one_entry_of_the_list) {
-    std::for_each(std::begin(merges), std::end(merges), check);
-}
+TEST_F(ScanListMerge, meets_one_entry_of_the_list) { for_each_row(merges, check); }
 
 // The reordering that ends a scan.
 
@@ -381,11 +376,10 @@ constexpr Compaction compactions[] = {
 // clang-format on
 
 TEST_F(ScanListCompact, moves_rejected_entries_behind_the_others) {
-    for (const Compaction &row : compactions) {
-        SCOPED_TRACE(row.name);
+    for_each_row(compactions, [&](const auto &row) {
         EXPECT_EQ(compacted(list_state(row.before), row.limit_khz),
                   list_state(row.after == unchanged ? row.before : row.after));
-    }
+    });
 }
 
 // An array that begins with a rejected entry, the others at 1000001 kHz and so on all pending.
@@ -421,14 +415,13 @@ TEST_F(ScanListCompact, counts_in_8_bits) {
         {"a limit at entry 270 ends it at 14", 301, 300, 14, 1000270},
     };
     // clang-format on
-    for (const Row &row : rows) {
-        SCOPED_TRACE(row.name);
+    for_each_row(rows, [&](const auto &row) {
         const Records before = one_rejected_of(row.records);
         Records after = before;
         std::rotate(after.begin(), after.begin() + 1,
                     after.begin() + static_cast<std::ptrdiff_t>(row.moved_to) + 1);
         EXPECT_EQ(compacted({before, row.count}, row.limit_khz), (ListState{after, row.count}));
-    }
+    });
 }
 
 TEST_F(ScanListCompact, of_255_entries_with_a_rejected_spare_the_last_one_is_exchanged) {

@@ -14,6 +14,7 @@
 
 #include "ds3000/scan/peak_filter.h"
 #include "ds3000/scan/scan_list.h"
+#include "tests/support/transcript_text.h"
 
 namespace tests {
 
@@ -35,70 +36,58 @@ std::int32_t units(const std::string &thousands) {
     return static_cast<std::int32_t>(std::lround(std::stod(thousands) * 1000));
 }
 
-using Strings = std::vector<std::string>;
-
-Strings parts_of(const std::string &text, char separator) {
-    Strings parts;
+// The comma-separated parts of a text, each in its words.
+std::vector<std::vector<std::string>> parts_of(const std::string &text) {
+    std::vector<std::vector<std::string>> parts;
     std::istringstream stream(text);
-    for (std::string part; std::getline(stream, part, separator);) {
-        parts.push_back(part);
+    for (std::string part; std::getline(stream, part, ',');) {
+        parts.push_back(words(part));
     }
     return parts;
 }
 
-Strings words_of(const std::string &text) {
-    Strings words;
-    std::istringstream stream(text);
-    for (std::string word; stream >> word;) {
-        words.push_back(word);
-    }
-    return words;
-}
-
-Record record_of(const Strings &words) {
-    if (words.at(0).front() == '~') {
-        return scratch(std::stoul(words[0].substr(1)));
+Record record_of(const std::vector<std::string> &word) {
+    if (word.at(0).front() == '~') {
+        return scratch(std::stoul(word[0].substr(1)));
     }
     const auto *status = std::find_if(std::begin(statuses), std::end(statuses),
-                                      [&words](const Status &s) { return s.word == words[0]; });
-    Record record{units(words.at(1)), static_cast<std::uint16_t>(units(words.at(2))), 0, 0};
+                                      [&word](const Status &s) { return s.word == word[0]; });
+    Record record{units(word.at(1)), static_cast<std::uint16_t>(units(word.at(2))), 0, 0};
     if (status == std::end(statuses)) {
-        record.status = static_cast<std::uint32_t>(std::stoul(words[0]));
+        record.status = static_cast<std::uint32_t>(std::stoul(word[0]));
     } else {
         record.status = status->status;
         record.code_rate = status->code_rate;
     }
-    if (words.size() > 3) {
-        record.code_rate = static_cast<std::uint32_t>(std::stoul(words.at(4)));
+    if (word.size() > 3) {
+        record.code_rate = static_cast<std::uint32_t>(std::stoul(word.at(4)));
     }
     return record;
 }
 
 void add_records(ListState &state, const std::string &text) {
-    for (const std::string &part : parts_of(text, ',')) {
-        Strings words = words_of(part);
-        if (words.empty()) {
+    for (std::vector<std::string> word : parts_of(text)) {
+        if (word.empty()) {
             continue;
         }
-        if (words[0].front() == '>') {
+        if (word[0].front() == '>') {
             state.cursor = static_cast<std::uint16_t>(state.records.size());
-            words[0].erase(0, 1);
+            word[0].erase(0, 1);
         }
-        state.records.push_back(record_of(words));
+        state.records.push_back(record_of(word));
     }
 }
 
 bool is_scratch(const Record &record) { return record == scratch(record.code_rate); }
 
 void add_remarks(ListState &state, const std::string &text) {
-    for (const std::string &part : parts_of(text, ',')) {
-        const Strings words = words_of(part);
-        if (words.at(0) == "count") {
-            state.count = static_cast<std::uint16_t>(std::stoul(words.at(1)));
-        } else if (words == Strings{"at", "end"}) {
+    for (const std::vector<std::string> &word : parts_of(text)) {
+        if (word.at(0) == "count") {
+            state.count = static_cast<std::uint16_t>(std::stoul(word.at(1)));
+        } else if (word == words("at end")) {
             state.at_end = 1;
         } else {
-            throw std::invalid_argument("no remark about a list: " + part);
+            throw std::invalid_argument("no remark about a list: " + text);
         }
     }
 }
@@ -130,7 +119,7 @@ ListState list_state(std::string_view text) {
     return state;
 }
 
-Record record(std::string_view text) { return record_of(words_of(std::string(text))); }
+Record record(std::string_view text) { return record_of(words(text)); }
 
 std::ostream &operator<<(std::ostream &out, const Record &record) {
     if (is_scratch(record)) {
@@ -164,9 +153,8 @@ std::ostream &operator<<(std::ostream &out, const ListedPeak &peak) {
 
 std::vector<ListedPeak> listed_peaks(std::string_view text) {
     std::vector<ListedPeak> peaks;
-    for (const std::string &part : parts_of(std::string(text), ',')) {
-        const Strings words = words_of(part);
-        peaks.push_back({units(words.at(0)), units(words.at(1)), words.size() > 2 ? words[2] : ""});
+    for (const std::vector<std::string> &word : parts_of(std::string(text))) {
+        peaks.push_back({units(word.at(0)), units(word.at(1)), word.size() > 2 ? word[2] : ""});
     }
     return peaks;
 }

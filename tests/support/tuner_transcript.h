@@ -6,9 +6,9 @@
 
 namespace tests {
 
-// A tuner's transcript as it crosses the bus. Lines may be joined by ";", and where a read or a
-// write names no device it is the tuner's. Every tuner line gets the line in front that opens the
-// repeater, and a calibration written in one line becomes its own:
+// A tuner's transcript as it crosses the bus: every tuner line gets the line in front that opens
+// the repeater. A read or a write that names no device is the tuner's, and a calibration written in
+// one line becomes its own:
 //
 //   write 10 0B; read 15 -> 40
 //   strobe 0F 10 5000   select 0F and deselect in 0x51, start 10 and stop in 0x50, wait 5000

@@ -190,7 +190,7 @@ const Divider dividers[] = {
 // clang-format on
 
 TEST_F(Ts2022Channel, programs_band_and_divider) {
-    for (const Divider &row : dividers) {
+    for_each_row(dividers, [&](const auto &row) {
         SCOPED_TRACE(row.band + " " + row.name);
         const std::string divider = row.band + row.divider + "; write 03 06";
         if (row.band == low_1 || row.band == high_1) {
@@ -201,8 +201,7 @@ TEST_F(Ts2022Channel, programs_band_and_divider) {
             expect(Type2{.divider = divider});
         }
         tune(row.frequency_khz, row.offset_khz);
-        check_board();
-    }
+    });
 }
 
 struct Steps {
@@ -372,12 +371,11 @@ const Steps tunings[] = {
 // clang-format on
 
 TEST_F(Ts2022Channel, goes_through_its_steps) {
-    for (const Steps &row : tunings) {
+    for_each_row(tunings, [&](const auto &row) {
         SCOPED_TRACE(testing::Message() << "type " << int{row.tuning.type} << ": " << row.name);
         expect(row.tuning);
         tune(row.frequency_khz, row.offset_khz);
-        check_board();
-    }
+    });
 }
 
 TEST_F(Ts2022Channel, on_a_dead_bus_goes_through_every_step) {
@@ -490,7 +488,7 @@ constexpr Filter filters[] = {
 // clang-format on
 
 TEST_F(Ts2022Channel, programs_the_baseband_filter) {
-    for (const Filter &row : filters) {
+    for_each_row(filters, [&](const auto &row) {
         SCOPED_TRACE(testing::Message() << "type " << int{row.type} << ", " << row.name);
         const std::string reading = std::string("calibrate filter; read 26 -> ") + row.calibrated;
         const std::string filter = std::string("write 04 ") + row.fine + "; write 06 " + row.coarse;
@@ -501,8 +499,7 @@ TEST_F(Ts2022Channel, programs_the_baseband_filter) {
                          .filter = filter});
         }
         tune(1'500'000, 428, row.symbol_rate_ksps, row.margin_khz);
-        check_board();
-    }
+    });
 }
 
 }  // namespace

@@ -89,12 +89,11 @@ const Gain gains[] = {
 // clang-format on
 
 TEST_F(Ts2022Gain, is_the_sum_of_its_parts) {
-    for (const Gain &row : gains) {
+    for_each_row(gains, [&](const auto &row) {
         SCOPED_TRACE(testing::Message() << "type " << int{row.type} << ": " << row.name);
         tuner(row.type, "", row.reg_3d, row.reg_21, row.reg_66);
         EXPECT_EQ(ts2022_gain(row.agc), row.gain);
-        check_board();
-    }
+    });
 }
 
 struct Level {
@@ -125,14 +124,12 @@ const Level levels[] = {
 // clang-format on
 
 TEST_F(Ts2022Gain, takes_its_agc_figure_from_the_demodulators_level) {
-    for (const Level &row : levels) {
-        SCOPED_TRACE(row.name);
+    for_each_row(levels, [&](const auto &row) {
         tuner(row.type, std::string("read demod 3F -> ") + row.level + ";", row.reg_3d, "00", "00");
         std::uint32_t gain = 0xDEADBEEF;
         EXPECT_EQ(ts2022_get_gain(&gain), DS3000_OK);
         EXPECT_EQ(gain, row.gain);
-        check_board();
-    }
+    });
 }
 
 }  // namespace

@@ -30,14 +30,12 @@ class Ts2022Power : public tests::ChipTest {
  protected:
     template <typename Rows>
     void check(std::int32_t (*operation)(), const Rows &rows) {
-        for (const Row &row : rows) {
-            SCOPED_TRACE(row.name);
+        for_each_row(rows, [&](const auto &row) {
             ds3000_context.tuner_type = untouched;
             board(on_the_bus(row.transcript));
             EXPECT_EQ(standard_error_of([operation] { EXPECT_EQ(operation(), DS3000_OK); }), "");
             EXPECT_EQ(ds3000_context.tuner_type, row.type);
-            check_board();
-        }
+        });
     }
 };
 
