@@ -2,252 +2,176 @@
 
 // The spectrum engine's set-up and its peaks.
 
+#include "ds3000/scan/spectrum_search.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "ds3000/scan/blind_scan.h"
 #include "tests/support/scan_transcript.h"
+#include "tests/support/transcript_text.h"
 
 namespace {
 
-using tests::carrier;
+using tests::Edit;
 using tests::edited;
-using tests::engine_done;
-using tests::fetched;
-using tests::golden;
-using tests::no_peaks;
-using tests::Peak;
-using tests::peak_event;
-using tests::peaks;
-using tests::pending;
-using tests::repeat;
-using tests::setup_narrow;
-using tests::setup_wide;
-
-using Candidates = std::vector<scan_candidate>;
+using tests::scan_lines;
 
 // Set-up.
 
-class SpectrumSetup : public tests::ScanTest {
- protected:
-    static void use_chip(std::int32_t chip) { ds3000_context.chip_type = chip; }
+const std::vector<std::int32_t> ds300x{CHIP_DS300X};
+const std::vector<std::int32_t> ds310x{CHIP_DS3002B, CHIP_DS3103};
+const std::vector<std::int32_t> known{CHIP_DS300X, CHIP_DS3002B, CHIP_DS3103};
 
-    static std::int32_t set_up(std::uint32_t passes, std::uint8_t pass) {
-        ds3000_context.scan_passes = passes;
-        return ds3000_blind_scan_setup(pass);
-    }
+struct EngineSetup {
+    const char *name;
+    const std::vector<std::int32_t> &chips;
+    std::uint32_t passes;
+    std::uint8_t pass;
+    const char *transcript;
+    Edit but{};
+    std::uint8_t inverted = 0;
+    std::uint8_t option = 0;
 };
 
-TEST_F(SpectrumSetup, of_ds300x_is_as_in_the_golden) {
-    use_chip(CHIP_DS300X);
-    board(golden("scan_setup_ds300x.txt"));
-    EXPECT_EQ(set_up(1, 0), 0);
-}
+// clang-format off
+const EngineSetup setups[] = {
+    {"the only pass is narrow", known, 1, 0, "setup"},
+    {"the first of 2 passes is wide", known, 2, 0, "setup wide"},
+    {"the first of 3 passes is wide", known, 3, 0, "setup wide"},
+    {"the first of 4 passes is wide", known, 4, 0, "setup wide"},
+    {"the first of 255 passes is wide", known, 255, 0, "setup wide"},
+    {"pass 0 is wide when no pass is asked for", known, 0, 0, "setup wide"},
+    {"pass 1 of 1", known, 1, 1, "setup"}, {"pass 1 of 2", known, 2, 1, "setup fine"},
+    {"pass 1 of 3", known, 3, 1, "setup"}, {"pass 1 of 5", known, 5, 1, "setup"},
+    {"pass 2 of 1", known, 1, 2, "setup fine"}, {"pass 2 of 2", known, 2, 2, "setup fine"},
+    {"pass 2 of 3", known, 3, 2, "setup fine"}, {"pass 2 of 5", known, 5, 2, "setup fine"},
+    {"pass 3 of 4", known, 4, 3, "setup"}, {"pass 3 of 2", known, 2, 3, "setup"},
+    {"pass 4 of 5", known, 5, 4, "setup"}, {"pass 254 of 255", known, 255, 254, "setup"},
+    {"an inverted spectrum sets bit 1 of register 4D", ds310x, 1, 0, "setup",
+     {"update demod 4D FB -> F9", "update demod 4D F9 -> FB"}, 1},
+    {"an inverted spectrum makes no difference on DS300X", ds300x, 1, 0, "setup", {}, 1},
+    {"the board's option sets bit 4 of register 30", ds310x, 1, 0, "setup",
+     {"write demod 30 08", "write demod 30 18"}, 0, 1},
+    {"the board's option makes no difference on DS300X", ds300x, 1, 0, "setup", {}, 0, 1},
+    {"another value of the board's option is off", ds310x, 1, 0, "setup", {}, 0, 2},
+    {"a failed read leaves the byte that was modified last", ds300x, 1, 0, "setup",
+     {"update demod 4D 5A -> DB; update demod 90 04 -> 77",
+      "update demod 4D nack -> 91; update demod 90 nack -> F3"}},
+    {"a failed write of the hold does not end it", ds300x, 1, 0, "setup",
+     {"write demod B2 01", "write demod B2 01 -> nack"}},
+    {"a failed write of the window does not end it", ds300x, 1, 0, "setup",
+     {"write demod 95 64", "write demod 95 64 -> nack"}},
+    {"a failed write of the restart does not end it", ds300x, 1, 0, "setup",
+     {"write demod 05 04", "write demod 05 04 -> nack"}},
+};
+// clang-format on
 
-TEST_F(SpectrumSetup, of_ds3002b_and_ds3103_is_as_in_the_golden) {
-    for (const std::int32_t chip : {CHIP_DS3002B, CHIP_DS3103}) {
-        use_chip(chip);
-        board(golden("scan_setup_ds310x.txt"));
-        EXPECT_EQ(set_up(1, 0), 0);
-    }
-}
+class SpectrumSetup : public tests::ScanTest {};
 
-TEST_F(SpectrumSetup, first_of_several_passes_is_wide) {
-    for (const std::uint32_t passes : {2U, 3U, 4U, 255U}) {
-        for (const std::int32_t chip : {CHIP_DS300X, CHIP_DS3002B, CHIP_DS3103}) {
-            use_chip(chip);
-            board(setup_wide(chip));
-            EXPECT_EQ(set_up(passes, 0), 0);
+TEST_F(SpectrumSetup, is_that_of_the_chip_and_the_pass) {
+    for_each_row(setups, [&](const EngineSetup &row) {
+        for (const std::int32_t chip : row.chips) {
+            ds3000_context.chip_type = chip;
+            ds3000_context.scan_passes = row.passes;
+            ds3000_context.spectrum_inverted = row.inverted;
+            ds3000_context.reg30_bit4_enable = row.option;
+            const std::string transcript = scan_lines(row.transcript);
+            board(row.but.before.empty() ? transcript : edited(transcript, {row.but}));
+            EXPECT_EQ(ds3000_blind_scan_setup(row.pass), 0);
         }
-    }
-}
-
-TEST_F(SpectrumSetup, pass_0_is_wide_when_no_pass_is_asked_for) {
-    board(setup_wide(CHIP_DS3103));
-    EXPECT_EQ(set_up(0, 0), 0);
-}
-
-TEST_F(SpectrumSetup, later_passes_are_narrow_each_with_its_own_resolution) {
-    struct Row {
-        std::uint32_t passes;
-        std::uint8_t pass;
-        const char *reg_92;
-    };
-    for (const Row &row :
-         {Row{1, 1, "03"}, Row{2, 1, "01"}, Row{3, 1, "03"}, Row{5, 1, "03"}, Row{1, 2, "01"},
-          Row{2, 2, "01"}, Row{3, 2, "01"}, Row{5, 2, "01"}, Row{4, 3, "03"}, Row{2, 3, "03"},
-          Row{5, 4, "03"}, Row{255, 254, "03"}}) {
-        for (const std::int32_t chip : {CHIP_DS300X, CHIP_DS3103}) {
-            SCOPED_TRACE(testing::Message() << "pass " << int{row.pass} << " of " << row.passes);
-            use_chip(chip);
-            board(setup_narrow(chip, "46", row.reg_92));
-            EXPECT_EQ(set_up(row.passes, row.pass), 0);
-        }
-    }
-}
-
-TEST_F(SpectrumSetup, inverted_spectrum_sets_bit_1_of_register_4d_on_ds3002b_and_ds3103) {
-    ds3000_context.spectrum_inverted = 1;
-    for (const std::int32_t chip : {CHIP_DS3002B, CHIP_DS3103}) {
-        use_chip(chip);
-        board(
-            edited(golden("scan_setup_ds310x.txt"), {{"read demod 4D -> FB\nwrite demod 4D F9",
-                                                      "read demod 4D -> F9\nwrite demod 4D FB"}}));
-        EXPECT_EQ(set_up(1, 0), 0);
-    }
-}
-
-TEST_F(SpectrumSetup, inverted_spectrum_makes_no_difference_on_ds300x) {
-    ds3000_context.spectrum_inverted = 1;
-    use_chip(CHIP_DS300X);
-    board(golden("scan_setup_ds300x.txt"));
-    EXPECT_EQ(set_up(1, 0), 0);
-}
-
-TEST_F(SpectrumSetup, board_option_sets_bit_4_of_register_30_on_ds3002b_and_ds3103_only) {
-    ds3000_context.reg30_bit4_enable = 1;
-    for (const std::int32_t chip : {CHIP_DS3002B, CHIP_DS3103}) {
-        use_chip(chip);
-        board(edited(golden("scan_setup_ds310x.txt"),
-                     {{"# board option\nwrite demod 30 08", "write demod 30 18"}}));
-        EXPECT_EQ(set_up(1, 0), 0);
-    }
-    use_chip(CHIP_DS300X);
-    board(golden("scan_setup_ds300x.txt"));
-    EXPECT_EQ(set_up(1, 0), 0);
-}
-
-TEST_F(SpectrumSetup, board_option_of_another_value_than_1_is_off) {
-    ds3000_context.reg30_bit4_enable = 2;
-    board(golden("scan_setup_ds310x.txt"));
-    EXPECT_EQ(set_up(1, 0), 0);
+    });
 }
 
 TEST_F(SpectrumSetup, of_an_unknown_chip_ends_at_register_30_with_the_mcu_held) {
     for (const std::int32_t chip : {0, int{CHIP_UNKNOWN}, -1}) {
-        use_chip(chip);
-        const std::string whole = golden("scan_setup_ds300x.txt");
-        board(whole.substr(0, whole.find("# board option")));
-        EXPECT_EQ(set_up(1, 0), -6);
+        ds3000_context.chip_type = chip;
+        bus("setup held");
+        EXPECT_EQ(ds3000_blind_scan_setup(0), -6);
     }
 }
 
-TEST_F(SpectrumSetup, failed_read_leaves_the_byte_that_was_modified_last) {
-    use_chip(CHIP_DS300X);
-    board(edited(
-        golden("scan_setup_ds300x.txt"),
-        {{"read demod 4D -> 5A\nwrite demod 4D DB", "read demod 4D -> nack\nwrite demod 4D 91"},
-         {"read demod 90 -> 04\nwrite demod 90 77", "read demod 90 -> nack\nwrite demod 90 F3"}}));
-    EXPECT_EQ(set_up(1, 0), 0);
-}
+// One step's peaks at 1000 MHz.
 
-TEST_F(SpectrumSetup, failed_writes_do_not_end_it) {
-    use_chip(CHIP_DS300X);
-    board(edited(golden("scan_setup_ds300x.txt"),
-                 {{"write demod B2 01", "write demod B2 01 -> nack"},
-                  {"write demod 95 64", "write demod 95 64 -> nack"},
-                  {"write demod 05 04", "write demod 05 04 -> nack"}}));
-    EXPECT_EQ(set_up(1, 0), 0);
-}
-
-// Waiting for the engine.
+enum class Spectrum { normal, inverted, inverted_ds300x };
 
 class PeakRead : public tests::ScanTest {
  protected:
-    PeakRead() {
-        ds3000_context.carrier_offset_khz = 777;
-        use_list(40);
-    }
+    PeakRead() { ds3000_context.carrier_offset_khz = 777; }
 
-    // One step's peaks at 1000 MHz.
-    std::int32_t read(std::uint8_t pass = 0, std::uint32_t center_khz = 1'000'000) {
-        ds3000_context.scan_center_khz = center_khz;
-        return ds3000_blind_scan_read_peaks(&request_, center_khz, pass);
-    }
-
-    // A peak that must come, or that must be dropped without an event.
-    void keeps(Peak peak, std::uint32_t frequency_khz, std::uint32_t symbol_rate_ksps,
-               std::uint8_t pass = 0, std::uint32_t center_khz = 1'000'000) {
-        const std::uint16_t count = ds3000_context.scan_count;
-        board(engine_done() + peaks({{peak, frequency_khz, symbol_rate_ksps}}));
-        EXPECT_EQ(read(pass, center_khz), 0);
-        EXPECT_EQ(ds3000_context.scan_count, count + 1);
-    }
-    void drops(Peak peak, std::uint8_t pass = 0, std::uint32_t center_khz = 1'000'000) {
-        const std::uint16_t count = ds3000_context.scan_count;
-        board(engine_done() + "read demod 9A -> 01\n" + fetched(peak));
-        EXPECT_EQ(read(pass, center_khz), 0);
-        EXPECT_EQ(ds3000_context.scan_count, count);
+    void read(std::uint8_t pass = 0, std::uint32_t center_khz = 1'000'000,
+              Spectrum spectrum = Spectrum::normal) {
+        if (spectrum == Spectrum::inverted_ds300x) {
+            invert_spectrum_of_ds300x();
+        }
+        ds3000_context.spectrum_inverted = spectrum == Spectrum::normal ? 0 : 1;
+        EXPECT_EQ(ds3000_blind_scan_read_peaks(&request(), center_khz, pass), 0);
     }
 };
 
-const std::string not_ready = "read demod 0D -> FE\nwait 50000\n";
-const std::string ready = "read demod 0D -> 01\nwait 50000\n";
-const std::string start = "write demod 9A 80\n";
-const std::string busy = "read demod 9A -> 81\nwait 10000\n";
-const std::string done = "read demod 9A -> 7F\nwait 10000\n";
-const std::string moved = "write demod 5F 00\nwrite demod 5E 70\n";
+// What a look at the engine comes to: how the search is waited for, and the list afterwards.
+struct Look {
+    const char *name;
+    const char *transcript;
+    const char *after = "";
+    std::uint8_t cancel = 0;
+};
 
-std::string times(int count, const std::string &lines) {
-    return repeat(count, lines.substr(0, lines.size() - 1));
-}
+// clang-format off
+constexpr Look looks[] = {
+    {"ready at the first read and done at the first poll", "ready; search; done; no peaks"},
+    {"ready at the ninth read is searched", "8 times not ready\nready; search; done; no peaks"},
+    {"ready at the tenth read is read without a search", "9 times not ready\nready; no peaks"},
+    {"never ready is read without a search",
+     "10 times not ready\npeaks 01; peak 0 144 -> 1000000 26600", "pending 1000 26.6"},
+    {"done at the fiftieth poll is not retried", "ready; search\n49 times busy\ndone; no peaks"},
+    {"never done is retried once with the carrier moved and read as it stands",
+     "ready; search\n50 times busy\nmoved; not ready; ready; search\n50 times busy\n"
+     "peaks 01; peak 0 144 -> 1000000 26600", "pending 1000 26.6"},
+    {"done at the retry",
+     "ready; search\n50 times busy\nmoved; ready; search; busy; done; no peaks"},
+    {"not ready at the retry is read as it stands",
+     "ready; search\n50 times busy\nmoved\n10 times not ready\nno peaks"},
+    {"ready at the retry's tenth read is read without a search",
+     "ready; search\n50 times busy\nmoved\n9 times not ready\nready; no peaks"},
+    {"cancelled waits for one read each and fetches nothing",
+     "not ready; search; busy; moved; not ready; search; busy; read 9A -> 03", "", 1},
+    {"an unreadable engine is not ready and has no peaks",
+     "10 times read 0D -> nack; wait 50000\nread 9A -> nack"},
+    {"a failed read leaves the byte of the read before",
+     "ready; search; read 9A -> nack; wait 10000; read 9A -> nack; peak 0 144 -> 1000000 26600",
+     "pending 1000 26.6"},
+    {"an unreadable byte of a result is 0",
+     "engine done; peaks 02; write 9A 20; read 9B -> 10; read 9B -> nack; read 9B -> nack;"
+     "read 9B -> 90; log peak 1002992 26600; write 9A 20; read 9B -> nack;"
+     "read 9B -> nack address; read 9B -> 01; read 9B -> nack; log peak 1000000 45000",
+     "pending 1002.992 26.6, pending 1000 45"},
+    {"bits above the ten of a position are not looked at",
+     "engine done; read 9A -> 61; write 9A 20; read 9B -> F6; read 9B -> FF; read 9B -> FC;"
+     "read 9B -> 90; log peak 998130 26600", "pending 998.13 26.6"},
+    // Offset 256, width 256: 48000 ksym/s stand for the widest rate.
+    {"bits above the ten of a width are not looked at",
+     "engine done; read 9A -> 61; write 9A 20; read 9B -> 00; read 9B -> FD; read 9B -> FD;"
+     "read 9B -> 00; log peak 1047872 45000", "pending 1047.872 45"},
+    {"the first pass appends in the order of discovery",
+     "engine done; peaks 03; peak 50 144 -> 1009350 26600; peak -50 60 -> 990650 10850;"
+     "peak 0 80 -> 1000000 14600", "pending 1009.35 26.6, pending 990.65 10.85, pending 1000 14.6"},
+    {"an implausible peak does not end the step",
+     "engine done; peaks 03; peak 0 144 -> 1000000 26600; peak 1 0; peak 100 144 -> 1018700 26600",
+     "pending 1000 26.6, pending 1018.7 26.6"},
+};
+// clang-format on
 
-TEST_F(PeakRead, ready_at_the_first_read_and_done_at_the_first_poll) {
-    board(ready + start + done + no_peaks());
-    EXPECT_EQ(read(), 0);
-    EXPECT_EQ(ds3000_context.scan_count, 0);
-}
-
-TEST_F(PeakRead, ready_at_the_ninth_read_is_searched) {
-    board(times(8, not_ready) + ready + start + done + no_peaks());
-    EXPECT_EQ(read(), 0);
-}
-
-TEST_F(PeakRead, ready_at_the_tenth_read_is_read_without_a_search) {
-    board(times(9, not_ready) + ready + no_peaks());
-    EXPECT_EQ(read(), 0);
-}
-
-TEST_F(PeakRead, never_ready_is_read_without_a_search) {
-    board(times(10, not_ready) + peaks({{{0, 0x90}, 1'000'000, 26'600}}));
-    EXPECT_EQ(read(), 0);
-    EXPECT_EQ(candidates(), (Candidates{pending(1'000'000, 26'600)}));
-}
-
-TEST_F(PeakRead, done_at_the_fiftieth_poll_is_not_retried) {
-    board(ready + start + times(49, busy) + done + no_peaks());
-    EXPECT_EQ(read(), 0);
-}
-
-TEST_F(PeakRead, never_done_is_retried_once_with_the_carrier_moved_and_read_as_it_stands) {
-    board(ready + start + times(50, busy) + moved + not_ready + ready + start + times(50, busy) +
-          peaks({{{0, 0x90}, 1'000'000, 26'600}}));
-    EXPECT_EQ(read(), 0);
-    EXPECT_EQ(ds3000_context.scan_count, 1);
-    EXPECT_EQ(ds3000_context.carrier_offset_khz, 777) << "the retry's offset is not remembered";
-}
-
-TEST_F(PeakRead, done_at_the_retry) {
-    board(ready + start + times(50, busy) + moved + ready + start + busy + done + no_peaks());
-    EXPECT_EQ(read(), 0);
-}
-
-TEST_F(PeakRead, not_ready_at_the_retry_is_read_as_it_stands) {
-    board(ready + start + times(50, busy) + moved + times(10, not_ready) + no_peaks());
-    EXPECT_EQ(read(), 0);
-}
-
-TEST_F(PeakRead, ready_at_the_retrys_tenth_read_is_read_without_a_search) {
-    board(ready + start + times(50, busy) + moved + times(9, not_ready) + ready + no_peaks());
-    EXPECT_EQ(read(), 0);
-}
-
-TEST_F(PeakRead, cancelled_waits_for_one_read_each_and_fetches_nothing) {
-    ds3000_context.scan_cancel = 1;
-    board(not_ready + start + busy + moved + not_ready + start + busy + "read demod 9A -> 03\n");
-    EXPECT_EQ(read(), 0);
-    EXPECT_EQ(ds3000_context.scan_count, 0);
+TEST_F(PeakRead, waits_for_the_engine_and_takes_its_results) {
+    for_each_row(looks, [&](const Look &row) {
+        use_list(8);
+        ds3000_context.scan_cancel = row.cancel;
+        bus(row.transcript);
+        read();
+        expect_list(row.after);
+        EXPECT_EQ(ds3000_context.carrier_offset_khz, 777) << "the retry's offset is not remembered";
+        EXPECT_TRUE(list().reserved_is_untouched());
+    });
 }
 
 TEST_F(PeakRead, clears_what_the_step_before_left) {
@@ -257,255 +181,198 @@ TEST_F(PeakRead, clears_what_the_step_before_left) {
     ds3000_context.scan_ref_from_lock = 1;
     ds3000_context.scan_cursor = 7;
     ds3000_context.scan_cursor_at_end = 1;
-    board(engine_done() + no_peaks());
-    EXPECT_EQ(read(), 0);
-    EXPECT_EQ(ds3000_context.scan_ref_captured, 0U);
-    EXPECT_EQ(ds3000_context.scan_ref_width_ksps, 0U);
-    EXPECT_EQ(ds3000_context.scan_ref_freq_khz, 0U);
-    EXPECT_EQ(ds3000_context.scan_ref_from_lock, 1U) << "tuning the next step clears it";
-    EXPECT_EQ(ds3000_context.scan_cursor, 0);
-    EXPECT_EQ(ds3000_context.scan_cursor_at_end, 0);
+    bus("engine done; no peaks");
+    remember_context();
+
+    read();
+
+    // Tuning the next step clears scan_ref_from_lock.
+    EXPECT_EQ(changed_fields(), (tests::Fields{{"scan_ref_captured", 0},
+                                               {"scan_ref_width_ksps", 0},
+                                               {"scan_ref_freq_khz", 0},
+                                               {"scan_cursor", 0},
+                                               {"scan_cursor_at_end", 0}}));
 }
 
-TEST_F(PeakRead, unreadable_engine_is_not_ready_and_has_no_peaks) {
-    board(times(10, "read demod 0D -> nack\nwait 50000\n") + "read demod 9A -> nack\n");
-    EXPECT_EQ(read(), 0);
-    EXPECT_EQ(ds3000_context.scan_count, 0);
-}
+// One result: a peak that comes, or one that is dropped without an event.
+struct Result {
+    const char *name;
+    int offset_bins;
+    int width_bins;
+    std::uint32_t frequency_khz;  // 0: dropped
+    int symbol_rate_ksps;
+    std::uint32_t passes = 1;
+    std::uint8_t pass = 0;
+    std::uint32_t center_khz = 1'000'000;
+    Spectrum spectrum = Spectrum::normal;
+};
 
-TEST_F(PeakRead, failed_read_leaves_the_byte_of_the_read_before) {
-    board(ready + start + "read demod 9A -> nack\nwait 10000\nread demod 9A -> nack\n" +
-          fetched({0, 0x90}) + peak_event(1'000'000, 26'600));
-    EXPECT_EQ(read(), 0);
-}
+// clang-format off
+constexpr Result results[] = {
+    {"a position counts 187 kHz a bin, a width 187.5", 1, 21, 1'000'187, 3'537},  // 3937
+    {"a negative position", -1, 22, 999'813, 3'725},  // 4125
+    {"the highest position", 511, 160, 1'095'557, 29'600},
+    {"the lowest position", -512, 160, 1'904'256, 29'600, 1, 0, 2'000'000},
+    {"949999 kHz at the centre", 0, 144, 0, 0, 1, 0, 949'999},
+    {"950000 kHz at the centre", 0, 144, 950'000, 26'600, 1, 0, 950'000},
+    {"949999 kHz beside the centre", -1, 144, 0, 0, 1, 0, 950'186},
+    {"950000 kHz beside the centre", -1, 144, 950'000, 26'600, 1, 0, 950'187},
+    {"no width", 0, 0, 0, 0},
+    {"raw rate 1875", 0, 10, 0, 0},
+    {"raw rate 2062", 0, 11, 1'000'000, 1'662},
+    {"raw rate 44812", 0, 239, 1'000'000, 44'412},
+    {"raw rate 45000", 0, 240, 1'000'000, 44'600},
+    {"raw rate 45187 counts as 45000", 0, 241, 1'000'000, 45'000},
+    {"raw rate 49875 counts as 45000", 0, 266, 1'000'000, 45'000},
+    {"raw rate 50062", 0, 267, 0, 0},
+    {"the widest", 0, 0x3FF, 0, 0},
+    {"the wide first of 2 passes drops 9937", 0, 53, 0, 0, 2},
+    {"the wide first of 2 passes keeps 10125", 0, 54, 1'000'000, 9'725, 2},
+    {"the wide first of 3 passes drops 9937", 0, 53, 0, 0, 3},
+    {"the wide first of 3 passes keeps 10125", 0, 54, 1'000'000, 9'725, 3},
+    {"the only pass keeps 9937", 0, 53, 1'000'000, 9'537, 1},
+    {"pass 0 when none is asked for keeps 9937", 0, 53, 1'000'000, 9'537, 0},
+    {"pass 2 keeps 15000", 0, 80, 1'000'000, 14'600, 1, 2},
+    {"pass 2 drops 15187", 0, 81, 0, 0, 1, 2},
+    {"pass 2 keeps 9937", 0, 53, 1'000'000, 9'537, 1, 2},
+    {"pass 0 keeps 15187", 0, 81, 1'000'000, 14'787, 1, 0},
+    {"pass 1 keeps 15187", 0, 81, 1'000'000, 14'787, 1, 1},
+    {"pass 3 keeps 15187", 0, 81, 1'000'000, 14'787, 1, 3},
+    {"the inverted spectrum of DS3103 keeps the sign of a position",
+     10, 144, 1'001'870, 26'600, 1, 0, 1'000'000, Spectrum::inverted},
+    {"that of DS300X negates it",
+     10, 144, 998'130, 26'600, 1, 0, 1'000'000, Spectrum::inverted_ds300x},
+    {"that of DS300X negates a negative one",
+     -10, 144, 1'001'870, 26'600, 1, 0, 1'000'000, Spectrum::inverted_ds300x},
+};
+// clang-format on
 
-TEST_F(PeakRead, unreadable_byte_of_a_result_is_0) {
-    board(engine_done() + "read demod 9A -> 02\n" +
-          "write demod 9A 20\nread demod 9B -> 10\nread demod 9B -> nack\n"
-          "read demod 9B -> nack\nread demod 9B -> 90\n" +
-          peak_event(1'002'992, 26'600) +
-          "write demod 9A 20\nread demod 9B -> nack\nread demod 9B -> nack address\n"
-          "read demod 9B -> 01\nread demod 9B -> nack\n" +
-          peak_event(1'000'000, 45'000));
-    EXPECT_EQ(read(), 0);
-}
-
-// Peaks.
-
-TEST_F(PeakRead, position_counts_187_khz_a_bin_and_width_187_and_a_half) {
-    keeps({+1, 21}, 1'000'187, 3'537);  // 21 * 96000 / 512 = 3937
-    keeps({-1, 22}, 999'813, 3'725);    // 4125
-    keeps({+511, 160}, 1'095'557, 29'600);
-    keeps({-512, 160}, 1'904'256, 29'600, 0, 2'000'000);
-}
-
-TEST_F(PeakRead, bits_above_the_ten_of_a_value_are_not_looked_at) {
-    board(engine_done() + "read demod 9A -> 61\n" +
-          "write demod 9A 20\nread demod 9B -> F6\nread demod 9B -> FF\n"
-          "read demod 9B -> FC\nread demod 9B -> 90\n" +
-          peak_event(998'130, 26'600));
-    EXPECT_EQ(read(), 0);
-    // Offset 256, width 256: 48000 ksym/s stand for the widest rate.
-    board(engine_done() + "read demod 9A -> 61\n" +
-          "write demod 9A 20\nread demod 9B -> 00\nread demod 9B -> FD\n"
-          "read demod 9B -> FD\nread demod 9B -> 00\n" +
-          peak_event(1'047'872, 45'000));
-    EXPECT_EQ(read(), 0);
-}
-
-TEST_F(PeakRead, position_is_negated_for_the_inverted_spectrum_of_ds300x_only) {
-    ds3000_context.spectrum_inverted = 1;
-    keeps({10, 0x90}, 1'001'870, 26'600);
-    invert_spectrum_of_ds300x();
-    keeps({10, 0x90}, 998'130, 26'600);
-    keeps({-10, 0x90}, 1'001'870, 26'600);
-    board(engine_done() + peaks({{{-512, 0x90}, 995'744, 26'600}}));
-    ds3000_context.scan_center_khz = 2'000'000;
-    EXPECT_EQ(ds3000_blind_scan_read_peaks(&request_, 900'000, 0), 0);
-}
-
-TEST_F(PeakRead, peak_at_949999_khz_is_dropped_and_one_at_950000_khz_is_kept) {
-    drops({0, 0x90}, 0, 949'999);
-    keeps({0, 0x90}, 950'000, 26'600, 0, 950'000);
-    drops({-1, 0x90}, 0, 950'186);
-    keeps({-1, 0x90}, 950'000, 26'600, 0, 950'187);
-}
-
-TEST_F(PeakRead, raw_rates_below_2001_and_above_50000_are_dropped) {
-    drops({0, 0});
-    drops({0, 10});                      // 1875
-    keeps({0, 11}, 1'000'000, 1'662);    // 2062
-    keeps({0, 266}, 1'000'000, 45'000);  // 49875
-    drops({0, 267});                     // 50062
-    drops({0, 0x3FF});
-}
-
-TEST_F(PeakRead, rate_is_400_below_the_raw_one_and_45000_at_most) {
-    keeps({0, 239}, 1'000'000, 44'412);  // 44812
-    keeps({0, 240}, 1'000'000, 44'600);  // 45000
-    keeps({0, 241}, 1'000'000, 45'000);  // 45187
-}
-
-TEST_F(PeakRead, wide_first_pass_drops_raw_rates_below_10000) {
-    for (const std::uint32_t passes : {2U, 3U}) {
-        ds3000_context.scan_passes = passes;
-        drops({0, 53});                    // 9937
-        keeps({0, 54}, 1'000'000, 9'725);  // 10125
-    }
-}
-
-TEST_F(PeakRead, pass_0_keeps_low_rates_when_it_is_the_only_one_or_no_pass_is_asked_for) {
-    for (const std::uint32_t passes : {0U, 1U}) {
-        ds3000_context.scan_passes = passes;
-        keeps({0, 53}, 1'000'000, 9'537);
-    }
-}
-
-TEST_F(PeakRead, pass_2_drops_raw_rates_above_15000) {
-    ds3000_context.scan_passes = 1;
-    keeps({0, 80}, 1'000'000, 14'600, 2);  // 15000
-    drops({0, 81}, 2);                     // 15187
-    keeps({0, 53}, 1'000'000, 9'537, 2);
-    for (const std::uint8_t pass : {std::uint8_t{0}, std::uint8_t{1}, std::uint8_t{3}}) {
-        keeps({0, 81}, 1'000'000, 14'787, pass);
-    }
-}
-
-TEST_F(PeakRead, first_pass_appends_in_the_order_of_discovery) {
-    board(engine_done() + peaks({{{50, 0x90}, 1'009'350, 26'600},
-                                 {{-50, 60}, 990'650, 10'850},
-                                 {{0, 80}, 1'000'000, 14'600}}));
-    EXPECT_EQ(read(), 0);
-    EXPECT_EQ(candidates(), (Candidates{pending(1'009'350, 26'600), pending(990'650, 10'850),
-                                        pending(1'000'000, 14'600)}));
-    EXPECT_EQ(list_[0].reserved, 0);
-}
-
-TEST_F(PeakRead, implausible_peak_does_not_end_the_step) {
-    board(engine_done() + "read demod 9A -> 03\n" + fetched({0, 0x90}) +
-          peak_event(1'000'000, 26'600) + fetched({1, 0}) + fetched({100, 0x90}) +
-          peak_event(1'018'700, 26'600));
-    EXPECT_EQ(read(), 0);
-    EXPECT_EQ(candidates(), (Candidates{pending(1'000'000, 26'600), pending(1'018'700, 26'600)}));
+TEST_F(PeakRead, keeps_the_plausible_peaks) {
+    for_each_row(results, [&](const Result &row) {
+        const bool kept = row.frequency_khz != 0;
+        std::string transcript = "engine done; peaks 01; peak " + std::to_string(row.offset_bins) +
+                                 ' ' + std::to_string(row.width_bins);
+        if (kept) {
+            transcript += " -> " + std::to_string(row.frequency_khz) + ' ' +
+                          std::to_string(row.symbol_rate_ksps);
+        }
+        ds3000_context.scan_passes = row.passes;
+        ds3000_context.scan_center_khz = row.center_khz;
+        bus(transcript);
+        read(row.pass, row.center_khz, row.spectrum);
+        EXPECT_EQ(ds3000_context.scan_count, kept ? 1 : 0);
+    });
 }
 
 TEST_F(PeakRead, later_pass_drops_what_the_list_has_and_inserts_what_it_has_not) {
-    use_list(8, {pending(1'000'000, 26'600), pending(1'100'000, 26'600)});
+    use_list(8, "rejected 1000 26.6, rejected 1100 26.6");
     ds3000_context.scan_passes = 2;
-    list_[0].status = CANDIDATE_REJECTED;
-    list_[1].status = CANDIDATE_REJECTED;
-    board(engine_done() + peaks({{{1, 0x90}, 1'000'187, 26'600}, {{250, 20}, 1'046'750, 3'350}}));
+    bus("engine done; peaks 02; peak 1 144 -> 1000187 26600; peak 250 20 -> 1046750 3350");
     EXPECT_EQ(standard_error_of([this] { read(1); }),
               "\n\tSimilar Skip TP!!!!!!!  Freq. == 1000187\n\n");
-    EXPECT_EQ(ds3000_context.scan_count, 3);
-    EXPECT_EQ(list_[0].frequency_khz, 1'000'000U);
-    EXPECT_EQ(list_[1], pending(1'046'750, 3'350));
-    EXPECT_EQ(list_[2].frequency_khz, 1'100'000U);
+    expect_list("rejected 1000 26.6, pending 1046.75 3.35, rejected 1100 26.6 | ~2");
 }
 
 TEST_F(PeakRead, pass_2_ends_with_the_cursor_on_the_entry_met_last) {
-    for (const std::uint8_t pass : {std::uint8_t{1}, std::uint8_t{2}, std::uint8_t{3}}) {
-        use_list(8, {pending(1'000'000, 14'000), pending(1'020'000, 14'000),
-                     pending(1'040'000, 14'000)});
+    for (const std::uint8_t pass : tests::Bytes{1, 2, 3}) {
+        use_list(8, "pending 1000 14, pending 1020 14, pending 1040 14");
         ds3000_context.scan_passes = 4;
         ds3000_context.scan_last_match_khz = 1'040'000;
-        board(engine_done() + no_peaks());
-        EXPECT_EQ(read(pass), 0);
+        bus("engine done; no peaks");
+        read(pass);
         EXPECT_EQ(ds3000_context.scan_cursor, pass == 2 ? 2 : 0);
     }
 }
 
-// The reference peak of an inverted DS300X.
+// The reference peak of an inverted DS300X: the first that lies 7000 kHz above the centre at most
+// and ends more than 3999 kHz inside the span.
+struct Reference {
+    const char *name;
+    const char *peaks;
+    const char *after;
+    std::uint32_t reference_khz;  // 0: none
+    std::uint32_t reference_ksps;
+    std::uint32_t center_khz = 1'000'000;
+    std::uint32_t span_khz = 60'000;
+    Spectrum spectrum = Spectrum::inverted_ds300x;
+};
 
-TEST_F(PeakRead, first_peak_of_an_inverted_ds300x_becomes_the_reference) {
-    invert_spectrum_of_ds300x();
-    board(engine_done() + peaks({{{-10, 160}, 1'001'870, 29'600}, {{100, 60}, 981'300, 10'850}}));
-    EXPECT_EQ(read(), 0);
-    EXPECT_EQ(ds3000_context.scan_ref_captured, 1U);
-    EXPECT_EQ(ds3000_context.scan_ref_freq_khz, 1'001'870U);
-    EXPECT_EQ(ds3000_context.scan_ref_width_ksps, 29'600U);
-    EXPECT_EQ(candidates(), (Candidates{pending(981'300, 10'850), pending(1'001'870, 29'600)}))
-        << "in ascending frequency";
-}
-
-TEST_F(PeakRead, reference_may_lie_7000_khz_above_the_centre_at_most) {
-    invert_spectrum_of_ds300x();
-    ds3000_context.scan_center_khz = 1'000'000;
-    drops({-38, 20});  // +7106
-    EXPECT_EQ(ds3000_context.scan_ref_captured, 0U);
-    keeps({-37, 20}, 1'006'919, 3'350);
-
+// clang-format off
+constexpr Reference references[] = {
+    {"the first peak becomes the reference, and the list ascends",
+     "peaks 02; peak -10 160 -> 1001870 29600; peak 100 60 -> 981300 10850",
+     "pending 981.3 10.85, pending 1001.87 29.6 | ~1", 1'001'870, 29'600},
+    {"7106 kHz above the centre is too far", "peaks 01; peak -38 20", "", 0, 0},
+    {"6919 kHz above the centre will do",
+     "peaks 01; peak -37 20 -> 1006919 3350", "pending 1006.919 3.35", 1'006'919, 3'350},
     // The limits are those of scan_center_khz, the position is counted from the argument.
-    board(engine_done() + peaks({{{0, 20}, 1'007'000, 3'350}}));
-    ds3000_context.scan_center_khz = 1'000'000;
-    EXPECT_EQ(ds3000_blind_scan_read_peaks(&request_, 1'007'000, 0), 0);
-    board(engine_done() + "read demod 9A -> 01\n" + fetched({0, 20}));
-    EXPECT_EQ(ds3000_blind_scan_read_peaks(&request_, 1'007'001, 0), 0);
-}
+    {"7000 kHz above the centre will do",
+     "peaks 01; peak 0 20 -> 1007000 3350", "pending 1007 3.35", 1'007'000, 3'350, 1'007'000},
+    {"7001 kHz above the centre is too far", "peaks 01; peak 0 20", "", 0, 0, 1'007'001},
+    {"ending at 14800 = -3999 + 18799 kHz is too far",
+     "peaks 01; peak 0 160", "", 0, 0, 1'000'000, 37'598},
+    {"ending at 14800 < -3999 + 18800 kHz will do",
+     "peaks 01; peak 0 160 -> 1000000 29600", "pending 1000 29.6", 1'000'000, 29'600, 1'000'000,
+     37'600},
+    {"peaks before the reference are dropped and those after it are not tested",
+     "peaks 03; peak -38 20; peak 0 160 -> 1000000 29600; peak -38 20 -> 1007106 3350",
+     "pending 1000 29.6, pending 1007.106 3.35", 1'000'000, 29'600},
+    {"the lowest position mirrored",
+     "peaks 01; peak -512 144 -> 995744 26600", "pending 995.744 26.6", 995'744, 26'600, 900'000},
+    {"there is none with the inverted spectrum of a DS3103",
+     "peaks 01; peak 100 20 -> 1018700 3350", "pending 1018.7 3.35", 0, 0, 1'000'000, 60'000,
+     Spectrum::inverted},
+    {"there is none with a normal spectrum",
+     "peaks 01; peak 100 20 -> 1018700 3350", "pending 1018.7 3.35", 0, 0, 1'000'000, 60'000,
+     Spectrum::normal},
+};
+// clang-format on
 
-TEST_F(PeakRead, reference_must_end_more_than_3999_khz_inside_the_span) {
-    invert_spectrum_of_ds300x();
-    ds3000_context.scan_span_khz = 37'598;  // 14800 >= -3999 + 18799
-    drops({0, 160});
-    ds3000_context.scan_span_khz = 37'600;
-    keeps({0, 160}, 1'000'000, 29'600);
-}
-
-TEST_F(PeakRead, peaks_before_the_reference_are_dropped_and_those_after_it_are_not_tested) {
-    invert_spectrum_of_ds300x();
-    board(engine_done() + "read demod 9A -> 03\n" + fetched({-38, 20}) + fetched({0, 160}) +
-          peak_event(1'000'000, 29'600) + fetched({-38, 20}) + peak_event(1'007'106, 3'350));
-    EXPECT_EQ(read(), 0);
-    EXPECT_EQ(ds3000_context.scan_ref_freq_khz, 1'000'000U);
-    EXPECT_EQ(ds3000_context.scan_count, 2);
-}
-
-TEST_F(PeakRead, no_reference_without_an_inverted_ds300x) {
-    ds3000_context.spectrum_inverted = 1;
-    keeps({100, 20}, 1'018'700, 3'350);
-    EXPECT_EQ(ds3000_context.scan_ref_captured, 0U);
-    ds3000_context.spectrum_inverted = 0;
-    ds3000_context.chip_type = CHIP_DS300X;
-    keeps({100, 20}, 1'018'700, 3'350);
-    EXPECT_EQ(ds3000_context.scan_ref_captured, 0U);
-    EXPECT_EQ(ds3000_context.scan_ref_freq_khz, 0U);
+TEST_F(PeakRead, takes_the_first_peak_of_an_inverted_ds300x_as_the_reference) {
+    for_each_row(references, [&](const Reference &row) {
+        use_list(8);
+        ds3000_context.scan_center_khz = 1'000'000;
+        ds3000_context.scan_span_khz = row.span_khz;
+        ds3000_context.chip_type = row.spectrum == Spectrum::inverted ? CHIP_DS3103 : CHIP_DS300X;
+        bus(std::string("engine done;") + row.peaks);
+        read(0, row.center_khz, row.spectrum);
+        expect_list(row.after);
+        EXPECT_EQ(ds3000_context.scan_ref_captured, row.reference_khz != 0 ? 1U : 0U);
+        EXPECT_EQ(ds3000_context.scan_ref_freq_khz, row.reference_khz);
+        EXPECT_EQ(ds3000_context.scan_ref_width_ksps, row.reference_ksps);
+    });
 }
 
 // Limits of the list.
 
 TEST_F(PeakRead, takes_31_peaks_of_a_step) {
-    std::string transcript = engine_done() + "read demod 9A -> 7F\n";
-    Candidates found;
-    for (int i = 0; i < 31; ++i) {
-        const auto frequency_khz = static_cast<std::uint32_t>(1'000'000 + (i - 15) * 16 * 187);
-        transcript += fetched({(i - 15) * 16, 20}) + peak_event(frequency_khz, 3'350);
-        found.push_back(pending(frequency_khz, 3'350));
+    use_list(31);
+    std::string transcript = "engine done; read 9A -> 7F";
+    tests::Records found;
+    for (int i = -15; i <= 15; ++i) {
+        const std::int32_t frequency_khz = 1'000'000 + i * 16 * 187;
+        transcript += "; peak " + std::to_string(i * 16) + " 20 -> " +
+                      std::to_string(frequency_khz) + " 3350";
+        found.push_back({frequency_khz, 3'350, CANDIDATE_PENDING});
     }
-    board(transcript);
-    EXPECT_EQ(read(), 0);
-    EXPECT_EQ(candidates(), found);
+    bus(transcript);
+    read();
+    found.push_back(tests::scratch(31));
+    EXPECT_EQ(list().records(), found);
 }
 
 TEST_F(PeakRead, peaks_that_find_the_list_full_are_reported_and_counted_but_lost) {
+    const std::string four =
+        "engine done; peaks 04; peak -100 20 -> 981300 3350; peak 0 20 -> 1000000 3350;"
+        "peak 100 20 -> 1018700 3350; peak 200 20 -> 1037400 3350";
     use_list(2);
-    board(engine_done() + peaks({{{-100, 20}, 981'300, 3'350},
-                                 {{0, 20}, 1'000'000, 3'350},
-                                 {{100, 20}, 1'018'700, 3'350},
-                                 {{200, 20}, 1'037'400, 3'350}}));
-    EXPECT_EQ(read(), 0);
-    EXPECT_EQ(ds3000_context.scan_count, 4);
-    EXPECT_EQ(list_[0], pending(981'300, 3'350));
-    EXPECT_EQ(list_[1], pending(1'000'000, 3'350));
-    EXPECT_EQ(list_[2], scan_candidate{});
-}
-
-TEST_F(PeakRead, list_of_one_record_takes_one_peak) {
+    bus(four);
+    read();
+    expect_list("pending 981.3 3.35, pending 1000 3.35; count 4");
     use_list(1);
-    board(engine_done() + peaks({{{-100, 20}, 981'300, 3'350}, {{0, 20}, 1'000'000, 3'350}}));
-    EXPECT_EQ(read(), 0);
-    EXPECT_EQ(ds3000_context.scan_count, 2);
-    EXPECT_EQ(list_[0], pending(981'300, 3'350));
-    EXPECT_EQ(list_[1], scan_candidate{});
+    bus(four);
+    read();
+    expect_list("pending 981.3 3.35; count 4");
 }
 
 }  // namespace

@@ -3,28 +3,284 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <map>
-#include <ostream>
+#include <sstream>
+#include <vector>
 
 #include "ds3000/hw/hdi.h"
 #include "ds3000/scan/scan_control.h"
+#include "tests/support/transcript_text.h"
 
 namespace tests {
 
 namespace {
 
-constexpr std::size_t guard_count = 3;
-constexpr scan_candidate guard{1'500'000, 22'000, 0xBEEF, CANDIDATE_PENDING, 77};
+using Words = std::vector<std::string>;
 
-const scan_candidate *list_of_callback = nullptr;
+// Gestures that are texts, by the line or its first word, where need be with the standard or the
+// chip behind it. $1 is the first word behind the verb, $* are all of them.
+const std::map<std::string, std::string> gestures{
+    {"soft reset", "write 07 80; write 07 00"},
+    {"tune", "log tuner_set_frequency $1 40000 0; log tuner_get_offset; carrier $3"},
+    {"ready", "read 0D -> 01; wait 50000"},
+    {"not ready", "read 0D -> FE; wait 50000"},
+    {"search", "write 9A 80"},
+    {"busy", "read 9A -> 81; wait 10000"},
+    {"done", "read 9A -> 7F; wait 10000"},
+    {"moved", "write 5F 00; write 5E 70"},
+    {"peaks", "read 9A -> $1"},
+    {"no peaks", "read 9A -> 60"},
+    {"engine done", "ready; search; done"},
+    {"step", "tune $1; engine done; no peaks; occupied $2"},
+    {"progress", "log progress $1"},
+    {"unicable",
+     "update demod A2 80 -> 00; write A3 E0; write A4 00; write A5 5A; write A6 $1; write A7 $2;"
+     "update demod A1 00 -> 27; wait 10000; read A1 -> 00; update demod A2 00 -> 80"},
+    {"first look", "read B3 -> 04\n15 times read 59 -> 03\nwait 1000"},
+    {"unbegun", "10 times read B3 -> 38; wait 10000\nread B3 -> 03"},
+    {"no", "connect $*; first look; absent"},
+    {"helped dvbs", ""},
+    {"helped ds300x", "read 0D -> 07"},
+    {"helped ds310x", "read 76 -> 40"},
+    {"searching dvbs", "read D1 -> 06; read B3 -> 3F; wait 50000"},
+    {"searching dvbs2", "helped; read 0D -> 0F; read B3 -> 3F; wait 50000"},
+    {"absent dvbs", "read D1 -> 05; read B3 -> 40"},
+    {"absent dvbs2", "helped; read 0D -> 87; read B3 -> 40"},
+    {"lost dvbs", "read D1 -> 00; read B3 -> C0"},
+    {"lost dvbs2", "helped; read 0D -> 00; read B3 -> C0"},
+    {"locked dvbs", "read D1 -> 07; read 0D -> 07; read 0C -> $1"},
+    {"locked dvbs2", "helped; read 0D -> 8F; read 0C -> $1"},
+    {"delta",
+     "read 5D -> CF; write 5D C8; read 5E -> $2; read 5F -> $1;"
+     "write 5D CE; read 5E -> $4; read 5F -> $3"},
+    {"measured",
+     "read 5D -> CF; write 5D C8; read 5E -> $2; read 5F -> $1; log tuner_get_offset;"
+     "read 6D -> $4; read 6E -> $3"},
+    {"taken dvbs", "read E6 -> $1; read 6D -> 00; read 6E -> 00"},
+    {"taken dvbs2", "read 7E -> $1; read 6D -> 00; read 6E -> 00"},
+    {"mcu reset ds300x", "write B2 01; wait 1000; write B2 00; wait 50000"},
+    {"mcu reset ds310x",
+     "write B2 01; write 00 01; wait 1000; write 00 00; write B2 00; wait 50000"},
+};
 
-void log_candidate(const char *what, const void *argument) {
+bool is_ds300x() { return ds3000_context.chip_type == CHIP_DS300X; }
+
+std::string golden_of_chip(const std::string &name) {
+    return golden(name + (is_ds300x() ? "_ds300x.txt" : "_ds310x.txt"));
+}
+
+std::string setup(const Words &word) {
+    if (word.back() == "held") {
+        return lines_between(golden("scan_setup_ds300x.txt"), "write demod B2 01",
+                             "# board option");
+    }
+    const std::string narrow = golden_of_chip("scan_setup");
+    if (word.back() == "wide") {
+        return edited(narrow, {{"write demod 91 46; write demod 92 03",
+                                "write demod 91 C6; write demod 92 17"},
+                               {"write demod 94 57", "write demod 94 53"},
+                               {"write demod 95 64", "write demod 95 78"},
+                               {"write demod 97 B3", "write demod 97 B5"},
+                               {"write demod 99 1C", "write demod 99 18"}});
+    }
+    return word.back() == "fine" ? edited(narrow, {{"write demod 92 03", "write demod 92 01"}})
+                                 : narrow;
+}
+
+// The carrier offset's two registers: (offset * 65536 + 48000) / 96000, towards zero, in 16 bits.
+std::string carrier(const Words &word) {
+    static const std::map<std::string, unsigned> carrier_words{
+        {"", 0x01AB},      {"0", 0x0000},    {"625", 0x01AB},   {"-625", 0xFE56}, {"3625", 0x09AB},
+        {"-3625", 0xF656}, {"-375", 0xFF01}, {"-2375", 0xF9AC}, {"2375", 0x0655},
+    };
+    const unsigned bytes = carrier_words.at(word.size() > 1 ? word[1] : "");
+    return write_line(0x5F, bytes >> 8U) + write_line(0x5E, bytes & 0xFFU);
+}
+
+std::string peak(const Words &word) {
+    const auto offset = static_cast<unsigned>(std::stoi(word.at(1))) & 0x3FFU;
+    const auto width = static_cast<unsigned>(std::stoi(word.at(2)));
+    return write_line(0x9A, 0x20) + read_line(0x9B, offset & 0xFFU) +
+           read_line(0x9B, offset >> 8U) + read_line(0x9B, width >> 8U) +
+           read_line(0x9B, width & 0xFFU) +
+           (word.size() > 3 ? "log peak " + word.at(4) + ' ' + word.at(5) : "");
+}
+
+std::string occupied(const Words &word) {
+    const auto bins = static_cast<unsigned>(std::stoi(word.at(1)));
+    return read_line(0x95, (bins >> 8U << 6U) | 0x3FU) + read_line(0x96, bins & 0xFFU);
+}
+
+// The read-out of 21 energies of two readings each: "energies 10 FC 19" has FC and 19 in the eleventh
+// first reading, those that are not named are 0.
+std::string energies(const Words &word) {
+    std::map<int, std::string> readings;
+    for (std::size_t i = 1; i + 2 < word.size(); i += 3) {
+        readings[std::stoi(word[i])] = word[i + 1] + "; read demod 7B -> " + word[i + 2];
+    }
+    std::string lines;
+    for (int index = 0; index < 42; ++index) {
+        const int place = index / 2 + (index % 2 == 0 ? 0 : 21);
+        const auto reading = readings.find(place);
+        lines += write_line(0x7A, static_cast<unsigned>(4 * place)) + "read demod 7A -> " +
+                 (reading == readings.end() ? "FC; read demod 7B -> 00" : reading->second) + '\n';
+    }
+    return lines;
+}
+
+// Registers 0x61 and 0x62: rate * 65536 / 96000, rounded.
+std::string rate_lines(unsigned symbol_rate_ksps) {
+    static const std::map<unsigned, unsigned> rate_words{
+        {1500, 0x0400},  {1999, 0x0555},  {2000, 0x0555},  {3000, 0x0800},  {3999, 0x0AAA},
+        {4000, 0x0AAB},  {4999, 0x0D55},  {5000, 0x0D55},  {5001, 0x0D56},  {9999, 0x1AAA},
+        {10000, 0x1AAB}, {10850, 0x1CEF}, {26600, 0x46EF}, {22000, 0x3AAB}, {27500, 0x4955},
+    };
+    const unsigned word = rate_words.at(symbol_rate_ksps);
+    return write_line(0x61, word & 0xFFU) + write_line(0x62, word >> 8U);
+}
+
+std::string loop_lines(unsigned symbol_rate_ksps) {
+    const bool low = symbol_rate_ksps <= 20000;
+    return std::string("write demod C3 08; write demod C8 ") + (low ? "0A" : "08") +
+           (symbol_rate_ksps <= 2500   ? "; write demod C4 07; write demod C7 28"
+            : symbol_rate_ksps <= 5000 ? "; write demod C4 08; write demod C7 10"
+                                       : "; write demod C4 08; write demod C7 20");
+}
+
+struct Attempt {
+    bool dvbs2 = false;
+    unsigned symbol_rate_ksps = 27500;
+    std::map<std::string, std::string> values{
+        {"at", "1236000"}, {"margin", "0"}, {"before", ""}, {"carrier", "625"}};
+    std::string unit{};  // the Unicable command
+};
+
+Attempt attempt_of(const Words &word) {
+    Attempt attempt{.dvbs2 = word.at(1) == "dvbs2"};
+    attempt.values["before"] = attempt.dvbs2 ? "625" : "0";
+    for (std::size_t i = 2; i < word.size(); ++i) {
+        if (word[i] == "unicable") {
+            attempt.unit = "unicable " + word.at(i + 1) + ' ' + word.at(i + 2) + '\n';
+            i += 2;
+        } else if (attempt.values.contains(word[i])) {
+            attempt.values[word[i]] = word.at(i + 1);
+            ++i;
+        } else {
+            attempt.symbol_rate_ksps = static_cast<unsigned>(std::stoi(word[i]));
+        }
+    }
+    return attempt;
+}
+
+// The standard programming of the scan, for the symbol rates that the tests meet.
+std::string programmed(const Attempt &attempt) {
+    const unsigned rate = attempt.symbol_rate_ksps;
+    std::string text =
+        edited(golden_of_chip(attempt.dvbs2 ? "program_scan_dvbs2" : "program_scan_dvbs"),
+               {{rate_lines(attempt.dvbs2 ? 22000 : 27500), rate_lines(rate)},
+                {loop_lines(27500), loop_lines(rate)}});
+    if (attempt.dvbs2 && !is_ds300x() && rate <= 18000) {
+        text = edited(
+            text, {{"write demod FE D2; write demod EA CB", "write demod FE D1; write demod EA C7"},
+                   {"write demod 22 05", "write demod 22 85"}});
+    }
+    if (attempt.dvbs2 && rate <= 5000) {
+        text += "write C0 04; write 8A 09; write 8B 22; write 8C 88\n";
+    }
+    return text;
+}
+
+std::string tuned_and_programmed(const Attempt &attempt) {
+    return attempt.unit +
+           fmt::format("log tuner_set_frequency {} {} {}\nwrite B2 01\n", attempt.values.at("at"),
+                       attempt.symbol_rate_ksps, attempt.values.at("margin")) +
+           programmed(attempt);
+}
+
+std::string released(const Attempt &attempt) {
+    return "log tuner_get_offset; carrier " + attempt.values.at("carrier") + "; write B2 00\n";
+}
+
+std::string connected(const Attempt &attempt) {
+    return (is_ds300x() ? "" : "soft reset; carrier " + attempt.values.at("before") + '\n') +
+           tuned_and_programmed(attempt) + released(attempt);
+}
+
+std::string filled(std::string text, const Words &word) {
+    for (std::size_t at = text.find('$'); at != std::string::npos; at = text.find('$', at)) {
+        const auto number = static_cast<std::size_t>(text[at + 1] - '0');
+        text.replace(at, 2,
+                     text[at + 1] == '*'
+                         ? fmt::format("{}", fmt::join(word.begin() + 1, word.end(), " "))
+                     : number < word.size() ? word[number]
+                                            : "");
+    }
+    return text;
+}
+
+// Turns gestures into lines, with the attempt that is under way in mind.
+class ScanTeller {
+ public:
+    std::string lines(std::string_view text) {
+        std::istringstream stream(spelled_out(text));
+        std::string told;
+        for (std::string line; std::getline(stream, line);) {
+            told += gesture(line);
+        }
+        return told;
+    }
+
+ private:
+    std::string gesture(std::string line) {
+        static const std::map<std::string, std::string (*)(const Words &)> computed{
+            {"setup", setup},
+            {"carrier", carrier},
+            {"peak", peak},
+            {"occupied", occupied},
+            {"energies", energies}};
+        const Words word = words(line);
+        if (word.empty()) {
+            return "";
+        }
+        for (const std::string &key : {line, word[0]}) {
+            for (const char *variant :
+                 {"", attempt_.dvbs2 ? " dvbs2" : " dvbs", is_ds300x() ? " ds300x" : " ds310x"}) {
+                if (const auto told = gestures.find(key + variant); told != gestures.end()) {
+                    return lines(filled(told->second, word));
+                }
+            }
+        }
+        if (const auto told = computed.find(word[0]); told != computed.end()) {
+            return spelled_out(told->second(word));
+        }
+        if (word[0] == "connect") {
+            attempt_ = attempt_of(word);
+            return lines(connected(attempt_));
+        }
+        if (word[0] == "again") {
+            return lines(tuned_and_programmed(attempt_) + "update demod 0C 42 -> 46\n" +
+                         released(attempt_) + "wait 50000");
+        }
+        if ((word[0] == "read" || word[0] == "write") && word.at(1).size() == 2) {
+            line.insert(word[0].size(), " demod");
+        }
+        return line + '\n';
+    }
+
+    Attempt attempt_;
+};
+
+void log_candidate(const char *what, const void *argument, const scan_candidate *first) {
     const auto *candidate = static_cast<const scan_candidate *>(argument);
-    log_print("%s %d: %u %u %u %u", what, static_cast<int>(candidate - list_of_callback),
+    log_print("%s %d: %u %u %u %u", what, static_cast<int>(candidate - first),
               candidate->frequency_khz, candidate->symbol_rate, candidate->status,
               candidate->code_rate);
 }
+
+constexpr std::uint32_t no_event = 99;
+
+const scan_candidate *logged_list = nullptr;
+std::uint32_t cancelling_event = no_event;
 
 void log_event(std::uint32_t event, void *argument) {
     const auto *numbers = static_cast<const std::uint32_t *>(argument);
@@ -33,10 +289,10 @@ void log_event(std::uint32_t event, void *argument) {
             log_print("peak %u %u", numbers[0], numbers[1]);
             break;
         case SCAN_EVENT_LOCKED:
-            log_candidate("locked", argument);
+            log_candidate("locked", argument, logged_list);
             break;
         case SCAN_EVENT_FAILED:
-            log_candidate("failed", argument);
+            log_candidate("failed", argument, logged_list);
             break;
         case SCAN_EVENT_STARTED:
             log_print(argument == nullptr ? "started" : "started?");
@@ -51,258 +307,56 @@ void log_event(std::uint32_t event, void *argument) {
             log_print("event %u", event);
             break;
     }
+    if (event == cancelling_event) {
+        ds3000_set_scan_cancel(1);
+    }
 }
 
 int reports_until_cancel = 0;
-std::int32_t reported_offset_khz = 0;
 
 std::int32_t report_offset_and_cancel() {
     log_print("tuner_get_offset");
     if (--reports_until_cancel == 0) {
         ds3000_set_scan_cancel(1);
     }
-    return reported_offset_khz;
-}
-
-// Registers 0x61 and 0x62: rate * 65536 / 96000, rounded.
-std::string rate_lines(std::uint32_t symbol_rate_ksps) {
-    static const std::map<std::uint32_t, unsigned> words{
-        {1500, 0x0400},  {1999, 0x0555},  {2000, 0x0555},  {3000, 0x0800},  {3999, 0x0AAA},
-        {4000, 0x0AAB},  {4999, 0x0D55},  {5000, 0x0D55},  {5001, 0x0D56},  {9999, 0x1AAA},
-        {10000, 0x1AAB}, {10850, 0x1CEF}, {26600, 0x46EF}, {22000, 0x3AAB}, {27500, 0x4955},
-    };
-    const unsigned word = words.at(symbol_rate_ksps);
-    return fmt::format("write demod 61 {:02X}\nwrite demod 62 {:02X}", word & 0xFFU, word >> 8U);
-}
-
-std::string loop_lines(std::uint32_t symbol_rate_ksps) {
-    if (symbol_rate_ksps <= 2500) {
-        return "write demod C3 08\nwrite demod C8 0A\nwrite demod C4 07\nwrite demod C7 28";
-    }
-    if (symbol_rate_ksps <= 5000) {
-        return "write demod C3 08\nwrite demod C8 0A\nwrite demod C4 08\nwrite demod C7 10";
-    }
-    if (symbol_rate_ksps <= 20000) {
-        return "write demod C3 08\nwrite demod C8 0A\nwrite demod C4 08\nwrite demod C7 20";
-    }
-    return "write demod C3 08\nwrite demod C8 08\nwrite demod C4 08\nwrite demod C7 20";
-}
-
-std::string low_rate_lines(const Attempt &attempt) {
-    if (attempt.standard != STANDARD_DVBS2 || attempt.symbol_rate_ksps > 5000) {
-        return "";
-    }
-    return "write demod C0 04\nwrite demod 8A 09\nwrite demod 8B 22\nwrite demod 8C 88\n";
-}
-
-std::string tuner_call(const Attempt &attempt) {
-    return fmt::format("log tuner_set_frequency {} {} {}\n", attempt.tuned_khz,
-                       attempt.symbol_rate_ksps, attempt.margin_khz);
-}
-
-// What an attempt reads before it asks for lock.
-std::string recovery_lines(const Attempt &attempt) {
-    if (attempt.standard != STANDARD_DVBS2) {
-        return "";
-    }
-    return attempt.chip == CHIP_DS300X ? "read demod 0D -> 07\n" : "read demod 76 -> 40\n";
+    return 625;
 }
 
 }  // namespace
 
-std::string carrier(std::int32_t offset_khz) {
-    // (offset * 65536 + 48000) / 96000, towards zero, in 16 bits.
-    static const std::map<std::int32_t, const char *> bytes{
-        {0, "00 00"},     {625, "01 AB"},  {-625, "FE 56"},  {3625, "09 AB"},
-        {-3625, "F6 56"}, {-375, "FF 01"}, {-2375, "F9 AC"}, {2375, "06 55"},
-    };
-    const std::string text = bytes.at(offset_khz);
-    return "write demod 5F " + text.substr(0, 2) + "\nwrite demod 5E " + text.substr(3) + "\n";
-}
-
-std::string setup_narrow(std::int32_t chip, const std::string &reg_91, const std::string &reg_92) {
-    const std::string window = "write demod 91 " + reg_91 + "\nwrite demod 92 " + reg_92;
-    return edited(golden(chip == CHIP_DS300X ? "scan_setup_ds300x.txt" : "scan_setup_ds310x.txt"),
-                  {{"write demod 91 46\nwrite demod 92 03", window}});
-}
-
-std::string setup_wide(std::int32_t chip) {
-    return edited(setup_narrow(chip, "C6", "17"), {{"write demod 94 57", "write demod 94 53"},
-                                                   {"write demod 95 64", "write demod 95 78"},
-                                                   {"write demod 97 B3", "write demod 97 B5"},
-                                                   {"write demod 99 1C", "write demod 99 18"}});
-}
-
-std::string tuned(std::uint32_t frequency_khz, std::int32_t carrier_khz) {
-    return fmt::format("log tuner_set_frequency {} 40000 0\nlog tuner_get_offset\n",
-                       frequency_khz) +
-           carrier(carrier_khz);
-}
-
-std::string engine_done() {
-    return "read demod 0D -> 01\nwait 50000\nwrite demod 9A 80\n"
-           "read demod 9A -> 7F\nwait 10000\n";
-}
-
-std::string fetched(Peak peak) {
-    const auto offset = static_cast<std::uint32_t>(peak.offset_bins) & 0x3FFU;
-    return fmt::format(
-        "write demod 9A 20\nread demod 9B -> {:02X}\nread demod 9B -> {:02X}\n"
-        "read demod 9B -> {:02X}\nread demod 9B -> {:02X}\n",
-        offset & 0xFFU, offset >> 8U, peak.width_bins >> 8U, peak.width_bins & 0xFFU);
-}
-
-std::string peaks(std::initializer_list<PlausiblePeak> found) {
-    std::string text = fmt::format("read demod 9A -> {:02X}\n", found.size());
-    for (const PlausiblePeak &one : found) {
-        text += fetched(one.peak) + peak_event(one.frequency_khz, one.symbol_rate_ksps);
-    }
-    return text;
-}
-
-std::string no_peaks() { return "read demod 9A -> 60\n"; }
-
-std::string occupied(std::uint32_t bins) {
-    return fmt::format("read demod 95 -> {:02X}\nread demod 96 -> {:02X}\n",
-                       (bins >> 8U << 6U) | 0x3FU, bins & 0xFFU);
-}
-
-std::string progress(std::uint32_t frequency_khz) {
-    return fmt::format("log progress {}\n", frequency_khz);
-}
-
-std::string peak_event(std::uint32_t frequency_khz, std::uint32_t symbol_rate_ksps) {
-    return fmt::format("log peak {} {}\n", frequency_khz, symbol_rate_ksps);
-}
-
-std::string empty_step(std::uint32_t frequency_khz, std::uint32_t bins) {
-    return tuned(frequency_khz, 625) + engine_done() + no_peaks() + occupied(bins);
-}
-
-std::string unicable_command(const std::string &b3, const std::string &b4) {
-    return "read demod A2 -> 80\nwrite demod A2 00\nwrite demod A3 E0\nwrite demod A4 00\n"
-           "write demod A5 5A\nwrite demod A6 " +
-           b3 + "\nwrite demod A7 " + b4 +
-           "\nread demod A1 -> 00\nwrite demod A1 27\nwait 10000\nread demod A1 -> 00\n"
-           "read demod A2 -> 00\nwrite demod A2 80\n";
-}
-
-std::string programmed(std::int32_t chip, std::uint32_t standard, std::uint32_t symbol_rate_ksps) {
-    const std::string name = std::string("program_scan_") +
-                             (standard == STANDARD_DVBS2 ? "dvbs2" : "dvbs") +
-                             (chip == CHIP_DS300X ? "_ds300x.txt" : "_ds310x.txt");
-    const std::string rate_of_golden = rate_lines(standard == STANDARD_DVBS2 ? 22000 : 27500);
-    const std::string rate = rate_lines(symbol_rate_ksps);
-    const std::string loops_of_golden = loop_lines(27500);
-    const std::string loops = loop_lines(symbol_rate_ksps);
-    std::string text = edited(golden(name), {{rate_of_golden, rate}, {loops_of_golden, loops}});
-    if (standard == STANDARD_DVBS2 && chip != CHIP_DS300X && symbol_rate_ksps <= 18000) {
-        text = edited(
-            text, {{"write demod FE D2\nwrite demod EA CB", "write demod FE D1\nwrite demod EA C7"},
-                   {"write demod 22 05", "write demod 22 85"}});
-    }
-    return text;
-}
-
-std::string connected(const Attempt &attempt) {
-    std::string text;
-    if (attempt.chip != CHIP_DS300X) {
-        text += "write demod 07 80\nwrite demod 07 00\n" + carrier(attempt.carrier_before_khz);
-    }
-    return text + tuner_call(attempt) + "write demod B2 01\n" +
-           programmed(attempt.chip, attempt.standard, attempt.symbol_rate_ksps) +
-           low_rate_lines(attempt) + "log tuner_get_offset\n" + carrier(attempt.carrier_khz) +
-           "write demod B2 00\n";
-}
-
-std::string connected_again(const Attempt &attempt) {
-    return tuner_call(attempt) + "write demod B2 01\n" +
-           programmed(attempt.chip, attempt.standard, attempt.symbol_rate_ksps) +
-           low_rate_lines(attempt) +
-           "read demod 0C -> 42\nwrite demod 0C 46\nlog tuner_get_offset\n" +
-           carrier(attempt.carrier_khz) + "write demod B2 00\nwait 50000\n";
-}
-
-std::string first_look_passes() {
-    return "read demod B3 -> 04\n" + repeat(15, "read demod 59 -> 03") + "wait 1000\n";
-}
-
-std::string searching(const Attempt &attempt) {
-    const std::string lock =
-        attempt.standard == STANDARD_DVBS2 ? "read demod 0D -> 0F\n" : "read demod D1 -> 06\n";
-    return recovery_lines(attempt) + lock + "read demod B3 -> 3F\nwait 50000\n";
-}
-
-std::string absent(const Attempt &attempt) {
-    const std::string lock =
-        attempt.standard == STANDARD_DVBS2 ? "read demod 0D -> 87\n" : "read demod D1 -> 05\n";
-    return recovery_lines(attempt) + lock + "read demod B3 -> 40\n";
-}
-
-std::string locked(const Attempt &attempt, const std::string &reg_0c) {
-    const std::string lock = attempt.standard == STANDARD_DVBS2
-                                 ? "read demod 0D -> 8F\n"
-                                 : "read demod D1 -> 07\nread demod 0D -> 07\n";
-    return recovery_lines(attempt) + lock + "read demod 0C -> " + reg_0c + "\n";
-}
-
-std::string measured(const std::string &carrier_word, const std::string &rate_word) {
-    return "read demod 5D -> CF\nwrite demod 5D C8\nread demod 5E -> " + carrier_word.substr(2) +
-           "\nread demod 5F -> " + carrier_word.substr(0, 2) +
-           "\nlog tuner_get_offset\nread demod 6D -> " + rate_word.substr(2) +
-           "\nread demod 6E -> " + rate_word.substr(0, 2) + "\n";
-}
-
-std::string taken(const Attempt &attempt, const std::string &code_rate_byte) {
-    const std::string code_rate = attempt.standard == STANDARD_DVBS2 ? "7E" : "E6";
-    return "read demod " + code_rate + " -> " + code_rate_byte +
-           "\nread demod 6D -> 00\nread demod 6E -> 00\n";
-}
-
-std::string mcu_reset(std::int32_t chip) {
-    return chip == CHIP_DS300X ? "write demod B2 01\nwait 1000\nwrite demod B2 00\n"
-                               : "write demod B2 01\nwrite demod 00 01\nwait 1000\n"
-                                 "write demod 00 00\nwrite demod B2 00\n";
-}
-
-std::string found_absent(const Attempt &attempt) {
-    return connected(attempt) + first_look_passes() + absent(attempt);
-}
+std::string scan_lines(std::string_view text) { return ScanTeller().lines(text); }
 
 ScanTest::ScanTest() {
     ds3000_context.chip_type = CHIP_DS3103;
     ds3000_set_scan_callback(log_event);
+    cancelling_event = no_event;
     bind_logging_tuner(625);
     use_list(8);
 }
 
-void ScanTest::TearDown() {
-    for (std::size_t i = std::size_t{request_.capacity} + 1; i < list_.size(); ++i) {
-        EXPECT_EQ(list_[i], guard) << "record " << i << " of a list of " << request_.capacity;
-        EXPECT_EQ(list_[i].reserved, guard.reserved);
-    }
-    ChannelTest::TearDown();
-}
-
-void ScanTest::use_list(std::uint16_t capacity, const std::vector<scan_candidate> &first) {
-    list_.assign(std::size_t{capacity} + 1, scan_candidate{});
-    std::copy(first.begin(), first.end(), list_.begin());
-    list_.insert(list_.end(), guard_count, guard);
-    list_of_callback = list_.data();
-    request_ = {1, SCAN_ALGO_SWEEP, 0xFFFF, capacity, list_.data()};
+void ScanTest::use_list(std::uint16_t capacity, std::string_view state) {
+    list_.emplace(capacity, state);
+    logged_list = request().candidates;
+    request().passes = 1;
+    request().algorithm = SCAN_ALGO_SWEEP;
+    request().locked_count = 0xFFFF;
     ds3000_context.scan_passes = 1;
-    ds3000_context.scan_count = static_cast<std::uint16_t>(first.size());
 }
 
-std::vector<scan_candidate> ScanTest::candidates() const {
-    return {list_.begin(), list_.begin() + ds3000_context.scan_count};
+void ScanTest::expect_list(std::string_view state) const {
+    ListState expected = list_state(state);
+    while (expected.records.size() <= list_->request.capacity) {
+        expected.records.push_back(scratch(expected.records.size()));
+    }
+    EXPECT_EQ(list_->state(), expected);
 }
 
-void ScanTest::cancel_at_offset_report(int call, std::int32_t offset_khz) {
+void ScanTest::cancel_at_offset_report(int call) {
     reports_until_cancel = call;
-    reported_offset_khz = offset_khz;
     ds3000_context.tuner_ops.tuner_get_offset = report_offset_and_cancel;
 }
+
+void ScanTest::cancel_at_event(std::uint32_t event) { cancelling_event = event; }
 
 void ScanTest::invert_spectrum_of_ds300x() {
     ds3000_context.chip_type = CHIP_DS300X;
@@ -311,13 +365,3 @@ void ScanTest::invert_spectrum_of_ds300x() {
 }
 
 }  // namespace tests
-
-bool operator==(const scan_candidate &a, const scan_candidate &b) {
-    return a.frequency_khz == b.frequency_khz && a.symbol_rate == b.symbol_rate &&
-           a.status == b.status && a.code_rate == b.code_rate;
-}
-
-void PrintTo(const scan_candidate &candidate, std::ostream *out) {
-    *out << "{" << candidate.frequency_khz << " kHz, " << candidate.symbol_rate
-         << " ksym/s, status " << candidate.status << ", code rate " << candidate.code_rate << "}";
-}
