@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ds3000/scan/user_bands.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -8,741 +10,470 @@
 #include <functional>
 #include <sstream>
 #include <string>
-#include <string_view>
-#include <utility>
 #include <vector>
 
 #include "ds3000/hw/hdi.h"
-#include "tests/demod/transcript_lines.h"
-#include "tests/support/chip_test.h"
+#include "tests/support/scan_transcript.h"
+#include "tests/support/transcript_text.h"
 
 namespace {
 
+using tests::edited;
 using tests::golden;
-using tests::read_line;
-using tests::repeat;
+using tests::lines_between;
+using tests::spelled_out;
 
-constexpr const char *measure_ds300x = "ub_measure_ds300x.txt";
-constexpr const char *measure_ds310x = "ub_measure_ds310x.txt";
-
-// The same carrier in both goldens.
-constexpr const char *golden_messages =
-    "\tFreq = 8192, Amp = 32\n\n"
-    "\tFreq = 8208, Amp = 31\n\n"
-    "\tFreq = 8176, Amp = 32\n\n"
-    "\tFreq = 8193, Amp = 35\n\n"
-    "\tFreq = 8192, Amp = 34\n\n"
-    "\tCCI Offset = [4500], TN_Offset = [-300]\n\n"
-    "\tAmp=[34],Freq=[1210000],CciFo=[4800],TnFo=[-300],Result=[1205200]\n\n";
-
-constexpr const char *never_began = "\tFailed to get CCI 1!\n\n";
-constexpr const char *too_weak = "\tFailed to get CCI 2!\n\n";
+// What the driver prints for a text with a message a line; "5 times" repeats one.
+std::string printed(std::string_view text) {
+    std::istringstream lines(spelled_out(text));
+    std::string messages;
+    for (std::string line; std::getline(lines, line);) {
+        const bool total = line.starts_with("Total");
+        const bool step = line.starts_with("--------");
+        messages += (total || step ? "\n\t" : "\t") + line + (total ? "\n\n\n" : "\n\n");
+    }
+    return messages;
+}
 
 // What the tuner answers: its offset, call by call and then the last one again.
 std::vector<std::int32_t> tuner_offsets;
 std::size_t tuner_offset_calls = 0;
-std::int32_t tuner_status = 0;
 
 // What happens elsewhere while the tuner is being tuned.
 std::function<void(std::uint32_t frequency_khz)> during_tuning;
+std::int32_t (*logging_set_frequency)(std::uint32_t, std::uint32_t, std::uint16_t);
 
-std::int32_t log_set_frequency(std::uint32_t frequency_khz, std::uint32_t symbol_rate_ksps,
-                               std::uint16_t margin_khz) {
-    log_print("tuner_set_frequency %u %u %u", frequency_khz, symbol_rate_ksps, margin_khz);
-    if (during_tuning) {
-        during_tuning(frequency_khz);
-    }
-    return tuner_status;
-}
-
-std::int32_t log_get_offset() {
-    log_print("tuner_get_offset");
-    return tuner_offsets[std::min(tuner_offset_calls++, tuner_offsets.size() - 1)];
-}
-
-std::int32_t log_get_gain(std::uint32_t *gain) {
-    log_print("tuner_get_gain");
-    *gain = 77;
-    return tuner_status;
-}
-
-std::string replaced(std::string text, std::string_view before, std::string_view after) {
-    const std::size_t at = text.find(before);
-    EXPECT_NE(at, std::string::npos) << "not in the transcript: " << before;
-    return at == std::string::npos ? text : text.replace(at, before.size(), after);
-}
-
-// The beginning of a measurement, up to the wait after the micro-controller's release.
-std::string programmed(std::uint32_t frequency_khz = 1210000, const char *name = measure_ds300x) {
-    constexpr std::string_view end = "wait 100000\n";
-    const std::string whole = golden(name);
-    return replaced(whole.substr(0, whole.find(end) + end.size()), "1210000",
-                    std::to_string(frequency_khz));
-}
-
-// Both registers of the two words that one sample reads.
-struct Sample {
-    int frequency;
-    int amplitude;
-};
-
-std::string read_high_then_low(unsigned high_reg, unsigned low_reg, int word) {
-    const auto bits = static_cast<std::uint16_t>(word);
-    return read_line(high_reg, bits >> 8U) + read_line(low_reg, bits & 0xFFU);
-}
-
-std::string samples(const std::vector<Sample> &sequence) {
-    std::string lines;
-    for (const Sample &sample : sequence) {
-        lines += lines.empty() ? "" : "wait 10000\n";
-        lines += read_high_then_low(0x5B, 0x5C, sample.frequency);
-        lines += read_high_then_low(0x59, 0x5A, sample.amplitude);
-    }
-    return lines;
-}
-
-std::string sample_messages(int count, int frequency, int amplitude) {
-    return repeat(count, "\tFreq = " + std::to_string(frequency) +
-                             ", Amp = " + std::to_string(amplitude) + "\n");
-}
-
-std::string rounds(const std::vector<unsigned> &levels) {
-    std::string lines;
-    for (const unsigned level : levels) {
-        lines += read_line(0x59, level) + read_line(0xB3, 0x38);
-    }
-    return lines;
-}
-
-std::string begun() { return read_line(0xB3, 0x04); }
-
-// Fifteen levels: this many of 3, the rest of 2.
-std::vector<unsigned> good_rounds(std::size_t good) {
-    std::vector<unsigned> levels(15, 2);
-    std::fill_n(levels.begin(), good, 3);
-    return levels;
-}
-
-std::string carrier_and_decimation(int carrier = 0, unsigned decimation_register = 0x80) {
-    return "wait 1000\nread demod 5D -> C8\nwrite demod 5D C8\n" +
-           read_high_then_low(0x5F, 0x5E, carrier) + read_line(0xC9, decimation_register);
-}
-
-constexpr const char *result_taken = R"(
-    log tuner_get_offset
-    log tuner_get_offset
-    log tuner_get_gain
-)";
-
-std::string ready() { return begun() + rounds(good_rounds(15)); }
-
-// A measurement of a steady carrier with the programmed carrier at 0 and without decimation.
-std::string steady_carrier(std::uint32_t frequency_khz, Sample sample) {
-    return programmed(frequency_khz) + ready() + carrier_and_decimation() +
-           samples(std::vector<Sample>(5, sample)) + result_taken;
-}
-
-std::string no_carrier(std::uint32_t frequency_khz) {
-    return programmed(frequency_khz) + repeat(10, "read demod B3 -> 38\nwait 10000") +
-           read_line(0xB3, 0x38);
-}
-
-class UserBands : public tests::ChipTest {
+class UserBands : public tests::ScanTest {
  protected:
     UserBands() {
-        tuner_offsets = {0};
-        tuner_offset_calls = 0;
-        tuner_status = 0;
-        during_tuning = nullptr;
         ds3000_context.chip_type = CHIP_DS300X;
-        ds3000_context.tuner_ops.tuner_set_frequency = log_set_frequency;
-        ds3000_context.tuner_ops.tuner_get_offset = log_get_offset;
-        ds3000_context.tuner_ops.tuner_get_gain = log_get_gain;
+        answer_with_offsets({0});
+        during_tuning = nullptr;
+        logging_set_frequency = ds3000_context.tuner_ops.tuner_set_frequency;
+        ds3000_context.tuner_ops.tuner_set_frequency =
+            [](std::uint32_t frequency_khz, std::uint32_t symbol_rate_ksps, std::uint16_t margin) {
+                const std::int32_t status =
+                    logging_set_frequency(frequency_khz, symbol_rate_ksps, margin);
+                if (during_tuning) {
+                    during_tuning(frequency_khz);
+                }
+                return status;
+            };
+        ds3000_context.tuner_ops.tuner_get_offset = [] {
+            log_print("tuner_get_offset");
+            return tuner_offsets[std::min(tuner_offset_calls++, tuner_offsets.size() - 1)];
+        };
+        ds3000_context.tuner_ops.tuner_get_gain = [](std::uint32_t *gain) {
+            log_print("tuner_get_gain");
+            *gain = 77;
+            return tuner_result;
+        };
     }
 
     static void answer_with_offsets(std::vector<std::int32_t> offsets) {
         tuner_offsets = std::move(offsets);
         tuner_offset_calls = 0;
     }
-};
 
-struct Measurement {
-    std::int32_t status;
-    std::int32_t result_mhz;
-    std::int32_t amplitude;
-    std::int32_t gain;
-    bool operator==(const Measurement &) const = default;
-};
-
-void PrintTo(const Measurement &measurement, std::ostream *out) {
-    *out << "status " << measurement.status << ", " << measurement.result_mhz << " MHz, amplitude "
-         << measurement.amplitude << ", gain " << measurement.gain;
-}
-
-constexpr Measurement nothing_measured{0, 0, 0, 0};
-
-class UserBandMeasurement : public UserBands {
- protected:
-    Measurement measure(std::uint32_t frequency_khz = 1210000) {
-        Measurement measured{-1, -1, -1, -1};
-        messages_ = standard_error_of([&] {
-            measured.status = ub_measure(frequency_khz, &measured.result_mhz, &measured.amplitude,
-                                         &measured.gain);
-        });
-        return measured;
+    // Measure, and expect a carrier at result_mhz, or nothing where that is 0 and so is amplitude.
+    static void measure(std::string_view messages, std::int32_t status, std::int32_t result_mhz = 0,
+                        std::int32_t amplitude = 0, std::uint32_t frequency_khz = 1'210'000) {
+        std::int32_t result = -1;
+        std::int32_t measured_amplitude = -1;
+        std::int32_t gain = -1;
+        EXPECT_EQ(standard_error_of([&] {
+                      EXPECT_EQ(ub_measure(frequency_khz, &result, &measured_amplitude, &gain),
+                                status);
+                  }),
+                  printed(messages));
+        EXPECT_EQ(result, result_mhz);
+        EXPECT_EQ(measured_amplitude, amplitude);
+        EXPECT_EQ(gain, status == 1 ? 1151 : 0);
     }
-
-    [[nodiscard]] const std::string &messages() const { return messages_; }
-
-    // The messages after those of five equal samples.
-    [[nodiscard]] std::string messages_after(const std::string &beginning) const {
-        EXPECT_EQ(messages_.substr(0, beginning.size()), beginning);
-        return messages_.substr(std::min(beginning.size(), messages_.size()));
-    }
-
- private:
-    std::string messages_;
 };
 
-// Whole measurements.
-
-TEST_F(UserBandMeasurement, on_ds300x) {
-    board(golden(measure_ds300x));
+// Whole measurements; the same carrier in both goldens.
+TEST_F(UserBands, measures_a_carrier_on_every_chip) {
+    constexpr auto messages =
+        "Freq = 8192, Amp = 32\nFreq = 8208, Amp = 31\nFreq = 8176, Amp = 32\n"
+        "Freq = 8193, Amp = 35\nFreq = 8192, Amp = 34\n"
+        "CCI Offset = [4500], TN_Offset = [-300]\n"
+        "Amp=[34],Freq=[1210000],CciFo=[4800],TnFo=[-300],Result=[1205200]";
     answer_with_offsets({-300});
-
-    EXPECT_EQ(measure(), (Measurement{1, 1205, 34, 1151}));
-    EXPECT_EQ(messages(), golden_messages);
-}
-
-TEST_F(UserBandMeasurement, on_ds3002b_and_ds3103) {
+    board(golden("ub_measure_ds300x.txt"));
+    measure(messages, 1, 1205, 34);
     for (const std::int32_t chip : {CHIP_DS3002B, CHIP_DS3103}) {
-        board(golden(measure_ds310x));
         ds3000_context.chip_type = chip;
-        answer_with_offsets({-300});
-
-        EXPECT_EQ(measure(), (Measurement{1, 1205, 34, 1151})) << "chip type " << chip;
-        EXPECT_EQ(messages(), golden_messages);
-    }
-}
-
-TEST_F(UserBandMeasurement, tunes_to_the_frequency_asked_for) {
-    board(no_carrier(2150000));
-
-    EXPECT_EQ(measure(2150000), nothing_measured);
-}
-
-TEST_F(UserBandMeasurement, ds3002b_and_ds3103_get_the_board_s_inversion_and_option) {
-    for (const std::int32_t chip : {CHIP_DS3002B, CHIP_DS3103}) {
-        std::string transcript = golden(measure_ds310x);
-        transcript = replaced(transcript, "read demod 4D -> 93\nwrite demod 4D 91",
-                              "read demod 4D -> 91\nwrite demod 4D 93");
-        transcript = replaced(transcript, "read demod 30 -> 18\nwrite demod 30 08",
-                              "read demod 30 -> 08\nwrite demod 30 18");
-        board(transcript);
-        ds3000_context.chip_type = chip;
+        ds3000_context.board_iq_swap = 0;
+        ds3000_context.reg30_bit4_enable = 0;
+        board(golden("ub_measure_ds310x.txt"));
+        measure(messages, 1, 1205, 34);
+        // The board's inversion and option.
         ds3000_context.board_iq_swap = 1;
         ds3000_context.reg30_bit4_enable = 1;
-        answer_with_offsets({-300});
-
-        EXPECT_EQ(measure(), (Measurement{1, 1205, 34, 1151})) << "chip type " << chip;
-        EXPECT_EQ(messages(), golden_messages);
+        board(edited(golden("ub_measure_ds310x.txt"),
+                     {{"update demod 4D 93 -> 91", "update demod 4D 91 -> 93"},
+                      {"update demod 30 18 -> 08", "update demod 30 08 -> 18"}}));
+        measure(messages, 1, 1205, 34);
     }
 }
 
-TEST_F(UserBandMeasurement, recomputes_the_inversion_even_when_it_finds_nothing) {
-    struct Case {
-        std::uint8_t unicable_enabled;
-        std::uint8_t board_iq_swap;
-        std::uint8_t inverted;
-    };
-    for (const Case &c : {Case{0, 0, 0}, Case{0, 1, 1}, Case{1, 0, 1}, Case{1, 1, 0}}) {
-        board(no_carrier(1210000));
-        ds3000_context.unicable_enabled = c.unicable_enabled;
-        ds3000_context.board_iq_swap = c.board_iq_swap;
+TEST_F(UserBands, recomputes_the_inversion_and_leaves_the_channel_alone_when_it_finds_nothing) {
+    const std::array<std::array<std::uint8_t, 3>, 4> rows{
+        {{0, 0, 0}, {0, 1, 1}, {1, 0, 1}, {1, 1, 0}}};
+    leave_old_channel();
+    for (const auto &[unicable_enabled, board_iq_swap, inverted] : rows) {
+        ds3000_context.unicable_enabled = unicable_enabled;
+        ds3000_context.board_iq_swap = board_iq_swap;
         ds3000_context.spectrum_inverted = 7;
-
-        EXPECT_EQ(measure(), nothing_measured);
-        EXPECT_EQ(ds3000_context.spectrum_inverted, c.inverted)
-            << int{c.unicable_enabled} << " xor " << int{c.board_iq_swap};
+        ds3000_context.ub_count = 5;
+        remember_context();
+        bus("nothing at 2150000");
+        measure("Failed to get CCI 1!", 0, 0, 0, 2'150'000);
+        EXPECT_EQ(changed_fields(), (tests::Fields{{"spectrum_inverted", inverted}}));
     }
 }
 
-TEST_F(UserBandMeasurement, leaves_the_channel_in_the_context_alone) {
-    board(golden(measure_ds300x));
-    ds3000_context.standard = 9;
-    ds3000_context.requested_standard = 8;
-    ds3000_context.symbol_rate_ksps = 9999;
-    ds3000_context.carrier_offset_khz = 777;
-    ds3000_context.locked_once = 7;
-    ds3000_context.first_poll = 7;
-    ds3000_context.ub_count = 5;
-
-    measure();
-
-    EXPECT_EQ(ds3000_context.standard, 9);
-    EXPECT_EQ(ds3000_context.requested_standard, 8);
-    EXPECT_EQ(ds3000_context.symbol_rate_ksps, 9999);
-    EXPECT_EQ(ds3000_context.carrier_offset_khz, 777);
-    EXPECT_EQ(ds3000_context.locked_once, 7);
-    EXPECT_EQ(ds3000_context.first_poll, 7);
-    EXPECT_EQ(ds3000_context.ub_count, 5);
-}
-
-TEST_F(UserBandMeasurement, an_unbound_tuner_is_refused_before_any_access) {
+TEST_F(UserBands, an_unbound_tuner_is_refused_before_any_access) {
     const auto bound = ds3000_context.tuner_ops;
-    for (int slot = 0; slot < 3; ++slot) {
-        ds3000_context.tuner_ops = bound;
-        if (slot == 0) {
-            ds3000_context.tuner_ops.tuner_set_frequency = nullptr;
-        } else if (slot == 1) {
-            ds3000_context.tuner_ops.tuner_get_offset = nullptr;
-        } else {
-            ds3000_context.tuner_ops.tuner_get_gain = nullptr;
-        }
-
-        EXPECT_EQ(measure(), (Measurement{DS3000_UNBOUND, 0, 0, 0})) << "slot " << slot;
-        EXPECT_EQ(messages(), "");
-    }
+    ds3000_context.tuner_ops.tuner_set_frequency = nullptr;
+    measure("", DS3000_UNBOUND);
+    ds3000_context.tuner_ops = bound;
+    ds3000_context.tuner_ops.tuner_get_offset = nullptr;
+    measure("", DS3000_UNBOUND);
+    ds3000_context.tuner_ops = bound;
+    ds3000_context.tuner_ops.tuner_get_gain = nullptr;
+    measure("", DS3000_UNBOUND);
 }
 
-TEST_F(UserBandMeasurement, needs_neither_wake_nor_sleep_of_the_tuner) {
-    board(steady_carrier(1210000, {0, 0}));
+constexpr auto nothing_but_0 =
+    "5 times Freq = 0, Amp = 0\nCCI Offset = [0], TN_Offset = [0]\n"
+    "Amp=[0],Freq=[1210000],CciFo=[0],TnFo=[0],Result=[1210000]";
+
+TEST_F(UserBands, neither_wake_and_sleep_of_the_tuner_are_needed_nor_its_results) {
     ds3000_context.tuner_ops.tuner_wake = nullptr;
     ds3000_context.tuner_ops.tuner_sleep = nullptr;
-
-    EXPECT_EQ(measure(), (Measurement{1, 1210, 0, 1151}));
+    tuner_result = DS3000_I2C_FAILED;
+    bus("carrier at 1210000 0 0");
+    measure(nothing_but_0, 1, 1210);
 }
 
-TEST_F(UserBandMeasurement, what_the_tuner_reports_is_not_looked_at) {
-    board(steady_carrier(1210000, {0, 0}));
-    tuner_status = DS3000_I2C_FAILED;
-
-    EXPECT_EQ(measure(), (Measurement{1, 1210, 0, 1151}));
+TEST_F(UserBands, a_failed_write_ends_the_table_but_not_the_measurement) {
+    const std::string whole = tests::scan_lines("carrier at 1210000 0 0");
+    board(edited(whole, {{lines_between(whole, "write demod 08 03", "# symbol rate"),
+                          "write demod 08 03 -> nack"},
+                         {"write demod B2 01", "write demod B2 01 -> nack"},
+                         {"write demod 61 AB", "write demod 61 AB -> nack"}}));
+    measure(nothing_but_0, 1, 1210);
 }
 
-TEST_F(UserBandMeasurement, a_failed_write_ends_the_table_but_not_the_measurement) {
-    std::string transcript = programmed();
-    const std::size_t second_row = transcript.find("write demod 08 03\n");
-    const std::size_t after_table = transcript.find("# symbol rate");
-    transcript.replace(second_row, after_table - second_row, "write demod 08 03 -> nack\n");
-    transcript = replaced(transcript, "write demod B2 01", "write demod B2 01 -> nack");
-    transcript = replaced(transcript, "write demod 61 AB", "write demod 61 AB -> nack");
-    board(transcript + ready() + carrier_and_decimation() +
-          samples(std::vector<Sample>(5, {0, 128})) + result_taken);
+// What becomes of a measurement after its programming.
+struct Course {
+    const char *name;
+    const char *transcript;
+    const char *messages;
+    std::int32_t result_mhz = 0;  // 0: nothing is measured
+    std::int32_t amplitude = 0;
+};
 
-    EXPECT_EQ(measure(), (Measurement{1, 1210, 1, 1151}));
-}
+// clang-format off
+constexpr auto never_began = "Failed to get CCI 1!";
+constexpr auto too_weak = "Failed to get CCI 2!";
 
-TEST_F(UserBandMeasurement, registers_that_cannot_be_read_count_as_0) {
-    board(programmed() + repeat(10, "read demod B3 -> nack\nwait 10000") + "read demod B3 -> nack");
+constexpr Course readiness[] = {
+    // The search has begun.
+    {"state 04", "read B3 -> 04; level FF", too_weak},
+    {"state 37", "read B3 -> 37; level FF", too_weak},
+    {"state 39", "read B3 -> 39; level FF", too_weak},
+    {"state 80", "read B3 -> 80; level FF", too_weak},
+    {"state FF", "read B3 -> FF; level FF", too_weak},
+    {"state 00 is none", "read B3 -> 00; wait 10000; begun; level FF", too_weak},
+    {"state 03 is none", "read B3 -> 03; wait 10000; begun; level FF", too_weak},
+    {"state 38 is none", "read B3 -> 38; wait 10000; begun; level FF", too_weak},
+    {"the eleventh check is in time",
+     "10 times read B3 -> 38; wait 10000\nbegun; level FF", too_weak},
+    {"38 at the eleventh check is given up",
+     "10 times read B3 -> 38; wait 10000\nread B3 -> 38", never_began},
+    {"03 at the eleventh check is given up",
+     "10 times read B3 -> 03; wait 10000\nread B3 -> 03", never_began},
+    {"a state that cannot be read counts as 0",
+     "10 times read B3 -> nack; wait 10000\nread B3 -> nack", never_began},
 
-    EXPECT_EQ(measure(), nothing_measured);
-    EXPECT_EQ(messages(), never_began);
+    // The level.
+    {"the least negative level ends it", "begun; level FF", too_weak},
+    {"the most negative level ends it", "begun; level 80", too_weak},
+    {"a negative level in the last round ends it however good the others",
+     "begun\n14 times level 7F\nlevel 80", too_weak},
+    {"nine good rounds of fifteen are too few",
+     "begun\n9 times level 03\n6 times level 02", too_weak},
+    {"ten good rounds of fifteen are enough",
+     "begun\n10 times level 03\n5 times level 02\nreference 00 00 80; steady 0 0; result",
+     nothing_but_0, 1210},
+    {"fifteen rounds are run however many are bad",
+     "begun\n15 times level 00", too_weak},
 
-    struct Case {
-        std::string carrier;
-        std::string offset_khz;
-        std::string result_khz;
-    };
     // One byte of the programmed carrier is missing: 0x0080 is 187.5 kHz, 0x0100 is 375 kHz.
-    for (const Case &c :
-         {Case{"read demod 5F -> nack\nread demod 5E -> 80\n", "-187", "1210187"},
-          Case{"read demod 5F -> 01\nread demod 5E -> nack\n", "-375", "1210375"}}) {
-        board(programmed() + ready() + "wait 1000\nread demod 5D -> C8\nwrite demod 5D C8\n" +
-              c.carrier + read_line(0xC9, 0x80) + samples(std::vector<Sample>(5, {0, 0})) +
-              result_taken);
-
-        EXPECT_EQ(measure(), (Measurement{1, 1210, 0, 1151}));
-        EXPECT_EQ(messages_after(sample_messages(5, 0, 0)),
-                  "\tCCI Offset = [" + c.offset_khz + "], TN_Offset = [0]\n\n" +
-                      "\tAmp=[0],Freq=[1210000],CciFo=[" + c.offset_khz + "],TnFo=[0],Result=[" +
-                      c.result_khz + "]\n\n");
-    }
-}
-
-// First readiness: the search has begun.
-
-TEST_F(UserBandMeasurement, the_search_has_begun_when_the_state_is_4_or_more_but_not_38) {
-    for (const unsigned state : {0x04U, 0x37U, 0x39U, 0x80U, 0xFFU}) {
-        board(programmed() + read_line(0xB3, state) + rounds({0xFF}));
-
-        EXPECT_EQ(measure(), nothing_measured) << "state " << state;
-        EXPECT_EQ(messages(), too_weak) << "state " << state;
-    }
-    for (const unsigned state : {0x00U, 0x03U, 0x38U}) {
-        board(programmed() + read_line(0xB3, state) + "wait 10000\n" + begun() + rounds({0xFF}));
-
-        EXPECT_EQ(measure(), nothing_measured) << "state " << state;
-        EXPECT_EQ(messages(), too_weak) << "state " << state;
-    }
-}
-
-TEST_F(UserBandMeasurement, a_search_that_begins_at_the_eleventh_check_is_in_time) {
-    board(programmed() + repeat(10, "read demod B3 -> 38\nwait 10000") + begun() + rounds({0xFF}));
-
-    EXPECT_EQ(measure(), nothing_measured);
-    EXPECT_EQ(messages(), too_weak);
-}
-
-TEST_F(UserBandMeasurement, a_search_that_has_not_begun_at_the_eleventh_check_is_given_up) {
-    for (const char *state : {"38", "03"}) {
-        const std::string read = std::string("read demod B3 -> ") + state;
-        board(programmed() + repeat(10, read + "\nwait 10000") + read);
-
-        EXPECT_EQ(measure(), nothing_measured);
-        EXPECT_EQ(messages(), never_began);
-    }
-}
-
-// Second readiness: the level.
-
-TEST_F(UserBandMeasurement, a_negative_level_ends_it_after_the_state_of_the_same_round) {
-    for (const unsigned level : {0x80U, 0xFFU}) {
-        board(programmed() + begun() + rounds({level}));
-
-        EXPECT_EQ(measure(), nothing_measured) << "level " << level;
-        EXPECT_EQ(messages(), too_weak);
-    }
-}
-
-TEST_F(UserBandMeasurement, a_negative_level_in_the_last_round_ends_it_however_good_the_others) {
-    std::vector<unsigned> levels(14, 0x7F);
-    levels.push_back(0x80);
-    board(programmed() + begun() + rounds(levels));
-
-    EXPECT_EQ(measure(), nothing_measured);
-    EXPECT_EQ(messages(), too_weak);
-}
-
-TEST_F(UserBandMeasurement, nine_good_rounds_of_fifteen_are_too_few) {
-    board(programmed() + begun() + rounds(good_rounds(9)));
-
-    EXPECT_EQ(measure(), nothing_measured);
-    EXPECT_EQ(messages(), too_weak);
-}
-
-TEST_F(UserBandMeasurement, ten_good_rounds_of_fifteen_are_enough) {
-    board(programmed() + begun() + rounds(good_rounds(10)) + carrier_and_decimation() +
-          samples(std::vector<Sample>(5, {0, 0})) + result_taken);
-
-    EXPECT_EQ(measure(), (Measurement{1, 1210, 0, 1151}));
-}
-
-TEST_F(UserBandMeasurement, fifteen_rounds_are_run_however_many_are_bad) {
-    board(programmed() + begun() + rounds(std::vector<unsigned>(15, 0)));
-
-    EXPECT_EQ(measure(), nothing_measured);
-    EXPECT_EQ(messages(), too_weak);
-}
-
-// The samples.
-
-struct UnsteadyCase {
-    std::vector<Sample> sequence;
-    std::string messages;
+    {"an unreadable high byte of the programmed carrier",
+     "strong; wait 1000; update demod 5D C8 -> C8; read 5F -> nack; read 5E -> 80; read C9 -> 80;"
+     "steady 0 0; result",
+     "5 times Freq = 0, Amp = 0\nCCI Offset = [-187], TN_Offset = [0]\n"
+     "Amp=[0],Freq=[1210000],CciFo=[-187],TnFo=[0],Result=[1210187]", 1210},
+    {"an unreadable low byte of the programmed carrier",
+     "strong; wait 1000; update demod 5D C8 -> C8; read 5F -> 01; read 5E -> nack; read C9 -> 80;"
+     "steady 0 0; result",
+     "5 times Freq = 0, Amp = 0\nCCI Offset = [-375], TN_Offset = [0]\n"
+     "Amp=[0],Freq=[1210000],CciFo=[-375],TnFo=[0],Result=[1210375]", 1210},
+    {"the programmed carrier is selected, the other bits set",
+     "strong; wait 1000; update demod 5D FF -> F8; read 5F -> 00; read 5E -> 00; read C9 -> 80;"
+     "steady 0 0; result", nothing_but_0, 1210},
+    {"the programmed carrier is selected, the other bits clear",
+     "strong; wait 1000; update demod 5D 07 -> 00; read 5F -> 00; read 5E -> 00; read C9 -> 80;"
+     "steady 0 0; result", nothing_but_0, 1210},
+    {"the programmed carrier is selected, the other bits mixed",
+     "strong; wait 1000; update demod 5D A9 -> A8; read 5F -> 00; read 5E -> 00; read C9 -> 80;"
+     "steady 0 0; result", nothing_but_0, 1210},
 };
 
-class UnsteadyCarrier : public UserBandMeasurement {
- protected:
-    void expect_refused(const UnsteadyCase &unsteady) {
-        SCOPED_TRACE(unsteady.messages);
-        board(programmed() + ready() + carrier_and_decimation() + samples(unsteady.sequence));
-
-        EXPECT_EQ(measure(), nothing_measured);
-        EXPECT_EQ(messages(), unsteady.messages);
-    }
-
-    void expect_steady(const std::vector<Sample> &sequence, std::int32_t result_mhz,
-                       std::int32_t amplitude) {
-        board(programmed() + ready() + carrier_and_decimation() + samples(sequence) + result_taken);
-
-        EXPECT_EQ(measure(), (Measurement{1, result_mhz, amplitude, 1151}));
-    }
+constexpr Course unsteady[] = {
+    {"an amplitude spread of 16", "samples 0 1280 0 3328",
+     "Freq = 0, Amp = 10\nFreq = 0, Amp = 26\nMaxAmp = 26, MinAmp = 10"},
+    {"an amplitude spread of 16 downwards", "samples 0 1280 0 -768",
+     "Freq = 0, Amp = 10\nFreq = 0, Amp = -6\nMaxAmp = 10, MinAmp = -6"},
+    {"an amplitude spread over all samples so far",
+     "samples 0 2560 0 1536 0 2560 0 3584",
+     "Freq = 0, Amp = 20\nFreq = 0, Amp = 12\nFreq = 0, Amp = 20\nFreq = 0, Amp = 28\n"
+     "MaxAmp = 28, MinAmp = 12"},
+    {"the amplitude of the fifth sample", "samples 0 1280 0 1280 0 1280 0 1280 0 3328",
+     "4 times Freq = 0, Amp = 10\nFreq = 0, Amp = 26\nMaxAmp = 26, MinAmp = 10"},
+    {"the frequency of the fifth sample", "samples 0 1280 0 1280 0 1280 0 1280 256 1280",
+     "4 times Freq = 0, Amp = 10\nFreq = 256, Amp = 10\nMaxFreq = 256, MinFreq = 0"},
+    {"a frequency spread of 256", "samples -1000 1280 -744 1280",
+     "Freq = -1000, Amp = 10\nFreq = -744, Amp = 10\nMaxFreq = -744, MinFreq = -1000"},
+    {"a frequency spread over all samples so far",
+     "samples -1000 1280 -1128 1280 -872 1280",
+     "Freq = -1000, Amp = 10\nFreq = -1128, Amp = 10\nFreq = -872, Amp = 10\n"
+     "MaxFreq = -872, MinFreq = -1128"},
+    {"the widest frequency spread does not wrap",
+     "samples -32768 0 32767 0",
+     "Freq = -32768, Amp = 0\nFreq = 32767, Amp = 0\nMaxFreq = 32767, MinFreq = -32768"},
+    {"the amplitude is judged before the frequency", "samples 0 0 256 2048",
+     "Freq = 0, Amp = 0\nFreq = 256, Amp = 16\nMaxAmp = 16, MinAmp = 0"},
 };
 
-TEST_F(UnsteadyCarrier, an_amplitude_spread_of_15_passes) {
-    // 10, 25, 10, 25, 17
-    expect_steady({{0, 1280}, {0, 3200}, {0, 1280}, {0, 3327}, {0, 2176}}, 1210, 17);
+// The last word, -128, is -187.5 kHz; 340 is 498 kHz, 342 is 501, 16384 is 24000.
+constexpr Course steady[] = {
+    {"an amplitude spread of 15",
+     "samples 0 1280 0 3200 0 1280 0 3327 0 2176",
+     "Freq = 0, Amp = 10\nFreq = 0, Amp = 25\nFreq = 0, Amp = 10\nFreq = 0, Amp = 25\n"
+     "Freq = 0, Amp = 17\nCCI Offset = [0], TN_Offset = [0]\n"
+     "Amp=[17],Freq=[1210000],CciFo=[0],TnFo=[0],Result=[1210000]", 1210, 17},
+    {"a frequency spread of 255",
+     "samples 127 0 -128 0 0 0 127 0 -128 0",
+     "Freq = 127, Amp = 0\nFreq = -128, Amp = 0\nFreq = 0, Amp = 0\nFreq = 127, Amp = 0\n"
+     "Freq = -128, Amp = 0\nCCI Offset = [-187], TN_Offset = [0]\n"
+     "Amp=[0],Freq=[1210000],CciFo=[-187],TnFo=[0],Result=[1210187]", 1210},
+    {"however far above 0", "steady 16384 32767",
+     "5 times Freq = 16384, Amp = 255\nCCI Offset = [24000], TN_Offset = [0]\n"
+     "Amp=[255],Freq=[1210000],CciFo=[24000],TnFo=[0],Result=[1186000]", 1186, 255},
+    {"however far below 0", "steady -16384 -32768",
+     "5 times Freq = -16384, Amp = -256\nCCI Offset = [-24000], TN_Offset = [0]\n"
+     "Amp=[-256],Freq=[1210000],CciFo=[-24000],TnFo=[0],Result=[1234000]", 1234, -256},
+    {"the last sample is the one that counts",
+     "samples 100 128 300 256 341 384 100 512 340 1279",
+     "Freq = 100, Amp = 1\nFreq = 300, Amp = 2\nFreq = 341, Amp = 3\nFreq = 100, Amp = 4\n"
+     "Freq = 340, Amp = 9\nCCI Offset = [498], TN_Offset = [0]\n"
+     "Amp=[9],Freq=[1210000],CciFo=[498],TnFo=[0],Result=[1209501]", 1210, 9},
+    {"a last sample one step further",
+     "samples 100 128 300 256 340 384 100 512 342 640",
+     "Freq = 100, Amp = 1\nFreq = 300, Amp = 2\nFreq = 340, Amp = 3\nFreq = 100, Amp = 4\n"
+     "Freq = 342, Amp = 5\nCCI Offset = [500], TN_Offset = [0]\n"
+     "Amp=[5],Freq=[1210000],CciFo=[500],TnFo=[0],Result=[1209499]", 1209, 5},
+};
+// clang-format on
+
+TEST_F(UserBands, wait_for_a_carrier_that_is_there) {
+    for_each_row(readiness, [this](const Course &row) {
+        bus(std::string("measure 1210000\n") + row.transcript);
+        measure(row.messages, row.result_mhz != 0 ? 1 : 0, row.result_mhz, row.amplitude);
+    });
 }
 
-TEST_F(UnsteadyCarrier, an_amplitude_spread_of_16_is_refused_at_that_sample) {
-    expect_refused({{{0, 1280}, {0, 3328}},
-                    "\tFreq = 0, Amp = 10\n\n\tFreq = 0, Amp = 26\n\n"
-                    "\tMaxAmp = 26, MinAmp = 10\n\n"});
-    expect_refused({{{0, 1280}, {0, -768}},
-                    "\tFreq = 0, Amp = 10\n\n\tFreq = 0, Amp = -6\n\n"
-                    "\tMaxAmp = 10, MinAmp = -6\n\n"});
+TEST_F(UserBands, refuse_an_unsteady_carrier_at_the_sample_that_tells) {
+    for_each_row(unsteady, [this](const Course &row) {
+        bus(std::string("measure 1210000; strong; reference 00 00 80\n") + row.transcript);
+        measure(row.messages, 0);
+    });
 }
 
-TEST_F(UnsteadyCarrier, the_amplitude_spread_is_over_all_samples_so_far) {
-    expect_refused({{{0, 2560}, {0, 1536}, {0, 2560}, {0, 3584}},
-                    "\tFreq = 0, Amp = 20\n\n\tFreq = 0, Amp = 12\n\n\tFreq = 0, Amp = 20\n\n"
-                    "\tFreq = 0, Amp = 28\n\n\tMaxAmp = 28, MinAmp = 12\n\n"});
+TEST_F(UserBands, accept_a_steady_carrier) {
+    for_each_row(steady, [this](const Course &row) {
+        bus(std::string("measure 1210000; strong; reference 00 00 80\n") + row.transcript +
+            "; result");
+        measure(row.messages, 1, row.result_mhz, row.amplitude);
+    });
 }
 
-TEST_F(UnsteadyCarrier, the_fifth_sample_is_judged_too) {
-    const std::string four = sample_messages(4, 0, 10);
-
-    expect_refused({{{0, 1280}, {0, 1280}, {0, 1280}, {0, 1280}, {0, 3328}},
-                    four + "\tFreq = 0, Amp = 26\n\n\tMaxAmp = 26, MinAmp = 10\n\n"});
-    expect_refused({{{0, 1280}, {0, 1280}, {0, 1280}, {0, 1280}, {256, 1280}},
-                    four + "\tFreq = 256, Amp = 10\n\n\tMaxFreq = 256, MinFreq = 0\n\n"});
-}
-
-TEST_F(UnsteadyCarrier, a_frequency_spread_of_255_passes) {
-    // The last word, -128, is -187.5 kHz.
-    expect_steady({{127, 0}, {-128, 0}, {0, 0}, {127, 0}, {-128, 0}}, 1210, 0);
-}
-
-TEST_F(UnsteadyCarrier, a_frequency_spread_of_256_is_refused_at_that_sample) {
-    expect_refused({{{-1000, 1280}, {-744, 1280}},
-                    "\tFreq = -1000, Amp = 10\n\n\tFreq = -744, Amp = 10\n\n"
-                    "\tMaxFreq = -744, MinFreq = -1000\n\n"});
-    expect_refused({{{-1000, 1280}, {-1128, 1280}, {-872, 1280}},
-                    "\tFreq = -1000, Amp = 10\n\n\tFreq = -1128, Amp = 10\n\n"
-                    "\tFreq = -872, Amp = 10\n\n\tMaxFreq = -872, MinFreq = -1128\n\n"});
-}
-
-TEST_F(UnsteadyCarrier, the_widest_frequency_spread_does_not_wrap) {
-    expect_refused({{{-32768, 0}, {32767, 0}},
-                    "\tFreq = -32768, Amp = 0\n\n\tFreq = 32767, Amp = 0\n\n"
-                    "\tMaxFreq = 32767, MinFreq = -32768\n\n"});
-}
-
-TEST_F(UnsteadyCarrier, the_amplitude_is_judged_before_the_frequency) {
-    expect_refused({{{0, 0}, {256, 2048}},
-                    "\tFreq = 0, Amp = 0\n\n\tFreq = 256, Amp = 16\n\n"
-                    "\tMaxAmp = 16, MinAmp = 0\n\n"});
-}
-
-TEST_F(UnsteadyCarrier, a_steady_carrier_passes_however_far_from_0) {
-    // 16384 steps are 24000 kHz.
-    expect_steady(std::vector<Sample>(5, {16384, 32767}), 1186, 255);
-    expect_steady(std::vector<Sample>(5, {-16384, -32768}), 1234, -256);
-}
-
-TEST_F(UnsteadyCarrier, the_last_sample_is_the_one_that_counts) {
-    // 100 steps are 146 kHz, 300 are 439 kHz, 340 are 498 kHz and 341 are 499.5 kHz.
-    expect_steady({{100, 128}, {300, 256}, {341, 384}, {100, 512}, {340, 1279}}, 1210, 9);
-    expect_steady({{100, 128}, {300, 256}, {340, 384}, {100, 512}, {342, 640}}, 1209, 5);
-}
-
-TEST_F(UnsteadyCarrier, the_amplitude_is_truncated_toward_0) {
-    struct Case {
-        int word;
-        std::int32_t amplitude;
-    };
-    for (const Case &c : {Case{4095, 31}, Case{-4095, -31}, Case{127, 0}, Case{-127, 0},
-                          Case{128, 1}, Case{-128, -1}, Case{-129, -1}}) {
-        SCOPED_TRACE(c.word);
-        expect_steady(std::vector<Sample>(5, {0, c.word}), 1210, c.amplitude);
-        EXPECT_EQ(messages().substr(0, sample_messages(5, 0, c.amplitude).size()),
-                  sample_messages(5, 0, c.amplitude));
+TEST_F(UserBands, truncate_the_amplitude_toward_0) {
+    const std::array<std::array<int, 2>, 7> rows{
+        {{4095, 31}, {-4095, -31}, {127, 0}, {-127, 0}, {128, 1}, {-128, -1}, {-129, -1}}};
+    for (const auto &[word, amplitude] : rows) {
+        const std::string value = std::to_string(amplitude);
+        bus("carrier at 1210000 0 " + std::to_string(word));
+        measure("5 times Freq = 0, Amp = " + value + "\nCCI Offset = [0], TN_Offset = [0]\nAmp=[" +
+                    value + "],Freq=[1210000],CciFo=[0],TnFo=[0],Result=[1210000]",
+                1, 1210, amplitude);
     }
 }
 
-// The arithmetic.
-
-struct CarrierCase {
-    std::uint32_t frequency_khz;
+// The arithmetic: steps of 96000 / 65536 kHz. The frequency word is divided by the decimation, the
+// programmed carrier's word is not; the tuner's offset is taken off.
+struct Carrier {
+    const char *name;
     int frequency_word;
-    int carrier_word;
-    unsigned decimation_register;
-    std::int32_t tuner_offset_khz;
-    std::string cci;
-    std::string total;
-    std::string result;
+    const char *reference;  // the programmed carrier's word, the decimation's register
+    std::int32_t tuner_khz;
+    const char *cci_khz;
+    const char *total_khz;
+    const char *result_khz;
     std::int32_t result_mhz;
+    std::uint32_t frequency_khz = 1'210'000;
 };
 
-class CarrierArithmetic : public UserBandMeasurement {
+// clang-format off
+constexpr Carrier carriers[] = {
+    {"1024 steps", 1024, "00 00 80", 0, "1500", "1500", "1208500", 1209},
+    {"1024 steps below", -1024, "00 00 80", 0, "-1500", "-1500", "1211500", 1212},
+    {"the lowest word", -32768, "00 00 80", 0, "-48000", "-48000", "1258000", 1258},
+    {"a word of both bytes", 0x1234, "00 00 80", 0, "6826", "6826", "1203173", 1203},
+
+    {"decimation by 8, carrier -2048", 8192, "F8 00 B0", 0, "4500", "4500", "1205500", 1206},
+    {"no decimation, carrier 2048", 8192, "08 00 80", 0, "9000", "9000", "1201000", 1201},
+    {"decimation by 2, carrier 2048", 8192, "08 00 90", 0, "3000", "3000", "1207000", 1207},
+    {"decimation by 1, other bits set", 16384, "00 00 8F", 0, "24000", "24000", "1186000", 1186},
+    {"decimation by 2, other bits clear", 16384, "00 00 10", 0, "12000", "12000", "1198000", 1198},
+    {"decimation by 4", 16384, "00 00 20", 0, "6000", "6000", "1204000", 1204},
+    {"decimation by 16", 16384, "00 00 40", 0, "1500", "1500", "1208500", 1209},
+    {"decimation by 128, other bits set", 16384, "00 00 FF", 0, "187", "187", "1209812", 1210},
+
+    {"the highest carrier", 0, "7F FF 80", 0, "-47998", "-47998", "1257998", 1258},
+    {"the lowest carrier", 0, "80 00 80", 0, "48000", "48000", "1162000", 1162},
+    {"both at their ends", 32767, "80 00 80", 0, "95998", "95998", "1114001", 1114},
+
+    // Fractions are kept until the result is truncated: one step is 1.46484375 kHz.
+    {"one step", 1, "00 00 80", 0, "1", "1", "1209998", 1210},
+    {"one step below", -1, "00 00 80", 0, "-1", "-1", "1210001", 1210},
+    {"0.732421875 - 1.46484375", 1, "00 01 90", 0, "0", "0", "1210000", 1210},
+    {"0.732421875 - 1.46484375 + 1", 1, "00 01 90", -1, "0", "0", "1209999", 1210},
+    {"1.46484375 - 0.732421875 - 1", -1, "FF FF 90", 1, "0", "0", "1210000", 1210},
+
+    {"the tuner's offset", 1024, "00 00 80", 200, "1500", "1300", "1208700", 1209},
+    {"the tuner's negative offset", 1024, "00 00 80", -200, "1500", "1700", "1208300", 1208},
+
+    {"499 kHz are rounded down", 0, "00 00 80", 499, "0", "-499", "1210499", 1210},
+    {"500 kHz are rounded up", 0, "00 00 80", 500, "0", "-500", "1210500", 1211},
+    {"-500 kHz are rounded up", 0, "00 00 80", -500, "0", "500", "1209500", 1210},
+    {"-501 kHz are rounded down", 0, "00 00 80", -501, "0", "501", "1209499", 1209},
+    // A negative result is rounded toward 0 after the half.
+    {"-500 kHz in all", 0, "00 00 80", -500, "0", "500", "-500", 0, 0},
+    {"-1499 kHz in all", 0, "00 00 80", -1499, "0", "1499", "-1499", 0, 0},
+    {"-1500 kHz in all", 0, "00 00 80", -1500, "0", "1500", "-1500", -1, 0},
+};
+
+constexpr Carrier inverted_carriers[] = {
+    {"the signs are turned", 1024, "00 00 80", 200, "1500", "1700", "1211700", 1212},
+    {"below", -1024, "00 00 80", 200, "-1500", "-1300", "1208700", 1209},
+    {"one step below", -1, "00 00 80", 0, "-1", "-1", "1209998", 1210},
+    {"one step", 1, "00 00 80", 0, "1", "1", "1210001", 1210},
+};
+
+constexpr Carrier uninverted_carriers[] = {
+    {"nothing is turned", 1024, "00 00 80", 200, "1500", "1300", "1208700", 1209},
+};
+// clang-format on
+
+class UserBandArithmetic : public UserBands {
  protected:
-    void expect_result(const CarrierCase &c, const char *programming = measure_ds300x) {
-        SCOPED_TRACE(testing::Message() << "word " << c.frequency_word << ", carrier "
-                                        << c.carrier_word << ", tuner " << c.tuner_offset_khz);
-        expect_result_after(programmed(c.frequency_khz, programming), c);
-    }
-
-    void expect_result_after(const std::string &programming, const CarrierCase &c) {
-        board(programming + ready() +
-              carrier_and_decimation(c.carrier_word, c.decimation_register) +
-              samples(std::vector<Sample>(5, {c.frequency_word, 4096})) + result_taken);
-        answer_with_offsets({c.tuner_offset_khz});
-
-        EXPECT_EQ(measure(c.frequency_khz), (Measurement{1, c.result_mhz, 32, 1151}));
-
-        const std::string tuner = std::to_string(c.tuner_offset_khz);
-        EXPECT_EQ(messages_after(sample_messages(5, c.frequency_word, 32)),
-                  "\tCCI Offset = [" + c.cci + "], TN_Offset = [" + tuner + "]\n\n" +
-                      "\tAmp=[32],Freq=[" + std::to_string(c.frequency_khz) + "],CciFo=[" +
-                      c.total + "],TnFo=[" + tuner + "],Result=[" + c.result + "]\n\n");
-    }
-
-    static std::string inverted_on_ds310x() {
-        return replaced(programmed(1210000, measure_ds310x),
-                        "read demod 4D -> 93\nwrite demod 4D 91",
-                        "read demod 4D -> 93\nwrite demod 4D 93");
+    template <typename Rows>
+    void measure_each(const Rows &rows, const tests::Edit &but = {}) {
+        for_each_row(rows, [&](const Carrier &row) {
+            const std::string kilohertz = std::to_string(row.frequency_khz);
+            const std::string word = std::to_string(row.frequency_word);
+            const std::string tuner = std::to_string(row.tuner_khz);
+            const std::string transcript =
+                tests::scan_lines("measure " + kilohertz + "; strong; reference " + row.reference +
+                                  "\nsteady " + word + " 4096; result");
+            board(but.before.empty() ? transcript : edited(transcript, {but}));
+            answer_with_offsets({row.tuner_khz});
+            measure("5 times Freq = " + word + ", Amp = 32\nCCI Offset = [" + row.cci_khz +
+                        "], TN_Offset = [" + tuner + "]\nAmp=[32],Freq=[" + kilohertz +
+                        "],CciFo=[" + row.total_khz + "],TnFo=[" + tuner + "],Result=[" +
+                        row.result_khz + "]",
+                    1, row.result_mhz, 32, row.frequency_khz);
+        });
     }
 };
 
-TEST_F(CarrierArithmetic, the_frequency_word_counts_steps_of_96000_in_65536_khz) {
-    expect_result({1210000, 1024, 0, 0x80, 0, "1500", "1500", "1208500", 1209});
-    expect_result({1210000, -1024, 0, 0x80, 0, "-1500", "-1500", "1211500", 1212});
-    expect_result({1210000, -32768, 0, 0x80, 0, "-48000", "-48000", "1258000", 1258});
-    expect_result({1210000, 0x1234, 0, 0x80, 0, "6826", "6826", "1203173", 1203});
-}
+TEST_F(UserBandArithmetic, places_the_carrier) { measure_each(carriers); }
 
-TEST_F(CarrierArithmetic, the_decimation_divides_the_frequency_word_but_not_the_carrier) {
-    expect_result({1210000, 8192, -2048, 0xB0, 0, "4500", "4500", "1205500", 1206});
-    expect_result({1210000, 8192, 2048, 0x80, 0, "9000", "9000", "1201000", 1201});
-    expect_result({1210000, 8192, 2048, 0x90, 0, "3000", "3000", "1207000", 1207});
-}
-
-TEST_F(CarrierArithmetic, the_decimation_is_in_bits_6_to_4) {
-    expect_result({1210000, 16384, 0, 0x8F, 0, "24000", "24000", "1186000", 1186});
-    expect_result({1210000, 16384, 0, 0x10, 0, "12000", "12000", "1198000", 1198});
-    expect_result({1210000, 16384, 0, 0x20, 0, "6000", "6000", "1204000", 1204});
-    expect_result({1210000, 16384, 0, 0x40, 0, "1500", "1500", "1208500", 1209});
-    expect_result({1210000, 16384, 0, 0xFF, 0, "187", "187", "1209812", 1210});
-}
-
-TEST_F(CarrierArithmetic, the_carrier_is_a_signed_word) {
-    expect_result({1210000, 0, 32767, 0x80, 0, "-47998", "-47998", "1257998", 1258});
-    expect_result({1210000, 0, -32768, 0x80, 0, "48000", "48000", "1162000", 1162});
-    expect_result({1210000, 32767, -32768, 0x80, 0, "95998", "95998", "1114001", 1114});
-}
-
-TEST_F(CarrierArithmetic, fractions_are_kept_until_the_result_is_truncated) {
-    // One step is 1.46484375 kHz.
-    expect_result({1210000, 1, 0, 0x80, 0, "1", "1", "1209998", 1210});
-    expect_result({1210000, -1, 0, 0x80, 0, "-1", "-1", "1210001", 1210});
-    // 0.732421875 - 1.46484375
-    expect_result({1210000, 1, 1, 0x90, 0, "0", "0", "1210000", 1210});
-    expect_result({1210000, 1, 1, 0x90, -1, "0", "0", "1209999", 1210});
-    // 1.46484375 - 0.732421875 - 1
-    expect_result({1210000, -1, -1, 0x90, 1, "0", "0", "1210000", 1210});
-}
-
-TEST_F(CarrierArithmetic, the_tuner_s_offset_is_taken_off_the_carrier_s) {
-    expect_result({1210000, 1024, 0, 0x80, 200, "1500", "1300", "1208700", 1209});
-    expect_result({1210000, 1024, 0, 0x80, -200, "1500", "1700", "1208300", 1208});
-}
-
-TEST_F(CarrierArithmetic, an_inverted_spectrum_turns_the_signs_on_ds300x) {
+TEST_F(UserBandArithmetic, an_inverted_spectrum_turns_the_signs_on_ds300x_alone) {
     ds3000_context.unicable_enabled = 1;
-
-    expect_result({1210000, 1024, 0, 0x80, 200, "1500", "1700", "1211700", 1212});
-    expect_result({1210000, -1024, 0, 0x80, 200, "-1500", "-1300", "1208700", 1209});
-    expect_result({1210000, -1, 0, 0x80, 0, "-1", "-1", "1209998", 1210});
-    expect_result({1210000, 1, 0, 0x80, 0, "1", "1", "1210001", 1210});
-}
-
-TEST_F(CarrierArithmetic, an_inversion_that_cancels_out_turns_nothing) {
-    ds3000_context.unicable_enabled = 1;
+    measure_each(inverted_carriers);
+    // An inversion that cancels out.
     ds3000_context.board_iq_swap = 1;
-
-    expect_result({1210000, 1024, 0, 0x80, 200, "1500", "1300", "1208700", 1209});
-}
-
-TEST_F(CarrierArithmetic, an_inverted_spectrum_turns_nothing_on_ds3002b_and_ds3103) {
-    ds3000_context.board_iq_swap = 1;
+    measure_each(uninverted_carriers);
+    ds3000_context.unicable_enabled = 0;
     for (const std::int32_t chip : {CHIP_DS3002B, CHIP_DS3103}) {
         ds3000_context.chip_type = chip;
-        expect_result_after(inverted_on_ds310x(),
-                            {1210000, 1024, 0, 0x80, 200, "1500", "1300", "1208700", 1209});
+        measure_each(uninverted_carriers, {"update demod 4D 93 -> 91", "update demod 4D 93 -> 93"});
     }
 }
 
-TEST_F(CarrierArithmetic, the_result_is_rounded_to_the_nearest_mhz) {
-    expect_result({1210000, 0, 0, 0x80, 499, "0", "-499", "1210499", 1210});
-    expect_result({1210000, 0, 0, 0x80, 500, "0", "-500", "1210500", 1211});
-    expect_result({1210000, 0, 0, 0x80, -500, "0", "500", "1209500", 1210});
-    expect_result({1210000, 0, 0, 0x80, -501, "0", "501", "1209499", 1209});
-}
-
-TEST_F(CarrierArithmetic, a_negative_result_is_rounded_toward_0_after_the_half) {
-    expect_result({0, 0, 0, 0x80, -500, "0", "500", "-500", 0});
-    expect_result({0, 0, 0, 0x80, -1499, "0", "1499", "-1499", 0});
-    expect_result({0, 0, 0, 0x80, -1500, "0", "1500", "-1500", -1});
-}
-
-TEST_F(UserBandMeasurement, the_last_message_asks_for_the_tuner_s_offset_afresh) {
-    board(steady_carrier(1210000, {1024, 0}));
+TEST_F(UserBands, ask_for_the_tuners_offset_afresh_in_the_last_message) {
+    bus("carrier at 1210000 1024 0");
     answer_with_offsets({100, 250});
-
-    EXPECT_EQ(measure(), (Measurement{1, 1209, 0, 1151}));
-    EXPECT_EQ(messages_after(sample_messages(5, 1024, 0)),
-              "\tCCI Offset = [1500], TN_Offset = [100]\n\n"
-              "\tAmp=[0],Freq=[1210000],CciFo=[1400],TnFo=[250],Result=[1208600]\n\n");
+    measure(
+        "5 times Freq = 1024, Amp = 0\nCCI Offset = [1500], TN_Offset = [100]\n"
+        "Amp=[0],Freq=[1210000],CciFo=[1400],TnFo=[250],Result=[1208600]",
+        1, 1209);
 }
 
-TEST_F(UserBandMeasurement, the_programmed_carrier_is_selected_and_the_other_bits_kept) {
-    for (const auto &[before, after] :
-         {std::pair{0xFFU, 0xF8U}, std::pair{0x07U, 0x00U}, std::pair{0xA9U, 0xA8U}}) {
-        board(programmed() + ready() + "wait 1000\n" + read_line(0x5D, before) +
-              tests::write_line(0x5D, after) + read_high_then_low(0x5F, 0x5E, 0) +
-              read_line(0xC9, 0x80) + samples(std::vector<Sample>(5, {0, 0})) + result_taken);
-
-        EXPECT_EQ(measure(), (Measurement{1, 1210, 0, 1151}));
-    }
-}
-
-// The search.
-
-// What the search does not write keeps this.
+// The search. What it does not write keeps this.
 constexpr ub_entry untouched{0xEEEEEEEE, 0xEE, 0xEEEEEEEE, 0xEEEEEEEE, -286331154};
 
-constexpr ub_entry valid_band(std::uint32_t frequency_mhz) {
-    return {frequency_mhz, 1, frequency_mhz, untouched.reserved, 1151};
+bool operator==(const ub_entry &a, const ub_entry &b) {
+    return a.frequency_mhz == b.frequency_mhz && a.valid == b.valid &&
+           a.measured_frequency_mhz == b.measured_frequency_mhz && a.reserved == b.reserved &&
+           a.gain == b.gain;
 }
-
-std::vector<std::int64_t> fields_of(const ub_entry &entry) {
-    return {entry.frequency_mhz, entry.valid, entry.measured_frequency_mhz, entry.reserved,
-            entry.gain};
-}
-
-constexpr const char *no_band = "\n\tTotal 0 UBs are found!\n\n\n";
-
-// Frequency words of carriers below the frequency measured from, with an amplitude of 32.
-constexpr Sample below_by_3_mhz{2048, 4096};
-constexpr Sample below_by_4_mhz{2731, 4096};
-constexpr Sample below_by_5_mhz{3413, 4096};
-constexpr Sample below_by_6_mhz{4096, 4096};
-constexpr Sample below_by_7_mhz{4779, 4096};
-constexpr Sample above_by_25_mhz{-17067, 4096};
 
 class UserBandSearch : public UserBands {
  protected:
-    UserBandSearch() {
+    // What is printed, once the entries are found to be those bands and the others untouched.
+    std::string search(std::uint16_t start_mhz, std::uint16_t end_mhz,
+                       const std::vector<std::uint32_t> &bands_mhz, std::uint8_t command = 0) {
         entries_.fill(untouched);
         ds3000_context.ub_count = 9;
-    }
-
-    void search(std::uint16_t start_mhz, std::uint16_t end_mhz, std::uint8_t send_command = 0) {
-        messages_ = standard_error_of(
-            [&] { EXPECT_EQ(ub_detect(start_mhz, end_mhz, entries_.data(), send_command), 0); });
-    }
-
-    // The entries that are not untouched, and the count.
-    void expect_bands(const std::vector<std::uint32_t> &bands_mhz) {
+        const std::string messages = standard_error_of(
+            [&] { EXPECT_EQ(ub_detect(start_mhz, end_mhz, entries_.data(), command), 0); });
         EXPECT_EQ(ds3000_context.ub_count, bands_mhz.size());
-        for (std::size_t i = 0; i < entries_.size(); ++i) {
-            const ub_entry expected = i < bands_mhz.size() ? valid_band(bands_mhz[i]) : untouched;
-            EXPECT_EQ(fields_of(entries_[i]), fields_of(expected)) << "entry " << i;
+        for (std::size_t i = 0; i < entries_.size() && !during_tuning; ++i) {
+            const std::uint32_t mhz = i < bands_mhz.size() ? bands_mhz[i] : 0;
+            EXPECT_TRUE(entries_[i] ==
+                        (mhz != 0 ? ub_entry{mhz, 1, mhz, untouched.reserved, 1151} : untouched))
+                << "entry " << i << ": " << entries_[i].frequency_mhz << " MHz";
         }
+        return messages;
     }
 
     [[nodiscard]] ub_entry &entry(std::size_t index) { return entries_.at(index); }
 
-    [[nodiscard]] const std::string &messages() const { return messages_; }
-
-    // The messages without those of the measurements, and without empty lines.
-    [[nodiscard]] std::string findings() const {
+    // The messages without those of the measurements.
+    static std::string findings(const std::string &messages) {
         std::string lines;
-        std::istringstream text(messages_);
+        std::istringstream text(messages);
         for (std::string line; std::getline(text, line);) {
             if (line.find("--") != std::string::npos || line.find("Total") != std::string::npos) {
-                lines += line + '\n';
+                lines += line.substr(1) + '\n';
             }
         }
         return lines;
@@ -750,328 +481,193 @@ class UserBandSearch : public UserBands {
 
  private:
     std::array<ub_entry, 4> entries_{};
-    std::string messages_;
 };
 
 TEST_F(UserBandSearch, finds_one_band_after_switching_the_test_tones_on) {
     board(golden("ub_detect_one_band.txt"));
 
-    search(1170, 1220, 1);
-
-    expect_bands({1210});
-    EXPECT_EQ(messages(),
-              "\tDiSEqC messages have been sent out!\n\n"
-              "\n\t--------[1185]MHz--------\n\n"
-              "\tFailed to get CCI 1!\n\n"
-              "\n\t--------[1215]MHz--------\n\n"
-              "\tFreq = 3413, Amp = 32\n\n"
-              "\tFreq = 3413, Amp = 32\n\n"
-              "\tFreq = 3413, Amp = 32\n\n"
-              "\tFreq = 3413, Amp = 32\n\n"
-              "\tFreq = 3413, Amp = 32\n\n"
-              "\tCCI Offset = [4999], TN_Offset = [0]\n\n"
-              "\tAmp=[32],Freq=[1215000],CciFo=[4999],TnFo=[0],Result=[1210000]\n\n"
-              "\t[CCI -- 1210]MHz----[AMP --   32]----[Gain -- 1151]\n\n"
-              "\tFreq = 3413, Amp = 34\n\n"
-              "\tFreq = 3413, Amp = 34\n\n"
-              "\tFreq = 3413, Amp = 34\n\n"
-              "\tFreq = 3413, Amp = 34\n\n"
-              "\tFreq = 3413, Amp = 34\n\n"
-              "\tCCI Offset = [4999], TN_Offset = [0]\n\n"
-              "\tAmp=[34],Freq=[1215000],CciFo=[4999],TnFo=[0],Result=[1210000]\n\n"
-              "\t[VFY -- 1210]MHz----[AMP --   34]----[Gain -- 1151]\n\n"
-              "\n\tTotal 1 UB is found!\n\n\n"
-              "\t[00]--Freq = [1210] Gain = [1151], Avg = [1151], Ratio = [100]--OK!\n\n");
+    EXPECT_EQ(search(1170, 1220, {1210}, 1),
+              printed("DiSEqC messages have been sent out!\n"
+                      "--------[1185]MHz--------\n"
+                      "Failed to get CCI 1!\n"
+                      "--------[1215]MHz--------\n"
+                      "5 times Freq = 3413, Amp = 32\n"
+                      "CCI Offset = [4999], TN_Offset = [0]\n"
+                      "Amp=[32],Freq=[1215000],CciFo=[4999],TnFo=[0],Result=[1210000]\n"
+                      "[CCI -- 1210]MHz----[AMP --   32]----[Gain -- 1151]\n"
+                      "5 times Freq = 3413, Amp = 34\n"
+                      "CCI Offset = [4999], TN_Offset = [0]\n"
+                      "Amp=[34],Freq=[1215000],CciFo=[4999],TnFo=[0],Result=[1210000]\n"
+                      "[VFY -- 1210]MHz----[AMP --   34]----[Gain -- 1151]\n"
+                      "Total 1 UB is found!\n"
+                      "[00]--Freq = [1210] Gain = [1151], Avg = [1151], Ratio = [100]--OK!"));
 }
 
 TEST_F(UserBandSearch, a_command_that_times_out_does_not_stop_it) {
-    board(R"(
-        read demod A1 -> FB
-        read demod A2 -> FF
-        write demod A2 9C
-        write demod A1 FB
-        read demod A2 -> FF
-        write demod A2 1F
-        write demod A3 E0
-        write demod A4 10
-        write demod A5 5B
-        write demod A6 00
-        write demod A7 00
-        read demod A1 -> FF
-        write demod A1 27
-    )" + repeat(15, "wait 10000\nread demod A1 -> 40") +
-          R"(
-        read demod A1 -> FF
-        write demod A1 7F
-        read demod A2 -> 7F
-        write demod A2 BF
-        wait 10000
-    )" + no_carrier(1215000));
+    bus(R"(
+        read A1 -> FB; update demod A2 FF -> 9C; write A1 FB; update demod A2 FF -> 1F
+        write A3 E0; write A4 10; write A5 5B; write A6 00; write A7 00; update demod A1 FF -> 27
+        15 times wait 10000; read A1 -> 40
+        update demod A1 FF -> 7F; update demod A2 7F -> BF; wait 10000; nothing at 1215000
+    )");
 
-    search(1200, 1216, 0x80);
-
-    EXPECT_EQ(messages(), std::string("\tDiSEqC messages have been sent out!\n\n"
-                                      "\n\t--------[1215]MHz--------\n\n") +
-                              never_began + no_band);
-}
-
-TEST_F(UserBandSearch, a_start_within_15_mhz_of_the_end_measures_nothing) {
-    for (const std::uint16_t end_mhz : {std::uint16_t{1215}, std::uint16_t{1200}}) {
-        ds3000_context.ub_count = 9;
-
-        search(1200, end_mhz);
-
-        expect_bands({});
-        EXPECT_EQ(messages(), no_band);
-    }
-}
-
-TEST_F(UserBandSearch, the_end_is_exclusive) {
-    board(no_carrier(1215000) + no_carrier(1245000));
-    search(1200, 1275);
-    EXPECT_EQ(messages(), std::string("\n\t--------[1215]MHz--------\n\n") + never_began +
-                              "\n\t--------[1245]MHz--------\n\n" + never_began + no_band);
-
-    board(no_carrier(1215000) + no_carrier(1245000) + no_carrier(1275000));
-    search(1200, 1276);
-    expect_bands({});
-}
-
-TEST_F(UserBandSearch, the_first_step_wraps_at_16_bits) {
-    board(no_carrier(9000));
-
-    search(65530, 10);
-
-    EXPECT_EQ(messages(), std::string("\n\t--------[   9]MHz--------\n\n") + never_began + no_band);
+    EXPECT_EQ(search(1200, 1216, {}, 0x80),
+              printed("DiSEqC messages have been sent out!\n--------[1215]MHz--------\n"
+                      "Failed to get CCI 1!\nTotal 0 UBs are found!"));
 }
 
 TEST_F(UserBandSearch, recomputes_the_inversion_even_without_a_step) {
     ds3000_context.unicable_enabled = 1;
-    search(1200, 1200);
+    search(1200, 1200, {});
     EXPECT_EQ(ds3000_context.spectrum_inverted, 1);
 
     ds3000_context.board_iq_swap = 1;
-    search(1200, 1200);
+    search(1200, 1200, {});
     EXPECT_EQ(ds3000_context.spectrum_inverted, 0);
 }
 
 TEST_F(UserBandSearch, an_unbound_tuner_finds_nothing) {
     ds3000_context.tuner_ops.tuner_set_frequency = nullptr;
 
-    search(1200, 1260);
-
-    expect_bands({});
-    EXPECT_EQ(messages(), std::string("\n\t--------[1215]MHz--------\n\n"
-                                      "\n\t--------[1245]MHz--------\n\n") +
-                              no_band);
+    EXPECT_EQ(search(1200, 1260, {}),
+              printed("--------[1215]MHz--------\n--------[1245]MHz--------\n"
+                      "Total 0 UBs are found!"));
 }
 
-TEST_F(UserBandSearch, a_carrier_met_again_1_mhz_higher_in_a_later_step_is_counted_once) {
-    board(steady_carrier(1185000, above_by_25_mhz) + steady_carrier(1215000, below_by_5_mhz) +
-          steady_carrier(1215000, below_by_4_mhz));
-
-    search(1170, 1216);
-
-    expect_bands({1210});
-    EXPECT_EQ(findings(),
-              "\t--------[1185]MHz--------\n"
-              "\t[CCI -- 1210]MHz----[AMP --   32]----[Gain -- 1151]\n"
-              "\t[VFY -- 1210]MHz----[AMP --   32]----[Gain -- 1151]\n"
-              "\t--------[1215]MHz--------\n"
-              "\tTotal 1 UB is found!\n"
-              "\t[00]--Freq = [1210] Gain = [1151], Avg = [1151], Ratio = [100]--OK!\n");
-}
-
-TEST_F(UserBandSearch, a_carrier_met_again_at_the_same_place_or_1_mhz_lower_is_counted_once) {
-    for (const Sample &again : {below_by_5_mhz, below_by_6_mhz}) {
-        board(steady_carrier(1185000, above_by_25_mhz) + steady_carrier(1215000, below_by_5_mhz) +
-              steady_carrier(1215000, again));
-
-        search(1170, 1216);
-
-        expect_bands({1210});
-    }
-}
-
-TEST_F(UserBandSearch, carriers_2_mhz_apart_are_two_bands) {
-    struct Case {
-        Sample sample;
-        std::uint32_t band_mhz;
-        Sample verified_as;
-    };
-    for (const Case &c :
-         {Case{below_by_3_mhz, 1212, below_by_5_mhz}, Case{below_by_7_mhz, 1208, below_by_5_mhz}}) {
-        board(steady_carrier(1185000, above_by_25_mhz) + steady_carrier(1215000, below_by_5_mhz) +
-              steady_carrier(1215000, c.sample) +
-              steady_carrier(c.band_mhz * 1000 + 5000, c.verified_as));
-
-        search(1170, 1216);
-
-        expect_bands({1210, c.band_mhz});
-    }
-}
-
-TEST_F(UserBandSearch, a_carrier_near_any_band_found_is_skipped) {
-    // 1210, 1240, and 1210 again, 65 MHz below the last step.
-    board(steady_carrier(1215000, below_by_5_mhz) + steady_carrier(1215000, below_by_5_mhz) +
-          steady_carrier(1245000, below_by_5_mhz) + steady_carrier(1245000, below_by_5_mhz) +
-          programmed(1275000) + ready() + carrier_and_decimation(-32768) +
-          samples(std::vector<Sample>(5, {11605, 4096})) + result_taken);
-
-    search(1200, 1276);
-
-    expect_bands({1210, 1240});
-}
-
-TEST_F(UserBandSearch, a_verification_1_mhz_off_discards_the_band) {
-    for (const Sample &verified_as : {below_by_4_mhz, below_by_6_mhz}) {
-        board(steady_carrier(1215000, below_by_5_mhz) + steady_carrier(1215000, verified_as));
-
-        search(1200, 1216);
-
-        expect_bands({});
-        EXPECT_THAT(messages(), testing::EndsWith(no_band));
-    }
-    EXPECT_EQ(findings(),
-              "\t--------[1215]MHz--------\n"
-              "\t[CCI -- 1210]MHz----[AMP --   32]----[Gain -- 1151]\n"
-              "\t[VFY -- 1209]MHz----[AMP --   32]----[Gain -- 1151]\n"
-              "\tTotal 0 UBs are found!\n");
-}
-
-TEST_F(UserBandSearch, a_verification_that_measures_nothing_discards_the_band) {
-    board(steady_carrier(1215000, below_by_5_mhz) + no_carrier(1215000));
-
-    search(1200, 1216);
-
-    expect_bands({});
-    EXPECT_EQ(findings(),
-              "\t--------[1215]MHz--------\n"
-              "\t[CCI -- 1210]MHz----[AMP --   32]----[Gain -- 1151]\n"
-              "\tTotal 0 UBs are found!\n");
-}
-
-TEST_F(UserBandSearch, a_discarded_band_may_be_found_in_a_later_step) {
-    board(steady_carrier(1185000, above_by_25_mhz) + no_carrier(1215000) +
-          steady_carrier(1215000, below_by_5_mhz) + steady_carrier(1215000, below_by_5_mhz));
-
-    search(1170, 1216);
-
-    expect_bands({1210});
-}
-
-TEST_F(UserBandSearch, with_a_single_band_the_summary_says_ub_is) {
-    board(steady_carrier(1215000, below_by_5_mhz) + steady_carrier(1215000, below_by_5_mhz));
-
-    search(1200, 1216);
-
-    EXPECT_THAT(messages(),
-                testing::EndsWith(
-                    "----[Gain -- 1151]\n\n"
-                    "\n\tTotal 1 UB is found!\n\n\n"
-                    "\t[00]--Freq = [1210] Gain = [1151], Avg = [1151], Ratio = [100]--OK!\n\n"));
-}
-
-TEST_F(UserBandSearch, with_several_bands_the_summary_says_ubs_are_and_lists_each) {
-    // 994 and 1054 MHz, with an empty step between them.
-    board(steady_carrier(999000, below_by_5_mhz) + steady_carrier(999000, below_by_5_mhz) +
-          no_carrier(1029000) + steady_carrier(1059000, below_by_5_mhz) +
-          steady_carrier(1059000, below_by_5_mhz));
-
-    search(984, 1060);
-
-    expect_bands({994, 1054});
-    EXPECT_THAT(messages(), testing::HasSubstr("\n\t--------[ 999]MHz--------\n\n"));
-    EXPECT_THAT(messages(),
-                testing::HasSubstr("\t[CCI --  994]MHz----[AMP --   32]----[Gain -- 1151]\n\n"));
-    EXPECT_THAT(messages(),
-                testing::EndsWith(
-                    "\t[VFY -- 1054]MHz----[AMP --   32]----[Gain -- 1151]\n\n"
-                    "\n\tTotal 2 UBs are found!\n\n\n"
-                    "\t[00]--Freq = [ 994] Gain = [1151], Avg = [1151], Ratio = [100]--OK!\n\n"
-                    "\t[01]--Freq = [1054] Gain = [1151], Avg = [1151], Ratio = [100]--OK!\n\n"));
-}
-
-TEST_F(UserBandSearch, begins_anew_each_time) {
-    for (int run = 0; run < 2; ++run) {
-        board(steady_carrier(1215000, below_by_5_mhz) + steady_carrier(1215000, below_by_5_mhz));
-
-        search(1200, 1216);
-
-        expect_bands({1210});
-    }
-}
-
-// A measurement's gain is constant, so every band found passes the gain check. These tests change
-// what the entries hold before the check: two bands, 994 and 1024 MHz, and then an empty step.
-class UserBandGainCheck : public UserBandSearch {
- protected:
-    void search_with_gains(std::int32_t first, std::int32_t second) {
-        board(steady_carrier(999000, below_by_5_mhz) + steady_carrier(999000, below_by_5_mhz) +
-              steady_carrier(1029000, below_by_5_mhz) + steady_carrier(1029000, below_by_5_mhz) +
-              no_carrier(1059000));
-        during_tuning = [this, first, second](std::uint32_t frequency_khz) {
-            if (frequency_khz == 1059000) {
-                entry(0).gain = first;
-                entry(1).gain = second;
-            }
-        };
-        search(984, 1060);
-    }
-
-    void expect_valid(bool first, bool second) {
-        EXPECT_EQ(entry(0).valid, first ? 1 : 0);
-        EXPECT_EQ(entry(1).valid, second ? 1 : 0);
-        EXPECT_EQ(ds3000_context.ub_count, (first ? 1 : 0) + (second ? 1 : 0));
-        EXPECT_EQ(entry(0).frequency_mhz, 994U);
-        EXPECT_EQ(entry(1).frequency_mhz, 1024U);
-    }
-
-    [[nodiscard]] std::string check() const {
-        const std::string total = "\n\tTotal 2 UBs are found!\n\n\n";
-        const std::size_t at = messages().find(total);
-        EXPECT_NE(at, std::string::npos) << messages();
-        return at == std::string::npos ? "" : messages().substr(at + total.size());
-    }
+// Frequency words of carriers below the frequency measured from: 2048 is 3 MHz, 2731 is 4, 3413 is
+// 5, 4096 is 6, 4779 is 7; -17067 is 25 MHz above. What is found reads "1215 CCI 1210 VFY 1210":
+// the step, the carrier measured there and its verification.
+struct Sweep {
+    const char *name;
+    std::uint16_t start_mhz;
+    std::uint16_t end_mhz;
+    const char *transcript;
+    const char *findings;
+    std::vector<std::uint32_t> bands_mhz{};
 };
 
-TEST_F(UserBandGainCheck, a_gain_of_151_percent_of_the_average_rejects_the_band) {
-    search_with_gains(1510, 490);
+// clang-format off
+const Sweep sweeps[] = {
+    {"an end 15 MHz above the start measures nothing", 1200, 1215, "", ""},
+    {"an end at the start measures nothing", 1200, 1200, "", ""},
+    {"the end is exclusive", 1200, 1275, "nothing at 1215000; nothing at 1245000", "1215 1245"},
+    {"one MHz more is a step more", 1200, 1276,
+     "nothing at 1215000; nothing at 1245000; nothing at 1275000", "1215 1245 1275"},
+    {"the first step wraps at 16 bits", 65530, 10, "nothing at 9000", "9"},
+    {"a carrier met again 1 MHz higher in a later step is counted once", 1170, 1216,
+     "carrier at 1185000 -17067 4096; carrier at 1215000 3413 4096; carrier at 1215000 2731 4096",
+     "1185 CCI 1210 VFY 1210 1215", {1210}},
+    {"a carrier met again at the same place is counted once", 1170, 1216,
+     "carrier at 1185000 -17067 4096; carrier at 1215000 3413 4096; carrier at 1215000 3413 4096",
+     "1185 CCI 1210 VFY 1210 1215", {1210}},
+    {"a carrier met again 1 MHz lower is counted once", 1170, 1216,
+     "carrier at 1185000 -17067 4096; carrier at 1215000 3413 4096; carrier at 1215000 4096 4096",
+     "1185 CCI 1210 VFY 1210 1215", {1210}},
+    {"a carrier 2 MHz higher is another band", 1170, 1216,
+     "carrier at 1185000 -17067 4096; carrier at 1215000 3413 4096; carrier at 1215000 2048 4096;"
+     "carrier at 1217000 3413 4096", "1185 CCI 1210 VFY 1210 1215 CCI 1212 VFY 1212", {1210, 1212}},
+    {"a carrier 2 MHz lower is another band", 1170, 1216,
+     "carrier at 1185000 -17067 4096; carrier at 1215000 3413 4096; carrier at 1215000 4779 4096;"
+     "carrier at 1213000 3413 4096", "1185 CCI 1210 VFY 1210 1215 CCI 1208 VFY 1208", {1210, 1208}},
+    // 1210, 1240, and 1210 again, 65 MHz below the last step.
+    {"a carrier near any band found is skipped", 1200, 1276,
+     "carrier at 1215000 3413 4096; carrier at 1215000 3413 4096; carrier at 1245000 3413 4096;"
+     "carrier at 1245000 3413 4096; measure 1275000; strong; reference 80 00 80\n"
+     "steady 11605 4096; result",
+     "1215 CCI 1210 VFY 1210 1245 CCI 1240 VFY 1240 1275", {1210, 1240}},
+    {"a verification 1 MHz above discards the band", 1200, 1216,
+     "carrier at 1215000 3413 4096; carrier at 1215000 2731 4096", "1215 CCI 1210 VFY 1211"},
+    {"a verification 1 MHz below discards the band", 1200, 1216,
+     "carrier at 1215000 3413 4096; carrier at 1215000 4096 4096", "1215 CCI 1210 VFY 1209"},
+    {"a verification that measures nothing discards the band", 1200, 1216,
+     "carrier at 1215000 3413 4096; nothing at 1215000", "1215 CCI 1210"},
+    {"a discarded band may be found in a later step", 1170, 1216,
+     "carrier at 1185000 -17067 4096; nothing at 1215000; carrier at 1215000 3413 4096;"
+     "carrier at 1215000 3413 4096", "1185 CCI 1210 1215 CCI 1210 VFY 1210", {1210}},
+    {"the summary lists each of several bands", 984, 1060,
+     "carrier at 999000 3413 4096; carrier at 999000 3413 4096; nothing at 1029000;"
+     "carrier at 1059000 3413 4096; carrier at 1059000 3413 4096",
+     "999 CCI 994 VFY 994 1029 1059 CCI 1054 VFY 1054", {994, 1054}},
+};
+// clang-format on
 
-    expect_valid(false, true);
-    EXPECT_EQ(check(),
-              "\t[00]--Freq = [ 994] Gain = [1510], Avg = [1000], Ratio = [151]--FAIL!\n\n"
-              "\t[01]--Freq = [1024] Gain = [490], Avg = [1000], Ratio = [49]--OK!\n\n");
+std::string found(const Sweep &sweep) {
+    std::string lines;
+    const std::vector<std::string> words = tests::words(sweep.findings);
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        const bool carrier = words[i] == "CCI" || words[i] == "VFY";
+        lines += carrier ? fmt::format("[{} -- {:>4}]MHz----[AMP --   32]----[Gain -- 1151]\n",
+                                       words[i], words[i + 1])
+                         : fmt::format("--------[{:>4}]MHz--------\n", words[i]);
+        i += carrier ? 1 : 0;
+    }
+    const std::vector<std::uint32_t> &bands = sweep.bands_mhz;
+    lines +=
+        fmt::format("Total {} {} found!\n", bands.size(), bands.size() == 1 ? "UB is" : "UBs are");
+    for (std::size_t i = 0; i < bands.size(); ++i) {
+        lines +=
+            fmt::format("[{:02}]--Freq = [{:>4}] Gain = [1151], Avg = [1151], Ratio = [100]--OK!\n",
+                        i, bands[i]);
+    }
+    return lines;
 }
 
-TEST_F(UserBandGainCheck, a_gain_just_below_151_percent_of_the_average_is_accepted) {
-    search_with_gains(491, 1509);
-
-    expect_valid(true, true);
-    EXPECT_EQ(check(),
-              "\t[00]--Freq = [ 994] Gain = [491], Avg = [1000], Ratio = [49]--OK!\n\n"
-              "\t[01]--Freq = [1024] Gain = [1509], Avg = [1000], Ratio = [150]--OK!\n\n");
+TEST_F(UserBandSearch, finds_the_bands_of_its_range) {
+    for_each_row(sweeps, [this](const Sweep &row) {
+        for (int run = 0; run < 2; ++run) {
+            SCOPED_TRACE(run == 0 ? "first" : "anew");
+            bus(row.transcript);
+            EXPECT_EQ(findings(search(row.start_mhz, row.end_mhz, row.bands_mhz)), found(row));
+        }
+    });
 }
 
-TEST_F(UserBandGainCheck, gains_below_minus_1_do_not_count_for_the_average) {
+// A measurement's gain is constant, so every band found passes the gain check. These rows change
+// what the entries hold before the check: two bands, 994 and 1024 MHz, and then an empty step.
+constexpr struct {
+    const char *name;
+    std::int32_t first;
+    std::int32_t second;
+    bool first_is_valid;
+    bool second_is_valid;
+    const char *check;
+} gain_checks[] = {
+    {"151 percent of the average rejects the band", 1510, 490, false, true,
+     "[00]--Freq = [ 994] Gain = [1510], Avg = [1000], Ratio = [151]--FAIL!\n"
+     "[01]--Freq = [1024] Gain = [490], Avg = [1000], Ratio = [49]--OK!\n"},
+    {"just below 151 percent is accepted", 491, 1509, true, true,
+     "[00]--Freq = [ 994] Gain = [491], Avg = [1000], Ratio = [49]--OK!\n"
+     "[01]--Freq = [1024] Gain = [1509], Avg = [1000], Ratio = [150]--OK!\n"},
     // The reference is -1: a gain of -2 is twice that, a gain of -1 is the same.
-    search_with_gains(-2, 1000);
-    EXPECT_EQ(check(),
-              "\t[00]--Freq = [ 994] Gain = [-2], Avg = [1000], Ratio = [0]--OK!\n\n"
-              "\t[01]--Freq = [1024] Gain = [1000], Avg = [1000], Ratio = [100]--OK!\n\n");
+    {"a gain below -1 does not count for the average", -2, 1000, true, true,
+     "[00]--Freq = [ 994] Gain = [-2], Avg = [1000], Ratio = [0]--OK!\n"
+     "[01]--Freq = [1024] Gain = [1000], Avg = [1000], Ratio = [100]--OK!\n"},
+    {"a gain of -1 counts", -1, 1002, true, false,
+     "[00]--Freq = [ 994] Gain = [-1], Avg = [500], Ratio = [0]--OK!\n"
+     "[01]--Freq = [1024] Gain = [1002], Avg = [500], Ratio = [200]--FAIL!\n"},
+    {"without a gain for the average nothing is checked", -2, -2, true, true, ""},
+};
 
-    search_with_gains(-1, 1002);
-    expect_valid(true, false);
-    EXPECT_EQ(check(),
-              "\t[00]--Freq = [ 994] Gain = [-1], Avg = [500], Ratio = [0]--OK!\n\n"
-              "\t[01]--Freq = [1024] Gain = [1002], Avg = [500], Ratio = [200]--FAIL!\n\n");
-}
-
-TEST_F(UserBandGainCheck, without_a_gain_for_the_average_nothing_is_checked) {
-    search_with_gains(-2, -2);
-
-    expect_valid(true, true);
-    EXPECT_EQ(check(), "");
+TEST_F(UserBandSearch, checks_the_gains_against_their_average) {
+    for_each_row(gain_checks, [this](const auto &row) {
+        bus("carrier at 999000 3413 4096; carrier at 999000 3413 4096;"
+            "carrier at 1029000 3413 4096; carrier at 1029000 3413 4096; nothing at 1059000");
+        during_tuning = [&](std::uint32_t frequency_khz) {
+            if (frequency_khz == 1'059'000) {
+                entry(0).gain = row.first;
+                entry(1).gain = row.second;
+            }
+        };
+        std::vector<std::uint32_t> bands;
+        bands.resize((row.first_is_valid ? 1 : 0) + (row.second_is_valid ? 1 : 0));
+        const std::string messages = search(984, 1060, bands);
+        const std::string total = "\n\tTotal 2 UBs are found!\n\n\n";
+        EXPECT_THAT(messages, testing::EndsWith(total + printed(row.check)));
+        EXPECT_EQ(entry(0).valid, row.first_is_valid ? 1 : 0);
+        EXPECT_EQ(entry(1).valid, row.second_is_valid ? 1 : 0);
+        EXPECT_EQ(entry(0).frequency_mhz, 994U);
+        EXPECT_EQ(entry(1).frequency_mhz, 1024U);
+    });
 }
 
 }  // namespace

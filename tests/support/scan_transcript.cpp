@@ -58,6 +58,15 @@ const std::map<std::string, std::string> gestures{
      "read 6D -> $4; read 6E -> $3"},
     {"taken dvbs", "read E6 -> $1; read 6D -> 00; read 6E -> 00"},
     {"taken dvbs2", "read 7E -> $1; read 6D -> 00; read 6E -> 00"},
+    {"begun", "read B3 -> 04"},
+    {"level", "read 59 -> $1; read B3 -> 38"},
+    {"strong", "begun\n15 times level 03"},
+    {"reference",
+     "wait 1000; update demod 5D C8 -> C8; read 5F -> $1; read 5E -> $2; read C9 -> $3"},
+    {"steady", "samples $1 $2 $1 $2 $1 $2 $1 $2 $1 $2"},
+    {"result", "2 times log tuner_get_offset\nlog tuner_get_gain"},
+    {"carrier at", "measure $2; strong; reference 00 00 80; steady $3 $4; result"},
+    {"nothing at", "measure $2; unbegun"},
     {"mcu reset ds300x", "write B2 01; wait 1000; write B2 00; wait 50000"},
     {"mcu reset ds310x",
      "write B2 01; write 00 01; wait 1000; write 00 00; write B2 00; wait 50000"},
@@ -104,6 +113,25 @@ std::string peak(const Words &word) {
            read_line(0x9B, offset >> 8U) + read_line(0x9B, width >> 8U) +
            read_line(0x9B, width & 0xFFU) +
            (word.size() > 3 ? "log peak " + word.at(4) + ' ' + word.at(5) : "");
+}
+
+// Both registers of the two words of each sample, high before low.
+std::string samples(const Words &word) {
+    std::string lines;
+    for (std::size_t i = 1; i + 1 < word.size(); i += 2) {
+        const auto frequency = static_cast<std::uint16_t>(std::stoi(word[i]));
+        const auto amplitude = static_cast<std::uint16_t>(std::stoi(word[i + 1]));
+        lines += i > 1 ? "wait 10000\n" : "";
+        lines += read_line(0x5B, frequency >> 8U) + read_line(0x5C, frequency & 0xFFU) +
+                 read_line(0x59, amplitude >> 8U) + read_line(0x5A, amplitude & 0xFFU);
+    }
+    return lines;
+}
+
+std::string measure(const Words &word) {
+    const std::string measurement = golden_of_chip("ub_measure");
+    return edited(lines_between(measurement, "# hold", "# search begun"),
+                  {{"# hold", "log tuner_set_frequency " + word.at(1) + " 40000 0"}});
 }
 
 std::string occupied(const Words &word) {
@@ -233,16 +261,15 @@ class ScanTeller {
  private:
     std::string gesture(std::string line) {
         static const std::map<std::string, std::string (*)(const Words &)> computed{
-            {"setup", setup},
-            {"carrier", carrier},
-            {"peak", peak},
-            {"occupied", occupied},
-            {"energies", energies}};
+            {"setup", setup},       {"carrier", carrier},   {"peak", peak},
+            {"occupied", occupied}, {"energies", energies}, {"samples", samples},
+            {"measure", measure}};
         const Words word = words(line);
         if (word.empty()) {
             return "";
         }
-        for (const std::string &key : {line, word[0]}) {
+        const std::string two_words = word[0] + ' ' + (word.size() > 1 ? word[1] : "");
+        for (const std::string &key : {line, two_words, word[0]}) {
             for (const char *variant :
                  {"", attempt_.dvbs2 ? " dvbs2" : " dvbs", is_ds300x() ? " ds300x" : " ds310x"}) {
                 if (const auto told = gestures.find(key + variant); told != gestures.end()) {

@@ -47,6 +47,18 @@ namespace tests {
 //   mcu reset                   and the pause behind it
 //   energies 10 FC 19 0 FE FA   the energy test's readings, those of two places named
 //   no dvbs 27500 ...           connect, first look, absent
+//
+// One measurement of a user band's carrier:
+//
+//   measure 1210000             tuning and programming, up to the wait
+//   begun, level 03             the search has begun; one round of the level
+//   strong                      begun, and fifteen rounds of level 03
+//   reference F8 00 B0          the programmed carrier's word and the decimation's register
+//   samples 8192 4096 8208 4090 the words of frequency and amplitude, sample by sample
+//   steady 8192 4096            five equal samples
+//   result                      what the tuner is asked for at the end
+//   carrier at 1210000 0 4096   all of it, without decimation and with the carrier at 0
+//   nothing at 1210000          a measurement whose search does not begin
 std::string scan_lines(std::string_view text);
 
 // Tests of the scan: a DS3103 and a tuner that reports 625 kHz, both logging, and a list of 8.
