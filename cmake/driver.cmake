@@ -21,6 +21,7 @@ set(ds3000_public_headers
   ds3000/hw/hdi.h
   ds3000/hw/lnb_supply.h
   ds3000/hw/register_access.h
+  ds3000/plugin/channel.h
   ds3000/plugin/plugin.h
   ds3000/scan/blind_scan.h
   ds3000/scan/scan_control.h
@@ -50,6 +51,7 @@ set(ds3000_sources
   ds3000/hw/lnb_supply.cpp
   ds3000/hw/message.cpp
   ds3000/hw/register_access.cpp
+  ds3000/plugin/channel.cpp
   ds3000/scan/blind_scan.cpp
   ds3000/scan/peak_filter.cpp
   ds3000/scan/scan_control.cpp

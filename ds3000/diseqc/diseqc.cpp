@@ -127,6 +127,20 @@ std::int32_t receive_reply(std::uint8_t &byte, diseqc_message &message) {
 
 }  // namespace
 
+void diseqc_committed_switch(uint8_t port, uint32_t voltage_18v, uint32_t hiband,
+                             struct diseqc_message *message) {
+    // Write N0: four ports to a polarisation and band, counted down from 0xFC for the last.
+    std::uint32_t choice = 4U * (port + 59U);
+    choice |= voltage_18v != 0 ? 0x02U : 0U;
+    choice |= hiband != 0 ? 0x01U : 0U;
+    *message = {.msg = {0xE0, 0x10, 0x38, ds3000::low_byte(choice)},
+                .msg_len = 4,
+                .expect_reply = 0,
+                .option = 0,
+                .reply = {},
+                .reply_len = 0};
+}
+
 int32_t diseqc_send(struct diseqc_message *message) {
     if (message->msg_len > sizeof(message->msg)) {
         return DS3000_BAD_ARGUMENT;

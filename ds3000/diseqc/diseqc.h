@@ -22,6 +22,14 @@ struct diseqc_message {
     uint8_t reply_len;    /* out: how many of them, 0..7 */
 };
 
+/* Make the message that switches a committed switch, E0 10 38 and the choice, with no reply
+ * expected. Sends nothing: diseqc_send does. Any thread.
+ * port: 1..4; the choice is a byte, in which others wrap.
+ * voltage_18v: nonzero selects the horizontal leg. hiband: nonzero selects the high band.
+ * message: written whole. */
+void diseqc_committed_switch(uint8_t port, uint32_t voltage_18v, uint32_t hiband,
+                             struct diseqc_message *message);
+
 /* Send a message and, when it asks for one, read the reply. Unless the message is refused, the
  * 22 kHz output is off afterwards: a caller that needs the tone calls lnb_control next.
  * Polls every 10000 us and gives the transfer 14 polls. A reply has one read at once and 16 more,

@@ -16,6 +16,12 @@ extern "C" {
 
 struct ds3000_driver;
 
+/* Values of a tune request's words. What any other value means stands with the word. */
+enum tune_polarisation { TUNE_POLARISATION_13V = 1 };
+enum tune_system { TUNE_SYSTEM_DVBS = 5, TUNE_SYSTEM_DVBS2 = 6 };
+enum tune_voltage { TUNE_VOLTAGE_BY_POLARISATION = 0, TUNE_VOLTAGE_18V = 2 };
+enum tune_tone { TUNE_TONE_ON = 1, TUNE_TONE_OFF = 2 };
+
 /* A tune request: words of 32 bits on every target. Only the named ones are read. */
 struct tune_request {
     uint32_t reserved_0[1];
