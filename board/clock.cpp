@@ -29,7 +29,9 @@ VirtualClock::VirtualClock() : schedule_(std::make_unique<Schedule>()) {
 VirtualClock::~VirtualClock() { clock_in_force = nullptr; }
 
 std::uint64_t VirtualClock::now_ns() const { return schedule_->now_ns(); }
-void VirtualClock::spend_ns(std::uint64_t duration_ns) { schedule_->spend_ns(duration_ns); }
+std::uint64_t VirtualClock::spend_ns(std::uint64_t duration_ns) {
+    return schedule_->spend_ns(duration_ns);
+}
 void VirtualClock::sleep_ns(std::uint64_t duration_ns) { schedule_->sleep_ns(duration_ns); }
 void VirtualClock::follow_wall_time(bool follow) { schedule_->follow_wall_time(follow); }
 std::string VirtualClock::thread_name() { return Schedule::thread_name(); }

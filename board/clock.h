@@ -31,8 +31,9 @@ class VirtualClock {
     // Nanoseconds since the clock was made.
     [[nodiscard]] std::uint64_t now_ns() const;
 
-    // Let time pass for the running thread without giving up its turn: a bus transfer.
-    void spend_ns(std::uint64_t duration_ns);
+    // Let time pass for the running thread without giving up its turn: a bus transfer. Returns the
+    // time then.
+    std::uint64_t spend_ns(std::uint64_t duration_ns);
 
     // Give up the turn for a duration.
     void sleep_ns(std::uint64_t duration_ns);

@@ -24,27 +24,21 @@ Schedule::Schedule() {
 
 Schedule::~Schedule() { this_member.reset(); }
 
-std::uint64_t Schedule::now_ns() const {
-    const Lock lock(mutex_);
-    return now_ns_;
-}
-
-void Schedule::spend_ns(std::uint64_t duration_ns) {
-    const Lock lock(mutex_);
-    advance_to(now_ns_ + duration_ns);
+std::uint64_t Schedule::spend_ns(std::uint64_t duration_ns) {
+    return advance_to(now_ns() + duration_ns);
 }
 
 void Schedule::sleep_ns(std::uint64_t duration_ns) {
+    const std::uint64_t at_ns = now_ns() + duration_ns;
+    if (at_ns < first_wake_up_ns_.load(std::memory_order_relaxed)) {
+        advance_to(at_ns);
+        return;
+    }
     Lock lock(mutex_);
     const auto member = this_member;
-    queue(member, now_ns_ + duration_ns);
+    queue(member, at_ns);
     pass_turn();
     await_turn(lock, *member);
-}
-
-void Schedule::follow_wall_time(bool follow) {
-    const Lock lock(mutex_);
-    follow_wall_ = follow;
 }
 
 std::string Schedule::thread_name() { return this_member ? this_member->name : "outside"; }
@@ -81,7 +75,7 @@ int Schedule::create_thread(pthread_t *thread, const pthread_attr_t *attributes,
     member->name = "thread" + std::to_string(++created_);
     member->handle = *thread;
     members_[*thread] = member;
-    queue(member, now_ns_);
+    queue(member, now_ns());
     return 0;
 }
 
@@ -95,7 +89,7 @@ void Schedule::end_member() {
     const Lock lock(mutex_);
     this_member->ended = true;
     if (this_member->joiner) {
-        queue(this_member->joiner, now_ns_);
+        queue(this_member->joiner, now_ns());
     }
     pass_turn();
     this_member.reset();
@@ -121,6 +115,20 @@ int Schedule::join_thread(pthread_t thread, void **result) {
 
 void Schedule::queue(const std::shared_ptr<Member> &member, std::uint64_t at_ns) {
     sleepers_.emplace(WakeUp{at_ns, next_order_++}, member);
+    note_first();
+}
+
+std::shared_ptr<Schedule::Member> Schedule::take_first() {
+    const auto first = sleepers_.begin();
+    const auto member = first->second;
+    sleepers_.erase(first);
+    note_first();
+    return member;
+}
+
+void Schedule::note_first() {
+    first_wake_up_ns_.store(sleepers_.empty() ? never : sleepers_.begin()->first.at_ns,
+                            std::memory_order_relaxed);
 }
 
 void Schedule::pass_turn() {
@@ -131,10 +139,8 @@ void Schedule::pass_turn() {
         std::fputs("virtual clock: every thread waits for another one to end\n", stderr);
         std::abort();
     }
-    const auto first = sleepers_.begin();
-    advance_to(first->first.at_ns);
-    const auto member = first->second;
-    sleepers_.erase(first);
+    advance_to(sleepers_.begin()->first.at_ns);
+    const auto member = take_first();
     member->has_turn = true;
     member->turn.notify_one();
 }
@@ -143,14 +149,16 @@ void Schedule::await_turn(Lock &lock, Member &member) {
     member.turn.wait(lock, [&member] { return member.has_turn; });
 }
 
-void Schedule::advance_to(std::uint64_t at_ns) {
-    if (at_ns <= now_ns_) {
-        return;
+std::uint64_t Schedule::advance_to(std::uint64_t at_ns) {
+    const std::uint64_t from_ns = now_ns();
+    if (at_ns <= from_ns) {
+        return from_ns;
     }
-    if (follow_wall_) {
-        system_sleep_ns(at_ns - now_ns_);
+    if (follow_wall_.load(std::memory_order_relaxed)) {
+        system_sleep_ns(at_ns - from_ns);
     }
-    now_ns_ = at_ns;
+    now_ns_.store(at_ns, std::memory_order_relaxed);
+    return at_ns;
 }
 
 }  // namespace board

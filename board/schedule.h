@@ -3,8 +3,10 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -13,6 +15,10 @@
 namespace board {
 
 // The turns behind VirtualClock.
+//
+// The time is written by the thread whose turn it is, and handing over the turn orders what the
+// threads see of it: so it is read and spent without the mutex, and a thread that would wake first
+// again sleeps without it.
 class Schedule {
  public:
     Schedule();
@@ -20,10 +26,10 @@ class Schedule {
     Schedule &operator=(const Schedule &) = delete;
     ~Schedule();
 
-    [[nodiscard]] std::uint64_t now_ns() const;
-    void spend_ns(std::uint64_t duration_ns);
+    [[nodiscard]] std::uint64_t now_ns() const { return now_ns_.load(std::memory_order_relaxed); }
+    std::uint64_t spend_ns(std::uint64_t duration_ns);
     void sleep_ns(std::uint64_t duration_ns);
-    void follow_wall_time(bool follow);
+    void follow_wall_time(bool follow) { follow_wall_.store(follow, std::memory_order_relaxed); }
     [[nodiscard]] static std::string thread_name();
 
     int create_thread(pthread_t *thread, const pthread_attr_t *attributes, void *(*start)(void *),
@@ -54,18 +60,23 @@ class Schedule {
         }
     };
 
+    static constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
+
     void queue(const std::shared_ptr<Member> &member, std::uint64_t at_ns);
+    std::shared_ptr<Member> take_first();
+    void note_first();
     void pass_turn();
     static void await_turn(Lock &lock, Member &member);
-    void advance_to(std::uint64_t at_ns);
+    std::uint64_t advance_to(std::uint64_t at_ns);
 
-    mutable std::mutex mutex_;
+    std::atomic<std::uint64_t> now_ns_{0};
+    std::atomic<std::uint64_t> first_wake_up_ns_{never};  // of sleepers_
+    std::atomic<bool> follow_wall_{false};
+    std::mutex mutex_;
     std::map<WakeUp, std::shared_ptr<Member>> sleepers_;
     std::map<pthread_t, std::shared_ptr<Member>> members_;
-    std::uint64_t now_ns_ = 0;
     std::uint64_t next_order_ = 0;
     unsigned created_ = 0;
-    bool follow_wall_ = false;
 };
 
 }  // namespace board
