@@ -209,12 +209,11 @@ Receiver::Impl::Outcome Receiver::Impl::transfer(const Shape &shape,
     const std::uint64_t bits =
         outcome.acknowledged ? bits_of(shape.length, shape.stops) : bits_of(0, true);
     const std::uint64_t duration_ns = bits * 1'000'000'000 / setup_.bus_clock_hz;
-    clock_->spend_ns(disturbance.stuck_ns +
-                     (disturbance.slowness == 1
-                          ? duration_ns
-                          : static_cast<std::uint64_t>(static_cast<double>(duration_ns) *
-                                                       disturbance.slowness)));
-    outcome.now_ns = clock_->now_ns();
+    outcome.now_ns = clock_->spend_ns(
+        disturbance.stuck_ns + (disturbance.slowness == 1
+                                    ? duration_ns
+                                    : static_cast<std::uint64_t>(static_cast<double>(duration_ns) *
+                                                                 disturbance.slowness)));
     ++statistics_.transfers;
     statistics_.bits += bits;
     statistics_.refused += outcome.acknowledged ? 0 : 1;
