@@ -22,7 +22,7 @@ BusFaults::BusFaults(const Scenario &scenario) {
     }
 }
 
-Disturbance BusFaults::next_transfer(std::uint8_t address, std::uint64_t now_ns) {
+Disturbance BusFaults::disturb(std::uint8_t address, std::uint64_t now_ns) {
     Disturbance disturbance;
     ++transfers_;
     ++transfers_to_[address];

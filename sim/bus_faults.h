@@ -22,9 +22,13 @@ class BusFaults {
     explicit BusFaults(const Scenario &scenario);
 
     // Call once for every transfer.
-    Disturbance next_transfer(std::uint8_t address, std::uint64_t now_ns);
+    Disturbance next_transfer(std::uint8_t address, std::uint64_t now_ns) {
+        return faults_.empty() ? Disturbance{} : disturb(address, now_ns);
+    }
 
  private:
+    Disturbance disturb(std::uint8_t address, std::uint64_t now_ns);
+
     std::vector<Fault> faults_;
     std::uint64_t transfers_ = 0;
     std::array<std::uint64_t, 256> transfers_to_{};

@@ -27,8 +27,7 @@ class SignalSource {
     virtual Finding find(const Search &search) = 0;
     virtual Spectrum spectrum(bool mirrored) = 0;
     virtual std::optional<Tone> tone(bool mirrored) = 0;
-    virtual double level_dbm() = 0;
-    virtual unsigned tuner_type() = 0;
+    virtual std::uint8_t agc() = 0;          // the demodulator's part of the gain
     virtual std::uint64_t settled_ns() = 0;  // when the tuner's last calibration is over
 
  protected:

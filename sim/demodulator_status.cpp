@@ -9,7 +9,6 @@
 #include "broadcast/modcod.h"
 #include "ds3000/chip/ds3000_regs.h"
 #include "sim/demodulator.h"
-#include "sim/gain.h"
 
 namespace sim {
 
@@ -65,7 +64,7 @@ std::uint8_t Demodulator::read_status(std::uint8_t reg, std::uint64_t now_ns) {
         case reg::cci_frequency_low:
             return 0;
         case reg::agc_level:
-            return gain_for(source_->tuner_type(), source_->level_dbm()).agc;
+            return source_->agc();
         case reg::carrier_amplitude:
             return amplitude();
         case reg::carrier_amplitude_low:
@@ -182,7 +181,7 @@ double Demodulator::margin_db() const {
 }
 
 std::uint8_t Demodulator::dvbs_snr() {
-    const double ratio = broadcast::from_db(acquisition_.finding().cn_db) * noise_.factor();
+    const double ratio = acquisition_.finding().cn_ratio * noise_.factor();
     return low_byte(static_cast<unsigned>(std::min(255L, std::lround(8 * ratio))));
 }
 
@@ -241,8 +240,7 @@ std::uint8_t Demodulator::read_dvbs_status(std::uint8_t reg, std::uint64_t now_n
 // that is of power 64 x 64 / 2.
 void Demodulator::measure_dvbs2_noise() {
     constexpr double signal_power = 64 * 64 / 2.0;
-    const double noise =
-        signal_power / broadcast::from_db(acquisition_.finding().cn_db) * noise_.factor();
+    const double noise = signal_power / acquisition_.finding().cn_ratio * noise_.factor();
     dvbs2_noise_ = static_cast<std::uint16_t>(std::min(16383L, std::lround(4 * noise)));
 }
 

@@ -282,6 +282,7 @@ Finding Passband::find(const Search &search) const {
     finding.text = explain(best, search, *tuner_);
     finding.carrier = best.carrier;
     finding.cn_db = best.cn_db;
+    finding.cn_ratio = broadcast::from_db(best.cn_db);
     finding.measured_khz = best.measured_khz;
     finding.offset_khz = best.offset_khz;
     finding.inverted = best.inverted;

@@ -83,8 +83,7 @@ class Receiver::Impl final : public SignalSource {
         return passband().spectrum(mirrored, cross_polarisation_db_);
     }
     std::optional<Tone> tone(bool mirrored) override { return passband().tone(mirrored); }
-    double level_dbm() override;
-    unsigned tuner_type() override { return tuner_.type(); }
+    std::uint8_t agc() override { return gain().agc; }
     std::uint64_t settled_ns() override {
         (void)passband();
         return tuner_output_.settled_ns;
@@ -131,6 +130,7 @@ class Receiver::Impl final : public SignalSource {
     void brown_out();
     void signal_changed(std::uint64_t now_ns);
     Passband &passband();
+    const Gain &gain();
 
     BoardSetup setup_;
     double cross_polarisation_db_;
@@ -154,7 +154,7 @@ class Receiver::Impl final : public SignalSource {
     std::uint64_t outdoor_changes_ = 0;
     TunerOutput tuner_output_;
     std::optional<Passband> passband_;
-    std::optional<double> level_dbm_;
+    bool level_is_known_ = false;
 };
 
 void *Receiver::Impl::open_bus() {
@@ -235,14 +235,15 @@ Receiver::Impl::Outcome Receiver::Impl::transfer(const Shape &shape,
 
 void Receiver::Impl::record(const Shape &shape, std::span<const std::uint8_t> data,
                             const Outcome &outcome) {
-    Transfer transfer;
+    Transfer &transfer = watch_.next_record();
     transfer.kind = shape.kind;
     transfer.acknowledged = outcome.acknowledged;
     transfer.address = shape.address;
     transfer.length = static_cast<std::uint8_t>(std::min<std::size_t>(data.size(), 255));
-    std::copy_n(data.begin(), std::min(data.size(), transfer.data.size()), transfer.data.begin());
+    for (std::size_t i = 0; i < transfer.data.size(); ++i) {
+        transfer.data[i] = i < data.size() ? data[i] : std::uint8_t{0};
+    }
     transfer.at_ns = outcome.now_ns;
-    watch_.record(transfer);
 }
 
 void Receiver::Impl::deliver(std::uint8_t address, std::span<const std::uint8_t> data,
@@ -277,7 +278,7 @@ std::uint8_t Receiver::Impl::fetch(std::uint8_t address, std::uint64_t now_ns) {
     }
     if (address == tuner_address) {
         if (Tuner::reads_gain(tuner_pointer_)) {
-            tuner_.set_input_level(level_dbm());
+            (void)gain();
         }
         return tuner_.read(tuner_pointer_++, now_ns);
     }
@@ -340,9 +341,12 @@ bool Receiver::Impl::read(void *bus, unsigned address, std::span<std::uint8_t> d
 void Receiver::Impl::set_gpio(unsigned line, unsigned level) {
     const std::uint64_t now_ns = clock_->now_ns();
     catch_up_to(now_ns);
-    Transfer transfer{Transfer::Kind::gpio, true, static_cast<std::uint8_t>(line), 1, {}, now_ns};
-    transfer.data[0] = static_cast<std::uint8_t>(level);
-    watch_.record(transfer);
+    watch_.next_record() = {Transfer::Kind::gpio,
+                            true,
+                            static_cast<std::uint8_t>(line),
+                            1,
+                            {static_cast<std::uint8_t>(level)},
+                            now_ns};
     if (line == supply_enable_line) {
         outdoor_.set_supply_enable(level != 0);
     } else if (line == supply_18v_line) {
@@ -382,7 +386,7 @@ void Receiver::Impl::brown_out() {
 
 void Receiver::Impl::signal_changed(std::uint64_t now_ns) {
     passband_.reset();
-    level_dbm_.reset();
+    level_is_known_ = false;
     if (outdoor_.changes() != outdoor_changes_ && outdoor_.volts() == 0) {
         demodulator_.diseqc().cut();
     }
@@ -398,11 +402,13 @@ Passband &Receiver::Impl::passband() {
     return *passband_;
 }
 
-double Receiver::Impl::level_dbm() {
-    if (!level_dbm_) {
-        level_dbm_ = passband().level_dbm();
+// The tuner's gain for what is at its input now.
+const Gain &Receiver::Impl::gain() {
+    if (!level_is_known_) {
+        tuner_.set_input_level(passband().level_dbm());
+        level_is_known_ = true;
     }
-    return *level_dbm_;
+    return tuner_.gain();
 }
 
 void Receiver::Impl::point_at(const broadcast::Satellite &satellite, unsigned port) {

@@ -7,7 +7,6 @@
 #include <cmath>
 
 #include "ds3000/chip/ts2022_regs.h"
-#include "sim/gain.h"
 
 namespace sim {
 
@@ -71,6 +70,7 @@ Tuner::Tuner(const Scenario &scenario, Watch &watch)
     lo_.fail_first(failures(scenario, Fault::Kind::lo_calibration));
     filter_.fail_first(failures(scenario, Fault::Kind::filter_calibration));
     agc_.fail_first(failures(scenario, Fault::Kind::agc_start));
+    set_input_level(0);
     power_on();
 }
 
@@ -160,12 +160,11 @@ std::uint8_t Tuner::read(std::uint8_t reg, std::uint64_t now_ns) const {
             return filter_.done(now_ns) ? filter_result() : std::uint8_t{0};
         case reg::agc_state:
             // Bit 6 tells a gain of 0 from a gain control that has not been started.
-            return agc_.done(now_ns) ? 0x40 | gain_for(type_, level_dbm_).baseband : 0;
+            return agc_.done(now_ns) ? 0x40 | gain_.baseband : 0;
         case reg::rf_gain:
-            return gain_for(type_, level_dbm_).lna;
+            return gain_.lna;
         case reg::band_state:
-            return static_cast<std::uint8_t>((low_band() ? 0x80 : 0) |
-                                             (gain_for(type_, level_dbm_).rf << 3));
+            return static_cast<std::uint8_t>((low_band() ? 0x80 : 0) | (gain_.rf << 3));
         default:
             return regs_[reg];
     }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "sim/calibration.h"
+#include "sim/gain.h"
 #include "sim/scenario.h"
 #include "sim/verdict.h"
 #include "sim/watch.h"
@@ -47,9 +48,9 @@ class Tuner {
 
     // Whether a register's value depends on the input's level, which is then set before the read.
     static bool reads_gain(std::uint8_t reg);
-    void set_input_level(double level_dbm) { level_dbm_ = level_dbm; }
+    void set_input_level(double level_dbm) { gain_ = gain_for(type_, level_dbm); }
+    [[nodiscard]] const Gain &gain() const { return gain_; }
 
-    [[nodiscard]] unsigned type() const { return type_; }
     [[nodiscard]] TunerOutput output() const;
 
  private:
@@ -71,7 +72,7 @@ class Tuner {
     unsigned type_;
     std::uint8_t filter_centre_;  // what the filter calibration of this piece of silicon finds
     std::array<std::uint8_t, 256> regs_{};
-    double level_dbm_ = 0;
+    Gain gain_;
     std::uint64_t supply_on_ns_ = 0;
     std::uint64_t writes_ = 0;
     std::uint64_t divider_order_ = 0;

@@ -50,7 +50,8 @@ std::string to_string(const Transfer &transfer);
 // called by two threads at once.
 class Watch {
  public:
-    void record(const Transfer &transfer) { last_[recorded_++ % last_.size()] = transfer; }
+    // The record of a transfer to be filled in, which another one's was.
+    Transfer &next_record() { return last_[recorded_++ % last_.size()]; }
     void complain(Offence offence, std::uint64_t now_ns, const std::string &text);
     void complain_of_threads() { thread_clashes_.fetch_add(1, std::memory_order_relaxed); }
 
