@@ -15,6 +15,7 @@ using ds3000::low_byte;
 using ds3000::signed_word;
 using ds3000::wrap_add;
 using ds3000::wrap_multiply;
+using ds3000::wrap_subtract;
 
 namespace {
 
@@ -57,6 +58,20 @@ int32_t ds3000_set_carrier_offset(int32_t offset_khz) {
     demod_write(reg::carrier_low, low_byte(word));
     ds3000_context.carrier_offset_khz = offset_khz;
     return DS3000_OK;
+}
+
+int32_t ds3000_sees_inverted_spectrum(void) {
+    return ds3000_context.spectrum_inverted == 1 && ds3000_context.chip_type == CHIP_DS300X ? 1 : 0;
+}
+
+int32_t ds3000_expect_carrier(int32_t beside_khz) {
+    const auto get_offset = ds3000_context.tuner_ops.tuner_get_offset;
+    if (get_offset == nullptr) {
+        return DS3000_UNBOUND;
+    }
+    const std::int32_t offset_khz = wrap_add(beside_khz, get_offset());
+    return ds3000_set_carrier_offset(
+        ds3000_sees_inverted_spectrum() != 0 ? wrap_subtract(0, offset_khz) : offset_khz);
 }
 
 int32_t ds3000_set_symbol_rate(uint32_t symbol_rate_ksps) {

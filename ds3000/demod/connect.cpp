@@ -5,6 +5,7 @@
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/chip/ds3000_regs.h"
+#include "ds3000/chip/tuner_bound.h"
 #include "ds3000/demod/carrier.h"
 #include "ds3000/demod/connect_tables.h"
 #include "ds3000/demod/mcu.h"
@@ -26,7 +27,6 @@ using ds3000::low_rate_ksps;
 using ds3000::low_rate_shift_khz;
 using ds3000::register_table;
 using ds3000::table_use;
-using ds3000::wrap_add;
 using ds3000::wrap_subtract;
 
 namespace {
@@ -55,29 +55,15 @@ std::uint32_t master_clock_khz(const programming &p) {
     if (!is_ds310x()) {
         return 144000;
     }
-    if (p.ts_mode != 1 && p.symbol_rate_ksps >= 28001) {
-        return 192000;
-    }
-    return p.symbol_rate_ksps >= 18001 ? 144000 : 96000;
+    return ds3000_dvbs2_master_clock(p.symbol_rate_ksps, p.ts_mode);
 }
 
-// Divide the master clock down to the mode's ceiling, in as even halves as the count allows.
+// Divide the master clock down to the mode's ceiling, or not at all where it has none.
 void program_ts_clock(const programming &p) {
     const std::uint32_t ceiling_khz = ts_clock_ceiling_khz(p.ts_mode);
     const std::uint32_t clock_khz = master_clock_khz(p);
-    std::uint32_t high = 0;
-    std::uint32_t low = 0;
-    if (ceiling_khz != 0) {
-        const std::uint32_t ratio = (clock_khz + ceiling_khz - 1) / ceiling_khz;
-        high = ratio >> 1U;
-        low = high + (ratio & 1U);
-        if (ratio > 128) {
-            high = low = 64;
-        } else if (ratio < 2) {
-            high = low = 1;
-        }
-    }
-    ds3000_set_ts_clock_divider(p.standard, high, low);
+    const std::uint32_t ratio = ceiling_khz != 0 ? (clock_khz + ceiling_khz - 1) / ceiling_khz : 0;
+    ds3000_set_ts_clock_ratio(p.standard, ratio);
     ds3000_set_master_clock(static_cast<std::int32_t>(clock_khz));
 }
 
@@ -136,42 +122,28 @@ void program_symbol_rate(programming &p) {
     demod_clear_bits(reg::reg_76, p.byte, bit(7));
 }
 
-// Where the tuner was put for a connect, as the demodulator has to know it.
-struct tuned_path {
-    std::int32_t shift_khz = 0;             // the tuner stands this far above the carrier
-    std::int32_t unicable_residue_khz = 0;  // the Unicable unit reached this far above the request
-};
+// These return how far above the request the front end came to stand, on purpose or by the Unicable
+// unit's steps.
 
-tuned_path tune_through_unicable(std::uint32_t frequency_khz, std::uint32_t symbol_rate_ksps) {
+std::int32_t tune_through_unicable(std::uint32_t frequency_khz, std::uint32_t symbol_rate_ksps) {
     const auto requested_khz = static_cast<std::int32_t>(frequency_khz);
     std::int32_t reached_khz = requested_khz;
-    unicable_channel_change(requested_khz, symbol_rate_ksps, &reached_khz,
-                            ds3000_context.unicable_ub_index, ds3000_context.unicable_bank,
-                            ds3000_context.unicable_ub_freq_mhz);
-    return {.unicable_residue_khz = wrap_subtract(reached_khz, requested_khz)};
+    unicable_tune(requested_khz, symbol_rate_ksps, &reached_khz);
+    return wrap_subtract(reached_khz, requested_khz);
 }
 
-tuned_path tune(std::uint32_t frequency_khz, std::int32_t symbol_rate_ksps) {
+std::int32_t tune(std::uint32_t frequency_khz, std::int32_t symbol_rate_ksps) {
     const auto tuner_rate_ksps = static_cast<std::uint32_t>(symbol_rate_ksps);
     const auto set_frequency = ds3000_context.tuner_ops.tuner_set_frequency;
     if (symbol_rate_ksps < low_rate_ksps && ds3000_context.unicable_enabled == 0) {
         set_frequency(frequency_khz + low_rate_shift_khz, tuner_rate_ksps, low_rate_shift_khz);
-        return {.shift_khz = low_rate_shift_khz};
+        return low_rate_shift_khz;
     }
     if (ds3000_context.unicable_enabled == 1) {
         return tune_through_unicable(frequency_khz, tuner_rate_ksps);
     }
     set_frequency(frequency_khz, tuner_rate_ksps, 0);
-    return {};
-}
-
-void program_carrier(const tuned_path &path) {
-    const std::int32_t offset_khz = wrap_add(wrap_add(path.shift_khz, path.unicable_residue_khz),
-                                             ds3000_context.tuner_ops.tuner_get_offset());
-    // Only DS300X needs the sign turned; the others invert the spectrum in register 0x4D.
-    const bool negated =
-        ds3000_context.spectrum_inverted == 1 && ds3000_context.chip_type == CHIP_DS300X;
-    ds3000_set_carrier_offset(negated ? wrap_subtract(0, offset_khz) : offset_khz);
+    return 0;
 }
 
 void arm_acquisition(std::int32_t symbol_rate_ksps, std::uint32_t standard_code) {
@@ -205,8 +177,7 @@ void ds3000::program_low_rate_dvbs2() {
 }
 
 int32_t ds3000_connect(uint32_t frequency_mhz, int32_t symbol_rate_ksps, uint32_t standard_code) {
-    if (ds3000_context.tuner_ops.tuner_set_frequency == nullptr ||
-        ds3000_context.tuner_ops.tuner_get_offset == nullptr) {
+    if (!ds3000::tuner_is_bound()) {
         return DS3000_UNBOUND;
     }
     arm_acquisition(symbol_rate_ksps, standard_code);
@@ -217,10 +188,10 @@ int32_t ds3000_connect(uint32_t frequency_mhz, int32_t symbol_rate_ksps, uint32_
     ds3000::release_held_mcu(byte);
     ds3000_context.standard =
         standard_code == STANDARD_AUTO ? std::uint32_t{STANDARD_DVBS} : standard_code;
-    const tuned_path path = tune(frequency_mhz * 1000U, symbol_rate_ksps);
+    const std::int32_t beside_khz = tune(frequency_mhz * 1000U, symbol_rate_ksps);
     ds3000::hold_mcu();
     ds3000_program_standard(symbol_rate_ksps, ds3000_context.standard);
-    program_carrier(path);
+    ds3000_expect_carrier(beside_khz);
     ds3000::release_mcu();
     return DS3000_OK;
 }

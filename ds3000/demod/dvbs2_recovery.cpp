@@ -5,9 +5,9 @@
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/chip/ds3000_regs.h"
+#include "ds3000/demod/mcu.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/register_access.h"
-#include "ds3000/hw/wait.h"
 
 namespace ds3000 {
 
@@ -94,11 +94,7 @@ bool energy_is_spread() {
 
 void reset_decoder() {
     demod_write(reg::reg_bd, 0x03);
-    demod_write(reg::mcu_control, reg::mcu_hold);
-    demod_write(reg::core_reset, 0x01);
-    wait_us(1000);
-    demod_write(reg::core_reset, 0x00);
-    demod_write(reg::mcu_control, 0x00);
+    restart_mcu(true, 1000);
     ds3000_context.s2_recovery_done = 1;
 }
 

@@ -7,7 +7,6 @@
 #include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/demod/mcu.h"
 #include "ds3000/hw/register_access.h"
-#include "ds3000/hw/wait.h"
 
 namespace reg = ds3000::reg;
 
@@ -25,17 +24,11 @@ int32_t reset_mcu(void) {
     ds3000_context.first_poll = 1;
     ds3000_context.locked_once = 0;
     ds3000_context.s2_recovery_done = 0;
-    demod_write(reg::mcu_control, reg::mcu_hold);
-    if (ds3000_context.chip_type == CHIP_DS300X) {
-        ds3000::wait_us(1000);
-    } else if (ds3000::is_ds310x()) {
-        demod_write(reg::core_reset, 0x01);
-        ds3000::wait_us(1000);
-        demod_write(reg::core_reset, 0x00);
-    } else {
-        // An unknown chip stays held: nothing is known that would let it run.
+    if (!ds3000::is_known_chip()) {
+        // Left held: nothing is known that would let this chip run.
+        ds3000::hold_mcu();
         return DS3000_UNKNOWN_CHIP;
     }
-    demod_write(reg::mcu_control, 0x00);
+    ds3000::restart_mcu(ds3000::is_ds310x(), 1000);
     return DS3000_OK;
 }

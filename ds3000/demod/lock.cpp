@@ -26,12 +26,6 @@ namespace {
 // A carrier found further away than this from where it was expected is another one.
 constexpr std::int32_t farthest_carrier_khz = 3999;
 
-void restart_search() {
-    demod_write(reg::mcu_control, reg::mcu_hold);
-    wait_us(2000);
-    demod_write(reg::mcu_control, 0x00);
-}
-
 void switch_standard() {
     if (is_ds310x()) {
         ds3000_soft_reset();
@@ -55,7 +49,7 @@ std::uint32_t follow_search(std::uint8_t &byte) {
         return failed || ended ? LOCK_FAILED : LOCK_SEARCHING;
     }
     if (failed) {
-        restart_search();
+        ds3000::restart_mcu(false, 2000);
         return LOCK_FAILED;
     }
     if (ended && ds3000_context.locked_once == 0) {
@@ -91,20 +85,6 @@ std::int32_t accept_lock(std::uint32_t &lock_state) {
         ds3000_adapt_ts_clock();
     }
     return DS3000_OK;
-}
-
-// Fifteen readings of the carrier's amplitude: ten good ones and none negative.
-bool amplitude_is_good(std::uint8_t &byte) {
-    int good = 0;
-    for (int reading = 0; reading < 15; ++reading) {
-        demod_read(reg::carrier_amplitude, &byte);
-        const auto amplitude = static_cast<std::int8_t>(byte);
-        if (amplitude < 0) {
-            return false;
-        }
-        good += amplitude >= 3 ? 1 : 0;
-    }
-    return good >= 10;
 }
 
 }  // namespace
@@ -144,7 +124,7 @@ int32_t ds3000_check_first_lock(uint32_t *lock_state) {
         *lock_state = LOCK_FAILED;
         return DS3000_OK;
     }
-    if (!amplitude_is_good(byte)) {
+    if (!ds3000::amplitude_is_good(byte, ds3000::amplitude_round::alone)) {
         ds3000_set_reg56_bit0(0);
     }
     wait_us(1000);

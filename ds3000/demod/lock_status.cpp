@@ -42,4 +42,20 @@ bool wait_for_search(std::uint8_t &byte) {
     }
 }
 
+bool amplitude_is_good(std::uint8_t &byte, amplitude_round round) {
+    int good = 0;
+    for (int rounds = 0; rounds < 15; ++rounds) {
+        demod_read(reg::carrier_amplitude, &byte);
+        const auto amplitude = static_cast<std::int8_t>(byte);
+        if (round == amplitude_round::with_mcu_state) {
+            demod_read(reg::mcu_state, &byte);
+        }
+        if (amplitude < 0) {
+            return false;
+        }
+        good += amplitude >= 3 ? 1 : 0;
+    }
+    return good >= 10;
+}
+
 }  // namespace ds3000

@@ -12,4 +12,11 @@ bool has_lock(std::uint8_t &byte);
 // Poll 0xB3 until the micro-controller's search has begun: up to 11 reads, 10000 us apart.
 bool wait_for_search(std::uint8_t &byte);
 
+// What a round of amplitude readings reads: 0x59, or 0x59 and then 0xB3, whose value is not used.
+enum class amplitude_round { alone, with_mcu_state };
+
+// Look at the carrier's amplitude for fifteen rounds: ten good ones and none negative. The first
+// negative one ends it.
+bool amplitude_is_good(std::uint8_t &byte, amplitude_round round);
+
 }  // namespace ds3000

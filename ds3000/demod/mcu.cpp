@@ -6,8 +6,27 @@
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/hw/register_access.h"
+#include "ds3000/hw/wait.h"
 
 namespace ds3000 {
+
+namespace {
+
+void hold(bool core) {
+    demod_write(reg::mcu_control, reg::mcu_hold);
+    if (core) {
+        demod_write(reg::core_reset, 0x01);
+    }
+}
+
+void release(bool core) {
+    if (core) {
+        demod_write(reg::core_reset, 0x00);
+    }
+    demod_write(reg::mcu_control, 0x00);
+}
+
+}  // namespace
 
 bool is_ds310x() {
     return ds3000_context.chip_type == CHIP_DS3002B || ds3000_context.chip_type == CHIP_DS3103;
@@ -15,18 +34,14 @@ bool is_ds310x() {
 
 bool is_known_chip() { return ds3000_context.chip_type == CHIP_DS300X || is_ds310x(); }
 
-void hold_mcu() {
-    demod_write(reg::mcu_control, reg::mcu_hold);
-    if (is_ds310x()) {
-        demod_write(reg::core_reset, 0x01);
-    }
-}
+void hold_mcu() { hold(is_ds310x()); }
 
-void release_mcu() {
-    if (is_ds310x()) {
-        demod_write(reg::core_reset, 0x00);
-    }
-    demod_write(reg::mcu_control, 0x00);
+void release_mcu() { release(is_ds310x()); }
+
+void restart_mcu(bool core, std::uint32_t held_us) {
+    hold(core);
+    wait_us(held_us);
+    release(core);
 }
 
 void release_held_mcu(std::uint8_t &byte) {

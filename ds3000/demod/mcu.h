@@ -21,6 +21,10 @@ void hold_mcu();
 // Release: on DS3002B and DS3103 the core, 0x00 = 0x00; then 0xB2 = 0x00.
 void release_mcu();
 
+// Hold the micro-controller, and its core when `core` says so, for a time, and let them run again:
+// 0xB2 = 0x01, 0x00 = 0x01, the wait, 0x00 = 0x00, 0xB2 = 0x00.
+void restart_mcu(bool core, std::uint32_t held_us);
+
 // Read 0xB2 through the calling operation's working byte; when it is exactly 1, let the core
 // (DS300X: 0x05 = 0x00, others: 0x00 = 0x00) and the micro-controller run.
 void release_held_mcu(std::uint8_t &byte);

@@ -85,10 +85,7 @@ std::uint32_t master_clock_of_mode(std::uint8_t mode, bool locked) {
     if (locked) {
         ds3000_get_symbol_rate(&symbol_rate_ksps);
     }
-    if (symbol_rate_ksps >= 28001) {
-        return 192000;
-    }
-    return symbol_rate_ksps < 18001 ? 96000 : 144000;
+    return ds3000_dvbs2_master_clock(symbol_rate_ksps, mode);
 }
 
 }  // namespace

@@ -89,16 +89,10 @@ void set_ds300x_divider(const divider_rung (&ladder)[rungs], std::int32_t needed
 }
 
 // DS3002B and DS3103, modes 2 and 3: divide the clock down to the payload rate, 6000 kHz at least.
+// The clock is 192000 kHz at most and the rate 18431 kbyte/s, so the ratio is one of 3 to 32.
 void set_ds310x_divider(std::int32_t clock_khz, std::int32_t payload_rate) {
-    const auto ratio = static_cast<std::uint16_t>(clock_khz / std::max(payload_rate, 6000));
-    if (ratio >= 129) {
-        ds3000_set_ts_clock_divider(ds3000_context.standard, 64, 64);
-    } else if (ratio < 2) {
-        ds3000_set_ts_clock_divider(ds3000_context.standard, 1, 1);
-    } else {
-        const std::uint32_t high = ratio >> 1U;
-        ds3000_set_ts_clock_divider(ds3000_context.standard, high, high + (ratio & 1U));
-    }
+    ds3000_set_ts_clock_ratio(ds3000_context.standard,
+                              static_cast<std::uint32_t>(clock_khz / std::max(payload_rate, 6000)));
 }
 
 // DS3002B and DS3103, mode 1: the master clock itself follows the payload rate.
@@ -276,6 +270,18 @@ int32_t ds3000_set_ts_clock_divider(uint32_t standard, uint32_t high_count, uint
         return DS3000_OK;
     }
     return DS3000_UNKNOWN_CHIP;
+}
+
+int32_t ds3000_set_ts_clock_ratio(uint32_t standard, uint32_t ratio) {
+    const std::uint32_t high = ratio / 2;
+    return ds3000_set_ts_clock_divider(standard, high, ratio - high);
+}
+
+uint32_t ds3000_dvbs2_master_clock(int32_t symbol_rate_ksps, uint8_t ts_mode) {
+    if (ts_mode != 1 && symbol_rate_ksps >= 28001) {
+        return 192000;
+    }
+    return symbol_rate_ksps >= 18001 ? 144000 : 96000;
 }
 
 int32_t ds3000_set_master_clock(int32_t clock_khz) {

@@ -24,6 +24,16 @@ int32_t ds3000_get_ts_mode(uint8_t *ts_mode);
  * Returns 0, or -6 for an unknown chip. */
 int32_t ds3000_set_ts_clock_divider(uint32_t standard, uint32_t high_count, uint32_t low_count);
 
+/* Program the divider to a ratio, in as even halves as it allows: the odd period is a low one.
+ * ratio: master-clock periods to one of the output clock, up to 128; 0 is mode 1's, no divider.
+ * Otherwise as ds3000_set_ts_clock_divider. */
+int32_t ds3000_set_ts_clock_ratio(uint32_t standard, uint32_t ratio);
+
+/* Return the master clock that DVB-S2 of a symbol rate runs at on DS3002B and DS3103, kHz: 96000 up
+ * to 18000 ksym/s, 144000 above; from 28001 ksym/s on 192000, but not in mode 1. No access. Any
+ * thread. */
+uint32_t ds3000_dvbs2_master_clock(int32_t symbol_rate_ksps, uint8_t ts_mode);
+
 /* Select the master clock in bits 7..6 of registers 0x22 and 0x24.
  * clock_khz: 72000, 96000, 115200, 144000 or 192000; any other value selects 96000.
  * Returns 0; -4 on DS300X, whose clock follows the standard; -6 for an unknown chip. */

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "ds3000/chip/ds3000_context.h"
+#include "ds3000/chip/tuner_bound.h"
 #include "ds3000/diseqc/diseqc.h"
 #include "ds3000/hw/bits.h"
 
@@ -16,7 +17,7 @@ constexpr std::int32_t first_word = 350;  // the step that tuning word 0 stands 
 
 int32_t unicable_channel_change(int32_t freq_khz, uint32_t tuner_arg, int32_t *out_freq_khz,
                                 uint8_t ub_index, uint16_t bank, uint16_t ub_freq_mhz) {
-    if (ds3000_context.tuner_ops.tuner_set_frequency == nullptr) {
+    if (!ds3000::tuner_can_be_set()) {
         return DS3000_UNBOUND;
     }
     const std::int32_t step = (ub_freq_mhz + freq_khz / 1000) / step_mhz;
@@ -35,4 +36,10 @@ int32_t unicable_channel_change(int32_t freq_khz, uint32_t tuner_arg, int32_t *o
     *out_freq_khz = ds3000::wrap_multiply(step * step_mhz - ub_freq_mhz, 1000);
     ds3000_context.tuner_ops.tuner_set_frequency(ub_freq_mhz * 1000U, tuner_arg, 0);
     return DS3000_OK;
+}
+
+int32_t unicable_tune(int32_t freq_khz, uint32_t tuner_arg, int32_t *out_freq_khz) {
+    return unicable_channel_change(freq_khz, tuner_arg, out_freq_khz,
+                                   ds3000_context.unicable_ub_index, ds3000_context.unicable_bank,
+                                   ds3000_context.unicable_ub_freq_mhz);
 }

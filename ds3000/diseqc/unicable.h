@@ -22,6 +22,10 @@ extern "C" {
 int32_t unicable_channel_change(int32_t freq_khz, uint32_t tuner_arg, int32_t *out_freq_khz,
                                 uint8_t ub_index, uint16_t bank, uint16_t ub_freq_mhz);
 
+/* The same with the user band of ds3000_context: unicable_ub_index, unicable_bank and
+ * unicable_ub_freq_mhz. */
+int32_t unicable_tune(int32_t freq_khz, uint32_t tuner_arg, int32_t *out_freq_khz);
+
 #ifdef __cplusplus
 }
 #endif

@@ -18,6 +18,14 @@ constexpr std::uint32_t polling_period_us = 50000;
 
 enum class Turn { stop, park, poll };
 
+// Park when the host asks for it. Under the mutex.
+void take_idle_request(ds3000_driver *driver) {
+    if (driver->idle_request != 0) {
+        driver->idle_request = 0;
+        driver->idle = 1;
+    }
+}
+
 // What the host asks of this turn of the worker thread.
 Turn take_request(ds3000_driver *driver) {
     const DriverLock lock(driver);
@@ -25,10 +33,7 @@ Turn take_request(ds3000_driver *driver) {
         driver->stop_request = 0;
         return Turn::stop;
     }
-    if (driver->idle_request != 0) {
-        driver->idle_request = 0;
-        driver->idle = 1;
-    }
+    take_idle_request(driver);
     return driver->idle != 0 ? Turn::park : Turn::poll;
 }
 
@@ -81,10 +86,7 @@ void poll(ds3000_driver *driver) {
     ds3000_get_snr(&snr);
     signal_strength(&strength);
     const DriverLock lock(driver);
-    if (driver->idle_request != 0) {
-        driver->idle_request = 0;
-        driver->idle = 1;
-    }
+    take_idle_request(driver);
     driver->lock_status = lock_status;
     driver->snr = snr;
     driver->strength = strength;

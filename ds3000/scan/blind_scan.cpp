@@ -6,6 +6,7 @@
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/chip/ds3000_regs.h"
+#include "ds3000/chip/tuner_bound.h"
 #include "ds3000/demod/carrier.h"
 #include "ds3000/demod/connect.h"
 #include "ds3000/demod/mcu.h"
@@ -25,9 +26,7 @@ using ds3000::field_get;
 using ds3000::khz_of_bins;
 using ds3000::notify;
 using ds3000::scan_cancelled;
-using ds3000::scans_inverted;
 using ds3000::wrap_add;
-using ds3000::wrap_subtract;
 
 namespace {
 
@@ -49,24 +48,16 @@ struct search {
     [[nodiscard]] bool over() const { return stop_khz <= frequency_khz || scan_cancelled(); }
 };
 
-bool tuner_is_bound() {
-    return ds3000_context.tuner_ops.tuner_set_frequency != nullptr &&
-           ds3000_context.tuner_ops.tuner_get_offset != nullptr;
-}
-
 void tune_step(search &s) {
     if (ds3000_context.unicable_enabled != 0) {
         std::int32_t reached_khz = s.frequency_khz;
-        unicable_channel_change(s.frequency_khz, search_filter_ksps, &reached_khz,
-                                ds3000_context.unicable_ub_index, ds3000_context.unicable_bank,
-                                ds3000_context.unicable_ub_freq_mhz);
+        unicable_tune(s.frequency_khz, search_filter_ksps, &reached_khz);
         s.frequency_khz = reached_khz;
     } else {
         ds3000_context.tuner_ops.tuner_set_frequency(static_cast<std::uint32_t>(s.frequency_khz),
                                                      search_filter_ksps, 0);
     }
-    const std::int32_t offset_khz = ds3000_context.tuner_ops.tuner_get_offset();
-    ds3000_set_carrier_offset(scans_inverted() ? wrap_subtract(0, offset_khz) : offset_khz);
+    ds3000_expect_carrier(0);
 }
 
 // Tune, search, and return the occupied span in bins.
@@ -165,7 +156,7 @@ void announce_step(search &s) {
 }
 
 void advance_sweep(search &s, std::int32_t bins) {
-    if (!scans_inverted()) {
+    if (ds3000_sees_inverted_spectrum() == 0) {
         advance_past_span(s, bins);
     } else if (read_reference_state()) {
         advance_sweep_past_reference(s);
@@ -178,7 +169,7 @@ void advance_sweep(search &s, std::int32_t bins) {
 // after the verification, which may lock the reference and measure it.
 void advance_stepwise(search &s, std::int32_t bins, std::uint16_t &verified) {
     bool past_reference = false;
-    if (!scans_inverted()) {
+    if (ds3000_sees_inverted_spectrum() == 0) {
         advance_past_span(s, bins);
     } else if (read_reference_state()) {
         past_reference = true;
@@ -251,7 +242,7 @@ int32_t ds3000_blind_scan(uint32_t start_mhz, uint32_t stop_mhz,
 
 int32_t ds3000_blind_scan_sweep(int32_t start_khz, int32_t stop_khz,
                                 struct blind_scan_request *request, uint8_t pass) {
-    if (!tuner_is_bound()) {
+    if (!ds3000::tuner_is_bound()) {
         return DS3000_UNBOUND;
     }
     search s{*request, pass, start_khz, stop_khz};
@@ -270,7 +261,7 @@ int32_t ds3000_blind_scan_sweep(int32_t start_khz, int32_t stop_khz,
 
 int32_t ds3000_blind_scan_stepwise(int32_t start_khz, int32_t stop_khz,
                                    struct blind_scan_request *request, uint8_t pass) {
-    if (!tuner_is_bound()) {
+    if (!ds3000::tuner_is_bound()) {
         return DS3000_UNBOUND;
     }
     search s{*request, pass, start_khz, stop_khz};

@@ -8,17 +8,13 @@
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/message.h"
+#include "ds3000/scan/peak.h"
 #include "ds3000/scan/scan_list.h"
 #include "ds3000/scan/scan_state.h"
 
 namespace ds3000 {
 
 namespace {
-
-struct peak {
-    std::int32_t frequency_khz;
-    std::int32_t symbol_rate_ksps;
-};
 
 std::int32_t lower_edge_khz(const scan_candidate &entry) {
     return wrap_subtract(frequency_of(entry), entry.symbol_rate / 2);

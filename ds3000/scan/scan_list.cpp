@@ -7,20 +7,17 @@
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/mcu.h"
 #include "ds3000/hw/bits.h"
+#include "ds3000/scan/peak.h"
 #include "ds3000/scan/scan_state.h"
 
 using ds3000::frequency_of;
+using ds3000::peak;
 using ds3000::records_within;
 using ds3000::wrap_subtract;
 
 namespace {
 
 constexpr std::int32_t merge_distance = 999;  // kHz, and ksym/s
-
-struct peak {
-    std::int32_t frequency_khz;
-    std::uint32_t symbol_rate_ksps;
-};
 
 void write_pending(scan_candidate &record, const peak &p) {
     record.frequency_khz = static_cast<std::uint32_t>(p.frequency_khz);
@@ -38,8 +35,7 @@ bool appends(std::uint8_t pass) {
 // Returns whether it is.
 bool merge(scan_candidate &entry, const peak &p) {
     const std::int32_t frequency_change = wrap_subtract(p.frequency_khz, frequency_of(entry));
-    const std::int32_t rate_change =
-        wrap_subtract(static_cast<std::int32_t>(p.symbol_rate_ksps), entry.symbol_rate);
+    const std::int32_t rate_change = wrap_subtract(p.symbol_rate_ksps, entry.symbol_rate);
     if (frequency_change < -merge_distance || frequency_change > merge_distance ||
         rate_change < -merge_distance || rate_change > merge_distance) {
         return false;
@@ -110,7 +106,7 @@ int32_t scan_list_insert(struct blind_scan_request *request, int32_t frequency_k
     if (count == 0) {
         return DS3000_BAD_ARGUMENT;
     }
-    const peak p{frequency_khz, symbol_rate_ksps};
+    const peak p{frequency_khz, static_cast<std::int32_t>(symbol_rate_ksps)};
     if (appends(pass)) {
         write_pending(request->candidates[count - 1], p);
     } else {

@@ -40,9 +40,4 @@ inline bool is_locked(const scan_candidate &candidate) {
 // Bins of the spectrum engine, 96000/512 kHz each, in whole kHz.
 constexpr std::int32_t khz_of_bins(std::int32_t bins) { return bins * 96000 / 512; }
 
-// The chip whose scan sees an inverted spectrum, peaks in falling order.
-inline bool scans_inverted() {
-    return ds3000_context.spectrum_inverted == 1 && ds3000_context.chip_type == CHIP_DS300X;
-}
-
 }  // namespace ds3000

@@ -5,11 +5,13 @@
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/chip/ds3000_regs.h"
+#include "ds3000/demod/carrier.h"
 #include "ds3000/demod/mcu.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/hw/register_update.h"
 #include "ds3000/hw/wait.h"
+#include "ds3000/scan/peak.h"
 #include "ds3000/scan/peak_filter.h"
 #include "ds3000/scan/scan_list.h"
 #include "ds3000/scan/scan_state.h"
@@ -22,6 +24,7 @@ using ds3000::demod_set_bits;
 using ds3000::demod_update;
 using ds3000::is_ds310x;
 using ds3000::is_set;
+using ds3000::peak;
 using ds3000::scan_cancelled;
 using ds3000::wait_us;
 using ds3000::wrap_add;
@@ -136,11 +139,6 @@ void search_peaks(std::uint8_t &byte) {
     }
 }
 
-struct peak {
-    std::int32_t frequency_khz;
-    std::int32_t symbol_rate_ksps;  // 0: implausible
-};
-
 // The next peak's offset from the centre and its width, in bins.
 struct raw_peak {
     std::int32_t offset;
@@ -157,7 +155,8 @@ raw_peak read_raw_peak() {
     if (offset >= 512) {
         offset -= 1024;
     }
-    return {ds3000::scans_inverted() ? -offset : offset, ((result[2] & 0x03) << 8U) | result[3]};
+    return {ds3000_sees_inverted_spectrum() != 0 ? -offset : offset,
+            ((result[2] & 0x03) << 8U) | result[3]};
 }
 
 // The symbol rate that a peak's width stands for in this pass; 0 when the pass has no use for it.
@@ -179,7 +178,7 @@ std::int32_t plausible_rate_ksps(std::int32_t width, std::uint8_t pass) {
 // next step becomes the reference that the step is measured from. Returns whether this peak is to
 // be kept.
 bool capture_reference(const peak &p) {
-    if (!ds3000::scans_inverted() || ds3000_context.scan_ref_captured != 0) {
+    if (ds3000_sees_inverted_spectrum() == 0 || ds3000_context.scan_ref_captured != 0) {
         return true;
     }
     const auto center_khz = static_cast<std::int32_t>(ds3000_context.scan_center_khz);

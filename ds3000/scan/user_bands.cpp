@@ -7,6 +7,7 @@
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/chip/ds3000_regs.h"
+#include "ds3000/chip/tuner_bound.h"
 #include "ds3000/demod/carrier.h"
 #include "ds3000/demod/lock_status.h"
 #include "ds3000/demod/mcu.h"
@@ -54,21 +55,6 @@ void program_measurement(std::uint8_t &byte) {
     ds3000_set_symbol_rate(measuring_rate_ksps);
     ds3000::release_mcu();
     wait_us(100000);
-}
-
-// The amplitude has to be good in ten of fifteen rounds and never negative.
-bool carrier_is_present(std::uint8_t &byte) {
-    int good = 0;
-    for (int round = 0; round < 15; ++round) {
-        demod_read(reg::carrier_amplitude, &byte);
-        const auto amplitude = static_cast<std::int8_t>(byte);
-        demod_read(reg::mcu_state, &byte);
-        if (amplitude < 0) {
-            return false;
-        }
-        good += amplitude >= 3 ? 1 : 0;
-    }
-    return good >= 10;
 }
 
 std::int32_t read_signed(std::uint8_t high_reg, std::uint8_t low_reg) {
@@ -157,9 +143,7 @@ struct carrier {
 carrier locate(std::uint32_t frequency_khz, const sample &last, double offset_khz) {
     const std::int32_t tuner_khz = ds3000_context.tuner_ops.tuner_get_offset();
     message("\tCCI Offset = [%d], TN_Offset = [%d]\n", whole_khz(offset_khz), tuner_khz);
-    // DS300X alone turns the sign on an inverted spectrum.
-    const bool turned =
-        ds3000_context.spectrum_inverted == 1 && ds3000_context.chip_type == CHIP_DS300X;
+    const bool turned = ds3000_sees_inverted_spectrum() != 0;
     const double total_khz = turned ? tuner_khz + offset_khz : offset_khz - tuner_khz;
     const double result_khz = turned ? frequency_khz + total_khz : frequency_khz - total_khz;
     const carrier found{whole_khz(result_khz), last.amplitude};
@@ -178,7 +162,7 @@ bool measure_carrier(std::uint32_t frequency_khz, carrier &found) {
         message("\tFailed to get CCI 1!\n");
         return false;
     }
-    if (!carrier_is_present(byte)) {
+    if (!ds3000::amplitude_is_good(byte, ds3000::amplitude_round::with_mcu_state)) {
         message("\tFailed to get CCI 2!\n");
         return false;
     }
@@ -311,8 +295,7 @@ int32_t ub_measure(uint32_t frequency_khz, int32_t *result_mhz, int32_t *amplitu
     *amplitude = 0;
     *gain = 0;
     const tuner_ops &tuner = ds3000_context.tuner_ops;
-    if (tuner.tuner_set_frequency == nullptr || tuner.tuner_get_offset == nullptr ||
-        tuner.tuner_get_gain == nullptr) {
+    if (!ds3000::tuner_is_bound() || tuner.tuner_get_gain == nullptr) {
         return DS3000_UNBOUND;
     }
     carrier found{};

@@ -5,6 +5,7 @@
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/chip/ds3000_regs.h"
+#include "ds3000/chip/tuner_bound.h"
 #include "ds3000/demod/carrier.h"
 #include "ds3000/demod/connect.h"
 #include "ds3000/demod/dvbs2_recovery.h"
@@ -32,7 +33,6 @@ using ds3000::is_set;
 using ds3000::notify;
 using ds3000::records_within;
 using ds3000::scan_cancelled;
-using ds3000::scans_inverted;
 using ds3000::wait_us;
 using ds3000::wrap_add;
 using ds3000::wrap_distance;
@@ -100,9 +100,7 @@ std::int32_t tune(attempt &a) {
         return set_frequency(a);
     }
     const std::int32_t status =
-        unicable_channel_change(a.frequency_khz, static_cast<std::uint32_t>(a.rate_ksps),
-                                &a.tuned_khz, ds3000_context.unicable_ub_index,
-                                ds3000_context.unicable_bank, ds3000_context.unicable_ub_freq_mhz);
+        unicable_tune(a.frequency_khz, static_cast<std::uint32_t>(a.rate_ksps), &a.tuned_khz);
     a.unicable_residue_khz = wrap_subtract(a.tuned_khz, a.frequency_khz);
     return status;
 }
@@ -116,9 +114,7 @@ void program(const attempt &a) {
 }
 
 void release_with_carrier(const attempt &a) {
-    const std::int32_t offset_khz = wrap_add(wrap_add(a.unicable_residue_khz, a.shift_khz),
-                                             ds3000_context.tuner_ops.tuner_get_offset());
-    ds3000_set_carrier_offset(scans_inverted() ? wrap_subtract(0, offset_khz) : offset_khz);
+    ds3000_expect_carrier(wrap_add(a.unicable_residue_khz, a.shift_khz));
     demod_write(reg::mcu_control, 0x00);
 }
 
@@ -239,8 +235,9 @@ measurement measure(const attempt &a) {
     ds3000_get_carrier_offset(&carrier_khz);
     const std::int32_t distance_khz =
         wrap_subtract(carrier_khz, ds3000_context.tuner_ops.tuner_get_offset());
-    found.frequency_khz = scans_inverted() ? wrap_add(a.tuned_khz, distance_khz)
-                                           : wrap_subtract(a.tuned_khz, distance_khz);
+    found.frequency_khz = ds3000_sees_inverted_spectrum() != 0
+                              ? wrap_add(a.tuned_khz, distance_khz)
+                              : wrap_subtract(a.tuned_khz, distance_khz);
     ds3000_get_symbol_rate(&found.rate_ksps);
     return found;
 }
@@ -344,8 +341,7 @@ void verify_candidate(blind_scan_request &request, scan_candidate &candidate) {
 }  // namespace
 
 int32_t ds3000_verify_candidates(struct blind_scan_request *request, uint16_t first, uint16_t end) {
-    if (ds3000_context.tuner_ops.tuner_set_frequency == nullptr ||
-        ds3000_context.tuner_ops.tuner_get_offset == nullptr) {
+    if (!ds3000::tuner_is_bound()) {
         return DS3000_UNBOUND;
     }
     for (std::uint32_t i = first; i < records_within(*request, end) && !scan_cancelled(); ++i) {
