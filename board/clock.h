@@ -4,12 +4,11 @@
 #include <pthread.h>
 
 #include <cstdint>
-#include <memory>
 #include <string>
 
-namespace board {
+#include "board/schedule.h"
 
-class Schedule;
+namespace board {
 
 // The virtual clock: a deterministic schedule of the process's threads.
 //
@@ -29,31 +28,35 @@ class VirtualClock {
     ~VirtualClock();
 
     // Nanoseconds since the clock was made.
-    [[nodiscard]] std::uint64_t now_ns() const;
+    [[nodiscard]] std::uint64_t now_ns() const { return schedule_.now_ns(); }
 
     // Let time pass for the running thread without giving up its turn: a bus transfer. Returns the
     // time then.
-    std::uint64_t spend_ns(std::uint64_t duration_ns);
+    std::uint64_t spend_ns(std::uint64_t duration_ns) { return schedule_.spend_ns(duration_ns); }
 
     // Give up the turn for a duration.
-    void sleep_ns(std::uint64_t duration_ns);
+    void sleep_ns(std::uint64_t duration_ns) { schedule_.sleep_ns(duration_ns); }
 
     // Name of the calling thread: "main", then "thread1", "thread2" in order of creation.
-    [[nodiscard]] static std::string thread_name();
+    [[nodiscard]] static std::string thread_name() { return Schedule::thread_name(); }
 
     // Slow the clock to wall time: every jump in time takes as long on the wall.
-    void follow_wall_time(bool follow);
+    void follow_wall_time(bool follow) { schedule_.follow_wall_time(follow); }
 
     // What pthread_create and pthread_join come down to while the clock is in force.
     int create_thread(pthread_t *thread, const pthread_attr_t *attributes, void *(*start)(void *),
-                      void *argument);
-    int join_thread(pthread_t thread, void **result);
+                      void *argument) {
+        return schedule_.create_thread(thread, attributes, start, argument);
+    }
+    int join_thread(pthread_t thread, void **result) {
+        return schedule_.join_thread(thread, result);
+    }
 
     // The clock in force, or null.
     static VirtualClock *current();
 
  private:
-    std::unique_ptr<Schedule> schedule_;
+    Schedule schedule_;
 };
 
 // Wall time in nanoseconds from the system itself, whatever clock is in force.

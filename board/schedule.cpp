@@ -4,8 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "board/system_time.h"
-
 namespace board {
 
 namespace {
@@ -23,10 +21,6 @@ Schedule::Schedule() {
 }
 
 Schedule::~Schedule() { this_member.reset(); }
-
-std::uint64_t Schedule::spend_ns(std::uint64_t duration_ns) {
-    return advance_to(now_ns() + duration_ns);
-}
 
 void Schedule::sleep_ns(std::uint64_t duration_ns) {
     const std::uint64_t at_ns = now_ns() + duration_ns;
@@ -147,18 +141,6 @@ void Schedule::pass_turn() {
 
 void Schedule::await_turn(Lock &lock, Member &member) {
     member.turn.wait(lock, [&member] { return member.has_turn; });
-}
-
-std::uint64_t Schedule::advance_to(std::uint64_t at_ns) {
-    const std::uint64_t from_ns = now_ns();
-    if (at_ns <= from_ns) {
-        return from_ns;
-    }
-    if (follow_wall_.load(std::memory_order_relaxed)) {
-        system_sleep_ns(at_ns - from_ns);
-    }
-    now_ns_.store(at_ns, std::memory_order_relaxed);
-    return at_ns;
 }
 
 }  // namespace board

@@ -12,6 +12,8 @@
 #include <mutex>
 #include <string>
 
+#include "board/system_time.h"
+
 namespace board {
 
 // The turns behind VirtualClock.
@@ -27,7 +29,7 @@ class Schedule {
     ~Schedule();
 
     [[nodiscard]] std::uint64_t now_ns() const { return now_ns_.load(std::memory_order_relaxed); }
-    std::uint64_t spend_ns(std::uint64_t duration_ns);
+    std::uint64_t spend_ns(std::uint64_t duration_ns) { return advance_to(now_ns() + duration_ns); }
     void sleep_ns(std::uint64_t duration_ns);
     void follow_wall_time(bool follow) { follow_wall_.store(follow, std::memory_order_relaxed); }
     [[nodiscard]] static std::string thread_name();
@@ -67,7 +69,19 @@ class Schedule {
     void note_first();
     void pass_turn();
     static void await_turn(Lock &lock, Member &member);
-    std::uint64_t advance_to(std::uint64_t at_ns);
+
+    // Returns the time then, which may be later than was asked for.
+    std::uint64_t advance_to(std::uint64_t at_ns) {
+        const std::uint64_t from_ns = now_ns();
+        if (at_ns <= from_ns) {
+            return from_ns;
+        }
+        if (follow_wall_.load(std::memory_order_relaxed)) {
+            system_sleep_ns(at_ns - from_ns);
+        }
+        now_ns_.store(at_ns, std::memory_order_relaxed);
+        return at_ns;
+    }
 
     std::atomic<std::uint64_t> now_ns_{0};
     std::atomic<std::uint64_t> first_wake_up_ns_{never};  // of sleepers_

@@ -116,12 +116,6 @@ bool Demodulator::powered() const {
            (regs_.plain[reg::reg_23] & reg::reg_23_power_down) == 0;
 }
 
-bool Demodulator::take_repeater() {
-    const bool open = repeater_open_ && powered();
-    repeater_open_ = false;
-    return open;
-}
-
 broadcast::System Demodulator::system() const {
     return (regs_.plain[reg::mode] & reg::mode_dvbs2) != 0 ? broadcast::System::dvbs2
                                                            : broadcast::System::dvbs;

@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sim/acquisition.h"
@@ -67,7 +68,7 @@ class Demodulator {
 
     [[nodiscard]] bool powered() const;
     // The repeater was opened for the next transfer; asking closes it.
-    bool take_repeater();
+    bool take_repeater() { return std::exchange(repeater_open_, false) && powered(); }
     void reopen_repeater() { repeater_open_ = true; }
 
     [[nodiscard]] DiseqcMaster &diseqc() { return diseqc_; }

@@ -3,8 +3,6 @@
 
 #include <algorithm>
 
-#include "ds3000/chip/ds3000_regs.h"
-
 namespace sim {
 
 namespace reg = ds3000::reg;
@@ -25,10 +23,6 @@ void DiseqcMaster::set_powered(bool powered) {
     powered_ = powered;
     cut_ = cut_ || !powered;
     drive_tone();
-}
-
-bool DiseqcMaster::owns(std::uint8_t reg) {
-    return reg >= reg::diseqc_control && reg <= reg::diseqc_reply_errors;
 }
 
 void DiseqcMaster::drive_tone() {

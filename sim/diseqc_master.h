@@ -6,6 +6,7 @@
 #include <limits>
 #include <vector>
 
+#include "ds3000/chip/ds3000_regs.h"
 #include "sim/outdoor.h"
 
 namespace sim {
@@ -26,7 +27,9 @@ class DiseqcMaster {
     // The chip's power; without it nothing goes out.
     void set_powered(bool powered);
 
-    static bool owns(std::uint8_t reg);
+    static bool owns(std::uint8_t reg) {
+        return reg >= ds3000::reg::diseqc_control && reg <= ds3000::reg::diseqc_reply_errors;
+    }
     void write(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
     [[nodiscard]] std::uint8_t read(std::uint8_t reg, std::uint64_t now_ns) const;
 

@@ -9,6 +9,7 @@
 
 #include "broadcast/modcod.h"
 #include "ds3000/hw/hdi.h"
+#include "sim/bus_clock.h"
 #include "sim/bus_faults.h"
 #include "sim/calendar.h"
 #include "sim/demodulator.h"
@@ -58,6 +59,7 @@ class Receiver::Impl final : public SignalSource {
     Impl(const Scenario &scenario, board::VirtualClock &clock)
         : setup_(scenario.board),
           cross_polarisation_db_(scenario.cross_polarisation_db),
+          bus_clock_(scenario.board.bus_clock_hz),
           clock_(&clock),
           calendar_(scenario.events),
           bus_faults_(scenario),
@@ -127,6 +129,7 @@ class Receiver::Impl final : public SignalSource {
     void record(const Shape &shape, std::span<const std::uint8_t> data, const Outcome &outcome);
 
     void catch_up_to(std::uint64_t now_ns);
+    void let_happen(std::uint64_t now_ns);
     void brown_out();
     void signal_changed(std::uint64_t now_ns);
     Passband &passband();
@@ -134,6 +137,7 @@ class Receiver::Impl final : public SignalSource {
 
     BoardSetup setup_;
     double cross_polarisation_db_;
+    BusClock bus_clock_;
     board::VirtualClock *clock_;
     Watch watch_;
     Calendar calendar_;
@@ -208,7 +212,7 @@ Receiver::Impl::Outcome Receiver::Impl::transfer(const Shape &shape,
     // A device that does not acknowledge its address ends the transfer there.
     const std::uint64_t bits =
         outcome.acknowledged ? bits_of(shape.length, shape.stops) : bits_of(0, true);
-    const std::uint64_t duration_ns = bits * 1'000'000'000 / setup_.bus_clock_hz;
+    const std::uint64_t duration_ns = bus_clock_.duration_ns(bits);
     outcome.now_ns = clock_->spend_ns(
         disturbance.stuck_ns + (disturbance.slowness == 1
                                     ? duration_ns
@@ -362,20 +366,24 @@ void Receiver::Impl::catch_up_to(std::uint64_t now_ns) {
         demodulator_.diseqc().finish();
     }
     if (now_ns >= next_event_ns_) {
-        if (calendar_.brown_out_within(caught_up_ns_, now_ns)) {
-            brown_out();
-        }
-        for (const auto &bytes : calendar_.foreign_messages_within(caught_up_ns_, now_ns)) {
-            outdoor_.foreign_message(bytes);
-        }
-        outdoor_.set_weather(calendar_.weather_at(now_ns));
-        caught_up_ns_ = now_ns;
-        next_event_ns_ = calendar_.next_after(now_ns);
-        signal_changed(now_ns);
+        let_happen(now_ns);
     }
     if (outdoor_.changes() != outdoor_changes_) {
         signal_changed(now_ns);
     }
+}
+
+void Receiver::Impl::let_happen(std::uint64_t now_ns) {
+    if (calendar_.brown_out_within(caught_up_ns_, now_ns)) {
+        brown_out();
+    }
+    for (const auto &bytes : calendar_.foreign_messages_within(caught_up_ns_, now_ns)) {
+        outdoor_.foreign_message(bytes);
+    }
+    outdoor_.set_weather(calendar_.weather_at(now_ns));
+    caught_up_ns_ = now_ns;
+    next_event_ns_ = calendar_.next_after(now_ns);
+    signal_changed(now_ns);
 }
 
 void Receiver::Impl::brown_out() {
