@@ -13,8 +13,7 @@
 
 namespace {
 
-using tests::Edit;
-using tests::edited;
+using tests::patched;
 using tests::scan_lines;
 
 // Set-up.
@@ -29,7 +28,7 @@ struct EngineSetup {
     std::uint32_t passes;
     std::uint8_t pass;
     const char *transcript;
-    Edit but{};
+    const char *but = "";  // as patched() takes it
     std::uint8_t inverted = 0;
     std::uint8_t option = 0;
 };
@@ -49,21 +48,19 @@ const EngineSetup setups[] = {
     {"pass 3 of 4", known, 4, 3, "setup"}, {"pass 3 of 2", known, 2, 3, "setup"},
     {"pass 4 of 5", known, 5, 4, "setup"}, {"pass 254 of 255", known, 255, 254, "setup"},
     {"an inverted spectrum sets bit 1 of register 4D", ds310x, 1, 0, "setup",
-     {"update demod 4D FB -> F9", "update demod 4D F9 -> FB"}, 1},
-    {"an inverted spectrum makes no difference on DS300X", ds300x, 1, 0, "setup", {}, 1},
+     "- update demod 4D FB -> F9\n+ update demod 4D F9 -> FB", 1},
+    {"an inverted spectrum makes no difference on DS300X", ds300x, 1, 0, "setup", "", 1},
     {"the board's option sets bit 4 of register 30", ds310x, 1, 0, "setup",
-     {"write demod 30 08", "write demod 30 18"}, 0, 1},
-    {"the board's option makes no difference on DS300X", ds300x, 1, 0, "setup", {}, 0, 1},
-    {"another value of the board's option is off", ds310x, 1, 0, "setup", {}, 0, 2},
+     "- write demod 30 08\n+ write demod 30 18", 0, 1},
+    {"the board's option makes no difference on DS300X", ds300x, 1, 0, "setup", "", 0, 1},
+    {"another value of the board's option is off", ds310x, 1, 0, "setup", "", 0, 2},
     {"a failed read leaves the byte that was modified last", ds300x, 1, 0, "setup",
-     {"update demod 4D 5A -> DB; update demod 90 04 -> 77",
-      "update demod 4D nack -> 91; update demod 90 nack -> F3"}},
-    {"a failed write of the hold does not end it", ds300x, 1, 0, "setup",
-     {"write demod B2 01", "write demod B2 01 -> nack"}},
-    {"a failed write of the window does not end it", ds300x, 1, 0, "setup",
-     {"write demod 95 64", "write demod 95 64 -> nack"}},
-    {"a failed write of the restart does not end it", ds300x, 1, 0, "setup",
-     {"write demod 05 04", "write demod 05 04 -> nack"}},
+     "- update demod 4D 5A -> DB\n+ update demod 4D nack -> 91\n"
+     "- update demod 90 04 -> 77\n+ update demod 90 nack -> F3"},
+    {"failed writes do not end it", ds300x, 1, 0, "setup",
+     "- write demod B2 01\n+ write demod B2 01 -> nack\n"
+     "- write demod 95 64\n+ write demod 95 64 -> nack\n"
+     "- write demod 05 04\n+ write demod 05 04 -> nack"},
 };
 // clang-format on
 
@@ -76,8 +73,7 @@ TEST_F(SpectrumSetup, is_that_of_the_chip_and_the_pass) {
             ds3000_context.scan_passes = row.passes;
             ds3000_context.spectrum_inverted = row.inverted;
             ds3000_context.reg30_bit4_enable = row.option;
-            const std::string transcript = scan_lines(row.transcript);
-            board(row.but.before.empty() ? transcript : edited(transcript, {row.but}));
+            board(patched(scan_lines(row.transcript), row.but));
             EXPECT_EQ(ds3000_blind_scan_setup(row.pass), 0);
         }
     });

@@ -394,7 +394,7 @@ constexpr Carrier uninverted_carriers[] = {
 class UserBandArithmetic : public UserBands {
  protected:
     template <typename Rows>
-    void measure_each(const Rows &rows, const tests::Edit &but = {}) {
+    void measure_each(const Rows &rows, const char *but = "") {
         for_each_row(rows, [&](const Carrier &row) {
             const std::string kilohertz = std::to_string(row.frequency_khz);
             const std::string word = std::to_string(row.frequency_word);
@@ -402,7 +402,7 @@ class UserBandArithmetic : public UserBands {
             const std::string transcript =
                 tests::scan_lines("measure " + kilohertz + "; strong; reference " + row.reference +
                                   "\nsteady " + word + " 4096; result");
-            board(but.before.empty() ? transcript : edited(transcript, {but}));
+            board(tests::patched(transcript, but));
             answer_with_offsets({row.tuner_khz});
             measure("5 times Freq = " + word + ", Amp = 32\nCCI Offset = [" + row.cci_khz +
                         "], TN_Offset = [" + tuner + "]\nAmp=[32],Freq=[" + kilohertz +
@@ -424,7 +424,7 @@ TEST_F(UserBandArithmetic, an_inverted_spectrum_turns_the_signs_on_ds300x_alone)
     ds3000_context.unicable_enabled = 0;
     for (const std::int32_t chip : {CHIP_DS3002B, CHIP_DS3103}) {
         ds3000_context.chip_type = chip;
-        measure_each(uninverted_carriers, {"update demod 4D 93 -> 91", "update demod 4D 93 -> 93"});
+        measure_each(uninverted_carriers, "- update demod 4D 93 -> 91\n+ update demod 4D 93 -> 93");
     }
 }
 
