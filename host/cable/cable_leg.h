@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "ds3000/diseqc/diseqc.h"
+#include "ds3000/plugin/channel.h"
+
 namespace host {
 
 // What selects a dish, a polarisation and a band on the cable.
@@ -11,5 +14,11 @@ struct CableLeg {
 
     bool operator==(const CableLeg &) const = default;
 };
+
+// The leg that a channel is received through.
+CableLeg leg_of(const ds3000_channel &channel);
+
+// What tells the committed switch which leg is wanted; the leg has a port.
+diseqc_message switch_message_for(const CableLeg &leg);
 
 }  // namespace host

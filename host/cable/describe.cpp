@@ -2,10 +2,11 @@
 #include "host/cable/describe.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <cctype>
 
+#include "host/cable/cable_leg.h"
+#include "host/cable/diseqc_messages.h"
 #include "host/cable/frequency.h"
 
 namespace host {
@@ -47,13 +48,13 @@ Json json_of(const TunePlan &plan) {
     Json json;
     json["lof_khz"] = plan.lof_khz;
     json["if_khz"] = plan.if_khz;
-    json["tuned_if_mhz"] = plan.tuned_if_mhz;
+    json["tuned_if_mhz"] = plan.freq_mhz;
     json["residual_khz"] = plan.residual_khz;
     json["spectrum_inverted"] = plan.inverted;
     json["symbol_rate_ksps"] = plan.symbol_rate_ksps;
-    json["supply_volts"] = plan.voltage_18v ? 18 : 13;
-    json["tone"] = plan.tone;
-    if (plan.switch_message) {
+    json["supply_volts"] = volts_of(plan);
+    json["tone"] = plan.hiband != 0;
+    if (plan.switch_pos != 0) {
         json["switch_port"] = plan.switch_pos;
         json["switch_message"] = switch_bytes(plan);
     }
@@ -61,13 +62,17 @@ Json json_of(const TunePlan &plan) {
 }
 
 std::string switch_bytes(const TunePlan &plan) {
-    return plan.switch_message ? fmt::format("{:02X}", fmt::join(*plan.switch_message, " ")) : "";
+    if (plan.switch_pos == 0) {
+        return "";
+    }
+    const diseqc_message message = switch_message_for(leg_of(plan));
+    return diseqc_bytes({message.msg, message.msg_len});
 }
 
 std::string summary(const broadcast::Lnb &lnb, const TunePlan &plan) {
     return fmt::format("LNB {}, oscillator {}, IF {}, {} V, tone {}", lnb.name,
-                       format_mhz(plan.lof_khz), format_mhz(plan.if_khz),
-                       plan.voltage_18v ? 18 : 13, plan.tone ? "on" : "off");
+                       format_mhz(plan.lof_khz), format_mhz(plan.if_khz), volts_of(plan),
+                       plan.hiband != 0 ? "on" : "off");
 }
 
 }  // namespace host

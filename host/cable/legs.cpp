@@ -28,7 +28,7 @@ Stretch common_part(const Stretch &a, const Stretch &b) {
 
 Stretch stretch_of(const FrequencyRange &range) { return {range.low_khz, range.high_khz}; }
 
-constexpr Stretch whole_cable{lowest_if_khz, highest_if_khz};
+constexpr Stretch whole_cable{CHANNEL_IF_MIN_KHZ, CHANNEL_IF_MAX_KHZ};
 constexpr Stretch any_downlink{0, 100'000'000};
 
 // Where satellites transmit: S, C, Ku and Ka band.

@@ -52,10 +52,10 @@ UserBand parse_user_band(std::string_view text) {
 
 std::uint16_t parse_if_mhz(std::string_view what, std::string_view text) {
     const std::uint32_t khz = parse_frequency(text).khz;
-    if (khz < lowest_if_khz || khz > highest_if_khz) {
+    if (khz < CHANNEL_IF_MIN_KHZ || khz > CHANNEL_IF_MAX_KHZ) {
         throw Failure(ExitStatus::outside_limits,
                       fmt::format("{}: {} is outside {} to {}", what, format_mhz(khz),
-                                  format_mhz(lowest_if_khz), format_mhz(highest_if_khz)));
+                                  format_mhz(CHANNEL_IF_MIN_KHZ), format_mhz(CHANNEL_IF_MAX_KHZ)));
     }
     if (khz % 1000 != 0) {
         throw Failure(ExitStatus::usage,
@@ -69,12 +69,12 @@ std::uint16_t parse_if_mhz(std::string_view what, std::string_view text) {
 std::uint16_t bank_of(const TunePlan &plan, const broadcast::Lnb &lnb, Position position) {
     const bool high_band = lnb.high_khz != 0 && plan.lof_khz == lnb.high_khz;
     return static_cast<std::uint16_t>((position == Position::b ? 4U : 0U) |
-                                      (plan.voltage_18v ? 2U : 0U) | (high_band ? 1U : 0U));
+                                      (plan.voltage_18v != 0 ? 2U : 0U) | (high_band ? 1U : 0U));
 }
 
 UserBandPlan plan_user_band(const UserBand &band, const TunePlan &plan, const broadcast::Lnb &lnb,
                             Position position) {
-    const unsigned step = (band.frequency_mhz + plan.tuned_if_mhz) / step_mhz;
+    const unsigned step = (band.frequency_mhz + plan.freq_mhz) / step_mhz;
     UserBandPlan result;
     result.bank = band.bank.value_or(bank_of(plan, lnb, position));
     result.tuning_word = step - first_step;

@@ -45,12 +45,12 @@ void write_plan_text(Output &output, const Target &target, const broadcast::Lnb 
     line("LNB", lnb.name);
     line("oscillator", format_mhz(plan.lof_khz));
     line("IF", format_mhz(plan.if_khz));
-    line("IF really tuned", fmt::format("{} MHz", plan.tuned_if_mhz));
+    line("IF really tuned", fmt::format("{} MHz", plan.freq_mhz));
     line("left to find", fmt::format("{} kHz", plan.residual_khz));
     line("spectrum inverted", yes_no(plan.inverted));
-    line("LNB supply", plan.voltage_18v ? "18 V" : "13 V");
-    line("22 kHz tone", plan.tone ? "on" : "off");
-    line("switch bytes", plan.switch_message ? switch_bytes(plan) : "none");
+    line("LNB supply", fmt::format("{} V", volts_of(plan)));
+    line("22 kHz tone", plan.hiband != 0 ? "on" : "off");
+    line("switch bytes", plan.switch_pos != 0 ? switch_bytes(plan) : "none");
 }
 
 void write_result(Output &output, const Json &result, const Target &target,

@@ -44,14 +44,14 @@ constexpr std::uint32_t lowest_rate_ksps = 1'000;
 constexpr std::uint32_t highest_rate_ksps = 45'000;
 
 void check_limits(const Plan &plan) {
-    if (plan.tune.if_khz < lowest_if_khz || plan.tune.if_khz > highest_if_khz) {
+    if (plan.tune.if_khz < CHANNEL_IF_MIN_KHZ || plan.tune.if_khz > CHANNEL_IF_MAX_KHZ) {
         throw Failure(
             ExitStatus::outside_limits,
             fmt::format("{} with an oscillator of {} gives an intermediate frequency of {}; a "
                         "Unicable unit converts {} to {}. Choose the unit's oscillators with --lnb",
                         format_mhz(plan.target.transponder.frequency_khz),
                         format_mhz(plan.tune.lof_khz), format_mhz(plan.tune.if_khz),
-                        format_mhz(lowest_if_khz), format_mhz(highest_if_khz)));
+                        format_mhz(CHANNEL_IF_MIN_KHZ), format_mhz(CHANNEL_IF_MAX_KHZ)));
     }
     if (plan.tune.symbol_rate_ksps < lowest_rate_ksps ||
         plan.tune.symbol_rate_ksps > highest_rate_ksps) {
@@ -124,7 +124,7 @@ Json json_of(const UserBand &band, const UserBandPlan &channel) {
 Json plan_json(const TunePlan &plan) {
     return {{"lof_khz", plan.lof_khz},
             {"if_khz", plan.if_khz},
-            {"tuned_if_mhz", plan.tuned_if_mhz},
+            {"tuned_if_mhz", plan.freq_mhz},
             {"residual_khz", plan.residual_khz},
             {"symbol_rate_ksps", plan.symbol_rate_ksps}};
 }

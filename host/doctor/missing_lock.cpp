@@ -201,7 +201,7 @@ Finding MissingLock::try_other_polarisation() {
 std::vector<SpectrumPeak> MissingLock::look_along(const CableLeg &leg) {
     reception_.session().select(leg);
     std::vector<SpectrumPeak> peaks;
-    for (const std::uint32_t place_mhz : places_to_look(aim().plan.tuned_if_mhz)) {
+    for (const std::uint32_t place_mhz : places_to_look(aim().plan.freq_mhz)) {
         const auto some = peaks_near(place_mhz);
         peaks.insert(peaks.end(), some.begin(), some.end());
     }

@@ -32,15 +32,9 @@ Reception::Reception(ChipSession &session, Aim aim, Cancelled cancelled)
 }
 
 ReceptionWay Reception::aimed_way() const {
-    const std::uint32_t standard =
-        aim_.transponder.system == broadcast::System::dvbs2 ? STANDARD_DVBS2 : STANDARD_DVBS;
-    if (aim_.user_band) {
-        // A Unicable unit needs no voltage, tone or switch to choose anything.
-        return {{}, aim_.plan.tuned_if_mhz, standard};
-    }
-    return {{aim_.plan.voltage_18v, aim_.plan.tone, aim_.plan.switch_pos},
-            aim_.plan.tuned_if_mhz,
-            standard};
+    // A Unicable unit needs no voltage, tone or switch to choose anything.
+    return {aim_.user_band ? CableLeg{} : leg_of(aim_.plan), aim_.plan.freq_mhz,
+            aim_.plan.standard};
 }
 
 std::uint32_t Reception::place_khz() const {

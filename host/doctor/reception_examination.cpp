@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <iterator>
 #include <optional>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -21,7 +20,6 @@
 #include "ds3000/diseqc/diseqc.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/tuner/ts2022.h"
-#include "host/cable/committed_switch.h"
 #include "host/cable/describe.h"
 #include "host/cable/signal_info.h"
 #include "host/doctor/missing_lock.h"
@@ -81,16 +79,13 @@ std::optional<double> needed_db(const SignalInfo &info) {
 
 // The switch's command; without a switch the one that powers every device up, as it is already.
 diseqc_message message_for(const CableLeg &leg) {
-    constexpr std::array<std::uint8_t, 3> power_on{0xE0, 0x00, 0x03};
-    diseqc_message message{};
-    std::span<const std::uint8_t> bytes = power_on;
-    const auto write_n0 = committed_switch_message(leg.switch_port, leg.voltage_18v, leg.tone);
-    if (leg.switch_port != 0) {
-        bytes = write_n0;
-    }
-    std::copy(bytes.begin(), bytes.end(), std::begin(message.msg));
-    message.msg_len = static_cast<std::uint8_t>(bytes.size());
-    return message;
+    constexpr diseqc_message power_on{.msg = {0xE0, 0x00, 0x03},
+                                      .msg_len = 3,
+                                      .expect_reply = 0,
+                                      .option = 0,
+                                      .reply = {},
+                                      .reply_len = 0};
+    return leg.switch_port != 0 ? switch_message_for(leg) : power_on;
 }
 
 class Examination {
@@ -173,7 +168,7 @@ void Examination::look_at_user_band() {
 
 void Examination::look_at_supply() {
     constexpr std::uint64_t discharge_ms = 300;
-    const auto places_mhz = places_to_look(aim().plan.tuned_if_mhz);
+    const auto places_mhz = places_to_look(aim().plan.freq_mhz);
     reception_.session().supply_off();
     pause_ms(discharge_ms);
     const auto off_db = gains_at(places_mhz);
@@ -187,14 +182,14 @@ void Examination::look_at_supply() {
     Finding finding{.step = "lnb_supply"};
     finding.measured =
         fmt::format("with {} V on, the level at {} MHz is {:.1f} dB above that without",
-                    aim().plan.voltage_18v ? 18 : 13, places_mhz[best], lift_db);
+                    volts_of(aim().plan), places_mhz[best], lift_db);
     finding.values = {{"lift_db", rounded(lift_db)}, {"if_mhz", places_mhz[best]}};
     if (lift_db < least_lift_db) {
         finding.health = Health::warning;
         finding.cause = "lnb_unpowered";
         finding.measured = fmt::format(
             "with {} V on, nothing on the cable rises: {:.1f} dB at most, of {} places looked at",
-            aim().plan.voltage_18v ? 18 : 13, lift_db, places_mhz.size());
+            volts_of(aim().plan), lift_db, places_mhz.size());
         finding.advice = fmt::format(
             "Measure the voltage at the socket: {} must give 13 or 18 V. Then the cable, then the "
             "LNB. With a lock all the same, another receiver feeds the LNB",

@@ -3,8 +3,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
-
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/demod/power.h"
@@ -12,7 +10,6 @@
 #include "ds3000/hw/hdi.h"
 #include "ds3000/hw/lnb_supply.h"
 #include "ds3000/hw/register_access.h"
-#include "host/cable/committed_switch.h"
 #include "host/terminal/failure.h"
 
 namespace host {
@@ -40,14 +37,6 @@ void start_chips(const BoardWiring &wiring) {
         hdi_destroy_i2c_bus(bus);
         throw Failure(ExitStatus::hardware_absent, "no demodulator of this family answers at 0xD0");
     }
-}
-
-void send_committed_switch(const CableLeg &leg) {
-    const auto bytes = committed_switch_message(leg.switch_port, leg.voltage_18v, leg.tone);
-    diseqc_message message{};
-    std::copy(bytes.begin(), bytes.end(), std::begin(message.msg));
-    message.msg_len = static_cast<std::uint8_t>(bytes.size());
-    diseqc_send(&message);
 }
 
 }  // namespace
@@ -78,7 +67,8 @@ void ChipSession::select(const CableLeg &leg) {
     if (leg.switch_port != 0) {
         lnb_control(1, 0, volts_18, 0);
         usleep(silence_us);
-        send_committed_switch(leg);
+        diseqc_message selection = switch_message_for(leg);
+        diseqc_send(&selection);
         usleep(silence_us);
     }
     lnb_control(1, leg.tone ? 1 : 0, volts_18, 0);

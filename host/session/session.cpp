@@ -21,6 +21,13 @@ constexpr std::uint64_t stale_status_ms = 300;
 // Sixteen polls of 50 ms, with the transfers of a slow bus.
 constexpr std::uint64_t settling_ms = 1'200;
 
+// Whether the plug-in, which holds one of them, leaves the hardware alone when asked for the other.
+bool sets_up_the_same(const ds3000_channel &one, const ds3000_channel &other) {
+    return one.freq_mhz == other.freq_mhz && one.symbol_rate_ksps == other.symbol_rate_ksps &&
+           one.standard == other.standard && one.voltage_18v == other.voltage_18v &&
+           one.hiband == other.hiband && one.switch_pos == other.switch_pos;
+}
+
 }  // namespace
 
 Session::Session(const dvb_ts_tuner_metadata &descriptor, DriverLog &log) : log_(log) {
@@ -47,7 +54,8 @@ Session::~Session() {
 }
 
 TuneAnswer Session::tune(const tune_request &request) {
-    const TunePlan plan = plan_tune(request);
+    ds3000_channel wanted;
+    ds3000_plan_channel(&request, &wanted);
     take_lines();
     const bool accepted = tuner_->tune(tuner_, &request) != 0;
     tune_lines_ = take_lines();
@@ -60,8 +68,8 @@ TuneAnswer Session::tune(const tune_request &request) {
     if (says("wrong delivery system")) {
         return TuneAnswer::refused;
     }
-    const bool unchanged = channel_ && channel_->same_channel(plan);
-    channel_ = plan;
+    const bool unchanged = channel_ && sets_up_the_same(*channel_, wanted);
+    channel_ = wanted;
     if (unchanged) {
         return TuneAnswer::unchanged;
     }

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "host/cable/plan.h"
+#include "ds3000/plugin/channel.h"
 #include "host/session/plugin_loader.h"
 #include "host/terminal/driver_log.h"
 #include "host/terminal/stderr_capture.h"
@@ -64,7 +64,7 @@ class Session {
     Tuner *tuner_ = nullptr;
     std::string init_lines_;
     std::string tune_lines_;
-    std::optional<TunePlan> channel_;  // what the plug-in holds
+    std::optional<ds3000_channel> channel_;  // what the plug-in holds
 };
 
 // The chip's name in the driver's "Chip ID = [DS3103]!" line; empty without one.

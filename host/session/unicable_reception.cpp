@@ -29,10 +29,8 @@ useconds_t pause_us(const UserBand &band, unsigned attempt) {
 // EN 50494: commands at 18 V, and 13 V in between, so that other receivers can send theirs.
 void ask_for_channel(ChipSession &session, const TunePlan &plan) {
     session.select(commanding);
-    const std::uint32_t standard =
-        plan.delivery_system == request_dvbs2 ? STANDARD_DVBS2 : STANDARD_DVBS;
     const std::int32_t status = ds3000_connect(
-        plan.tuned_if_mhz, static_cast<std::int32_t>(plan.symbol_rate_ksps), standard);
+        plan.freq_mhz, static_cast<std::int32_t>(plan.symbol_rate_ksps), plan.standard);
     session.select(idle);
     if (status != DS3000_OK) {
         throw Failure(ExitStatus::hardware_absent,

@@ -81,7 +81,7 @@ class SessionTest : public testing::Test {
         descriptor_.create = scripted_create;
         request_.frequency = 11'494'000;
         request_.symbol_rate = 22'000'000;
-        request_.delivery_system = request_dvbs2;
+        request_.delivery_system = TUNE_SYSTEM_DVBS2;
         request_.lof_low = 9'750'000;
     }
 
@@ -125,6 +125,18 @@ TEST_F(SessionTest, tells_the_answers_to_a_tune_apart) {
     EXPECT_EQ(session.tune(request_), TuneAnswer::out_of_range);
     script.message = "ds300x_and_ts2022: wrong delivery system\n";
     EXPECT_EQ(session.tune(request_), TuneAnswer::refused);
+}
+
+TEST_F(SessionTest, the_same_channel_is_what_the_plug_in_does_not_tune_again) {
+    Session session(descriptor_, log_);
+    session.tune(request_);
+
+    request_.frequency += 999;
+    EXPECT_EQ(session.tune(request_), TuneAnswer::unchanged) << "same whole MHz";
+    request_.frequency += 1;
+    EXPECT_EQ(session.tune(request_), TuneAnswer::set_up);
+    request_.polarisation = TUNE_POLARISATION_13V;
+    EXPECT_EQ(session.tune(request_), TuneAnswer::set_up);
 }
 
 TEST_F(SessionTest, a_refused_request_leaves_the_channel_as_it_was) {

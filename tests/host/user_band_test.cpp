@@ -64,21 +64,21 @@ TEST(UserBand, bank_follows_from_position_polarisation_and_band) {
              Choice{9'750'000, true, Position::b, 6},
              Choice{10'600'000, true, Position::b, 7},
          }) {
-        host::TunePlan plan;
+        host::TunePlan plan{};
         plan.lof_khz = choice.lof_khz;
-        plan.voltage_18v = choice.voltage_18v;
+        plan.voltage_18v = choice.voltage_18v ? 1 : 0;
         EXPECT_EQ(bank_of(plan, universal, choice.position), choice.bank);
     }
-    host::TunePlan single;
+    host::TunePlan single{};
     single.lof_khz = 5'150'000;
     EXPECT_EQ(bank_of(single, {"C", "", 5'150'000, 0, 0}, Position::a), 0);
 }
 
 TEST(UserBand, plan_is_the_channel_change_of_the_driver) {
     const broadcast::Lnb universal{"U", "", 9'750'000, 10'600'000, 11'700'000};
-    host::TunePlan tune;
+    host::TunePlan tune{};
     tune.lof_khz = 9'750'000;
-    tune.tuned_if_mhz = 1'210;
+    tune.freq_mhz = 1'210;
 
     // (1210 + 1210) / 4 = 605, word 605 - 350.
     auto plan = plan_user_band({0, 1'210, std::nullopt}, tune, universal, Position::a);
