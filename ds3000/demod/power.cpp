@@ -31,12 +31,6 @@ using ds3000::wait_us;
 
 namespace {
 
-// The message carries a newline of its own, so a blank line follows it.
-std::int32_t name_chip(std::int32_t chip_type, const char *name) {
-    ds3000::message("\tChip ID = [%s]!\n", name);
-    return chip_type;
-}
-
 void forget_channel() {
     ds3000_context.requested_standard = STANDARD_DVBS;
     ds3000_context.standard = STANDARD_DVBS;
@@ -90,6 +84,35 @@ std::uint32_t master_clock_of_mode(std::uint8_t mode, bool locked) {
 
 }  // namespace
 
+int32_t ds3000_chip_type_of(uint8_t id, uint8_t id_high, uint8_t mcu_control) {
+    if (id_high != 0) {
+        return CHIP_UNKNOWN;
+    }
+    if (id == reg::chip_id_ds300x) {
+        return CHIP_DS300X;
+    }
+    // DS3002B and DS3103 share an identity and differ in two bits of the micro-controller's
+    // control register.
+    const std::uint8_t variant = field_get(mcu_control, 7, 6);
+    if (id == reg::chip_id_ds310x && variant == 0) {
+        return CHIP_DS3002B;
+    }
+    return id == reg::chip_id_ds310x && variant == 3 ? CHIP_DS3103 : CHIP_UNKNOWN;
+}
+
+const char *ds3000_chip_name(int32_t chip_type) {
+    switch (chip_type) {
+        case CHIP_DS300X:
+            return "DS300X";
+        case CHIP_DS3002B:
+            return "DS3002B";
+        case CHIP_DS3103:
+            return "DS3103";
+        default:
+            return nullptr;
+    }
+}
+
 int32_t ds3000_identify(int32_t *chip_type) {
     std::uint8_t id = 0;
     std::uint8_t id_high = 0;
@@ -98,19 +121,11 @@ int32_t ds3000_identify(int32_t *chip_type) {
     demod_read(reg::chip_id, &id);
     demod_read(reg::chip_id_high, &id_high);
     demod_read(reg::mcu_control, &control);
-    *chip_type = CHIP_UNKNOWN;
-    if (id_high != 0) {
-        return DS3000_OK;
-    }
-    // DS3002B and DS3103 share an identity and differ in two bits of the micro-controller's
-    // control register.
-    const std::uint8_t variant = field_get(control, 7, 6);
-    if (id == reg::chip_id_ds300x) {
-        *chip_type = name_chip(CHIP_DS300X, "DS300X");
-    } else if (id == reg::chip_id_ds310x && variant == 0) {
-        *chip_type = name_chip(CHIP_DS3002B, "DS3002B");
-    } else if (id == reg::chip_id_ds310x && variant == 3) {
-        *chip_type = name_chip(CHIP_DS3103, "DS3103");
+    *chip_type = ds3000_chip_type_of(id, id_high, control);
+    const char *const name = ds3000_chip_name(*chip_type);
+    if (name != nullptr) {
+        // The message carries a newline of its own, so a blank line follows it.
+        ds3000::message("\tChip ID = [%s]!\n", name);
     }
     return DS3000_OK;
 }

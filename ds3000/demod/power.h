@@ -12,6 +12,14 @@ extern "C" {
  * leaves the byte that the operation held. All for the worker thread, or for a host call while
  * that thread is parked. */
 
+/* Tell which variant an identity is. Reads nothing: ds3000_identify does. Any thread.
+ * id, id_high, mcu_control: registers 0x01, 0x02 and 0xB2.
+ * Returns enum ds3000_chip_type, CHIP_UNKNOWN included. */
+int32_t ds3000_chip_type_of(uint8_t id, uint8_t id_high, uint8_t mcu_control);
+
+/* A variant's name, "DS3103" say; null for any code but the three known ones. Any thread. */
+const char *ds3000_chip_name(int32_t chip_type);
+
 /* Tell the chip variant from registers 0x01, 0x02 and 0xB2, read in that order, and name a known
  * one on standard error.
  * chip_type: enum ds3000_chip_type, CHIP_UNKNOWN included.

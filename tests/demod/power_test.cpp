@@ -506,6 +506,24 @@ TEST_F(SetModeTest, mode_is_set_with_the_bytes_held_when_transfers_fail) {
         update demod 29 nack -> 4F -> nack)");
 }
 
+TEST(ChipIdentity, is_told_by_three_registers) {
+    EXPECT_EQ(ds3000_chip_type_of(0xC0, 0x00, 0x00), CHIP_DS300X);
+    EXPECT_EQ(ds3000_chip_type_of(0xD0, 0x00, 0x3F), CHIP_DS3002B);
+    EXPECT_EQ(ds3000_chip_type_of(0xD0, 0x00, 0xC0), CHIP_DS3103);
+    EXPECT_EQ(ds3000_chip_type_of(0xD0, 0x00, 0x40), CHIP_UNKNOWN);
+    EXPECT_EQ(ds3000_chip_type_of(0xD0, 0x00, 0x80), CHIP_UNKNOWN);
+    EXPECT_EQ(ds3000_chip_type_of(0xC0, 0x01, 0x00), CHIP_UNKNOWN);
+    EXPECT_EQ(ds3000_chip_type_of(0xC1, 0x00, 0x00), CHIP_UNKNOWN);
+}
+
+TEST(ChipIdentity, has_a_name_when_it_is_known) {
+    EXPECT_STREQ(ds3000_chip_name(CHIP_DS300X), "DS300X");
+    EXPECT_STREQ(ds3000_chip_name(CHIP_DS3002B), "DS3002B");
+    EXPECT_STREQ(ds3000_chip_name(CHIP_DS3103), "DS3103");
+    EXPECT_EQ(ds3000_chip_name(CHIP_UNKNOWN), nullptr);
+    EXPECT_EQ(ds3000_chip_name(0), nullptr);
+}
+
 TEST_F(PowerTest, revision_is_60303_and_touches_nothing) {
     std::uint32_t revision = 0;
     expect([&revision] { return ds3000_get_revision(&revision); }, 0, "", {});
