@@ -54,19 +54,12 @@ Session::~Session() {
 }
 
 TuneAnswer Session::tune(const tune_request &request) {
-    ds3000_channel wanted;
-    ds3000_plan_channel(&request, &wanted);
-    take_lines();
     const bool accepted = tuner_->tune(tuner_, &request) != 0;
-    tune_lines_ = take_lines();
-    const auto says = [this](const char *text) {
-        return tune_lines_.find(text) != std::string::npos;
-    };
-    if (says(" out of range (")) {
-        return TuneAnswer::out_of_range;
-    }
-    if (says("wrong delivery system")) {
-        return TuneAnswer::refused;
+    take_lines();
+    ds3000_channel wanted;
+    const std::int32_t refusal = ds3000_plan_channel(&request, &wanted);
+    if (refusal != CHANNEL_ACCEPTED) {
+        return refusal == CHANNEL_OUT_OF_RANGE ? TuneAnswer::out_of_range : TuneAnswer::refused;
     }
     const bool unchanged = channel_ && sets_up_the_same(*channel_, wanted);
     channel_ = wanted;

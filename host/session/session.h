@@ -35,9 +35,8 @@ class Session {
     [[nodiscard]] bool locked();
     [[nodiscard]] Signal signal();
 
-    // What the driver wrote to standard error during init, and since the tune that was last.
+    // What the driver wrote to standard error during init.
     [[nodiscard]] const std::string &init_lines() const { return init_lines_; }
-    [[nodiscard]] const std::string &tune_lines() const { return tune_lines_; }
 
     // How to wait for lock: when to stop, and whether the board agrees that there is lock; leave
     // the second empty when nobody can ask the board.
@@ -63,7 +62,6 @@ class Session {
     DriverLog &log_;
     Tuner *tuner_ = nullptr;
     std::string init_lines_;
-    std::string tune_lines_;
     std::optional<ds3000_channel> channel_;  // what the plug-in holds
 };
 
