@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "host/cable/cable_leg.h"
 
+#include <cstdint>
+
 namespace host {
 
 CableLeg leg_of(const ds3000_channel &channel) {

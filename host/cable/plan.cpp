@@ -9,10 +9,6 @@ namespace host {
 
 namespace {
 
-// The request's word: any value but the one for 13 V selects 18 V.
-constexpr std::uint32_t polarisation_13v = TUNE_POLARISATION_13V;
-constexpr std::uint32_t polarisation_18v = 2;
-
 std::string out_of_range(const tune_request &request, const ds3000_channel &channel) {
     return fmt::format(
         "{} with an oscillator of {} gives an intermediate frequency of {}; the plug-in takes {} "
@@ -36,22 +32,6 @@ std::optional<std::string> words_of(std::int32_t refusal, const tune_request &re
 }
 
 }  // namespace
-
-tune_request request_for(const broadcast::Transponder &transponder, const broadcast::Lnb &lnb,
-                         unsigned port) {
-    tune_request request{};
-    request.frequency = transponder.frequency_khz;
-    request.symbol_rate = transponder.symbol_rate;
-    request.polarisation =
-        is_selected_by_18v(transponder.polarisation) ? polarisation_18v : polarisation_13v;
-    request.delivery_system =
-        transponder.system == broadcast::System::dvbs2 ? TUNE_SYSTEM_DVBS2 : TUNE_SYSTEM_DVBS;
-    request.switch_pos = port;
-    request.lof_low = lnb.low_khz;
-    request.lof_high = lnb.high_khz;
-    request.lof_switch = lnb.switch_khz;
-    return request;
-}
 
 TunePlan plan_tune(const tune_request &request) {
     TunePlan plan{};

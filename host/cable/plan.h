@@ -5,16 +5,10 @@
 #include <optional>
 #include <string>
 
-#include "broadcast/transponder.h"
 #include "ds3000/plugin/channel.h"
-#include "ds3000/plugin/plugin.h"
-#include "host/cable/lnb.h"
+#include "host/cable/request.h"
 
 namespace host {
-
-// The request of a receiver with this LNB, whose dish hangs at this port (0: no switch).
-tune_request request_for(const broadcast::Transponder &transponder, const broadcast::Lnb &lnb,
-                         unsigned port);
 
 // The channel that the plug-in makes of a tune request, and what people want to know of it besides.
 struct TunePlan : ds3000_channel {

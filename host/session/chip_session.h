@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <string>
-
 #include "ds3000/hw/driver_record.h"
 #include "host/cable/cable_leg.h"
 #include "host/terminal/driver_log.h"
@@ -34,20 +32,16 @@ class ChipSession {
     // Whether the demodulator can still be read: most of the driver's operations go on without it.
     [[nodiscard]] static bool demodulator_answers();
 
-    // What the driver wrote to standard error since the last call. The log has it too.
-    std::string take_lines();
+    // Hand to the log what the driver wrote to standard error since the last call.
+    void take_lines();
 
-    // What it wrote while it started up.
-    [[nodiscard]] const std::string &init_lines() const { return init_lines_; }
-
-    [[nodiscard]] bool has_lnbh23() const { return record_.has_lnbh23 != 0; }
+    [[nodiscard]] bool has_lnbh23() const { return supply_.has_lnbh23 != 0; }
 
  private:
     StandardErrorCapture capture_;
     DriverLog &log_;
-    ds3000_driver record_{};
+    ds3000_driver supply_{};
     bool supplied_ = false;
-    std::string init_lines_;
 };
 
 }  // namespace host

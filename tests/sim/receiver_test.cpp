@@ -8,12 +8,13 @@
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/connect.h"
 #include "ds3000/demod/lock.h"
-#include "ds3000/demod/power.h"
 #include "ds3000/diseqc/diseqc.h"
-#include "ds3000/hw/driver_record.h"
-#include "ds3000/hw/hdi.h"
 #include "ds3000/hw/lnb_supply.h"
 #include "ds3000/hw/register_access.h"
+#include "ds3000/plugin/channel.h"
+#include "host/cable/cable_leg.h"
+#include "host/cable/request.h"
+#include "host/session/front_end.h"
 
 namespace tests {
 
@@ -37,22 +38,7 @@ broadcast::Transponder demo_carrier(std::uint32_t mhz, Polarisation polarisation
     return transponder;
 }
 
-bool volts_18_for(const broadcast::Transponder &transponder) {
-    return transponder.polarisation == Polarisation::horizontal ||
-           transponder.polarisation == Polarisation::left;
-}
-
-bool high_band(const broadcast::Transponder &transponder) {
-    return transponder.frequency_khz >= 11'700'000;
-}
-
-std::uint32_t if_mhz_of(const broadcast::Transponder &transponder) {
-    return (transponder.frequency_khz - (high_band(transponder) ? 10'600'000 : 9'750'000)) / 1000;
-}
-
-std::uint32_t standard_of(const broadcast::Transponder &transponder) {
-    return transponder.system == System::dvbs2 ? STANDARD_DVBS2 : STANDARD_DVBS;
-}
+const broadcast::Lnb universal_lnb{"universal", "", 9'750'000, 10'600'000, 11'700'000};
 
 }  // namespace
 
@@ -100,18 +86,14 @@ sim::Receiver &ReceiverTest::receiver() {
 
 void ReceiverTest::start() {
     receiver();
-    ds3000_context.i2c_bus = hdi_create_i2c_bus();
     testing::internal::CaptureStderr();
-    ds3000_wake();
-    sleep_ms(100);
-    ds3000_init();
+    host::start_front_end();
     testing::internal::GetCapturedStderr();
 }
 
 void ReceiverTest::supply(bool on, bool volts_18) {
-    ds3000_driver driver{};
-    driver.has_lnbh23 = hdi_Check_i2c_address(ds3000_context.i2c_bus, 0x14) != 0;
-    set_lnb_supply(&driver, on, volts_18);
+    host::find_lnb_supply(supply_);
+    set_lnb_supply(&supply_, on, volts_18);
 }
 
 void ReceiverTest::send(std::initializer_list<std::uint8_t> message) {
@@ -129,17 +111,13 @@ void ReceiverTest::connect(std::uint32_t if_mhz, std::int32_t symbol_rate_ksps,
 }
 
 void ReceiverTest::tune(const broadcast::Transponder &transponder, unsigned port) {
-    const bool volts_18 = volts_18_for(transponder);
-    supply(true, volts_18);
-    if (port != 0) {
-        tone(false, volts_18);
-        send({0xE0, 0x10, 0x38,
-              static_cast<std::uint8_t>(4 * (port + 59) | (volts_18 ? 2U : 0U) |
-                                        (high_band(transponder) ? 1U : 0U))});
-    }
-    tone(high_band(transponder), volts_18);
-    connect(if_mhz_of(transponder), static_cast<std::int32_t>(transponder.symbol_rate / 1000),
-            standard_of(transponder));
+    const tune_request request = host::request_for(transponder, universal_lnb, port);
+    ds3000_channel channel;
+    ds3000_plan_channel(&request, &channel);
+    host::find_lnb_supply(supply_);
+    host::select_leg(supply_, host::leg_of(channel));
+    connect(channel.freq_mhz, static_cast<std::int32_t>(channel.symbol_rate_ksps),
+            channel.standard);
 }
 
 std::uint32_t ReceiverTest::poll() {

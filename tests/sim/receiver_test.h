@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "board/clock.h"
+#include "ds3000/hw/driver_record.h"
 #include "sim/receiver.h"
 
 namespace tests {
@@ -64,6 +65,7 @@ class ReceiverTest : public testing::Test {
  private:
     board::VirtualClock clock_;
     std::unique_ptr<sim::Receiver> receiver_;
+    ds3000_driver supply_{};
 };
 
 MATCHER_P(HasReason, reason, std::string("is ") + to_string(reason)) {

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+#include "host/cable/request.h"
+
+#include <cstdint>
+
+namespace host {
+
+namespace {
+
+// The request's word: any value but the one for 13 V selects 18 V.
+constexpr std::uint32_t polarisation_13v = TUNE_POLARISATION_13V;
+constexpr std::uint32_t polarisation_18v = 2;
+
+}  // namespace
+
+tune_request request_for(const broadcast::Transponder &transponder, const broadcast::Lnb &lnb,
+                         unsigned port) {
+    tune_request request{};
+    request.frequency = transponder.frequency_khz;
+    request.symbol_rate = transponder.symbol_rate;
+    request.polarisation =
+        is_selected_by_18v(transponder.polarisation) ? polarisation_18v : polarisation_13v;
+    request.delivery_system =
+        transponder.system == broadcast::System::dvbs2 ? TUNE_SYSTEM_DVBS2 : TUNE_SYSTEM_DVBS;
+    request.switch_pos = port;
+    request.lof_low = lnb.low_khz;
+    request.lof_high = lnb.high_khz;
+    request.lof_switch = lnb.switch_khz;
+    return request;
+}
+
+}  // namespace host
