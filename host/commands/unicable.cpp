@@ -123,7 +123,7 @@ Detection detect(ChipSession &session, const SearchRange &range, const DetectOpt
     if (options.identify && !interrupt.requested()) {
         identify_user_bands(detection.bands, first_bank);
     }
-    detection.duration_ms = (now_ns() - begin_ns) / 1'000'000U;
+    detection.duration_ms = ms_since(begin_ns);
     return detection;
 }
 

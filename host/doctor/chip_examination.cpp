@@ -111,7 +111,7 @@ Finding look_at_firmware(bool simulated) {
     std::uint32_t state = LOCK_SEARCHING;
     const std::uint64_t start_ns = now_ns();
     ds3000_check_first_lock(&state);
-    const std::uint64_t waited_ms = (now_ns() - start_ns) / 1'000'000;
+    const std::uint64_t waited_ms = ms_since(start_ns);
     if (state == LOCK_FAILED) {
         return broken(
             "firmware", "firmware_not_running",

@@ -5,20 +5,9 @@
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/connect.h"
-#include "ds3000/demod/lock.h"
-#include "host/session/pace.h"
+#include "host/session/lock_wait.h"
 
 namespace host {
-
-namespace {
-
-constexpr std::uint64_t ns_per_ms = 1'000'000;
-
-}  // namespace
-
-void pause_ms(std::uint64_t ms) { sleep_ns(ms * ns_per_ms); }
-
-std::uint64_t ms_since(std::uint64_t start_ns) { return (now_ns() - start_ns) / ns_per_ms; }
 
 Reception::Reception(ChipSession &session, Aim aim, Cancelled cancelled)
     : session_(session), aim_(std::move(aim)), cancelled_(std::move(cancelled)) {
@@ -41,25 +30,28 @@ std::uint32_t Reception::place_khz() const {
     return aim_.user_band ? std::uint32_t{aim_.user_band->frequency_mhz} * 1000 : aim_.plan.if_khz;
 }
 
-LockOutcome Reception::try_lock(const ReceptionWay &way, std::uint64_t timeout_ms) {
+TrialOutcome Reception::try_lock(const ReceptionWay &way, std::uint64_t timeout_ms) {
     // Without firmware no search ever begins; so many polls of 100 ms each prove it.
     constexpr int polls_for_a_search = 5;
     session_.select(way.leg);
     ds3000_connect(way.if_mhz, static_cast<std::int32_t>(symbol_rate_ksps()), way.standard);
-    const std::uint64_t start_ns = now_ns();
-    LockOutcome outcome;
-    for (int polls = 1;; ++polls) {
-        std::uint32_t state = LOCK_SEARCHING;
-        ds3000_poll_lock(&state);
-        outcome.locked = state == LOCK_LOCKED;
-        outcome.search_began = outcome.search_began || ds3000_context.first_poll == 0;
-        outcome.ms = ms_since(start_ns);
-        const bool hopeless = polls >= polls_for_a_search && !outcome.search_began;
-        if (outcome.locked || hopeless || outcome.ms >= timeout_ms || cancelled()) {
-            return outcome;
-        }
-        pause_ms(polling_period_ms);
-    }
+    int polls = 0;
+    bool search_began = false;
+    const LockOutcome lock =
+        wait_for_lock({.look =
+                           [&](std::uint64_t) {
+                               const bool locked = poll_lock();
+                               ++polls;
+                               search_began = search_began || ds3000_context.first_poll == 0;
+                               return locked ? Sight::certain : Sight::nothing;
+                           },
+                       .give_up =
+                           [&](std::uint64_t elapsed_ms) {
+                               const bool hopeless = polls >= polls_for_a_search && !search_began;
+                               return hopeless || elapsed_ms >= timeout_ms || cancelled();
+                           },
+                       .looks_at_once = true});
+    return {lock.came(), search_began, lock.waited_ms};
 }
 
 }  // namespace host

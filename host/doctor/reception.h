@@ -28,7 +28,7 @@ struct ReceptionWay {
     std::uint32_t standard = 0;
 };
 
-struct LockOutcome {
+struct TrialOutcome {
     bool locked = false;
     bool search_began = false;
     std::uint64_t ms = 0;  // until lock, or until nobody waited any more
@@ -55,7 +55,7 @@ class Reception {
     [[nodiscard]] std::uint32_t symbol_rate_ksps() const { return aim_.plan.symbol_rate_ksps; }
 
     // Select the leg, connect and poll for lock. Gives up early when no search begins at all.
-    LockOutcome try_lock(const ReceptionWay &way, std::uint64_t timeout_ms);
+    TrialOutcome try_lock(const ReceptionWay &way, std::uint64_t timeout_ms);
 
  private:
     ChipSession &session_;
@@ -63,14 +63,8 @@ class Reception {
     Cancelled cancelled_;
 };
 
-// As often as the driver's worker thread polls.
-inline constexpr std::uint64_t polling_period_ms = 50;
-
 // A guess that does not lock within this time is dropped: the slowest of the simulated receiver's
 // locks takes a third of it.
 inline constexpr std::uint64_t guess_ms = 1'500;
-
-void pause_ms(std::uint64_t ms);
-std::uint64_t ms_since(std::uint64_t start_ns);
 
 }  // namespace host

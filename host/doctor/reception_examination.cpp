@@ -15,7 +15,6 @@
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/demod/carrier.h"
-#include "ds3000/demod/lock.h"
 #include "ds3000/demod/power.h"
 #include "ds3000/diseqc/diseqc.h"
 #include "ds3000/hw/register_access.h"
@@ -24,7 +23,7 @@
 #include "host/cable/signal_info.h"
 #include "host/doctor/missing_lock.h"
 #include "host/doctor/spectrum_look.h"
-#include "host/session/pace.h"
+#include "host/session/lock_wait.h"
 
 namespace host {
 
@@ -108,7 +107,7 @@ class Examination {
     void go_through_standby();
 
     [[nodiscard]] const Aim &aim() const { return reception_.aim(); }
-    LockOutcome sleep_and_wake(bool &registers_kept);
+    TrialOutcome sleep_and_wake(bool &registers_kept);
 
     Findings &findings_;
     Reception &reception_;
@@ -222,7 +221,7 @@ void Examination::send_diseqc() {
 }
 
 void Examination::look_for_lock() {
-    const LockOutcome outcome = reception_.try_lock(reception_.aimed_way(), times_.lock_ms);
+    const TrialOutcome outcome = reception_.try_lock(reception_.aimed_way(), times_.lock_ms);
     locked_ = outcome.locked;
     Finding finding{.step = "lock"};
     finding.values = {{locked_ ? "lock_ms" : "waited_ms", outcome.ms}};
@@ -302,10 +301,13 @@ void Examination::watch_lock() {
     unsigned losses = 0;
     unsigned regained = 0;
     while (ms_since(start_ns) < times_.watch_ms && !reception_.cancelled()) {
-        pause_ms(polling_period_ms);
-        std::uint32_t state = LOCK_SEARCHING;
-        ds3000_poll_lock(&state);
-        if (state != LOCK_LOCKED) {
+        const LockOutcome loss = wait_for_lock(
+            {.look = [](std::uint64_t) { return poll_lock() ? Sight::nothing : Sight::certain; },
+             .give_up =
+                 [&](std::uint64_t) {
+                     return ms_since(start_ns) >= times_.watch_ms || reception_.cancelled();
+                 }});
+        if (loss.came()) {
             ++losses;
             // The same channel change or tuning once more, as a zap would do it.
             regained += reception_.try_lock(reception_.aimed_way(), guess_ms).locked ? 1 : 0;
@@ -334,7 +336,7 @@ void Examination::watch_lock() {
 }
 
 // What a receiver's finalize and the next init do, with the time of a standby in between.
-LockOutcome Examination::sleep_and_wake(bool &registers_kept) {
+TrialOutcome Examination::sleep_and_wake(bool &registers_kept) {
     constexpr std::uint64_t waking_ms = 100;
     const std::int32_t before = read_symbol_rate_registers();
     ds3000_sleep();
@@ -356,7 +358,7 @@ void Examination::go_through_standby() {
         return;
     }
     bool registers_kept = false;
-    const LockOutcome outcome = sleep_and_wake(registers_kept);
+    const TrialOutcome outcome = sleep_and_wake(registers_kept);
     Finding finding{.step = "standby"};
     finding.values = {{"standby_ms", times_.standby_ms},
                       {"registers_kept", registers_kept},

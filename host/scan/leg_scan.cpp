@@ -74,7 +74,7 @@ LegResult LegScan::run(const std::function<bool()> &cancelled) {
                                most_candidates, list.data()};
     const std::uint64_t begin_ns = now_ns();
     const std::int32_t status = ds3000_blind_scan(leg_.if_low_mhz, leg_.if_high_mhz, &request);
-    result_.time_ms = (now_ns() - begin_ns) / 1'000'000U;
+    result_.time_ms = ms_since(begin_ns);
     if (error_) {
         std::rethrow_exception(error_);
     }

@@ -8,6 +8,12 @@
 
 namespace host {
 
+namespace {
+
+constexpr std::uint64_t ns_per_ms = 1'000'000;
+
+}  // namespace
+
 std::uint64_t now_ns() {
     timespec time{};
     clock_gettime(CLOCK_MONOTONIC, &time);
@@ -22,5 +28,9 @@ void sleep_ns(std::uint64_t duration_ns) {
         board::system_sleep_ns(duration_ns);
     }
 }
+
+void pause_ms(std::uint64_t ms) { sleep_ns(ms * ns_per_ms); }
+
+std::uint64_t ms_since(std::uint64_t begin_ns) { return (now_ns() - begin_ns) / ns_per_ms; }
 
 }  // namespace host

@@ -10,5 +10,8 @@ std::uint64_t now_ns();
 
 // Let it pass. The board is not told, unlike of the driver's own waits.
 void sleep_ns(std::uint64_t duration_ns);
+void pause_ms(std::uint64_t ms);
+
+std::uint64_t ms_since(std::uint64_t begin_ns);
 
 }  // namespace host

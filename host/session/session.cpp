@@ -5,14 +5,13 @@
 
 #include <array>
 
+#include "host/session/lock_wait.h"
 #include "host/session/pace.h"
 #include "host/terminal/failure.h"
 
 namespace host {
 
 namespace {
-
-constexpr std::uint64_t poll_ms = 50;
 
 // The worker thread sleeps 50 ms, then polls: up to 100 ms of first checks, twice, and some 20 ms
 // of transfers on a slow bus.
@@ -79,30 +78,20 @@ Signal Session::signal() {
 }
 
 std::optional<std::uint64_t> Session::wait_for_lock(const Patience &patience) {
-    const std::uint64_t begin_ns = now_ns();
     bool maybe_stale = locked();
-    std::optional<std::uint64_t> locked_since_ms;
-    for (;;) {
-        sleep_ns(poll_ms * 1'000'000U);
-        const std::uint64_t elapsed_ms = (now_ns() - begin_ns) / 1'000'000U;
+    const auto look = [&](std::uint64_t elapsed_ms) {
         const bool reported = locked();
         maybe_stale = maybe_stale && reported && elapsed_ms < stale_status_ms;
         const bool credible = patience.board_agrees ? patience.board_agrees() : !maybe_stale;
         if (!reported || !credible) {
-            locked_since_ms.reset();
-        } else if (!locked_since_ms) {
-            locked_since_ms = elapsed_ms;
+            return Sight::nothing;
         }
-        if (locked_since_ms && !maybe_stale) {
-            return locked_since_ms;
-        }
-        if (patience.give_up(elapsed_ms)) {
-            return std::nullopt;
-        }
-    }
+        return maybe_stale ? Sight::passing : Sight::certain;
+    };
+    return host::wait_for_lock({.look = look, .give_up = patience.give_up}).since_ms;
 }
 
-void Session::settle() { sleep_ns(settling_ms * 1'000'000U); }
+void Session::settle() { pause_ms(settling_ms); }
 
 std::string Session::take_lines() {
     std::string lines = capture_.take();

@@ -5,16 +5,13 @@
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/connect.h"
-#include "ds3000/demod/lock.h"
 #include "ds3000/demod/signal_strength.h"
-#include "host/session/pace.h"
+#include "host/session/lock_wait.h"
 #include "host/terminal/failure.h"
 
 namespace host {
 
 namespace {
-
-constexpr useconds_t poll_us = 50'000;
 
 // The strength is the mean of this many readings.
 constexpr unsigned settling_polls = 16;
@@ -38,34 +35,38 @@ void ask_for_channel(ChipSession &session, const TunePlan &plan) {
     }
 }
 
+// What the worker thread does at each of its turns.
 bool poll(UserBandReception &reception) {
-    std::uint32_t state = 0;
+    const bool locked = poll_lock();
     std::uint8_t percent = 0;
-    ds3000_poll_lock(&state);
     reception.quality_db = measure_quality_db();
     signal_strength(&percent);
     reception.strength_percent = percent;
-    return state == LOCK_LOCKED;
+    return locked;
 }
 
-void wait_for_lock(UserBandReception &reception, const UserBandPatience &patience) {
-    const std::uint64_t begin_ns = now_ns();
+void await_lock(UserBandReception &reception, const UserBandPatience &patience) {
     unsigned locked_polls = 0;
-    while (locked_polls <= settling_polls) {
-        usleep(poll_us);
-        const bool locked = poll(reception);
-        reception.waited_ms = (now_ns() - begin_ns) / 1'000'000U;
-        locked_polls = locked ? locked_polls + 1 : 0;
-        if (locked_polls == 1) {
-            reception.lock_ms = reception.waited_ms;
-        } else if (locked_polls == 0) {
-            reception.lock_ms.reset();
-            if (reception.waited_ms >= patience.timeout_ms || patience.interrupted()) {
-                return;
-            }
-        }
+    const LockOutcome outcome = wait_for_lock(
+        {.look =
+             [&](std::uint64_t) {
+                 locked_polls = poll(reception) ? locked_polls + 1 : 0;
+                 if (locked_polls == 0) {
+                     return Sight::nothing;
+                 }
+                 return locked_polls > settling_polls ? Sight::certain : Sight::passing;
+             },
+         .give_up =
+             [&](std::uint64_t elapsed_ms) {
+                 return locked_polls == 0 &&
+                        (elapsed_ms >= patience.timeout_ms || patience.interrupted());
+             },
+         .pause = [] { usleep(polling_period_ms * 1'000); }});
+    reception.lock_ms = outcome.since_ms;
+    reception.waited_ms = outcome.waited_ms;
+    if (outcome.came()) {
+        reception.signal = read_signal_info();
     }
-    reception.signal = read_signal_info();
 }
 
 }  // namespace
@@ -81,7 +82,7 @@ UserBandReception receive_through(ChipSession &session, const UserBand &band,
     for (;;) {
         ++reception.attempts;
         ask_for_channel(session, plan);
-        wait_for_lock(reception, patience);
+        await_lock(reception, patience);
         if (reception.lock_ms || patience.interrupted() ||
             reception.attempts == patience.attempts) {
             return reception;
