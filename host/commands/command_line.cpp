@@ -1,64 +1,48 @@
 // SPDX-License-Identifier: MIT
 #include "host/commands/command_line.h"
 
+#include <fmt/format.h>
 #include <CLI/CLI.hpp>
-#include <algorithm>
-#include <array>
-#include <cctype>
 
-#include "host/terminal/shell_words.h"
+#include <algorithm>
+#include <cctype>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+#include "host/commands/doctor.h"
+#include "host/commands/info.h"
+#include "host/commands/list.h"
+#include "host/commands/scan.h"
+#include "host/commands/sweep.h"
+#include "host/commands/trace.h"
+#include "host/commands/tune.h"
+#include "host/commands/unicable.h"
+#include "host/commands/unicable_tune.h"
+
+// The one source that knows CLI11, which takes five seconds to compile: it fills the options of
+// every command.
 
 namespace host {
 
 namespace {
 
-// Options that the driver does not feel, or that belong to the machine.
-constexpr std::array<std::string_view, 10> not_repeated{
-    "board", "driver-log", "format", "output", "plugin",
-    "quiet", "real-time",  "report", "trace",  "verbose"};
+constexpr const char *exit_statuses = R"(Exit status:
+  0    done, locked
+  1    internal or I/O error
+  2    usage
+  3    plug-in or board cannot be loaded
+  4    hardware absent or wrong identity
+  5    no lock in time
+  7    nothing found
+  8    bad input file
+  9    outside the limits
+  10   differs: a replay from its recording, a trace from another
+  130  cancelled, partial results written)";
 
-bool is_repeated(const std::string &name) {
-    return std::find(not_repeated.begin(), not_repeated.end(), name) == not_repeated.end();
-}
-
-void add_option(const CLI::Option &option, std::vector<std::string> &words) {
-    if (option.get_positional()) {
-        words.insert(words.end(), option.results().begin(), option.results().end());
-        return;
-    }
-    const bool has_long_name = !option.get_lnames().empty();
-    const std::string name =
-        has_long_name ? "--" + option.get_lnames().front() : "-" + option.get_snames().front();
-    for (const std::string &value : option.results()) {
-        words.push_back(name);
-        if (option.get_items_expected_max() == 0) {
-            continue;
-        }
-        if (has_long_name) {
-            words.back() += "=" + value;
-        } else {
-            words.push_back(value);
-        }
-    }
-}
-
-void add_options(const CLI::App &app, bool positional, std::vector<std::string> &words) {
-    for (const CLI::Option *option : app.get_options()) {
-        if (option->count() > 0 && option->get_positional() == positional &&
-            is_repeated(option->get_single_name())) {
-            add_option(*option, words);
-        }
-    }
-}
-
-void add_command(const CLI::App &app, std::vector<std::string> &words) {
-    add_options(app, false, words);
-    add_options(app, true, words);
-    for (const CLI::App *command : app.get_subcommands()) {
-        words.push_back(command->get_name());
-        add_command(*command, words);
-    }
-}
+constexpr unsigned highest_port = 4;
+constexpr double least_timeout_s = 0.05;
+constexpr double most_seconds = 86400.0;
 
 bool is_same_word(std::string_view a, std::string_view b) {
     const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
@@ -66,15 +50,18 @@ bool is_same_word(std::string_view a, std::string_view b) {
                       [&lower](char x, char y) { return lower(x) == lower(y); });
 }
 
-}  // namespace
-
-void add_choice(CLI::App &app, const std::string &name, const std::vector<OptionWord> &choices,
-                const std::function<void(int)> &take, const std::string &help) {
-    const auto read = [name, choices, take](const std::string &word) {
+// Adds an option that takes one of a few words, in capitals or not; another word is refused with
+// those to choose from. Unlike with CLI11's transformers the parsed command line keeps the word,
+// and no number passes for one.
+template <typename Choice>
+void add_choice(CLI::App &app, const std::string &name, Choice &chosen,
+                const std::vector<std::pair<std::string, Choice>> &choices,
+                const std::string &help) {
+    const auto read = [name, choices, &chosen](const std::string &word) {
         std::string words;
-        for (const auto &[known, number] : choices) {
+        for (const auto &[known, choice] : choices) {
             if (is_same_word(word, known)) {
-                take(number);
+                chosen = choice;
                 return;
             }
             words += (words.empty() ? "" : ", ") + known;
@@ -84,28 +71,335 @@ void add_choice(CLI::App &app, const std::string &name, const std::vector<Option
     app.add_option_function<std::string>(name, read, help);
 }
 
-std::string command_to_repeat(const CLI::App &app) {
-    std::vector<std::string> words;
-    add_command(app, words);
-    std::string text;
-    for (const std::string &word : words) {
-        text += (text.empty() ? "" : " ") + shell_word(word);
-    }
-    return text;
+// When the command is chosen, its options are the job's.
+template <typename Options>
+void ask_for(Job &job, CLI::App &command, const std::shared_ptr<Options> &options,
+             ExitStatus (*run)(Program &, const Options &)) {
+    command.callback([&job, options, run] {
+        job = [options, run](Program &program) { return run(program, *options); };
+    });
 }
 
-std::string option_not_repeated(const CLI::App &app) {
-    for (const CLI::Option *option : app.get_options()) {
-        if (option->count() > 0 && !is_repeated(option->get_single_name())) {
-            return option->get_name();
+void ask_for(Job &job, CLI::App &command, ExitStatus (*run)(Program &)) {
+    command.callback([&job, run] { job = run; });
+}
+
+void add_global_options(CLI::App &app, GlobalOptions &options) {
+    app.add_option(
+        "--board", options.board,
+        "sim (built-in world, default), sim:FILE.toml (a scenario), replay:FILE (a trace) or "
+        "linux:i2c=/dev/i2c-N[,gpio=gpiochipN[:ENABLE[:SELECT]]] (a real board)");
+    app.add_option("--plugin", options.plugin, "the plug-in's file");
+    app.add_option("--lnb", options.lnb, "NAME (see list lnb) or LOW[,HIGH[,SWITCH]] in MHz");
+    app.add_option("--switch", options.switch_port, "committed-switch port, 0 without a switch")
+        ->check(CLI::Range(0U, highest_port));
+    add_choice<Format>(app, "--format", options.format,
+                       {{"text", Format::text},
+                        {"json", Format::json},
+                        {"jsonl", Format::jsonl},
+                        {"csv", Format::csv}},
+                       "text, json, jsonl or csv");
+    app.add_option("-o,--output", options.output, "where the data go; - is standard output");
+    app.add_flag("-q,--quiet", options.quiet, "no notes and no progress, only errors");
+    app.add_flag("-v,--verbose", options.verbose, "details, and what the driver says");
+    app.add_flag("--real-time", options.real_time, "run at the speed of the wall clock");
+    app.add_option("--trace", options.trace, "record the session to a file");
+    app.add_option(
+        "--driver-log", options.driver_log,
+        "the driver's own messages: to FILE, - standard error, none; default: on failure");
+}
+
+void add_target_options(CLI::App &command, TargetOptions &options) {
+    command.add_option("TABLE", options.table, "a table's file, or its name if it is installed");
+    command.add_option("ROW", options.selector,
+                       "the row's name, number, or frequency and polarisation (11494H)");
+    command.add_option(
+        "--frequency", options.frequency,
+        "downlink: 10964.25M, 10.96425G, 10964250k; bare below 100000 MHz, else kHz");
+    command.add_option("--polarisation", options.polarisation, "H, V, L or R");
+    command.add_option("--symbol-rate", options.symbol_rate, "22000k, 22M; bare numbers are sym/s");
+    command.add_option("--system", options.system, "dvbs or dvbs2");
+}
+
+void add_doctor(CLI::App &app, Job &job) {
+    CLI::App *doctor = app.add_subcommand(
+        "doctor", "Examine a board step by step and say what to do about what is wrong");
+    const auto options = std::make_shared<DoctorOptions>();
+    add_target_options(*doctor, options->target);
+    doctor->add_option("--user-band", options->user_band,
+                       "receive through a Unicable unit: INDEX:FREQ[:BANK], 3:1680 say");
+    doctor->add_option("--timeout", options->timeout_s, "seconds to wait for lock")
+        ->check(CLI::Range(least_timeout_s, most_seconds))
+        ->capture_default_str();
+    doctor->add_option("--watch", options->watch_s, "seconds to watch the lock, once it is there")
+        ->check(CLI::Range(0.0, most_seconds))
+        ->capture_default_str();
+    doctor->add_option("--standby", options->standby_s, "seconds of standby to go through; 0: none")
+        ->check(CLI::Range(0.0, most_seconds))
+        ->capture_default_str();
+    ask_for(job, *doctor, options, run_doctor);
+}
+
+void add_info(CLI::App &app, Job &job) {
+    CLI::App *info =
+        app.add_subcommand("info", "Show plug-in, board, chips, firmware and versions");
+    ask_for(job, *info, std::make_shared<InfoOptions>(InfoOptions{CLI11_VERSION}), run_info);
+}
+
+void add_list(CLI::App &app, Job &job) {
+    CLI::App *list = app.add_subcommand("list", "List what the program knows");
+    list->require_subcommand(1);
+    ask_for(job, *list->add_subcommand("lnb", "the LNBs that --lnb knows by name"), list_lnbs);
+    ask_for(job, *list->add_subcommand("satellites", "the installed tables"), list_satellites);
+    ask_for(job, *list->add_subcommand("boards", "the boards that --board takes"), list_boards);
+    CLI::App *transponders = list->add_subcommand("transponders", "the usable rows of a table");
+    const auto options = std::make_shared<ListTranspondersOptions>();
+    transponders
+        ->add_option("TABLE", options->table, "a table's file, or its name if it is installed")
+        ->required();
+    ask_for(job, *transponders, options, list_transponders);
+}
+
+void add_trace_show(CLI::App &trace, Job &job) {
+    CLI::App *show = trace.add_subcommand("show", "explain every transfer of a trace");
+    const auto options = std::make_shared<TraceShowOptions>();
+    show->add_option("FILE", options->file, "the trace")->required();
+    ask_for(job, *show, options, show_trace);
+}
+
+void add_trace_replay(CLI::App &trace, Job &job) {
+    CLI::App *replay = trace.add_subcommand("replay", "run the driver with the trace as its chips");
+    const auto options = std::make_shared<TraceReplayOptions>();
+    replay->add_option("FILE", options->file, "the trace")->required();
+    replay->add_option("--command", options->command,
+                       "what to run instead of the recorded command: 'tune TABLE ROW'");
+    ask_for(job, *replay, options, replay_trace);
+}
+
+void add_trace_diff(CLI::App &trace, Job &job) {
+    CLI::App *diff = trace.add_subcommand("diff", "show where two traces differ");
+    const auto options = std::make_shared<TraceDiffOptions>();
+    diff->add_option("A", options->a, "a trace")->required();
+    diff->add_option("B", options->b, "another one")->required();
+    diff->add_flag("--with-time", options->with_time, "time and thread count too");
+    ask_for(job, *diff, options, diff_traces);
+}
+
+void add_trace_export(CLI::App &trace, Job &job) {
+    CLI::App *command = trace.add_subcommand("export", "write the trace for other tools");
+    const auto options = std::make_shared<TraceExportOptions>();
+    command->add_option("FILE", options->file, "the trace")->required();
+    command->add_option("--to", options->form, "i2ctransfer (a shell script) or jsonl")
+        ->required()
+        ->check(CLI::IsMember({"i2ctransfer", "jsonl"}).description(""));
+    ask_for(job, *command, options, export_trace);
+}
+
+void add_trace(CLI::App &app, Job &job) {
+    CLI::App *trace =
+        app.add_subcommand("trace", "Explain, replay, compare and export recorded sessions");
+    trace->require_subcommand(1);
+    trace->fallthrough();
+    add_trace_show(*trace, job);
+    add_trace_replay(*trace, job);
+    add_trace_diff(*trace, job);
+    add_trace_export(*trace, job);
+}
+
+void add_tune(CLI::App &app, Job &job) {
+    CLI::App *tune = app.add_subcommand(
+        "tune", "Tune to one transponder, by numbers or by a table's row, and report the lock");
+    const auto options = std::make_shared<TuneOptions>();
+    add_target_options(*tune, options->target);
+    const CLI::Option *timeout =
+        tune->add_option("--timeout", options->timeout_s, "seconds to wait for lock")
+            ->check(CLI::Range(least_timeout_s, most_seconds))
+            ->capture_default_str();
+    tune->add_flag("--show-plan", options->show_plan,
+                   "only print what would be tuned, supplied and sent to the switch");
+    tune->add_flag(
+        "--keep-lnb-power", options->keep_lnb_power,
+        "leave the LNB supply on at exit; refused with a plug-in, which switches it off");
+    tune->callback([&job, options, timeout] {
+        options->timeout_given = timeout->count() > 0;
+        job = [options](Program &program) { return run_tune(program, *options); };
+    });
+}
+
+void add_sweep(CLI::App &app, Job &job) {
+    CLI::App *sweep = app.add_subcommand(
+        "sweep", "Tune to every transponder of the tables in turn and classify the outcome");
+    const auto options = std::make_shared<SweepOptions>();
+    sweep
+        ->add_option("TABLE", options->tables,
+                     "tables' files, or their names if they are installed; the dish points at each "
+                     "table's satellite")
+        ->required();
+    sweep->add_flag("--as-wired", options->as_wired,
+                    "leave a simulated world's dishes where they point, as on a real board");
+    ask_for(job, *sweep, options, run_sweep);
+}
+
+// Where a scan looks.
+void add_scan_range(CLI::App &scan, ScanOptions &options) {
+    scan.add_option("--range", options.range,
+                    "downlink frequencies LOW-HIGH, 11000-11700 say; default: all the LNB reaches");
+    scan.add_option("--if", options.intermediate, "frequencies on the cable LOW-HIGH instead");
+    add_choice<scan_algorithm>(
+        scan, "--algorithm", options.algorithm,
+        {{"sweep", SCAN_ALGO_SWEEP}, {"stepwise", SCAN_ALGO_STEPWISE}},
+        "sweep: look through a leg, then try what was seen (default); stepwise: try at every step");
+    scan.add_option("--passes", options.passes,
+                    "passes over a leg; the first of several looks for wide carriers only")
+        ->check(CLI::Range(1U, 255U))
+        ->capture_default_str();
+    scan.add_flag("--all-ports", options.all_ports, "every port of the committed switch in turn");
+    scan.add_option("--polarisation", options.polarisation, "H, V, L or R alone");
+    scan.add_flag("--circular", options.circular,
+                  "right and left instead of vertical and "
+                  "horizontal");
+    scan.add_option("--satellite", options.satellite,
+                    "a table: where the dish looks, which says what LNB to expect; the built-in "
+                    "board's dish is turned there");
+}
+
+void add_scan(CLI::App &app, Job &job) {
+    CLI::App *scan = app.add_subcommand(
+        "scan", "Blind scan: find transponders on all bands and polarisations without a table");
+    const auto options = std::make_shared<ScanOptions>();
+    add_scan_range(*scan, *options);
+    scan->add_option("--compare", options->compare,
+                     "a table: report its rows as found or missed, and what it has not got");
+    scan->add_option("--report", options->report, "write a page with spectrum and table, HTML");
+    scan->add_flag("--wall-time", options->wall_time,
+                   "JSON with the time on the wall, which differs from run to run");
+    ask_for(job, *scan, options, run_scan);
+}
+
+void add_unicable_detect(CLI::App &unicable, Job &job) {
+    CLI::App *detect = unicable.add_subcommand(
+        "detect", "Find the user bands that a Unicable unit offers; takes all of them off the air");
+    const auto options = std::make_shared<UnicableDetectOptions>();
+    detect->add_option("--from", options->from, "where the search begins, IF")
+        ->capture_default_str();
+    detect->add_option("--to", options->to, "where it ends")->capture_default_str();
+    detect->add_flag("--no-command", options->no_command,
+                     "the test tones are on already: do not ask for them");
+    detect->add_flag("--identify", options->identify,
+                     "also find out which index each band has in the unit");
+    ask_for(job, *detect, options, run_unicable_detect);
+}
+
+void add_unicable_tune(CLI::App &unicable, Job &job) {
+    constexpr unsigned most_attempts = 20;
+    CLI::App *tune = unicable.add_subcommand(
+        "tune", "Tune to one transponder through a user band and report the lock");
+    const auto options = std::make_shared<UnicableTuneOptions>();
+    add_target_options(*tune, options->target);
+    tune->add_option("--user-band", options->user_band,
+                     "INDEX:FREQ or INDEX:FREQ:BANK; auto searches and takes the first")
+        ->required();
+    add_choice<Position>(*tune, "--position", options->position,
+                         {{"A", Position::a}, {"B", Position::b}}, "the unit's dish: A or B");
+    tune->add_option("--timeout", options->timeout_s,
+                     "seconds to wait for lock after each channel change")
+        ->check(CLI::Range(least_timeout_s, most_seconds))
+        ->capture_default_str();
+    tune->add_option("--attempts", options->attempts,
+                     "how often to send the channel change while there is no lock")
+        ->check(CLI::Range(1U, most_attempts))
+        ->capture_default_str();
+    ask_for(job, *tune, options, run_unicable_tune);
+}
+
+void add_unicable_decode(CLI::App &unicable, Job &job) {
+    CLI::App *decode =
+        unicable.add_subcommand("decode", "Say what the bytes of a DiSEqC message mean");
+    const auto options = std::make_shared<UnicableDecodeOptions>();
+    decode->add_option("BYTES", options->bytes, "in hexadecimal: E0 10 38 F0, or E01038F0")
+        ->required();
+    ask_for(job, *decode, options, run_unicable_decode);
+}
+
+void add_unicable(CLI::App &app, Job &job) {
+    CLI::App *unicable = app.add_subcommand(
+        "unicable", "User bands of an EN 50494 unit: find them, tune through one, read messages");
+    unicable->require_subcommand(1);
+    add_unicable_detect(*unicable, job);
+    add_unicable_tune(*unicable, job);
+    add_unicable_decode(*unicable, job);
+}
+
+void add_commands(CLI::App &app, Job &job) {
+    add_doctor(app, job);
+    add_info(app, job);
+    add_list(app, job);
+    add_trace(app, job);
+    add_tune(app, job);
+    add_sweep(app, job);
+    add_scan(app, job);
+    add_unicable(app, job);
+    for (CLI::App *command : app.get_subcommands({})) {
+        command->footer(
+            "Global options, --board, --lnb, --format and -o among them: ds3000-ctl "
+            "--help\n" +
+            std::string(exit_statuses));
+    }
+}
+
+GivenOption::Kind kind_of(const CLI::Option &option) {
+    if (option.get_positional()) {
+        return GivenOption::Kind::argument;
+    }
+    return option.get_items_expected_max() == 0 ? GivenOption::Kind::flag
+                                                : GivenOption::Kind::with_value;
+}
+
+// What was given to a command and to the subcommands that were chosen.
+void collect_given(const CLI::App &command, GivenCommands &given) {
+    given.push_back({command.get_name(), {}});
+    for (const CLI::Option *option : command.get_options()) {
+        if (option->count() > 0) {
+            given.back().options.push_back(
+                {option->get_single_name(), kind_of(*option), option->results()});
         }
     }
-    for (const CLI::App *command : app.get_subcommands()) {
-        if (std::string name = option_not_repeated(*command); !name.empty()) {
-            return name;
-        }
+    for (const CLI::App *subcommand : command.get_subcommands()) {
+        collect_given(*subcommand, given);
     }
-    return "";
+}
+
+ExitStatus refuse(const CLI::App &app, const CLI::ParseError &error, Console &console) {
+    const auto left_over = app.remaining();
+    if (app.get_subcommands().empty() && !left_over.empty() &&
+        !left_over.front().starts_with("-")) {
+        console.error(
+            fmt::format("'{}' is no subcommand; see ds3000-ctl --help", left_over.front()));
+        return ExitStatus::usage;
+    }
+    return app.exit(error) == 0 ? ExitStatus::done : ExitStatus::usage;
+}
+
+}  // namespace
+
+std::variant<CommandRequest, ExitStatus> read_command_line(const std::vector<std::string> &words,
+                                                           GlobalOptions options,
+                                                           Console &console) {
+    CommandRequest request{std::move(options), {}, {}};
+    CLI::App app("Runs a DS3000 front-end driver as a satellite receiver does.", "ds3000-ctl");
+    app.set_version_flag("--version", "ds3000-ctl " DS3000_VERSION);
+    app.fallthrough();
+    app.require_subcommand(1);
+    app.footer(exit_statuses);
+    add_global_options(app, request.options);
+    add_commands(app, request.job);
+    try {
+        app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
+    } catch (const CLI::ParseError &error) {
+        return refuse(app, error, console);
+    }
+    collect_given(app, request.given);
+    return request;
 }
 
 }  // namespace host

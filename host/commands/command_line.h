@@ -1,32 +1,26 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <functional>
 #include <string>
-#include <string_view>
-#include <utility>
+#include <variant>
 #include <vector>
 
-namespace CLI {
-class App;
-}
+#include "host/commands/given_options.h"
+#include "host/commands/program.h"
 
 namespace host {
 
-// A word that an option takes, and the enumerator that it stands for.
-using OptionWord = std::pair<std::string, int>;
+// What a command line asks for.
+struct CommandRequest {
+    GlobalOptions options;
+    GivenCommands given;
+    Job job;
+};
 
-// Adds an option that takes one of a few words, in capitals or not, and hands over its enumerator;
-// another word is refused with those to choose from. Unlike with CLI11's transformers the parsed
-// command line keeps the word, and no number passes for one.
-void add_choice(CLI::App &app, const std::string &name, const std::vector<OptionWord> &choices,
-                const std::function<void(int)> &take, const std::string &help);
-
-// The parsed command line as words for a shell, as far as it decides what the driver is asked to
-// do: without the program's name, the board, and where data, reports, messages and traces go.
-std::string command_to_repeat(const CLI::App &app);
-
-// The first option on the command line that such words never hold; empty when there is none.
-std::string option_not_repeated(const CLI::App &app);
+// Read a command line: the words behind the program's name. Help that is asked for is shown and a
+// wrong word refused at once; then nothing but the exit status is left. What the command line does
+// not say is as in `options`.
+std::variant<CommandRequest, ExitStatus> read_command_line(const std::vector<std::string> &words,
+                                                           GlobalOptions options, Console &console);
 
 }  // namespace host

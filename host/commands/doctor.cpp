@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include "host/commands/doctor.h"
+
 #include <fmt/format.h>
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <memory>
@@ -9,8 +10,6 @@
 
 #include "host/cable/describe.h"
 #include "host/cable/user_band.h"
-#include "host/commands/commands.h"
-#include "host/commands/target.h"
 #include "host/doctor/bus_examination.h"
 #include "host/doctor/chip_examination.h"
 #include "host/doctor/findings.h"
@@ -21,14 +20,6 @@
 namespace host {
 
 namespace {
-
-struct DoctorOptions {
-    TargetOptions target;
-    std::optional<std::string> user_band;
-    double timeout_s = 5.0;
-    double watch_s = 2.0;
-    double standby_s = 1.0;
-};
 
 WaitingTimes times_of(const DoctorOptions &options) {
     const auto ms = [](double seconds) { return static_cast<std::uint64_t>(seconds * 1000.0); };
@@ -209,6 +200,8 @@ std::unique_ptr<ChipRig> open_rig(const Program &program, Findings &findings) {
     }
 }
 
+}  // namespace
+
 ExitStatus run_doctor(Program &program, const DoctorOptions &options) {
     program.honour_only("doctor", {"board", "lnb", "switch", "trace", "driver-log", "real-time"});
     if (options.user_band && program.options.switch_port != 0) {
@@ -219,7 +212,7 @@ ExitStatus run_doctor(Program &program, const DoctorOptions &options) {
     const auto target = named_target(options, program.console);
     const GlobalOptions global =
         target && !options.user_band ? at_port_of(*target, program.options) : program.options;
-    Program at_port{program.command_line, global, program.console, program.interrupt};
+    Program at_port = program.with(global);
     Output output(program.options.format, program.options.output);
     Writer writer(output);
     Findings findings([&writer](const Finding &finding) { writer.write(finding); });
@@ -240,30 +233,6 @@ ExitStatus run_doctor(Program &program, const DoctorOptions &options) {
     }
     writer.finish(findings, about(rig->board(), aim));
     return program.interrupt.requested() ? ExitStatus::cancelled : findings.status();
-}
-
-}  // namespace
-
-void add_doctor(CLI::App &app, Job &job) {
-    CLI::App *doctor = app.add_subcommand(
-        "doctor", "Examine a board step by step and say what to do about what is wrong");
-    const auto options = std::make_shared<DoctorOptions>();
-    add_target_options(*doctor, options->target);
-    constexpr double most_s = 86400.0;
-    doctor->add_option("--user-band", options->user_band,
-                       "receive through a Unicable unit: INDEX:FREQ[:BANK], 3:1680 say");
-    doctor->add_option("--timeout", options->timeout_s, "seconds to wait for lock")
-        ->check(CLI::Range(0.05, most_s))
-        ->capture_default_str();
-    doctor->add_option("--watch", options->watch_s, "seconds to watch the lock, once it is there")
-        ->check(CLI::Range(0.0, most_s))
-        ->capture_default_str();
-    doctor->add_option("--standby", options->standby_s, "seconds of standby to go through; 0: none")
-        ->check(CLI::Range(0.0, most_s))
-        ->capture_default_str();
-    doctor->callback([&job, options] {
-        job = [options](Program &program) { return run_doctor(program, *options); };
-    });
 }
 
 }  // namespace host

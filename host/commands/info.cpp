@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include "host/commands/info.h"
+
 #include <fmt/format.h>
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -10,7 +11,6 @@ extern "C" {
 #include <libdvbv5/libdvb-version.h>
 }
 
-#include "host/commands/commands.h"
 #include "host/session/placeholder_firmware.h"
 #include "host/session/rig.h"
 
@@ -18,11 +18,11 @@ namespace host {
 
 namespace {
 
-Json describe_program() {
+Json describe_program(const std::string &cli11_version) {
     return {{"version", DS3000_VERSION},
             {"libraries",
              {{"libdvbv5", LIBDVBV5_VERSION},
-              {"cli11", CLI11_VERSION},
+              {"cli11", cli11_version},
               {"fmt", fmt::format("{}.{}.{}", FMT_VERSION / 10000, FMT_VERSION / 100 % 100,
                                   FMT_VERSION % 100)},
               {"nlohmann_json",
@@ -105,7 +105,9 @@ void write_text(Output &output, const Json &info) {
     }
 }
 
-ExitStatus run_info(Program &program) {
+}  // namespace
+
+ExitStatus run_info(Program &program, const InfoOptions &options) {
     program.honour_only("info", {"board", "plugin", "trace", "driver-log", "real-time"});
     if (program.options.format == Format::csv) {
         throw Failure(ExitStatus::usage, "info has no rows; use --format text, json or jsonl");
@@ -119,7 +121,7 @@ ExitStatus run_info(Program &program) {
         if (SimulatedBoard *simulated = rig.board().simulated()) {
             info["firmware"] = describe_firmware(simulated->receiver());
         }
-        info["program"] = describe_program();
+        info["program"] = describe_program(options.cli11_version);
         if (info.value("/firmware/kind"_json_pointer, "") == "placeholder") {
             program.console.note(
                 "The firmware of this build is a placeholder: it serves the simulated receiver "
@@ -133,13 +135,6 @@ ExitStatus run_info(Program &program) {
         output.finish();
         return ExitStatus::done;
     });
-}
-
-}  // namespace
-
-void add_info(CLI::App &app, Job &job) {
-    app.add_subcommand("info", "Show plug-in, board, chips, firmware and versions")
-        ->callback([&job] { job = run_info; });
 }
 
 }  // namespace host

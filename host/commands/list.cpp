@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include <fmt/format.h>
-#include <CLI/CLI.hpp>
+#include "host/commands/list.h"
 
-#include <memory>
+#include <fmt/format.h>
 
 #include "host/boards/linux_address.h"
 #include "host/cable/describe.h"
 #include "host/cable/frequency.h"
-#include "host/commands/commands.h"
 #include "host/tables/catalogue.h"
 #include "host/tables/table.h"
 
@@ -88,6 +86,8 @@ std::string mhz_or_nothing(std::uint32_t khz) {
     return khz == 0 ? "" : fmt::format("{}", khz / 1000);
 }
 
+}  // namespace
+
 ExitStatus list_lnbs(Program &program) {
     program.honour_only("list lnb", {});
     Listing listing("lnb", {"name", "low_mhz", "high_mhz", "switch_mhz", "description"});
@@ -137,9 +137,9 @@ ExitStatus list_satellites(Program &program) {
     return ExitStatus::done;
 }
 
-ExitStatus list_transponders(Program &program, const std::string &name) {
+ExitStatus list_transponders(Program &program, const ListTranspondersOptions &options) {
     program.honour_only("list transponders", {});
-    const Table table = read_table(find_table(name));
+    const Table table = read_table(find_table(options.table));
     Listing listing("transponders", {"row", "frequency_mhz", "polarisation", "symbol_rate_ksps",
                                      "system", "modcod", "name"});
     for (const TableRow &row : table.rows) {
@@ -163,29 +163,6 @@ ExitStatus list_transponders(Program &program, const std::string &name) {
     }
     listing.write(program.options);
     return ExitStatus::done;
-}
-
-}  // namespace
-
-void add_list(CLI::App &app, Job &job) {
-    CLI::App *list = app.add_subcommand("list", "List what the program knows");
-    list->require_subcommand(1);
-    list->add_subcommand("lnb", "the LNBs that --lnb knows by name")->callback([&job] {
-        job = list_lnbs;
-    });
-    list->add_subcommand("satellites", "the installed tables")->callback([&job] {
-        job = list_satellites;
-    });
-    list->add_subcommand("boards", "the boards that --board takes")->callback([&job] {
-        job = list_boards;
-    });
-    CLI::App *transponders = list->add_subcommand("transponders", "the usable rows of a table");
-    const auto table = std::make_shared<std::string>();
-    transponders->add_option("TABLE", *table, "a table's file, or its name if it is installed")
-        ->required();
-    transponders->callback([&job, table] {
-        job = [table](Program &program) { return list_transponders(program, *table); };
-    });
 }
 
 }  // namespace host

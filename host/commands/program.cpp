@@ -2,26 +2,26 @@
 #include "host/commands/program.h"
 
 #include <fmt/format.h>
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <array>
 
-#include "host/commands/command_line.h"
-
 namespace host {
+
+Program Program::with(const GlobalOptions &other) const {
+    return {given, other, console, interrupt};
+}
 
 void Program::honour_only(std::string_view command,
                           std::initializer_list<std::string_view> names) const {
     constexpr std::array<std::string_view, 6> always{"help",   "version", "format",
                                                      "output", "quiet",   "verbose"};
-    for (const CLI::Option *option : command_line.get_options()) {
-        const std::string name = option->get_single_name();
-        const auto is_it = [&name](std::string_view known) { return known == name; };
-        if (option->count() > 0 && std::none_of(names.begin(), names.end(), is_it) &&
+    for (const GivenOption &option : given.front().options) {
+        const auto is_it = [&option](std::string_view known) { return known == option.name; };
+        if (std::none_of(names.begin(), names.end(), is_it) &&
             std::none_of(always.begin(), always.end(), is_it)) {
-            throw Failure(ExitStatus::usage,
-                          fmt::format("{} has no use for --{}; leave it out", command, name));
+            throw Failure(ExitStatus::usage, fmt::format("{} has no use for --{}; leave it out",
+                                                         command, option.name));
         }
     }
 }
@@ -31,7 +31,7 @@ BoardOptions Program::board_options() const {
             .switch_port = options.switch_port,
             .trace_file = options.trace,
             .real_time = options.real_time,
-            .command = command_to_repeat(command_line),
+            .command = command_to_repeat(given),
             .replay_report = options.replay_report};
 }
 

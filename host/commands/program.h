@@ -10,15 +10,12 @@
 
 #include "host/boards/board_options.h"
 #include "host/cable/lnb.h"
+#include "host/commands/given_options.h"
 #include "host/session/rig.h"
 #include "host/terminal/console.h"
 #include "host/terminal/failure.h"
 #include "host/terminal/interrupt.h"
 #include "host/terminal/output.h"
-
-namespace CLI {
-class App;
-}
 
 namespace host {
 
@@ -40,10 +37,13 @@ struct GlobalOptions {
 
 // What every command works with.
 struct Program {
-    const CLI::App &command_line;
+    const GivenCommands &given;
     const GlobalOptions &options;
     Console &console;
     const InterruptWatch &interrupt;
+
+    // The same with other options.
+    [[nodiscard]] Program with(const GlobalOptions &other) const;
 
     // Refuse every given global option that is not among these: what a command cannot honour it
     // must not ignore. Throws Failure (usage).

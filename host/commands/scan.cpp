@@ -1,19 +1,17 @@
 // SPDX-License-Identifier: MIT
+#include "host/commands/scan.h"
+
 #include <fmt/format.h>
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <exception>
 #include <functional>
 #include <map>
-#include <memory>
 
 #include "host/cable/describe.h"
 #include "host/cable/frequency.h"
 #include "host/cable/legs.h"
 #include "host/cable/plan.h"
-#include "host/commands/command_line.h"
-#include "host/commands/commands.h"
 #include "host/report/report.h"
 #include "host/report/scan_output.h"
 #include "host/scan/compare.h"
@@ -27,20 +25,6 @@
 namespace host {
 
 namespace {
-
-struct ScanOptions {
-    std::optional<std::string> range;
-    std::optional<std::string> intermediate;
-    scan_algorithm algorithm = SCAN_ALGO_SWEEP;
-    unsigned passes = 2;
-    bool all_ports = false;
-    bool circular = false;
-    std::optional<std::string> polarisation;
-    std::optional<std::string> satellite;
-    std::optional<std::string> compare;
-    std::optional<std::string> report;
-    bool wall_time = false;
-};
 
 constexpr unsigned switch_ports = 4;
 
@@ -413,6 +397,8 @@ ExitStatus judge(const ScanResult &result, HostBoard &board, Console &console, b
     return ExitStatus::done;
 }
 
+}  // namespace
+
 ExitStatus run_scan(Program &program, const ScanOptions &options) {
     program.honour_only("scan", {"board", "lnb", "switch", "real-time", "trace", "driver-log"});
     LegsWanted wanted = read_wanted(options, program);
@@ -451,42 +437,6 @@ ExitStatus run_scan(Program &program, const ScanOptions &options) {
                                : "Blind scan",
                            program.options.board);
         return judge(result, rig.board(), program.console, answers);
-    });
-}
-
-}  // namespace
-
-void add_scan(CLI::App &app, Job &job) {
-    CLI::App *scan = app.add_subcommand(
-        "scan", "Blind scan: find transponders on all bands and polarisations without a table");
-    const auto options = std::make_shared<ScanOptions>();
-    scan->add_option(
-        "--range", options->range,
-        "downlink frequencies LOW-HIGH, 11000-11700 say; default: all the LNB reaches");
-    scan->add_option("--if", options->intermediate, "frequencies on the cable LOW-HIGH instead");
-    add_choice(
-        *scan, "--algorithm", {{"sweep", SCAN_ALGO_SWEEP}, {"stepwise", SCAN_ALGO_STEPWISE}},
-        [options](int number) { options->algorithm = static_cast<scan_algorithm>(number); },
-        "sweep: look through a leg, then try what was seen (default); stepwise: try at every step");
-    scan->add_option("--passes", options->passes,
-                     "passes over a leg; the first of several looks for wide carriers only")
-        ->check(CLI::Range(1U, 255U))
-        ->capture_default_str();
-    scan->add_flag("--all-ports", options->all_ports, "every port of the committed switch in turn");
-    scan->add_option("--polarisation", options->polarisation, "H, V, L or R alone");
-    scan->add_flag("--circular", options->circular,
-                   "right and left instead of vertical and "
-                   "horizontal");
-    scan->add_option("--satellite", options->satellite,
-                     "a table: where the dish looks, which says what LNB to expect; the built-in "
-                     "board's dish is turned there");
-    scan->add_option("--compare", options->compare,
-                     "a table: report its rows as found or missed, and what it has not got");
-    scan->add_option("--report", options->report, "write a page with spectrum and table, HTML");
-    scan->add_flag("--wall-time", options->wall_time,
-                   "JSON with the time on the wall, which differs from run to run");
-    scan->callback([&job, options] {
-        job = [options](Program &program) { return run_scan(program, *options); };
     });
 }
 

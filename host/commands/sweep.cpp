@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: MIT
+#include "host/commands/sweep.h"
+
 #include <fmt/format.h>
-#include <CLI/CLI.hpp>
 
 #include <array>
 #include <map>
-#include <memory>
 #include <set>
 
 #include "host/cable/describe.h"
 #include "host/cable/frequency.h"
-#include "host/commands/commands.h"
 #include "host/session/pace.h"
 #include "host/session/rig.h"
 #include "host/tables/catalogue.h"
@@ -491,11 +490,7 @@ unsigned port_named_in(const std::vector<Table> &tables) {
     return 0;
 }
 
-// What a person asks sweep for.
-struct SweepOptions {
-    std::vector<std::string> tables;
-    bool as_wired = false;
-};
+}  // namespace
 
 ExitStatus run_sweep(Program &program, const SweepOptions &options) {
     std::vector<Table> tables;
@@ -527,24 +522,6 @@ ExitStatus run_sweep(Program &program, const SweepOptions &options) {
                             (board::wall_now_ns() - wall_begin_ns) / 1'000'000U};
         write_report(output, report, program.options.verbose);
         return judge(report, program.console);
-    });
-}
-
-}  // namespace
-
-void add_sweep(CLI::App &app, Job &job) {
-    CLI::App *sweep = app.add_subcommand(
-        "sweep", "Tune to every transponder of the tables in turn and classify the outcome");
-    const auto options = std::make_shared<SweepOptions>();
-    sweep
-        ->add_option("TABLE", options->tables,
-                     "tables' files, or their names if they are installed; the dish points at each "
-                     "table's satellite")
-        ->required();
-    sweep->add_flag("--as-wired", options->as_wired,
-                    "leave a simulated world's dishes where they point, as on a real board");
-    sweep->callback([&job, options] {
-        job = [options](Program &program) { return run_sweep(program, *options); };
     });
 }
 

@@ -2,7 +2,6 @@
 #include "host/commands/target.h"
 
 #include <fmt/format.h>
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cctype>
@@ -75,18 +74,6 @@ Target target_in_table(std::string_view command, const TargetOptions &options) {
 }
 
 }  // namespace
-
-void add_target_options(CLI::App &command, TargetOptions &options) {
-    command.add_option("TABLE", options.table, "a table's file, or its name if it is installed");
-    command.add_option("ROW", options.selector,
-                       "the row's name, number, or frequency and polarisation (11494H)");
-    command.add_option(
-        "--frequency", options.frequency,
-        "downlink: 10964.25M, 10.96425G, 10964250k; bare below 100000 MHz, else kHz");
-    command.add_option("--polarisation", options.polarisation, "H, V, L or R");
-    command.add_option("--symbol-rate", options.symbol_rate, "22000k, 22M; bare numbers are sym/s");
-    command.add_option("--system", options.system, "dvbs or dvbs2");
-}
 
 Target find_target(std::string_view command, const TargetOptions &options, Console &console) {
     return options.table ? target_in_table(command, options)

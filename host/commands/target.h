@@ -11,10 +11,6 @@
 #include "host/terminal/console.h"
 #include "host/terminal/output.h"
 
-namespace CLI {
-class App;
-}
-
 namespace host {
 
 // How a person names a transponder: by numbers, or by a table and one of its rows.
@@ -33,8 +29,6 @@ struct Target {
     std::optional<Table> table;  // absent when tuned by numbers
     std::optional<TableRow> row;
 };
-
-void add_target_options(CLI::App &command, TargetOptions &options);
 
 // The transponder that the options of a command name. How a bare number is read is noted on the
 // console. Throws Failure: usage, nothing_found, bad_input, outside_limits.

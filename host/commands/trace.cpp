@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
+#include "host/commands/trace.h"
+
 #include <fmt/format.h>
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <memory>
 
 #include "host/boards/replayed_board.h"
 #include "host/boards/trace_file.h"
-#include "host/commands/command_line.h"
-#include "host/commands/commands.h"
 #include "host/commands/run_program.h"
 #include "host/explain/explain.h"
 #include "host/explain/export.h"
@@ -105,10 +104,12 @@ void show_lines(Output &output, const trace::Trace &trace) {
     output.json(tagged("ds3000.trace.totals/1", json_of(totals_of(trace))));
 }
 
-ExitStatus show(Program &program, const std::string &file) {
+}  // namespace
+
+ExitStatus show_trace(Program &program, const TraceShowOptions &options) {
     program.honour_only("trace show", {});
     refuse_rows(program, "trace show");
-    const trace::Trace trace = read_trace(file);
+    const trace::Trace trace = read_trace(options.file);
     Output output(program.options.format, program.options.output);
     if (output.format() == Format::text) {
         show_text(output, trace);
@@ -127,6 +128,8 @@ ExitStatus show(Program &program, const std::string &file) {
     output.finish();
     return ExitStatus::done;
 }
+
+namespace {
 
 Json json_of(const trace::Difference &difference, const trace::Trace &trace) {
     Json json;
@@ -167,12 +170,8 @@ void write_report(Output &output, const std::string &file, const trace::Trace &t
     }
 }
 
-struct ReplayOptions {
-    std::string file;
-    std::optional<std::string> command;
-};
-
-std::vector<std::string> words_to_replay(const ReplayOptions &options, const trace::Trace &trace) {
+std::vector<std::string> words_to_replay(const TraceReplayOptions &options,
+                                         const trace::Trace &trace) {
     const auto command = options.command ? options.command : trace.head.value("command");
     if (!command) {
         throw Failure(
@@ -210,7 +209,9 @@ int run_recorded(const Program &program, const std::string &file,
     return run_program(static_cast<int>(arguments.size()), arguments.data(), std::move(options));
 }
 
-ExitStatus replay(Program &program, const ReplayOptions &options) {
+}  // namespace
+
+ExitStatus replay_trace(Program &program, const TraceReplayOptions &options) {
     program.honour_only("trace replay", {"plugin", "driver-log"});
     refuse_rows(program, "trace replay");
     const trace::Trace trace = read_trace(options.file);
@@ -232,11 +233,7 @@ ExitStatus replay(Program &program, const ReplayOptions &options) {
     return report->difference ? ExitStatus::differs : ExitStatus::done;
 }
 
-struct DiffOptions {
-    std::string a;
-    std::string b;
-    bool with_time = false;
-};
+namespace {
 
 std::size_t line_at(const trace::Trace &trace, std::size_t index) {
     return index < trace.lines.size() ? trace.lines[index] : trace.lines.back() + 1;
@@ -274,7 +271,9 @@ Json json_of(const trace::DiffHunk &hunk, const trace::Trace &a, const trace::Tr
             {"b", events(b, hunk.b_begin, hunk.b_end)}};
 }
 
-ExitStatus diff(Program &program, const DiffOptions &options) {
+}  // namespace
+
+ExitStatus diff_traces(Program &program, const TraceDiffOptions &options) {
     program.honour_only("trace diff", {});
     refuse_rows(program, "trace diff");
     const trace::Trace a = read_trace(options.a);
@@ -305,12 +304,9 @@ ExitStatus diff(Program &program, const DiffOptions &options) {
     return hunks.empty() ? ExitStatus::done : ExitStatus::differs;
 }
 
-struct ExportOptions {
-    std::string file;
-    std::string form;
-};
+namespace {}  // namespace
 
-ExitStatus export_trace(Program &program, const ExportOptions &options) {
+ExitStatus export_trace(Program &program, const TraceExportOptions &options) {
     program.honour_only("trace export", {});
     if (program.options.format != Format::text) {
         throw Failure(ExitStatus::usage, "trace export has its form from --to, not --format");
@@ -331,57 +327,6 @@ ExitStatus export_trace(Program &program, const ExportOptions &options) {
     }
     output.finish();
     return ExitStatus::done;
-}
-
-void add_replay(CLI::App &trace, Job &job) {
-    CLI::App *command =
-        trace.add_subcommand("replay", "run the driver with the trace as its chips");
-    const auto options = std::make_shared<ReplayOptions>();
-    command->add_option("FILE", options->file, "the trace")->required();
-    command->add_option("--command", options->command,
-                        "what to run instead of the recorded command: 'tune TABLE ROW'");
-    command->callback([&job, options] {
-        job = [options](Program &program) { return replay(program, *options); };
-    });
-}
-
-void add_diff(CLI::App &trace, Job &job) {
-    CLI::App *command = trace.add_subcommand("diff", "show where two traces differ");
-    const auto options = std::make_shared<DiffOptions>();
-    command->add_option("A", options->a, "a trace")->required();
-    command->add_option("B", options->b, "another one")->required();
-    command->add_flag("--with-time", options->with_time, "time and thread count too");
-    command->callback(
-        [&job, options] { job = [options](Program &program) { return diff(program, *options); }; });
-}
-
-void add_export(CLI::App &trace, Job &job) {
-    CLI::App *command = trace.add_subcommand("export", "write the trace for other tools");
-    const auto options = std::make_shared<ExportOptions>();
-    command->add_option("FILE", options->file, "the trace")->required();
-    command->add_option("--to", options->form, "i2ctransfer (a shell script) or jsonl")
-        ->required()
-        ->check(CLI::IsMember({"i2ctransfer", "jsonl"}).description(""));
-    command->callback([&job, options] {
-        job = [options](Program &program) { return export_trace(program, *options); };
-    });
-}
-
-}  // namespace
-
-void add_trace(CLI::App &app, Job &job) {
-    CLI::App *trace =
-        app.add_subcommand("trace", "Explain, replay, compare and export recorded sessions");
-    trace->require_subcommand(1);
-    trace->fallthrough();
-    CLI::App *show_command = trace->add_subcommand("show", "explain every transfer of a trace");
-    const auto file = std::make_shared<std::string>();
-    show_command->add_option("FILE", *file, "the trace")->required();
-    show_command->callback(
-        [&job, file] { job = [file](Program &program) { return show(program, *file); }; });
-    add_replay(*trace, job);
-    add_diff(*trace, job);
-    add_export(*trace, job);
 }
 
 }  // namespace host

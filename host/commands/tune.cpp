@@ -1,27 +1,16 @@
 // SPDX-License-Identifier: MIT
-#include <fmt/format.h>
-#include <CLI/CLI.hpp>
+#include "host/commands/tune.h"
 
-#include <memory>
+#include <fmt/format.h>
 
 #include "host/cable/describe.h"
 #include "host/cable/frequency.h"
-#include "host/commands/commands.h"
-#include "host/commands/target.h"
 #include "host/session/rig.h"
 #include "host/tables/catalogue.h"
 
 namespace host {
 
 namespace {
-
-struct TuneOptions {
-    TargetOptions target;
-    double timeout_s = 5.0;
-    bool timeout_given = false;
-    bool show_plan = false;
-    bool keep_lnb_power = false;
-};
 
 [[noreturn]] void usage(const std::string &message) { throw Failure(ExitStatus::usage, message); }
 
@@ -182,6 +171,8 @@ ExitStatus show_plan(Program &program, const Target &target) {
     return ExitStatus::done;
 }
 
+}  // namespace
+
 ExitStatus run_tune(Program &program, const TuneOptions &options) {
     if (options.keep_lnb_power) {
         usage(
@@ -193,30 +184,8 @@ ExitStatus run_tune(Program &program, const TuneOptions &options) {
     }
     const Target target = find_target("tune", options.target, program.console);
     const GlobalOptions global = at_port_of(target, program.options);
-    Program at_port{program.command_line, global, program.console, program.interrupt};
+    Program at_port = program.with(global);
     return options.show_plan ? show_plan(at_port, target) : tune_channel(at_port, options, target);
-}
-
-}  // namespace
-
-void add_tune(CLI::App &app, Job &job) {
-    CLI::App *tune = app.add_subcommand(
-        "tune", "Tune to one transponder, by numbers or by a table's row, and report the lock");
-    const auto options = std::make_shared<TuneOptions>();
-    add_target_options(*tune, options->target);
-    CLI::Option *timeout =
-        tune->add_option("--timeout", options->timeout_s, "seconds to wait for lock")
-            ->check(CLI::Range(0.05, 86400.0))
-            ->capture_default_str();
-    tune->add_flag("--show-plan", options->show_plan,
-                   "only print what would be tuned, supplied and sent to the switch");
-    tune->add_flag(
-        "--keep-lnb-power", options->keep_lnb_power,
-        "leave the LNB supply on at exit; refused with a plug-in, which switches it off");
-    tune->callback([&job, options, timeout] {
-        options->timeout_given = timeout->count() > 0;
-        job = [options](Program &program) { return run_tune(program, *options); };
-    });
 }
 
 }  // namespace host

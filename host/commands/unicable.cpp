@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: MIT
+#include "host/commands/unicable.h"
+
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <memory>
 
 #include "host/cable/describe.h"
 #include "host/cable/diseqc_messages.h"
 #include "host/cable/user_band.h"
-#include "host/commands/commands.h"
 #include "host/commands/unicable_tune.h"
 #include "host/session/pace.h"
 #include "host/session/rig.h"
@@ -18,13 +17,6 @@
 namespace host {
 
 namespace {
-
-struct DetectOptions {
-    std::string from = "950M";
-    std::string to = "2150M";
-    bool no_command = false;
-    bool identify = false;
-};
 
 struct Detection {
     SearchRange range;
@@ -41,7 +33,7 @@ struct Detection {
 // The bank whose channel identifies a band: first position, vertical, low band. Every unit has it.
 constexpr std::uint16_t first_bank = 0;
 
-SearchRange parse_range(const DetectOptions &options) {
+SearchRange parse_range(const UnicableDetectOptions &options) {
     // The search measures first 15 MHz above its beginning.
     constexpr unsigned first_step_mhz = 15;
     const SearchRange range{parse_if_mhz("--from", options.from), parse_if_mhz("--to", options.to)};
@@ -112,8 +104,8 @@ void write_detection(Output &output, const Detection &detection, bool identified
     output.finish();
 }
 
-Detection detect(ChipSession &session, const SearchRange &range, const DetectOptions &options,
-                 const InterruptWatch &interrupt) {
+Detection detect(ChipSession &session, const SearchRange &range,
+                 const UnicableDetectOptions &options, const InterruptWatch &interrupt) {
     const std::uint64_t begin_ns = now_ns();
     session.select({.voltage_18v = true});
     Detection detection;
@@ -127,7 +119,8 @@ Detection detect(ChipSession &session, const SearchRange &range, const DetectOpt
     return detection;
 }
 
-void say_why_nothing_was_found(Program &program, Workbench &rig, const DetectOptions &options) {
+void say_why_nothing_was_found(Program &program, Workbench &rig,
+                               const UnicableDetectOptions &options) {
     if (lacks_unit(rig.board())) {
         program.console.note(no_unit_advice);
     } else if (options.no_command) {
@@ -140,7 +133,9 @@ void say_why_nothing_was_found(Program &program, Workbench &rig, const DetectOpt
     }
 }
 
-ExitStatus run_detect(Program &program, const DetectOptions &options) {
+}  // namespace
+
+ExitStatus run_unicable_detect(Program &program, const UnicableDetectOptions &options) {
     program.honour_only("unicable detect", {"board", "real-time", "trace", "driver-log"});
     const SearchRange range = parse_range(options);
     // The driver's own account of the search is wanted here unless the person says otherwise.
@@ -165,25 +160,9 @@ ExitStatus run_detect(Program &program, const DetectOptions &options) {
     });
 }
 
-void add_detect(CLI::App &unicable, Job &job) {
-    CLI::App *command = unicable.add_subcommand(
-        "detect", "Find the user bands that a Unicable unit offers; takes all of them off the air");
-    const auto options = std::make_shared<DetectOptions>();
-    command->add_option("--from", options->from, "where the search begins, IF")
-        ->capture_default_str();
-    command->add_option("--to", options->to, "where it ends")->capture_default_str();
-    command->add_flag("--no-command", options->no_command,
-                      "the test tones are on already: do not ask for them");
-    command->add_flag("--identify", options->identify,
-                      "also find out which index each band has in the unit");
-    command->callback([&job, options] {
-        job = [options](Program &program) { return run_detect(program, *options); };
-    });
-}
-
-ExitStatus run_decode(Program &program, const std::vector<std::string> &arguments) {
+ExitStatus run_unicable_decode(Program &program, const UnicableDecodeOptions &options) {
     program.honour_only("unicable decode", {});
-    const auto bytes = parse_diseqc_bytes(fmt::format("{}", fmt::join(arguments, " ")));
+    const auto bytes = parse_diseqc_bytes(fmt::format("{}", fmt::join(options.bytes, " ")));
     Output output(program.options.format, program.options.output);
     Json result{{"schema", "ds3000.unicable-decode/1"}};
     result.update(diseqc_as_json(bytes));
@@ -199,26 +178,6 @@ ExitStatus run_decode(Program &program, const std::vector<std::string> &argument
     }
     output.finish();
     return ExitStatus::done;
-}
-
-void add_decode(CLI::App &unicable, Job &job) {
-    CLI::App *command =
-        unicable.add_subcommand("decode", "Say what the bytes of a DiSEqC message mean");
-    const auto bytes = std::make_shared<std::vector<std::string>>();
-    command->add_option("BYTES", *bytes, "in hexadecimal: E0 10 38 F0, or E01038F0")->required();
-    command->callback(
-        [&job, bytes] { job = [bytes](Program &program) { return run_decode(program, *bytes); }; });
-}
-
-}  // namespace
-
-void add_unicable(CLI::App &app, Job &job) {
-    CLI::App *unicable = app.add_subcommand(
-        "unicable", "User bands of an EN 50494 unit: find them, tune through one, read messages");
-    unicable->require_subcommand(1);
-    add_detect(*unicable, job);
-    add_unicable_tune(*unicable, job);
-    add_decode(*unicable, job);
 }
 
 }  // namespace host

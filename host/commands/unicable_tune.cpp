@@ -2,16 +2,11 @@
 #include "host/commands/unicable_tune.h"
 
 #include <fmt/format.h>
-#include <CLI/CLI.hpp>
-
-#include <memory>
 
 #include "host/boards/simulated_board.h"
 #include "host/cable/describe.h"
 #include "host/cable/frequency.h"
 #include "host/cable/user_band.h"
-#include "host/commands/command_line.h"
-#include "host/commands/target.h"
 #include "host/session/rig.h"
 #include "host/session/unicable_reception.h"
 #include "host/session/unicable_search.h"
@@ -21,14 +16,6 @@ namespace host {
 namespace {
 
 constexpr const char *command_name = "unicable tune";
-
-struct UnicableTuneOptions {
-    TargetOptions target;
-    std::string user_band;
-    Position position = Position::a;
-    double timeout_s = 5.0;
-    unsigned attempts = 3;
-};
 
 // Everything that is decided before the hardware is touched.
 struct Plan {
@@ -249,7 +236,14 @@ ExitStatus tune_through(Program &program, const UnicableTuneOptions &options, co
     return status;
 }
 
-ExitStatus run_tune(Program &program, const UnicableTuneOptions &options) {
+}  // namespace
+
+bool lacks_unit(HostBoard &board) {
+    SimulatedBoard *const simulated = board.simulated();
+    return simulated != nullptr && !simulated->scenario().unicable;
+}
+
+ExitStatus run_unicable_tune(Program &program, const UnicableTuneOptions &options) {
     program.honour_only(command_name, {"board", "lnb", "real-time", "trace", "driver-log"});
     Target target = find_target(command_name, options.target, program.console);
     Output output(program.options.format, program.options.output);
@@ -258,40 +252,6 @@ ExitStatus run_tune(Program &program, const UnicableTuneOptions &options) {
     arrange_world(rig, plan);
     return rig.run([&](ChipSession &session) {
         return tune_through(program, options, plan, rig, output, session);
-    });
-}
-
-}  // namespace
-
-bool lacks_unit(HostBoard &board) {
-    SimulatedBoard *const simulated = board.simulated();
-    return simulated != nullptr && !simulated->scenario().unicable;
-}
-
-void add_unicable_tune(CLI::App &unicable, Job &job) {
-    constexpr unsigned most_attempts = 20;
-    CLI::App *tune = unicable.add_subcommand(
-        "tune", "Tune to one transponder through a user band and report the lock");
-    const auto options = std::make_shared<UnicableTuneOptions>();
-    add_target_options(*tune, options->target);
-    tune->add_option("--user-band", options->user_band,
-                     "INDEX:FREQ or INDEX:FREQ:BANK; auto searches and takes the first")
-        ->required();
-    add_choice(
-        *tune, "--position",
-        {{"A", static_cast<int>(Position::a)}, {"B", static_cast<int>(Position::b)}},
-        [options](int number) { options->position = static_cast<Position>(number); },
-        "the unit's dish: A or B");
-    tune->add_option("--timeout", options->timeout_s,
-                     "seconds to wait for lock after each channel change")
-        ->check(CLI::Range(0.05, 86400.0))
-        ->capture_default_str();
-    tune->add_option("--attempts", options->attempts,
-                     "how often to send the channel change while there is no lock")
-        ->check(CLI::Range(1U, most_attempts))
-        ->capture_default_str();
-    tune->callback([&job, options] {
-        job = [options](Program &program) { return run_tune(program, *options); };
     });
 }
 

@@ -4,46 +4,41 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <CLI/CLI.hpp>
 
-#include <algorithm>
 #include <stdexcept>
 #include <string>
+#include <variant>
+#include <vector>
 
 namespace host {
 namespace {
 
-// The command to repeat of a small program's command line.
-std::string repeated(std::vector<std::string> arguments) {
-    CLI::App app("test");
-    app.fallthrough();
-    std::string board;
-    std::string lnb;
-    bool quiet = false;
-    app.add_option("--board", board);
-    app.add_option("--lnb", lnb);
-    app.add_flag("-q,--quiet", quiet);
-    CLI::App *tune = app.add_subcommand("tune");
-    std::string table;
-    std::string row;
-    bool watch = false;
-    int count = 0;
-    tune->add_option("TABLE", table);
-    tune->add_option("ROW", row);
-    tune->add_flag("--watch", watch);
-    tune->add_option("-n", count);
-    std::reverse(arguments.begin(), arguments.end());
-    app.parse(arguments);
-    return command_to_repeat(app);
+// What a command line gave, by the program's own options.
+GivenCommands given_by(const std::vector<std::string> &words) {
+    Console console;
+    return std::get<CommandRequest>(read_command_line(words, {}, console)).given;
 }
 
 TEST(CommandLine, holds_what_the_driver_is_asked_to_do) {
-    EXPECT_EQ(repeated({"tune", "Astra", "ARD Digital", "--lnb", "EXTENDED", "--watch", "-n", "3"}),
-              "--lnb=EXTENDED tune --watch -n 3 Astra 'ARD Digital'");
+    EXPECT_EQ(command_to_repeat(given_by({"tune", "Astra", "ARD Digital", "--lnb", "EXTENDED",
+                                          "--show-plan", "--timeout", "3"})),
+              "--lnb=EXTENDED tune --timeout=3 --show-plan Astra 'ARD Digital'");
+}
+
+TEST(CommandLine, names_every_subcommand_in_front_of_its_options) {
+    EXPECT_EQ(command_to_repeat(given_by({"unicable", "decode", "--switch=2", "E0", "10"})),
+              "--switch=2 unicable decode E0 10");
 }
 
 TEST(CommandLine, leaves_out_where_things_come_from_and_go) {
-    EXPECT_EQ(repeated({"--board", "sim:x.toml", "-q", "tune", "Astra"}), "tune Astra");
+    EXPECT_EQ(command_to_repeat(given_by({"--board", "sim:x.toml", "-q", "tune", "Astra"})),
+              "tune Astra");
+}
+
+TEST(CommandLine, says_what_it_leaves_out) {
+    EXPECT_EQ(option_not_repeated(given_by({"tune", "Astra", "--lnb", "C-BAND"})), "");
+    EXPECT_EQ(option_not_repeated(given_by({"tune", "Astra", "-q"})), "--quiet");
+    EXPECT_EQ(option_not_repeated(given_by({"scan", "--report", "x"})), "--report");
 }
 
 TEST(CommandLine, gives_the_words_back_from_the_text) {

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "ds3000/scan/scan_request.h"
+#include "host/commands/program.h"
+
+namespace host {
+
+struct ScanOptions {
+    std::optional<std::string> range;
+    std::optional<std::string> intermediate;
+    scan_algorithm algorithm = SCAN_ALGO_SWEEP;
+    unsigned passes = 2;
+    bool all_ports = false;
+    bool circular = false;
+    std::optional<std::string> polarisation;
+    std::optional<std::string> satellite;
+    std::optional<std::string> compare;
+    std::optional<std::string> report;
+    bool wall_time = false;
+};
+
+ExitStatus run_scan(Program &program, const ScanOptions &options);
+
+}  // namespace host

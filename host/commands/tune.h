@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "host/commands/program.h"
+#include "host/commands/target.h"
+
+namespace host {
+
+struct TuneOptions {
+    TargetOptions target;
+    double timeout_s = 5.0;
+    bool timeout_given = false;
+    bool show_plan = false;
+    bool keep_lnb_power = false;
+};
+
+ExitStatus run_tune(Program &program, const TuneOptions &options);
+
+}  // namespace host
