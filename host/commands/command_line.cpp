@@ -13,6 +13,7 @@
 #include "host/commands/doctor.h"
 #include "host/commands/info.h"
 #include "host/commands/list.h"
+#include "host/commands/replay.h"
 #include "host/commands/scan.h"
 #include "host/commands/sweep.h"
 #include "host/commands/trace.h"
@@ -169,11 +170,15 @@ void add_trace_show(CLI::App &trace, Job &job) {
 
 void add_trace_replay(CLI::App &trace, Job &job) {
     CLI::App *replay = trace.add_subcommand("replay", "run the driver with the trace as its chips");
-    const auto options = std::make_shared<TraceReplayOptions>();
+    const auto options = std::make_shared<ReplayOptions>();
     replay->add_option("FILE", options->file, "the trace")->required();
     replay->add_option("--command", options->command,
                        "what to run instead of the recorded command: 'tune TABLE ROW'");
-    ask_for(job, *replay, options, replay_trace);
+    replay->callback([&job, options] {
+        job = [options](Program &program) {
+            return run_replay(program, *options, read_command_line);
+        };
+    });
 }
 
 void add_trace_diff(CLI::App &trace, Job &job) {
@@ -382,10 +387,8 @@ ExitStatus refuse(const CLI::App &app, const CLI::ParseError &error, Console &co
 
 }  // namespace
 
-std::variant<CommandRequest, ExitStatus> read_command_line(const std::vector<std::string> &words,
-                                                           GlobalOptions options,
-                                                           Console &console) {
-    CommandRequest request{std::move(options), {}, {}};
+CommandReading read_command_line(const std::vector<std::string> &words, Console &console) {
+    CommandRequest request;
     CLI::App app("Runs a DS3000 front-end driver as a satellite receiver does.", "ds3000-ctl");
     app.set_version_flag("--version", "ds3000-ctl " DS3000_VERSION);
     app.fallthrough();

@@ -109,9 +109,7 @@ void write_text(Output &output, const Json &info) {
 
 ExitStatus run_info(Program &program, const InfoOptions &options) {
     program.honour_only("info", {"board", "plugin", "trace", "driver-log", "real-time"});
-    if (program.options.format == Format::csv) {
-        throw Failure(ExitStatus::usage, "info has no rows; use --format text, json or jsonl");
-    }
+    program.refuse_rows("info");
     Output output(program.options.format, program.options.output);
     Rig rig(program.rig_options(), program.console);
     return rig.run([&](Session &session) {

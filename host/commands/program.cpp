@@ -9,7 +9,7 @@
 namespace host {
 
 Program Program::with(const GlobalOptions &other) const {
-    return {given, other, console, interrupt};
+    return {given, other, console, interrupt, replay_report};
 }
 
 void Program::honour_only(std::string_view command,
@@ -26,13 +26,20 @@ void Program::honour_only(std::string_view command,
     }
 }
 
+void Program::refuse_rows(std::string_view command) const {
+    if (options.format == Format::csv) {
+        throw Failure(ExitStatus::usage,
+                      fmt::format("{} has no rows; use --format text, json or jsonl", command));
+    }
+}
+
 BoardOptions Program::board_options() const {
     return {.uri = options.board,
             .switch_port = options.switch_port,
             .trace_file = options.trace,
             .real_time = options.real_time,
             .command = command_to_repeat(given),
-            .replay_report = options.replay_report};
+            .replay_report = replay_report};
 }
 
 RigOptions Program::rig_options() const {
@@ -41,6 +48,18 @@ RigOptions Program::rig_options() const {
 
 std::optional<broadcast::Lnb> Program::chosen_lnb() const {
     return options.lnb ? std::optional(parse_lnb(*options.lnb)) : std::nullopt;
+}
+
+ExitStatus run_job(const Job &job, Program &program) {
+    try {
+        return job(program);
+    } catch (const Failure &failure) {
+        program.console.error(failure.what());
+        return failure.status();
+    } catch (const std::exception &error) {
+        program.console.error(error.what());
+        return ExitStatus::internal_error;
+    }
 }
 
 }  // namespace host

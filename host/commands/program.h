@@ -32,7 +32,6 @@ struct GlobalOptions {
     bool real_time = false;
     std::optional<std::string> trace;
     std::optional<std::string> driver_log;
-    std::shared_ptr<ReplayReport> replay_report;  // of a replay that another command asked for
 };
 
 // What every command works with.
@@ -41,6 +40,8 @@ struct Program {
     const GlobalOptions &options;
     Console &console;
     const InterruptWatch &interrupt;
+    // Where a replayed board says what became of the replay, if somebody wants to know.
+    std::shared_ptr<ReplayReport> replay_report = {};
 
     // The same with other options.
     [[nodiscard]] Program with(const GlobalOptions &other) const;
@@ -48,6 +49,9 @@ struct Program {
     // Refuse every given global option that is not among these: what a command cannot honour it
     // must not ignore. Throws Failure (usage).
     void honour_only(std::string_view command, std::initializer_list<std::string_view> names) const;
+
+    // Refuse --format csv for a command whose data are no rows. Throws Failure (usage).
+    void refuse_rows(std::string_view command) const;
 
     [[nodiscard]] BoardOptions board_options() const;
     [[nodiscard]] RigOptions rig_options() const;
@@ -58,5 +62,8 @@ struct Program {
 
 // The work that the command line asks for.
 using Job = std::function<ExitStatus(Program &)>;
+
+// Do the work. The one place where errors become messages and exit statuses.
+ExitStatus run_job(const Job &job, Program &program);
 
 }  // namespace host

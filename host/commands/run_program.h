@@ -5,8 +5,7 @@
 
 namespace host {
 
-// Run ds3000-ctl. Returns the process's exit status. What the command line does not say is as in
-// `options`.
-int run_program(int argc, const char *const *argv, GlobalOptions options = {});
+// Run ds3000-ctl. Returns the process's exit status.
+int run_program(int argc, const char *const *argv);
 
 }  // namespace host

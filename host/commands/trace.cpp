@@ -6,12 +6,9 @@
 #include <algorithm>
 #include <memory>
 
-#include "host/boards/replayed_board.h"
 #include "host/boards/trace_file.h"
-#include "host/commands/run_program.h"
 #include "host/explain/explain.h"
 #include "host/explain/export.h"
-#include "host/terminal/shell_words.h"
 #include "trace/diff.h"
 
 namespace host {
@@ -23,13 +20,6 @@ constexpr std::size_t context_lines = 3;
 // Wide enough for a time and a thread, and for most events.
 constexpr std::size_t front_width = 20;
 constexpr std::size_t event_width = 26;
-
-void refuse_rows(const Program &program, std::string_view command) {
-    if (program.options.format == Format::csv) {
-        throw Failure(ExitStatus::usage,
-                      fmt::format("{} has no rows; use --format text, json or jsonl", command));
-    }
-}
 
 Json json_of(const trace::TraceHead &head) {
     Json json = Json::object();
@@ -108,7 +98,7 @@ void show_lines(Output &output, const trace::Trace &trace) {
 
 ExitStatus show_trace(Program &program, const TraceShowOptions &options) {
     program.honour_only("trace show", {});
-    refuse_rows(program, "trace show");
+    program.refuse_rows("trace show");
     const trace::Trace trace = read_trace(options.file);
     Output output(program.options.format, program.options.output);
     if (output.format() == Format::text) {
@@ -127,110 +117,6 @@ ExitStatus show_trace(Program &program, const TraceShowOptions &options) {
     }
     output.finish();
     return ExitStatus::done;
-}
-
-namespace {
-
-Json json_of(const trace::Difference &difference, const trace::Trace &trace) {
-    Json json;
-    if (difference.index < trace.lines.size()) {
-        json["line"] = trace.lines[difference.index];
-    }
-    if (difference.expected) {
-        json["recorded"] = *difference.expected;
-    }
-    json["now"] = difference.actual;
-    for (const auto &[name, events] :
-         {std::pair("before", &difference.before), std::pair("after", &difference.after)}) {
-        json[name] = Json::array();
-        for (const auto &[index, text] : *events) {
-            json[name].push_back({{"line", trace.lines[index]}, {"event", text}});
-        }
-    }
-    return json;
-}
-
-void write_report(Output &output, const std::string &file, const trace::Trace &trace,
-                  const ReplayReport &report, int session_status) {
-    if (output.format() != Format::text) {
-        Json json{{"schema", "ds3000.trace.replay/1"}, {"trace", file},
-                  {"events", report.events},           {"played", report.played},
-                  {"same", !report.difference},        {"other_firmware", report.other_firmware},
-                  {"session_status", session_status}};
-        if (report.difference) {
-            json["difference"] = json_of(*report.difference, trace);
-        }
-        output.json(json);
-        return;
-    }
-    output.line(fmt::format("{}: {} of {} events came, {}", file, report.played, report.events,
-                            report.difference ? "then a difference" : "no difference"));
-    if (report.difference) {
-        output.line(difference_text(*report.difference, trace, file));
-    }
-}
-
-std::vector<std::string> words_to_replay(const TraceReplayOptions &options,
-                                         const trace::Trace &trace) {
-    const auto command = options.command ? options.command : trace.head.value("command");
-    if (!command) {
-        throw Failure(
-            ExitStatus::usage,
-            fmt::format("{} does not say what was run; say it with --command", options.file));
-    }
-    try {
-        std::vector<std::string> words = split_words(*command);
-        if (std::find(words.begin(), words.end(), "trace") != words.end()) {
-            throw Failure(ExitStatus::bad_input, "a replay of a replay");
-        }
-        return words;
-    } catch (const std::invalid_argument &problem) {
-        throw Failure(ExitStatus::bad_input,
-                      fmt::format("{}: the command: {}", options.file, problem.what()));
-    }
-}
-
-// Run the recorded command on the recording. Its data go nowhere: the report is what counts.
-int run_recorded(const Program &program, const std::string &file,
-                 const std::vector<std::string> &words,
-                 const std::shared_ptr<ReplayReport> &report) {
-    GlobalOptions options;
-    options.board = "replay:" + file;
-    options.plugin = program.options.plugin;
-    options.output = "/dev/null";
-    options.quiet = !program.options.verbose;
-    options.verbose = program.options.verbose;
-    options.driver_log = program.options.driver_log;
-    options.replay_report = report;
-    std::vector<const char *> arguments{"ds3000-ctl"};
-    for (const std::string &word : words) {
-        arguments.push_back(word.c_str());
-    }
-    return run_program(static_cast<int>(arguments.size()), arguments.data(), std::move(options));
-}
-
-}  // namespace
-
-ExitStatus replay_trace(Program &program, const TraceReplayOptions &options) {
-    program.honour_only("trace replay", {"plugin", "driver-log"});
-    refuse_rows(program, "trace replay");
-    const trace::Trace trace = read_trace(options.file);
-    const auto words = words_to_replay(options, trace);
-    Output output(program.options.format, program.options.output);
-    const auto report = std::make_shared<ReplayReport>();
-    const int status = run_recorded(program, options.file, words, report);
-    if (report->events == 0) {
-        const auto why = status == 0 ? ExitStatus::bad_input : static_cast<ExitStatus>(status);
-        throw Failure(
-            why, fmt::format("{}: the recorded command did not come to a board", options.file));
-    }
-    if (report->other_firmware) {
-        program.console.note(
-            "The driver loads another firmware image than the one recorded, of the same length.");
-    }
-    write_report(output, options.file, trace, *report, status);
-    output.finish();
-    return report->difference ? ExitStatus::differs : ExitStatus::done;
 }
 
 namespace {
@@ -275,7 +161,7 @@ Json json_of(const trace::DiffHunk &hunk, const trace::Trace &a, const trace::Tr
 
 ExitStatus diff_traces(Program &program, const TraceDiffOptions &options) {
     program.honour_only("trace diff", {});
-    refuse_rows(program, "trace diff");
+    program.refuse_rows("trace diff");
     const trace::Trace a = read_trace(options.a);
     const trace::Trace b = read_trace(options.b);
     const std::vector<trace::DiffHunk> hunks =

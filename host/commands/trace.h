@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "host/commands/program.h"
@@ -10,11 +9,6 @@ namespace host {
 
 struct TraceShowOptions {
     std::string file;
-};
-
-struct TraceReplayOptions {
-    std::string file;
-    std::optional<std::string> command;  // absent: the recorded one
 };
 
 struct TraceDiffOptions {
@@ -29,7 +23,6 @@ struct TraceExportOptions {
 };
 
 ExitStatus show_trace(Program &program, const TraceShowOptions &options);
-ExitStatus replay_trace(Program &program, const TraceReplayOptions &options);
 ExitStatus diff_traces(Program &program, const TraceDiffOptions &options);
 ExitStatus export_trace(Program &program, const TraceExportOptions &options);
 

@@ -16,7 +16,7 @@ namespace {
 // What a command line gave, by the program's own options.
 GivenCommands given_by(const std::vector<std::string> &words) {
     Console console;
-    return std::get<CommandRequest>(read_command_line(words, {}, console)).given;
+    return std::get<CommandRequest>(read_command_line(words, console)).given;
 }
 
 TEST(CommandLine, holds_what_the_driver_is_asked_to_do) {

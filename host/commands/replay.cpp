@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: MIT
+#include "host/commands/replay.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <stdexcept>
+#include <variant>
+#include <vector>
+
+#include "host/boards/replayed_board.h"
+#include "host/boards/trace_file.h"
+#include "host/terminal/shell_words.h"
+
+namespace host {
+
+namespace {
+
+// What a recorded command came to on its recording.
+struct Replay {
+    ReplayReport report;
+    ExitStatus session = ExitStatus::done;
+};
+
+std::vector<std::string> words_to_replay(const ReplayOptions &options, const trace::Trace &trace) {
+    const auto command = options.command ? options.command : trace.head.value("command");
+    if (!command) {
+        throw Failure(
+            ExitStatus::usage,
+            fmt::format("{} does not say what was run; say it with --command", options.file));
+    }
+    try {
+        std::vector<std::string> words = split_words(*command);
+        if (std::find(words.begin(), words.end(), "trace") != words.end()) {
+            throw Failure(ExitStatus::bad_input, "a replay of a replay");
+        }
+        return words;
+    } catch (const std::invalid_argument &problem) {
+        throw Failure(ExitStatus::bad_input,
+                      fmt::format("{}: the command: {}", options.file, problem.what()));
+    }
+}
+
+// What the recorded command asks for. It comes from somebody else: it may not choose files and
+// plug-ins.
+CommandReading read_recorded(const CommandReader &reader, const std::vector<std::string> &words,
+                             Console &console) {
+    CommandReading reading = reader(words, console);
+    if (const auto *request = std::get_if<CommandRequest>(&reading)) {
+        if (const std::string name = option_not_repeated(request->given); !name.empty()) {
+            console.error(fmt::format("the command of a replay must not have {}", name));
+            return ExitStatus::usage;
+        }
+    }
+    return reading;
+}
+
+// Carry out the recorded command on the recording. Its data go nowhere: the report is what counts.
+Replay replay(const std::string &file, const CommandRequest &request, const Program &program) {
+    GlobalOptions options = request.options;
+    options.board = "replay:" + file;
+    options.plugin = program.options.plugin;
+    options.output = "/dev/null";
+    options.driver_log = program.options.driver_log;
+    options.verbose = program.options.verbose;
+    options.quiet = !options.verbose;
+    Console console;
+    console.set_quiet(options.quiet);
+    console.set_verbose(options.verbose);
+    const auto report = std::make_shared<ReplayReport>();
+    Program player{request.given, options, console, program.interrupt, report};
+    const ExitStatus session = run_job(request.job, player);
+    return {*report, session};
+}
+
+Json json_of(const trace::Difference &difference, const trace::Trace &trace) {
+    Json json;
+    if (difference.index < trace.lines.size()) {
+        json["line"] = trace.lines[difference.index];
+    }
+    if (difference.expected) {
+        json["recorded"] = *difference.expected;
+    }
+    json["now"] = difference.actual;
+    for (const auto &[name, events] :
+         {std::pair("before", &difference.before), std::pair("after", &difference.after)}) {
+        json[name] = Json::array();
+        for (const auto &[index, text] : *events) {
+            json[name].push_back({{"line", trace.lines[index]}, {"event", text}});
+        }
+    }
+    return json;
+}
+
+void write_report(Output &output, const std::string &file, const trace::Trace &trace,
+                  const Replay &replay) {
+    const ReplayReport &report = replay.report;
+    if (output.format() != Format::text) {
+        Json json{{"schema", "ds3000.trace.replay/1"},
+                  {"trace", file},
+                  {"events", report.events},
+                  {"played", report.played},
+                  {"same", !report.difference},
+                  {"other_firmware", report.other_firmware},
+                  {"session_status", static_cast<int>(replay.session)}};
+        if (report.difference) {
+            json["difference"] = json_of(*report.difference, trace);
+        }
+        output.json(json);
+        return;
+    }
+    output.line(fmt::format("{}: {} of {} events came, {}", file, report.played, report.events,
+                            report.difference ? "then a difference" : "no difference"));
+    if (report.difference) {
+        output.line(difference_text(*report.difference, trace, file));
+    }
+}
+
+}  // namespace
+
+ExitStatus run_replay(Program &program, const ReplayOptions &options, const CommandReader &reader) {
+    program.honour_only("trace replay", {"plugin", "driver-log"});
+    program.refuse_rows("trace replay");
+    const trace::Trace trace = read_trace(options.file);
+    const auto words = words_to_replay(options, trace);
+    Output output(program.options.format, program.options.output);
+    const CommandReading reading = read_recorded(reader, words, program.console);
+    const auto *request = std::get_if<CommandRequest>(&reading);
+    const Replay replayed = request != nullptr ? replay(options.file, *request, program)
+                                               : Replay{{}, std::get<ExitStatus>(reading)};
+    if (replayed.report.events == 0) {
+        throw Failure(
+            replayed.session == ExitStatus::done ? ExitStatus::bad_input : replayed.session,
+            fmt::format("{}: the recorded command did not come to a board", options.file));
+    }
+    if (replayed.report.other_firmware) {
+        program.console.note(
+            "The driver loads another firmware image than the one recorded, of the same length.");
+    }
+    write_report(output, options.file, trace, replayed);
+    output.finish();
+    return replayed.report.difference ? ExitStatus::differs : ExitStatus::done;
+}
+
+}  // namespace host
