@@ -102,56 +102,32 @@ void follow_master_clock(std::uint32_t wanted_khz, std::uint32_t current_khz) {
     }
 }
 
-// Payload rate in kbyte/s: symbol rate × bits per symbol × code rate / 8, truncated per code rate.
-std::int32_t dvbs2_payload_rate(std::int32_t symbol_rate_ksps, const ds3000_signal_info &info) {
-    std::int32_t bits_per_symbol = 2;
-    if (info.modulation == MODULATION_8PSK) {
-        bits_per_symbol = 3;
-    } else if (info.modulation == MODULATION_16APSK) {
-        bits_per_symbol = 4;
-    } else if (info.modulation == MODULATION_32APSK) {
-        bits_per_symbol = 5;
+struct fraction {
+    std::uint8_t numerator;
+    std::uint8_t denominator;
+};
+
+// The code rates behind enum ds3000_code_rate, from CODE_RATE_1_4 on.
+constexpr fraction code_rates[] = {
+    {1, 4}, {1, 3}, {2, 5}, {1, 2}, {3, 5}, {2, 3}, {3, 4}, {4, 5}, {5, 6}, {7, 8}, {8, 9}, {9, 10},
+};
+static_assert(std::size(code_rates) == CODE_RATE_9_10);
+
+// An unknown code rate counts as 2/3 in DVB-S2 and as 3/4 in DVB-S.
+fraction code_rate_of(const ds3000_signal_info &info) {
+    std::uint32_t code_rate = info.code_rate;
+    if (code_rate == CODE_RATE_UNKNOWN) {
+        code_rate = info.standard == STANDARD_DVBS2 ? CODE_RATE_2_3 : CODE_RATE_3_4;
     }
-    const std::int32_t bit_rate = symbol_rate_ksps * bits_per_symbol;
-    switch (info.code_rate) {
-        case CODE_RATE_1_4:
-            return bit_rate / 32;
-        case CODE_RATE_1_3:
-            return bit_rate / 24;
-        case CODE_RATE_2_5:
-            return bit_rate / 20;
-        case CODE_RATE_1_2:
-            return bit_rate / 16;
-        case CODE_RATE_3_5:
-            return 3 * bit_rate / 40;
-        case CODE_RATE_3_4:
-            return 3 * bit_rate / 32;
-        case CODE_RATE_4_5:
-            return bit_rate / 10;
-        case CODE_RATE_5_6:
-            return 5 * bit_rate / 48;
-        case CODE_RATE_8_9:
-            return bit_rate / 9;
-        case CODE_RATE_9_10:
-            return 9 * bit_rate / 80;
-        default:
-            return bit_rate / 12;  // 2/3
-    }
+    return code_rates[code_rate - 1];
 }
 
-std::int32_t dvbs_payload_rate(std::int32_t symbol_rate_ksps, std::uint32_t code_rate) {
-    switch (code_rate) {
-        case CODE_RATE_1_2:
-            return 2 * symbol_rate_ksps / 16;
-        case CODE_RATE_2_3:
-            return 2 * symbol_rate_ksps / 12;
-        case CODE_RATE_5_6:
-            return 10 * symbol_rate_ksps / 48;
-        case CODE_RATE_7_8:
-            return (16 * symbol_rate_ksps - 2 * symbol_rate_ksps) / 64;
-        default:
-            return (8 * symbol_rate_ksps - 2 * symbol_rate_ksps) / 32;  // 3/4
-    }
+// Payload rate in kbyte/s: bits per symbol × symbol rate × code rate / 8, truncated toward zero. A
+// symbol rate that the chip reports wrapped is negative, and so is its payload rate.
+std::int32_t payload_rate_of(std::int32_t symbol_rate_ksps, const ds3000_signal_info &info) {
+    const auto bits_per_symbol = static_cast<std::int32_t>(info.modulation - MODULATION_QPSK + 2);
+    const fraction rate = code_rate_of(info);
+    return bits_per_symbol * symbol_rate_ksps * rate.numerator / (8 * rate.denominator);
 }
 
 std::uint32_t dvbs2_master_clock_khz(std::int32_t payload_rate) {
@@ -373,8 +349,7 @@ int32_t ds3000_adapt_ts_clock(void) {
     std::uint8_t ts_mode = 3;
     ds3000_get_signal_info(&info);
     ds3000_get_ts_mode(&ts_mode);
-    if (ds3000_context.standard == STANDARD_DVBS2) {
-        return adapt_dvbs2(dvbs2_payload_rate(symbol_rate_ksps, info), ts_mode);
-    }
-    return adapt_dvbs(dvbs_payload_rate(symbol_rate_ksps, info.code_rate), ts_mode);
+    const std::int32_t payload_rate = payload_rate_of(symbol_rate_ksps, info);
+    return info.standard == STANDARD_DVBS2 ? adapt_dvbs2(payload_rate, ts_mode)
+                                           : adapt_dvbs(payload_rate, ts_mode);
 }
