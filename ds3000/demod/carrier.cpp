@@ -8,14 +8,7 @@
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/register_access.h"
 
-namespace reg = ds3000::reg;
-
-using ds3000::high_byte;
-using ds3000::low_byte;
-using ds3000::signed_word;
-using ds3000::wrap_add;
-using ds3000::wrap_multiply;
-using ds3000::wrap_subtract;
+namespace ds3000 {
 
 namespace {
 
@@ -43,6 +36,8 @@ std::int32_t khz_of_steps(std::int32_t steps) {
 }
 
 }  // namespace
+
+extern "C" {
 
 int32_t ds3000_set_carrier_offset(int32_t offset_khz) {
     // Half a step is added whatever the sign, so only positive offsets are rounded to nearest.
@@ -110,3 +105,7 @@ int32_t ds3000_get_symbol_rate(int32_t *symbol_rate_ksps) {
     *symbol_rate_ksps = wrap_multiply((high << 8U) | low, reference_khz) >> 16U;
     return DS3000_OK;
 }
+
+}  // extern "C"
+
+}  // namespace ds3000

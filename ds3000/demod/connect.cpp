@@ -16,18 +16,7 @@
 #include "ds3000/hw/register_access.h"
 #include "ds3000/hw/register_update.h"
 
-namespace reg = ds3000::reg;
-
-using ds3000::bit;
-using ds3000::demod_clear_bits;
-using ds3000::demod_put_bits;
-using ds3000::demod_set_bits;
-using ds3000::is_ds310x;
-using ds3000::low_rate_ksps;
-using ds3000::low_rate_shift_khz;
-using ds3000::register_table;
-using ds3000::table_use;
-using ds3000::wrap_subtract;
+namespace ds3000 {
 
 namespace {
 
@@ -73,7 +62,7 @@ void put_dvbs2_mode(programming &p) {
 
 void put_board_options_where_present(programming &p) {
     if (is_ds310x()) {
-        ds3000::put_board_options(p.byte);
+        put_board_options(p.byte);
     }
 }
 
@@ -152,47 +141,49 @@ void arm_acquisition(std::int32_t symbol_rate_ksps, std::uint32_t standard_code)
     ds3000_context.symbol_rate_ksps = symbol_rate_ksps;
     ds3000_context.s2_recovery_done = 0;
     ds3000_context.first_poll = 1;
-    ds3000::update_spectrum_inversion();
+    update_spectrum_inversion();
     ds3000_context.ts_clock_pending = 1;
 }
 
 }  // namespace
 
-void ds3000::update_spectrum_inversion() {
+void update_spectrum_inversion() {
     ds3000_context.spectrum_inverted =
         ds3000_context.unicable_enabled ^ ds3000_context.board_iq_swap;
 }
 
-void ds3000::put_board_options(std::uint8_t &byte) {
+void put_board_options(std::uint8_t &byte) {
     demod_put_bits(reg::spectrum, byte, reg::spectrum_invert,
                    ds3000_context.spectrum_inverted == 1);
     demod_put_bits(reg::reg_30, byte, reg::reg_30_bit4, ds3000_context.reg30_bit4_enable == 1);
 }
 
-void ds3000::program_low_rate_dvbs2() {
+void program_low_rate_dvbs2() {
     demod_write(reg::reg_c0, 0x04);
     demod_write(reg::reg_8a, 0x09);
     demod_write(reg::reg_8b, 0x22);
     demod_write(reg::reg_8c, 0x88);
 }
 
+extern "C" {
+
 int32_t ds3000_connect(uint32_t frequency_mhz, int32_t symbol_rate_ksps, uint32_t standard_code) {
-    if (!ds3000::tuner_is_bound()) {
+    if (!tuner_is_bound()) {
         return DS3000_UNBOUND;
     }
     arm_acquisition(symbol_rate_ksps, standard_code);
-    if (!ds3000::is_known_chip()) {
+    if (!is_known_chip()) {
         return DS3000_UNKNOWN_CHIP;
     }
     std::uint8_t byte = 0;
-    ds3000::release_held_mcu(byte);
+    release_held_mcu(byte);
     ds3000_context.standard =
         standard_code == STANDARD_AUTO ? std::uint32_t{STANDARD_DVBS} : standard_code;
     const std::int32_t beside_khz = tune(frequency_mhz * 1000U, symbol_rate_ksps);
-    ds3000::hold_mcu();
+    hold_mcu();
     ds3000_program_standard(symbol_rate_ksps, ds3000_context.standard);
     ds3000_expect_carrier(beside_khz);
-    ds3000::release_mcu();
+    release_mcu();
     return DS3000_OK;
 }
 
@@ -200,14 +191,14 @@ int32_t ds3000_program_standard(int32_t symbol_rate_ksps, uint32_t standard) {
     programming p{.symbol_rate_ksps = symbol_rate_ksps, .standard = standard};
     ds3000_get_ts_mode(&p.ts_mode);
     put_dvbs2_mode(p);
-    const register_table table = ds3000::table_for(standard, table_use::connect);
+    const register_table table = table_for(standard, table_use::connect);
     if (table.pairs == nullptr) {
         return DS3000_UNKNOWN_CHIP;
     }
     const std::int32_t status = demod_write_table(table.pairs, table.count);
     put_board_options_where_present(p);
     if (p.dvbs2() && symbol_rate_ksps <= low_rate_ksps) {
-        ds3000::program_low_rate_dvbs2();
+        program_low_rate_dvbs2();
     }
     program_ts_clock(p);
     mirror_ts_mode();
@@ -225,7 +216,7 @@ int32_t ds3000_program_standard(int32_t symbol_rate_ksps, uint32_t standard) {
 int32_t ds3000_program_standard_scan(int32_t symbol_rate_ksps, uint32_t standard) {
     programming p{.symbol_rate_ksps = symbol_rate_ksps, .standard = standard};
     ds3000_get_ts_mode(&p.ts_mode);
-    const register_table table = ds3000::table_for(standard, table_use::scan);
+    const register_table table = table_for(standard, table_use::scan);
     if (table.pairs == nullptr) {
         return DS3000_UNKNOWN_CHIP;
     }
@@ -253,3 +244,7 @@ int32_t ds3000_set_reg56_bit0(uint32_t mode) {
     demod_put_bits(reg::reg_56, byte, bit(0), mode != 1);
     return DS3000_OK;
 }
+
+}  // extern "C"
+
+}  // namespace ds3000

@@ -8,7 +8,9 @@
 #include "ds3000/demod/mcu.h"
 #include "ds3000/hw/register_access.h"
 
-namespace reg = ds3000::reg;
+namespace ds3000 {
+
+extern "C" {
 
 int32_t load_firmware(const uint8_t *image) {
     demod_write(reg::mcu_control, reg::mcu_hold);
@@ -24,11 +26,15 @@ int32_t reset_mcu(void) {
     ds3000_context.first_poll = 1;
     ds3000_context.locked_once = 0;
     ds3000_context.s2_recovery_done = 0;
-    if (!ds3000::is_known_chip()) {
+    if (!is_known_chip()) {
         // Left held: nothing is known that would let this chip run.
-        ds3000::hold_mcu();
+        hold_mcu();
         return DS3000_UNKNOWN_CHIP;
     }
-    ds3000::restart_mcu(ds3000::is_ds310x(), 1000);
+    restart_mcu(is_ds310x(), 1000);
     return DS3000_OK;
 }
+
+}  // extern "C"
+
+}  // namespace ds3000

@@ -15,11 +15,7 @@
 #include "ds3000/hw/register_access.h"
 #include "ds3000/hw/wait.h"
 
-namespace reg = ds3000::reg;
-
-using ds3000::is_ds310x;
-using ds3000::is_set;
-using ds3000::wait_us;
+namespace ds3000 {
 
 namespace {
 
@@ -33,9 +29,9 @@ void switch_standard() {
     }
     ds3000_context.standard =
         ds3000_context.standard == STANDARD_DVBS ? STANDARD_DVBS2 : STANDARD_DVBS;
-    ds3000::hold_mcu();
+    hold_mcu();
     ds3000_program_standard(ds3000_context.symbol_rate_ksps, ds3000_context.standard);
-    ds3000::release_mcu();
+    release_mcu();
 }
 
 // What the micro-controller says of a search that has not locked; an automatic request goes on with
@@ -49,7 +45,7 @@ std::uint32_t follow_search(std::uint8_t &byte) {
         return failed || ended ? LOCK_FAILED : LOCK_SEARCHING;
     }
     if (failed) {
-        ds3000::restart_mcu(false, 2000);
+        restart_mcu(false, 2000);
         return LOCK_FAILED;
     }
     if (ended && ds3000_context.locked_once == 0) {
@@ -72,7 +68,7 @@ std::int32_t accept_lock(std::uint32_t &lock_state) {
     ds3000_context.locked_once = 1;
     std::int32_t delta_khz = 0;
     ds3000_get_carrier_offset_delta(&delta_khz);
-    if (!ds3000::is_known_chip()) {
+    if (!is_known_chip()) {
         lock_state = LOCK_FAILED;
         return DS3000_UNKNOWN_CHIP;
     }
@@ -88,6 +84,8 @@ std::int32_t accept_lock(std::uint32_t &lock_state) {
 }
 
 }  // namespace
+
+extern "C" {
 
 int32_t ds3000_poll_lock(uint32_t *lock_state) {
     if (lock_state == nullptr) {
@@ -108,9 +106,9 @@ int32_t ds3000_poll_lock(uint32_t *lock_state) {
         ds3000_context.first_poll = 0;
     }
     if (ds3000_context.standard == STANDARD_DVBS2) {
-        ds3000::help_dvbs2_lock(byte);
+        help_dvbs2_lock(byte);
     }
-    if (!ds3000::has_lock(byte)) {
+    if (!has_lock(byte)) {
         *lock_state = follow_search(byte);
         return DS3000_OK;
     }
@@ -120,13 +118,17 @@ int32_t ds3000_poll_lock(uint32_t *lock_state) {
 
 int32_t ds3000_check_first_lock(uint32_t *lock_state) {
     std::uint8_t byte = 0;
-    if (!ds3000::wait_for_search(byte)) {
+    if (!wait_for_search(byte)) {
         *lock_state = LOCK_FAILED;
         return DS3000_OK;
     }
-    if (!ds3000::amplitude_is_good(byte, ds3000::amplitude_round::alone)) {
+    if (!amplitude_is_good(byte, amplitude_round::alone)) {
         ds3000_set_reg56_bit0(0);
     }
     wait_us(1000);
     return DS3000_OK;
 }
+
+}  // extern "C"
+
+}  // namespace ds3000

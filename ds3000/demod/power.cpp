@@ -19,15 +19,7 @@
 #include "ds3000/hw/wait.h"
 #include "ds3000/tuner/ts2022.h"
 
-namespace reg = ds3000::reg;
-
-using ds3000::bit;
-using ds3000::demod_clear_bits;
-using ds3000::demod_set_bits;
-using ds3000::demod_update;
-using ds3000::field_get;
-using ds3000::is_ds310x;
-using ds3000::wait_us;
+namespace ds3000 {
 
 namespace {
 
@@ -84,6 +76,8 @@ std::uint32_t master_clock_of_mode(std::uint8_t mode, bool locked) {
 
 }  // namespace
 
+extern "C" {
+
 int32_t ds3000_chip_type_of(uint8_t id, uint8_t id_high, uint8_t mcu_control) {
     if (id_high != 0) {
         return CHIP_UNKNOWN;
@@ -125,18 +119,18 @@ int32_t ds3000_identify(int32_t *chip_type) {
     const char *const name = ds3000_chip_name(*chip_type);
     if (name != nullptr) {
         // The message carries a newline of its own, so a blank line follows it.
-        ds3000::message("\tChip ID = [%s]!\n", name);
+        message("\tChip ID = [%s]!\n", name);
     }
     return DS3000_OK;
 }
 
 int32_t ds3000_hard_init(void) {
     ds3000_identify(&ds3000_context.chip_type);
-    if (!ds3000::is_known_chip()) {
+    if (!is_known_chip()) {
         return DS3000_UNKNOWN_CHIP;
     }
     std::uint8_t byte = 0;
-    ds3000::release_held_mcu(byte);
+    release_held_mcu(byte);
     ds3000_soft_reset();
     wait_us(1000);
     demod_set_bits(reg::mode, byte, reg::mode_enable);
@@ -149,7 +143,7 @@ int32_t ds3000_init(void) {
     ds3000_hard_init();
     bind_tuner();
     ts2022_init();
-    ds3000::update_spectrum_inversion();
+    update_spectrum_inversion();
     if (is_ds310x()) {
         reset_mcu_and_core();
         load_firmware(ds3000_firmware_a);
@@ -161,7 +155,7 @@ int32_t ds3000_init(void) {
     ds3000_set_ts_mode(3);
     if (is_ds310x()) {
         std::uint8_t byte = 0;
-        ds3000::put_board_options(byte);
+        put_board_options(byte);
     }
     return DS3000_OK;
 }
@@ -194,7 +188,7 @@ int32_t ds3000_set_mode(uint8_t mode) {
     }
     std::uint8_t byte = 0;
     select_mode(mode, byte);
-    const bool locked = ds3000::has_lock(byte);
+    const bool locked = has_lock(byte);
     std::uint32_t current_khz = 0;
     ds3000_get_master_clock(&current_khz);
     const std::uint32_t target_khz = master_clock_of_mode(mode, locked);
@@ -212,3 +206,7 @@ int32_t ds3000_get_revision(uint32_t *revision) {
     *revision = 60303;
     return DS3000_OK;
 }
+
+}  // extern "C"
+
+}  // namespace ds3000

@@ -10,12 +10,7 @@
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/register_access.h"
 
-namespace reg = ds3000::reg;
-
-using ds3000::bit;
-using ds3000::field_get;
-using ds3000::is_set;
-using ds3000::wrap_multiply;
+namespace ds3000 {
 
 namespace {
 
@@ -193,6 +188,8 @@ void count_dvbs_errors() {
 
 }  // namespace
 
+extern "C" {
+
 int32_t ds3000_get_snr(uint8_t *snr_db) {
     ds3000_context.snr_db = static_cast<std::uint8_t>(in_dvbs2() ? dvbs2_snr_db() : dvbs_snr_db());
     *snr_db = ds3000_context.snr_db;
@@ -237,3 +234,7 @@ int32_t ds3000_get_code_rate(struct ds3000_signal_info *info, uint32_t standard)
     }
     return DS3000_OK;
 }
+
+}  // extern "C"
+
+}  // namespace ds3000

@@ -8,6 +8,8 @@
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/lock.h"
 
+namespace ds3000 {
+
 namespace {
 
 // Percent of a gain figure: 0 at 8500 and weaker, 60 at 6500, 90 at 4500, and a point for every
@@ -42,6 +44,8 @@ std::uint8_t mean() {
 
 }  // namespace
 
+extern "C" {
+
 int32_t signal_strength(uint8_t *percent) {
     const auto get_gain = ds3000_context.tuner_ops.tuner_get_gain;
     if (get_gain == nullptr) {
@@ -60,3 +64,7 @@ int32_t signal_strength(uint8_t *percent) {
     *percent = std::min(mean(), std::uint8_t{100});
     return DS3000_OK;
 }
+
+}  // extern "C"
+
+}  // namespace ds3000

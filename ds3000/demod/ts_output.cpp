@@ -14,14 +14,7 @@
 #include "ds3000/hw/register_access.h"
 #include "ds3000/hw/register_update.h"
 
-namespace reg = ds3000::reg;
-
-using ds3000::bit;
-using ds3000::demod_clear_bits;
-using ds3000::demod_update;
-using ds3000::is_ds310x;
-using ds3000::is_set;
-using ds3000::low_byte;
+namespace ds3000 {
 
 namespace {
 
@@ -212,6 +205,8 @@ constexpr mode_divider divider_of_mode(std::uint8_t ts_mode) {
 
 }  // namespace
 
+extern "C" {
+
 int32_t ds3000_get_ts_mode(uint8_t *ts_mode) {
     *ts_mode = 3;
     if (!is_ds300x() && !is_ds310x()) {
@@ -353,3 +348,7 @@ int32_t ds3000_adapt_ts_clock(void) {
     return info.standard == STANDARD_DVBS2 ? adapt_dvbs2(payload_rate, ts_mode)
                                            : adapt_dvbs(payload_rate, ts_mode);
 }
+
+}  // extern "C"
+
+}  // namespace ds3000

@@ -10,12 +10,7 @@
 #include "ds3000/hw/register_update.h"
 #include "ds3000/hw/wait.h"
 
-namespace reg = ds3000::reg;
-
-using ds3000::demod_update;
-using ds3000::field_get;
-using ds3000::is_set;
-using ds3000::wait_us;
+namespace ds3000 {
 
 namespace {
 
@@ -127,13 +122,15 @@ std::int32_t receive_reply(std::uint8_t &byte, diseqc_message &message) {
 
 }  // namespace
 
+extern "C" {
+
 void diseqc_committed_switch(uint8_t port, uint32_t voltage_18v, uint32_t hiband,
                              struct diseqc_message *message) {
     // Write N0: four ports to a polarisation and band, counted down from 0xFC for the last.
     std::uint32_t choice = 4U * (port + 59U);
     choice |= voltage_18v != 0 ? 0x02U : 0U;
     choice |= hiband != 0 ? 0x01U : 0U;
-    *message = {.msg = {0xE0, 0x10, 0x38, ds3000::low_byte(choice)},
+    *message = {.msg = {0xE0, 0x10, 0x38, low_byte(choice)},
                 .msg_len = 4,
                 .expect_reply = 0,
                 .option = 0,
@@ -200,3 +197,7 @@ int32_t lnb_control(uint32_t enable, uint32_t tone, uint32_t voltage_18v, uint32
     demod_write(reg::diseqc_control, control);
     return DS3000_OK;
 }
+
+}  // extern "C"
+
+}  // namespace ds3000

@@ -8,6 +8,8 @@
 #include "ds3000/hw/hdi.h"
 #include "ds3000/hw/register_access.h"
 
+namespace ds3000 {
+
 namespace {
 
 // The LNBH23's control byte; bit 3 selects 18 V.
@@ -23,6 +25,8 @@ void write_lnbh23(const ds3000_driver &driver, std::uint8_t control) {
 
 }  // namespace
 
+extern "C" {
+
 void set_lnb_supply(const struct ds3000_driver *driver, uint32_t enable, uint32_t voltage_18v) {
     void *bus = ds3000_context.i2c_bus;
     if ((enable & 0xFFU) != 0) {
@@ -35,3 +39,7 @@ void set_lnb_supply(const struct ds3000_driver *driver, uint32_t enable, uint32_
         write_lnbh23(*driver, lnbh23_off);
     }
 }
+
+}  // extern "C"
+
+}  // namespace ds3000

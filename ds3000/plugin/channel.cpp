@@ -56,8 +56,9 @@ oscillator oscillator_of(const tune_request &request) {
 
 }  // namespace
 
-extern "C" int32_t ds3000_plan_channel(const struct tune_request *request,
-                                       struct ds3000_channel *channel) {
+extern "C" {
+
+int32_t ds3000_plan_channel(const struct tune_request *request, struct ds3000_channel *channel) {
     const oscillator path = oscillator_of(*request);
     // An oscillator may lie on either side of a transponder.
     const std::uint32_t if_khz = wrap_distance(request->frequency, path.lof_khz);
@@ -77,5 +78,7 @@ extern "C" int32_t ds3000_plan_channel(const struct tune_request *request,
     const bool in_range = if_khz >= CHANNEL_IF_MIN_KHZ && if_khz <= CHANNEL_IF_MAX_KHZ;
     return in_range ? CHANNEL_ACCEPTED : CHANNEL_OUT_OF_RANGE;
 }
+
+}  // extern "C"
 
 }  // namespace ds3000

@@ -7,6 +7,8 @@
 #include "ds3000/plugin/driver.h"
 #include "ds3000/plugin/plugin.h"
 
+namespace ds3000 {
+
 namespace {
 
 constexpr std::uint32_t list_end = 0xFFFFFFFF;
@@ -79,6 +81,8 @@ constexpr dvb_ts_tuner_metadata dvb_ts_tuner_metadata_ds3000_and_ts2022{
 
 }  // namespace
 
+}  // namespace ds3000
+
 const struct dvb_ts_tuner_metadata *dvb_ts_tuner_get_metadata_ds3000_and_ts2022(void) {
-    return &dvb_ts_tuner_metadata_ds3000_and_ts2022;
+    return &ds3000::dvb_ts_tuner_metadata_ds3000_and_ts2022;
 }

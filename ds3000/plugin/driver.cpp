@@ -15,8 +15,7 @@
 #include "ds3000/hw/register_access.h"
 #include "ds3000/hw/wait.h"
 
-using ds3000::message;
-using ds3000::wait_us;
+namespace ds3000 {
 
 namespace {
 
@@ -153,3 +152,5 @@ std::uint64_t monotonic_ms() {
     return static_cast<std::uint64_t>(now.tv_sec) * 1000U +
            static_cast<std::uint64_t>(now.tv_nsec / 1000000);
 }
+
+}  // namespace ds3000

@@ -8,6 +8,8 @@
 #include "ds3000/hw/driver_record.h"
 #include "ds3000/plugin/plugin.h"
 
+namespace ds3000 {
+
 // The Tuner's operations behind the descriptor, and what they share.
 
 // Tuner::init, Tuner::finalize, and the record's release.
@@ -45,3 +47,5 @@ class DriverLock {
  private:
     pthread_mutex_t *mutex_;
 };
+
+}  // namespace ds3000

@@ -10,7 +10,7 @@
 #include "ds3000/plugin/channel.h"
 #include "ds3000/plugin/driver.h"
 
-using ds3000::message;
+namespace ds3000 {
 
 namespace {
 
@@ -116,3 +116,5 @@ std::uint32_t tune_ds3000_driver(Tuner *tuner, const tune_request *request) {
     }
     return tune_to(driver, wanted);
 }
+
+}  // namespace ds3000

@@ -10,7 +10,7 @@
 #include "ds3000/hw/wait.h"
 #include "ds3000/plugin/driver.h"
 
-using ds3000::message;
+namespace ds3000 {
 
 namespace {
 
@@ -105,6 +105,8 @@ void *run_ds3000_worker(void *argument) {
         if (turn == Turn::poll) {
             poll(driver);
         }
-        ds3000::wait_us(polling_period_us);
+        wait_us(polling_period_us);
     }
 }
+
+}  // namespace ds3000

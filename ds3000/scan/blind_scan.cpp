@@ -20,13 +20,7 @@
 #include "ds3000/scan/spectrum_search.h"
 #include "ds3000/scan/verification.h"
 
-namespace reg = ds3000::reg;
-
-using ds3000::field_get;
-using ds3000::khz_of_bins;
-using ds3000::notify;
-using ds3000::scan_cancelled;
-using ds3000::wrap_add;
+namespace ds3000 {
 
 namespace {
 
@@ -200,22 +194,24 @@ std::int32_t run_pass(blind_scan_request &request, std::int32_t start_khz, std::
 }
 
 void begin_scan(blind_scan_request &request) {
-    ds3000::clear_scan_cancel();
+    clear_scan_cancel();
     ds3000_context.scan_locked_count = 0;
     ds3000_context.scan_count = 0;
     ds3000_context.scan_passes = request.passes;
-    ds3000::update_spectrum_inversion();
+    update_spectrum_inversion();
     request.locked_count = 0;
 }
 
 }  // namespace
+
+extern "C" {
 
 int32_t ds3000_blind_scan(uint32_t start_mhz, uint32_t stop_mhz,
                           struct blind_scan_request *request) {
     if (request == nullptr || request->candidates == nullptr || request->capacity == 0) {
         return DS3000_BAD_ARGUMENT;
     }
-    if (ds3000::is_ds310x()) {
+    if (is_ds310x()) {
         ds3000_soft_reset();
     }
     notify(SCAN_EVENT_STARTED, nullptr);
@@ -230,11 +226,11 @@ int32_t ds3000_blind_scan(uint32_t start_mhz, uint32_t stop_mhz,
             return status;
         }
         if (scan_cancelled()) {
-            ds3000::clear_scan_cancel();
+            clear_scan_cancel();
             break;
         }
     }
-    ds3000::wait_us(1000000);
+    wait_us(1000000);
     scan_list_compact(request, compaction_limit_khz);
     notify(SCAN_EVENT_FINISHED, nullptr);
     return DS3000_OK;
@@ -242,7 +238,7 @@ int32_t ds3000_blind_scan(uint32_t start_mhz, uint32_t stop_mhz,
 
 int32_t ds3000_blind_scan_sweep(int32_t start_khz, int32_t stop_khz,
                                 struct blind_scan_request *request, uint8_t pass) {
-    if (!ds3000::tuner_is_bound()) {
+    if (!tuner_is_bound()) {
         return DS3000_UNBOUND;
     }
     search s{*request, pass, start_khz, stop_khz};
@@ -261,7 +257,7 @@ int32_t ds3000_blind_scan_sweep(int32_t start_khz, int32_t stop_khz,
 
 int32_t ds3000_blind_scan_stepwise(int32_t start_khz, int32_t stop_khz,
                                    struct blind_scan_request *request, uint8_t pass) {
-    if (!ds3000::tuner_is_bound()) {
+    if (!tuner_is_bound()) {
         return DS3000_UNBOUND;
     }
     search s{*request, pass, start_khz, stop_khz};
@@ -278,3 +274,7 @@ int32_t ds3000_blind_scan_stepwise(int32_t start_khz, int32_t stop_khz,
     }
     return DS3000_OK;
 }
+
+}  // extern "C"
+
+}  // namespace ds3000

@@ -10,10 +10,7 @@
 #include "ds3000/scan/peak.h"
 #include "ds3000/scan/scan_state.h"
 
-using ds3000::frequency_of;
-using ds3000::peak;
-using ds3000::records_within;
-using ds3000::wrap_subtract;
+namespace ds3000 {
 
 namespace {
 
@@ -28,7 +25,7 @@ void write_pending(scan_candidate &record, const peak &p) {
 
 bool appends(std::uint8_t pass) {
     return (pass == 0 || ds3000_context.scan_passes == 1) &&
-           (ds3000_context.spectrum_inverted == 0 || ds3000::is_ds310x());
+           (ds3000_context.spectrum_inverted == 0 || is_ds310x());
 }
 
 // Merge a peak into an entry that is the same transponder seen through the Unicable unit's steps.
@@ -97,6 +94,8 @@ std::uint32_t compaction_bound(const blind_scan_request &request, std::int32_t l
 
 }  // namespace
 
+extern "C" {
+
 int32_t scan_list_insert(struct blind_scan_request *request, int32_t frequency_khz,
                          uint32_t symbol_rate_ksps, uint8_t pass) {
     const std::uint32_t count = ds3000_context.scan_count;
@@ -134,3 +133,7 @@ int32_t scan_list_compact(struct blind_scan_request *request, int32_t limit_khz)
     }
     return DS3000_OK;
 }
+
+}  // extern "C"
+
+}  // namespace ds3000

@@ -16,18 +16,7 @@
 #include "ds3000/scan/scan_list.h"
 #include "ds3000/scan/scan_state.h"
 
-namespace reg = ds3000::reg;
-
-using ds3000::bit;
-using ds3000::demod_put_bits;
-using ds3000::demod_set_bits;
-using ds3000::demod_update;
-using ds3000::is_ds310x;
-using ds3000::is_set;
-using ds3000::peak;
-using ds3000::scan_cancelled;
-using ds3000::wait_us;
-using ds3000::wrap_add;
+namespace ds3000 {
 
 namespace {
 
@@ -161,7 +150,7 @@ raw_peak read_raw_peak() {
 
 // The symbol rate that a peak's width stands for in this pass; 0 when the pass has no use for it.
 std::int32_t plausible_rate_ksps(std::int32_t width, std::uint8_t pass) {
-    const std::int32_t raw_ksps = ds3000::khz_of_bins(width);
+    const std::int32_t raw_ksps = khz_of_bins(width);
     if (raw_ksps < 2001 || raw_ksps > 50000) {
         return 0;
     }
@@ -197,13 +186,13 @@ bool capture_reference(const peak &p) {
 void take_peak(blind_scan_request &request, const peak &p, std::uint8_t pass) {
     std::uint32_t argument[] = {static_cast<std::uint32_t>(p.frequency_khz),
                                 static_cast<std::uint32_t>(p.symbol_rate_ksps)};
-    ds3000::notify(SCAN_EVENT_PEAK, argument);
+    notify(SCAN_EVENT_PEAK, argument);
     if (pass == 0 || ds3000_context.scan_passes == 1) {
         ds3000_context.scan_count += 1;
         scan_list_insert(&request, p.frequency_khz, static_cast<std::uint32_t>(p.symbol_rate_ksps),
                          pass);
     } else {
-        ds3000::filter_peak(request, p.frequency_khz, p.symbol_rate_ksps, pass);
+        filter_peak(request, p.frequency_khz, p.symbol_rate_ksps, pass);
     }
 }
 
@@ -227,11 +216,13 @@ void forget_step() {
 
 }  // namespace
 
+extern "C" {
+
 int32_t ds3000_blind_scan_setup(uint8_t pass) {
     std::uint8_t byte = 0;
-    ds3000::hold_mcu();
+    hold_mcu();
     program_window(setting_of(pass), byte);
-    if (!ds3000::is_known_chip()) {
+    if (!is_known_chip()) {
         // Left held: nothing is known that would let this chip run.
         return DS3000_UNKNOWN_CHIP;
     }
@@ -252,7 +243,11 @@ int32_t ds3000_blind_scan_read_peaks(struct blind_scan_request *request, uint32_
         read_peak(*request, center_khz, pass);
     }
     if (pass == 2) {
-        ds3000::return_cursor_to_last_match(*request);
+        return_cursor_to_last_match(*request);
     }
     return DS3000_OK;
 }
+
+}  // extern "C"
+
+}  // namespace ds3000

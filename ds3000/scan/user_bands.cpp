@@ -19,12 +19,7 @@
 #include "ds3000/hw/register_update.h"
 #include "ds3000/hw/wait.h"
 
-namespace reg = ds3000::reg;
-
-using ds3000::field_get;
-using ds3000::message;
-using ds3000::signed_word;
-using ds3000::wait_us;
+namespace ds3000 {
 
 namespace {
 
@@ -47,13 +42,13 @@ constexpr std::uint8_t measure_table[][2] = {
 static_assert(std::size(measure_table) == 28);
 
 void program_measurement(std::uint8_t &byte) {
-    ds3000::hold_mcu();
+    hold_mcu();
     demod_write_table(measure_table[0], static_cast<std::int32_t>(std::size(measure_table)));
-    if (ds3000::is_ds310x()) {
-        ds3000::put_board_options(byte);
+    if (is_ds310x()) {
+        put_board_options(byte);
     }
     ds3000_set_symbol_rate(measuring_rate_ksps);
-    ds3000::release_mcu();
+    release_mcu();
     wait_us(100000);
 }
 
@@ -118,7 +113,7 @@ bool sample_stable_carrier(sample &last) {
 
 // The programmed carrier offset, in its register's steps.
 std::int32_t read_programmed_carrier(std::uint8_t &byte) {
-    ds3000::demod_clear_bits(reg::carrier_select, byte, reg::carrier_select_mask);
+    demod_clear_bits(reg::carrier_select, byte, reg::carrier_select_mask);
     return read_signed(reg::carrier_high, reg::carrier_low);
 }
 
@@ -154,15 +149,15 @@ carrier locate(std::uint32_t frequency_khz, const sample &last, double offset_kh
 }
 
 bool measure_carrier(std::uint32_t frequency_khz, carrier &found) {
-    ds3000::update_spectrum_inversion();
+    update_spectrum_inversion();
     ds3000_context.tuner_ops.tuner_set_frequency(frequency_khz, measuring_rate_ksps, 0);
     std::uint8_t byte = 0;
     program_measurement(byte);
-    if (!ds3000::wait_for_search(byte)) {
+    if (!wait_for_search(byte)) {
         message("\tFailed to get CCI 1!\n");
         return false;
     }
-    if (!ds3000::amplitude_is_good(byte, ds3000::amplitude_round::with_mcu_state)) {
+    if (!amplitude_is_good(byte, amplitude_round::with_mcu_state)) {
         message("\tFailed to get CCI 2!\n");
         return false;
     }
@@ -270,9 +265,11 @@ void check_gains(const findings &found, std::int32_t average) {
 
 }  // namespace
 
+extern "C" {
+
 int32_t ub_detect(uint16_t start_mhz, uint16_t end_mhz, struct ub_entry *entries,
                   uint8_t send_command) {
-    ds3000::update_spectrum_inversion();
+    update_spectrum_inversion();
     ds3000_context.ub_count = 0;
     if (send_command != 0) {
         request_test_tones();
@@ -295,17 +292,21 @@ int32_t ub_measure(uint32_t frequency_khz, int32_t *result_mhz, int32_t *amplitu
     *amplitude = 0;
     *gain = 0;
     const tuner_ops &tuner = ds3000_context.tuner_ops;
-    if (!ds3000::tuner_is_bound() || tuner.tuner_get_gain == nullptr) {
+    if (!tuner_is_bound() || tuner.tuner_get_gain == nullptr) {
         return DS3000_UNBOUND;
     }
     carrier found{};
     if (!measure_carrier(frequency_khz, found)) {
         return 0;
     }
-    *result_mhz = ds3000::wrap_add(found.frequency_khz, 500) / 1000;
+    *result_mhz = wrap_add(found.frequency_khz, 500) / 1000;
     *amplitude = found.amplitude;
     std::uint32_t measured_gain = 0;
     tuner.tuner_get_gain(&measured_gain);
     *gain = reported_gain;
     return 1;
 }
+
+}  // extern "C"
+
+}  // namespace ds3000

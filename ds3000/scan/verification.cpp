@@ -24,19 +24,7 @@
 #include "ds3000/hw/wait.h"
 #include "ds3000/scan/scan_state.h"
 
-namespace reg = ds3000::reg;
-
-using ds3000::bit;
-using ds3000::frequency_of;
-using ds3000::is_ds310x;
-using ds3000::is_set;
-using ds3000::notify;
-using ds3000::records_within;
-using ds3000::scan_cancelled;
-using ds3000::wait_us;
-using ds3000::wrap_add;
-using ds3000::wrap_distance;
-using ds3000::wrap_subtract;
+namespace ds3000 {
 
 namespace {
 
@@ -70,8 +58,8 @@ struct attempt {
 
 attempt attempt_of(const scan_candidate &candidate) {
     const bool shifted =
-        candidate.symbol_rate < ds3000::low_rate_ksps && ds3000_context.unicable_enabled == 0;
-    const std::int32_t shift_khz = shifted ? ds3000::low_rate_shift_khz : 0;
+        candidate.symbol_rate < low_rate_ksps && ds3000_context.unicable_enabled == 0;
+    const std::int32_t shift_khz = shifted ? low_rate_shift_khz : 0;
     return {.frequency_khz = wrap_add(frequency_of(candidate), shift_khz),
             .rate_ksps = candidate.symbol_rate,
             .shift_khz = shift_khz};
@@ -108,8 +96,8 @@ std::int32_t tune(attempt &a) {
 void program(const attempt &a) {
     demod_write(reg::mcu_control, reg::mcu_hold);
     ds3000_program_standard_scan(a.rate_ksps, a.standard);
-    if (a.standard == STANDARD_DVBS2 && a.rate_ksps <= ds3000::low_rate_ksps) {
-        ds3000::program_low_rate_dvbs2();
+    if (a.standard == STANDARD_DVBS2 && a.rate_ksps <= low_rate_ksps) {
+        program_low_rate_dvbs2();
     }
 }
 
@@ -152,9 +140,9 @@ bool carrier_is_in_range(attempt &a, std::int32_t &delta_khz) {
 void retry_out_of_range(attempt &a, std::int32_t delta_khz) {
     set_frequency(a);
     program(a);
-    ds3000::demod_set_bits(reg::reg_0c, a.byte, bit(2));
+    demod_set_bits(reg::reg_0c, a.byte, bit(2));
     release_with_carrier(a);
-    ds3000::message(
+    message(
         "\tCarrier offset out of range! Frequency = %d, CarrierOffset = %d, "
         "SymbolRate = %d\n",
         a.frequency_khz, delta_khz, a.rate_ksps);
@@ -173,8 +161,8 @@ Verdict recover(attempt &a) {
 }
 
 void help_lock(attempt &a) {
-    if (a.standard == STANDARD_DVBS2 && ds3000::is_known_chip()) {
-        ds3000::help_dvbs2_lock(a.byte);
+    if (a.standard == STANDARD_DVBS2 && is_known_chip()) {
+        help_dvbs2_lock(a.byte);
     }
 }
 
@@ -192,7 +180,7 @@ Verdict poll_once(attempt &a) {
         return Verdict::cancelled;
     }
     help_lock(a);
-    if (ds3000::has_lock(a.byte)) {
+    if (has_lock(a.byte)) {
         return examine_lock(a);
     }
     demod_read(reg::mcu_state, &a.byte);
@@ -340,8 +328,10 @@ void verify_candidate(blind_scan_request &request, scan_candidate &candidate) {
 
 }  // namespace
 
+extern "C" {
+
 int32_t ds3000_verify_candidates(struct blind_scan_request *request, uint16_t first, uint16_t end) {
-    if (!ds3000::tuner_is_bound()) {
+    if (!tuner_is_bound()) {
         return DS3000_UNBOUND;
     }
     for (std::uint32_t i = first; i < records_within(*request, end) && !scan_cancelled(); ++i) {
@@ -351,3 +341,7 @@ int32_t ds3000_verify_candidates(struct blind_scan_request *request, uint16_t fi
     }
     return DS3000_OK;
 }
+
+}  // extern "C"
+
+}  // namespace ds3000

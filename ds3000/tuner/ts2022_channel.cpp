@@ -9,15 +9,9 @@
 #include "ds3000/hw/wait.h"
 #include "ds3000/tuner/ts2022.h"
 
-namespace reg = ts2022::reg;
+namespace ds3000 {
 
-using ds3000::bit;
-using ds3000::is_set;
-using ds3000::low_byte;
-using ds3000::wait_us;
-using ds3000::wrap_add;
-using ds3000::wrap_multiply;
-using ds3000::wrap_subtract;
+namespace tuner_reg = ts2022::reg;
 
 namespace {
 
@@ -38,10 +32,10 @@ constexpr calibration_strobe filter_calibration{0x1B, 0x04, 2000};
 constexpr calibration_strobe agc_start{0x1E, 0x01, 20000};
 
 void strobe(const calibration_strobe &calibration) {
-    tuner_write(reg::calibration_select, calibration.select);
-    tuner_write(reg::calibration_select, cal_select_idle);
-    tuner_write(reg::calibration_start, calibration.start);
-    tuner_write(reg::calibration_start, 0x00);
+    tuner_write(tuner_reg::calibration_select, calibration.select);
+    tuner_write(tuner_reg::calibration_select, cal_select_idle);
+    tuner_write(tuner_reg::calibration_start, calibration.start);
+    tuner_write(tuner_reg::calibration_start, 0x00);
     wait_us(calibration.settle_us);
 }
 
@@ -87,15 +81,15 @@ std::int32_t type_2_divider_code(std::int32_t divider) {
 
 void write_type_1_divider(std::int32_t divider) {
     const auto high = static_cast<std::uint8_t>((wrap_subtract(divider, 1024) >> 8) & 0x0F);
-    tuner_write(reg::divider_high, high);
-    tuner_write(reg::divider_low, low_byte(static_cast<std::uint32_t>(divider)));
+    tuner_write(tuner_reg::divider_high, high);
+    tuner_write(tuner_reg::divider_low, low_byte(static_cast<std::uint32_t>(divider)));
 }
 
 synthesiser program_type_1_divider(const tuning &t) {
     const bool low_band = t.frequency_mhz < 1146;
     const synthesiser s{low_band, divider_for(t.frequency_mhz, low_band)};
-    tuner_write(reg::band, 0x00);
-    tuner_write(reg::band, low_band ? 0x11 : 0x01);
+    tuner_write(tuner_reg::band, 0x00);
+    tuner_write(tuner_reg::band, low_band ? 0x11 : 0x01);
     write_type_1_divider(s.divider);
     return s;
 }
@@ -103,30 +97,30 @@ synthesiser program_type_1_divider(const tuning &t) {
 synthesiser program_type_2_divider(const tuning &t) {
     const bool low_band = t.frequency_mhz < 1103;
     const synthesiser s{low_band, divider_for(t.frequency_mhz, low_band)};
-    tuner_write(reg::band, 0x0B);
-    tuner_write(reg::reg_11, 0x40);
+    tuner_write(tuner_reg::band, 0x0B);
+    tuner_write(tuner_reg::reg_11, 0x40);
     if (low_band) {
-        tuner_write(reg::band, 0x1B);
+        tuner_write(tuner_reg::band, 0x1B);
     }
     const std::int32_t code = type_2_divider_code(s.divider);
-    tuner_write(reg::divider_high, static_cast<std::uint8_t>((code >> 8) & 0x3F));
-    tuner_write(reg::divider_low, low_byte(static_cast<std::uint32_t>(code)));
+    tuner_write(tuner_reg::divider_high, static_cast<std::uint8_t>((code >> 8) & 0x3F));
+    tuner_write(tuner_reg::divider_low, low_byte(static_cast<std::uint32_t>(code)));
     return s;
 }
 
 void calibrate_vco(tuning &t) {
-    calibrate(t, vco_calibration, reg::vco_status, reg::vco_calibrated);
+    calibrate(t, vco_calibration, tuner_reg::vco_status, tuner_reg::vco_calibrated);
 }
 
 // Type 1 reports the band its VCO came up in. When that is the other one, the low band is forced,
 // also for a channel that was to use it.
 void check_type_1_band(tuning &t, synthesiser &s) {
-    read(t, reg::band_state);
+    read(t, tuner_reg::band_state);
     if (is_set(t.byte, bit(7)) == s.low_band) {
         return;
     }
     s = {true, divider_for(t.frequency_mhz, true)};
-    tuner_write(reg::band, 0x11);
+    tuner_write(tuner_reg::band, 0x11);
     write_type_1_divider(s.divider);
     strobe(vco_calibration);
 }
@@ -134,19 +128,19 @@ void check_type_1_band(tuning &t, synthesiser &s) {
 // Type 2 gets a second VCO calibration when the first settled low in its range, and less VCO gain
 // when it settled high.
 void check_type_2_band(tuning &t) {
-    read(t, reg::vco_band);
+    read(t, tuner_reg::vco_band);
     if ((t.byte & 0x7F) < 64) {
-        read(t, reg::band);
+        read(t, tuner_reg::band);
         t.byte |= bit(7);
-        tuner_write(reg::band, t.byte);
-        tuner_write(reg::reg_11, 0x6F);
+        tuner_write(tuner_reg::band, t.byte);
+        tuner_write(tuner_reg::reg_11, 0x6F);
         calibrate_vco(t);
     }
-    read(t, reg::vco_band);
+    read(t, tuner_reg::vco_band);
     if ((t.byte & 0x1F) >= 20) {
-        read(t, reg::band);
+        read(t, tuner_reg::band);
         t.byte &= static_cast<std::uint8_t>(~bit(1));
-        tuner_write(reg::band, t.byte);
+        tuner_write(tuner_reg::band, t.byte);
     }
 }
 
@@ -158,22 +152,22 @@ std::int32_t synthesised_khz(const synthesiser &s) {
 // Type 1: back the RF gain off the calibrated trim by three steps. Returns the trim; 15 means that
 // the calibration found no room and the trim was left alone.
 std::uint8_t trim_type_1_rf_gain(tuning &t) {
-    read(t, reg::rf_gain);
+    read(t, tuner_reg::rf_gain);
     std::uint8_t trim = t.byte & 0x0F;
     if (trim == 15) {
         return trim;
     }
     trim = trim < 4 ? std::uint8_t{0} : static_cast<std::uint8_t>(trim - 3);
-    tuner_write(reg::reg_60, static_cast<std::uint8_t>(((trim * 8) & 0x78) | 1));
+    tuner_write(tuner_reg::reg_60, static_cast<std::uint8_t>(((trim * 8) & 0x78) | 1));
     strobe(lo_calibration);
     return trim;
 }
 
 // Calibrate the filter and return its state, calibrated once more when that reads as zero.
 std::uint8_t calibrate_filter(tuning &t) {
-    calibrate(t, filter_calibration, reg::filter_state, 0xFF);
+    calibrate(t, filter_calibration, tuner_reg::filter_state, 0xFF);
     if (t.byte == 0) {
-        read(t, reg::filter_state);
+        read(t, tuner_reg::filter_state);
     }
     return t.byte;
 }
@@ -216,16 +210,16 @@ filter_setting filter_for(bool type_1, std::int32_t bandwidth_khz, std::uint8_t 
 }
 
 void program_filter(tuning &t, std::int32_t bandwidth_khz) {
-    tuner_write(reg::filter_fine, 0x2E);
+    tuner_write(tuner_reg::filter_fine, 0x2E);
     std::uint8_t calibration = calibrate_filter(t) & cal_filter_mask;
     if (!t.type_1) {
-        tuner_write(reg::reg_41, 0x0D);
+        tuner_write(tuner_reg::reg_41, 0x0D);
         const std::uint8_t second = calibrate_filter(t) & cal_filter_mask;
         calibration = static_cast<std::uint8_t>((calibration + second) >> 1U);
     }
     const filter_setting setting = filter_for(t.type_1, bandwidth_khz, calibration);
-    tuner_write(reg::filter_fine, setting.fine);
-    tuner_write(reg::filter_coarse, setting.coarse);
+    tuner_write(tuner_reg::filter_fine, setting.fine);
+    tuner_write(tuner_reg::filter_coarse, setting.coarse);
 }
 
 void verify_filter(tuning &t) {
@@ -233,40 +227,40 @@ void verify_filter(tuning &t) {
     if (t.type_1) {
         return;
     }
-    tuner_write(reg::reg_41, 0x09);
+    tuner_write(tuner_reg::reg_41, 0x09);
     const std::uint8_t second = calibrate_filter(t) & cal_filter_mask;
-    tuner_write(reg::reg_25, static_cast<std::uint8_t>(((first + second) >> 1U) | bit(7)));
-    tuner_write(reg::reg_27, 0x30);
-    tuner_write(reg::reg_08, 0x09);
+    tuner_write(tuner_reg::reg_25, static_cast<std::uint8_t>(((first + second) >> 1U) | bit(7)));
+    tuner_write(tuner_reg::reg_27, 0x30);
+    tuner_write(tuner_reg::reg_08, 0x09);
 }
 
 void prepare_type_2_filter() {
-    tuner_write(reg::reg_25, 0x00);
-    tuner_write(reg::reg_27, 0x70);
-    tuner_write(reg::reg_41, 0x09);
-    tuner_write(reg::reg_08, 0x0B);
+    tuner_write(tuner_reg::reg_25, 0x00);
+    tuner_write(tuner_reg::reg_27, 0x70);
+    tuner_write(tuner_reg::reg_41, 0x09);
+    tuner_write(tuner_reg::reg_08, 0x0B);
 }
 
 // Type 1 whose trim found no room: raise the RF gain when the baseband gain came out low.
 void raise_type_1_rf_gain(tuning &t) {
     wait_us(20000);
-    read(t, reg::agc_state);
+    read(t, tuner_reg::agc_state);
     if ((t.byte & 0x0F) < 3) {
-        tuner_write(reg::reg_60, 0x61);
+        tuner_write(tuner_reg::reg_60, 0x61);
         strobe(lo_calibration_after_gain);
     }
 }
 
-void calibrate_lo(tuning &t) { calibrate(t, lo_calibration, reg::lo_state, 0xFF); }
-void start_agc(tuning &t) { calibrate(t, agc_start, reg::agc_state, 0xFF); }
+void calibrate_lo(tuning &t) { calibrate(t, lo_calibration, tuner_reg::lo_state, 0xFF); }
+void start_agc(tuning &t) { calibrate(t, agc_start, tuner_reg::agc_state, 0xFF); }
 
 // Program one channel; returns the synthesised LO in kHz.
 std::int32_t tune_type_1(tuning &t, std::int32_t bandwidth_khz) {
     synthesiser s = program_type_1_divider(t);
-    tuner_write(reg::reg_03, 0x06);
+    tuner_write(tuner_reg::reg_03, 0x06);
     calibrate_vco(t);
     check_type_1_band(t, s);
-    tuner_write(reg::reg_60, 0x79);
+    tuner_write(tuner_reg::reg_60, 0x79);
     calibrate_lo(t);
     const std::uint8_t trim = trim_type_1_rf_gain(t);
     program_filter(t, bandwidth_khz);
@@ -280,7 +274,7 @@ std::int32_t tune_type_1(tuning &t, std::int32_t bandwidth_khz) {
 
 std::int32_t tune_type_2(tuning &t, std::int32_t bandwidth_khz) {
     const synthesiser s = program_type_2_divider(t);
-    tuner_write(reg::reg_03, 0x06);
+    tuner_write(tuner_reg::reg_03, 0x06);
     calibrate_vco(t);
     check_type_2_band(t);
     calibrate_lo(t);
@@ -297,6 +291,8 @@ void store_offset(std::int32_t lo_khz, std::uint32_t frequency_khz) {
 }
 
 }  // namespace
+
+extern "C" {
 
 int32_t ts2022_set_frequency(uint32_t frequency_khz, uint32_t symbol_rate_ksps,
                              uint16_t margin_khz) {
@@ -317,3 +313,7 @@ int32_t ts2022_set_frequency(uint32_t frequency_khz, uint32_t symbol_rate_ksps,
 }
 
 int32_t tuner_get_offset(void) { return ds3000_context.tuner_frequency_offset; }
+
+}  // extern "C"
+
+}  // namespace ds3000

@@ -9,7 +9,7 @@
 #include "ds3000/hw/register_access.h"
 #include "ds3000/tuner/ts2022.h"
 
-using ds3000::field_get;
+namespace ds3000 {
 
 namespace {
 
@@ -39,7 +39,7 @@ std::int32_t type_2_gain(const gain_steps &steps, std::int32_t agc, std::int32_t
 // The demodulator's AGC level as the gain formulas take it; 0 for an unidentified tuner.
 std::uint16_t read_agc() {
     std::uint8_t level = 0;
-    demod_read(ds3000::reg::agc_level, &level);
+    demod_read(reg::agc_level, &level);
     std::int32_t agc = 0;
     if (ds3000_context.tuner_type == 1) {
         agc = 20 * level - 1166;
@@ -50,6 +50,8 @@ std::uint16_t read_agc() {
 }
 
 }  // namespace
+
+extern "C" {
 
 int32_t ts2022_gain(uint16_t agc) {
     std::uint8_t byte = 0;
@@ -72,3 +74,7 @@ int32_t ts2022_get_gain(uint32_t *gain) {
     *gain = static_cast<std::uint32_t>(ts2022_gain(read_agc()));
     return DS3000_OK;
 }
+
+}  // extern "C"
+
+}  // namespace ds3000

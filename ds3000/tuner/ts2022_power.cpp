@@ -7,9 +7,9 @@
 #include "ds3000/hw/wait.h"
 #include "ds3000/tuner/ts2022.h"
 
-namespace reg = ts2022::reg;
+namespace ds3000 {
 
-using ds3000::wait_us;
+namespace tuner_reg = ts2022::reg;
 
 namespace {
 
@@ -31,17 +31,17 @@ std::uint8_t type_of_identity(std::uint8_t identity) {
 }
 
 void start_type_1() {
-    tuner_write(reg::reg_62, 0xFD);
+    tuner_write(tuner_reg::reg_62, 0xFD);
     wait_us(start_up_us);
-    tuner_write(reg::reg_42, 0x63);
-    tuner_write(reg::reg_07, 0x02);
-    tuner_write(reg::reg_08, 0x01);
+    tuner_write(tuner_reg::reg_42, 0x63);
+    tuner_write(tuner_reg::reg_07, 0x02);
+    tuner_write(tuner_reg::reg_08, 0x01);
 }
 
 void start_type_2() {
-    tuner_write(reg::reg_62, 0xEC);
+    tuner_write(tuner_reg::reg_62, 0xEC);
     wait_us(start_up_us);
-    tuner_write(reg::reg_42, 0x6C);
+    tuner_write(tuner_reg::reg_42, 0x6C);
     wait_us(start_up_us);
     static constexpr std::uint8_t start_up[][2] = {
         {0x7D, 0x9D}, {0x7C, 0x9A}, {0x7A, 0x76}, {0x3B, 0x01}, {0x63, 0x88}, {0x61, 0x85},
@@ -55,21 +55,23 @@ void start_type_2() {
 // Power up in two steps. The supply step is skipped when the bits tested say it is done: the
 // start-up looks at both power bits, the wake-up at the supply's alone.
 void power_up(std::uint8_t &byte, std::uint8_t tested_bits, std::uint32_t settle_us) {
-    tuner_read(reg::power, &byte);
+    tuner_read(tuner_reg::power, &byte);
     if ((byte & tested_bits) == 0) {
-        tuner_write(reg::power, reg::power_supply);
+        tuner_write(tuner_reg::power, tuner_reg::power_supply);
         wait_us(settle_us);
     }
-    tuner_write(reg::power, reg::power_all);
+    tuner_write(tuner_reg::power, tuner_reg::power_all);
     wait_us(settle_us);
 }
 
 }  // namespace
 
+extern "C" {
+
 int32_t ts2022_init(void) {
     std::uint8_t byte = 0;
-    power_up(byte, reg::power_all, start_up_us);
-    tuner_read(reg::power, &byte);
+    power_up(byte, tuner_reg::power_all, start_up_us);
+    tuner_read(tuner_reg::power, &byte);
     ds3000_context.tuner_type = type_of_identity(byte);
     if (ds3000_context.tuner_type == 1) {
         start_type_1();
@@ -81,12 +83,16 @@ int32_t ts2022_init(void) {
 
 int32_t ts2022_wake(void) {
     std::uint8_t byte = 0;
-    power_up(byte, reg::power_supply, wake_us);
+    power_up(byte, tuner_reg::power_supply, wake_us);
     return DS3000_OK;
 }
 
 int32_t ts2022_sleep(void) {
-    tuner_write(reg::power, 0x00);
+    tuner_write(tuner_reg::power, 0x00);
     wait_us(wake_us);
     return DS3000_OK;
 }
+
+}  // extern "C"
+
+}  // namespace ds3000
