@@ -124,7 +124,7 @@ const std::string ended = "update demod A1 BF -> 7F; update demod A2 FF -> BF\n"
 const struct {
     const char *name;
     std::int32_t status;
-    std::uint8_t received_length;
+    int received_length;
     const char *reply;
     std::string transcript;
     std::uint8_t expect_reply = 1;

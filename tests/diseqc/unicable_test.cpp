@@ -39,37 +39,35 @@ constexpr std::int32_t min_khz = std::numeric_limits<std::int32_t>::min();
 // T * 4 - user band. Bank 1 is 0x04 of the first byte, user band 1 is 0x20.
 const struct {
     const char *name;
-    std::int32_t frequency_khz;
-    std::uint8_t ub_index;
+    std::int32_t frequency_khz, placed_khz;
     std::uint16_t bank, ub_freq_mhz;
-    const char *b3, *b4;
-    std::int32_t placed_khz;
-    const char *tuned;
+    std::uint8_t ub_index;
+    const char *b3, *b4, *tuned;
     std::uint32_t symbol_rate_ksps = 27500;
 } changes[] = {
-    {"T 605, word 255", 1210000, 0, 1, 1210, "04", "FF", 1210000, "1210000 27500"},
-    {"T 907, word 557 = 0x22D, user band 3 and bank 5", 1950000, 3, 5, 1680, "76", "2D", 1948000,
+    {"T 605, word 255", 1210000, 1210000, 1, 1210, 0, "04", "FF", "1210000 27500"},
+    {"T 907, word 557 = 0x22D, user band 3 and bank 5", 1950000, 1948000, 5, 1680, 3, "76", "2D",
      "1680000 27500"},
-    {"the symbol rate is handed on", 1210000, 0, 1, 1210, "04", "FF", 1210000, "1210000 4294967295",
+    {"the symbol rate is handed on", 1210000, 1210000, 1, 1210, 0, "04", "FF", "1210000 4294967295",
      0xFFFFFFFF},
-    {"cut to whole MHz and steps of 4 MHz: T 605", 1213999, 0, 1, 1210, "04", "FF", 1210000,
+    {"cut to whole MHz and steps of 4 MHz: T 605", 1213999, 1210000, 1, 1210, 0, "04", "FF",
      "1210000 27500"},
-    {"the sum of both frequencies is cut: T 605", 1211000, 0, 1, 1211, "04", "FF", 1209000,
+    {"the sum of both frequencies is cut: T 605", 1211000, 1209000, 1, 1211, 0, "04", "FF",
      "1211000 27500"},
-    {"T 1373, word 1023, user band 7 and bank 7", 3342000, 7, 7, 2150, "FF", "FF", 3342000,
+    {"T 1373, word 1023, user band 7 and bank 7", 3342000, 3342000, 7, 2150, 7, "FF", "FF",
      "2150000 27500"},
-    {"T 1374, word 1024 = 0x400 is cut to 10 bits", 3346000, 0, 0, 2150, "00", "00", 3346000,
+    {"T 1374, word 1024 = 0x400 is cut to 10 bits", 3346000, 3346000, 0, 2150, 0, "00", "00",
      "2150000 27500"},
-    {"bank 9 is cut to 3 bits, user band 9 to the byte", 1210000, 9, 9, 1210, "24", "FF", 1210000,
+    {"bank 9 is cut to 3 bits, user band 9 to the byte", 1210000, 1210000, 9, 1210, 9, "24", "FF",
      "1210000 27500"},
-    {"bank 0xFFFF and user band 0xFF", 1210000, 0xFF, 0xFFFF, 1210, "FC", "FF", 1210000,
+    {"bank 0xFFFF and user band 0xFF", 1210000, 1210000, 0xFFFF, 1210, 0xFF, "FC", "FF",
      "1210000 27500"},
-    {"frequency 0: T 302, word -48 = 0xFFD0", 0, 0, 1, 1210, "07", "D0", -2000, "1210000 27500"},
-    {"-1 MHz: T 302", -1999, 0, 1, 1210, "07", "D0", -2000, "1210000 27500"},
-    {"-7 MHz: T -1, word -351 = 0xFEA1", -7000, 0, 0, 0, "02", "A1", -4000, "0 27500"},
-    {"the largest: T 553254, word 552904 = 0x86FC8", max_khz, 0, 0, 0xFFFF, "03", "C8", 2147481000,
+    {"frequency 0: T 302, word -48 = 0xFFD0", 0, -2000, 1, 1210, 0, "07", "D0", "1210000 27500"},
+    {"-1 MHz: T 302", -1999, -2000, 1, 1210, 0, "07", "D0", "1210000 27500"},
+    {"-7 MHz: T -1, word -351 = 0xFEA1", -7000, -4000, 0, 0, 0, "02", "A1", "0 27500"},
+    {"the largest: T 553254, word 552904 = 0x86FC8", max_khz, 2147481000, 0, 0xFFFF, 0, "03", "C8",
      "65535000 27500"},
-    {"the smallest: T -536870, word -537220 = ..F7CD7C", min_khz, 0, 0, 0, "01", "7C", -2147480000,
+    {"the smallest: T -536870, word -537220 = ..F7CD7C", min_khz, -2147480000, 0, 0, 0, "01", "7C",
      "0 27500"},
 };
 
