@@ -24,6 +24,18 @@ using tests::Bytes;
 
 constexpr std::uint32_t no_cancel = 99;
 
+// What few rows set.
+struct Setting {
+    const char *before = "";  // the list
+    std::uint16_t capacity = 8;
+    std::uint32_t cancelling_event = no_cancel;
+    std::int32_t tuner_result = 0;
+    std::uint32_t passes = 1;
+    std::uint8_t pass = 0;
+    std::int32_t status = 0;
+    const char *message = "";
+};
+
 // One pass over a part of the band.
 struct Way {
     const char *name;
@@ -32,11 +44,7 @@ struct Way {
     std::int32_t stop_khz;
     std::string transcript;
     const char *after = "";
-    const char *before = "";
-    std::uint32_t cancelling_event = no_cancel;
-    std::int32_t tuner_result = 0;
-    std::uint32_t passes = 1;
-    std::uint8_t pass = 0;
+    Setting setting{};
 };
 
 const std::vector<std::uint8_t> sweep{SCAN_ALGO_SWEEP};
@@ -57,12 +65,12 @@ class Search : public tests::ScanTest {
         for (const std::uint8_t algorithm : row.algorithms) {
             SCOPED_TRACE(algorithm == SCAN_ALGO_SWEEP ? "sweep" : "stepwise");
             ds3000_context = met;
-            use_list(8, row.before);
-            tuner_result = row.tuner_result;
-            cancel_at_event(row.cancelling_event);
-            ds3000_context.scan_passes = row.passes;
+            use_list(row.setting.capacity, row.setting.before);
+            tuner_result = row.setting.tuner_result;
+            cancel_at_event(row.setting.cancelling_event);
+            ds3000_context.scan_passes = row.setting.passes;
             bus(row.transcript);
-            EXPECT_EQ(run(algorithm, row.start_khz, row.stop_khz, row.pass), 0);
+            EXPECT_EQ(run(algorithm, row.start_khz, row.stop_khz, row.setting.pass), 0);
             check_board();
             expect_list(row.after);
         }
@@ -112,16 +120,16 @@ const std::string tried_in_vain =
 const Way ways[] = {
     {"a sweep of an empty range sets the engine up and verifies", sweep, 1'000'000, 1'000'000,
      "setup; no dvbs; no dvbs2; log failed 0: 1236000 27500 6 0", "rejected 1236 27.5",
-     "pending 1236 27.5"},
+     {.before = "pending 1236 27.5"}},
     {"a stepwise scan of an empty range does nothing", stepwise, 1'000'000, 1'000'000, "",
-     "pending 1236 27.5", "pending 1236 27.5"},
+     "pending 1236 27.5", {.before = "pending 1236 27.5"}},
     {"a sweep that stops below its start", sweep, 1'000'000, 999'999, "setup"},
     {"a stepwise scan that stops below its start", stepwise, 1'000'000, 999'999, ""},
     {"a sweep that stops at 0", sweep, 1'000'000, 0, "setup"},
     {"a stepwise scan that stops at 0", stepwise, 1'000'000, 0, ""},
 
     {"a failed tuning does not end it", either, 1'000'000, 1'000'001,
-     "setup; step 1000000 192; progress 1036000", "", "", no_cancel, -8},
+     "setup; step 1000000 192; progress 1036000", "", {.tuner_result = -8}},
     {"an unreadable span counts as none", either, 1'000'000, 1'000'001,
      "setup; tune 1000000; engine done; no peaks; read 95 -> nack; read 96 -> nack;"
      "progress 1036000"},
@@ -131,10 +139,10 @@ const Way ways[] = {
      "step 1036187 512; progress 1132187"},
     {"a stepwise scan sets the engine up again for every step", stepwise, 1'000'000, 1'036'187,
      "setup wide; step 1000000 192; progress 1036000; setup wide; step 1036000 1; progress 1036187",
-     "", "", no_cancel, 0, 2, 0},
+     "", {.passes = 2}},
     {"a stepwise scan does so for pass 1", stepwise, 1'000'000, 1'036'001,
      "setup fine; step 1000000 192; progress 1036000; setup fine; step 1036000 192;"
-     "progress 1072000", "", "", no_cancel, 0, 2, 1},
+     "progress 1072000", "", {.passes = 2, .pass = 1}},
     {"the last step of a sweep is at 2149000 kHz", sweep, 2'140'000, 2'200'000,
      "setup; step 2140000 192; progress 2149000; step 2149000 192; progress 2185000"},
     {"the last step of a stepwise scan is at 2149000 kHz", stepwise, 2'140'000, 2'200'000,
@@ -151,7 +159,7 @@ const Way ways[] = {
      tried_in_vain, "rejected 1000 26.6"},
     {"a sweep verifies after the step at 2149000 kHz", sweep, 2'140'000, 2'200'000,
      "setup; step 2140000 192; progress 2149000; step 2149000 192; progress 2185000\n" +
-     tried_in_vain, "rejected 1000 26.6", "pending 1000 26.6"},
+     tried_in_vain, "rejected 1000 26.6", {.before = "pending 1000 26.6"}},
     {"a stepwise scan verifies before it reports the progress", stepwise, 1'000'000, 1'072'000,
      "setup\n" + peak_step + tried_in_vain + "progress 1036000; setup; step 1036000 192;"
      "progress 1072000", "rejected 1000 26.6"},
@@ -160,7 +168,7 @@ const Way ways[] = {
      stepwise, 1'000'000, 1'072'000,
      "setup; step 1000000 192; soft reset; carrier 625; log tuner_set_frequency 1000000 26600 0;"
      "progress 1036000; setup; step 1036000 192; progress 1072000",
-     "pending 1000 26.6", "pending 1000 26.6", no_cancel, -8},
+     "pending 1000 26.6", {.before = "pending 1000 26.6", .tuner_result = -8}},
 };
 // clang-format on
 
@@ -239,12 +247,16 @@ TEST_F(Search, steps_from_the_frequency_that_a_unicable_unit_really_places) {
     ds3000_context.unicable_enabled = 1;
     ds3000_context.unicable_ub_index = 3;
     for_each_row(unicable_spans, [this](const Span &row) {
-        check({row.name, either, 1'001'000, 1'500'000,
+        check({row.name,
+               either,
+               1'001'000,
+               1'500'000,
                "setup; unicable 64 CA; log tuner_set_frequency 1210000 40000 0;"
                "log tuner_get_offset; carrier 625; engine done; peaks 01;"
                "peak 0 144 -> 998000 26600; occupied " +
                    std::to_string(row.bins) + "; progress " + std::to_string(row.next_khz),
-               "pending 998 26.6", "", SCAN_EVENT_PEAK});
+               "pending 998 26.6",
+               {.cancelling_event = SCAN_EVENT_PEAK}});
         EXPECT_EQ(ds3000_context.scan_center_khz, 998'000U);
     });
 }
@@ -355,11 +367,21 @@ TEST_F(InvertedSearch, step_with_a_peak_goes_on_past_the_reference) {
         const std::string step = inverted_step + "peaks 01; peak " + row.peak +
                                  "; occupied 100; read 91 -> 46; read 9A -> " + row.reg_9a +
                                  "; progress ";
-        check({row.name, sweep, 1'000'000, 1'500'000, step + std::to_string(row.sweep_khz),
-               row.found, "", SCAN_EVENT_PEAK});
+        check({row.name,
+               sweep,
+               1'000'000,
+               1'500'000,
+               step + std::to_string(row.sweep_khz),
+               row.found,
+               {.cancelling_event = SCAN_EVENT_PEAK}});
         ds3000_context.scan_cancel = 0;
-        check({row.name, stepwise, 1'000'000, 1'500'000, step + std::to_string(row.stepwise_khz),
-               row.found, "", SCAN_EVENT_PEAK});
+        check({row.name,
+               stepwise,
+               1'000'000,
+               1'500'000,
+               step + std::to_string(row.stepwise_khz),
+               row.found,
+               {.cancelling_event = SCAN_EVENT_PEAK}});
     });
 }
 
@@ -433,12 +455,7 @@ struct Scan {
     std::string transcript;
     const char *after = "";
     std::uint16_t locked_count = 0;
-    std::uint32_t cancelling_event = no_cancel;
-    std::int32_t status = 0;
-    std::uint16_t capacity = 8;
-    const char *before = "";
-    std::int32_t tuner_result = 0;
-    const char *message = "";
+    Setting setting{};
 };
 
 class BlindScan : public tests::ScanTest {
@@ -463,16 +480,16 @@ class BlindScan : public tests::ScanTest {
         for (const std::uint8_t algorithm : row.algorithms) {
             SCOPED_TRACE(testing::Message() << "algorithm " << int{algorithm});
             ds3000_context = met;
-            use_list(row.capacity, row.before);
+            use_list(row.setting.capacity, row.setting.before);
             leave_old_scan();
-            tuner_result = row.tuner_result;
-            cancel_at_event(row.cancelling_event);
+            tuner_result = row.setting.tuner_result;
+            cancel_at_event(row.setting.cancelling_event);
             bus(row.transcript);
             EXPECT_EQ(standard_error_of([&] {
                           EXPECT_EQ(scan(row.start_mhz, row.stop_mhz, algorithm, row.passes),
-                                    row.status);
+                                    row.setting.status);
                       }),
-                      row.message);
+                      row.setting.message);
             check_board();
             expect_list(row.after);
             EXPECT_TRUE(list().reserved_is_untouched());
@@ -480,7 +497,7 @@ class BlindScan : public tests::ScanTest {
             EXPECT_EQ(ds3000_context.scan_locked_count, row.locked_count);
             EXPECT_EQ(ds3000_context.scan_passes, row.passes);
             EXPECT_EQ(ds3000_context.scan_cancel,
-                      row.cancelling_event == SCAN_EVENT_FINISHED ? 1 : 0)
+                      row.setting.cancelling_event == SCAN_EVENT_FINISHED ? 1 : 0)
                 << "left for whoever asked at the end";
         }
     }
@@ -540,10 +557,10 @@ const std::string two_peaks =
 // clang-format off
 const Scan scans[] = {
     {"no pass takes a second and finishes", sweep, 0, 950, 2150, start + end,
-     "| rejected 1100 22, dvbs 1200 22", 0, no_cancel, 0, 4, "rejected 1100 22, dvbs 1200 22"},
+     "| rejected 1100 22, dvbs 1200 22", 0, {.before = "rejected 1100 22, dvbs 1200 22"}},
     {"an unknown algorithm finishes when the first pass begins", {0, 3, 255}, 2, 950, 2150,
-     start + "log finished", "| rejected 1100 22, dvbs 1200 22", 0, no_cancel, -13, 4,
-     "rejected 1100 22, dvbs 1200 22"},
+     start + "log finished", "| rejected 1100 22, dvbs 1200 22", 0,
+     {.before = "rejected 1100 22, dvbs 1200 22", .status = -13}},
     {"an unknown algorithm is not noticed without a pass", {3}, 0, 950, 2150, start + end},
     {"an empty range of a sweep is set up and ends after a second", sweep, 1, 1000, 1000,
      start + "setup" + end},
@@ -567,8 +584,8 @@ const Scan scans[] = {
      start + "setup\n" + peak_step + lock + "progress 1036000" + end, "dvbs 999.625 27.5", 1},
     {"a second pass drops what the first has locked", sweep, 2, 1000, 1036,
      start + "setup wide\n" + peak_step + "progress 1036000; " + lock + "setup fine\n" + peak_step +
-     "progress 1036000" + end, "dvbs 999.625 27.5", 1, no_cancel, 0, 8, "", 0,
-     "\n\tOverlap Skip TP!!!!!!!   Freq. == 1000000\n\n"},
+     "progress 1036000" + end, "dvbs 999.625 27.5", 1,
+     {.message = "\n\tOverlap Skip TP!!!!!!!   Freq. == 1000000\n\n"}},
     // The spare record, no candidate and not rejected, moves up too.
     {"rejected candidates end behind the others", sweep, 1, 1000, 1036,
      start + "setup; " + two_peaks + "progress 1036000\n" + tried_in_vain +
@@ -580,27 +597,29 @@ const Scan scans[] = {
      start + "setup; tune 1000000; engine done; peaks 04; peak 0 144 -> 1000000 26600;"
      "peak 100 144 -> 1018700 26600; peak 200 144 -> 1037400 26600; peak 300 144 -> 1056100 26600;"
      "occupied 192; progress 1036000; " + lock + end,
-     "dvbs 999.625 27.5; count 4", 1, no_cancel, 0, 1},
+     "dvbs 999.625 27.5; count 4", 1, {.capacity = 1}},
     {"a spare record that looks pending is tried when the count reaches it", sweep, 1, 1000, 1036,
      start + "setup; tune 1000000; engine done; peaks 02; peak 100 144 -> 1018700 26600;"
      "peak 200 144 -> 1037400 26600; occupied 192; progress 1036000; soft reset; carrier 625;"
      "log tuner_set_frequency 1018700 26600 0; soft reset; carrier 625;"
      "log tuner_set_frequency 1000000 26600 0" + end,
-     "pending 1018.7 26.6, pending 1000 26.6", 0, no_cancel, 0, 1, "~0, pending 1000 26.6", -8},
+     "pending 1018.7 26.6, pending 1000 26.6", 0,
+     {.before = "~0, pending 1000 26.6", .capacity = 1, .tuner_result = -8}},
 
     {"a cancel at the start comes too early", sweep, 1, 1000, 1036, start + "setup; " + step + end,
-     "", 0, SCAN_EVENT_STARTED},
+     "", 0, {.cancelling_event = SCAN_EVENT_STARTED}},
     {"a cancel at a peak takes the peak and ends the pass after the step", either, 3, 1000, 2000,
      start + "setup wide; tune 1000000; engine done; peaks 03; peak 0 144 -> 1000000 26600;"
-     "occupied 192; progress 1036000" + end, "pending 1000 26.6", 0, SCAN_EVENT_PEAK},
+     "occupied 192; progress 1036000" + end, "pending 1000 26.6", 0,
+     {.cancelling_event = SCAN_EVENT_PEAK}},
     {"a cancel at the progress ends the pass and the scan", either, 3, 1000, 2000,
-     start + "setup wide; " + step + end, "", 0, SCAN_EVENT_PROGRESS},
+     start + "setup wide; " + step + end, "", 0, {.cancelling_event = SCAN_EVENT_PROGRESS}},
     // The rejected one goes behind it, and behind the spare record.
     {"a cancel at a failed candidate leaves the next one pending", stepwise, 1, 1000, 2000,
      start + "setup; " + two_peaks + "\n" + tried_in_vain + "progress 1036000" + end,
-     "pending 1018.7 26.6, ~2 | rejected 1000 26.6", 0, SCAN_EVENT_FAILED},
+     "pending 1018.7 26.6, ~2 | rejected 1000 26.6", 0, {.cancelling_event = SCAN_EVENT_FAILED}},
     {"a cancel at the end is left for whoever asked", sweep, 0, 1000, 2000, start + end, "", 0,
-     SCAN_EVENT_FINISHED},
+     {.cancelling_event = SCAN_EVENT_FINISHED}},
 };
 // clang-format on
 
@@ -734,7 +753,7 @@ class ScanUnderCancel : public BlindScan {
                              [status](const tests::Record &one) { return one.status == status; });
     }
 
-    void expect_a_whole_end() const {
+    static void expect_a_whole_end() {
         EXPECT_EQ(events_of(SCAN_EVENT_STARTED), 1);
         EXPECT_EQ(events_of(SCAN_EVENT_FINISHED), 1);
         EXPECT_EQ(events.front(), std::uint32_t{SCAN_EVENT_STARTED});
