@@ -244,9 +244,8 @@ void Receiver::Impl::record(const Shape &shape, std::span<const std::uint8_t> da
     transfer.acknowledged = outcome.acknowledged;
     transfer.address = shape.address;
     transfer.length = static_cast<std::uint8_t>(std::min<std::size_t>(data.size(), 255));
-    for (std::size_t i = 0; i < transfer.data.size(); ++i) {
-        transfer.data[i] = i < data.size() ? data[i] : std::uint8_t{0};
-    }
+    transfer.data = {};
+    std::copy_n(data.begin(), std::min(data.size(), transfer.data.size()), transfer.data.begin());
     transfer.at_ns = outcome.now_ns;
 }
 
