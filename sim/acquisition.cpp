@@ -30,11 +30,11 @@ double sweep_symbols(double offset_khz, double symbol_rate_ksps) {
     return step_symbols * (1 + 2 * std::floor(std::abs(offset_khz) / (symbol_rate_ksps / 4)));
 }
 
-double decoding_symbols(const Finding &finding, broadcast::System system) {
-    if (finding.carrier == nullptr) {
+double decoding_symbols(const FoundCarrier &found, broadcast::System system) {
+    if (found.carrier == nullptr) {
         return 0;
     }
-    const broadcast::Transponder &carrier = finding.carrier->transponder;
+    const broadcast::Transponder &carrier = found.carrier->transponder;
     if (system == broadcast::System::dvbs) {
         return superframes * superframe_bits / (2 * value_of(code_rate_of(carrier)));
     }
@@ -43,19 +43,19 @@ double decoding_symbols(const Finding &finding, broadcast::System system) {
 
 }  // namespace
 
-void Acquisition::start(const Search &search, const Finding &finding, std::uint64_t now_ns,
-                        std::uint64_t settled_ns) {
+void Acquisition::start(const CarrierSearch &search, const FoundCarrier &found,
+                        std::uint64_t now_ns, std::uint64_t settled_ns) {
     running_ = true;
-    finding_ = finding;
+    found_ = found;
     // Whatever the symbol-rate registers say, the sweep is paced by a rate the chip can do.
     const double rate =
         std::clamp(search.symbol_rate_ksps, smallest_symbol_rate_ksps, largest_symbol_rate_ksps);
-    const double offset = finding.locks() ? finding.offset_khz : capture_range_khz;
+    const double offset = found.locks() ? found.offset_khz : capture_range_khz;
     boot_ns_ = std::max(now_ns, settled_ns) + boot_duration_ns;
     gain_ns_ = boot_ns_ + gain_duration_ns;
     timing_ns_ = gain_ns_ + duration_of(timing_symbols, rate);
     carrier_ns_ = timing_ns_ + duration_of(sweep_symbols(offset, rate), rate);
-    lock_ns_ = carrier_ns_ + duration_of(decoding_symbols(finding, search.system), rate);
+    lock_ns_ = carrier_ns_ + duration_of(decoding_symbols(found, search.system), rate);
 }
 
 Acquisition::Stage Acquisition::stage(std::uint64_t now_ns) const {
@@ -77,7 +77,7 @@ Acquisition::Stage Acquisition::stage(std::uint64_t now_ns) const {
     if (now_ns < lock_ns_) {
         return Stage::decoding;
     }
-    return finding_.locks() ? Stage::locked : Stage::given_up;
+    return found_.locks() ? Stage::locked : Stage::given_up;
 }
 
 std::uint8_t Acquisition::mcu_state(std::uint64_t now_ns) const {
@@ -98,7 +98,7 @@ std::uint8_t Acquisition::mcu_state(std::uint64_t now_ns) const {
         case Stage::given_up:
             break;
     }
-    return finding_.carrier != nullptr ? reg::mcu_state_search_ended : reg::mcu_state_search_failed;
+    return found_.carrier != nullptr ? reg::mcu_state_search_ended : reg::mcu_state_search_failed;
 }
 
 }  // namespace sim

@@ -18,16 +18,16 @@ class Acquisition {
     enum class Stage { idle, boot, gain, timing, carrier, decoding, locked, given_up };
 
     void stop() { running_ = false; }
-    void start(const Search &search, const Finding &finding, std::uint64_t now_ns,
+    void start(const CarrierSearch &search, const FoundCarrier &found, std::uint64_t now_ns,
                std::uint64_t settled_ns);
     // The same carrier under other conditions.
-    void update(const Finding &finding) { finding_ = finding; }
+    void update(const FoundCarrier &found) { found_ = found; }
     // The carrier's record is about to go.
-    void forget_carrier() { finding_.carrier = nullptr; }
+    void forget_carrier() { found_.carrier = nullptr; }
 
     [[nodiscard]] Stage stage(std::uint64_t now_ns) const;
     [[nodiscard]] bool locked(std::uint64_t now_ns) const { return stage(now_ns) == Stage::locked; }
-    [[nodiscard]] const Finding &finding() const { return finding_; }
+    [[nodiscard]] const FoundCarrier &found() const { return found_; }
     [[nodiscard]] std::uint64_t lock_ns() const { return lock_ns_; }
 
     // Register 0xB3: 0x38 during start-up, then growing with the stages; bit 6 when a carrier was
@@ -36,7 +36,7 @@ class Acquisition {
 
  private:
     bool running_ = false;
-    Finding finding_;
+    FoundCarrier found_;
     std::uint64_t boot_ns_ = 0;
     std::uint64_t gain_ns_ = 0;
     std::uint64_t timing_ns_ = 0;

@@ -169,9 +169,9 @@ Reason Demodulator::why_not_running(std::string &text) const {
     return Reason::master_clock;
 }
 
-Search Demodulator::search_from_registers() const {
+CarrierSearch Demodulator::search_from_registers() const {
     const auto &plain = regs_.plain;
-    Search search;
+    CarrierSearch search;
     search.system = system();
     search.expected_khz = programmed_carrier_khz();
     search.symbol_rate_ksps =
@@ -231,13 +231,13 @@ void Demodulator::refresh() {
         acquisition_.stop();
         return;
     }
-    const Finding finding = source_->find(search_);
-    const bool same = !restart_ && acquisition_.locked(changed_ns_) && finding.locks() &&
-                      finding.carrier == acquisition_.finding().carrier;
+    const FoundCarrier found = source_->find(search_);
+    const bool same = !restart_ && acquisition_.locked(changed_ns_) && found.locks() &&
+                      found.carrier == acquisition_.found().carrier;
     if (same) {
-        acquisition_.update(finding);
+        acquisition_.update(found);
     } else {
-        acquisition_.start(search_, finding, changed_ns_, source_->settled_ns());
+        acquisition_.start(search_, found, changed_ns_, source_->settled_ns());
     }
     restart_ = false;
 }
@@ -396,15 +396,15 @@ Verdict Demodulator::verdict(std::uint64_t now_ns) {
                                              : "a tone is measured, no reception";
         return verdict;
     }
-    const Finding &finding = acquisition_.finding();
-    verdict.reason = finding.reason;
-    verdict.text = finding.text;
-    if (finding.carrier != nullptr) {
-        verdict.carrier = finding.carrier->transponder;
-        verdict.cn_db = finding.cn_db;
-        verdict.offset_khz = static_cast<std::int32_t>(std::lround(finding.offset_khz));
+    const FoundCarrier &found = acquisition_.found();
+    verdict.reason = found.reason;
+    verdict.text = found.text;
+    if (found.carrier != nullptr) {
+        verdict.carrier = found.carrier->transponder;
+        verdict.cn_db = found.cn_db;
+        verdict.offset_khz = static_cast<std::int32_t>(std::lround(found.offset_khz));
     }
-    if (!finding.locks()) {
+    if (!found.locks()) {
         return verdict;
     }
     if (!acquisition_.locked(now_ns)) {

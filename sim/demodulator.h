@@ -25,7 +25,7 @@ namespace sim {
 // What reaches the demodulator's converters at this moment.
 class SignalSource {
  public:
-    virtual Finding find(const Search &search) = 0;
+    virtual FoundCarrier find(const CarrierSearch &search) = 0;
     virtual Spectrum spectrum(bool mirrored) = 0;
     virtual std::optional<Tone> tone(bool mirrored) = 0;
     virtual std::uint8_t agc() = 0;          // the demodulator's part of the gain
@@ -85,7 +85,7 @@ class Demodulator {
     void run_may_change(std::uint64_t now_ns);
     [[nodiscard]] bool core_held() const;
     [[nodiscard]] Reason why_not_running(std::string &text) const;
-    [[nodiscard]] Search search_from_registers() const;
+    [[nodiscard]] CarrierSearch search_from_registers() const;
     void refresh();
 
     [[nodiscard]] Job job_from_registers() const;
@@ -139,7 +139,7 @@ class Demodulator {
     bool running_ = false;
     Job job_ = Job::reception;
     std::uint64_t running_since_ns_ = 0;
-    Search search_;
+    CarrierSearch search_;
     SpectrumEngine engine_;
     Acquisition acquisition_;
     bool stale_ = false;

@@ -94,13 +94,13 @@ bool Demodulator::locked(std::uint64_t now_ns) const {
 }
 
 std::uint8_t Demodulator::lock_bits(std::uint64_t now_ns) const {
-    const Finding &finding = acquisition_.finding();
+    const FoundCarrier &found = acquisition_.found();
     const bool dvbs2 = search_.system == broadcast::System::dvbs2;
-    std::uint8_t reached = finding.carrier != nullptr ? 0x01 : 0x00;
-    if (finding.locks()) {
+    std::uint8_t reached = found.carrier != nullptr ? 0x01 : 0x00;
+    if (found.locks()) {
         reached = 0x07;
-    } else if (finding.reason == Reason::cn_below_threshold || finding.reason == Reason::standard ||
-               finding.reason == Reason::table_byte) {
+    } else if (found.reason == Reason::cn_below_threshold || found.reason == Reason::standard ||
+               found.reason == Reason::table_byte) {
         reached = 0x03;
     }
     switch (running_ ? acquisition_.stage(now_ns) : Acquisition::Stage::idle) {
@@ -114,7 +114,7 @@ std::uint8_t Demodulator::lock_bits(std::uint64_t now_ns) const {
             return reached & 0x03;
         case Acquisition::Stage::decoding:
             // The header of DVB-S2 frames is decoded before their payload.
-            return static_cast<std::uint8_t>(dvbs2 && finding.locks() ? 0x0F : reached & 0x03);
+            return static_cast<std::uint8_t>(dvbs2 && found.locks() ? 0x0F : reached & 0x03);
         case Acquisition::Stage::given_up:
             return reached;
         case Acquisition::Stage::locked:
@@ -124,11 +124,11 @@ std::uint8_t Demodulator::lock_bits(std::uint64_t now_ns) const {
 }
 
 std::uint8_t Demodulator::amplitude() const {
-    const Finding &finding = acquisition_.finding();
-    if (!running_ || job_ != Job::reception || finding.carrier == nullptr) {
+    const FoundCarrier &found = acquisition_.found();
+    if (!running_ || job_ != Job::reception || found.carrier == nullptr) {
         return 0;
     }
-    return finding.locks() ? 20 : 1;
+    return found.locks() ? 20 : 1;
 }
 
 std::uint16_t Demodulator::carrier_reading(std::uint64_t now_ns) const {
@@ -139,13 +139,12 @@ std::uint16_t Demodulator::carrier_reading(std::uint64_t now_ns) const {
     if (select != reg::carrier_programmed && select != reg::carrier_measured) {
         return 0;
     }
-    const Finding &finding = acquisition_.finding();
-    const bool taken_over =
-        search_.wide && std::abs(finding.offset_khz) <= search_.symbol_rate_ksps;
+    const FoundCarrier &found = acquisition_.found();
+    const bool taken_over = search_.wide && std::abs(found.offset_khz) <= search_.symbol_rate_ksps;
     if (!locked(now_ns) || (select == reg::carrier_programmed && !taken_over)) {
         return programmed;
     }
-    const long steps = std::lround(finding.measured_khz / register_step_khz);
+    const long steps = std::lround(found.measured_khz / register_step_khz);
     return static_cast<std::uint16_t>(static_cast<std::int16_t>(steps));
 }
 
@@ -154,7 +153,7 @@ std::uint16_t Demodulator::symbol_rate_reading(std::uint64_t now_ns) const {
         return static_cast<std::uint16_t>(regs_.plain[reg::symbol_rate_high] << 8 |
                                           regs_.plain[reg::symbol_rate_low]);
     }
-    const double ksps = acquisition_.finding().carrier->transponder.symbol_rate / 1000.0;
+    const double ksps = acquisition_.found().carrier->transponder.symbol_rate / 1000.0;
     return static_cast<std::uint16_t>(std::lround(ksps / register_step_khz));
 }
 
@@ -162,7 +161,7 @@ std::uint16_t Demodulator::symbol_rate_reading(std::uint64_t now_ns) const {
 // the others what is left of echoes - 1 % of its energy together, or 11 % when it has gone astray.
 std::uint16_t Demodulator::equaliser_tap() const {
     constexpr unsigned middle = 10;
-    if (!running_ || !acquisition_.finding().locks()) {
+    if (!running_ || !acquisition_.found().locks()) {
         return 0;
     }
     const unsigned index = regs_.plain[reg::energy_index] >> 2;
@@ -176,12 +175,12 @@ std::uint16_t Demodulator::equaliser_tap() const {
 }
 
 double Demodulator::margin_db() const {
-    const Finding &finding = acquisition_.finding();
-    return finding.cn_db - finding.carrier->threshold_db;
+    const FoundCarrier &found = acquisition_.found();
+    return found.cn_db - found.carrier->threshold_db;
 }
 
 std::uint8_t Demodulator::dvbs_snr() {
-    const double ratio = acquisition_.finding().cn_ratio * noise_.factor();
+    const double ratio = acquisition_.found().cn_ratio * noise_.factor();
     return low_byte(static_cast<unsigned>(std::min(255L, std::lround(8 * ratio))));
 }
 
@@ -190,7 +189,7 @@ double Demodulator::dvbs_window_bits() const {
 }
 
 bool Demodulator::dvbs_window_over(std::uint64_t now_ns) const {
-    const broadcast::Transponder &carrier = acquisition_.finding().carrier->transponder;
+    const broadcast::Transponder &carrier = acquisition_.found().carrier->transponder;
     const double bit_rate = 2.0 * carrier.symbol_rate * value_of(code_rate_of(carrier));
     return static_cast<double>(now_ns - window_from_ns_) * 1e-9 >= dvbs_window_bits() / bit_rate;
 }
@@ -209,7 +208,7 @@ std::uint16_t Demodulator::dvbs_errors() const {
 
 std::uint8_t Demodulator::read_dvbs_status(std::uint8_t reg, std::uint64_t now_ns) {
     const bool is_locked = locked(now_ns);
-    const Finding &finding = acquisition_.finding();
+    const FoundCarrier &found = acquisition_.found();
     switch (reg) {
         case reg::fec_status:
             return is_locked ? reg::fec_status_locked : std::uint8_t{0};
@@ -217,11 +216,11 @@ std::uint8_t Demodulator::read_dvbs_status(std::uint8_t reg, std::uint64_t now_n
             return is_locked ? dvbs_snr() : std::uint8_t{0};
         case reg::s_code_rate:
             return is_locked
-                       ? low_byte(dvbs_code_rate_bits(code_rate_of(finding.carrier->transponder))
+                       ? low_byte(dvbs_code_rate_bits(code_rate_of(found.carrier->transponder))
                                   << 5U)
                        : std::uint8_t{0xE0};
         case reg::s_inversion:
-            return is_locked && finding.inverted ? 0x04 : 0x00;
+            return is_locked && found.inverted ? 0x04 : 0x00;
         case reg::errors_high: {
             const auto rest = static_cast<unsigned>(regs_.plain[reg]) & 0xEFU;
             const bool counting = window_started_ && !(is_locked && dvbs_window_over(now_ns));
@@ -240,12 +239,12 @@ std::uint8_t Demodulator::read_dvbs_status(std::uint8_t reg, std::uint64_t now_n
 // that is of power 64 x 64 / 2.
 void Demodulator::measure_dvbs2_noise() {
     constexpr double signal_power = 64 * 64 / 2.0;
-    const double noise = signal_power / acquisition_.finding().cn_ratio * noise_.factor();
+    const double noise = signal_power / acquisition_.found().cn_ratio * noise_.factor();
     dvbs2_noise_ = static_cast<std::uint16_t>(std::min(16383L, std::lround(4 * noise)));
 }
 
 std::uint32_t Demodulator::dvbs2_frames(std::uint64_t now_ns) const {
-    const broadcast::Transponder &carrier = acquisition_.finding().carrier->transponder;
+    const broadcast::Transponder &carrier = acquisition_.found().carrier->transponder;
     const std::uint64_t from = std::max(acquisition_.lock_ns(), counters_from_ns_);
     const double symbols = static_cast<double>(now_ns - std::min(from, now_ns)) * 1e-9 *
                            static_cast<double>(carrier.symbol_rate);
@@ -259,7 +258,7 @@ std::uint16_t Demodulator::dvbs2_errors(std::uint64_t now_ns) const {
     constexpr double rate_at_threshold = 1e-7;
     constexpr double decade_db = 0.3;
     constexpr double packet_bits = 188 * 8;
-    const broadcast::Transponder &carrier = acquisition_.finding().carrier->transponder;
+    const broadcast::Transponder &carrier = acquisition_.found().carrier->transponder;
     const double packets =
         dvbs2_frames(now_ns) * (frame_payload_bits(code_rate_of(carrier)) / packet_bits);
     const double rate = rate_at_threshold * broadcast::power_of_ten(-margin_db() / decade_db);
@@ -267,7 +266,7 @@ std::uint16_t Demodulator::dvbs2_errors(std::uint64_t now_ns) const {
 }
 
 std::uint8_t Demodulator::modcod() const {
-    const broadcast::Transponder &carrier = acquisition_.finding().carrier->transponder;
+    const broadcast::Transponder &carrier = acquisition_.found().carrier->transponder;
     return low_byte(static_cast<unsigned>(carrier.modulation) << 6 |
                     (carrier.pilots ? reg::modcod_pilots : 0U) |
                     dvbs2_code_rate_bits(code_rate_of(carrier)));
@@ -275,17 +274,16 @@ std::uint8_t Demodulator::modcod() const {
 
 std::uint8_t Demodulator::read_dvbs2_status(std::uint8_t reg, std::uint64_t now_ns) {
     const bool is_locked = locked(now_ns);
-    const Finding &finding = acquisition_.finding();
+    const FoundCarrier &found = acquisition_.found();
     const bool header = (lock_bits(now_ns) & reg::lock_status_header) != 0;
     switch (reg) {
         case reg::modcod:
             return header ? modcod() : std::uint8_t{0};
         case reg::s2_inversion:
-            return is_locked && finding.inverted ? 0x80 : 0x00;
+            return is_locked && found.inverted ? 0x80 : 0x00;
         case reg::s2_roll_off:
-            return is_locked
-                       ? low_byte(static_cast<unsigned>(finding.carrier->transponder.roll_off))
-                       : std::uint8_t{3};
+            return is_locked ? low_byte(static_cast<unsigned>(found.carrier->transponder.roll_off))
+                             : std::uint8_t{3};
         case reg::s2_noise_low:
             if (is_locked) {
                 measure_dvbs2_noise();

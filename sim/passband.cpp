@@ -30,13 +30,13 @@ struct Candidate {
     Reason reason = Reason::no_carrier;
 };
 
-bool symbol_rates_match(const Search &search, const Carrier &carrier) {
+bool symbol_rates_match(const CarrierSearch &search, const Carrier &carrier) {
     const double actual_ksps = carrier.transponder.symbol_rate / 1000.0;
     const double tolerance = search.wide ? wide_symbol_rate_tolerance : symbol_rate_tolerance;
     return std::abs(search.symbol_rate_ksps - actual_ksps) <= tolerance * actual_ksps;
 }
 
-double capture_of(const Search &search) {
+double capture_of(const CarrierSearch &search) {
     return search.near ? std::min(capture_range_khz, search.symbol_rate_ksps / 2)
                        : capture_range_khz;
 }
@@ -52,7 +52,8 @@ double roll_off_of(const broadcast::Transponder &transponder) {
     }
 }
 
-Reason obstacle_of(const Candidate &candidate, const Search &search, const TunerOutput &tuner) {
+Reason obstacle_of(const Candidate &candidate, const CarrierSearch &search,
+                   const TunerOutput &tuner) {
     const Carrier &carrier = *candidate.carrier;
     if (std::abs(candidate.offset_khz) > capture_of(search)) {
         return Reason::capture_range;
@@ -101,7 +102,8 @@ bool better(const Candidate &a, const Candidate &b) {
     return std::abs(a.offset_khz) < std::abs(b.offset_khz);
 }
 
-std::string explain(const Candidate &candidate, const Search &search, const TunerOutput &tuner) {
+std::string explain(const Candidate &candidate, const CarrierSearch &search,
+                    const TunerOutput &tuner) {
     const Carrier &carrier = *candidate.carrier;
     const std::string name = describe(carrier.transponder);
     switch (candidate.reason) {
@@ -235,25 +237,25 @@ double Passband::level_dbm() const {
     return broadcast::to_db(power);
 }
 
-Finding Passband::find(const Search &search) const {
-    Finding finding;
-    finding.reason = reason_;
-    finding.text = text_;
+FoundCarrier Passband::find(const CarrierSearch &search) const {
+    FoundCarrier found;
+    found.reason = reason_;
+    found.text = text_;
     if (legs_.empty()) {
-        return finding;
+        return found;
     }
     if (!tuner_->works()) {
-        finding.reason = tuner_->reason;
-        finding.text = tuner_->text;
-        return finding;
+        found.reason = tuner_->reason;
+        found.text = tuner_->text;
+        return found;
     }
     if (search.symbol_rate_ksps < smallest_symbol_rate_ksps - register_step_khz ||
         search.symbol_rate_ksps > largest_symbol_rate_ksps + register_step_khz) {
-        finding.reason = Reason::symbol_rate_range;
-        finding.text = fmt::format("symbol rate {:.0f} programmed, outside {:.0f}..{:.0f} ksym/s",
-                                   search.symbol_rate_ksps, smallest_symbol_rate_ksps,
-                                   largest_symbol_rate_ksps);
-        return finding;
+        found.reason = Reason::symbol_rate_range;
+        found.text = fmt::format("symbol rate {:.0f} programmed, outside {:.0f}..{:.0f} ksym/s",
+                                 search.symbol_rate_ksps, smallest_symbol_rate_ksps,
+                                 largest_symbol_rate_ksps);
+        return found;
     }
     Candidate best;
     for_each_carrier([&](const Carrier &carrier, double if_khz, bool inverted) {
@@ -273,20 +275,20 @@ Finding Passband::find(const Search &search) const {
         }
     });
     if (best.carrier == nullptr) {
-        finding.reason = Reason::no_carrier;
-        finding.text = fmt::format("no carrier within {:.1f} MHz of the tuner's {:.1f} MHz",
-                                   tuner_->bandwidth_khz / 1000, tuner_->lo_khz / 1000);
-        return finding;
+        found.reason = Reason::no_carrier;
+        found.text = fmt::format("no carrier within {:.1f} MHz of the tuner's {:.1f} MHz",
+                                 tuner_->bandwidth_khz / 1000, tuner_->lo_khz / 1000);
+        return found;
     }
-    finding.reason = best.reason;
-    finding.text = explain(best, search, *tuner_);
-    finding.carrier = best.carrier;
-    finding.cn_db = best.cn_db;
-    finding.cn_ratio = broadcast::from_db(best.cn_db);
-    finding.measured_khz = best.measured_khz;
-    finding.offset_khz = best.offset_khz;
-    finding.inverted = best.inverted;
-    return finding;
+    found.reason = best.reason;
+    found.text = explain(best, search, *tuner_);
+    found.carrier = best.carrier;
+    found.cn_db = best.cn_db;
+    found.cn_ratio = broadcast::from_db(best.cn_db);
+    found.measured_khz = best.measured_khz;
+    found.offset_khz = best.offset_khz;
+    found.inverted = best.inverted;
+    return found;
 }
 
 }  // namespace sim

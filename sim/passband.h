@@ -24,7 +24,7 @@ inline constexpr double wide_symbol_rate_tolerance = 0.10;
 inline constexpr double register_step_khz = 96000.0 / 65536;
 
 // What the demodulator was told before its micro-controller was let go.
-struct Search {
+struct CarrierSearch {
     broadcast::System system = broadcast::System::dvbs;
     double expected_khz = 0;  // oscillator minus carrier
     double symbol_rate_ksps = 0;
@@ -35,8 +35,8 @@ struct Search {
     std::string table_fault;  // the first register that makes lock impossible
 };
 
-// What a search comes to.
-struct Finding {
+// The carrier that a search comes to, if any, and whether it locks.
+struct FoundCarrier {
     Reason reason = Reason::no_carrier;
     std::string text;
     const Carrier *carrier = nullptr;  // the one locked, or the nearest
@@ -58,7 +58,7 @@ class Passband {
 
     // Of all carriers in the passband the search takes the one that gets furthest towards lock;
     // among equals the nearest to where it is expected.
-    [[nodiscard]] Finding find(const Search &search) const;
+    [[nodiscard]] FoundCarrier find(const CarrierSearch &search) const;
 
     // The base band's spectrum; `mirrored` when the demodulator exchanges I and Q. The other
     // polarisation is in it, so many decibels lower.

@@ -80,7 +80,7 @@ class Receiver::Impl final : public SignalSource {
     void set_gpio(unsigned line, unsigned level);
 
     // What the demodulator asks about its input.
-    Finding find(const Search &search) override { return passband().find(search); }
+    FoundCarrier find(const CarrierSearch &search) override { return passband().find(search); }
     Spectrum spectrum(bool mirrored) override {
         return passband().spectrum(mirrored, cross_polarisation_db_);
     }

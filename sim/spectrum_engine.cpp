@@ -274,8 +274,8 @@ void SpectrumEngine::add_spurious_peak(double low_khz, double high_khz) {
     constexpr double widest_khz = 12000;
     const double width_khz = narrowest_khz + chance_.uniform() * (widest_khz - narrowest_khz);
     const double centre_khz = low_khz + chance_.uniform() * (high_khz - low_khz);
-    const Peak spurious{bins_of(centre_khz), bins_of(width_khz + widening_khz)};
-    const auto place = std::find_if(peaks_.begin(), peaks_.end(), [&](const Peak &peak) {
+    const SearchPeak spurious{bins_of(centre_khz), bins_of(width_khz + widening_khz)};
+    const auto place = std::find_if(peaks_.begin(), peaks_.end(), [&](const SearchPeak &peak) {
         return peak.offset_bins > spurious.offset_bins;
     });
     peaks_.insert(place, spurious);
@@ -310,7 +310,7 @@ void SpectrumEngine::search(const Spectrum &spectrum, const SearchSetting &setti
         add_spurious_peak(grid.low_khz + setting.expected_khz, end_khz);
     }
     if (peaks_.size() > most_peaks) {
-        const Peak &left_out = peaks_[most_peaks];
+        const SearchPeak &left_out = peaks_[most_peaks];
         const double found_khz = (left_out.offset_bins - left_out.width_bins / 2.0) * bin_khz;
         explained_khz = std::clamp(found_khz, small_span_khz, explained_khz);
         peaks_.resize(most_peaks);
@@ -337,7 +337,7 @@ std::uint8_t SpectrumEngine::result() {
     if (next_ == 0 || next_ > peaks_.size()) {
         return 0;
     }
-    const Peak &peak = peaks_[next_ - 1];
+    const SearchPeak &peak = peaks_[next_ - 1];
     const auto offset = static_cast<unsigned>(peak.offset_bins);
     const auto width = static_cast<unsigned>(peak.width_bins);
     switch (byte_++ & 3U) {

@@ -91,7 +91,7 @@ class SpectrumEngine {
     static std::uint64_t averaging_ns(bool wide);
 
  private:
-    struct Peak {
+    struct SearchPeak {
         std::int32_t offset_bins;
         std::int32_t width_bins;
     };
@@ -100,7 +100,7 @@ class SpectrumEngine {
 
     Noise chance_;
     double spurious_share_;
-    std::vector<Peak> peaks_;
+    std::vector<SearchPeak> peaks_;
     std::size_t next_ = 0;  // one past the peak that 0x9B shows
     unsigned byte_ = 0;
     std::uint16_t occupied_bins_ = 0;

@@ -26,7 +26,7 @@ namespace {
 constexpr double bin_khz = 187.5;
 constexpr std::uint64_t later_ns = 1'000'000'000;
 
-struct Peak {
+struct ReportedPeak {
     double khz;
     double rate_khz;
 };
@@ -39,15 +39,15 @@ class Engine : public testing::Test {
  protected:
     SpectrumEngine engine{1, 0};
 
-    std::vector<Peak> search(const std::vector<SpectralLine> &lines,
-                             const SearchSetting &setting = {false, 4, 0},
-                             double half_span_khz = 28'500) {
+    std::vector<ReportedPeak> search(const std::vector<SpectralLine> &lines,
+                                     const SearchSetting &setting = {false, 4, 0},
+                                     double half_span_khz = 28'500) {
         engine.search({half_span_khz, lines}, setting, 0, 0);
         return results();
     }
 
-    std::vector<Peak> results() {
-        std::vector<Peak> peaks;
+    std::vector<ReportedPeak> results() {
+        std::vector<ReportedPeak> peaks;
         const unsigned count = engine.control(later_ns);
         for (unsigned i = 0; i < count; ++i) {
             engine.next_peak();
@@ -137,7 +137,7 @@ TEST_F(Engine, overlapping_carriers_show_both_their_edges) {
 
 TEST_F(Engine, wide_search_reports_wide_carriers_only) {
     EXPECT_THAT(search({line(-12'000, 4'000), line(9'000, 22'000)}, {true, 24, 0}),
-                testing::ElementsAre(testing::Field(&Peak::rate_khz, testing::Gt(20'000))));
+                testing::ElementsAre(testing::Field(&ReportedPeak::rate_khz, testing::Gt(20'000))));
 }
 
 TEST_F(Engine, reports_31_peaks_and_a_span_up_to_the_next) {
