@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <optional>
+#include <utility>
 
 #include "sim/passband.h"
 
@@ -16,60 +17,75 @@ namespace {
 constexpr std::uint32_t lowest_if_khz = 950'000;
 constexpr std::uint32_t highest_if_khz = 2'150'000;
 
-}  // namespace
+using Obstacle = Reception::Obstacle;
 
-Reception reception_of(const Outdoor &outdoor, const broadcast::Transponder &transponder,
-                       unsigned port) {
-    using Obstacle = Reception::Obstacle;
-    Reception reception;
-    const auto fail = [&reception](Obstacle obstacle, std::string text) {
-        reception.obstacle = obstacle;
-        reception.text = std::move(text);
-        return reception;
-    };
-    const Sky *sky = outdoor.sky_at(port);
-    if (sky == nullptr) {
-        return fail(Obstacle::no_dish, "no dish");
-    }
-    Absence absence;
-    const Carrier *carrier = sky->find(transponder, absence);
-    if (carrier == nullptr) {
-        return fail(absence.invalid ? Obstacle::invalid : Obstacle::not_on_the_air, absence.text);
-    }
-    reception.threshold_db = carrier->threshold_db;
-    reception.cn_db = effective_cn_db(*carrier, 0);
+Reception fail(Reception reception, Obstacle obstacle, std::string text) {
+    reception.obstacle = obstacle;
+    reception.text = std::move(text);
+    return reception;
+}
+
+// Bring it to the tuner's input.
+Reception lead_in(Reception reception, const Outdoor &outdoor,
+                  const broadcast::Transponder &transponder) {
     reception.if_khz = outdoor.lnb_if_of(transponder);
-    const double ksps = transponder.symbol_rate / 1000.0;
     if (reception.if_khz < lowest_if_khz || reception.if_khz > highest_if_khz) {
-        return fail(Obstacle::lnb_range,
+        return fail(reception, Obstacle::lnb_range,
                     fmt::format("IF {:.1f} MHz outside 950..2150 MHz", reception.if_khz / 1000.0));
     }
     const std::optional<std::uint32_t> on_the_cable = outdoor.if_of(transponder);
     if (!on_the_cable) {
-        return fail(Obstacle::user_band, "the Unicable unit has no user band for it");
+        return fail(reception, Obstacle::user_band, "the Unicable unit has no user band for it");
     }
     reception.if_khz = *on_the_cable;
+    return reception;
+}
+
+Reception demodulate(Reception reception, const Carrier &carrier, std::int32_t drift_khz) {
+    const double ksps = carrier.transponder.symbol_rate / 1000.0;
     if (ksps < smallest_symbol_rate_ksps || ksps > largest_symbol_rate_ksps) {
-        return fail(Obstacle::symbol_rate,
+        return fail(reception, Obstacle::symbol_rate,
                     fmt::format("symbol rate {:.0f} outside {:.0f}..{:.0f} ksym/s", ksps,
                                 smallest_symbol_rate_ksps, largest_symbol_rate_ksps));
     }
-    if (carrier->cn_db < carrier->threshold_db) {
-        return fail(Obstacle::cn,
-                    fmt::format("C/N {:.1f} dB below the threshold {:.1f} dB of {}", carrier->cn_db,
-                                carrier->threshold_db, modcod_name(transponder)));
+    if (carrier.cn_db < carrier.threshold_db) {
+        return fail(reception, Obstacle::cn,
+                    fmt::format("C/N {:.1f} dB below the threshold {:.1f} dB of {}", carrier.cn_db,
+                                carrier.threshold_db, modcod_name(carrier.transponder)));
     }
-    if (reception.cn_db < carrier->threshold_db) {
-        return fail(Obstacle::overlapped,
+    if (reception.cn_db < carrier.threshold_db) {
+        return fail(reception, Obstacle::overlapped,
                     fmt::format("overlapped by {}: C/(N+I) {:.1f} dB below the threshold {:.1f} dB",
-                                carrier->neighbour, reception.cn_db, carrier->threshold_db));
+                                carrier.neighbour, reception.cn_db, carrier.threshold_db));
     }
-    if (std::abs(outdoor.lnb().drift_khz) > capture_range_khz) {
-        return fail(Obstacle::lnb_drift,
+    if (std::abs(drift_khz) > capture_range_khz) {
+        return fail(reception, Obstacle::lnb_drift,
                     fmt::format("LNB drift {:+} kHz beyond the capture range of {:.0f} kHz",
-                                outdoor.lnb().drift_khz, capture_range_khz));
+                                drift_khz, capture_range_khz));
     }
     return reception;
+}
+
+}  // namespace
+
+Reception reception_of(const Outdoor &outdoor, const broadcast::Transponder &transponder,
+                       unsigned port) {
+    const Sky *sky = outdoor.sky_at(port);
+    if (sky == nullptr) {
+        return fail({}, Obstacle::no_dish, "no dish");
+    }
+    Absence absence;
+    const Carrier *carrier = sky->find(transponder, absence);
+    if (carrier == nullptr) {
+        return fail({}, absence.invalid ? Obstacle::invalid : Obstacle::not_on_the_air,
+                    absence.text);
+    }
+    Reception reception;
+    reception.threshold_db = carrier->threshold_db;
+    reception.cn_db = effective_cn_db(*carrier, 0);
+    reception = lead_in(reception, outdoor, transponder);
+    return reception.receivable() ? demodulate(reception, *carrier, outdoor.lnb().drift_khz)
+                                  : reception;
 }
 
 }  // namespace sim

@@ -1,56 +1,39 @@
 // SPDX-License-Identifier: MIT
 #include "sim/verdict.h"
 
+#include <array>
+
 namespace sim {
 
-std::string to_string(Reason reason) {
-    switch (reason) {
-        case Reason::locked:
-            return "locked";
-        case Reason::searching:
-            return "searching";
-        case Reason::demodulator_off:
-            return "demodulator off";
-        case Reason::firmware_not_running:
-            return "firmware not running";
-        case Reason::mcu_held:
-            return "micro-controller held";
-        case Reason::core_in_reset:
-            return "core in reset";
-        case Reason::master_clock:
-            return "no master clock";
-        case Reason::no_supply:
-            return "LNB supply off";
-        case Reason::cable_pulled:
-            return "cable pulled";
-        case Reason::no_dish:
-            return "no dish";
-        case Reason::tuner_off:
-            return "tuner off";
-        case Reason::tuner_pll:
-            return "tuner synthesiser";
-        case Reason::tuner_filter:
-            return "tuner filter";
-        case Reason::tuner_agc:
-            return "tuner gain control";
-        case Reason::no_carrier:
-            return "no carrier";
-        case Reason::filter_too_narrow:
-            return "filter too narrow";
-        case Reason::symbol_rate_range:
-            return "symbol rate out of range";
-        case Reason::capture_range:
-            return "carrier outside the capture range";
-        case Reason::symbol_rate:
-            return "wrong symbol rate";
-        case Reason::standard:
-            return "wrong standard";
-        case Reason::table_byte:
-            return "register table";
-        case Reason::cn_below_threshold:
-            return "C/N below threshold";
-    }
-    return "unknown";
-}
+namespace {
+
+// In the order of the enumerators.
+constexpr std::array reason_names{"locked",
+                                  "searching",
+                                  "demodulator off",
+                                  "firmware not running",
+                                  "micro-controller held",
+                                  "core in reset",
+                                  "no master clock",
+                                  "LNB supply off",
+                                  "cable pulled",
+                                  "no dish",
+                                  "tuner off",
+                                  "tuner synthesiser",
+                                  "tuner filter",
+                                  "tuner gain control",
+                                  "no carrier",
+                                  "filter too narrow",
+                                  "symbol rate out of range",
+                                  "carrier outside the capture range",
+                                  "wrong symbol rate",
+                                  "wrong standard",
+                                  "register table",
+                                  "C/N below threshold"};
+static_assert(reason_names.size() == static_cast<std::size_t>(Reason::cn_below_threshold) + 1);
+
+}  // namespace
+
+std::string to_string(Reason reason) { return reason_names.at(static_cast<std::size_t>(reason)); }
 
 }  // namespace sim
