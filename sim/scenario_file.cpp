@@ -220,6 +220,9 @@ class Reader {
     void one(const char *name, void (Reader::*read_section)(Section));
     void each(const char *name, void (Reader::*read_section)(Section));
     static void read_period(Section &section, Period &period);
+    static void read_details(Section &section, Fault &fault);
+    static void read_turns(Section &section, Fault &fault);
+    static void read_identity(Section &section, Fault &fault);
     static std::vector<std::uint8_t> read_message(Section &section);
     [[nodiscard]] std::optional<std::size_t> satellite_named(const std::string &name) const;
     broadcast::Satellite &satellite_of(Section &section);
@@ -580,10 +583,15 @@ void Reader::read_fault(Section section) {
                    "vco_calibration, lo_calibration, filter_calibration, agc_start, lost_diseqc, "
                    "equaliser_divergence, dead_supply",
                    fault.kind);
+    read_details(section, fault);
+    section.done();
+    scenario_.faults.push_back(fault);
+}
+
+void Reader::read_details(Section &section, Fault &fault) {
     switch (fault.kind) {
         case Fault::Kind::nack_transfer:
-            section.integer("nth", 1, largest_count, fault.nth);
-            section.integer("count", 1, largest_count, fault.count);
+            read_turns(section, fault);
             section.integer("address", 1, 0xFF, fault.address);
             break;
         case Fault::Kind::nack_address:
@@ -601,19 +609,10 @@ void Reader::read_fault(Section section) {
             read_period(section, fault.period);
             break;
         case Fault::Kind::wrong_identity:
-            section.needs("reg");
-            section.needs("value");
-            section.integer("reg", 0, 0xFF, fault.reg);
-            section.integer("value", 0, 0xFF, fault.value);
-            read_period(section, fault.period);
-            if (fault.reg != 0x01 && fault.reg != 0x02 && fault.reg != 0xB2) {
-                section.refuse_key(section.node("reg"), "reg",
-                                   fmt::format("0x{:02X} is none of 0x01, 0x02, 0xB2", fault.reg));
-            }
+            read_identity(section, fault);
             break;
         case Fault::Kind::lost_diseqc:
-            section.integer("nth", 1, largest_count, fault.nth);
-            section.integer("count", 1, largest_count, fault.count);
+            read_turns(section, fault);
             break;
         case Fault::Kind::equaliser_divergence:
         case Fault::Kind::dead_supply:
@@ -622,8 +621,23 @@ void Reader::read_fault(Section section) {
             section.integer("count", 1, largest_count, fault.count);
             break;
     }
-    section.done();
-    scenario_.faults.push_back(fault);
+}
+
+void Reader::read_turns(Section &section, Fault &fault) {
+    section.integer("nth", 1, largest_count, fault.nth);
+    section.integer("count", 1, largest_count, fault.count);
+}
+
+void Reader::read_identity(Section &section, Fault &fault) {
+    section.needs("reg");
+    section.needs("value");
+    section.integer("reg", 0, 0xFF, fault.reg);
+    section.integer("value", 0, 0xFF, fault.value);
+    read_period(section, fault.period);
+    if (fault.reg != 0x01 && fault.reg != 0x02 && fault.reg != 0xB2) {
+        section.refuse_key(section.node("reg"), "reg",
+                           fmt::format("0x{:02X} is none of 0x01, 0x02, 0xB2", fault.reg));
+    }
 }
 
 }  // namespace
