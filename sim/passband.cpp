@@ -133,6 +133,27 @@ std::string explain(const Candidate &candidate, const CarrierSearch &search,
     }
 }
 
+FoundCarrier nothing_found(Reason reason, std::string text) {
+    FoundCarrier found;
+    found.reason = reason;
+    found.text = std::move(text);
+    return found;
+}
+
+FoundCarrier found_of(const Candidate &candidate, const CarrierSearch &search,
+                      const TunerOutput &tuner) {
+    FoundCarrier found;
+    found.reason = candidate.reason;
+    found.text = explain(candidate, search, tuner);
+    found.carrier = candidate.carrier;
+    found.cn_db = candidate.cn_db;
+    found.cn_ratio = broadcast::from_db(candidate.cn_db);
+    found.measured_khz = candidate.measured_khz;
+    found.offset_khz = candidate.offset_khz;
+    found.inverted = candidate.inverted;
+    return found;
+}
+
 }  // namespace
 
 double intermediate_khz(double carrier_khz, double lof_khz, bool &inverted) {
@@ -238,28 +259,23 @@ double Passband::level_dbm() const {
 }
 
 FoundCarrier Passband::find(const CarrierSearch &search) const {
-    FoundCarrier found;
-    found.reason = reason_;
-    found.text = text_;
     if (legs_.empty()) {
-        return found;
+        return nothing_found(reason_, text_);
     }
     if (!tuner_->works()) {
-        found.reason = tuner_->reason;
-        found.text = tuner_->text;
-        return found;
+        return nothing_found(tuner_->reason, tuner_->text);
     }
     if (search.symbol_rate_ksps < smallest_symbol_rate_ksps - register_step_khz ||
         search.symbol_rate_ksps > largest_symbol_rate_ksps + register_step_khz) {
-        found.reason = Reason::symbol_rate_range;
-        found.text = fmt::format("symbol rate {:.0f} programmed, outside {:.0f}..{:.0f} ksym/s",
-                                 search.symbol_rate_ksps, smallest_symbol_rate_ksps,
-                                 largest_symbol_rate_ksps);
-        return found;
+        return nothing_found(
+            Reason::symbol_rate_range,
+            fmt::format("symbol rate {:.0f} programmed, outside {:.0f}..{:.0f} ksym/s",
+                        search.symbol_rate_ksps, smallest_symbol_rate_ksps,
+                        largest_symbol_rate_ksps));
     }
+    const bool mirrored = iq_swap_ != search.mirrored;
     Candidate best;
     for_each_carrier([&](const Carrier &carrier, double if_khz, bool inverted) {
-        const bool mirrored = iq_swap_ != search.mirrored;
         Candidate candidate;
         candidate.carrier = &carrier;
         candidate.if_khz = if_khz;
@@ -275,20 +291,11 @@ FoundCarrier Passband::find(const CarrierSearch &search) const {
         }
     });
     if (best.carrier == nullptr) {
-        found.reason = Reason::no_carrier;
-        found.text = fmt::format("no carrier within {:.1f} MHz of the tuner's {:.1f} MHz",
-                                 tuner_->bandwidth_khz / 1000, tuner_->lo_khz / 1000);
-        return found;
+        return nothing_found(Reason::no_carrier,
+                             fmt::format("no carrier within {:.1f} MHz of the tuner's {:.1f} MHz",
+                                         tuner_->bandwidth_khz / 1000, tuner_->lo_khz / 1000));
     }
-    found.reason = best.reason;
-    found.text = explain(best, search, *tuner_);
-    found.carrier = best.carrier;
-    found.cn_db = best.cn_db;
-    found.cn_ratio = broadcast::from_db(best.cn_db);
-    found.measured_khz = best.measured_khz;
-    found.offset_khz = best.offset_khz;
-    found.inverted = best.inverted;
-    return found;
+    return found_of(best, search, *tuner_);
 }
 
 }  // namespace sim

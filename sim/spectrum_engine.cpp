@@ -174,6 +174,16 @@ double place_khz(const Grid &grid, const Edge &edge, const Edge *beyond) {
            (edge.rises ? inside_khz : -inside_khz);
 }
 
+std::vector<Edge> placed_edges(const Grid &grid) {
+    std::vector<Edge> edges = edges_of(grid.density);
+    join_skirts(edges);
+    for (std::size_t i = 0; i < edges.size(); ++i) {
+        const std::size_t outer = edges[i].rises ? i - 1 : i + 1;
+        edges[i].khz = place_khz(grid, edges[i], outer < edges.size() ? &edges[outer] : nullptr);
+    }
+    return edges;
+}
+
 struct Extent {
     double low_khz;
     double high_khz;
@@ -190,12 +200,7 @@ struct Carriers {
 // the upper ones, as no carrier lies within another.
 Carriers carriers_of(const Grid &grid) {
     Carriers carriers;
-    std::vector<Edge> edges = edges_of(grid.density);
-    join_skirts(edges);
-    for (std::size_t i = 0; i < edges.size(); ++i) {
-        const std::size_t outer = edges[i].rises ? i - 1 : i + 1;
-        edges[i].khz = place_khz(grid, edges[i], outer < edges.size() ? &edges[outer] : nullptr);
-    }
+    const std::vector<Edge> edges = placed_edges(grid);
     std::deque<std::optional<double>> begun;  // without a value: below the passband
     const bool begins_inside =
         !edges.empty() && edges.front().rises && is_cut_off(grid, edges.front());
