@@ -24,45 +24,47 @@ bool works_powered_down(std::uint8_t reg) {
     return reg <= reg::mode || reg == reg::reg_23 || reg == reg::mcu_control;
 }
 
-// Registers whose value read comes from the chip's state.
+constexpr std::array status_list{reg::chip_id,
+                                 reg::chip_id_high,
+                                 reg::mcu_control,
+                                 reg::lock_status,
+                                 reg::agc_level,
+                                 reg::carrier_amplitude,
+                                 reg::carrier_amplitude_low,
+                                 reg::cci_frequency_high,
+                                 reg::cci_frequency_low,
+                                 reg::search_control,
+                                 reg::search_result,
+                                 reg::search_occupied_high,
+                                 reg::search_occupied_low,
+                                 reg::carrier_low,
+                                 reg::carrier_high,
+                                 reg::measured_symbol_rate_low,
+                                 reg::measured_symbol_rate_high,
+                                 reg::energy_index,
+                                 reg::energy_value,
+                                 reg::modcod,
+                                 reg::s2_inversion,
+                                 reg::s2_noise_low,
+                                 reg::s2_noise_high,
+                                 reg::s2_signal,
+                                 reg::mcu_state,
+                                 reg::fec_status,
+                                 reg::s2_frames_low,
+                                 reg::s2_frames_mid,
+                                 reg::s2_frames_high,
+                                 reg::s_inversion,
+                                 reg::s_code_rate,
+                                 reg::s2_roll_off,
+                                 reg::s_errors_low,
+                                 reg::errors_mid,
+                                 reg::errors_high,
+                                 reg::s_snr};
+
+// Whether a register's value read comes from the chip's state.
 constexpr auto status_registers = [] {
     std::array<bool, 256> table{};
-    for (const std::uint8_t reg : {reg::chip_id,
-                                   reg::chip_id_high,
-                                   reg::mcu_control,
-                                   reg::lock_status,
-                                   reg::agc_level,
-                                   reg::carrier_amplitude,
-                                   reg::carrier_amplitude_low,
-                                   reg::cci_frequency_high,
-                                   reg::cci_frequency_low,
-                                   reg::search_control,
-                                   reg::search_result,
-                                   reg::search_occupied_high,
-                                   reg::search_occupied_low,
-                                   reg::carrier_low,
-                                   reg::carrier_high,
-                                   reg::measured_symbol_rate_low,
-                                   reg::measured_symbol_rate_high,
-                                   reg::energy_index,
-                                   reg::energy_value,
-                                   reg::modcod,
-                                   reg::s2_inversion,
-                                   reg::s2_noise_low,
-                                   reg::s2_noise_high,
-                                   reg::s2_signal,
-                                   reg::mcu_state,
-                                   reg::fec_status,
-                                   reg::s2_frames_low,
-                                   reg::s2_frames_mid,
-                                   reg::s2_frames_high,
-                                   reg::s_inversion,
-                                   reg::s_code_rate,
-                                   reg::s2_roll_off,
-                                   reg::s_errors_low,
-                                   reg::errors_mid,
-                                   reg::errors_high,
-                                   reg::s_snr}) {
+    for (const std::uint8_t reg : status_list) {
         table[reg] = true;
     }
     return table;
@@ -262,13 +264,23 @@ void Demodulator::write(std::uint8_t reg, std::span<const std::uint8_t> data,
     }
 }
 
+// Where a register's value is kept; some are reached through an index.
+std::uint8_t &Demodulator::place_of(std::uint8_t reg) {
+    if (reg >= first_tap && reg <= last_tap) {
+        return regs_.tap_groups.at(regs_.plain[tap_index] >> 5).at(reg - first_tap);
+    }
+    if (reg == reg::loop_a || reg == reg::loop_b) {
+        return regs_.loops.at(regs_.plain[reg::loop_index] & 3).at(reg - reg::loop_a);
+    }
+    if (reg == reg::ts_mode || reg == reg::ts_divider) {
+        return regs_.ts.at(ts_bank()).at(reg - reg::ts_mode);
+    }
+    return regs_.plain[reg];
+}
+
 void Demodulator::write_one(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns) {
     if (DiseqcMaster::owns(reg)) {
         diseqc_.write(reg, value, now_ns);
-        return;
-    }
-    if (reg >= first_tap && reg <= last_tap) {
-        regs_.tap_groups.at(regs_.plain[tap_index] >> 5).at(reg - first_tap) = value;
         return;
     }
     switch (reg) {
@@ -278,14 +290,29 @@ void Demodulator::write_one(std::uint8_t reg, std::uint8_t value, std::uint64_t 
         case reg::repeater:
             repeater_open_ = value == reg::repeater_open;
             break;
+        case reg::master_clock_a:
+        case reg::master_clock_b:
+            write_master_clock(reg, value, now_ns);
+            break;
+        case reg::search_control:
+            write_search_control(value, now_ns);
+            break;
+        default:
+            place_of(reg) = value;
+            obey(reg, value, now_ns);
+            break;
+    }
+}
+
+// Do what a register that has just been written asks for.
+void Demodulator::obey(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns) {
+    switch (reg) {
         case reg::core_reset:
         case reg::core_reset_ds300x:
         case reg::clock_reset:
-            regs_.plain[reg] = value;
             run_may_change(now_ns);
             break;
         case reg::global_reset:
-            regs_.plain[reg] = value;
             if ((value & reg::global_reset_demodulator) != 0) {
                 regs_.plain[reg::carrier_low] = 0;
                 regs_.plain[reg::carrier_high] = 0;
@@ -295,48 +322,32 @@ void Demodulator::write_one(std::uint8_t reg, std::uint8_t value, std::uint64_t 
         case reg::reg_04:
         case reg::mode:
         case reg::reg_23:
-            regs_.plain[reg] = value;
             power_may_change(now_ns);
             break;
-        case reg::master_clock_a:
-        case reg::master_clock_b:
-            write_master_clock(reg, value, now_ns);
-            break;
         case reg::mcu_control:
-            mcu_written_ = true;
-            regs_.plain[reg] = value;
-            if ((value & reg::mcu_hold) != 0) {
-                program_.hold();
-            } else {
-                program_.release();
-            }
+            control_mcu(value);
             run_may_change(now_ns);
-            break;
-        case reg::loop_a:
-        case reg::loop_b:
-            regs_.loops.at(regs_.plain[reg::loop_index] & 3).at(reg - reg::loop_a) = value;
-            break;
-        case reg::ts_mode:
-        case reg::ts_divider:
-            regs_.ts.at(ts_bank()).at(reg - reg::ts_mode) = value;
-            break;
-        case reg::search_control:
-            write_search_control(value, now_ns);
             break;
         case reg::errors_high:
             window_started_ = (value & reg::errors_running) != 0;
             window_from_ns_ = now_ns;
-            regs_.plain[reg] = value;
             break;
         case reg::errors_control:
             if (system() == broadcast::System::dvbs2 && value == 1) {
                 counters_from_ns_ = now_ns;
             }
-            regs_.plain[reg] = value;
             break;
         default:
-            regs_.plain[reg] = value;
             break;
+    }
+}
+
+void Demodulator::control_mcu(std::uint8_t value) {
+    mcu_written_ = true;
+    if ((value & reg::mcu_hold) != 0) {
+        program_.hold();
+    } else {
+        program_.release();
     }
 }
 
@@ -356,20 +367,7 @@ std::uint8_t Demodulator::read(std::uint8_t reg, std::uint64_t now_ns) {
     if (DiseqcMaster::owns(reg)) {
         return diseqc_.read(reg, now_ns);
     }
-    return status_registers[reg] ? read_status(reg, now_ns) : read_plain(reg);
-}
-
-std::uint8_t Demodulator::read_plain(std::uint8_t reg) const {
-    if (reg >= first_tap && reg <= last_tap) {
-        return regs_.tap_groups.at(regs_.plain[tap_index] >> 5).at(reg - first_tap);
-    }
-    if (reg == reg::loop_a || reg == reg::loop_b) {
-        return regs_.loops.at(regs_.plain[reg::loop_index] & 3).at(reg - reg::loop_a);
-    }
-    if (reg == reg::ts_mode || reg == reg::ts_divider) {
-        return regs_.ts.at(ts_bank()).at(reg - reg::ts_mode);
-    }
-    return regs_.plain[reg];
+    return status_registers[reg] ? read_status(reg, now_ns) : place_of(reg);
 }
 
 std::uint8_t Demodulator::read_identity(std::uint8_t reg, std::uint64_t now_ns) const {

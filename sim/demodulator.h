@@ -79,6 +79,9 @@ class Demodulator {
     enum class Job { reception, spectrum, tone };
 
     void write_one(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
+    [[nodiscard]] std::uint8_t &place_of(std::uint8_t reg);
+    void obey(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
+    void control_mcu(std::uint8_t value);
     void write_master_clock(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
     void note_powered_down_access(std::uint8_t reg, std::uint64_t now_ns);
     void power_may_change(std::uint64_t now_ns);
@@ -103,9 +106,9 @@ class Demodulator {
     [[nodiscard]] TsRegisters ts_registers() const;
     [[nodiscard]] bool clock_selected() const;
     std::uint8_t read_status(std::uint8_t reg, std::uint64_t now_ns);
+    std::uint8_t read_carrier(std::uint8_t reg, std::uint64_t now_ns);
     std::uint8_t read_dvbs_status(std::uint8_t reg, std::uint64_t now_ns);
     std::uint8_t read_dvbs2_status(std::uint8_t reg, std::uint64_t now_ns);
-    [[nodiscard]] std::uint8_t read_plain(std::uint8_t reg) const;
     [[nodiscard]] std::uint8_t read_identity(std::uint8_t reg, std::uint64_t now_ns) const;
     [[nodiscard]] bool locked(std::uint64_t now_ns) const;
     [[nodiscard]] std::uint8_t lock_bits(std::uint64_t now_ns) const;

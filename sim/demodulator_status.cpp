@@ -69,6 +69,20 @@ std::uint8_t Demodulator::read_status(std::uint8_t reg, std::uint64_t now_ns) {
             return amplitude();
         case reg::carrier_amplitude_low:
             return 0;
+        case reg::energy_index:
+            return low_byte((regs_.plain[reg] & 0xFCU) | (equaliser_tap() & 3U));
+        case reg::energy_value:
+            return low_byte(equaliser_tap() >> 2U);
+        case reg::mcu_state:
+            return running_ ? acquisition_.mcu_state(now_ns) : reg::mcu_state_boot;
+        default:
+            return read_carrier(reg, now_ns);
+    }
+}
+
+// What is known of the carrier itself.
+std::uint8_t Demodulator::read_carrier(std::uint8_t reg, std::uint64_t now_ns) {
+    switch (reg) {
         case reg::carrier_low:
             return low_byte(carrier_reading(now_ns));
         case reg::carrier_high:
@@ -77,12 +91,6 @@ std::uint8_t Demodulator::read_status(std::uint8_t reg, std::uint64_t now_ns) {
             return low_byte(symbol_rate_reading(now_ns));
         case reg::measured_symbol_rate_high:
             return high_byte(symbol_rate_reading(now_ns));
-        case reg::energy_index:
-            return low_byte((regs_.plain[reg] & 0xFCU) | (equaliser_tap() & 3U));
-        case reg::energy_value:
-            return low_byte(equaliser_tap() >> 2U);
-        case reg::mcu_state:
-            return running_ ? acquisition_.mcu_state(now_ns) : reg::mcu_state_boot;
         default:
             return search_.system == broadcast::System::dvbs ? read_dvbs_status(reg, now_ns)
                                                              : read_dvbs2_status(reg, now_ns);

@@ -129,14 +129,19 @@ void Tuner::write(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns) {
             }
             break;
         case reg::calibration_start:
-            for (Calibration *calibration : {&vco_, &lo_, &filter_, &agc_}) {
-                if (on()) {
-                    calibration->write_start(old, value, now_ns, writes_);
-                }
-            }
+            start_calibrations(old, value, now_ns);
             break;
         default:
             break;
+    }
+}
+
+void Tuner::start_calibrations(std::uint8_t old, std::uint8_t value, std::uint64_t now_ns) {
+    if (!on()) {
+        return;
+    }
+    for (Calibration *calibration : {&vco_, &lo_, &filter_, &agc_}) {
+        calibration->write_start(old, value, now_ns, writes_);
     }
 }
 

@@ -56,6 +56,7 @@ class Tuner {
  private:
     [[nodiscard]] bool on() const;
     void write_power(std::uint8_t value, std::uint64_t now_ns);
+    void start_calibrations(std::uint8_t old, std::uint8_t value, std::uint64_t now_ns);
     [[nodiscard]] std::uint32_t divider() const;
     [[nodiscard]] bool low_band() const;
     [[nodiscard]] double vco_khz() const;
