@@ -13,10 +13,7 @@ Reception::Reception(ChipSession &session, Aim aim, Cancelled cancelled)
     : session_(session), aim_(std::move(aim)), cancelled_(std::move(cancelled)) {
     if (aim_.user_band) {
         const UserBandPlan plan = plan_user_band(*aim_.user_band, aim_.plan, aim_.lnb, Position::a);
-        ds3000_context.unicable_enabled = 1;
-        ds3000_context.unicable_ub_index = aim_.user_band->index;
-        ds3000_context.unicable_ub_freq_mhz = aim_.user_band->frequency_mhz;
-        ds3000_context.unicable_bank = plan.bank;
+        ChipSession::receive_through(*aim_.user_band, plan.bank);
     }
 }
 

@@ -62,6 +62,15 @@ void ChipSession::supply_off() {
     supplied_ = false;
 }
 
+void ChipSession::receive_through(const UserBand &band, std::uint16_t bank) {
+    ds3000_context.unicable_enabled = 1;
+    ds3000_context.unicable_ub_index = band.index;
+    ds3000_context.unicable_ub_freq_mhz = band.frequency_mhz;
+    ds3000_context.unicable_bank = bank;
+}
+
+void ChipSession::receive_directly() { ds3000_context.unicable_enabled = 0; }
+
 bool ChipSession::demodulator_answers() {
     constexpr unsigned attempts = 3;  // one transfer may fail on any bus
     std::uint8_t value = 0;

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
+
 #include "ds3000/hw/driver_record.h"
 #include "host/cable/cable_leg.h"
+#include "host/cable/user_band.h"
 #include "host/terminal/driver_log.h"
 #include "host/terminal/stderr_capture.h"
 
@@ -28,6 +31,11 @@ class ChipSession {
 
     // Switch the supply off; the chips stay awake.
     void supply_off();
+
+    // How the driver is to receive from now on: through a Unicable unit's user band, whose bank is
+    // given too, or from the cable as it is.
+    static void receive_through(const UserBand &band, std::uint16_t bank);
+    static void receive_directly();
 
     // Whether the demodulator can still be read: most of the driver's operations go on without it.
     [[nodiscard]] static bool demodulator_answers();

@@ -74,10 +74,7 @@ void await_lock(UserBandReception &reception, const UserBandPatience &patience) 
 UserBandReception receive_through(ChipSession &session, const UserBand &band,
                                   const UserBandPlan &channel, const TunePlan &plan,
                                   const UserBandPatience &patience) {
-    ds3000_context.unicable_enabled = 1;
-    ds3000_context.unicable_ub_index = band.index;
-    ds3000_context.unicable_bank = channel.bank;
-    ds3000_context.unicable_ub_freq_mhz = band.frequency_mhz;
+    ChipSession::receive_through(band, channel.bank);
     UserBandReception reception;
     for (;;) {
         ++reception.attempts;

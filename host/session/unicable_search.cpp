@@ -3,10 +3,10 @@
 
 #include <algorithm>
 
-#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/diseqc/unicable.h"
 #include "ds3000/scan/user_bands.h"
 #include "host/cable/user_band.h"
+#include "host/session/chip_session.h"
 
 namespace host {
 
@@ -34,7 +34,7 @@ bool has_tone(const FoundBand &band) {
 }  // namespace
 
 std::vector<FoundBand> search_user_bands(const SearchRange &range, bool send_command) {
-    ds3000_context.unicable_enabled = 0;
+    ChipSession::receive_directly();
     const unsigned span_mhz = range.to_mhz - range.from_mhz;
     std::vector<ub_entry> entries(span_mhz / sweep_step_mhz + 1);
     ub_detect(range.from_mhz, range.to_mhz, entries.data(), send_command ? 1 : 0);
