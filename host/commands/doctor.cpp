@@ -205,9 +205,9 @@ std::unique_ptr<ChipRig> open_rig(const Program &program, Findings &findings) {
 ExitStatus run_doctor(Program &program, const DoctorOptions &options) {
     program.honour_only("doctor", {"board", "lnb", "switch", "trace", "driver-log", "real-time"});
     if (options.user_band && program.options.switch_port != 0) {
-        throw Failure(ExitStatus::usage,
-                      "--user-band and --switch exclude each other: a Unicable unit stands in the "
-                      "switch's place");
+        refuse_usage(
+            "--user-band and --switch exclude each other: a Unicable unit stands in the switch's "
+            "place");
     }
     const auto target = named_target(options, program.console);
     const GlobalOptions global =

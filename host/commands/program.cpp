@@ -8,6 +8,8 @@
 
 namespace host {
 
+void refuse_usage(const std::string &why) { throw Failure(ExitStatus::usage, why); }
+
 Program Program::with(const GlobalOptions &other) const {
     return {given, other, console, interrupt, replay_report};
 }
@@ -20,8 +22,7 @@ void Program::honour_only(std::string_view command,
         const auto is_it = [&option](std::string_view known) { return known == option.name; };
         if (std::none_of(names.begin(), names.end(), is_it) &&
             std::none_of(always.begin(), always.end(), is_it)) {
-            throw Failure(ExitStatus::usage, fmt::format("{} has no use for --{}; leave it out",
-                                                         command, option.name));
+            refuse_usage(fmt::format("{} has no use for --{}; leave it out", command, option.name));
         }
     }
 }

@@ -34,6 +34,9 @@ struct GlobalOptions {
     std::optional<std::string> driver_log;
 };
 
+// What the command line asks for makes no sense. Throws Failure (usage).
+[[noreturn]] void refuse_usage(const std::string &why);
+
 // What every command works with.
 struct Program {
     const GivenCommands &given;

@@ -15,12 +15,10 @@ namespace host {
 
 namespace {
 
-[[noreturn]] void usage(const std::string &message) { throw Failure(ExitStatus::usage, message); }
-
 broadcast::Polarisation parse_polarisation(const std::string &text) {
     const auto polarisation = broadcast::polarisation_named(text);
     if (!polarisation) {
-        usage(fmt::format("'{}' is no polarisation; write H, V, L or R", text));
+        refuse_usage(fmt::format("'{}' is no polarisation; write H, V, L or R", text));
     }
     return *polarisation;
 }
@@ -31,14 +29,14 @@ broadcast::System parse_system(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     if (text != "dvbs" && text != "dvbs2") {
-        usage(fmt::format("'{}' is no delivery system; write dvbs or dvbs2", given));
+        refuse_usage(fmt::format("'{}' is no delivery system; write dvbs or dvbs2", given));
     }
     return text == "dvbs2" ? broadcast::System::dvbs2 : broadcast::System::dvbs;
 }
 
 Target target_by_numbers(std::string_view command, const TargetOptions &options, Console &console) {
     if (!options.frequency || !options.polarisation || !options.symbol_rate || !options.system) {
-        usage(fmt::format(
+        refuse_usage(fmt::format(
             "{} needs TABLE and a row, or all of --frequency, --polarisation, --symbol-rate and "
             "--system",
             command));
@@ -58,10 +56,10 @@ Target target_by_numbers(std::string_view command, const TargetOptions &options,
 
 Target target_in_table(std::string_view command, const TargetOptions &options) {
     if (options.frequency || options.polarisation || options.symbol_rate || options.system) {
-        usage(fmt::format("{} takes TABLE and a row, or numbers, not both", command));
+        refuse_usage(fmt::format("{} takes TABLE and a row, or numbers, not both", command));
     }
     if (!options.selector) {
-        usage(fmt::format(
+        refuse_usage(fmt::format(
             "{} TABLE needs a row: its name, its number or a frequency with the polarisation's "
             "letter, 11494H say",
             command));

@@ -5,14 +5,13 @@
 
 #include "host/cable/describe.h"
 #include "host/cable/frequency.h"
+#include "host/commands/no_lock.h"
 #include "host/session/rig.h"
 #include "host/tables/catalogue.h"
 
 namespace host {
 
 namespace {
-
-[[noreturn]] void usage(const std::string &message) { throw Failure(ExitStatus::usage, message); }
 
 // The result as it grows: what was asked for, what became of it.
 Json begin_result(const Target &target, const broadcast::Lnb &lnb, const TunePlan &plan) {
@@ -84,15 +83,6 @@ void refuse_answer(TuneAnswer answer, const TunePlan &plan) {
     }
 }
 
-// A simulated world knows why; a real one does not say.
-void explain_no_lock(HostBoard &board, Json &result) {
-    if (SimulatedBoard *simulated = board.simulated()) {
-        const sim::Verdict verdict = simulated->receiver().verdict();
-        result["reason"] = to_string(verdict.reason);
-        result["explanation"] = verdict.text;
-    }
-}
-
 void point_dish(Rig &rig, const Program &program, const Target &target) {
     SimulatedBoard *simulated = rig.board().simulated();
     if (target.table) {
@@ -132,7 +122,7 @@ ExitStatus tune_channel(Program &program, const TuneOptions &options, const Targ
             result["quality_db"] = signal.quality_db;
         } else {
             result["waited_ms"] = waited_ms;
-            explain_no_lock(rig.board(), result);
+            result.update(explain_no_lock(rig.board()));
         }
         result["strength_percent"] = signal.strength_percent;
         write_result(output, result, target, lnb, plan);
@@ -175,12 +165,12 @@ ExitStatus show_plan(Program &program, const Target &target) {
 
 ExitStatus run_tune(Program &program, const TuneOptions &options) {
     if (options.keep_lnb_power) {
-        usage(
+        refuse_usage(
             "--keep-lnb-power cannot be honoured: the plug-in switches the LNB supply off when it "
             "is finalized, and a receiver that skips that leaves the chips running");
     }
     if (options.show_plan && options.timeout_given) {
-        usage("tune --show-plan has no use for --timeout; leave it out");
+        refuse_usage("tune --show-plan has no use for --timeout; leave it out");
     }
     const Target target = find_target("tune", options.target, program.console);
     const GlobalOptions global = at_port_of(target, program.options);

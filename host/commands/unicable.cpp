@@ -38,10 +38,10 @@ SearchRange parse_range(const UnicableDetectOptions &options) {
     constexpr unsigned first_step_mhz = 15;
     const SearchRange range{parse_if_mhz("--from", options.from), parse_if_mhz("--to", options.to)};
     if (range.from_mhz + first_step_mhz >= range.to_mhz) {
-        throw Failure(ExitStatus::usage,
-                      fmt::format("{} to {} MHz is no range to search: the first measurement is "
-                                  "{} MHz above the beginning",
-                                  range.from_mhz, range.to_mhz, first_step_mhz));
+        refuse_usage(
+            fmt::format("{} to {} MHz is no range to search: the first measurement is "
+                        "{} MHz above the beginning",
+                        range.from_mhz, range.to_mhz, first_step_mhz));
     }
     return range;
 }

@@ -7,6 +7,7 @@
 #include "host/cable/describe.h"
 #include "host/cable/frequency.h"
 #include "host/cable/user_band.h"
+#include "host/commands/no_lock.h"
 #include "host/session/rig.h"
 #include "host/session/unicable_reception.h"
 #include "host/session/unicable_search.h"
@@ -116,15 +117,6 @@ Json plan_json(const TunePlan &plan) {
             {"symbol_rate_ksps", plan.symbol_rate_ksps}};
 }
 
-// A simulated world knows why; a real one does not say.
-void explain_no_lock(HostBoard &board, Json &result) {
-    if (SimulatedBoard *simulated = board.simulated()) {
-        const sim::Verdict verdict = simulated->receiver().verdict();
-        result["reason"] = to_string(verdict.reason);
-        result["explanation"] = verdict.text;
-    }
-}
-
 Json make_result(const Plan &plan, const UserBand &band, const UserBandPlan &channel,
                  const UserBandReception &reception, HostBoard &board) {
     Json result{{"schema", "ds3000.unicable-tune/1"}};
@@ -141,7 +133,7 @@ Json make_result(const Plan &plan, const UserBand &band, const UserBandPlan &cha
         result["quality_db"] = reception.quality_db;
     } else {
         result["waited_ms"] = reception.waited_ms;
-        explain_no_lock(board, result);
+        result.update(explain_no_lock(board));
     }
     result["strength_percent"] = reception.strength_percent;
     if (reception.signal) {
