@@ -27,6 +27,7 @@ set(ds3000_public_headers
   ds3000/scan/scan_control.h
   ds3000/scan/scan_list.h
   ds3000/scan/scan_request.h
+  ds3000/scan/spectrum_look.h
   ds3000/scan/spectrum_search.h
   ds3000/scan/user_bands.h
   ds3000/scan/verification.h
@@ -56,6 +57,7 @@ set(ds3000_sources
   ds3000/scan/peak_filter.cpp
   ds3000/scan/scan_control.cpp
   ds3000/scan/scan_list.cpp
+  ds3000/scan/spectrum_look.cpp
   ds3000/scan/spectrum_search.cpp
   ds3000/scan/user_bands.cpp
   ds3000/scan/verification.cpp

@@ -25,7 +25,6 @@ namespace ds3000 {
 namespace {
 
 constexpr std::int32_t last_step_khz = 2149000;
-constexpr std::uint32_t search_filter_ksps = 40000;  // the tuner's filter at its widest
 constexpr std::int32_t least_advance_khz = 8000;
 constexpr std::int32_t blank_advance_khz = 36000;  // where the engine sees nothing at all
 constexpr std::int32_t compaction_limit_khz = 9999000;

@@ -10,6 +10,9 @@
 
 namespace ds3000 {
 
+// The tuner's filter at its widest, for looking at the spectrum.
+inline constexpr std::uint32_t search_filter_ksps = 40000;
+
 // The one field of the scan that another thread writes.
 inline bool scan_cancelled() {
     return std::atomic_ref(ds3000_context.scan_cancel).load(std::memory_order_relaxed) != 0;
