@@ -274,7 +274,7 @@ void Examination::measure_quality() {
 void Examination::measure_carrier() {
     std::int32_t delta_khz = 0;
     ds3000_get_carrier_offset_delta(&delta_khz);
-    if (ds3000_context.spectrum_inverted == 1 && ds3000_context.chip_type == CHIP_DS300X) {
+    if (ds3000_sees_inverted_spectrum() != 0) {
         delta_khz = -delta_khz;
     }
     const std::int32_t above_khz = delta_khz - static_cast<std::int32_t>(aim().plan.residual_khz);

@@ -7,30 +7,16 @@
 #include <algorithm>
 #include <array>
 
-#include "ds3000/chip/ds3000_context.h"
-#include "ds3000/demod/carrier.h"
-#include "ds3000/scan/scan_control.h"
-#include "ds3000/scan/scan_request.h"
-#include "ds3000/scan/spectrum_search.h"
+#include "ds3000/scan/spectrum_look.h"
 
 namespace host {
 
 namespace {
 
-constexpr std::uint16_t most_peaks = 31;              // that the engine reports
-constexpr std::uint32_t widest_filter_ksps = 40'000;  // as a blind scan tunes
 constexpr std::uint32_t near_khz = 2'000;
 constexpr std::uint32_t same_place_khz = 1'000;
 
 std::uint32_t distance(std::uint32_t a, std::uint32_t b) { return a > b ? a - b : b - a; }
-
-void tune_for_a_look(std::uint32_t if_khz) {
-    ds3000_context.tuner_ops.tuner_set_frequency(if_khz, widest_filter_ksps, 0);
-    const std::int32_t offset_khz = ds3000_context.tuner_ops.tuner_get_offset();
-    const bool negated =
-        ds3000_context.spectrum_inverted == 1 && ds3000_context.chip_type == CHIP_DS300X;
-    ds3000_set_carrier_offset(negated ? -offset_khz : offset_khz);
-}
 
 // Whether all but one in five of some peaks are among others.
 bool mostly_within(const std::vector<SpectrumPeak> &some, const std::vector<SpectrumPeak> &others) {
@@ -54,22 +40,10 @@ bool SpectrumPeak::suits(std::uint32_t wanted_if_khz, std::uint32_t wanted_ksps)
 }
 
 std::vector<SpectrumPeak> peaks_near(std::uint32_t if_mhz) {
-    std::array<scan_candidate, most_peaks + 1> list{};
-    blind_scan_request request{.passes = 1,
-                               .algorithm = SCAN_ALGO_SWEEP,
-                               .locked_count = 0,
-                               .capacity = most_peaks,
-                               .candidates = list.data()};
-    const std::uint32_t if_khz = if_mhz * 1000;
-    ds3000_set_scan_cancel(0);
-    ds3000_context.scan_passes = 1;
-    ds3000_context.scan_count = 0;
-    ds3000_context.scan_center_khz = if_khz;
-    ds3000_blind_scan_setup(0);
-    tune_for_a_look(if_khz);
-    ds3000_blind_scan_read_peaks(&request, if_khz, 0);
+    std::array<scan_candidate, SPECTRUM_PEAKS + 1> list{};
+    std::uint16_t count = 0;
+    ds3000_look_at_spectrum(if_mhz * 1000, list.data(), &count);
     std::vector<SpectrumPeak> peaks;
-    const std::size_t count = std::min<std::size_t>(ds3000_context.scan_count, most_peaks);
     for (std::size_t i = 0; i < count; ++i) {
         peaks.push_back({list.at(i).frequency_khz, list.at(i).symbol_rate});
     }
