@@ -146,7 +146,7 @@ void examine_session(ChipRig &rig, const Program &program, const DoctorOptions &
         findings.skip("lock", "no transponder is named; name one to have its reception examined");
         return;
     }
-    Reception reception(session, *aim, [&program] { return program.interrupt.requested(); });
+    TrialReception reception(session, *aim, [&program] { return program.interrupt.requested(); });
     examine_reception(findings, reception, times_of(options));
 }
 

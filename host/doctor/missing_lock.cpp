@@ -37,7 +37,7 @@ Finding explanation(const char *step, const char *cause, std::string measured, s
 
 class MissingLock {
  public:
-    MissingLock(Findings &findings, Reception &reception)
+    MissingLock(Findings &findings, TrialReception &reception)
         : findings_(findings), reception_(reception) {}
 
     void explain();
@@ -64,7 +64,7 @@ class MissingLock {
     std::vector<SpectrumPeak> look_along(const CableLeg &leg);
 
     Findings &findings_;
-    Reception &reception_;
+    TrialReception &reception_;
     bool explained_ = false;
     std::vector<SpectrumPeak> peaks_;  // near the aim
 };
@@ -261,7 +261,7 @@ Finding MissingLock::judge_signal() {
 
 }  // namespace
 
-void explain_missing_lock(Findings &findings, Reception &reception) {
+void explain_missing_lock(Findings &findings, TrialReception &reception) {
     MissingLock(findings, reception).explain();
 }
 

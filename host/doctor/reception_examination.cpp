@@ -89,7 +89,7 @@ diseqc_message message_for(const CableLeg &leg) {
 
 class Examination {
  public:
-    Examination(Findings &findings, Reception &reception, const WaitingTimes &times)
+    Examination(Findings &findings, TrialReception &reception, const WaitingTimes &times)
         : findings_(findings), reception_(reception), times_(times) {}
 
     void run();
@@ -110,7 +110,7 @@ class Examination {
     TrialOutcome sleep_and_wake(bool &registers_kept);
 
     Findings &findings_;
-    Reception &reception_;
+    TrialReception &reception_;
     WaitingTimes times_;
     bool locked_ = false;
 };
@@ -395,7 +395,7 @@ void Examination::go_through_standby() {
 
 }  // namespace
 
-void examine_reception(Findings &findings, Reception &reception, const WaitingTimes &times) {
+void examine_reception(Findings &findings, TrialReception &reception, const WaitingTimes &times) {
     Examination(findings, reception, times).run();
 }
 

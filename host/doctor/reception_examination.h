@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "host/doctor/findings.h"
-#include "host/doctor/reception.h"
+#include "host/doctor/trial_reception.h"
 
 namespace host {
 
@@ -17,6 +17,6 @@ struct WaitingTimes {
 
 // Examine everything beyond the chips: the cable, the dish, the transponder, and a standby. Goes on
 // after a failure, and looks for a reason when there is no lock.
-void examine_reception(Findings &findings, Reception &reception, const WaitingTimes &times);
+void examine_reception(Findings &findings, TrialReception &reception, const WaitingTimes &times);
 
 }  // namespace host

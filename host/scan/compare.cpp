@@ -116,9 +116,9 @@ std::string sight_of(const broadcast::Transponder &row, const std::vector<SeenLe
                                format_ksps(other.symbol_rate));
         }
     }
-    const Peak *nearest = nullptr;
+    const SeenPeak *nearest = nullptr;
     for (const SeenLeg &seen : legs) {
-        for (const Peak &peak : seen.peaks) {
+        for (const SeenPeak &peak : seen.peaks) {
             if (seen.leg.cable.voltage_18v == is_selected_by_18v(row.polarisation) &&
                 is_near(peak.frequency_khz, peak.symbol_rate_ksps) &&
                 (nearest == nullptr ||

@@ -49,7 +49,7 @@ Comparison compare(const Table &table, const std::vector<ScanLeg> &legs,
 // What the scan saw of a leg's spectrum.
 struct SeenLeg {
     const ScanLeg &leg;
-    const std::vector<Peak> &peaks;
+    const std::vector<SeenPeak> &peaks;
 };
 
 // Add what the simulated world knows of each row, from the dishes of the ports scanned.

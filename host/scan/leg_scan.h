@@ -21,7 +21,7 @@ struct ScanSettings {
 constexpr std::uint16_t most_candidates = 1000;
 
 // A candidate as the spectrum showed it.
-struct Peak {
+struct SeenPeak {
     std::uint32_t frequency_khz = 0;  // downlink
     std::uint32_t symbol_rate_ksps = 0;
 };
@@ -29,10 +29,10 @@ struct Peak {
 // What a leg came to.
 struct LegResult {
     std::vector<FoundTransponder> found;
-    std::vector<Peak> peaks;    // every plausible one, repeated ones included
-    unsigned candidates = 0;    // that the list took
-    std::uint64_t time_ms = 0;  // of the receiver
-    bool complete = false;      // not cancelled
+    std::vector<SeenPeak> peaks;  // every plausible one, repeated ones included
+    unsigned candidates = 0;      // that the list took
+    std::uint64_t time_ms = 0;    // of the receiver
+    bool complete = false;        // not cancelled
 };
 
 // How far a leg has come.

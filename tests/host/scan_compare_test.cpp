@@ -163,7 +163,7 @@ class ScanExplain : public ScanCompare {
     }
 
     std::size_t on_the_air = 1;
-    std::vector<host::Peak> peaks;
+    std::vector<host::SeenPeak> peaks;
 };
 
 TEST_F(ScanExplain, found_row_needs_no_cause) {

@@ -150,7 +150,7 @@ TEST_F(LegScan, oscillator_above_turns_the_frequencies_round) {
     EXPECT_NEAR(result.found[0].if_khz, 1'425'000, 20);
     EXPECT_EQ(result.found[0].signal.inverted, true);
     ASSERT_FALSE(result.peaks.empty());
-    for (const host::Peak &peak : result.peaks) {
+    for (const host::SeenPeak &peak : result.peaks) {
         EXPECT_NEAR(peak.frequency_khz, 3'725'000, 300);
     }
 }

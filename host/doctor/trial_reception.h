@@ -36,12 +36,12 @@ struct TrialOutcome {
 
 // Receiving the aim, or something in its place, with the chip layer as the driver's worker thread
 // does it.
-class Reception {
+class TrialReception {
  public:
     using Cancelled = std::function<bool()>;
 
     // Tells the driver about the Unicable unit, if the aim has one.
-    Reception(ChipSession &session, Aim aim, Cancelled cancelled);
+    TrialReception(ChipSession &session, Aim aim, Cancelled cancelled);
 
     [[nodiscard]] ChipSession &session() { return session_; }
     [[nodiscard]] const Aim &aim() const { return aim_; }

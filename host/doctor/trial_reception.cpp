@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/doctor/reception.h"
+#include "host/doctor/trial_reception.h"
 
 #include <utility>
 
@@ -9,7 +9,7 @@
 
 namespace host {
 
-Reception::Reception(ChipSession &session, Aim aim, Cancelled cancelled)
+TrialReception::TrialReception(ChipSession &session, Aim aim, Cancelled cancelled)
     : session_(session), aim_(std::move(aim)), cancelled_(std::move(cancelled)) {
     if (aim_.user_band) {
         const UserBandPlan plan = plan_user_band(*aim_.user_band, aim_.plan, aim_.lnb, Position::a);
@@ -17,17 +17,17 @@ Reception::Reception(ChipSession &session, Aim aim, Cancelled cancelled)
     }
 }
 
-ReceptionWay Reception::aimed_way() const {
+ReceptionWay TrialReception::aimed_way() const {
     // A Unicable unit needs no voltage, tone or switch to choose anything.
     return {aim_.user_band ? CableLeg{} : leg_of(aim_.plan), aim_.plan.freq_mhz,
             aim_.plan.standard};
 }
 
-std::uint32_t Reception::place_khz() const {
+std::uint32_t TrialReception::place_khz() const {
     return aim_.user_band ? std::uint32_t{aim_.user_band->frequency_mhz} * 1000 : aim_.plan.if_khz;
 }
 
-TrialOutcome Reception::try_lock(const ReceptionWay &way, std::uint64_t timeout_ms) {
+TrialOutcome TrialReception::try_lock(const ReceptionWay &way, std::uint64_t timeout_ms) {
     // Without firmware no search ever begins; so many polls of 100 ms each prove it.
     constexpr int polls_for_a_search = 5;
     session_.select(way.leg);
