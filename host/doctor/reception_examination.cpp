@@ -247,14 +247,14 @@ void Examination::look_for_lock() {
 void Examination::measure_quality() {
     constexpr std::uint64_t settling_ms = 300;
     pause_ms(settling_ms);
-    const int snr_db = measure_quality_db();
+    const int quality_db = measure_quality_db();
     const SignalInfo info = read_signal_info();
     const auto threshold_db = needed_db(info);
     Finding finding{.step = "quality"};
-    finding.values = {{"snr_db", snr_db}};
-    finding.measured = fmt::format("{}; {} dB", summary(info), snr_db);
+    finding.values = {{"quality_db", quality_db}};
+    finding.measured = fmt::format("{}; {} dB", summary(info), quality_db);
     if (threshold_db) {
-        const double margin_db = snr_db - *threshold_db;
+        const double margin_db = quality_db - *threshold_db;
         finding.values["threshold_db"] = rounded(*threshold_db);
         finding.measured +=
             fmt::format(", {:.1f} dB above what this modulation and code rate need", margin_db);

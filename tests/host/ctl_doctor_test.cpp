@@ -68,7 +68,7 @@ TEST_F(CtlDoctor, finds_the_built_in_world_healthy) {
                                             "firmware", "lnb_supply", "diseqc", "lock", "quality",
                                             "carrier", "watch", "standby"));
     EXPECT_LE(step(result, "lock").at("values").at("lock_ms"), 500);
-    EXPECT_GE(step(result, "quality").at("values").at("snr_db"), 15);
+    EXPECT_GE(step(result, "quality").at("values").at("quality_db"), 15);
 }
 
 TEST_F(CtlDoctor, finds_every_chip_healthy) {
@@ -182,7 +182,7 @@ TEST_F(CtlDoctor, warns_of_a_lock_with_little_margin) {
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(result.at("result"), "warning");
     EXPECT_EQ(result.at("diagnosis"), "weak_signal");
-    EXPECT_NEAR(step(result, "quality").at("values").at("snr_db").get<int>(), 7.5, 0.6);
+    EXPECT_NEAR(step(result, "quality").at("values").at("quality_db").get<int>(), 7.5, 0.6);
     EXPECT_NEAR(step(result, "quality").at("values").at("threshold_db").get<double>(), 6.62, 0.001);
 }
 
