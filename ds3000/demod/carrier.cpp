@@ -7,6 +7,7 @@
 #include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/register_access.h"
+#include "ds3000/hw/register_byte.h"
 
 namespace ds3000 {
 
@@ -16,18 +17,15 @@ namespace {
 constexpr std::int32_t reference_khz = 96000;
 
 // Which carrier the offset registers show. The selection's other bits stay.
-std::int32_t read_carrier(std::uint8_t select_register, std::uint8_t selection, std::uint8_t &low,
-                          std::uint8_t &high) {
+std::int32_t read_carrier(std::uint8_t select_register, std::uint8_t selection, demod_byte &low,
+                          demod_byte &high) {
     demod_write(reg::carrier_select, static_cast<std::uint8_t>(select_register | selection));
-    demod_read(reg::carrier_low, &low);
-    demod_read(reg::carrier_high, &high);
-    return signed_word(high, low);
+    const std::uint8_t low_bits = low.read(reg::carrier_low);
+    return signed_word(high.read(reg::carrier_high), low_bits);
 }
 
 std::uint8_t read_carrier_select() {
-    std::uint8_t select = 0;
-    demod_read(reg::carrier_select, &select);
-    return static_cast<std::uint8_t>(select & ~reg::carrier_select_mask);
+    return demod_byte().read(reg::carrier_select) & ~reg::carrier_select_mask;
 }
 
 // Steps to kHz, truncated toward zero; the product wraps at 32 bits.
@@ -78,16 +76,16 @@ int32_t ds3000_set_symbol_rate(uint32_t symbol_rate_ksps) {
 }
 
 int32_t ds3000_get_carrier_offset(int32_t *offset_khz) {
-    std::uint8_t low = 0;
-    std::uint8_t high = 0;
+    demod_byte low;
+    demod_byte high;
     *offset_khz =
         khz_of_steps(read_carrier(read_carrier_select(), reg::carrier_programmed, low, high));
     return DS3000_OK;
 }
 
 int32_t ds3000_get_carrier_offset_delta(int32_t *offset_khz) {
-    std::uint8_t low = 0;
-    std::uint8_t high = 0;
+    demod_byte low;
+    demod_byte high;
     const std::uint8_t select = read_carrier_select();
     const std::int32_t programmed = read_carrier(select, reg::carrier_programmed, low, high);
     const std::int32_t measured = read_carrier(select, reg::carrier_measured, low, high);
@@ -96,10 +94,8 @@ int32_t ds3000_get_carrier_offset_delta(int32_t *offset_khz) {
 }
 
 int32_t ds3000_get_symbol_rate(int32_t *symbol_rate_ksps) {
-    std::uint8_t low = 0;
-    std::uint8_t high = 0;
-    demod_read(reg::measured_symbol_rate_low, &low);
-    demod_read(reg::measured_symbol_rate_high, &high);
+    const std::uint8_t low = demod_byte().read(reg::measured_symbol_rate_low);
+    const std::uint8_t high = demod_byte().read(reg::measured_symbol_rate_high);
     // The product's 32 bits are read as signed: register values of 22370 and above come back
     // negative, and callers take them so.
     *symbol_rate_ksps = wrap_multiply((high << 8U) | low, reference_khz) >> 16U;

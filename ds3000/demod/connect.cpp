@@ -14,7 +14,7 @@
 #include "ds3000/diseqc/unicable.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/register_access.h"
-#include "ds3000/hw/register_update.h"
+#include "ds3000/hw/register_byte.h"
 
 namespace ds3000 {
 
@@ -25,7 +25,7 @@ struct programming {
     std::int32_t symbol_rate_ksps;
     std::uint32_t standard;
     std::uint8_t ts_mode = 3;
-    std::uint8_t byte = 0;  // the working byte of the register reads
+    demod_byte byte{};
 
     [[nodiscard]] bool dvbs2() const { return standard == STANDARD_DVBS2; }
 };
@@ -56,9 +56,7 @@ void program_ts_clock(const programming &p) {
     ds3000_set_master_clock(static_cast<std::int32_t>(clock_khz));
 }
 
-void put_dvbs2_mode(programming &p) {
-    demod_put_bits(reg::mode, p.byte, reg::mode_dvbs2, p.dvbs2());
-}
+void put_dvbs2_mode(programming &p) { p.byte.put(reg::mode, reg::mode_dvbs2, p.dvbs2()); }
 
 void put_board_options_where_present(programming &p) {
     if (is_ds310x()) {
@@ -67,16 +65,13 @@ void put_board_options_where_present(programming &p) {
 }
 
 void mirror_ts_mode() {
-    std::uint8_t mode = 0;
-    std::uint8_t mirror = 0;
-    demod_read(reg::ts_mode, &mode);
-    demod_read(reg::ts_mirror, &mirror);
-    demod_write(reg::ts_mirror, static_cast<std::uint8_t>((mirror & 0xFE) | ((mode >> 3U) & 1U)));
+    const std::uint8_t mode = demod_byte().read(reg::ts_mode);
+    demod_byte().put(reg::ts_mirror, bit(0), is_set(mode, bit(3)));
 }
 
-void set_reg25_bit3(programming &p) { demod_set_bits(reg::reg_25, p.byte, bit(3)); }
+void set_reg25_bit3(programming &p) { p.byte.set(reg::reg_25, bit(3)); }
 
-void put_reg27_bit4(programming &p) { demod_put_bits(reg::reg_27, p.byte, bit(4), p.ts_mode != 1); }
+void put_reg27_bit4(programming &p) { p.byte.put(reg::reg_27, bit(4), p.ts_mode != 1); }
 
 void program_search(std::uint8_t c3, std::uint8_t c8, std::uint8_t c4, std::uint8_t c7) {
     demod_write(reg::reg_c3, c3);
@@ -108,7 +103,7 @@ void program_scan_search(std::int32_t symbol_rate_ksps) {
 void program_symbol_rate(programming &p) {
     ds3000_set_symbol_rate(static_cast<std::uint32_t>(p.symbol_rate_ksps));
     ds3000_set_reg56_bit0(1);
-    demod_clear_bits(reg::reg_76, p.byte, bit(7));
+    p.byte.clear(reg::reg_76, bit(7));
 }
 
 // These return how far above the request the front end came to stand, on purpose or by the Unicable
@@ -152,10 +147,9 @@ void update_spectrum_inversion() {
         ds3000_context.unicable_enabled ^ ds3000_context.board_iq_swap;
 }
 
-void put_board_options(std::uint8_t &byte) {
-    demod_put_bits(reg::spectrum, byte, reg::spectrum_invert,
-                   ds3000_context.spectrum_inverted == 1);
-    demod_put_bits(reg::reg_30, byte, reg::reg_30_bit4, ds3000_context.reg30_bit4_enable == 1);
+void put_board_options(demod_byte &byte) {
+    byte.put(reg::spectrum, reg::spectrum_invert, ds3000_context.spectrum_inverted == 1);
+    byte.put(reg::reg_30, reg::reg_30_bit4, ds3000_context.reg30_bit4_enable == 1);
 }
 
 void program_low_rate_dvbs2() {
@@ -175,7 +169,7 @@ int32_t ds3000_connect(uint32_t frequency_mhz, int32_t symbol_rate_ksps, uint32_
     if (!is_known_chip()) {
         return DS3000_UNKNOWN_CHIP;
     }
-    std::uint8_t byte = 0;
+    demod_byte byte;
     release_held_mcu(byte);
     ds3000_context.standard =
         standard_code == STANDARD_AUTO ? std::uint32_t{STANDARD_DVBS} : standard_code;
@@ -204,8 +198,8 @@ int32_t ds3000_program_standard(int32_t symbol_rate_ksps, uint32_t standard) {
     mirror_ts_mode();
     demod_write(reg::reg_33, 0x99);
     // Two updates of the same register, each on the bus.
-    demod_clear_bits(reg::reg_29, p.byte, bit(7));
-    demod_clear_bits(reg::reg_29, p.byte, bit(4));
+    p.byte.clear(reg::reg_29, bit(7));
+    p.byte.clear(reg::reg_29, bit(4));
     set_reg25_bit3(p);
     put_reg27_bit4(p);
     program_connect_search(symbol_rate_ksps);
@@ -240,8 +234,8 @@ int32_t ds3000_soft_reset(void) {
 }
 
 int32_t ds3000_set_reg56_bit0(uint32_t mode) {
-    std::uint8_t byte = 0;
-    demod_put_bits(reg::reg_56, byte, bit(0), mode != 1);
+    demod_byte byte;
+    byte.put(reg::reg_56, bit(0), mode != 1);
     return DS3000_OK;
 }
 

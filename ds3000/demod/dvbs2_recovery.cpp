@@ -53,26 +53,24 @@ void adjust_qpsk_loop() {
     demod_write(reg::loop_b, 0x88);
 }
 
-void adjust_ds300x_loop(std::uint8_t &byte) {
-    demod_read(reg::lock_status, &byte);
-    if (!is_set(byte, reg::lock_status_header)) {
+void adjust_ds300x_loop(demod_byte &byte) {
+    if (!is_set(byte.read(reg::lock_status), reg::lock_status_header)) {
         return;
     }
-    demod_read(reg::modcod, &byte);
-    const std::uint8_t modulation = field_get(byte, 7, 6);
+    const std::uint8_t modcod = byte.read(reg::modcod);
+    const std::uint8_t modulation = field_get(modcod, 7, 6);
     if (modulation == field_8psk) {
-        adjust_8psk_loop(byte);
+        adjust_8psk_loop(modcod);
     } else if (modulation == field_qpsk) {
         adjust_qpsk_loop();
     }
 }
 
 // One value of the read-out: 10 bits, signed, in two registers.
-std::int32_t read_energy_part(std::uint8_t index, std::uint8_t &low, std::uint8_t &high) {
+std::int32_t read_energy_part(std::uint8_t index, demod_byte &low, demod_byte &high) {
     demod_write(reg::energy_index, static_cast<std::uint8_t>(4U * index));
-    demod_read(reg::energy_index, &low);
-    demod_read(reg::energy_value, &high);
-    const std::int32_t value = (4 * high) | (low & 3);
+    const std::uint8_t low_bits = low.read(reg::energy_index) & 3;
+    const std::int32_t value = (4 * high.read(reg::energy_value)) | low_bits;
     return value >= 512 ? value - 1024 : value;
 }
 
@@ -80,8 +78,8 @@ std::int32_t read_energy_part(std::uint8_t index, std::uint8_t &low, std::uint8_
 bool energy_is_spread() {
     constexpr std::uint8_t taps = 21;
     constexpr std::uint8_t centre = 10;
-    std::uint8_t low = 0;
-    std::uint8_t high = 0;
+    demod_byte low;
+    demod_byte high;
     std::int32_t centre_energy = 0;
     std::int32_t side_energy = 0;
     for (std::uint8_t tap = 0; tap < taps; ++tap) {
@@ -99,22 +97,15 @@ void reset_decoder() {
 }
 
 // Each register is read only when everything before it calls for the recovery.
-bool recovery_is_due(std::uint8_t &byte) {
-    demod_read(reg::reg_76, &byte);
-    if (is_set(byte, bit(6)) || ds3000_context.s2_recovery_done != 0) {
-        return false;
-    }
-    demod_read(reg::mcu_state, &byte);
-    if ((byte & 0x3F) < 33) {
-        return false;
-    }
-    demod_read(reg::modcod, &byte);
-    return !is_set(byte, reg::modcod_pilots) && energy_is_spread();
+bool recovery_is_due(demod_byte &byte) {
+    return !is_set(byte.read(reg::reg_76), bit(6)) && ds3000_context.s2_recovery_done == 0 &&
+           (byte.read(reg::mcu_state) & 0x3F) >= 33 &&
+           !is_set(byte.read(reg::modcod), reg::modcod_pilots) && energy_is_spread();
 }
 
 }  // namespace
 
-void help_dvbs2_lock(std::uint8_t &byte) {
+void help_dvbs2_lock(demod_byte &byte) {
     if (ds3000_context.chip_type == CHIP_DS300X) {
         adjust_ds300x_loop(byte);
     } else if (recovery_is_due(byte)) {

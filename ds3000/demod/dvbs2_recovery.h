@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstdint>
+#include "ds3000/hw/register_byte.h"
 
 namespace ds3000 {
 
@@ -9,7 +9,6 @@ namespace ds3000 {
 // DS300X: once the frame header is decoded, set two loop registers to the received MODCOD.
 // Other chips: once per connect, when the search is far enough and the received energy is spread
 // too widely, reset the decoder (1000 us).
-// Reads go through the calling operation's working byte.
-void help_dvbs2_lock(std::uint8_t &byte);
+void help_dvbs2_lock(demod_byte &byte);
 
 }  // namespace ds3000

@@ -36,11 +36,11 @@ void switch_standard() {
 
 // What the micro-controller says of a search that has not locked; an automatic request goes on with
 // the other standard when this one is not on the air.
-std::uint32_t follow_search(std::uint8_t &byte) {
+std::uint32_t follow_search(demod_byte &byte) {
     ds3000_context.ts_clock_pending = 1;
-    demod_read(reg::mcu_state, &byte);
-    const bool failed = is_set(byte, reg::mcu_state_search_failed);
-    const bool ended = is_set(byte, reg::mcu_state_search_ended);
+    const std::uint8_t state = byte.read(reg::mcu_state);
+    const bool failed = is_set(state, reg::mcu_state_search_failed);
+    const bool ended = is_set(state, reg::mcu_state_search_ended);
     if (ds3000_context.requested_standard != STANDARD_AUTO) {
         return failed || ended ? LOCK_FAILED : LOCK_SEARCHING;
     }
@@ -92,9 +92,8 @@ int32_t ds3000_poll_lock(uint32_t *lock_state) {
         return DS3000_BAD_ARGUMENT;
     }
     *lock_state = LOCK_SEARCHING;
-    std::uint8_t byte = 0;
-    demod_read(reg::mcu_control, &byte);
-    if (byte == reg::mcu_hold) {
+    demod_byte byte;
+    if (byte.read(reg::mcu_control) == reg::mcu_hold) {
         *lock_state = LOCK_FAILED;
         return DS3000_OK;
     }
@@ -117,7 +116,7 @@ int32_t ds3000_poll_lock(uint32_t *lock_state) {
 }
 
 int32_t ds3000_check_first_lock(uint32_t *lock_state) {
-    std::uint8_t byte = 0;
+    demod_byte byte;
     if (!wait_for_search(byte)) {
         *lock_state = LOCK_FAILED;
         return DS3000_OK;

@@ -12,14 +12,13 @@ namespace ds3000 {
 
 namespace {
 
-bool all_set(std::uint8_t reg, std::uint8_t mask, std::uint8_t &byte) {
-    demod_read(reg, &byte);
-    return (byte & mask) == mask;
+bool all_set(std::uint8_t reg, std::uint8_t mask, demod_byte &byte) {
+    return (byte.read(reg) & mask) == mask;
 }
 
 }  // namespace
 
-bool has_lock(std::uint8_t &byte) {
+bool has_lock(demod_byte &byte) {
     if (ds3000_context.standard == STANDARD_DVBS2) {
         return all_set(reg::lock_status, reg::lock_status_dvbs2, byte);
     }
@@ -27,12 +26,12 @@ bool has_lock(std::uint8_t &byte) {
            all_set(reg::lock_status, reg::lock_status_dvbs, byte);
 }
 
-bool wait_for_search(std::uint8_t &byte) {
+bool wait_for_search(demod_byte &byte) {
     constexpr int checks = 11;
     constexpr std::uint8_t first_search_state = 4;
     for (int check = 1;; ++check) {
-        demod_read(reg::mcu_state, &byte);
-        if (byte != reg::mcu_state_boot && byte >= first_search_state) {
+        const std::uint8_t state = byte.read(reg::mcu_state);
+        if (state != reg::mcu_state_boot && state >= first_search_state) {
             return true;
         }
         if (check == checks) {
@@ -42,13 +41,12 @@ bool wait_for_search(std::uint8_t &byte) {
     }
 }
 
-bool amplitude_is_good(std::uint8_t &byte, amplitude_round round) {
+bool amplitude_is_good(demod_byte &byte, amplitude_round round) {
     int good = 0;
     for (int rounds = 0; rounds < 15; ++rounds) {
-        demod_read(reg::carrier_amplitude, &byte);
-        const auto amplitude = static_cast<std::int8_t>(byte);
+        const auto amplitude = static_cast<std::int8_t>(byte.read(reg::carrier_amplitude));
         if (round == amplitude_round::with_mcu_state) {
-            demod_read(reg::mcu_state, &byte);
+            byte.read(reg::mcu_state);
         }
         if (amplitude < 0) {
             return false;

@@ -44,9 +44,8 @@ void restart_mcu(bool core, std::uint32_t held_us) {
     release(core);
 }
 
-void release_held_mcu(std::uint8_t &byte) {
-    demod_read(reg::mcu_control, &byte);
-    if (byte == reg::mcu_hold) {
+void release_held_mcu(demod_byte &byte) {
+    if (byte.read(reg::mcu_control) == reg::mcu_hold) {
         demod_write(is_ds310x() ? reg::core_reset : reg::core_reset_ds300x, 0x00);
         demod_write(reg::mcu_control, 0x00);
     }

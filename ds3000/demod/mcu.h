@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "ds3000/hw/register_byte.h"
+
 namespace ds3000 {
 
 // The demodulator's micro-controller and core while registers are being programmed. The three
@@ -25,8 +27,8 @@ void release_mcu();
 // 0xB2 = 0x01, 0x00 = 0x01, the wait, 0x00 = 0x00, 0xB2 = 0x00.
 void restart_mcu(bool core, std::uint32_t held_us);
 
-// Read 0xB2 through the calling operation's working byte; when it is exactly 1, let the core
-// (DS300X: 0x05 = 0x00, others: 0x00 = 0x00) and the micro-controller run.
-void release_held_mcu(std::uint8_t &byte);
+// Read 0xB2; when it is exactly 1, let the core (DS300X: 0x05 = 0x00, others: 0x00 = 0x00) and the
+// micro-controller run.
+void release_held_mcu(demod_byte &byte);
 
 }  // namespace ds3000

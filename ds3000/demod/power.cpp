@@ -15,7 +15,7 @@
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/message.h"
 #include "ds3000/hw/register_access.h"
-#include "ds3000/hw/register_update.h"
+#include "ds3000/hw/register_byte.h"
 #include "ds3000/hw/wait.h"
 #include "ds3000/tuner/ts2022.h"
 
@@ -48,7 +48,7 @@ void reset_mcu_and_core() {
     demod_write(reg::global_reset, 0x00);
 }
 
-void select_mode(std::uint8_t mode, std::uint8_t &byte) {
+void select_mode(std::uint8_t mode, demod_byte &byte) {
     constexpr std::uint8_t mode_bits = bit(2) | bit(0);
     std::uint8_t set = bit(0);
     if (mode == 2) {
@@ -56,7 +56,7 @@ void select_mode(std::uint8_t mode, std::uint8_t &byte) {
     } else if (mode == 1) {
         set = bit(2);
     }
-    demod_update(reg::ts_mode, byte, mode_bits, set);
+    byte.update(reg::ts_mode, mode_bits, set);
 }
 
 // The master clock that a mode runs at: in modes 2 and 3 DVB-S2 needs more for higher rates.
@@ -108,13 +108,10 @@ const char *ds3000_chip_name(int32_t chip_type) {
 }
 
 int32_t ds3000_identify(int32_t *chip_type) {
-    std::uint8_t id = 0;
-    std::uint8_t id_high = 0;
-    std::uint8_t control = 0;
     *chip_type = 0;
-    demod_read(reg::chip_id, &id);
-    demod_read(reg::chip_id_high, &id_high);
-    demod_read(reg::mcu_control, &control);
+    const std::uint8_t id = demod_byte().read(reg::chip_id);
+    const std::uint8_t id_high = demod_byte().read(reg::chip_id_high);
+    const std::uint8_t control = demod_byte().read(reg::mcu_control);
     *chip_type = ds3000_chip_type_of(id, id_high, control);
     const char *const name = ds3000_chip_name(*chip_type);
     if (name != nullptr) {
@@ -129,11 +126,11 @@ int32_t ds3000_hard_init(void) {
     if (!is_known_chip()) {
         return DS3000_UNKNOWN_CHIP;
     }
-    std::uint8_t byte = 0;
+    demod_byte byte;
     release_held_mcu(byte);
     ds3000_soft_reset();
     wait_us(1000);
-    demod_set_bits(reg::mode, byte, reg::mode_enable);
+    byte.set(reg::mode, reg::mode_enable);
     forget_channel();
     wait_us(1000);
     return DS3000_OK;
@@ -154,17 +151,17 @@ int32_t ds3000_init(void) {
     }
     ds3000_set_ts_mode(3);
     if (is_ds310x()) {
-        std::uint8_t byte = 0;
+        demod_byte byte;
         put_board_options(byte);
     }
     return DS3000_OK;
 }
 
 int32_t ds3000_wake(void) {
-    std::uint8_t byte = 0;
-    demod_set_bits(reg::mode, byte, reg::mode_enable);
-    demod_clear_bits(reg::reg_04, byte, reg::reg_04_power_down);
-    demod_clear_bits(reg::reg_23, byte, reg::reg_23_power_down);
+    demod_byte byte;
+    byte.set(reg::mode, reg::mode_enable);
+    byte.clear(reg::reg_04, reg::reg_04_power_down);
+    byte.clear(reg::reg_23, reg::reg_23_power_down);
     if (ds3000_context.tuner_ops.tuner_wake != nullptr) {
         ds3000_context.tuner_ops.tuner_wake();
     }
@@ -175,10 +172,10 @@ int32_t ds3000_sleep(void) {
     if (ds3000_context.tuner_ops.tuner_sleep != nullptr) {
         ds3000_context.tuner_ops.tuner_sleep();
     }
-    std::uint8_t byte = 0;
-    demod_clear_bits(reg::mode, byte, reg::mode_enable);
-    demod_set_bits(reg::reg_04, byte, reg::reg_04_power_down);
-    demod_set_bits(reg::reg_23, byte, reg::reg_23_power_down);
+    demod_byte byte;
+    byte.clear(reg::mode, reg::mode_enable);
+    byte.set(reg::reg_04, reg::reg_04_power_down);
+    byte.set(reg::reg_23, reg::reg_23_power_down);
     return DS3000_OK;
 }
 
@@ -186,7 +183,7 @@ int32_t ds3000_set_mode(uint8_t mode) {
     if (!is_ds310x()) {
         return DS3000_UNKNOWN_CHIP;
     }
-    std::uint8_t byte = 0;
+    demod_byte byte;
     select_mode(mode, byte);
     const bool locked = has_lock(byte);
     std::uint32_t current_khz = 0;
@@ -198,7 +195,7 @@ int32_t ds3000_set_mode(uint8_t mode) {
     if (locked) {
         ds3000_adapt_ts_clock();
     }
-    demod_clear_bits(reg::reg_29, byte, bit(5));
+    byte.clear(reg::reg_29, bit(5));
     return DS3000_OK;
 }
 

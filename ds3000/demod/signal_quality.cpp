@@ -9,6 +9,7 @@
 #include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/register_access.h"
+#include "ds3000/hw/register_byte.h"
 
 namespace ds3000 {
 
@@ -48,14 +49,13 @@ std::int32_t decibels(std::int32_t ratio) {
 std::int32_t dvbs2_snr_db() {
     std::int32_t noise = 0;
     std::int32_t signal = 0;
-    std::uint8_t noise_low = 0;
-    std::uint8_t noise_high = 0;
-    std::uint8_t amplitude = 0;
+    demod_byte noise_low;
+    demod_byte noise_high;
+    demod_byte signal_level;
     for (int round = 0; round < averaging_rounds; ++round) {
-        demod_read(reg::s2_noise_low, &noise_low);
-        demod_read(reg::s2_noise_high, &noise_high);
-        noise += (64 * noise_high + (noise_low & 0x3F)) >> 2U;
-        demod_read(reg::s2_signal, &amplitude);
+        const std::uint8_t low = noise_low.read(reg::s2_noise_low) & 0x3F;
+        noise += (64 * noise_high.read(reg::s2_noise_high) + low) >> 2U;
+        const std::uint8_t amplitude = signal_level.read(reg::s2_signal);
         signal += (amplitude * amplitude) >> 1U;
     }
     noise /= averaging_rounds;
@@ -72,10 +72,9 @@ std::int32_t dvbs2_snr_db() {
 // The register holds eight times the power ratio; the table is limited to a ratio of 32.
 std::int32_t dvbs_snr_db() {
     std::int32_t sum = 0;
-    std::uint8_t reading = 0;
+    demod_byte reading;
     for (int round = 0; round < averaging_rounds; ++round) {
-        demod_read(reg::s_snr, &reading);
-        sum += reading;
+        sum += reading.read(reg::s_snr);
     }
     const std::int32_t ratio = sum / (8 * averaging_rounds);
     if (ratio == 0) {
@@ -105,26 +104,22 @@ std::uint32_t dvbs_code_rate(std::uint8_t byte) {
 
 void read_dvbs2_parameters(ds3000_signal_info &info) {
     constexpr std::uint8_t roll_offs[] = {1, 2, 3, 0};
-    std::uint8_t byte = 0;
-    demod_read(reg::modcod, &byte);
-    info.modulation = std::uint32_t{MODULATION_QPSK} + field_get(byte, 7, 6);
-    info.pilots = is_set(byte, reg::modcod_pilots) ? 1 : 0;
-    info.code_rate = dvbs2_code_rate(byte);
-    demod_read(reg::s2_inversion, &byte);
-    info.inversion = is_set(byte, bit(7)) ? 2 : 1;
-    demod_read(reg::s2_roll_off, &byte);
-    info.roll_off = roll_offs[field_get(byte, 1, 0)];
+    demod_byte byte;
+    const std::uint8_t modcod = byte.read(reg::modcod);
+    info.modulation = std::uint32_t{MODULATION_QPSK} + field_get(modcod, 7, 6);
+    info.pilots = is_set(modcod, reg::modcod_pilots) ? 1 : 0;
+    info.code_rate = dvbs2_code_rate(modcod);
+    info.inversion = is_set(byte.read(reg::s2_inversion), bit(7)) ? 2 : 1;
+    info.roll_off = roll_offs[field_get(byte.read(reg::s2_roll_off), 1, 0)];
 }
 
 void read_dvbs_parameters(ds3000_signal_info &info) {
-    std::uint8_t byte = 0;
+    demod_byte byte;
     info.modulation = MODULATION_QPSK;
-    demod_read(reg::s_code_rate, &byte);
-    info.code_rate = dvbs_code_rate(byte);
-    info.pilots = 0;
-    demod_read(reg::s_inversion, &byte);
     info.roll_off = 1;
-    info.inversion = is_set(byte, bit(2)) ? 2 : 1;
+    info.pilots = 0;
+    info.code_rate = dvbs_code_rate(byte.read(reg::s_code_rate));
+    info.inversion = is_set(byte.read(reg::s_inversion), bit(2)) ? 2 : 1;
 }
 
 // Payload bits of a normal frame: its BCH payload less the 80 bits of the base-band header.
@@ -149,17 +144,12 @@ void restart_dvbs2_counters() {
 bool count_dvbs2_errors() {
     ds3000_signal_info info{};
     ds3000_get_signal_info(&info);
-    std::uint8_t high = 0;
-    std::uint8_t mid = 0;
-    std::uint8_t low = 0;
-    demod_read(reg::s2_frames_high, &high);
-    demod_read(reg::s2_frames_mid, &mid);
-    demod_read(reg::s2_frames_low, &low);
+    const std::uint8_t high = demod_byte().read(reg::s2_frames_high);
+    const std::uint8_t mid = demod_byte().read(reg::s2_frames_mid);
+    const std::uint8_t low = demod_byte().read(reg::s2_frames_low);
     const std::int32_t frames = (high << 16U) | (mid << 8U) | low;
-    std::uint8_t errors_high = 0;
-    std::uint8_t errors_low = 0;
-    demod_read(reg::errors_high, &errors_high);
-    demod_read(reg::errors_mid, &errors_low);
+    const std::uint8_t errors_high = demod_byte().read(reg::errors_high);
+    const std::uint8_t errors_low = demod_byte().read(reg::errors_mid);
     ds3000_context.ber_errors = static_cast<std::uint32_t>((errors_high << 8U) | errors_low);
     ds3000_context.ber_denominator = static_cast<std::uint32_t>(
         wrap_multiply(frame_payload_bits(info.code_rate), frames) / packet_bits);
@@ -172,14 +162,11 @@ bool count_dvbs2_errors() {
 
 // Count in bits, over a window of 2^20 or 2^23.
 void count_dvbs_errors() {
-    std::uint8_t state = 0;
     demod_write(reg::errors_control, 0x04);
-    demod_read(reg::errors_high, &state);
+    const std::uint8_t state = demod_byte().read(reg::errors_high);
     if (!is_set(state, reg::errors_running)) {
-        std::uint8_t low = 0;
-        std::uint8_t high = 0;
-        demod_read(reg::s_errors_low, &low);
-        demod_read(reg::errors_mid, &high);
+        const std::uint8_t low = demod_byte().read(reg::s_errors_low);
+        const std::uint8_t high = demod_byte().read(reg::errors_mid);
         ds3000_context.ber_errors = static_cast<std::uint32_t>((high << 8U) | low);
         demod_write(reg::errors_high, state | reg::errors_running);
     }
@@ -224,14 +211,9 @@ int32_t ds3000_get_signal_info(struct ds3000_signal_info *info) {
 }
 
 int32_t ds3000_get_code_rate(struct ds3000_signal_info *info, uint32_t standard) {
-    std::uint8_t byte = 0;
-    if (standard == STANDARD_DVBS2) {
-        demod_read(reg::modcod, &byte);
-        info->code_rate = dvbs2_code_rate(byte);
-    } else {
-        demod_read(reg::s_code_rate, &byte);
-        info->code_rate = dvbs_code_rate(byte);
-    }
+    info->code_rate = standard == STANDARD_DVBS2
+                          ? dvbs2_code_rate(demod_byte().read(reg::modcod))
+                          : dvbs_code_rate(demod_byte().read(reg::s_code_rate));
     return DS3000_OK;
 }
 

@@ -12,7 +12,7 @@
 #include "ds3000/demod/signal_quality.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/register_access.h"
-#include "ds3000/hw/register_update.h"
+#include "ds3000/hw/register_byte.h"
 
 namespace ds3000 {
 
@@ -177,17 +177,14 @@ std::int32_t adapt_dvbs(std::int32_t payload_rate, std::uint8_t ts_mode) {
 }
 
 // DS300X holds DVB-S's own mode in the high bits of the mode register.
-void set_ds300x_dvbs_mode(std::uint8_t ts_mode, std::uint8_t &byte) {
-    demod_read(reg::ts_mode, &byte);
+void set_ds300x_dvbs_mode(std::uint8_t ts_mode, demod_byte &byte) {
+    std::uint8_t mode_bits = 0x80;
     if (ts_mode == 2) {
-        byte &= 0x3F;
+        mode_bits = 0;
     } else if (ts_mode == 1) {
-        byte = (byte | 0x40) & 0x7F;
-    } else {
-        byte = (byte & 0x3F) | 0x80;
+        mode_bits = 0x40;
     }
-    byte = (byte | 0x20) & 0xE0;
-    demod_write(reg::ts_mode, byte);
+    byte.update(reg::ts_mode, 0xFF, mode_bits | 0x20);
 }
 
 // The divider that a mode begins with: DVB-S counts, DVB-S2 counts.
@@ -212,8 +209,7 @@ int32_t ds3000_get_ts_mode(uint8_t *ts_mode) {
     if (!is_ds300x() && !is_ds310x()) {
         return DS3000_UNKNOWN_CHIP;
     }
-    std::uint8_t byte = 0;
-    demod_read(reg::ts_mode, &byte);
+    const std::uint8_t byte = demod_byte().read(reg::ts_mode);
     *ts_mode = is_ds300x() && ds3000_context.standard == STANDARD_DVBS
                    ? mode_of(byte, bit(7), bit(6))
                    : mode_of(byte, bit(0), bit(2));
@@ -221,22 +217,20 @@ int32_t ds3000_get_ts_mode(uint8_t *ts_mode) {
 }
 
 int32_t ds3000_set_ts_clock_divider(uint32_t standard, uint32_t high_count, uint32_t low_count) {
-    std::uint8_t byte = 0;
     if (is_ds300x()) {
         if (standard == STANDARD_DVBS2) {
             demod_write(reg::ts_divider,
                         low_byte(((high_count & 0x0FU) << 4U) + (low_count & 0x0FU)));
         } else {
-            demod_read(reg::ts_divider, &byte);
-            demod_write(reg::ts_divider,
-                        low_byte((byte & 0xC0U) + ((high_count & 7U) << 3U) + (low_count & 7U)));
+            demod_byte().update(reg::ts_divider, 0x3F,
+                                low_byte(((high_count & 7U) << 3U) + (low_count & 7U)));
         }
         return DS3000_OK;
     }
     if (is_ds310x()) {
         const std::uint32_t high = (high_count - 1U) & 0x3FU;
         const std::uint32_t low = (low_count - 1U) & 0x3FU;
-        demod_update(reg::ts_divider, byte, 0x0F, low_byte(high >> 2U));
+        demod_byte().update(reg::ts_divider, 0x0F, low_byte(high >> 2U));
         demod_write(reg::ts_divider_ds310x, low_byte((high << 6U) | low));
         return DS3000_OK;
     }
@@ -263,10 +257,8 @@ int32_t ds3000_set_master_clock(int32_t clock_khz) {
         return DS3000_UNKNOWN_CHIP;
     }
     const master_clock &clock = master_clock_for(static_cast<std::uint32_t>(clock_khz));
-    std::uint8_t a = 0;
-    std::uint8_t b = 0;
-    demod_read(reg::master_clock_a, &a);
-    demod_read(reg::master_clock_b, &b);
+    const std::uint8_t a = demod_byte().read(reg::master_clock_a);
+    const std::uint8_t b = demod_byte().read(reg::master_clock_b);
     demod_write(reg::master_clock_a, with_selection(a, clock.select_a));
     demod_write(reg::master_clock_b, with_selection(b, clock.select_b));
     return DS3000_OK;
@@ -283,10 +275,8 @@ int32_t ds3000_get_master_clock(uint32_t *clock_khz) {
     if (!is_ds310x()) {
         return DS3000_UNKNOWN_CHIP;
     }
-    std::uint8_t a = 0;
-    std::uint8_t b = 0;
-    demod_read(reg::master_clock_a, &a);
-    demod_read(reg::master_clock_b, &b);
+    const std::uint8_t a = demod_byte().read(reg::master_clock_a);
+    const std::uint8_t b = demod_byte().read(reg::master_clock_b);
     for (const master_clock &clock : master_clocks) {
         if (clock.select_a == a >> 6U && clock.select_b == b >> 6U) {
             *clock_khz = clock.khz;
@@ -306,31 +296,27 @@ int32_t ds3000_switch_master_clock(int32_t clock_khz) {
 int32_t ds3000_set_ts_mode(uint32_t mode) {
     const std::uint8_t ts_mode = low_byte(mode);
     const mode_divider divider = divider_of_mode(ts_mode);
-    std::uint8_t enable = 0;
-    std::uint8_t port = 0;
-    demod_read(reg::mode, &enable);
-    demod_read(reg::reg_27, &port);
+    const std::uint8_t enable = demod_byte().read(reg::mode);
+    const std::uint8_t port = demod_byte().read(reg::reg_27);
     demod_write(reg::reg_27, port & 0xFE);
     demod_write(reg::mode, static_cast<std::uint8_t>(enable & ~reg::mode_dvbs2));
     ds3000_set_ts_clock_divider(STANDARD_DVBS, divider.dvbs, divider.dvbs);
-    std::uint8_t byte = 0;
+    demod_byte byte;
     if (is_ds300x()) {
         set_ds300x_dvbs_mode(ts_mode, byte);
     }
     demod_write(reg::mode, enable | reg::mode_dvbs2);
     ds3000_set_ts_clock_divider(STANDARD_DVBS2, divider.dvbs2, divider.dvbs2);
-    demod_read(reg::ts_mode, &byte);
     if (ts_mode == 1) {
+        byte.read(reg::ts_mode);
         demod_write(reg::ts_mode, 0x46);
     } else {
         // Modes other than 1 and 2 are programmed as mode 3.
-        byte = ts_mode == 2 ? (byte & 0xFA) : ((byte | 0x01) & 0xFB);
-        byte = (byte & 0x47) | 0x42;
-        demod_write(reg::ts_mode, byte);
+        byte.update(reg::ts_mode, 0xFF, ts_mode == 2 ? 0x42 : 0x43);
     }
     demod_write(reg::mode, enable);
-    demod_update(reg::reg_27, byte, bit(4) | bit(0), ts_mode == 1 ? bit(0) : (bit(4) | bit(0)));
-    demod_clear_bits(reg::reg_29, byte, bit(5));
+    byte.update(reg::reg_27, bit(4) | bit(0), ts_mode == 1 ? bit(0) : (bit(4) | bit(0)));
+    byte.clear(reg::reg_29, bit(5));
     return DS3000_OK;
 }
 

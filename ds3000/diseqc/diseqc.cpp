@@ -7,7 +7,7 @@
 #include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/register_access.h"
-#include "ds3000/hw/register_update.h"
+#include "ds3000/hw/register_byte.h"
 #include "ds3000/hw/wait.h"
 
 namespace ds3000 {
@@ -26,44 +26,38 @@ constexpr std::uint8_t output_control_mask = 0xC0;  // bits 7..6 of the output r
 constexpr std::uint8_t longest_reply = 7;
 
 // Let the 22 kHz output through and set the option bit.
-void open_output(std::uint8_t &byte, bool option) {
-    demod_update(reg::diseqc_output, byte, output_control_mask | reg::diseqc_option,
-                 option ? reg::diseqc_option : std::uint8_t{0});
+void open_output(demod_byte &byte, bool option) {
+    byte.update(reg::diseqc_output, output_control_mask | reg::diseqc_option,
+                option ? reg::diseqc_option : std::uint8_t{0});
 }
 
-void stop_output(std::uint8_t &byte) {
-    demod_update(reg::diseqc_output, byte, output_control_mask, reg::diseqc_off);
+void stop_output(demod_byte &byte) {
+    byte.update(reg::diseqc_output, output_control_mask, reg::diseqc_off);
 }
 
 // End the operation in the master and stop the output.
-void end_operation(std::uint8_t &byte) {
-    demod_update(reg::diseqc_control, byte, reg::diseqc_expect_reply, reg::diseqc_busy);
+void end_operation(demod_byte &byte) {
+    byte.update(reg::diseqc_control, reg::diseqc_expect_reply, reg::diseqc_busy);
     stop_output(byte);
 }
 
-std::uint8_t read_control(std::uint8_t &byte) {
-    demod_read(reg::diseqc_control, &byte);
-    return byte;
-}
+std::uint8_t read_control(demod_byte &byte) { return byte.read(reg::diseqc_control); }
 
 // How many reply bytes the master has received so far.
-std::uint8_t read_reply_length(std::uint8_t &byte) { return field_get(read_control(byte), 5, 3); }
+std::uint8_t read_reply_length(demod_byte &byte) { return field_get(read_control(byte), 5, 3); }
 
-void start_transfer(std::uint8_t &byte, const diseqc_message &message) {
+void start_transfer(demod_byte &byte, const diseqc_message &message) {
     for (std::uint8_t i = 0; i < message.msg_len; ++i) {
         demod_write(static_cast<std::uint8_t>(reg::diseqc_data + i), message.msg[i]);
     }
     read_control(byte);
     const auto length_field = static_cast<std::uint8_t>(
         ((message.msg_len - 1U) << reg::diseqc_length_shift) & reg::diseqc_length_mask);
-    byte = reg::diseqc_send_message | length_field;
-    if (message.expect_reply != 0) {
-        byte |= reg::diseqc_expect_reply;
-    }
-    demod_write(reg::diseqc_control, byte);
+    const std::uint8_t reply_bit = message.expect_reply != 0 ? reg::diseqc_expect_reply : 0;
+    byte.write(reg::diseqc_control, reg::diseqc_send_message | length_field | reply_bit);
 }
 
-bool wait_for_transfer(std::uint8_t &byte) {
+bool wait_for_transfer(demod_byte &byte) {
     for (int poll = 1; poll <= transfer_polls; ++poll) {
         wait_us(poll_us);
         if (!is_set(read_control(byte), reg::diseqc_busy)) {
@@ -74,7 +68,7 @@ bool wait_for_transfer(std::uint8_t &byte) {
 }
 
 // Wait for the reply's first byte: one read at once, then one after every wait.
-bool wait_for_reply(std::uint8_t &byte, std::uint8_t &length) {
+bool wait_for_reply(demod_byte &byte, std::uint8_t &length) {
     length = read_reply_length(byte);
     for (int poll = 1; length == 0; ++poll) {
         wait_us(poll_us);
@@ -87,7 +81,7 @@ bool wait_for_reply(std::uint8_t &byte, std::uint8_t &length) {
 }
 
 // Wait until the reply does not grow any more, or cannot.
-bool wait_for_reply_end(std::uint8_t &byte, std::uint8_t &length) {
+bool wait_for_reply_end(demod_byte &byte, std::uint8_t &length) {
     for (int poll = 1; poll <= settle_polls; ++poll) {
         wait_us(settle_us);
         const std::uint8_t previous = length;
@@ -100,18 +94,16 @@ bool wait_for_reply_end(std::uint8_t &byte, std::uint8_t &length) {
 }
 
 // Take the reply out of the master. False when one of its bytes has its error flag set.
-bool read_reply(std::uint8_t &byte, diseqc_message &message) {
+bool read_reply(demod_byte &byte, diseqc_message &message) {
     demod_write(reg::diseqc_control, reg::diseqc_busy);
     for (std::uint8_t i = 0; i < message.reply_len; ++i) {
-        std::uint8_t received = 0;
-        demod_read(static_cast<std::uint8_t>(reg::diseqc_data + i), &received);
-        message.reply[i] = received;
+        message.reply[i] = demod_byte().read(static_cast<std::uint8_t>(reg::diseqc_data + i));
     }
-    demod_read(reg::diseqc_reply_errors, &byte);
-    return ((static_cast<unsigned>(byte) << (8U - message.reply_len)) & 0xFFU) == 0;
+    const unsigned errors = byte.read(reg::diseqc_reply_errors);
+    return ((errors << (8U - message.reply_len)) & 0xFFU) == 0;
 }
 
-std::int32_t receive_reply(std::uint8_t &byte, diseqc_message &message) {
+std::int32_t receive_reply(demod_byte &byte, diseqc_message &message) {
     std::uint8_t length = 0;
     if (!wait_for_reply(byte, length) || !wait_for_reply_end(byte, length)) {
         return DS3000_DISEQC_TIMEOUT;
@@ -142,7 +134,7 @@ int32_t diseqc_send(struct diseqc_message *message) {
     if (message->msg_len > sizeof(message->msg)) {
         return DS3000_BAD_ARGUMENT;
     }
-    std::uint8_t byte = 0;
+    demod_byte byte;
     open_output(byte, message->option != 0);
     start_transfer(byte, *message);
     if (!wait_for_transfer(byte)) {
@@ -159,7 +151,7 @@ int32_t diseqc_send(struct diseqc_message *message) {
 }
 
 int32_t diseqc_send_burst(uint32_t selector, uint32_t option) {
-    std::uint8_t byte = 0;
+    demod_byte byte;
     open_output(byte, option != 0);
     demod_write(reg::diseqc_control, selector != 0 ? reg::diseqc_burst_b : reg::diseqc_burst_a);
     wait_us(13000);
@@ -171,10 +163,8 @@ int32_t diseqc_send_burst(uint32_t selector, uint32_t option) {
 }
 
 int32_t lnb_control(uint32_t enable, uint32_t tone, uint32_t voltage_18v, uint32_t option) {
-    std::uint8_t control = 0;
-    std::uint8_t output = 0;
-    demod_read(reg::diseqc_control, &control);
-    demod_read(reg::diseqc_output, &output);
+    std::uint8_t control = demod_byte().read(reg::diseqc_control);
+    std::uint8_t output = demod_byte().read(reg::diseqc_output);
     if ((enable & 0xFFU) == 0) {
         control |= reg::diseqc_busy;
         output |= reg::diseqc_voltage_mask;

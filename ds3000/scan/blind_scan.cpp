@@ -13,7 +13,7 @@
 #include "ds3000/demod/programming.h"
 #include "ds3000/diseqc/unicable.h"
 #include "ds3000/hw/bits.h"
-#include "ds3000/hw/register_access.h"
+#include "ds3000/hw/register_byte.h"
 #include "ds3000/hw/wait.h"
 #include "ds3000/scan/scan_list.h"
 #include "ds3000/scan/scan_state.h"
@@ -62,21 +62,17 @@ std::int32_t scan_step(search &s) {
     ds3000_context.scan_ref_freq_khz = center_khz;
     ds3000_context.scan_ref_from_lock = 0;
     ds3000_blind_scan_read_peaks(&s.request, center_khz, s.pass);
-    std::uint8_t high = 0;
-    std::uint8_t low = 0;
-    demod_read(reg::search_occupied_high, &high);
-    demod_read(reg::search_occupied_low, &low);
+    const std::uint8_t high = demod_byte().read(reg::search_occupied_high);
+    const std::uint8_t low = demod_byte().read(reg::search_occupied_low);
     return (field_get(high, 7, 6) << 8U) | low;
 }
 
 // Read the analysis window and the number of peaks: an inverted spectrum is crossed from one
 // reference peak to the next. Returns whether the step had a peak.
 bool read_reference_state() {
-    std::uint8_t byte = 0;
-    demod_read(reg::search_window, &byte);
-    ds3000_context.scan_window_bins = 12U << (field_get(byte, 6, 5) + 2U);
-    demod_read(reg::search_control, &byte);
-    return (byte & reg::search_peaks) != 0;
+    demod_byte byte;
+    ds3000_context.scan_window_bins = 12U << (field_get(byte.read(reg::search_window), 6, 5) + 2U);
+    return is_set(byte.read(reg::search_control), reg::search_peaks);
 }
 
 void advance_without_peak(search &s, std::int32_t bins, std::int32_t most_khz) {

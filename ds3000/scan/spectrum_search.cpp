@@ -9,7 +9,7 @@
 #include "ds3000/demod/mcu.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/register_access.h"
-#include "ds3000/hw/register_update.h"
+#include "ds3000/hw/register_byte.h"
 #include "ds3000/hw/wait.h"
 #include "ds3000/scan/peak.h"
 #include "ds3000/scan/peak_filter.h"
@@ -39,15 +39,15 @@ pass_setting setting_of(std::uint8_t pass) {
     return {false, 0x46, static_cast<std::uint8_t>(fine ? 0x01 : 0x03)};
 }
 
-void program_window(const pass_setting &setting, std::uint8_t &byte) {
+void program_window(const pass_setting &setting, demod_byte &byte) {
     demod_write(0x4A, 0x00);
-    demod_update(reg::spectrum, byte, static_cast<std::uint8_t>(~0x6E), 0x91);
-    demod_set_bits(0x90, byte, 0x73);
+    byte.update(reg::spectrum, static_cast<std::uint8_t>(~0x6E), 0x91);
+    byte.set(0x90, 0x73);
     demod_write(reg::search_window, setting.reg_91);
     demod_write(0x92, setting.reg_92);
-    demod_read(0x93, &byte);
+    byte.read(0x93);
     demod_write(0x93, 0x8F);
-    demod_set_bits(0x94, byte, setting.wide ? 0x11 : 0x15);
+    byte.set(0x94, setting.wide ? 0x11 : 0x15);
     demod_write(0x95, setting.wide ? 0x78 : 0x64);
     demod_write(0x97, setting.wide ? 0xB5 : 0xB3);
     demod_write(0x99, setting.wide ? 0x18 : 0x1C);
@@ -57,7 +57,7 @@ std::uint8_t reg_30_value() {
     return is_ds310x() && ds3000_context.reg30_bit4_enable == 1 ? 0x18 : 0x08;
 }
 
-void program_front(std::uint8_t &byte) {
+void program_front(demod_byte &byte) {
     demod_write(reg::reg_30, reg_30_value());
     demod_write(0x32, 0x44);
     demod_write(reg::reg_33, 0x99);
@@ -66,14 +66,13 @@ void program_front(std::uint8_t &byte) {
     demod_write(reg::reg_56, 0x01);
     demod_write(0xA0, 0x44);
     demod_write(reg::mode, 0x83);
-    demod_set_bits(reg::reg_25, byte, bit(3));
+    byte.set(reg::reg_25, bit(3));
     demod_write(0x70, 0x00);
 }
 
-void restart_core(std::uint8_t &byte) {
+void restart_core(demod_byte &byte) {
     if (is_ds310x()) {
-        demod_put_bits(reg::spectrum, byte, reg::spectrum_invert,
-                       ds3000_context.spectrum_inverted == 1);
+        byte.put(reg::spectrum, reg::spectrum_invert, ds3000_context.spectrum_inverted == 1);
         demod_write(reg::core_reset, 0x00);
         return;
     }
@@ -84,13 +83,13 @@ void restart_core(std::uint8_t &byte) {
 }
 
 // Wait for the engine. Returns whether a peak search may be started.
-bool wait_for_engine(std::uint8_t &byte) {
+bool wait_for_engine(demod_byte &byte) {
     constexpr int reads = 10;
     for (int read = 1; read <= reads; ++read) {
-        demod_read(reg::search_status, &byte);
+        const bool ready = is_set(byte.read(reg::search_status), bit(0));
         wait_us(50000);
         // Readiness that comes with the last read comes too late to be used.
-        if (is_set(byte, bit(0))) {
+        if (ready) {
             return read < reads;
         }
         if (scan_cancelled()) {
@@ -101,12 +100,12 @@ bool wait_for_engine(std::uint8_t &byte) {
 }
 
 // Start a peak search and wait for its end. Returns whether it ended.
-bool run_peak_search(std::uint8_t &byte) {
+bool run_peak_search(demod_byte &byte) {
     demod_write(reg::search_control, reg::search_start);
     for (int poll = 0; poll < 50; ++poll) {
-        demod_read(reg::search_control, &byte);
+        const bool running = is_set(byte.read(reg::search_control), reg::search_start);
         wait_us(10000);
-        if (!is_set(byte, reg::search_start)) {
+        if (!running) {
             return true;
         }
         if (scan_cancelled()) {
@@ -117,7 +116,7 @@ bool run_peak_search(std::uint8_t &byte) {
 }
 
 // Search; when the engine did not come to an end, once more beside a small carrier offset.
-void search_peaks(std::uint8_t &byte) {
+void search_peaks(demod_byte &byte) {
     if (!wait_for_engine(byte) || run_peak_search(byte)) {
         return;
     }
@@ -219,7 +218,7 @@ void forget_step() {
 extern "C" {
 
 int32_t ds3000_blind_scan_setup(uint8_t pass) {
-    std::uint8_t byte = 0;
+    demod_byte byte;
     hold_mcu();
     program_window(setting_of(pass), byte);
     if (!is_known_chip()) {
@@ -234,10 +233,9 @@ int32_t ds3000_blind_scan_setup(uint8_t pass) {
 
 int32_t ds3000_blind_scan_read_peaks(struct blind_scan_request *request, uint32_t center_khz,
                                      uint8_t pass) {
-    std::uint8_t byte = 0;
+    demod_byte byte;
     search_peaks(byte);
-    demod_read(reg::search_control, &byte);
-    const std::uint8_t peaks = byte & reg::search_peaks;
+    const std::uint8_t peaks = byte.read(reg::search_control) & reg::search_peaks;
     forget_step();
     for (std::uint8_t i = 0; i < peaks && !scan_cancelled(); ++i) {
         read_peak(*request, center_khz, pass);

@@ -16,7 +16,7 @@
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/message.h"
 #include "ds3000/hw/register_access.h"
-#include "ds3000/hw/register_update.h"
+#include "ds3000/hw/register_byte.h"
 #include "ds3000/hw/wait.h"
 
 namespace ds3000 {
@@ -41,7 +41,7 @@ constexpr std::uint8_t measure_table[][2] = {
 // clang-format on
 static_assert(std::size(measure_table) == 28);
 
-void program_measurement(std::uint8_t &byte) {
+void program_measurement(demod_byte &byte) {
     hold_mcu();
     demod_write_table(measure_table[0], static_cast<std::int32_t>(std::size(measure_table)));
     if (is_ds310x()) {
@@ -53,11 +53,8 @@ void program_measurement(std::uint8_t &byte) {
 }
 
 std::int32_t read_signed(std::uint8_t high_reg, std::uint8_t low_reg) {
-    std::uint8_t high = 0;
-    std::uint8_t low = 0;
-    demod_read(high_reg, &high);
-    demod_read(low_reg, &low);
-    return signed_word(high, low);
+    const std::uint8_t high = demod_byte().read(high_reg);
+    return signed_word(high, demod_byte().read(low_reg));
 }
 
 struct sample {
@@ -112,8 +109,8 @@ bool sample_stable_carrier(sample &last) {
 }
 
 // The programmed carrier offset, in its register's steps.
-std::int32_t read_programmed_carrier(std::uint8_t &byte) {
-    demod_clear_bits(reg::carrier_select, byte, reg::carrier_select_mask);
+std::int32_t read_programmed_carrier(demod_byte &byte) {
+    byte.clear(reg::carrier_select, reg::carrier_select_mask);
     return read_signed(reg::carrier_high, reg::carrier_low);
 }
 
@@ -151,7 +148,7 @@ carrier locate(std::uint32_t frequency_khz, const sample &last, double offset_kh
 bool measure_carrier(std::uint32_t frequency_khz, carrier &found) {
     update_spectrum_inversion();
     ds3000_context.tuner_ops.tuner_set_frequency(frequency_khz, measuring_rate_ksps, 0);
-    std::uint8_t byte = 0;
+    demod_byte byte;
     program_measurement(byte);
     if (!wait_for_search(byte)) {
         message("\tFailed to get CCI 1!\n");
@@ -163,8 +160,7 @@ bool measure_carrier(std::uint32_t frequency_khz, carrier &found) {
     }
     wait_us(1000);
     const std::int32_t programmed = read_programmed_carrier(byte);
-    demod_read(reg::reg_c9, &byte);
-    const int decimation = 1 << field_get(byte, 6, 4);
+    const int decimation = 1 << field_get(byte.read(reg::reg_c9), 6, 4);
     sample last{};
     if (!sample_stable_carrier(last)) {
         return false;

@@ -20,7 +20,7 @@
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/message.h"
 #include "ds3000/hw/register_access.h"
-#include "ds3000/hw/register_update.h"
+#include "ds3000/hw/register_byte.h"
 #include "ds3000/hw/wait.h"
 #include "ds3000/scan/scan_state.h"
 
@@ -53,7 +53,7 @@ struct attempt {
     std::int32_t unicable_residue_khz = 0;
     int polls_left = 0;
     int recoveries = 0;
-    std::uint8_t byte = 0;  // the working byte of the register reads
+    demod_byte byte{};
 };
 
 attempt attempt_of(const scan_candidate &candidate) {
@@ -128,8 +128,7 @@ Verdict begin(attempt &a) {
 
 // The carrier has to be the one that was looked for: within a symbol rate of where it was expected.
 bool carrier_is_in_range(attempt &a, std::int32_t &delta_khz) {
-    demod_read(reg::reg_0c, &a.byte);
-    if (is_set(a.byte, bit(2)) || ds3000_context.unicable_enabled != 0) {
+    if (is_set(a.byte.read(reg::reg_0c), bit(2)) || ds3000_context.unicable_enabled != 0) {
         return true;
     }
     ds3000_get_carrier_offset_delta(&delta_khz);
@@ -140,7 +139,7 @@ bool carrier_is_in_range(attempt &a, std::int32_t &delta_khz) {
 void retry_out_of_range(attempt &a, std::int32_t delta_khz) {
     set_frequency(a);
     program(a);
-    demod_set_bits(reg::reg_0c, a.byte, bit(2));
+    a.byte.set(reg::reg_0c, bit(2));
     release_with_carrier(a);
     message(
         "\tCarrier offset out of range! Frequency = %d, CarrierOffset = %d, "
@@ -183,11 +182,11 @@ Verdict poll_once(attempt &a) {
     if (has_lock(a.byte)) {
         return examine_lock(a);
     }
-    demod_read(reg::mcu_state, &a.byte);
-    if (is_set(a.byte, reg::mcu_state_search_failed)) {
+    const std::uint8_t state = a.byte.read(reg::mcu_state);
+    if (is_set(state, reg::mcu_state_search_failed)) {
         return recover(a);
     }
-    return is_set(a.byte, reg::mcu_state_search_ended) ? Verdict::absent : Verdict::pending;
+    return is_set(state, reg::mcu_state_search_ended) ? Verdict::absent : Verdict::pending;
 }
 
 // Poll until a decision. A lock, an absence or a cancel that comes after a micro-controller reset

@@ -6,6 +6,7 @@
 #include "ds3000/chip/ts2022_regs.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/register_access.h"
+#include "ds3000/hw/register_byte.h"
 #include "ds3000/hw/wait.h"
 #include "ds3000/tuner/ts2022.h"
 
@@ -49,19 +50,19 @@ struct synthesiser {
 struct tuning {
     bool type_1;
     std::int32_t frequency_mhz;
-    std::uint8_t byte = 0;  // the working byte of the register reads
+    tuner_byte byte{};
 };
 
-void read(tuning &t, std::uint8_t reg) { tuner_read(reg, &t.byte); }
-
-// Calibrate, and once more when the status register then reads as zero under the mask.
-void calibrate(tuning &t, const calibration_strobe &calibration, std::uint8_t status_reg,
-               std::uint8_t mask) {
+// Calibrate, and once more when the status register then reads as zero under the mask. Returns what
+// was read.
+std::uint8_t calibrate(tuning &t, const calibration_strobe &calibration, std::uint8_t status_reg,
+                       std::uint8_t mask) {
     strobe(calibration);
-    read(t, status_reg);
-    if ((t.byte & mask) == 0) {
+    const std::uint8_t status = t.byte.read(status_reg);
+    if (!is_set(status, mask)) {
         strobe(calibration);
     }
+    return status;
 }
 
 // N = 28000 (high band) or 56000 (low band) × MHz / 27000, made even by rounding up: the
@@ -115,8 +116,7 @@ void calibrate_vco(tuning &t) {
 // Type 1 reports the band its VCO came up in. When that is the other one, the low band is forced,
 // also for a channel that was to use it.
 void check_type_1_band(tuning &t, synthesiser &s) {
-    read(t, tuner_reg::band_state);
-    if (is_set(t.byte, bit(7)) == s.low_band) {
+    if (is_set(t.byte.read(tuner_reg::band_state), bit(7)) == s.low_band) {
         return;
     }
     s = {true, divider_for(t.frequency_mhz, true)};
@@ -128,19 +128,13 @@ void check_type_1_band(tuning &t, synthesiser &s) {
 // Type 2 gets a second VCO calibration when the first settled low in its range, and less VCO gain
 // when it settled high.
 void check_type_2_band(tuning &t) {
-    read(t, tuner_reg::vco_band);
-    if ((t.byte & 0x7F) < 64) {
-        read(t, tuner_reg::band);
-        t.byte |= bit(7);
-        tuner_write(tuner_reg::band, t.byte);
+    if ((t.byte.read(tuner_reg::vco_band) & 0x7F) < 64) {
+        t.byte.set(tuner_reg::band, bit(7));
         tuner_write(tuner_reg::reg_11, 0x6F);
         calibrate_vco(t);
     }
-    read(t, tuner_reg::vco_band);
-    if ((t.byte & 0x1F) >= 20) {
-        read(t, tuner_reg::band);
-        t.byte &= static_cast<std::uint8_t>(~bit(1));
-        tuner_write(tuner_reg::band, t.byte);
+    if ((t.byte.read(tuner_reg::vco_band) & 0x1F) >= 20) {
+        t.byte.clear(tuner_reg::band, bit(1));
     }
 }
 
@@ -152,8 +146,7 @@ std::int32_t synthesised_khz(const synthesiser &s) {
 // Type 1: back the RF gain off the calibrated trim by three steps. Returns the trim; 15 means that
 // the calibration found no room and the trim was left alone.
 std::uint8_t trim_type_1_rf_gain(tuning &t) {
-    read(t, tuner_reg::rf_gain);
-    std::uint8_t trim = t.byte & 0x0F;
+    std::uint8_t trim = t.byte.read(tuner_reg::rf_gain) & 0x0F;
     if (trim == 15) {
         return trim;
     }
@@ -165,11 +158,8 @@ std::uint8_t trim_type_1_rf_gain(tuning &t) {
 
 // Calibrate the filter and return its state, calibrated once more when that reads as zero.
 std::uint8_t calibrate_filter(tuning &t) {
-    calibrate(t, filter_calibration, tuner_reg::filter_state, 0xFF);
-    if (t.byte == 0) {
-        read(t, tuner_reg::filter_state);
-    }
-    return t.byte;
+    const std::uint8_t state = calibrate(t, filter_calibration, tuner_reg::filter_state, 0xFF);
+    return state != 0 ? state : t.byte.read(tuner_reg::filter_state);
 }
 
 // Bandwidth in kHz: 135/200 of the symbol rate, 2000 kHz and the margin, within the filter's range.
@@ -244,8 +234,7 @@ void prepare_type_2_filter() {
 // Type 1 whose trim found no room: raise the RF gain when the baseband gain came out low.
 void raise_type_1_rf_gain(tuning &t) {
     wait_us(20000);
-    read(t, tuner_reg::agc_state);
-    if ((t.byte & 0x0F) < 3) {
+    if ((t.byte.read(tuner_reg::agc_state) & 0x0F) < 3) {
         tuner_write(tuner_reg::reg_60, 0x61);
         strobe(lo_calibration_after_gain);
     }

@@ -6,7 +6,7 @@
 #include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/chip/ts2022_regs.h"
 #include "ds3000/hw/bits.h"
-#include "ds3000/hw/register_access.h"
+#include "ds3000/hw/register_byte.h"
 #include "ds3000/tuner/ts2022.h"
 
 namespace ds3000 {
@@ -38,8 +38,7 @@ std::int32_t type_2_gain(const gain_steps &steps, std::int32_t agc, std::int32_t
 
 // The demodulator's AGC level as the gain formulas take it; 0 for an unidentified tuner.
 std::uint16_t read_agc() {
-    std::uint8_t level = 0;
-    demod_read(reg::agc_level, &level);
+    const std::uint8_t level = demod_byte().read(reg::agc_level);
     std::int32_t agc = 0;
     if (ds3000_context.tuner_type == 1) {
         agc = 20 * level - 1166;
@@ -54,18 +53,15 @@ std::uint16_t read_agc() {
 extern "C" {
 
 int32_t ts2022_gain(uint16_t agc) {
-    std::uint8_t byte = 0;
+    tuner_byte byte;
     gain_steps steps{};
-    tuner_read(ts2022::reg::rf_gain, &byte);
-    steps.rf = std::min(byte & 0x1F, 15);
-    tuner_read(ts2022::reg::agc_state, &byte);
-    steps.baseband = byte & 0x1F;
+    steps.rf = std::min(byte.read(ts2022::reg::rf_gain) & 0x1F, 15);
+    steps.baseband = byte.read(ts2022::reg::agc_state) & 0x1F;
     if (ds3000_context.tuner_type == 1) {
         return type_1_gain(steps, agc);
     }
     if (ds3000_context.tuner_type == 2) {
-        tuner_read(ts2022::reg::band_state, &byte);
-        return type_2_gain(steps, agc, field_get(byte, 5, 3));
+        return type_2_gain(steps, agc, field_get(byte.read(ts2022::reg::band_state), 5, 3));
     }
     return 0;
 }

@@ -3,7 +3,9 @@
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/chip/ts2022_regs.h"
+#include "ds3000/hw/bits.h"
 #include "ds3000/hw/register_access.h"
+#include "ds3000/hw/register_byte.h"
 #include "ds3000/hw/wait.h"
 #include "ds3000/tuner/ts2022.h"
 
@@ -54,9 +56,8 @@ void start_type_2() {
 
 // Power up in two steps. The supply step is skipped when the bits tested say it is done: the
 // start-up looks at both power bits, the wake-up at the supply's alone.
-void power_up(std::uint8_t &byte, std::uint8_t tested_bits, std::uint32_t settle_us) {
-    tuner_read(tuner_reg::power, &byte);
-    if ((byte & tested_bits) == 0) {
+void power_up(tuner_byte &byte, std::uint8_t tested_bits, std::uint32_t settle_us) {
+    if (!is_set(byte.read(tuner_reg::power), tested_bits)) {
         tuner_write(tuner_reg::power, tuner_reg::power_supply);
         wait_us(settle_us);
     }
@@ -69,10 +70,9 @@ void power_up(std::uint8_t &byte, std::uint8_t tested_bits, std::uint32_t settle
 extern "C" {
 
 int32_t ts2022_init(void) {
-    std::uint8_t byte = 0;
+    tuner_byte byte;
     power_up(byte, tuner_reg::power_all, start_up_us);
-    tuner_read(tuner_reg::power, &byte);
-    ds3000_context.tuner_type = type_of_identity(byte);
+    ds3000_context.tuner_type = type_of_identity(byte.read(tuner_reg::power));
     if (ds3000_context.tuner_type == 1) {
         start_type_1();
     } else if (ds3000_context.tuner_type == 2) {
@@ -82,7 +82,7 @@ int32_t ts2022_init(void) {
 }
 
 int32_t ts2022_wake(void) {
-    std::uint8_t byte = 0;
+    tuner_byte byte;
     power_up(byte, tuner_reg::power_supply, wake_us);
     return DS3000_OK;
 }
