@@ -5,7 +5,9 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <string_view>
+#include <string>
+#include <utility>
+#include <vector>
 
 extern "C" {
 #include <libdvbv5/libdvb-version.h>
@@ -13,6 +15,7 @@ extern "C" {
 
 #include "host/session/placeholder_firmware.h"
 #include "host/session/rig.h"
+#include "host/terminal/presentation.h"
 
 namespace host {
 
@@ -71,38 +74,53 @@ Json describe_firmware(const sim::Receiver &receiver) {
                                    : "image"}};
 }
 
-void write_text(Output &output, const Json &info) {
-    const auto text = [&info](const char *path) {
-        const Json &value = info.at(Json::json_pointer(path));
-        return value.is_string() ? value.get<std::string>() : value.dump();
-    };
-    const auto line = [&output](const char *what, const std::string &value) {
-        output.line(fmt::format("{:<12} {}", what, value));
-    };
-    line("plug-in", text("/plugin/file"));
+using Lines = std::vector<std::pair<std::string, std::string>>;
+
+std::string text_at(const Json &info, const char *path) {
+    const Json &value = info.at(Json::json_pointer(path));
+    return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+void add_plugin(Lines &lines, const Json &info) {
+    lines.emplace_back("plug-in", text_at(info, "/plugin/file"));
     for (const Json &folder : info.at("plugin").at("search_path")) {
-        line("  looked in", folder.get<std::string>());
+        lines.emplace_back("  looked in", folder.get<std::string>());
     }
-    line("descriptor",
-         fmt::format("version {}, accepts kind {}, {} and {} list entries",
-                     text("/plugin/descriptor_version"), text("/plugin/accepted_kind"),
-                     text("/plugin/list_a_entries"), text("/plugin/list_b_entries")));
-    line("board", text("/board/uri"));
-    line("demodulator", text("/board/demodulator"));
+    lines.emplace_back(
+        "descriptor",
+        fmt::format("version {}, accepts kind {}, {} and {} list entries",
+                    text_at(info, "/plugin/descriptor_version"),
+                    text_at(info, "/plugin/accepted_kind"), text_at(info, "/plugin/list_a_entries"),
+                    text_at(info, "/plugin/list_b_entries")));
+}
+
+void add_board(Lines &lines, const Json &info) {
+    lines.emplace_back("board", text_at(info, "/board/uri"));
+    lines.emplace_back("demodulator", text_at(info, "/board/demodulator"));
     // What only a simulated board can tell.
     const bool simulated = info.contains("firmware");
     if (simulated) {
-        line("tuner", fmt::format("identity {}", text("/board/tuner_identity")));
+        lines.emplace_back("tuner",
+                           fmt::format("identity {}", text_at(info, "/board/tuner_identity")));
     }
-    line("LNB supply", text("/board/lnb_supply") == "gpio" ? "two GPIO lines" : "LNBH23");
+    lines.emplace_back("LNB supply",
+                       text_at(info, "/board/lnb_supply") == "gpio" ? "two GPIO lines" : "LNBH23");
     if (simulated) {
-        line("firmware", fmt::format("{}, {} bytes loaded", text("/firmware/kind"),
-                                     text("/firmware/loaded_bytes")));
+        lines.emplace_back("firmware",
+                           fmt::format("{}, {} bytes loaded", text_at(info, "/firmware/kind"),
+                                       text_at(info, "/firmware/loaded_bytes")));
     }
-    line("program", text("/program/version"));
+}
+
+Lines lines_of(const Json &info) {
+    Lines lines;
+    add_plugin(lines, info);
+    add_board(lines, info);
+    lines.emplace_back("program", text_at(info, "/program/version"));
     for (const auto &[name, version] : info.at("program").at("libraries").items()) {
-        line("  library", fmt::format("{} {}", name, version.get<std::string>()));
+        lines.emplace_back("  library", fmt::format("{} {}", name, version.get<std::string>()));
     }
+    return lines;
 }
 
 }  // namespace
@@ -125,12 +143,9 @@ ExitStatus run_info(Program &program, const InfoOptions &options) {
                 "The firmware of this build is a placeholder: it serves the simulated receiver "
                 "only. Configure with DS3000_FIRMWARE_A and DS3000_FIRMWARE_B for a real one.");
         }
-        if (output.format() == Format::text) {
-            write_text(output, info);
-        } else {
-            output.json(info);
-        }
-        output.finish();
+        present(output,
+                {.text = [&info](Output &text) { write_labelled(text, 12, lines_of(info)); },
+                 .json = [&info] { return info; }});
         return ExitStatus::done;
     });
 }

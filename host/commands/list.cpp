@@ -3,165 +3,145 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <string_view>
+#include <vector>
+
 #include "host/boards/linux_address.h"
 #include "host/cable/describe.h"
 #include "host/cable/frequency.h"
 #include "host/tables/catalogue.h"
 #include "host/tables/table.h"
+#include "host/terminal/presentation.h"
 
 namespace host {
 
 namespace {
 
-// A list is a table of strings for people and an array of objects for programs.
-class Listing {
- public:
-    Listing(std::string what, std::vector<std::string> columns)
-        : what_(std::move(what)), columns_(std::move(columns)) {}
-
-    void add(std::vector<std::string> fields, Json object) {
-        rows_.push_back(std::move(fields));
-        objects_.push_back(std::move(object));
-    }
-
-    void write(const GlobalOptions &options) const {
-        Output output(options.format, options.output);
-        switch (options.format) {
-            case Format::text:
-                write_text(output);
-                break;
-            case Format::csv:
-                output.csv_row(columns_);
-                for (const auto &row : rows_) {
-                    output.csv_row(row);
-                }
-                break;
-            case Format::json:
-                output.json(Json{{"schema", fmt::format("ds3000.list.{}/1", what_)},
-                                 {"entries", objects_}});
-                break;
-            case Format::jsonl:
-                for (const Json &object : objects_) {
-                    Json line{{"schema", fmt::format("ds3000.list.{}.entry/1", what_)}};
-                    line.update(object);
-                    output.json(line);
-                }
-                break;
-        }
-        output.finish();
-    }
-
- private:
-    void write_text(Output &output) const {
-        std::vector<std::size_t> widths(columns_.size());
-        for (std::size_t i = 0; i < columns_.size(); ++i) {
-            widths[i] = columns_[i].size();
-            for (const auto &row : rows_) {
-                widths[i] = std::max(widths[i], row[i].size());
-            }
-        }
-        write_text_row(output, widths, columns_);
-        for (const auto &row : rows_) {
-            write_text_row(output, widths, row);
-        }
-    }
-
-    static void write_text_row(Output &output, const std::vector<std::size_t> &widths,
-                               const std::vector<std::string> &row) {
-        std::string line;
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            line += fmt::format("{:<{}}", row[i], i + 1 < row.size() ? widths[i] + 2 : 0);
-        }
-        line.erase(line.find_last_not_of(' ') + 1);
-        output.line(line);
-    }
-
-    std::string what_;
-    std::vector<std::string> columns_;
-    std::vector<std::vector<std::string>> rows_;
-    Json objects_ = Json::array();
-};
+// A list is a sheet for people and an array of objects for programs.
+template <typename Row>
+void write_list(const Program &program, std::string_view what, const std::vector<Row> &rows,
+                Columns<Row> columns, Json (*object_of)(const Row &)) {
+    std::vector<Json> objects;
+    std::transform(rows.begin(), rows.end(), std::back_inserter(objects), object_of);
+    Output output(program.options.format, program.options.output);
+    present(
+        output,
+        {.text = [&](Output &text) { write_aligned(text, sheet_of(columns, rows)); },
+         .json =
+             [&] {
+                 return Json{{"schema", fmt::format("ds3000.list.{}/1", what)},
+                             {"entries", objects}};
+             },
+         .lines = [&] { return all_tagged(fmt::format("ds3000.list.{}.entry/1", what), objects); },
+         .sheet = [&] { return sheet_of(columns, rows); }});
+}
 
 std::string mhz_or_nothing(std::uint32_t khz) {
     return khz == 0 ? "" : fmt::format("{}", khz / 1000);
+}
+
+constexpr auto lnb_columns = std::to_array<Column<broadcast::Lnb>>(
+    {{"name", [](const broadcast::Lnb &lnb) { return lnb.name; }},
+     {"low_mhz", [](const broadcast::Lnb &lnb) { return mhz_or_nothing(lnb.low_khz); }},
+     {"high_mhz", [](const broadcast::Lnb &lnb) { return mhz_or_nothing(lnb.high_khz); }},
+     {"switch_mhz", [](const broadcast::Lnb &lnb) { return mhz_or_nothing(lnb.switch_khz); }},
+     {"description", [](const broadcast::Lnb &lnb) { return lnb.description; }}});
+
+Json lnb_object(const broadcast::Lnb &lnb) {
+    Json object = json_of(lnb);
+    object["description"] = lnb.description;
+    return object;
+}
+
+struct BoardForm {
+    std::string uri;
+    std::string description;
+};
+
+constexpr auto board_columns = std::to_array<Column<BoardForm>>(
+    {{"uri", [](const BoardForm &form) { return form.uri; }},
+     {"description", [](const BoardForm &form) { return form.description; }}});
+
+constexpr auto satellite_columns = std::to_array<Column<Table>>(
+    {{"table", [](const Table &table) { return table.name; }},
+     {"transponders", [](const Table &table) { return std::to_string(table.rows.size()); }},
+     {"unusable", [](const Table &table) { return std::to_string(table.rejected.size()); }}});
+
+std::string without_unit(const std::string &text) { return text.substr(0, text.find(' ')); }
+
+constexpr auto transponder_columns = std::to_array<Column<TableRow>>(
+    {{"row", [](const TableRow &row) { return std::to_string(row.place.row); }},
+     {"frequency_mhz",
+      [](const TableRow &row) { return without_unit(format_mhz(row.transponder.frequency_khz)); }},
+     {"polarisation",
+      [](const TableRow &row) { return polarisation_letter(row.transponder.polarisation); }},
+     {"symbol_rate_ksps",
+      [](const TableRow &row) { return without_unit(format_ksps(row.transponder.symbol_rate)); }},
+     {"system", [](const TableRow &row) { return to_string(row.transponder.system); }},
+     {"modcod", [](const TableRow &row) { return broadcast::modcod_name(row.transponder); }},
+     {"name", [](const TableRow &row) { return row.name; }}});
+
+Json transponder_object(const TableRow &row) {
+    Json object{{"row", row.place.row}, {"line", row.place.line}};
+    if (!row.name.empty()) {
+        object["name"] = row.name;
+    }
+    object.update(json_of(row.transponder));
+    object["modcod"] = broadcast::modcod_name(row.transponder);
+    return object;
 }
 
 }  // namespace
 
 ExitStatus list_lnbs(Program &program) {
     program.honour_only("list lnb", {});
-    Listing listing("lnb", {"name", "low_mhz", "high_mhz", "switch_mhz", "description"});
-    for (const broadcast::Lnb &lnb : known_lnbs()) {
-        Json object = json_of(lnb);
-        object["description"] = lnb.description;
-        listing.add({lnb.name, mhz_or_nothing(lnb.low_khz), mhz_or_nothing(lnb.high_khz),
-                     mhz_or_nothing(lnb.switch_khz), lnb.description},
-                    std::move(object));
-    }
-    listing.write(program.options);
+    write_list(program, "lnb", known_lnbs(), lnb_columns, lnb_object);
     return ExitStatus::done;
 }
 
 ExitStatus list_boards(Program &program) {
     program.honour_only("list boards", {});
-    Listing listing("boards", {"uri", "description"});
-    for (const auto &[uri, description] :
-         {std::pair{"sim", "a simulated receiver in a built-in world"},
-          std::pair{"sim:FILE.toml", "a simulated receiver in the world of a scenario file"},
-          std::pair{linux_address_form, "a real board on an I2C adapter of this machine"},
-          std::pair{"replay:FILE", "a recorded session; the driver must do what it did then"}}) {
-        listing.add({uri, description}, Json{{"uri", uri}, {"description", description}});
-    }
-    listing.write(program.options);
+    const std::vector<BoardForm> forms{
+        {"sim", "a simulated receiver in a built-in world"},
+        {"sim:FILE.toml", "a simulated receiver in the world of a scenario file"},
+        {linux_address_form, "a real board on an I2C adapter of this machine"},
+        {"replay:FILE", "a recorded session; the driver must do what it did then"}};
+    write_list<BoardForm>(program, "boards", forms, board_columns, [](const BoardForm &form) {
+        return Json{{"uri", form.uri}, {"description", form.description}};
+    });
     return ExitStatus::done;
 }
 
 ExitStatus list_satellites(Program &program) {
     program.honour_only("list satellites", {});
-    Listing listing("satellites", {"table", "transponders", "unusable"});
-    const auto files = installed_tables();
-    if (files.empty()) {
+    std::vector<Table> tables;
+    for (const auto &file : installed_tables()) {
+        tables.push_back(read_table(file));
+    }
+    if (tables.empty()) {
         throw Failure(ExitStatus::nothing_found,
                       fmt::format("there are no tables in {}; install dtv-scan-tables",
                                   table_folder().string()));
     }
-    for (const auto &file : files) {
-        const Table table = read_table(file);
-        listing.add(
-            {table.name, std::to_string(table.rows.size()), std::to_string(table.rejected.size())},
-            Json{{"table", table.name},
-                 {"transponders", table.rows.size()},
-                 {"unusable", table.rejected.size()}});
-    }
-    listing.write(program.options);
+    write_list<Table>(program, "satellites", tables, satellite_columns, [](const Table &table) {
+        return Json{{"table", table.name},
+                    {"transponders", table.rows.size()},
+                    {"unusable", table.rejected.size()}};
+    });
     return ExitStatus::done;
 }
 
 ExitStatus list_transponders(Program &program, const ListTranspondersOptions &options) {
     program.honour_only("list transponders", {});
     const Table table = read_table(find_table(options.table));
-    Listing listing("transponders", {"row", "frequency_mhz", "polarisation", "symbol_rate_ksps",
-                                     "system", "modcod", "name"});
-    for (const TableRow &row : table.rows) {
-        const broadcast::Transponder &transponder = row.transponder;
-        Json object{{"row", row.place.row}, {"line", row.place.line}};
-        if (!row.name.empty()) {
-            object["name"] = row.name;
-        }
-        object.update(json_of(transponder));
-        object["modcod"] = broadcast::modcod_name(transponder);
-        const auto number = [](const std::string &text) { return text.substr(0, text.find(' ')); };
-        listing.add({std::to_string(row.place.row), number(format_mhz(transponder.frequency_khz)),
-                     polarisation_letter(transponder.polarisation),
-                     number(format_ksps(transponder.symbol_rate)), to_string(transponder.system),
-                     broadcast::modcod_name(transponder), row.name},
-                    std::move(object));
-    }
     for (const RejectedRow &row : table.rejected) {
         program.console.note(fmt::format("{}:{}: row {} is unusable: {}", table.file.string(),
                                          row.place.line, row.place.row, row.reason));
     }
-    listing.write(program.options);
+    write_list(program, "transponders", table.rows, transponder_columns, transponder_object);
     return ExitStatus::done;
 }
 

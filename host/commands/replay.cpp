@@ -11,6 +11,7 @@
 
 #include "host/boards/replayed_board.h"
 #include "host/boards/trace_file.h"
+#include "host/terminal/presentation.h"
 #include "host/terminal/shell_words.h"
 
 namespace host {
@@ -93,23 +94,24 @@ Json json_of(const trace::Difference &difference, const trace::Trace &trace) {
     return json;
 }
 
-void write_report(Output &output, const std::string &file, const trace::Trace &trace,
-                  const Replay &replay) {
+Json json_of(const Replay &replay, const std::string &file, const trace::Trace &trace) {
     const ReplayReport &report = replay.report;
-    if (output.format() != Format::text) {
-        Json json{{"schema", "ds3000.trace.replay/1"},
-                  {"trace", file},
-                  {"events", report.events},
-                  {"played", report.played},
-                  {"same", !report.difference},
-                  {"other_firmware", report.other_firmware},
-                  {"session_status", static_cast<int>(replay.session)}};
-        if (report.difference) {
-            json["difference"] = json_of(*report.difference, trace);
-        }
-        output.json(json);
-        return;
+    Json json{{"schema", "ds3000.trace.replay/1"},
+              {"trace", file},
+              {"events", report.events},
+              {"played", report.played},
+              {"same", !report.difference},
+              {"other_firmware", report.other_firmware},
+              {"session_status", static_cast<int>(replay.session)}};
+    if (report.difference) {
+        json["difference"] = json_of(*report.difference, trace);
     }
+    return json;
+}
+
+void write_text(Output &output, const Replay &replay, const std::string &file,
+                const trace::Trace &trace) {
+    const ReplayReport &report = replay.report;
     output.line(fmt::format("{}: {} of {} events came, {}", file, report.played, report.events,
                             report.difference ? "then a difference" : "no difference"));
     if (report.difference) {
@@ -138,8 +140,8 @@ ExitStatus run_replay(Program &program, const ReplayOptions &options, const Comm
         program.console.note(
             "The driver loads another firmware image than the one recorded, of the same length.");
     }
-    write_report(output, options.file, trace, replayed);
-    output.finish();
+    present(output, {.text = [&](Output &text) { write_text(text, replayed, options.file, trace); },
+                     .json = [&] { return json_of(replayed, options.file, trace); }});
     return replayed.report.difference ? ExitStatus::differs : ExitStatus::done;
 }
 

@@ -9,6 +9,7 @@
 #include "host/boards/trace_file.h"
 #include "host/explain/explain.h"
 #include "host/explain/export.h"
+#include "host/terminal/presentation.h"
 #include "trace/diff.h"
 
 namespace host {
@@ -52,13 +53,6 @@ Json json_of(const Explanation &line) {
         json["meaning"] = line.meaning;
     }
     json.update(line.facts);
-    return json;
-}
-
-// An object with its schema tag in front.
-Json tagged(const char *schema, const Json &members) {
-    Json json{{"schema", schema}};
-    json.update(members);
     return json;
 }
 

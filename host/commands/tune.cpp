@@ -8,6 +8,7 @@
 #include "host/commands/no_lock.h"
 #include "host/session/rig.h"
 #include "host/tables/catalogue.h"
+#include "host/terminal/presentation.h"
 
 namespace host {
 
@@ -41,29 +42,22 @@ void write_plan_text(Output &output, const Target &target, const broadcast::Lnb 
     line("switch bytes", plan.switch_pos != 0 ? switch_bytes(plan) : "none");
 }
 
-void write_result(Output &output, const Json &result, const Target &target,
-                  const broadcast::Lnb &lnb, const TunePlan &plan) {
-    if (output.format() == Format::csv) {
-        write_csv_object(output, result);
-    } else if (output.format() != Format::text) {
-        output.json(result);
+void write_text(Output &output, const Json &result, const Target &target, const broadcast::Lnb &lnb,
+                const TunePlan &plan) {
+    const auto line = [&output](const char *what, const std::string &value) {
+        output.line(fmt::format("{:<12} {}", what, value));
+    };
+    line("transponder", headline(target.transponder));
+    line("path", summary(lnb, plan));
+    const bool locked = result.at("locked").get<bool>();
+    line("lock", locked ? fmt::format("yes, after {} ms", result.at("lock_ms").dump())
+                        : fmt::format("no, after {} ms", result.at("waited_ms").dump()));
+    if (locked) {
+        line("quality", fmt::format("{} dB", result.at("quality_db").dump()));
     } else {
-        const auto line = [&output](const char *what, const std::string &value) {
-            output.line(fmt::format("{:<12} {}", what, value));
-        };
-        line("transponder", headline(target.transponder));
-        line("path", summary(lnb, plan));
-        const bool locked = result.at("locked").get<bool>();
-        line("lock", locked ? fmt::format("yes, after {} ms", result.at("lock_ms").dump())
-                            : fmt::format("no, after {} ms", result.at("waited_ms").dump()));
-        if (locked) {
-            line("quality", fmt::format("{} dB", result.at("quality_db").dump()));
-        } else {
-            line("reason", result.value("explanation", "the board cannot tell"));
-        }
-        line("strength", fmt::format("{} %", result.at("strength_percent").dump()));
+        line("reason", result.value("explanation", "the board cannot tell"));
     }
-    output.finish();
+    line("strength", fmt::format("{} %", result.at("strength_percent").dump()));
 }
 
 void refuse_answer(TuneAnswer answer, const TunePlan &plan) {
@@ -125,12 +119,20 @@ ExitStatus tune_channel(Program &program, const TuneOptions &options, const Targ
             result.update(explain_no_lock(rig.board()));
         }
         result["strength_percent"] = signal.strength_percent;
-        write_result(output, result, target, lnb, plan);
+        present(output, {.text = [&](Output &text) { write_text(text, result, target, lnb, plan); },
+                         .json = [&result] { return result; }});
         if (lock_ms) {
             return ExitStatus::done;
         }
         return program.interrupt.requested() ? ExitStatus::cancelled : ExitStatus::no_lock;
     });
+}
+
+Sheet plan_sheet(const Target &target, const broadcast::Lnb &lnb, const TunePlan &plan) {
+    Json flat = json_of(target.transponder);
+    flat["lnb"] = lnb.name;
+    flat.update(json_of(plan));
+    return sheet_of(flat);
 }
 
 ExitStatus show_plan(Program &program, const Target &target) {
@@ -144,17 +146,9 @@ ExitStatus show_plan(Program &program, const Target &target) {
     Json result = begin_result(target, lnb, plan);
     result["schema"] = "ds3000.plan/1";
     result["accepted"] = !plan.refusal;
-    if (output.format() == Format::text) {
-        write_plan_text(output, target, lnb, plan);
-    } else if (output.format() == Format::csv) {
-        Json flat = json_of(target.transponder);
-        flat["lnb"] = lnb.name;
-        flat.update(json_of(plan));
-        write_csv_object(output, flat);
-    } else {
-        output.json(result);
-    }
-    output.finish();
+    present(output, {.text = [&](Output &text) { write_plan_text(text, target, lnb, plan); },
+                     .json = [&result] { return result; },
+                     .sheet = [&] { return plan_sheet(target, lnb, plan); }});
     if (plan.refusal) {
         throw Failure(ExitStatus::outside_limits, *plan.refusal);
     }

@@ -5,6 +5,8 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <array>
+#include <span>
 
 #include "host/cable/describe.h"
 #include "host/cable/diseqc_messages.h"
@@ -13,6 +15,7 @@
 #include "host/session/pace.h"
 #include "host/session/rig.h"
 #include "host/session/unicable_search.h"
+#include "host/terminal/presentation.h"
 
 namespace host {
 
@@ -67,41 +70,47 @@ Json json_of(const Detection &detection) {
             {"duration_ms", detection.duration_ms}, {"user_bands", bands}};
 }
 
-void write_text(Output &output, const Detection &detection, bool identified) {
-    output.line(fmt::format("index  frequency  valid  gain{}", identified ? "  user band" : ""));
-    std::size_t number = 0;
-    for (const FoundBand &band : detection.bands) {
-        std::string line = fmt::format("{:>5}  {:>5} MHz  {:<5}  {:>4}", number++,
-                                       band.frequency_mhz, band.valid ? "yes" : "no", band.gain);
-        if (identified) {
-            line += band.index ? fmt::format("  {:>9}", *band.index) : "    unknown";
-        }
-        output.line(line);
+// A band and the number that the driver gives it.
+struct NumberedBand {
+    std::size_t number;
+    FoundBand band;
+};
+
+std::vector<NumberedBand> numbered(const std::vector<FoundBand> &bands) {
+    std::vector<NumberedBand> rows;
+    for (const FoundBand &band : bands) {
+        rows.push_back({rows.size(), band});
     }
+    return rows;
 }
 
-void write_csv(Output &output, const Detection &detection) {
-    output.csv_row({"index", "frequency_mhz", "valid", "gain", "user_band"});
-    std::size_t number = 0;
-    for (const FoundBand &band : detection.bands) {
-        output.csv_row({fmt::format("{}", number++), fmt::format("{}", band.frequency_mhz),
-                        band.valid ? "true" : "false", fmt::format("{}", band.gain),
-                        band.index ? fmt::format("{}", *band.index) : ""});
-    }
-}
+constexpr auto columns = std::to_array<Column<NumberedBand>>(
+    {{"index", [](const NumberedBand &row) { return fmt::format("{}", row.number); }, Align::right},
+     {"frequency",
+      [](const NumberedBand &row) { return fmt::format("{} MHz", row.band.frequency_mhz); },
+      Align::right},
+     {"valid", [](const NumberedBand &row) { return std::string(row.band.valid ? "yes" : "no"); }},
+     {"gain", [](const NumberedBand &row) { return fmt::format("{}", row.band.gain); },
+      Align::right},
+     {"user band",
+      [](const NumberedBand &row) {
+          return row.band.index ? fmt::format("{}", *row.band.index) : "unknown";
+      },
+      Align::right}});
 
 void write_detection(Output &output, const Detection &detection, bool identified) {
-    switch (output.format()) {
-        case Format::text:
-            write_text(output, detection, identified);
-            break;
-        case Format::csv:
-            write_csv(output, detection);
-            break;
-        default:
-            output.json(json_of(detection));
-    }
-    output.finish();
+    const std::span shown = std::span(columns).first(columns.size() - (identified ? 0 : 1));
+    const Json json = json_of(detection);
+    present(
+        output,
+        {.text =
+             [&](Output &text) { write_aligned(text, sheet_of(shown, numbered(detection.bands))); },
+         .json = [&json] { return json; },
+         .sheet =
+             [&json] {
+                 return sheet_of({"index", "frequency_mhz", "valid", "gain", "user_band"},
+                                 json.at("user_bands"));
+             }});
 }
 
 Detection detect(ChipSession &session, const SearchRange &range,
@@ -166,17 +175,12 @@ ExitStatus run_unicable_decode(Program &program, const UnicableDecodeOptions &op
     Output output(program.options.format, program.options.output);
     Json result{{"schema", "ds3000.unicable-decode/1"}};
     result.update(diseqc_as_json(bytes));
-    switch (output.format()) {
-        case Format::text:
-            output.line(fmt::format("{}  {}", diseqc_bytes(bytes), diseqc_in_words(bytes)));
-            break;
-        case Format::csv:
-            write_csv_object(output, result);
-            break;
-        default:
-            output.json(result);
-    }
-    output.finish();
+    present(output,
+            {.text =
+                 [&bytes](Output &text) {
+                     text.line(fmt::format("{}  {}", diseqc_bytes(bytes), diseqc_in_words(bytes)));
+                 },
+             .json = [&result] { return result; }});
     return ExitStatus::done;
 }
 

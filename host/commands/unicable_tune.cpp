@@ -11,6 +11,7 @@
 #include "host/session/rig.h"
 #include "host/session/unicable_reception.h"
 #include "host/session/unicable_search.h"
+#include "host/terminal/presentation.h"
 
 namespace host {
 
@@ -206,17 +207,11 @@ ExitStatus tune_through(Program &program, const UnicableTuneOptions &options, co
         receive_through(session, band, channel, plan.tune, patience);
     session.take_lines();
     const Json result = make_result(plan, band, channel, reception, rig.board());
-    switch (output.format()) {
-        case Format::text:
-            write_text(output, result, plan, band, channel, reception);
-            break;
-        case Format::csv:
-            write_csv_object(output, flat(result));
-            break;
-        default:
-            output.json(result);
-    }
-    output.finish();
+    present(
+        output,
+        {.text = [&](Output &text) { write_text(text, result, plan, band, channel, reception); },
+         .json = [&result] { return result; },
+         .sheet = [&result] { return sheet_of(flat(result)); }});
     const ExitStatus status = status_of(program, reception);
     if (status == ExitStatus::no_lock) {
         if (lacks_unit(rig.board())) {

@@ -56,20 +56,6 @@ void Output::fail() const {
                   fmt::format("{} cannot be written: {}", name_, std::strerror(errno)));
 }
 
-void write_csv_object(Output &output, const Json &object) {
-    std::vector<std::string> names;
-    std::vector<std::string> values;
-    for (const auto &[name, value] : object.items()) {
-        if (value.is_structured() || name == "schema") {
-            continue;
-        }
-        names.push_back(name);
-        values.push_back(value.is_string() ? value.get<std::string>() : value.dump());
-    }
-    output.csv_row(names);
-    output.csv_row(values);
-}
-
 std::string csv_field(std::string_view text) {
     if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
         return std::string(text);

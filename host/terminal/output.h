@@ -53,9 +53,6 @@ class Output {
     std::unique_ptr<std::FILE, Close> file_;
 };
 
-// An object's plain members, but not its schema tag, as a head and one row.
-void write_csv_object(Output &output, const Json &object);
-
 // A field of a CSV row, quoted where RFC 4180 asks for it.
 std::string csv_field(std::string_view text);
 
