@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: MIT
+#include "host/commands/sweep_output.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <iterator>
+#include <map>
+#include <utility>
+#include <vector>
+
+#include "host/cable/describe.h"
+#include "host/terminal/presentation.h"
+
+namespace host {
+
+namespace {
+
+// The members of a row that spreadsheets get.
+const std::vector<std::string> sheet_members{"table",
+                                             "row",
+                                             "line",
+                                             "class",
+                                             "frequency_khz",
+                                             "polarisation",
+                                             "symbol_rate_sps",
+                                             "system",
+                                             "modcod",
+                                             "lnb",
+                                             "if_khz",
+                                             "lock_ms",
+                                             "quality_db",
+                                             "strength_percent",
+                                             "receivable",
+                                             "reason",
+                                             "explanation"};
+
+Json row_json(const SweptRow &row) {
+    Json json{{"table", row.table->name},
+              {"row", row.place.row},
+              {"line", row.place.line},
+              {"class", to_string(row.row_class)}};
+    if (row.transponder) {
+        json.update(json_of(*row.transponder));
+        json["modcod"] = broadcast::modcod_name(*row.transponder);
+        json["lnb"] = row.lnb;
+        json["if_khz"] = *row.if_khz;
+    }
+    if (row.lock_ms) {
+        json["lock_ms"] = *row.lock_ms;
+    }
+    if (row.signal) {
+        json["quality_db"] = row.signal->quality_db;
+        json["strength_percent"] = row.signal->strength_percent;
+    }
+    if (row.receivable) {
+        json["receivable"] = *row.receivable;
+    }
+    if (!row.obstacle.empty()) {
+        json["obstacle"] = row.obstacle;
+    }
+    if (!row.reason.empty()) {
+        json["reason"] = row.reason;
+        if (!row.explanation.empty()) {
+            json["explanation"] = row.explanation;
+        }
+    }
+    return json;
+}
+
+std::vector<Json> row_objects(const SweepReport &report) {
+    std::vector<Json> objects;
+    std::transform(report.rows.begin(), report.rows.end(), std::back_inserter(objects), row_json);
+    return objects;
+}
+
+Json totals_json(const ClassTotals &totals) {
+    Json json;
+    unsigned rows = 0;
+    for (std::size_t i = 0; i < totals.size(); ++i) {
+        json[row_class_names.at(i)] = totals.at(i);
+        rows += totals.at(i);
+    }
+    json["rows"] = rows;
+    return json;
+}
+
+Json complaint_json(const sim::Complaint &complaint) {
+    return {{"offence", to_string(complaint.offence)},
+            {"count", complaint.count},
+            {"first", complaint.first}};
+}
+
+// All but the rows.
+Json summary_json(const SweepReport &report) {
+    Json json{{"complete", report.complete}, {"tables", Json::array()}};
+    for (const Table &table : report.tables) {
+        Json entry{{"table", table.name}};
+        entry.update(totals_json(report.totals(&table)));
+        json["tables"].push_back(std::move(entry));
+    }
+    json["totals"] = totals_json(report.totals());
+    json["virtual_time_ms"] = report.virtual_ms;
+    json["complaints"] = Json::array();
+    for (const sim::Complaint &complaint : report.complaints) {
+        json["complaints"].push_back(complaint_json(complaint));
+    }
+    return json;
+}
+
+Json whole_json(const SweepReport &report) {
+    Json json = tagged("ds3000.sweep/1", summary_json(report));
+    json["transponders"] = row_objects(report);
+    return json;
+}
+
+std::vector<Json> json_lines(const SweepReport &report) {
+    std::vector<Json> lines = all_tagged("ds3000.sweep.row/1", row_objects(report));
+    lines.push_back(tagged("ds3000.sweep.summary/1", summary_json(report)));
+    return lines;
+}
+
+// A table's line among the totals.
+struct TableTotals {
+    std::string name;
+    ClassTotals totals;
+};
+
+template <RowClass row_class>
+std::string count_of(const TableTotals &row) {
+    return fmt::format("{}", row.totals.at(static_cast<std::size_t>(row_class)));
+}
+
+constexpr auto totals_columns = std::to_array<Column<TableTotals>>(
+    {{"table", [](const TableTotals &row) { return row.name; }},
+     {"locked", count_of<RowClass::locked>, Align::right, 8},
+     {"no lock", count_of<RowClass::no_lock>, Align::right, 8},
+     {"out of range", count_of<RowClass::out_of_range>, Align::right, 12},
+     {"refused", count_of<RowClass::refused>, Align::right, 8},
+     {"unusable", count_of<RowClass::unusable_row>, Align::right, 9}});
+
+std::vector<TableTotals> totals_of(const SweepReport &report) {
+    std::vector<TableTotals> rows;
+    for (const Table &table : report.tables) {
+        rows.push_back({table.name, report.totals(&table)});
+    }
+    if (report.tables.size() > 1) {
+        rows.push_back({"all", report.totals()});
+    }
+    return rows;
+}
+
+// Why rows without lock have none, the most frequent reason first.
+void write_reasons(Output &output, const SweepReport &report) {
+    std::map<std::string, unsigned> counts;
+    for (const SweptRow &row : report.rows) {
+        if (row.row_class == RowClass::no_lock) {
+            ++counts[row.reason];
+        }
+    }
+    std::vector<std::pair<unsigned, std::string>> ordered;
+    ordered.reserve(counts.size());
+    for (const auto &[reason, count] : counts) {
+        ordered.emplace_back(count, reason);
+    }
+    std::sort(ordered.rbegin(), ordered.rend());
+    for (const auto &[count, reason] : ordered) {
+        output.line(fmt::format("no lock, {}: {}", reason, count));
+    }
+}
+
+void write_text(Output &output, const SweepReport &report, bool every_row) {
+    if (every_row) {
+        for (const SweptRow &row : report.rows) {
+            output.line(line_of(row));
+        }
+    }
+    write_aligned(output, sheet_of(totals_columns, totals_of(report)), 1);
+    write_reasons(output, report);
+    output.line(fmt::format("{} rows in {:.1f} s of the receiver's time, {:.1f} s on the wall{}",
+                            report.rows.size(), static_cast<double>(report.virtual_ms) / 1e3,
+                            static_cast<double>(report.wall_ms) / 1e3,
+                            report.complete ? "" : ", cancelled"));
+}
+
+}  // namespace
+
+void write_sweep(Output &output, const SweepReport &report, bool every_row) {
+    present(output, {.text = [&](Output &text) { write_text(text, report, every_row); },
+                     .json = [&] { return whole_json(report); },
+                     .lines = [&] { return json_lines(report); },
+                     .sheet = [&] { return sheet_of(sheet_members, row_objects(report)); }});
+}
+
+std::string line_of(const SweptRow &row) {
+    std::string text =
+        fmt::format("{:<12} {}:{}", to_string(row.row_class), row.table->name, row.place.row);
+    if (row.transponder) {
+        text += fmt::format("  {}", broadcast::describe(*row.transponder));
+    }
+    if (row.lock_ms) {
+        text += fmt::format("  {} ms, {} dB, {} %", *row.lock_ms, row.signal->quality_db,
+                            row.signal->strength_percent);
+    }
+    for (const std::string &remark : {row.explanation, row.obstacle}) {
+        text += remark.empty() ? "" : fmt::format("  {}", remark);
+    }
+    return text;
+}
+
+}  // namespace host

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "broadcast/transponder.h"
+#include "host/session/session.h"
+#include "host/tables/table.h"
+#include "sim/receiver.h"
+
+namespace host {
+
+// Each row of a table ends in exactly one of these.
+enum class RowClass { locked, no_lock, out_of_range, refused, unusable_row };
+
+constexpr std::array<const char *, 5> row_class_names{"locked", "no_lock", "out_of_range",
+                                                      "refused", "unusable_row"};
+
+std::string to_string(RowClass row_class);
+
+// What became of a row.
+struct SweptRow {
+    const Table *table = nullptr;
+    RowPlace place;
+    std::optional<broadcast::Transponder> transponder;  // absent for an unusable row
+    RowClass row_class = RowClass::unusable_row;
+    std::string lnb;
+    std::optional<std::uint32_t> if_khz;
+    std::optional<std::uint64_t> lock_ms;
+    std::optional<Signal> signal;
+    std::optional<bool> receivable;
+    std::string obstacle;     // why it is not receivable
+    std::string reason;       // a few words, always the same ones
+    std::string explanation;  // with the numbers
+
+    // What a receiver should have locked to and did not.
+    [[nodiscard]] bool is_defect() const {
+        return row_class != RowClass::locked && receivable.value_or(false);
+    }
+};
+
+// Rows by their class.
+using ClassTotals = std::array<unsigned, row_class_names.size()>;
+
+// What a sweep as a whole came to.
+struct SweepReport {
+    const std::vector<Table> &tables;
+    std::vector<SweptRow> rows;
+    std::vector<sim::Complaint> complaints;
+    bool complete = true;
+    std::uint64_t virtual_ms = 0;
+    std::uint64_t wall_ms = 0;
+
+    // Of all tables, or of one.
+    [[nodiscard]] ClassTotals totals(const Table *table = nullptr) const;
+};
+
+}  // namespace host
