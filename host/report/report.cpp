@@ -80,7 +80,7 @@ struct Column {
     const char *heading;
     const char *unit;
     bool numeric;
-    Cell (*cell)(const Report &, const ReportTransponder &);
+    Cell (*cell)(const ScanPage &, const ReportTransponder &);
 };
 
 Cell optional_number(std::optional<double> value) {
@@ -89,54 +89,54 @@ Cell optional_number(std::optional<double> value) {
 
 constexpr std::array columns{
     Column{"frequency", "Frequency", "MHz", true,
-           [](const Report &, const ReportTransponder &t) {
+           [](const ScanPage &, const ReportTransponder &t) {
                return Cell{fmt::format("{:.3f}", t.frequency_mhz), t.frequency_mhz};
            }},
     Column{"polarisation", "Pol.", "", false,
-           [](const Report &, const ReportTransponder &t) { return Cell{t.polarisation}; }},
+           [](const ScanPage &, const ReportTransponder &t) { return Cell{t.polarisation}; }},
     Column{"symbol-rate", "Symbol rate", "ksym/s", true,
-           [](const Report &, const ReportTransponder &t) {
+           [](const ScanPage &, const ReportTransponder &t) {
                return t.symbol_rate_ksps > 0 ? optional_number(t.symbol_rate_ksps) : Cell{};
            }},
     Column{"system", "System", "", false,
-           [](const Report &, const ReportTransponder &t) { return Cell{t.system}; }},
+           [](const ScanPage &, const ReportTransponder &t) { return Cell{t.system}; }},
     Column{"modulation", "Modulation", "", false,
-           [](const Report &, const ReportTransponder &t) { return Cell{t.modulation}; }},
+           [](const ScanPage &, const ReportTransponder &t) { return Cell{t.modulation}; }},
     Column{"fec", "FEC", "", false,
-           [](const Report &, const ReportTransponder &t) { return Cell{t.fec}; }},
+           [](const ScanPage &, const ReportTransponder &t) { return Cell{t.fec}; }},
     Column{"pilots", "Pilots", "", false,
-           [](const Report &, const ReportTransponder &t) {
+           [](const ScanPage &, const ReportTransponder &t) {
                return Cell{!t.pilots ? "" : *t.pilots ? "on" : "off"};
            }},
     Column{"roll-off", "Roll-off", "", false,
-           [](const Report &, const ReportTransponder &t) { return Cell{t.roll_off}; }},
+           [](const ScanPage &, const ReportTransponder &t) { return Cell{t.roll_off}; }},
     Column{"inversion", "Inversion", "", false,
-           [](const Report &, const ReportTransponder &t) { return Cell{t.inversion}; }},
+           [](const ScanPage &, const ReportTransponder &t) { return Cell{t.inversion}; }},
     Column{
         "quality", "Quality", "dB", true,
-        [](const Report &, const ReportTransponder &t) { return optional_number(t.quality_db); }},
+        [](const ScanPage &, const ReportTransponder &t) { return optional_number(t.quality_db); }},
     Column{"strength", "Strength", "%", true,
-           [](const Report &, const ReportTransponder &t) {
+           [](const ScanPage &, const ReportTransponder &t) {
                return optional_number(t.strength_percent);
            }},
     Column{"port", "Port", "", true,
-           [](const Report &, const ReportTransponder &t) {
+           [](const ScanPage &, const ReportTransponder &t) {
                return t.port == 0 ? Cell{} : optional_number(t.port);
            }},
     Column{"leg", "Picture", "", false,
-           [](const Report &report, const ReportTransponder &t) {
+           [](const ScanPage &report, const ReportTransponder &t) {
                return Cell{report.legs.size() > 1 ? report.legs.at(t.leg).label : ""};
            }},
     Column{"state", "State", "", false,
-           [](const Report &report, const ReportTransponder &t) {
+           [](const ScanPage &report, const ReportTransponder &t) {
                return Cell{report.compared_with.empty() ? "" : to_string(t.state)};
            }},
     Column{"note", "Note", "", false,
-           [](const Report &, const ReportTransponder &t) { return Cell{t.note}; }},
+           [](const ScanPage &, const ReportTransponder &t) { return Cell{t.note}; }},
 };
 
 // The columns in which some row has something.
-std::vector<Column> used_columns(const Report &report) {
+std::vector<Column> used_columns(const ScanPage &report) {
     std::vector<Column> used;
     std::copy_if(columns.begin(), columns.end(), std::back_inserter(used),
                  [&report](const Column &column) {
@@ -157,7 +157,7 @@ std::string head_of(const Column &column) {
         column.numeric ? "number" : "text", column.key, column.heading, unit);
 }
 
-std::string cell_of(const Report &report, const ReportTransponder &transponder,
+std::string cell_of(const ScanPage &report, const ReportTransponder &transponder,
                     const Column &column) {
     const Cell cell = column.cell(report, transponder);
     const bool links = std::string_view(column.key) == "frequency";
@@ -173,7 +173,7 @@ std::string cell_of(const Report &report, const ReportTransponder &transponder,
                        content);
 }
 
-std::string table_of(const Report &report) {
+std::string table_of(const ScanPage &report) {
     if (report.transponders.empty()) {
         return "<p class=\"empty\">None was found.</p>";
     }
@@ -197,14 +197,14 @@ std::string table_of(const Report &report) {
     return table + "</tbody>\n</table>";
 }
 
-std::size_t count_of(const Report &report, ReportState state) {
+std::size_t count_of(const ScanPage &report, ReportState state) {
     return static_cast<std::size_t>(
         std::count_if(report.transponders.begin(), report.transponders.end(),
                       [state](const ReportTransponder &t) { return t.state == state; }));
 }
 
 // What the marks mean, with their numbers; the outlines are those that the page's script draws.
-std::string legend_of(const Report &report) {
+std::string legend_of(const ScanPage &report) {
     const auto entry = [&report](ReportState state, const char *outline, const std::string &text) {
         return fmt::format(
             "<li class=\"{}\"><svg width=\"14\" height=\"14\" aria-hidden=\"true\">"
@@ -222,7 +222,7 @@ std::string legend_of(const Report &report) {
                  "unexpected, not in " + report.compared_with);
 }
 
-std::string legs_of(const Report &report) {
+std::string legs_of(const ScanPage &report) {
     std::string sections;
     for (std::size_t i = 0; i < report.legs.size(); ++i) {
         const ReportLeg &leg = report.legs[i];
@@ -300,7 +300,7 @@ Json transponder_data(const ReportTransponder &transponder) {
     return json;
 }
 
-std::string data_of(const Report &report) {
+std::string data_of(const ScanPage &report) {
     Json json{{"legs", Json::array()}, {"transponders", Json::array()}};
     if (!report.compared_with.empty()) {
         json["compared_with"] = report.compared_with;
@@ -332,7 +332,7 @@ std::string filled(std::string_view page, const std::map<std::string_view, std::
 
 }  // namespace
 
-std::string report_page(const Report &report) {
+std::string report_page(const ScanPage &report) {
     std::string subtitle;
     for (const std::string &line : report.subtitle) {
         subtitle += "<li>" + html(line) + "</li>";

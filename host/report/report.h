@@ -28,7 +28,7 @@ struct ReportTransponder {
     std::optional<int> quality_db;
     std::optional<unsigned> strength_percent;
     unsigned port = 0;    // of the DiSEqC switch; 0: none
-    std::size_t leg = 0;  // index into Report::legs
+    std::size_t leg = 0;  // index into ScanPage::legs
     ReportState state = ReportState::found;
     std::string note;  // for instance why it was missed
 };
@@ -43,7 +43,7 @@ struct ReportLeg {
     std::vector<SpectrumPoint> spectrum;
 };
 
-struct Report {
+struct ScanPage {
     std::string title;
     std::vector<std::string> subtitle;  // a line each: LNB, algorithm, passes, board
     std::string compared_with;          // the table's name; empty: not compared
@@ -54,6 +54,6 @@ struct Report {
 // The whole page: HTML with its style and script inside, which needs nothing from anywhere. Every
 // leg has a picture, in which each of its transponders is one `g.mark`; every transponder has a
 // row of the one table. Throws std::out_of_range for a transponder of a leg that is not there.
-std::string report_page(const Report &report);
+std::string report_page(const ScanPage &report);
 
 }  // namespace host

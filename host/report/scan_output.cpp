@@ -8,6 +8,7 @@
 
 #include "host/cable/describe.h"
 #include "host/cable/frequency.h"
+#include "host/terminal/presentation.h"
 
 namespace host {
 
@@ -108,9 +109,8 @@ Json comparison_json(const Comparison &comparison) {
     return json;
 }
 
-Json summary_json(const ScanResult &result, const char *schema) {
-    Json json{{"schema", schema},
-              {"complete", result.complete},
+Json summary_json(const ScanResult &result) {
+    Json json{{"complete", result.complete},
               {"lnb", json_of(result.lnb)},
               {"algorithm", algorithm_name(result.settings.algorithm)},
               {"passes", result.settings.passes},
@@ -160,8 +160,8 @@ std::vector<Json> row_objects(const ScanResult &result) {
     return objects;
 }
 
-void write_json(Output &output, const ScanResult &result) {
-    Json json = summary_json(result, "ds3000.scan/1");
+Json whole_json(const ScanResult &result) {
+    Json json = tagged("ds3000.scan/1", summary_json(result));
     json["transponders"] = Json::array();
     for (const FoundTransponder &found : result.transponders) {
         json["transponders"].push_back(transponder_json(found));
@@ -169,102 +169,68 @@ void write_json(Output &output, const ScanResult &result) {
     if (result.comparison) {
         json["comparison"] = comparison_json(*result.comparison);
     }
-    output.json(json);
+    return json;
 }
 
-void write_jsonl(Output &output, const ScanResult &result) {
-    for (const Json &object : row_objects(result)) {
-        Json row{{"schema", "ds3000.scan.transponder/1"}};
-        row.update(object);
-        output.json(row);
-    }
-    Json summary = summary_json(result, "ds3000.scan.summary/1");
+std::vector<Json> json_lines(const ScanResult &result) {
+    std::vector<Json> lines = all_tagged("ds3000.scan.transponder/1", row_objects(result));
+    lines.push_back(tagged("ds3000.scan.summary/1", summary_json(result)));
     if (result.comparison) {
-        summary["comparison"] = counts_json(*result.comparison);
+        lines.back()["comparison"] = counts_json(*result.comparison);
     }
-    output.json(summary);
+    return lines;
 }
 
-void write_csv(Output &output, const ScanResult &result) {
-    std::vector<std::string> names{"frequency_khz", "polarisation", "symbol_rate_sps",  "system",
-                                   "modulation",    "code_rate",    "roll_off",         "pilots",
-                                   "inverted",      "quality_db",   "strength_percent", "port",
-                                   "leg",           "if_khz"};
+Sheet sheet(const ScanResult &result) {
+    std::vector<std::string> members{"frequency_khz", "polarisation", "symbol_rate_sps",  "system",
+                                     "modulation",    "code_rate",    "roll_off",         "pilots",
+                                     "inverted",      "quality_db",   "strength_percent", "port",
+                                     "leg",           "if_khz"};
     if (result.comparison) {
-        names.insert(names.end(), {"state", "row", "cause"});
+        members.insert(members.end(), {"state", "row", "cause"});
     }
-    output.csv_row(names);
-    for (const Json &object : row_objects(result)) {
-        std::vector<std::string> fields;
-        for (const std::string &name : names) {
-            const auto value = object.find(name);
-            fields.push_back(value == object.end() ? ""
-                             : value->is_string()  ? value->get<std::string>()
-                                                   : value->dump());
-        }
-        output.csv_row(fields);
-    }
+    return sheet_of(members, row_objects(result));
 }
 
 std::string counted(std::size_t count, const char *what) {
     return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
 
-std::string yes_no(bool value) { return value ? "yes" : "no"; }
-
 std::string bare(const std::string &text_with_unit) {
     return text_with_unit.substr(0, text_with_unit.find(' '));
 }
 
-// The cells of a line of the table, in the order of its head.
-using Cells = std::array<std::string, 12>;
-constexpr std::array<const char *, 12> head{"MHz",        "pol",     "ksym/s",   "system",
-                                            "modulation", "FEC",     "pilots",   "roll-off",
-                                            "inverted",   "quality", "strength", "port"};
-
-std::string roll_off_text(const FoundTransponder &found) {
-    return found.signal.roll_off ? to_string(*found.signal.roll_off) : "";
+// Of what the driver need not have measured.
+template <typename Value>
+std::string text_of(const std::optional<Value> &value) {
+    return value ? to_string(*value) : "";
 }
 
-Cells cells_of(const FoundTransponder &found) {
-    return {bare(format_mhz(found.frequency_khz)),
-            polarisation_letter(found.polarisation),
-            bare(format_ksps(found.symbol_rate)),
-            to_string(found.signal.system),
-            found.signal.modulation ? to_string(*found.signal.modulation) : "",
-            found.signal.code_rate ? to_string(*found.signal.code_rate) : "",
-            found.signal.pilots ? yes_no(*found.signal.pilots) : "",
-            roll_off_text(found),
-            found.signal.inverted ? yes_no(*found.signal.inverted) : "",
-            found.quality_db ? fmt::format("{} dB", *found.quality_db) : "",
-            found.strength_percent ? fmt::format("{} %", *found.strength_percent) : "",
-            found.port != 0 ? fmt::format("{}", found.port) : ""};
+std::string text_of(const std::optional<bool> &value) {
+    return value ? (*value ? "yes" : "no") : "";
 }
 
-std::string line_of(const Cells &cells, const std::array<std::size_t, head.size()> &widths) {
-    std::string line;
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-        line += fmt::format("{:<{}}  ", cells.at(i), widths.at(i));
-    }
-    line.erase(line.find_last_not_of(' ') + 1);
-    return line;
-}
-
-void write_table(Output &output, const std::vector<FoundTransponder> &transponders) {
-    Cells titles;
-    std::copy(head.begin(), head.end(), titles.begin());
-    std::vector<Cells> lines{titles};
-    std::transform(transponders.begin(), transponders.end(), std::back_inserter(lines), cells_of);
-    std::array<std::size_t, head.size()> widths{};
-    for (const Cells &cells : lines) {
-        for (std::size_t i = 0; i < cells.size(); ++i) {
-            widths.at(i) = std::max(widths.at(i), cells.at(i).size());
-        }
-    }
-    for (const Cells &cells : lines) {
-        output.line(line_of(cells, widths));
-    }
-}
+constexpr auto columns = std::to_array<Column<FoundTransponder>>(
+    {{"MHz", [](const FoundTransponder &found) { return bare(format_mhz(found.frequency_khz)); }},
+     {"pol", [](const FoundTransponder &found) { return polarisation_letter(found.polarisation); }},
+     {"ksym/s", [](const FoundTransponder &found) { return bare(format_ksps(found.symbol_rate)); }},
+     {"system", [](const FoundTransponder &found) { return to_string(found.signal.system); }},
+     {"modulation", [](const FoundTransponder &found) { return text_of(found.signal.modulation); }},
+     {"FEC", [](const FoundTransponder &found) { return text_of(found.signal.code_rate); }},
+     {"pilots", [](const FoundTransponder &found) { return text_of(found.signal.pilots); }},
+     {"roll-off", [](const FoundTransponder &found) { return text_of(found.signal.roll_off); }},
+     {"inverted", [](const FoundTransponder &found) { return text_of(found.signal.inverted); }},
+     {"quality",
+      [](const FoundTransponder &found) {
+          return found.quality_db ? fmt::format("{} dB", *found.quality_db) : "";
+      }},
+     {"strength",
+      [](const FoundTransponder &found) {
+          return found.strength_percent ? fmt::format("{} %", *found.strength_percent) : "";
+      }},
+     {"port", [](const FoundTransponder &found) {
+          return found.port != 0 ? fmt::format("{}", found.port) : "";
+      }}});
 
 void write_comparison(Output &output, const ScanResult &result) {
     const Comparison &comparison = *result.comparison;
@@ -291,7 +257,7 @@ void write_comparison(Output &output, const ScanResult &result) {
 
 void write_text(Output &output, const ScanResult &result) {
     if (!result.transponders.empty()) {
-        write_table(output, result.transponders);
+        write_aligned(output, sheet_of(columns, result.transponders));
     }
     if (result.comparison) {
         write_comparison(output, result);
@@ -309,9 +275,9 @@ ReportTransponder report_row(const FoundTransponder &found) {
     row.polarisation = polarisation_letter(found.polarisation);
     row.symbol_rate_ksps = found.symbol_rate / 1000.0;
     row.system = to_string(found.signal.system);
-    row.modulation = found.signal.modulation ? to_string(*found.signal.modulation) : "";
-    row.fec = found.signal.code_rate ? to_string(*found.signal.code_rate) : "";
-    row.roll_off = roll_off_text(found);
+    row.modulation = text_of(found.signal.modulation);
+    row.fec = text_of(found.signal.code_rate);
+    row.roll_off = text_of(found.signal.roll_off);
     row.inversion = found.signal.inverted ? (*found.signal.inverted ? "inverted" : "normal") : "";
     row.pilots = found.signal.pilots;
     row.quality_db = found.quality_db;
@@ -351,20 +317,10 @@ std::string algorithm_name(scan_algorithm algorithm) {
 }
 
 void write_scan(Output &output, const ScanResult &result) {
-    switch (output.format()) {
-        case Format::json:
-            write_json(output, result);
-            break;
-        case Format::jsonl:
-            write_jsonl(output, result);
-            break;
-        case Format::csv:
-            write_csv(output, result);
-            break;
-        default:
-            write_text(output, result);
-            break;
-    }
+    present(output, {.text = [&](Output &text) { write_text(text, result); },
+                     .json = [&] { return whole_json(result); },
+                     .lines = [&] { return json_lines(result); },
+                     .sheet = [&] { return sheet(result); }});
 }
 
 std::vector<WrittenRow> table_rows(const ScanResult &result) {
@@ -384,34 +340,34 @@ std::vector<WrittenRow> table_rows(const ScanResult &result) {
     return rows;
 }
 
-Report report_of(const ScanResult &result, const std::string &title, const std::string &board) {
-    Report report;
-    report.title = title;
-    report.subtitle = {
+ScanPage page_of(const ScanResult &result, const std::string &title, const std::string &board) {
+    ScanPage page;
+    page.title = title;
+    page.subtitle = {
         fmt::format("LNB {}, board {}", result.lnb.name, board),
         fmt::format("{}, {} {}{}", algorithm_name(result.settings.algorithm),
                     result.settings.passes, result.settings.passes == 1 ? "pass" : "passes",
                     result.complete ? "" : ", cancelled")};
-    report.compared_with = result.comparison ? result.comparison->table : "";
+    page.compared_with = result.comparison ? result.comparison->table : "";
     for (const ScannedLeg &scanned : result.legs) {
         const FrequencyRange downlink = scanned.leg.downlink();
-        report.legs.push_back({scanned.leg.label(), downlink.low_khz / 1000.0,
-                               downlink.high_khz / 1000.0, scanned.spectrum});
+        page.legs.push_back({scanned.leg.label(), downlink.low_khz / 1000.0,
+                             downlink.high_khz / 1000.0, scanned.spectrum});
     }
     for (std::size_t i = 0; i < result.transponders.size(); ++i) {
-        report.transponders.push_back(report_row(result.transponders[i]));
+        page.transponders.push_back(report_row(result.transponders[i]));
         if (result.comparison && is_unexpected(result, i)) {
-            report.transponders.back().state = ReportState::unexpected;
+            page.transponders.back().state = ReportState::unexpected;
         }
     }
     if (result.comparison) {
         for (const ComparedRow &row : result.comparison->rows) {
             if (!row.found) {
-                report.transponders.push_back(report_row(row, result.legs));
+                page.transponders.push_back(report_row(row, result.legs));
             }
         }
     }
-    return report;
+    return page;
 }
 
 }  // namespace host

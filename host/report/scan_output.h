@@ -14,8 +14,8 @@ namespace host {
 // "sweep" or "stepwise".
 std::string algorithm_name(scan_algorithm algorithm);
 
-// The transponders, the comparison and the totals, in the output's format. Lines and rows of
-// missed transponders follow those of the found ones.
+// The transponders, the comparison and the totals, in the output's format, which is then finished.
+// Lines and rows of missed transponders follow those of the found ones.
 void write_scan(Output &output, const ScanResult &result);
 
 // The transponders as a channel table's rows. A spectrum that the oscillator has mirrored is put
@@ -23,6 +23,6 @@ void write_scan(Output &output, const ScanResult &result);
 std::vector<WrittenRow> table_rows(const ScanResult &result);
 
 // The transponders and the missed rows as a page's content.
-Report report_of(const ScanResult &result, const std::string &title, const std::string &board);
+ScanPage page_of(const ScanResult &result, const std::string &title, const std::string &board);
 
 }  // namespace host

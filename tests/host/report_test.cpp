@@ -13,11 +13,11 @@
 namespace tests {
 
 using host::Json;
-using host::Report;
 using host::report_page;
 using host::ReportLeg;
 using host::ReportState;
 using host::ReportTransponder;
+using host::ScanPage;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -32,8 +32,8 @@ ReportTransponder at(double mhz, std::size_t leg = 0) {
     return transponder;
 }
 
-Report report_of(std::vector<ReportTransponder> transponders) {
-    Report report;
+ScanPage report_of(std::vector<ReportTransponder> transponders) {
+    ScanPage report;
     report.title = "Scan";
     report.legs = {{"Horizontal", 10'700, 11'700, {}}};
     report.transponders = std::move(transponders);
@@ -90,7 +90,7 @@ TEST(ReportPage, is_one_document_that_takes_nothing_from_anywhere) {
 }
 
 TEST(ReportPage, shows_title_and_subtitle) {
-    Report report = report_of({});
+    ScanPage report = report_of({});
     report.subtitle = {"LNB universal", "sweep, 2 passes"};
 
     const std::string page = report_page(report);
@@ -101,7 +101,7 @@ TEST(ReportPage, shows_title_and_subtitle) {
 }
 
 TEST(ReportPage, has_a_row_and_a_mark_for_every_transponder) {
-    Report report = report_of({at(11'000, 1), at(10'900), at(10'800)});
+    ScanPage report = report_of({at(11'000, 1), at(10'900), at(10'800)});
     report.legs.push_back({"Vertical", 10'700, 11'700, {}});
 
     const std::string page = report_page(report);
@@ -189,7 +189,7 @@ TEST(ReportPage, what_is_absent_is_shown_as_nothing) {
 TEST(ReportPage, column_in_which_no_row_has_anything_is_left_out) {
     EXPECT_THAT(columns_of(report_page(report_of({at(10'800)}))), ElementsAre("frequency"));
 
-    Report report = report_of({at(10'800), at(10'900)});
+    ScanPage report = report_of({at(10'800), at(10'900)});
     report.transponders[1].system = "DVB-S";
     report.legs.push_back({"Vertical", 10'700, 11'700, {}});
     report.compared_with = "table";
@@ -198,7 +198,7 @@ TEST(ReportPage, column_in_which_no_row_has_anything_is_left_out) {
 }
 
 TEST(ReportPage, comparison_tells_found_missed_and_unexpected_apart) {
-    Report report = report_of({at(10'800), at(10'900), at(11'000), at(11'100)});
+    ScanPage report = report_of({at(10'800), at(10'900), at(11'000), at(11'100)});
     report.compared_with = "Astra <19.2>";
     report.transponders[1].state = ReportState::missed;
     report.transponders[2].state = ReportState::unexpected;
@@ -238,7 +238,7 @@ TEST(ReportPage, texts_are_escaped_wherever_they_stand) {
     const std::string evil = "</script><!--<script>alert(1)</script> & \"'{{data}}";
     const std::string harmless =
         "&lt;/script&gt;&lt;!--&lt;script&gt;alert(1)&lt;/script&gt; &amp; &quot;&#39;{{data}}";
-    Report report = report_of({at(10'800)});
+    ScanPage report = report_of({at(10'800)});
     report.title = report.compared_with = report.legs[0].label = evil;
     report.subtitle = {evil};
     ReportTransponder &row = report.transponders[0];
@@ -264,14 +264,14 @@ TEST(ReportPage, texts_are_escaped_wherever_they_stand) {
 }
 
 TEST(ReportPage, bytes_that_are_no_text_do_not_spoil_the_data) {
-    Report report = report_of({at(10'800)});
+    ScanPage report = report_of({at(10'800)});
     report.transponders[0].note = "caf\xE9";
 
     EXPECT_EQ(data_of(report_page(report))["transponders"][0]["note"], "caf\xEF\xBF\xBD");
 }
 
 TEST(ReportPage, spectrum_keeps_its_shape_and_loses_points_that_say_nothing) {
-    Report report = report_of({});
+    ScanPage report = report_of({});
     const double nan = std::nan("");
     const double infinity = std::numeric_limits<double>::infinity();
     report.legs[0].spectrum = {{10'700, 0},           {10'700.1, 0.001},     {10'700.2, -0.004},

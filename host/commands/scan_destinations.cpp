@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+#include "host/commands/scan_destinations.h"
+
+#include <exception>
+#include <functional>
+
+#include "host/report/report.h"
+#include "host/report/scan_output.h"
+#include "host/tables/table_writer.h"
+
+namespace host {
+
+namespace {
+
+void write_text(Output &output, const std::string &text) {
+    output.text(text);
+    output.finish();
+}
+
+bool names_table(const GlobalOptions &options) {
+    return options.output && options.output->ends_with(".conf");
+}
+
+}  // namespace
+
+ScanDestinations::ScanDestinations(const GlobalOptions &options,
+                                   const std::optional<std::string> &report)
+    : data_(options.format, names_table(options) ? std::nullopt : options.output) {
+    if (names_table(options)) {
+        table_.emplace(Format::text, options.output);
+    }
+    if (report) {
+        report_.emplace(Format::text, report);
+    }
+}
+
+void ScanDestinations::write(const ScanResult &result, const std::string &title,
+                             const std::string &board) {
+    std::exception_ptr failure;
+    const auto attempt = [&failure](const std::function<void()> &writing) {
+        try {
+            writing();
+        } catch (const Failure &) {
+            failure = failure ? failure : std::current_exception();
+        }
+    };
+    attempt([&] { write_scan(data_, result); });
+    if (table_) {
+        attempt([&] { write_text(*table_, table_text(table_rows(result))); });
+    }
+    if (report_) {
+        attempt([&] { write_text(*report_, report_page(page_of(result, title, board))); });
+    }
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
+}
+
+}  // namespace host

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "host/scan/leg_scan.h"
+#include "host/scan/scan_result.h"
+#include "host/session/chip_session.h"
+#include "host/session/rig.h"
+#include "host/terminal/console.h"
+#include "host/terminal/interrupt.h"
+
+namespace host {
+
+// Scans the legs of a cable one after the other, and shows how far it has come.
+class ScanRunner {
+ public:
+    // with_spectrum: take down what a simulated world has on each leg.
+    ScanRunner(ChipRig &rig, Console &console, const InterruptWatch &interrupt,
+               const ScanSettings &settings, bool with_spectrum)
+        : rig_(rig),
+          console_(console),
+          interrupt_(interrupt),
+          settings_(settings),
+          with_spectrum_(with_spectrum) {}
+
+    // What the legs came to, until the end or an interrupt; without comparison and times.
+    ScanResult run(ChipSession &session, const broadcast::Lnb &lnb,
+                   const std::vector<ScanLeg> &legs);
+
+ private:
+    ScannedLeg scan_leg(ChipSession &session, const ScanLeg &leg, std::size_t index,
+                        std::size_t count);
+    void show(const ScanLeg &leg, std::size_t index, std::size_t count,
+              const LegProgress &progress);
+    std::vector<SpectrumPoint> spectrum_of(const ScanLeg &leg);
+
+    ChipRig &rig_;
+    Console &console_;
+    const InterruptWatch &interrupt_;
+    ScanSettings settings_;
+    bool with_spectrum_;
+    std::uint64_t begin_ns_ = board::wall_now_ns();
+    std::size_t leg_shown_ = 0;
+    unsigned locked_before_ = 0;
+    unsigned locked_in_leg_ = 0;
+};
+
+}  // namespace host
