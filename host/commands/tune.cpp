@@ -86,6 +86,22 @@ void point_dish(Rig &rig, const Program &program, const Target &target) {
     }
 }
 
+// What was received, or why nothing was.
+void add_reception(Json &result, Session &session, std::optional<std::uint64_t> lock_ms,
+                   std::uint64_t waited_ms, HostBoard &board) {
+    session.settle();
+    const Signal signal = session.signal();
+    result["locked"] = lock_ms.has_value();
+    if (lock_ms) {
+        result["lock_ms"] = *lock_ms;
+        result["quality_db"] = signal.quality_db;
+    } else {
+        result["waited_ms"] = waited_ms;
+        result.update(explain_no_lock(board));
+    }
+    result["strength_percent"] = signal.strength_percent;
+}
+
 ExitStatus tune_channel(Program &program, const TuneOptions &options, const Target &target) {
     Output output(program.options.format, program.options.output);
     Rig rig(program.rig_options(), program.console);
@@ -108,17 +124,7 @@ ExitStatus tune_channel(Program &program, const TuneOptions &options, const Targ
                                                     },
                                                     nullptr});
         Json result = begin_result(target, lnb, plan);
-        session.settle();
-        const Signal signal = session.signal();
-        result["locked"] = lock_ms.has_value();
-        if (lock_ms) {
-            result["lock_ms"] = *lock_ms;
-            result["quality_db"] = signal.quality_db;
-        } else {
-            result["waited_ms"] = waited_ms;
-            result.update(explain_no_lock(rig.board()));
-        }
-        result["strength_percent"] = signal.strength_percent;
+        add_reception(result, session, lock_ms, waited_ms, rig.board());
         present(output, {.text = [&](Output &text) { write_text(text, result, target, lnb, plan); },
                          .json = [&result] { return result; }});
         if (lock_ms) {

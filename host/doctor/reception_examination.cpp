@@ -104,6 +104,7 @@ class Examination {
     void measure_quality();
     void measure_carrier();
     void watch_lock();
+    void start_up_after_standby(Finding &finding, bool registers_kept);
     void go_through_standby();
 
     [[nodiscard]] const Aim &aim() const { return reception_.aim(); }
@@ -348,6 +349,22 @@ TrialOutcome Examination::sleep_and_wake(bool &registers_kept) {
     return reception_.try_lock(reception_.aimed_way(), locked_ ? times_.lock_ms : guess_ms);
 }
 
+// Start the chips anew, as nothing but unloading the plug-in would.
+void Examination::start_up_after_standby(Finding &finding, bool registers_kept) {
+    ds3000_init();
+    const bool back = reception_.try_lock(reception_.aimed_way(), times_.lock_ms).search_began;
+    finding.health = Health::failed;
+    finding.status = ExitStatus::hardware_absent;
+    finding.cause = "power_lost_in_standby";
+    finding.measured = fmt::format(
+        "after {} ms of sleep the registers are {} and no search begins; after a full start-up {}",
+        times_.standby_ms, registers_kept ? "kept" : "at their power-on state",
+        back ? "all is well again" : "neither");
+    finding.advice =
+        "Standby cuts the chips' power, and the firmware with it, while the driver believes it "
+        "loaded: keep that supply on, or unload the plug-in and load it again after standby";
+}
+
 void Examination::go_through_standby() {
     if (times_.standby_ms == 0) {
         findings_.skip("standby", "not asked for");
@@ -365,19 +382,7 @@ void Examination::go_through_standby() {
                       {"search_begins", outcome.search_began},
                       {"locked", outcome.locked}};
     if (!outcome.search_began) {
-        ds3000_init();
-        const bool back = reception_.try_lock(reception_.aimed_way(), times_.lock_ms).search_began;
-        finding.health = Health::failed;
-        finding.status = ExitStatus::hardware_absent;
-        finding.cause = "power_lost_in_standby";
-        finding.measured = fmt::format(
-            "after {} ms of sleep the registers are {} and no search begins; after a full "
-            "start-up {}",
-            times_.standby_ms, registers_kept ? "kept" : "at their power-on state",
-            back ? "all is well again" : "neither");
-        finding.advice =
-            "Standby cuts the chips' power, and the firmware with it, while the driver believes "
-            "it loaded: keep that supply on, or unload the plug-in and load it again after standby";
+        start_up_after_standby(finding, registers_kept);
     } else if (locked_ && !outcome.locked) {
         finding.health = Health::warning;
         finding.cause = "no_lock_after_standby";
