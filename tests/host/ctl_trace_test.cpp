@@ -13,7 +13,7 @@ namespace {
 
 using testing::HasSubstr;
 
-const std::string tune =
+const std::string tune_demo =
     "tune --frequency 11421M --polarisation H --symbol-rate 22000k --system dvbs";
 const std::string scan = "scan --range 11410-11430 --passes 1 --polarisation H";
 
@@ -50,7 +50,7 @@ std::vector<nlohmann::json> json_lines(const std::string &text) {
 }
 
 TEST_F(CtlTrace, a_recording_says_what_made_it_and_holds_everything) {
-    record(tune + " --switch 2");
+    record(tune_demo + " --switch 2");
     const auto trace = trace::parse_trace(read_file("it.trace"), "it.trace");
 
     EXPECT_EQ(trace.head.value("format"), "1");
@@ -84,7 +84,7 @@ TEST_F(CtlTrace, a_scenario_s_lnb_goes_into_the_head) {
 }
 
 TEST_F(CtlTrace, a_recorded_tune_is_replayed_without_a_difference) {
-    record(tune);
+    record(tune_demo);
 
     const Outcome run = ctl("trace replay it.trace --format json");
 
@@ -153,7 +153,7 @@ TEST_F(CtlTrace, a_recorded_command_may_not_choose_files_and_plug_ins) {
 }
 
 TEST_F(CtlTrace, one_altered_byte_stops_the_replay_at_that_transfer) {
-    record(tune);
+    record(tune_demo);
     const std::size_t line = alter("write demod 62 3A", "write demod 62 3B");
 
     const Outcome run = ctl("trace replay altered.trace --format json");
@@ -185,7 +185,7 @@ TEST_F(CtlTrace, one_altered_byte_stops_the_replay_of_a_scan_too) {
 }
 
 TEST_F(CtlTrace, an_altered_answer_shows_where_the_driver_acts_on_it) {
-    record(tune);
+    record(tune_demo);
     static_cast<void>(alter("read demod 01 -> D0", "read demod 01 -> 55"));
 
     const Outcome run = ctl("trace replay altered.trace --format json");
@@ -195,7 +195,7 @@ TEST_F(CtlTrace, an_altered_answer_shows_where_the_driver_acts_on_it) {
 }
 
 TEST_F(CtlTrace, a_message_that_changed_is_a_difference) {
-    record(tune);
+    record(tune_demo);
     const std::size_t line = alter("message ds3000: SYS_DVBS", "message ds3000: SYS_OTHER");
 
     const Outcome run = ctl("trace replay altered.trace --format json");
@@ -205,7 +205,7 @@ TEST_F(CtlTrace, a_message_that_changed_is_a_difference) {
 }
 
 TEST_F(CtlTrace, a_recording_that_ends_early_is_a_difference_at_its_end) {
-    record(tune);
+    record(tune_demo);
     ASSERT_EQ(shell("head -n 300 it.trace >altered.trace").status, 0);
 
     const Outcome run = ctl("trace replay altered.trace");
@@ -215,7 +215,7 @@ TEST_F(CtlTrace, a_recording_that_ends_early_is_a_difference_at_its_end) {
 }
 
 TEST_F(CtlTrace, another_firmware_image_is_noted_and_no_difference) {
-    record(tune);
+    record(tune_demo);
     const std::string text = read_file("it.trace");
     const auto block = text.find("write demod B0 ");
     const std::string line = text.substr(block, text.find('\n', block) - block);
@@ -229,34 +229,34 @@ TEST_F(CtlTrace, another_firmware_image_is_noted_and_no_difference) {
 }
 
 TEST_F(CtlTrace, any_command_runs_on_a_recording_as_its_board) {
-    record(tune);
+    record(tune_demo);
 
-    const Outcome same = ctl("--board replay:it.trace " + tune + " --format json");
+    const Outcome same = ctl("--board replay:it.trace " + tune_demo + " --format json");
     EXPECT_EQ(same.status, 0) << same.err;
     EXPECT_EQ(parse_json(same.out).at("locked"), true);
 
-    const Outcome other = ctl("--board replay:it.trace " + tune + "2");
+    const Outcome other = ctl("--board replay:it.trace " + tune_demo + "2");
     EXPECT_EQ(other.status, 10);
     EXPECT_THAT(other.err, HasSubstr("here the driver departs from the recording"));
 }
 
 TEST_F(CtlTrace, a_replay_can_be_recorded_and_is_the_same_again) {
-    record(tune);
-    ASSERT_EQ(ctl("--board replay:it.trace --trace again.trace " + tune).status, 0);
+    record(tune_demo);
+    ASSERT_EQ(ctl("--board replay:it.trace --trace again.trace " + tune_demo).status, 0);
 
     EXPECT_EQ(ctl("trace diff it.trace again.trace --with-time").status, 0);
 }
 
 TEST_F(CtlTrace, without_a_recorded_command_one_has_to_be_given) {
-    record(tune);
+    record(tune_demo);
     ASSERT_EQ(shell("grep -v ^meta it.trace >bare.trace").status, 0);
 
     EXPECT_EQ(ctl("trace replay bare.trace").status, 2);
-    EXPECT_EQ(ctl("trace replay bare.trace --command '" + tune + "'").status, 0);
+    EXPECT_EQ(ctl("trace replay bare.trace --command '" + tune_demo + "'").status, 0);
 }
 
 TEST_F(CtlTrace, show_explains_a_tune) {
-    record(tune + " --switch 2");
+    record(tune_demo + " --switch 2");
 
     const Outcome run = ctl("trace show it.trace");
 
@@ -272,7 +272,7 @@ TEST_F(CtlTrace, show_explains_a_tune) {
 }
 
 TEST_F(CtlTrace, show_has_a_form_for_programs) {
-    record(tune);
+    record(tune_demo);
 
     const auto whole = parse_json(ctl("trace show it.trace --format json").out);
     EXPECT_EQ(breaks_schema(whole, "trace"), "");
@@ -288,7 +288,7 @@ TEST_F(CtlTrace, show_has_a_form_for_programs) {
 }
 
 TEST_F(CtlTrace, diff_aligns_what_is_common) {
-    record(tune);
+    record(tune_demo);
     const std::size_t line = alter("write demod 62 3A", "gpio 3 1");
 
     EXPECT_EQ(ctl("trace diff it.trace it.trace").out, "");
@@ -307,7 +307,7 @@ TEST_F(CtlTrace, diff_aligns_what_is_common) {
 }
 
 TEST_F(CtlTrace, export_writes_a_script_that_a_shell_accepts) {
-    record(tune);
+    record(tune_demo);
     ASSERT_EQ(ctl("trace export it.trace --to i2ctransfer -o it.sh").status, 0);
 
     EXPECT_EQ(shell("sh -n it.sh").status, 0);
@@ -319,7 +319,7 @@ TEST_F(CtlTrace, export_writes_a_script_that_a_shell_accepts) {
 }
 
 TEST_F(CtlTrace, export_writes_every_event_as_json) {
-    record(tune);
+    record(tune_demo);
 
     const auto lines = json_lines(ctl("trace export it.trace --to jsonl").out);
 
@@ -332,7 +332,7 @@ TEST_F(CtlTrace, export_writes_every_event_as_json) {
 }
 
 TEST_F(CtlTrace, damaged_traces_are_refused_with_file_and_line) {
-    record(tune);
+    record(tune_demo);
     ASSERT_EQ(shell("head -c 5000 it.trace >cut.trace").status, 0);
     ASSERT_EQ(shell("{ head -n 20 it.trace; printf '\\177ELF\\001\\n'; } >binary.trace").status, 0);
     ASSERT_EQ(shell("{ cat it.trace; sed -n 20p it.trace; } >order.trace").status, 0);
@@ -358,7 +358,7 @@ TEST_F(CtlTrace, damaged_traces_are_refused_with_file_and_line) {
         EXPECT_THAT(refusal("none.trace"), HasSubstr("none.trace"));
         EXPECT_THAT(refusal("."), HasSubstr("trace .: "));
     }
-    EXPECT_EQ(ctl("--board replay:cut.trace " + tune).status, 8);
+    EXPECT_EQ(ctl("--board replay:cut.trace " + tune_demo).status, 8);
 }
 
 TEST_F(CtlTrace, a_recorded_command_that_makes_no_sense_is_refused) {
@@ -376,7 +376,7 @@ TEST_F(CtlTrace, a_recorded_command_that_makes_no_sense_is_refused) {
 }
 
 TEST_F(CtlTrace, options_without_use_are_refused) {
-    record(tune);
+    record(tune_demo);
     EXPECT_EQ(ctl("trace show it.trace --board sim").status, 2);
     EXPECT_EQ(ctl("trace replay it.trace --trace x").status, 2);
     EXPECT_EQ(ctl("trace export it.trace --to pcap").status, 2);
