@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ds3000/scan/scan_list.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 #include "tests/support/candidate_list.h"
@@ -245,12 +247,14 @@ TEST_F(ScanListMerge, does_not_happen_at_a_difference_of_1000) {
     for (const std::string status : {"pending", "rejected", "dvbs", "dvbs2"}) {
         const std::string entry = status + " 1200 22";
         for (const std::string peak : {"1201 22.999", "1200.999 23", "1201 22"}) {
-            const std::string after = entry + ", pending " + peak + ", ~2, ~3";
+            const std::string after = fmt::format("{}, pending {}, ~2, ~3", entry, peak);
+            SCOPED_TRACE(after);
             check({"a higher frequency goes behind", entry.c_str(), peak.c_str(), after.c_str(), 1,
                    1});
         }
         for (const std::string peak : {"1199 22.999", "1199.001 21", "1200 23"}) {
-            const std::string after = "pending " + peak + ", " + entry + " | ~1, ~3";
+            const std::string after = fmt::format("pending {}, {} | ~1, ~3", peak, entry);
+            SCOPED_TRACE(after);
             check({"a lower or equal one goes in front", entry.c_str(), peak.c_str(), after.c_str(),
                    1, 1});
         }
@@ -394,9 +398,9 @@ Records one_rejected_of(std::size_t records) {
 TEST_F(ScanListCompact, counts_in_8_bits) {
     struct Row {
         const char *name;
-        std::size_t records;
+        std::uint16_t records;
         std::uint16_t count;
-        std::size_t moved_to;
+        std::uint16_t moved_to;
         std::int32_t limit_khz = whole_list;
     };
     // clang-format off
@@ -418,8 +422,7 @@ TEST_F(ScanListCompact, counts_in_8_bits) {
     for_each_row(rows, [&](const auto &row) {
         const Records before = one_rejected_of(row.records);
         Records after = before;
-        std::rotate(after.begin(), after.begin() + 1,
-                    after.begin() + static_cast<std::ptrdiff_t>(row.moved_to) + 1);
+        std::rotate(after.begin(), after.begin() + 1, after.begin() + row.moved_to + 1);
         EXPECT_EQ(compacted({before, row.count}, row.limit_khz), (ListState{after, row.count}));
     });
 }

@@ -39,7 +39,6 @@ const std::map<std::string, std::string> gestures{
     {"first look", "read B3 -> 04\n15 times read 59 -> 03\nwait 1000"},
     {"unbegun", "10 times read B3 -> 38; wait 10000\nread B3 -> 03"},
     {"no", "connect $*; first look; absent"},
-    {"helped dvbs", ""},
     {"helped ds300x", "read 0D -> 07"},
     {"helped ds310x", "read 76 -> 40"},
     {"searching dvbs", "read D1 -> 06; read B3 -> 3F; wait 50000"},
