@@ -317,10 +317,10 @@ TEST_F(UserBands, truncate_the_amplitude_toward_0) {
     const std::array<std::array<int, 2>, 7> rows{
         {{4095, 31}, {-4095, -31}, {127, 0}, {-127, 0}, {128, 1}, {-128, -1}, {-129, -1}}};
     for (const auto &[word, amplitude] : rows) {
-        const std::string value = std::to_string(amplitude);
         bus("carrier at 1210000 0 " + std::to_string(word));
-        measure("5 times Freq = 0, Amp = " + value + "\nCCI Offset = [0], TN_Offset = [0]\nAmp=[" +
-                    value + "],Freq=[1210000],CciFo=[0],TnFo=[0],Result=[1210000]",
+        measure(fmt::format("5 times Freq = 0, Amp = {0}\nCCI Offset = [0], TN_Offset = [0]\n"
+                            "Amp=[{0}],Freq=[1210000],CciFo=[0],TnFo=[0],Result=[1210000]",
+                            amplitude),
                 1, 1210, amplitude);
     }
 }
@@ -330,8 +330,8 @@ TEST_F(UserBands, truncate_the_amplitude_toward_0) {
 struct Carrier {
     const char *name;
     int frequency_word;
-    const char *reference;  // the programmed carrier's word, the decimation's register
     std::int32_t tuner_khz;
+    const char *reference;  // the programmed carrier's word, the decimation's register
     const char *cci_khz;
     const char *total_khz;
     const char *result_khz;
@@ -341,53 +341,53 @@ struct Carrier {
 
 // clang-format off
 constexpr Carrier carriers[] = {
-    {"1024 steps", 1024, "00 00 80", 0, "1500", "1500", "1208500", 1209},
-    {"1024 steps below", -1024, "00 00 80", 0, "-1500", "-1500", "1211500", 1212},
-    {"the lowest word", -32768, "00 00 80", 0, "-48000", "-48000", "1258000", 1258},
-    {"a word of both bytes", 0x1234, "00 00 80", 0, "6826", "6826", "1203173", 1203},
+    {"1024 steps", 1024, 0, "00 00 80", "1500", "1500", "1208500", 1209},
+    {"1024 steps below", -1024, 0, "00 00 80", "-1500", "-1500", "1211500", 1212},
+    {"the lowest word", -32768, 0, "00 00 80", "-48000", "-48000", "1258000", 1258},
+    {"a word of both bytes", 0x1234, 0, "00 00 80", "6826", "6826", "1203173", 1203},
 
-    {"decimation by 8, carrier -2048", 8192, "F8 00 B0", 0, "4500", "4500", "1205500", 1206},
-    {"no decimation, carrier 2048", 8192, "08 00 80", 0, "9000", "9000", "1201000", 1201},
-    {"decimation by 2, carrier 2048", 8192, "08 00 90", 0, "3000", "3000", "1207000", 1207},
-    {"decimation by 1, other bits set", 16384, "00 00 8F", 0, "24000", "24000", "1186000", 1186},
-    {"decimation by 2, other bits clear", 16384, "00 00 10", 0, "12000", "12000", "1198000", 1198},
-    {"decimation by 4", 16384, "00 00 20", 0, "6000", "6000", "1204000", 1204},
-    {"decimation by 16", 16384, "00 00 40", 0, "1500", "1500", "1208500", 1209},
-    {"decimation by 128, other bits set", 16384, "00 00 FF", 0, "187", "187", "1209812", 1210},
+    {"decimation by 8, carrier -2048", 8192, 0, "F8 00 B0", "4500", "4500", "1205500", 1206},
+    {"no decimation, carrier 2048", 8192, 0, "08 00 80", "9000", "9000", "1201000", 1201},
+    {"decimation by 2, carrier 2048", 8192, 0, "08 00 90", "3000", "3000", "1207000", 1207},
+    {"decimation by 1, other bits set", 16384, 0, "00 00 8F", "24000", "24000", "1186000", 1186},
+    {"decimation by 2, other bits clear", 16384, 0, "00 00 10", "12000", "12000", "1198000", 1198},
+    {"decimation by 4", 16384, 0, "00 00 20", "6000", "6000", "1204000", 1204},
+    {"decimation by 16", 16384, 0, "00 00 40", "1500", "1500", "1208500", 1209},
+    {"decimation by 128, other bits set", 16384, 0, "00 00 FF", "187", "187", "1209812", 1210},
 
-    {"the highest carrier", 0, "7F FF 80", 0, "-47998", "-47998", "1257998", 1258},
-    {"the lowest carrier", 0, "80 00 80", 0, "48000", "48000", "1162000", 1162},
-    {"both at their ends", 32767, "80 00 80", 0, "95998", "95998", "1114001", 1114},
+    {"the highest carrier", 0, 0, "7F FF 80", "-47998", "-47998", "1257998", 1258},
+    {"the lowest carrier", 0, 0, "80 00 80", "48000", "48000", "1162000", 1162},
+    {"both at their ends", 32767, 0, "80 00 80", "95998", "95998", "1114001", 1114},
 
     // Fractions are kept until the result is truncated: one step is 1.46484375 kHz.
-    {"one step", 1, "00 00 80", 0, "1", "1", "1209998", 1210},
-    {"one step below", -1, "00 00 80", 0, "-1", "-1", "1210001", 1210},
-    {"0.732421875 - 1.46484375", 1, "00 01 90", 0, "0", "0", "1210000", 1210},
-    {"0.732421875 - 1.46484375 + 1", 1, "00 01 90", -1, "0", "0", "1209999", 1210},
-    {"1.46484375 - 0.732421875 - 1", -1, "FF FF 90", 1, "0", "0", "1210000", 1210},
+    {"one step", 1, 0, "00 00 80", "1", "1", "1209998", 1210},
+    {"one step below", -1, 0, "00 00 80", "-1", "-1", "1210001", 1210},
+    {"0.732421875 - 1.46484375", 1, 0, "00 01 90", "0", "0", "1210000", 1210},
+    {"0.732421875 - 1.46484375 + 1", 1, -1, "00 01 90", "0", "0", "1209999", 1210},
+    {"1.46484375 - 0.732421875 - 1", -1, 1, "FF FF 90", "0", "0", "1210000", 1210},
 
-    {"the tuner's offset", 1024, "00 00 80", 200, "1500", "1300", "1208700", 1209},
-    {"the tuner's negative offset", 1024, "00 00 80", -200, "1500", "1700", "1208300", 1208},
+    {"the tuner's offset", 1024, 200, "00 00 80", "1500", "1300", "1208700", 1209},
+    {"the tuner's negative offset", 1024, -200, "00 00 80", "1500", "1700", "1208300", 1208},
 
-    {"499 kHz are rounded down", 0, "00 00 80", 499, "0", "-499", "1210499", 1210},
-    {"500 kHz are rounded up", 0, "00 00 80", 500, "0", "-500", "1210500", 1211},
-    {"-500 kHz are rounded up", 0, "00 00 80", -500, "0", "500", "1209500", 1210},
-    {"-501 kHz are rounded down", 0, "00 00 80", -501, "0", "501", "1209499", 1209},
+    {"499 kHz are rounded down", 0, 499, "00 00 80", "0", "-499", "1210499", 1210},
+    {"500 kHz are rounded up", 0, 500, "00 00 80", "0", "-500", "1210500", 1211},
+    {"-500 kHz are rounded up", 0, -500, "00 00 80", "0", "500", "1209500", 1210},
+    {"-501 kHz are rounded down", 0, -501, "00 00 80", "0", "501", "1209499", 1209},
     // A negative result is rounded toward 0 after the half.
-    {"-500 kHz in all", 0, "00 00 80", -500, "0", "500", "-500", 0, 0},
-    {"-1499 kHz in all", 0, "00 00 80", -1499, "0", "1499", "-1499", 0, 0},
-    {"-1500 kHz in all", 0, "00 00 80", -1500, "0", "1500", "-1500", -1, 0},
+    {"-500 kHz in all", 0, -500, "00 00 80", "0", "500", "-500", 0, 0},
+    {"-1499 kHz in all", 0, -1499, "00 00 80", "0", "1499", "-1499", 0, 0},
+    {"-1500 kHz in all", 0, -1500, "00 00 80", "0", "1500", "-1500", -1, 0},
 };
 
 constexpr Carrier inverted_carriers[] = {
-    {"the signs are turned", 1024, "00 00 80", 200, "1500", "1700", "1211700", 1212},
-    {"below", -1024, "00 00 80", 200, "-1500", "-1300", "1208700", 1209},
-    {"one step below", -1, "00 00 80", 0, "-1", "-1", "1209998", 1210},
-    {"one step", 1, "00 00 80", 0, "1", "1", "1210001", 1210},
+    {"the signs are turned", 1024, 200, "00 00 80", "1500", "1700", "1211700", 1212},
+    {"below", -1024, 200, "00 00 80", "-1500", "-1300", "1208700", 1209},
+    {"one step below", -1, 0, "00 00 80", "-1", "-1", "1209998", 1210},
+    {"one step", 1, 0, "00 00 80", "1", "1", "1210001", 1210},
 };
 
 constexpr Carrier uninverted_carriers[] = {
-    {"nothing is turned", 1024, "00 00 80", 200, "1500", "1300", "1208700", 1209},
+    {"nothing is turned", 1024, 200, "00 00 80", "1500", "1300", "1208700", 1209},
 };
 // clang-format on
 
@@ -396,18 +396,16 @@ class UserBandArithmetic : public UserBands {
     template <typename Rows>
     void measure_each(const Rows &rows, const char *but = "") {
         for_each_row(rows, [&](const Carrier &row) {
-            const std::string kilohertz = std::to_string(row.frequency_khz);
-            const std::string word = std::to_string(row.frequency_word);
-            const std::string tuner = std::to_string(row.tuner_khz);
-            const std::string transcript =
-                tests::scan_lines("measure " + kilohertz + "; strong; reference " + row.reference +
-                                  "\nsteady " + word + " 4096; result");
-            board(tests::patched(transcript, but));
+            board(tests::patched(tests::scan_lines(fmt::format(
+                                     "measure {}; strong; reference {}\nsteady {} 4096; result",
+                                     row.frequency_khz, row.reference, row.frequency_word)),
+                                 but));
             answer_with_offsets({row.tuner_khz});
-            measure("5 times Freq = " + word + ", Amp = 32\nCCI Offset = [" + row.cci_khz +
-                        "], TN_Offset = [" + tuner + "]\nAmp=[32],Freq=[" + kilohertz +
-                        "],CciFo=[" + row.total_khz + "],TnFo=[" + tuner + "],Result=[" +
-                        row.result_khz + "]",
+            measure(fmt::format("5 times Freq = {}, Amp = 32\n"
+                                "CCI Offset = [{}], TN_Offset = [{}]\n"
+                                "Amp=[32],Freq=[{}],CciFo=[{}],TnFo=[{}],Result=[{}]",
+                                row.frequency_word, row.cci_khz, row.tuner_khz, row.frequency_khz,
+                                row.total_khz, row.tuner_khz, row.result_khz),
                     1, row.result_mhz, 32, row.frequency_khz);
         });
     }
@@ -453,7 +451,7 @@ class UserBandSearch : public UserBands {
                        const std::vector<std::uint32_t> &bands_mhz, std::uint8_t command = 0) {
         entries_.fill(untouched);
         ds3000_context.ub_count = 9;
-        const std::string messages = standard_error_of(
+        std::string messages = standard_error_of(
             [&] { EXPECT_EQ(ub_detect(start_mhz, end_mhz, entries_.data(), command), 0); });
         EXPECT_EQ(ds3000_context.ub_count, bands_mhz.size());
         for (std::size_t i = 0; i < entries_.size() && !during_tuning; ++i) {

@@ -15,7 +15,7 @@ namespace tests {
 
 namespace {
 
-using Words = std::vector<std::string>;
+using Strings = std::vector<std::string>;
 
 // Gestures that are texts, by the line or its first word, where need be with the standard or the
 // chip behind it. $1 is the first word behind the verb, $* are all of them.
@@ -77,7 +77,7 @@ std::string golden_of_chip(const std::string &name) {
     return golden(name + (is_ds300x() ? "_ds300x.txt" : "_ds310x.txt"));
 }
 
-std::string setup(const Words &word) {
+std::string setup(const Strings &word) {
     if (word.back() == "held") {
         return lines_between(golden("scan_setup_ds300x.txt"), "write demod B2 01",
                              "# board option");
@@ -96,7 +96,7 @@ std::string setup(const Words &word) {
 }
 
 // The carrier offset's two registers: (offset * 65536 + 48000) / 96000, towards zero, in 16 bits.
-std::string carrier(const Words &word) {
+std::string carrier(const Strings &word) {
     static const std::map<std::string, unsigned> carrier_words{
         {"", 0x01AB},      {"0", 0x0000},    {"625", 0x01AB},   {"-625", 0xFE56}, {"3625", 0x09AB},
         {"-3625", 0xF656}, {"-375", 0xFF01}, {"-2375", 0xF9AC}, {"2375", 0x0655},
@@ -105,7 +105,7 @@ std::string carrier(const Words &word) {
     return write_line(0x5F, bytes >> 8U) + write_line(0x5E, bytes & 0xFFU);
 }
 
-std::string peak(const Words &word) {
+std::string peak(const Strings &word) {
     const auto offset = static_cast<unsigned>(std::stoi(word.at(1))) & 0x3FFU;
     const auto width = static_cast<unsigned>(std::stoi(word.at(2)));
     return write_line(0x9A, 0x20) + read_line(0x9B, offset & 0xFFU) +
@@ -115,7 +115,7 @@ std::string peak(const Words &word) {
 }
 
 // Both registers of the two words of each sample, high before low.
-std::string samples(const Words &word) {
+std::string samples(const Strings &word) {
     std::string lines;
     for (std::size_t i = 1; i + 1 < word.size(); i += 2) {
         const auto frequency = static_cast<std::uint16_t>(std::stoi(word[i]));
@@ -127,20 +127,20 @@ std::string samples(const Words &word) {
     return lines;
 }
 
-std::string measure(const Words &word) {
+std::string measure(const Strings &word) {
     const std::string measurement = golden_of_chip("ub_measure");
     return edited(lines_between(measurement, "# hold", "# search begun"),
                   {{"# hold", "log tuner_set_frequency " + word.at(1) + " 40000 0"}});
 }
 
-std::string occupied(const Words &word) {
+std::string occupied(const Strings &word) {
     const auto bins = static_cast<unsigned>(std::stoi(word.at(1)));
     return read_line(0x95, (bins >> 8U << 6U) | 0x3FU) + read_line(0x96, bins & 0xFFU);
 }
 
 // The read-out of 21 energies of two readings each: "energies 10 FC 19" has FC and 19 in the eleventh
 // first reading, those that are not named are 0.
-std::string energies(const Words &word) {
+std::string energies(const Strings &word) {
     std::map<int, std::string> readings;
     for (std::size_t i = 1; i + 2 < word.size(); i += 3) {
         readings[std::stoi(word[i])] = word[i + 1] + "; read demod 7B -> " + word[i + 2];
@@ -182,7 +182,7 @@ struct Attempt {
     std::string unit{};  // the Unicable command
 };
 
-Attempt attempt_of(const Words &word) {
+Attempt attempt_of(const Strings &word) {
     Attempt attempt{.dvbs2 = word.at(1) == "dvbs2"};
     attempt.values["before"] = attempt.dvbs2 ? "625" : "0";
     for (std::size_t i = 2; i < word.size(); ++i) {
@@ -233,7 +233,7 @@ std::string connected(const Attempt &attempt) {
            tuned_and_programmed(attempt) + released(attempt);
 }
 
-std::string filled(std::string text, const Words &word) {
+std::string filled(std::string text, const Strings &word) {
     for (std::size_t at = text.find('$'); at != std::string::npos; at = text.find('$', at)) {
         const auto number = static_cast<std::size_t>(text[at + 1] - '0');
         text.replace(at, 2,
@@ -259,11 +259,11 @@ class ScanTeller {
 
  private:
     std::string gesture(std::string line) {
-        static const std::map<std::string, std::string (*)(const Words &)> computed{
+        static const std::map<std::string, std::string (*)(const Strings &)> computed{
             {"setup", setup},       {"carrier", carrier},   {"peak", peak},
             {"occupied", occupied}, {"energies", energies}, {"samples", samples},
             {"measure", measure}};
-        const Words word = words(line);
+        const Strings word = words(line);
         if (word.empty()) {
             return "";
         }

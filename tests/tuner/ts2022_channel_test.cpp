@@ -134,58 +134,58 @@ const std::string high_2 = "write 10 0B; write 11 40;";
 struct Divider {
     const char *name;
     std::string band;
-    std::uint32_t frequency_khz;
     const char *divider;
+    std::uint32_t frequency_khz;
     std::int32_t offset_khz;
 };
 // clang-format off
 const Divider dividers[] = {
     // N = 28000 * 2150 / 27000 = 2229, even 2230; M = 1206. LO 13500 * 2230 / 14 = 2150357.
-    {"2150 MHz", high_2, 2'150'000, "write 01 04; write 02 B6", 357},
+    {"2150 MHz", high_2, "write 01 04; write 02 B6", 2'150'000, 357},
     // N = 56000 * 1102 / 27000 = 2285, even 2286; M = 1262. LO 13500 * 2286 / 14 / 2 = 1102178.
-    {"1102 MHz ends the low band", low_2, 1'102'000, "write 01 04; write 02 EE", 178},
+    {"1102 MHz ends the low band", low_2, "write 01 04; write 02 EE", 1'102'000, 178},
     // N = 28000 * 1103 / 27000 = 1143, even 1144; M = 120. LO 13500 * 1144 / 14 = 1103142.
-    {"1103 MHz begins the high band", high_2, 1'103'000, "write 01 00; write 02 78", 142},
-    {"the whole MHz choose the low band", low_2, 1'102'499, "write 01 04; write 02 EE", -321},
-    {"the whole MHz choose the high band", high_2, 1'102'500, "write 01 00; write 02 78", 642},
+    {"1103 MHz begins the high band", high_2, "write 01 00; write 02 78", 1'103'000, 142},
+    {"the whole MHz choose the low band", low_2, "write 01 04; write 02 EE", 1'102'499, -321},
+    {"the whole MHz choose the high band", high_2, "write 01 00; write 02 78", 1'102'500, 642},
     // N = 56000 * 950 / 27000 = 1970; less 1024 is 0x3B2. LO 13500 * 1970 / 14 / 2 = 949821.
-    {"950499 kHz is 950 MHz", low_2, 950'499, "write 01 03; write 02 B2", -678},
+    {"950499 kHz is 950 MHz", low_2, "write 01 03; write 02 B2", 950'499, -678},
     // N = 56000 * 951 / 27000 = 1972; less 1024 is 0x3B4. LO 13500 * 1972 / 14 / 2 = 950785.
-    {"950500 kHz is 951 MHz", low_2, 950'500, "write 01 03; write 02 B4", 285},
+    {"950500 kHz is 951 MHz", low_2, "write 01 03; write 02 B4", 950'500, 285},
     // N = 28000 * 3948 / 27000 = 4094; M = 3070 = 0xBFE. LO 13500 * 4094 / 14 = 3947785.
-    {"N less 1024 below 4095", high_2, 3'948'000, "write 01 0B; write 02 FE", -215},
+    {"N less 1024 below 4095", high_2, "write 01 0B; write 02 FE", 3'948'000, -215},
     // N = 28000 * 3949 / 27000 = 4095, even 4096; M = 5120 = 0x1400. LO 3949714.
-    {"N and 1024 from 4095", high_2, 3'949'000, "write 01 14; write 02 00", 714},
+    {"N and 1024 from 4095", high_2, "write 01 14; write 02 00", 3'949'000, 714},
     // N = 28000 * 5923 / 27000 = 6142; M = 7166 = 0x1BFE. LO 13500 * 6142 / 14 = 5922642.
-    {"N and 1024 to 6142", high_2, 5'923'000, "write 01 1B; write 02 FE", -358},
+    {"N and 1024 to 6142", high_2, "write 01 1B; write 02 FE", 5'923'000, -358},
     // N = 28000 * 5924 / 27000 = 6143, even 6144; M = 9216 = 0x2400. LO 5924571.
-    {"N and 3072 from 6143", high_2, 5'924'000, "write 01 24; write 02 00", 571},
+    {"N and 3072 from 6143", high_2, "write 01 24; write 02 00", 5'924'000, 571},
     // N = 28000 * 12836 / 27000 = 13311, even 13312; M = 16384 = 0x4000. LO 12836571.
-    {"6 bits of the high byte", high_2, 12'836'000, "write 01 00; write 02 00", 571},
+    {"6 bits of the high byte", high_2, "write 01 00; write 02 00", 12'836'000, 571},
     // N = 0; M = -1024 = 0xFFFFFC00.
-    {"0 kHz", low_2, 0, "write 01 3C; write 02 00", 0},
-    {"the largest frequency wraps to 0 MHz", low_2, 0xFFFFFFFF, "write 01 3C; write 02 00", 1},
+    {"0 kHz", low_2, "write 01 3C; write 02 00", 0, 0},
+    {"the largest frequency wraps to 0 MHz", low_2, "write 01 3C; write 02 00", 0xFFFFFFFF, 1},
     // 28000 * 100000 - 2^32 = -1494967296; / 27000 = -55369, odd, -55368; M = ..FF23B8.
     // LO 13500 * -55368 / 14 = -53390571.
-    {"a product beyond 32 bits", high_2, 100'000'000, "write 01 23; write 02 B8", -153'390'571},
+    {"a product beyond 32 bits", high_2, "write 01 23; write 02 B8", 100'000'000, -153'390'571},
     // 28000 * 2147483 - 14 * 2^32 = -18144; / 27000 = 0.
-    {"a product far beyond", high_2, 2'147'483'147, "write 01 3C; write 02 00", -2'147'483'147},
+    {"a product far beyond", high_2, "write 01 3C; write 02 00", 2'147'483'147, -2'147'483'147},
 
     // N = 56000 * 1145 / 27000 = 2374; less 1024 is 0x546. LO 13500 * 2374 / 14 / 2 = 1144607.
-    {"1145 MHz ends the low band", low_1, 1'145'000, "write 01 05; write 02 46", -393},
+    {"1145 MHz ends the low band", low_1, "write 01 05; write 02 46", 1'145'000, -393},
     // N = 28000 * 1146 / 27000 = 1188; less 1024 is 0x0A4. LO 13500 * 1188 / 14 = 1145571.
-    {"1146 MHz begins the high band", high_1, 1'146'000, "write 01 00; write 02 A4", -429},
-    {"the whole MHz choose the low band", low_1, 1'145'499, "write 01 05; write 02 46", -892},
-    {"the whole MHz choose the high band", high_1, 1'145'500, "write 01 00; write 02 A4", 71},
-    {"950499 kHz is 950 MHz", low_1, 950'499, "write 01 03; write 02 B2", -678},
-    {"950500 kHz is 951 MHz", low_1, 950'500, "write 01 03; write 02 B4", 285},
+    {"1146 MHz begins the high band", high_1, "write 01 00; write 02 A4", 1'146'000, -429},
+    {"the whole MHz choose the low band", low_1, "write 01 05; write 02 46", 1'145'499, -892},
+    {"the whole MHz choose the high band", high_1, "write 01 00; write 02 A4", 1'145'500, 71},
+    {"950499 kHz is 950 MHz", low_1, "write 01 03; write 02 B2", 950'499, -678},
+    {"950500 kHz is 951 MHz", low_1, "write 01 03; write 02 B4", 950'500, 285},
     // No steps: 4096 less 1024 is 0xC00.
-    {"N less 1024 throughout", high_1, 3'949'000, "write 01 0C; write 02 00", 714},
+    {"N less 1024 throughout", high_1, "write 01 0C; write 02 00", 3'949'000, 714},
     // N = 28000 * 4937 / 27000 = 5119, even 5120; less 1024 is 0x1000. LO 4937142.
-    {"4 bits of the high byte", high_1, 4'937'000, "write 01 00; write 02 00", 142},
-    {"0 kHz", low_1, 0, "write 01 0C; write 02 00", 0},
-    {"the largest frequency wraps to 0 MHz", low_1, 0xFFFFFFFF, "write 01 0C; write 02 00", 1},
-    {"a product beyond 32 bits", high_1, 100'000'000, "write 01 03; write 02 B8", -153'390'571},
+    {"4 bits of the high byte", high_1, "write 01 00; write 02 00", 4'937'000, 142},
+    {"0 kHz", low_1, "write 01 0C; write 02 00", 0, 0},
+    {"the largest frequency wraps to 0 MHz", low_1, "write 01 0C; write 02 00", 0xFFFFFFFF, 1},
+    {"a product beyond 32 bits", high_1, "write 01 03; write 02 B8", 100'000'000, -153'390'571},
 };
 // clang-format on
 
@@ -405,7 +405,7 @@ TEST_F(Ts2022Channel, on_a_dead_bus_goes_through_every_step) {
 // min(135 * V / 100, 63). What is programmed are Fc and K.
 struct Filter {
     const char *name;
-    std::uint8_t type;
+    unsigned type;
     std::uint32_t symbol_rate_ksps;
     const char *calibrated;
     const char *fine;
@@ -489,7 +489,7 @@ constexpr Filter filters[] = {
 
 TEST_F(Ts2022Channel, programs_the_baseband_filter) {
     for_each_row(filters, [&](const auto &row) {
-        SCOPED_TRACE(testing::Message() << "type " << int{row.type} << ", " << row.name);
+        SCOPED_TRACE(testing::Message() << "type " << row.type << ", " << row.name);
         const std::string reading = std::string("calibrate filter; read 26 -> ") + row.calibrated;
         const std::string filter = std::string("write 04 ") + row.fine + "; write 06 " + row.coarse;
         if (row.type == 1) {

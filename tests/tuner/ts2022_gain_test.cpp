@@ -14,9 +14,9 @@ using tests::on_the_bus;
 class Ts2022Gain : public tests::ChipTest {
  protected:
     // What the bus shows while the gain figure is asked for; of type 1 and others without 0x66.
-    void tuner(std::uint8_t type, const std::string &before, const std::string &reg_3d,
+    void tuner(unsigned type, const std::string &before, const std::string &reg_3d,
                const std::string &reg_21, const std::string &reg_66) {
-        ds3000_context.tuner_type = type;
+        ds3000_context.tuner_type = static_cast<std::uint8_t>(type);
         board(on_the_bus(before + "read 3D -> " + reg_3d + "; read 21 -> " + reg_21 +
                          (type == 2 ? "; read 66 -> " + reg_66 : "")));
     }
@@ -24,7 +24,7 @@ class Ts2022Gain : public tests::ChipTest {
 
 struct Gain {
     const char *name;
-    std::uint8_t type;
+    unsigned type;
     const char *reg_3d;
     const char *reg_21;
     const char *reg_66;
@@ -90,7 +90,7 @@ const Gain gains[] = {
 
 TEST_F(Ts2022Gain, is_the_sum_of_its_parts) {
     for_each_row(gains, [&](const auto &row) {
-        SCOPED_TRACE(testing::Message() << "type " << int{row.type} << ": " << row.name);
+        SCOPED_TRACE(testing::Message() << "type " << row.type << ": " << row.name);
         tuner(row.type, "", row.reg_3d, row.reg_21, row.reg_66);
         EXPECT_EQ(ts2022_gain(row.agc), row.gain);
     });
@@ -98,28 +98,28 @@ TEST_F(Ts2022Gain, is_the_sum_of_its_parts) {
 
 struct Level {
     const char *name;
-    std::uint8_t type;
     const char *level;
     const char *reg_3d;
+    unsigned type;
     std::uint32_t gain;
 };
 // clang-format off
 const Level levels[] = {
-    {"20 * 79 - 1166 = 414, 9936 / 10", 1, "4F", "0F", 3495 + 1000 + 993},
-    {"20 * 90 - 1166 = 634, 15216 / 10", 1, "5A", "0F", 3495 + 1000 + 1521},
-    {"20 * 113 - 1166 = 1094, 26256 / 10", 1, "71", "0F", 3495 + 1000 + 2625},
-    {"20 * 255 - 1166 = 3934", 1, "FF", "0F", 3495 + 1000 + 2640},
-    {"-1166 counts as 0", 1, "00", "0F", 3495 + 1000 + 960},
-    {"20 * 58 - 1166 = -6 counts as 0", 1, "3A", "0F", 3495 + 1000 + 960},
-    {"16 * 80 - 670 = 610, 107360 / 100", 2, "50", "0F", 3975 - 3000 + 676 + 1073},
-    {"16 * 100 - 670 = 930", 2, "64", "0F", 3975 - 3000 + 676 + 1636},
-    {"16 * 141 - 670 = 1586", 2, "8D", "0F", 3975 - 3000 + 676 + 2791},
-    {"16 * 255 - 670 = 3410", 2, "FF", "0F", 3975 - 3000 + 676 + 2816},
-    {"-670 counts as 600", 2, "00", "0F", 3975 - 3000 + 676 + 1056},
-    {"16 * 41 - 670 = -14 counts as 600", 2, "29", "0F", 3975 - 3000 + 676 + 1056},
-    {"a level that cannot be read counts as 0", 2, "nack", "0F", 3975 - 3000 + 676 + 1056},
-    {"a negative gain is written in two's complement, -1268", 2, "00", "00", 0xFFFFFB0C},
-    {"an unknown tuner has gain 0", 0, "FF", "0F", 0},
+    {"20 * 79 - 1166 = 414, 9936 / 10", "4F", "0F", 1, 3495 + 1000 + 993},
+    {"20 * 90 - 1166 = 634, 15216 / 10", "5A", "0F", 1, 3495 + 1000 + 1521},
+    {"20 * 113 - 1166 = 1094, 26256 / 10", "71", "0F", 1, 3495 + 1000 + 2625},
+    {"20 * 255 - 1166 = 3934", "FF", "0F", 1, 3495 + 1000 + 2640},
+    {"-1166 counts as 0", "00", "0F", 1, 3495 + 1000 + 960},
+    {"20 * 58 - 1166 = -6 counts as 0", "3A", "0F", 1, 3495 + 1000 + 960},
+    {"16 * 80 - 670 = 610, 107360 / 100", "50", "0F", 2, 3975 - 3000 + 676 + 1073},
+    {"16 * 100 - 670 = 930", "64", "0F", 2, 3975 - 3000 + 676 + 1636},
+    {"16 * 141 - 670 = 1586", "8D", "0F", 2, 3975 - 3000 + 676 + 2791},
+    {"16 * 255 - 670 = 3410", "FF", "0F", 2, 3975 - 3000 + 676 + 2816},
+    {"-670 counts as 600", "00", "0F", 2, 3975 - 3000 + 676 + 1056},
+    {"16 * 41 - 670 = -14 counts as 600", "29", "0F", 2, 3975 - 3000 + 676 + 1056},
+    {"a level that cannot be read counts as 0", "nack", "0F", 2, 3975 - 3000 + 676 + 1056},
+    {"a negative gain is written in two's complement, -1268", "00", "00", 2, 0xFFFFFB0C},
+    {"an unknown tuner has gain 0", "FF", "0F", 0, 0},
 };
 // clang-format on
 
