@@ -32,7 +32,7 @@ struct ds3000_driver {
     uint8_t strength;                /* last signal_strength value, percent; mutex */
     uint8_t idle;                    /* 1: the worker thread does not poll; mutex */
     uint8_t idle_request;            /* 1: a host call asks the worker to park; mutex */
-    uint8_t thread_running;          /* 1: from thread start to join; host calls */
+    uint8_t thread_running;          /* 1: from thread creation to join; host calls */
     uint8_t stop_request;            /* 1: the worker thread must end; mutex */
     pthread_t thread;                /* the worker thread; host calls */
     pthread_mutex_t mutex;           /* default attributes */

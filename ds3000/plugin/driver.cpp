@@ -64,8 +64,9 @@ void start_thread(ds3000_driver *driver) {
     }
     message("ds3000: start_thread(%p)", address_of(driver));
     driver->idle = 1;
-    pthread_create(&driver->thread, nullptr, run_ds3000_worker, driver);
-    driver->thread_running = 1;
+    if (pthread_create(&driver->thread, nullptr, run_ds3000_worker, driver) == 0) {
+        driver->thread_running = 1;
+    }
 }
 
 void stop_thread(ds3000_driver *driver) {
@@ -124,23 +125,29 @@ std::uint32_t get_lock_ds3000_driver(ds3000_driver *driver) {
     return driver->lock_status;
 }
 
-void set_idle(ds3000_driver *driver, bool on) {
-    if (!on) {
-        {
-            const DriverLock lock(driver);
-            driver->idle = 0;
-        }
-        message("ds3000: idle_thread(%p) is off", address_of(driver));
-        return;
-    }
+bool park(ds3000_driver *driver) {
     {
         const DriverLock lock(driver);
         driver->idle_request = 1;
     }
-    do {
+    for (;;) {
         wait_us(1000);
-    } while (!is_idle(driver) && driver->thread_running != 0);
-    message("ds3000: idle_thread(%p) is on", address_of(driver));
+        if (is_idle(driver)) {
+            message("ds3000: idle_thread(%p) is on", address_of(driver));
+            return true;
+        }
+        if (driver->thread_running == 0) {
+            return false;
+        }
+    }
+}
+
+void unpark(ds3000_driver *driver) {
+    {
+        const DriverLock lock(driver);
+        driver->idle = 0;
+    }
+    message("ds3000: idle_thread(%p) is off", address_of(driver));
 }
 
 std::uint64_t monotonic_ms() {

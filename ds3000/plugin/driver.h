@@ -26,10 +26,13 @@ std::uint32_t get_lock_ds3000_driver(ds3000_driver *driver);
 // The worker thread's body; its argument is the ds3000_driver.
 void *run_ds3000_worker(void *argument);
 
-// The idle handshake, from a host call. On: returns once the worker thread does not touch the
-// hardware any more, however long the poll under way takes; after 1000 us when no thread runs. Off:
-// lets the worker thread poll again.
-void set_idle(ds3000_driver *driver, bool on);
+// The idle handshake, from a host call: ask the worker thread to leave the hardware alone and wait,
+// however long the poll under way takes, until it does. Returns whether the hardware is the
+// caller's; false, after 1000 us, when the thread is not parked and none runs that could answer.
+bool park(ds3000_driver *driver);
+
+// Let the worker thread poll again.
+void unpark(ds3000_driver *driver);
 
 // Milliseconds of the monotonic clock; 0, and a line from perror, when the clock fails.
 std::uint64_t monotonic_ms();

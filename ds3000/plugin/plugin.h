@@ -45,14 +45,16 @@ struct tune_request {
 /* One reception path. The results are 1 for success and 0 for failure unless stated. */
 struct Tuner {
     /* Open the bus and bring the hardware up, or wake it when it was up before; start the worker
-     * thread, parked. finalize must precede another init of the same Tuner: init clears its state.
+     * thread, parked. Where the system has no thread to give, init succeeds without one. finalize
+     * must precede another init of the same Tuner: init clears its state.
      * 0: no bus, or no known chip; the next init then tries again from the start. */
     uint32_t (*init)(struct Tuner *tuner);
 
     /* Set up a channel. 1: set up, lock not yet known. 0: refused (delivery system, or an IF
-     * outside 950000..2150000 kHz; nothing was touched), or the connect failed (the channel stays
-     * stored). For a request that changes nothing, a failed one repeated included: the lock status,
-     * with no access to the hardware.
+     * outside 950000..2150000 kHz; nothing was touched), no worker thread that could leave the
+     * hardware to the caller (after a failed init, or after finalize; nothing was touched), or the
+     * connect failed (the channel stays stored). For a request that changes nothing, a failed
+     * connect's repeated included: the lock status, with no access to the hardware.
      * Waits until the worker thread has finished the poll under way, however long that takes. */
     uint32_t (*tune)(struct Tuner *tuner, const struct tune_request *request);
 

@@ -76,7 +76,10 @@ void start_lock_clock(ds3000_driver *driver) {
 }
 
 std::uint32_t tune_to(ds3000_driver *driver, const ds3000_channel &wanted) {
-    set_idle(driver, true);
+    if (!park(driver)) {
+        message("tune_ds3000_driver() tune error");
+        return 0;
+    }
     store(driver, wanted);
     announce(driver, wanted);
     const std::int32_t status = set_up(driver, wanted);
@@ -87,7 +90,7 @@ std::uint32_t tune_to(ds3000_driver *driver, const ds3000_channel &wanted) {
     } else {
         start_lock_clock(driver);
     }
-    set_idle(driver, false);
+    unpark(driver);
     return status == DS3000_OK ? 1 : 0;
 }
 

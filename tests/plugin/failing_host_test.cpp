@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 
-// A host whose clock fails and whose memory is exhausted when a test says so. Threads and time are
-// the system's here, except that a sleep only gives up the processor.
+// A host whose clock fails, whose memory is exhausted and which has no thread to give when a test
+// says so. Threads and time are the system's otherwise, except that a sleep only gives up the
+// processor.
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -26,6 +28,7 @@
 namespace {
 
 std::atomic<bool> clock_fails{false};
+std::atomic<bool> threads_are_short{false};
 std::atomic<bool> worker_has_slept{false};
 const pthread_t main_thread = pthread_self();
 
@@ -75,6 +78,16 @@ int clock_gettime(clockid_t clock, timespec *time) noexcept {
     return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
 }
 
+int pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*start)(void *),
+                   void *argument) noexcept {
+    if (threads_are_short) {
+        return EAGAIN;
+    }
+    using Create = int(pthread_t *, const pthread_attr_t *, void *(*)(void *), void *);
+    static auto *const create = reinterpret_cast<Create *>(dlsym(RTLD_NEXT, "pthread_create"));
+    return create(thread, attributes, start, argument);
+}
+
 }  // extern "C"
 
 namespace tests {
@@ -85,6 +98,7 @@ class PluginFailingHostTest : public testing::Test {
     ~PluginFailingHostTest() override {
         memory = {};
         clock_fails = false;
+        threads_are_short = false;
         worker_has_slept = false;
         board::set_board(nullptr);
     }
@@ -133,6 +147,24 @@ TEST_F(PluginFailingHostTest, create_without_memory_for_the_second_block_returns
     EXPECT_EQ(tuner, nullptr);
     EXPECT_EQ(used.allocations, 2);
     EXPECT_EQ(used.releases, 1) << "the first block is left behind";
+}
+
+TEST_F(PluginFailingHostTest, a_thread_that_cannot_be_made_is_not_joined) {
+    RegisterBoard board;
+    board::set_board(&board);
+    threads_are_short = true;
+    testing::internal::CaptureStderr();
+    Tuner *tuner = plugin_.descriptor().create(0);
+
+    EXPECT_EQ(tuner->init(tuner), 1U);
+    EXPECT_EQ(tuner->driver->thread_running, 0U);
+    EXPECT_EQ(tuner->driver->idle, 1U);
+    EXPECT_EQ(tuner->finalize(tuner), 1U);
+
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr(") already stoped\n"));
+    testing::internal::CaptureStderr();
+    tuner->free(tuner);
+    testing::internal::GetCapturedStderr();
 }
 
 TEST_F(PluginFailingHostTest, a_failing_clock_is_reported_and_counts_as_time_0) {

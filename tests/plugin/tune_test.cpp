@@ -559,36 +559,11 @@ TEST_F(PluginTuneTest, a_new_channel_keeps_the_lock_status_of_the_old_until_the_
     EXPECT_EQ(tuner->get_lock(tuner), 0U);
 }
 
-TEST_F(PluginTuneTest, a_tune_before_init_goes_on_without_a_bus_and_fails) {
-    Tuner *tuner = create();
-    forget();
-    const tune_request request = universal_lnb_request();
-
-    EXPECT_EQ(tuner->tune(tuner, &request), 0U);
-
-    EXPECT_EQ(recorded(), R"(log Tuner::tune()
-wait 1000
-gpio 7 0
-gpio 6 1
-read demod A1 -> nack address
-read demod A2 -> nack address
-write demod A2 01 -> nack
-write demod A1 04 -> nack
-)");
-    EXPECT_EQ(
-        messages(),
-        text(tuner, std::string("tune_ds3000_driver(%p)\nds3000: SYS_DVBS\n") + universal_lnb_line +
-                        "ds3000: idle_thread(%p) is on\n"
-                        "mt_do_tune(%p)\n"
-                        "tune to 1100 sr(27500) volt(13) hiband(1) switch_pos(0) at 1\n\n"
-                        "tune_ds3000_driver() tune error\n"
-                        "ds3000: idle_thread(%p) is off\n"));
-}
-
 TEST_F(PluginTuneTest, a_failed_connect_keeps_the_channel_and_its_repetition_tries_nothing) {
-    board_.demod.fixed[0xB2] = 0x40;  // an unknown chip: no connect, no worker
+    board_.demod.fixed[0xB2] = 0x40;  // an unknown chip: no connect
     Tuner *tuner = create();
     EXPECT_EQ(tuner->init(tuner), 0U);
+    tuner->driver->idle = 1;  // as after an init whose thread could not be made
     tune_request request = universal_lnb_request();
     request.symbol_rate = 1'000'000;
     forget();
@@ -622,13 +597,56 @@ write demod A1 04
     EXPECT_THAT(messages(), testing::Not(testing::HasSubstr("tune error")));
 }
 
-TEST_F(PluginTuneTest, a_tune_after_finalize_does_not_wait_for_the_ended_worker) {
+// Nobody can answer the request to park: the thread is not parked, and there is none.
+const std::string unanswered =
+    "tune_ds3000_driver(%p)\n"
+    "ds3000: SYS_DVBS\n"
+    "low: 9750000 switch: 11700000 high: 10600000\n"
+    "tune_ds3000_driver() tune error\n";
+
+TEST_F(PluginTuneTest, a_tune_after_finalize_from_polling_fails_after_1000_us) {
     Tuner *tuner = tuned();
     pass_ms(60);
     tuner->finalize(tuner);
-    forget();
     tune_request request = universal_lnb_request();
     request.frequency += 10'000;
+    for (const char *attempt : {"first", "the same again"}) {
+        SCOPED_TRACE(attempt);
+        forget();
+        messages();
+
+        EXPECT_EQ(tuner->tune(tuner, &request), 0U);
+
+        EXPECT_EQ(recorded(), "log Tuner::tune()\nwait 1000\n");
+        EXPECT_EQ(messages(), text(tuner, unanswered));
+        EXPECT_EQ(tuner->driver->tuned_freq_mhz, 1100U);
+    }
+}
+
+TEST_F(PluginTuneTest, a_tune_before_init_or_after_a_failed_one_fails_after_1000_us) {
+    board_.has_bus = false;
+    Tuner *tuner = create();
+    const tune_request request = universal_lnb_request();
+    for (const bool after_init : {false, true}) {
+        SCOPED_TRACE(after_init ? "after init" : "before init");
+        if (after_init) {
+            EXPECT_EQ(tuner->init(tuner), 0U);
+        }
+        forget();
+        messages();
+
+        EXPECT_EQ(tuner->tune(tuner, &request), 0U);
+
+        EXPECT_EQ(recorded(), "log Tuner::tune()\nwait 1000\n");
+        EXPECT_EQ(messages(), text(tuner, unanswered));
+    }
+}
+
+TEST_F(PluginTuneTest, a_tune_after_finalize_from_parked_goes_on_without_a_thread) {
+    Tuner *tuner = ready();
+    tuner->finalize(tuner);
+    forget();
+    const tune_request request = universal_lnb_request();
 
     EXPECT_EQ(tuner->tune(tuner, &request), 1U);
 
