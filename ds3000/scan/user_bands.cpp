@@ -47,7 +47,9 @@ void program_measurement(demod_byte &byte) {
     if (is_ds310x()) {
         put_board_options(byte);
     }
-    ds3000_set_symbol_rate(measuring_rate_ksps);
+    if (is_known_chip()) {
+        ds3000_set_symbol_rate(measuring_rate_ksps);
+    }
     release_mcu();
     wait_us(100000);
 }

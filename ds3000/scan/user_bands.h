@@ -35,6 +35,7 @@ int32_t ub_detect(uint16_t start_mhz, uint16_t end_mhz, struct ub_entry *entries
 /* Measure the carrier near a frequency.
  * frequency_khz: IF, kHz. result_mhz: the carrier's IF, MHz. amplitude: the chip's figure.
  * gain: the gain figure, a constant 1151. All three are 0 unless a carrier was measured.
+ * A chip that is none of the three known is programmed no symbol rate.
  * Returns 1 when a stable carrier was measured, else 0; -11 when the tuner is not bound. */
 int32_t ub_measure(uint32_t frequency_khz, int32_t *result_mhz, int32_t *amplitude, int32_t *gain);
 

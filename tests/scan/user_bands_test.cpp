@@ -167,6 +167,15 @@ TEST_F(UserBands, a_failed_write_ends_the_table_but_not_the_measurement) {
     measure(nothing_but_0, 1, 1210);
 }
 
+TEST_F(UserBands, programs_no_symbol_rate_into_a_chip_that_is_none_of_the_three) {
+    const std::string known = tests::scan_lines("nothing at 1210000");
+    for (const std::int32_t chip : {0, static_cast<std::int32_t>(CHIP_UNKNOWN)}) {
+        ds3000_context.chip_type = chip;
+        board(edited(known, {{"write demod 61 AB; write demod 62 6A", ""}}));
+        measure("Failed to get CCI 1!", 0);
+    }
+}
+
 // What becomes of a measurement after its programming.
 struct Course {
     const char *name;
