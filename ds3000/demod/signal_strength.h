@@ -14,7 +14,8 @@ extern "C" {
  * Asks the tuner for its gain figure (tuner_get_gain: demodulator register 0x3F and the tuner's
  * gain registers), then polls the lock with ds3000_poll_lock on every call, with all that a poll
  * does.
- * Returns 0, or -11 without any access while that slot is unbound. Worker thread only: the readings are not locked. */
+ * Returns 0, or -11 without any access while that slot is unbound. Worker thread only: the
+ * readings are not locked. */
 int32_t signal_strength(uint8_t *percent);
 
 #ifdef __cplusplus

@@ -24,7 +24,8 @@ class TsOutputTest : public ChipTest {
     }
 };
 
-// A line a step: the port opened, the DVB-S divider and mode, the DVB-S2 divider, the mode, the end.
+// A line a step: the port opened, the DVB-S divider and mode, the DVB-S2 divider, the mode, the
+// end.
 const struct {
     const char *name;
     std::int32_t chip_type;

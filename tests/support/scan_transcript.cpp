@@ -138,8 +138,8 @@ std::string occupied(const Strings &word) {
     return read_line(0x95, (bins >> 8U << 6U) | 0x3FU) + read_line(0x96, bins & 0xFFU);
 }
 
-// The read-out of 21 energies of two readings each: "energies 10 FC 19" has FC and 19 in the eleventh
-// first reading, those that are not named are 0.
+// The read-out of 21 energies of two readings each: "energies 10 FC 19" has FC and 19 in the
+// eleventh first reading, those that are not named are 0.
 std::string energies(const Strings &word) {
     std::map<int, std::string> readings;
     for (std::size_t i = 1; i + 2 < word.size(); i += 3) {
