@@ -11,9 +11,14 @@ set(ds3000_public_headers
   ds3000/demod/connect.h
   ds3000/demod/firmware.h
   ds3000/demod/lock.h
+  ds3000/demod/master_clock.h
   ds3000/demod/power.h
+  ds3000/demod/programming.h
   ds3000/demod/signal_quality.h
   ds3000/demod/signal_strength.h
+  ds3000/demod/ts_clock.h
+  ds3000/demod/ts_divider.h
+  ds3000/demod/ts_mode.h
   ds3000/demod/ts_output.h
   ds3000/diseqc/diseqc.h
   ds3000/diseqc/unicable.h
@@ -35,6 +40,7 @@ set(ds3000_public_headers
 
 set(ds3000_sources
   ds3000/chip/ds3000_context.cpp
+  ds3000/demod/board_options.cpp
   ds3000/demod/carrier.cpp
   ds3000/demod/connect.cpp
   ds3000/demod/connect_tables.cpp
@@ -42,11 +48,16 @@ set(ds3000_sources
   ds3000/demod/firmware.cpp
   ds3000/demod/lock.cpp
   ds3000/demod/lock_status.cpp
+  ds3000/demod/low_rate.cpp
+  ds3000/demod/master_clock.cpp
   ds3000/demod/mcu.cpp
   ds3000/demod/power.cpp
+  ds3000/demod/programming.cpp
   ds3000/demod/signal_quality.cpp
   ds3000/demod/signal_strength.cpp
-  ds3000/demod/ts_output.cpp
+  ds3000/demod/ts_clock.cpp
+  ds3000/demod/ts_divider.cpp
+  ds3000/demod/ts_mode.cpp
   ds3000/diseqc/diseqc.cpp
   ds3000/diseqc/unicable.cpp
   ds3000/hw/lnb_supply.cpp

@@ -32,10 +32,10 @@ inline constexpr std::uint8_t mode_dvbs2 = 0x04;
 inline constexpr address mcu_port = 0xB0;     // write: program bytes, one block a transfer
 inline constexpr address mcu_control = 0xB2;  // 1 holds the micro-controller, 0 runs it
 inline constexpr std::uint8_t mcu_hold = 0x01;
-inline constexpr address mcu_state = 0xB3;                    // read: how the search stands
-inline constexpr std::uint8_t mcu_state_boot = 0x38;          // just started
-inline constexpr std::uint8_t mcu_state_search_ended = 0x40;  // no carrier of this standard
-inline constexpr std::uint8_t mcu_state_search_failed = 0x80;
+inline constexpr address mcu_state = 0xB3;                     // read: how the search stands
+inline constexpr std::uint8_t mcu_state_boot = 0x38;           // just started
+inline constexpr std::uint8_t mcu_state_search_ended = 0x40;   // nothing locks in this standard
+inline constexpr std::uint8_t mcu_state_search_failed = 0x80;  // no carrier, or one that got lost
 inline constexpr address reg_bd = 0xBD;
 
 // Clocks.

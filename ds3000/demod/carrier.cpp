@@ -5,6 +5,7 @@
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/chip/ds3000_regs.h"
+#include "ds3000/demod/mcu.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/hw/register_byte.h"
@@ -54,7 +55,7 @@ int32_t ds3000_set_carrier_offset(int32_t offset_khz) {
 }
 
 int32_t ds3000_sees_inverted_spectrum(void) {
-    return ds3000_context.spectrum_inverted == 1 && ds3000_context.chip_type == CHIP_DS300X ? 1 : 0;
+    return ds3000_context.spectrum_inverted == 1 && is_ds300x() ? 1 : 0;
 }
 
 int32_t ds3000_expect_carrier(int32_t beside_khz) {

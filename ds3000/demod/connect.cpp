@@ -4,131 +4,18 @@
 #include <cstdint>
 
 #include "ds3000/chip/ds3000_context.h"
-#include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/chip/tuner_bound.h"
+#include "ds3000/demod/board_options.h"
 #include "ds3000/demod/carrier.h"
-#include "ds3000/demod/connect_tables.h"
+#include "ds3000/demod/low_rate.h"
 #include "ds3000/demod/mcu.h"
-#include "ds3000/demod/programming.h"
-#include "ds3000/demod/ts_output.h"
 #include "ds3000/diseqc/unicable.h"
 #include "ds3000/hw/bits.h"
-#include "ds3000/hw/register_access.h"
 #include "ds3000/hw/register_byte.h"
 
 namespace ds3000 {
 
 namespace {
-
-// A standard's programming under way.
-struct programming {
-    std::int32_t symbol_rate_ksps;
-    std::uint32_t standard;
-    std::uint8_t ts_mode = 3;
-    demod_byte byte{};
-
-    [[nodiscard]] bool dvbs2() const { return standard == STANDARD_DVBS2; }
-};
-
-std::uint32_t ts_clock_ceiling_khz(std::uint8_t ts_mode) {
-    if (ts_mode == 3) {
-        return 6000;
-    }
-    return ts_mode == 2 ? 24000 : 0;
-}
-
-std::uint32_t master_clock_khz(const programming &p) {
-    if (!p.dvbs2()) {
-        return 96000;
-    }
-    if (!is_ds310x()) {
-        return 144000;
-    }
-    return ds3000_dvbs2_master_clock(p.symbol_rate_ksps, p.ts_mode);
-}
-
-// Divide the master clock down to the mode's ceiling, or not at all where it has none.
-void program_ts_clock(const programming &p) {
-    const std::uint32_t ceiling_khz = ts_clock_ceiling_khz(p.ts_mode);
-    const std::uint32_t clock_khz = master_clock_khz(p);
-    const std::uint32_t ratio = ceiling_khz != 0 ? (clock_khz + ceiling_khz - 1) / ceiling_khz : 0;
-    ds3000_set_ts_clock_ratio(p.standard, ratio);
-    ds3000_set_master_clock(static_cast<std::int32_t>(clock_khz));
-}
-
-void put_dvbs2_mode(programming &p) { p.byte.put(reg::mode, reg::mode_dvbs2, p.dvbs2()); }
-
-void put_board_options_where_present(programming &p) {
-    if (is_ds310x()) {
-        put_board_options(p.byte);
-    }
-}
-
-void mirror_ts_mode() {
-    const std::uint8_t mode = demod_byte().read(reg::ts_mode);
-    demod_byte().put(reg::ts_mirror, bit(0), is_set(mode, bit(3)));
-}
-
-void set_reg25_bit3(programming &p) { p.byte.set(reg::reg_25, bit(3)); }
-
-void put_reg27_bit4(programming &p) { p.byte.put(reg::reg_27, bit(4), p.ts_mode != 1); }
-
-void program_search(std::uint8_t c3, std::uint8_t c8, std::uint8_t c4, std::uint8_t c7) {
-    demod_write(reg::reg_c3, c3);
-    demod_write(reg::reg_c8, c8);
-    demod_write(reg::reg_c4, c4);
-    demod_write(reg::reg_c7, c7);
-}
-
-void program_connect_search(std::int32_t symbol_rate_ksps) {
-    std::uint8_t c8 = 0x06;
-    if (symbol_rate_ksps <= 3000) {
-        c8 = 0x20;
-    } else if (symbol_rate_ksps <= 10000) {
-        c8 = 0x10;
-    }
-    program_search(0x08, c8, 0x08, 0x00);
-}
-
-void program_scan_search(std::int32_t symbol_rate_ksps) {
-    if (symbol_rate_ksps <= 2500) {
-        program_search(0x08, 0x0A, 0x07, 0x28);
-    } else if (symbol_rate_ksps <= 5000) {
-        program_search(0x08, 0x0A, 0x08, 0x10);
-    } else {
-        program_search(0x08, symbol_rate_ksps <= 20000 ? 0x0A : 0x08, 0x08, 0x20);
-    }
-}
-
-void program_symbol_rate(programming &p) {
-    ds3000_set_symbol_rate(static_cast<std::uint32_t>(p.symbol_rate_ksps));
-    ds3000_set_reg56_bit0(1);
-    p.byte.clear(reg::reg_76, bit(7));
-}
-
-// These return how far above the request the front end came to stand, on purpose or by the Unicable
-// unit's steps.
-
-std::int32_t tune_through_unicable(std::uint32_t frequency_khz, std::uint32_t symbol_rate_ksps) {
-    const auto requested_khz = static_cast<std::int32_t>(frequency_khz);
-    std::int32_t reached_khz = requested_khz;
-    unicable_tune(requested_khz, symbol_rate_ksps, &reached_khz);
-    return wrap_subtract(reached_khz, requested_khz);
-}
-
-std::int32_t tune(std::uint32_t frequency_khz, std::int32_t symbol_rate_ksps) {
-    const auto tuner_rate_ksps = static_cast<std::uint32_t>(symbol_rate_ksps);
-    const auto set_frequency = ds3000_context.tuner_ops.tuner_set_frequency;
-    if (symbol_rate_ksps < low_rate_ksps && ds3000_context.unicable_enabled == 0) {
-        set_frequency(frequency_khz + low_rate_shift_khz, tuner_rate_ksps, low_rate_shift_khz);
-        return low_rate_shift_khz;
-    }
-    if (ds3000_context.unicable_enabled == 1) {
-        return tune_through_unicable(frequency_khz, tuner_rate_ksps);
-    }
-    set_frequency(frequency_khz, tuner_rate_ksps, 0);
-    return 0;
-}
 
 void arm_acquisition(std::int32_t symbol_rate_ksps, std::uint32_t standard_code) {
     ds3000_context.requested_standard = standard_code;
@@ -140,24 +27,23 @@ void arm_acquisition(std::int32_t symbol_rate_ksps, std::uint32_t standard_code)
     ds3000_context.ts_clock_pending = 1;
 }
 
+// Tune the front end. Returns how far above the request it came to stand: on purpose, or by the
+// Unicable unit's steps.
+std::int32_t tune(std::int32_t frequency_khz, std::int32_t symbol_rate_ksps) {
+    const auto tuner_rate_ksps = static_cast<std::uint32_t>(symbol_rate_ksps);
+    if (ds3000_context.unicable_enabled == 1) {
+        std::int32_t reached_khz = frequency_khz;
+        unicable_tune(frequency_khz, tuner_rate_ksps, &reached_khz);
+        return wrap_subtract(reached_khz, frequency_khz);
+    }
+    const std::int32_t shift_khz = low_rate_shift_khz(symbol_rate_ksps);
+    ds3000_context.tuner_ops.tuner_set_frequency(
+        static_cast<std::uint32_t>(wrap_add(frequency_khz, shift_khz)), tuner_rate_ksps,
+        static_cast<std::uint16_t>(shift_khz));
+    return shift_khz;
+}
+
 }  // namespace
-
-void update_spectrum_inversion() {
-    ds3000_context.spectrum_inverted =
-        ds3000_context.unicable_enabled ^ ds3000_context.board_iq_swap;
-}
-
-void put_board_options(demod_byte &byte) {
-    byte.put(reg::spectrum, reg::spectrum_invert, ds3000_context.spectrum_inverted == 1);
-    byte.put(reg::reg_30, reg::reg_30_bit4, ds3000_context.reg30_bit4_enable == 1);
-}
-
-void program_low_rate_dvbs2() {
-    demod_write(reg::reg_c0, 0x04);
-    demod_write(reg::reg_8a, 0x09);
-    demod_write(reg::reg_8b, 0x22);
-    demod_write(reg::reg_8c, 0x88);
-}
 
 extern "C" {
 
@@ -173,69 +59,12 @@ int32_t ds3000_connect(uint32_t frequency_mhz, int32_t symbol_rate_ksps, uint32_
     release_held_mcu(byte);
     ds3000_context.standard =
         standard_code == STANDARD_AUTO ? std::uint32_t{STANDARD_DVBS} : standard_code;
-    const std::int32_t beside_khz = tune(frequency_mhz * 1000U, symbol_rate_ksps);
+    const std::int32_t beside_khz =
+        tune(static_cast<std::int32_t>(frequency_mhz * 1000U), symbol_rate_ksps);
     hold_mcu();
     ds3000_program_standard(symbol_rate_ksps, ds3000_context.standard);
     ds3000_expect_carrier(beside_khz);
     release_mcu();
-    return DS3000_OK;
-}
-
-int32_t ds3000_program_standard(int32_t symbol_rate_ksps, uint32_t standard) {
-    programming p{.symbol_rate_ksps = symbol_rate_ksps, .standard = standard};
-    ds3000_get_ts_mode(&p.ts_mode);
-    put_dvbs2_mode(p);
-    const register_table table = table_for(standard, table_use::connect);
-    if (table.pairs == nullptr) {
-        return DS3000_UNKNOWN_CHIP;
-    }
-    const std::int32_t status = demod_write_table(table.pairs, table.count);
-    put_board_options_where_present(p);
-    if (p.dvbs2() && symbol_rate_ksps <= low_rate_ksps) {
-        program_low_rate_dvbs2();
-    }
-    program_ts_clock(p);
-    mirror_ts_mode();
-    demod_write(reg::reg_33, 0x99);
-    // Two updates of the same register, each on the bus.
-    p.byte.clear(reg::reg_29, bit(7));
-    p.byte.clear(reg::reg_29, bit(4));
-    set_reg25_bit3(p);
-    put_reg27_bit4(p);
-    program_connect_search(symbol_rate_ksps);
-    program_symbol_rate(p);
-    return status;
-}
-
-int32_t ds3000_program_standard_scan(int32_t symbol_rate_ksps, uint32_t standard) {
-    programming p{.symbol_rate_ksps = symbol_rate_ksps, .standard = standard};
-    ds3000_get_ts_mode(&p.ts_mode);
-    const register_table table = table_for(standard, table_use::scan);
-    if (table.pairs == nullptr) {
-        return DS3000_UNKNOWN_CHIP;
-    }
-    const std::int32_t status = demod_write_table(table.pairs, table.count);
-    put_dvbs2_mode(p);
-    put_board_options_where_present(p);
-    program_ts_clock(p);
-    mirror_ts_mode();
-    set_reg25_bit3(p);
-    put_reg27_bit4(p);
-    demod_write(reg::reg_33, 0x99);
-    program_scan_search(symbol_rate_ksps);
-    program_symbol_rate(p);
-    return status;
-}
-
-int32_t ds3000_soft_reset(void) {
-    demod_write(reg::global_reset, reg::global_reset_demodulator);
-    demod_write(reg::global_reset, 0x00);
-    return DS3000_OK;
-}
-
-int32_t ds3000_set_reg56_bit0(uint32_t mode) {
-    demod_byte byte;
-    byte.put(reg::reg_56, bit(0), mode != 1);
     return DS3000_OK;
 }
 

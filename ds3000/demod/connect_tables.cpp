@@ -193,7 +193,7 @@ register_table ds310x_table(bool dvbs2, table_use use) {
 
 register_table table_for(std::uint32_t standard, table_use use) {
     const bool dvbs2 = standard == STANDARD_DVBS2;
-    if (ds3000_context.chip_type == CHIP_DS300X) {
+    if (is_ds300x()) {
         return ds300x_table(dvbs2, use);
     }
     return is_ds310x() ? ds310x_table(dvbs2, use) : register_table{nullptr, 0};

@@ -106,7 +106,7 @@ bool recovery_is_due(demod_byte &byte) {
 }  // namespace
 
 void help_dvbs2_lock(demod_byte &byte) {
-    if (ds3000_context.chip_type == CHIP_DS300X) {
+    if (is_ds300x()) {
         adjust_ds300x_loop(byte);
     } else if (recovery_is_due(byte)) {
         reset_decoder();

@@ -28,11 +28,13 @@ void release(bool core) {
 
 }  // namespace
 
+bool is_ds300x() { return ds3000_context.chip_type == CHIP_DS300X; }
+
 bool is_ds310x() {
     return ds3000_context.chip_type == CHIP_DS3002B || ds3000_context.chip_type == CHIP_DS3103;
 }
 
-bool is_known_chip() { return ds3000_context.chip_type == CHIP_DS300X || is_ds310x(); }
+bool is_known_chip() { return is_ds300x() || is_ds310x(); }
 
 void hold_mcu() { hold(is_ds310x()); }
 

@@ -11,6 +11,9 @@ namespace ds3000 {
 // belong together: what hold_mcu holds, release_mcu lets run, and release_held_mcu clears a hold
 // that an earlier operation left behind.
 
+// Whether the chip is the oldest of the three.
+bool is_ds300x();
+
 // Whether the chip is one of the two newer variants, which share their programming.
 bool is_ds310x();
 

@@ -5,8 +5,8 @@
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/chip/ds3000_regs.h"
+#include "ds3000/demod/board_options.h"
 #include "ds3000/demod/carrier.h"
-#include "ds3000/demod/connect.h"
 #include "ds3000/demod/firmware.h"
 #include "ds3000/demod/lock_status.h"
 #include "ds3000/demod/mcu.h"
@@ -144,16 +144,14 @@ int32_t ds3000_init(void) {
     if (is_ds310x()) {
         reset_mcu_and_core();
         load_firmware(ds3000_firmware_a);
-    } else if (ds3000_context.chip_type == CHIP_DS300X) {
+    } else if (is_ds300x()) {
         load_firmware(ds3000_firmware_b);
     } else {
         return DS3000_UNKNOWN_CHIP;
     }
     ds3000_set_ts_mode(3);
-    if (is_ds310x()) {
-        demod_byte byte;
-        put_board_options(byte);
-    }
+    demod_byte byte;
+    put_board_options(byte);
     return DS3000_OK;
 }
 

@@ -1,24 +1,35 @@
-// SPDX-License-Identifier: MIT
-#pragma once
+/* SPDX-License-Identifier: MIT */
+#ifndef DS3000_DEMOD_PROGRAMMING_H
+#define DS3000_DEMOD_PROGRAMMING_H
 
-#include <cstdint>
+#include <stdint.h>
 
-#include "ds3000/hw/register_byte.h"
+#ifdef __cplusplus
+extern "C" {
+#endif
 
-namespace ds3000 {
+/* What a connect programs the demodulator with. Transfer results are ignored unless a status is
+ * named. All for the worker thread, or for a host call while that thread is parked. */
 
-// Below this rate, and without Unicable, the tuner is placed this far above the carrier.
-constexpr std::int32_t low_rate_ksps = 5000;
-constexpr std::int32_t low_rate_shift_khz = 3000;
+/* Program the demodulator for a standard and a symbol rate, as a connect does. The micro-controller
+ * must be held.
+ * standard: STANDARD_DVBS2, or anything else for DVB-S.
+ * Returns 0; -8 when the register table failed, with the programming after it done all the same;
+ * -6 for an unknown chip (only register 0x08 was written). */
+int32_t ds3000_program_standard(int32_t symbol_rate_ksps, uint32_t standard);
 
-// Work out ds3000_context.spectrum_inverted from the board's wiring and its Unicable unit.
-void update_spectrum_inversion();
+/* As ds3000_program_standard, with the wider search that the blind scan's verification needs.
+ * Returns the same; for an unknown chip nothing is written. */
+int32_t ds3000_program_standard_scan(int32_t symbol_rate_ksps, uint32_t standard);
 
-// DS3002B and DS3103: bit 1 of register 0x4D from ds3000_context.spectrum_inverted and bit 4 of
-// register 0x30 from reg30_bit4_enable.
-void put_board_options(demod_byte &byte);
+/* Pulse the demodulator's global reset: register 0x07 = 0x80, then 0x00. Returns 0. */
+int32_t ds3000_soft_reset(void);
 
-// Loop settings of a DVB-S2 carrier of low_rate_ksps or less.
-void program_low_rate_dvbs2();
+/* Clear bit 0 of register 0x56 when mode is 1, set it otherwise. Returns 0. */
+int32_t ds3000_set_reg56_bit0(uint32_t mode);
 
-}  // namespace ds3000
+#ifdef __cplusplus
+}
+#endif
+
+#endif

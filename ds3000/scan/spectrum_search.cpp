@@ -5,6 +5,7 @@
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/chip/ds3000_regs.h"
+#include "ds3000/demod/board_options.h"
 #include "ds3000/demod/carrier.h"
 #include "ds3000/demod/mcu.h"
 #include "ds3000/hw/bits.h"
@@ -72,7 +73,7 @@ void program_front(demod_byte &byte) {
 
 void restart_core(demod_byte &byte) {
     if (is_ds310x()) {
-        byte.put(reg::spectrum, reg::spectrum_invert, ds3000_context.spectrum_inverted == 1);
+        put_spectrum_inversion(byte);
         demod_write(reg::core_reset, 0x00);
         return;
     }

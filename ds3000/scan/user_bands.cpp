@@ -8,10 +8,10 @@
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/chip/tuner_bound.h"
+#include "ds3000/demod/board_options.h"
 #include "ds3000/demod/carrier.h"
 #include "ds3000/demod/lock_status.h"
 #include "ds3000/demod/mcu.h"
-#include "ds3000/demod/programming.h"
 #include "ds3000/diseqc/diseqc.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/message.h"
@@ -44,9 +44,7 @@ static_assert(std::size(measure_table) == 28);
 void program_measurement(demod_byte &byte) {
     hold_mcu();
     demod_write_table(measure_table[0], static_cast<std::int32_t>(std::size(measure_table)));
-    if (is_ds310x()) {
-        put_board_options(byte);
-    }
+    put_board_options(byte);
     if (is_known_chip()) {
         ds3000_set_symbol_rate(measuring_rate_ksps);
     }

@@ -7,15 +7,15 @@
 #include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/chip/tuner_bound.h"
 #include "ds3000/demod/carrier.h"
-#include "ds3000/demod/connect.h"
 #include "ds3000/demod/dvbs2_recovery.h"
 #include "ds3000/demod/firmware.h"
 #include "ds3000/demod/lock.h"
 #include "ds3000/demod/lock_status.h"
+#include "ds3000/demod/low_rate.h"
 #include "ds3000/demod/mcu.h"
 #include "ds3000/demod/programming.h"
 #include "ds3000/demod/signal_quality.h"
-#include "ds3000/demod/ts_output.h"
+#include "ds3000/demod/ts_clock.h"
 #include "ds3000/diseqc/unicable.h"
 #include "ds3000/hw/bits.h"
 #include "ds3000/hw/message.h"
@@ -57,9 +57,7 @@ struct attempt {
 };
 
 attempt attempt_of(const scan_candidate &candidate) {
-    const bool shifted =
-        candidate.symbol_rate < low_rate_ksps && ds3000_context.unicable_enabled == 0;
-    const std::int32_t shift_khz = shifted ? low_rate_shift_khz : 0;
+    const std::int32_t shift_khz = low_rate_shift_khz(candidate.symbol_rate);
     return {.frequency_khz = wrap_add(frequency_of(candidate), shift_khz),
             .rate_ksps = candidate.symbol_rate,
             .shift_khz = shift_khz};
@@ -96,9 +94,7 @@ std::int32_t tune(attempt &a) {
 void program(const attempt &a) {
     demod_write(reg::mcu_control, reg::mcu_hold);
     ds3000_program_standard_scan(a.rate_ksps, a.standard);
-    if (a.standard == STANDARD_DVBS2 && a.rate_ksps <= low_rate_ksps) {
-        program_low_rate_dvbs2();
-    }
+    program_low_rate_loops(a.rate_ksps, a.standard);
 }
 
 void release_with_carrier(const attempt &a) {
