@@ -31,8 +31,9 @@ class Acquisition {
     [[nodiscard]] std::uint64_t lock_ns() const { return lock_ns_; }
 
     // Register 0xB3: 0x38 during start-up, then growing with the stages. Bit 6 tells that the
-    // search ended without lock, so that the other standard may be tried, bit 7 that it failed. This
-    // one ends where a carrier was there but could not be locked, and fails where there was none.
+    // search ended without lock, so that the other standard may be tried, bit 7 that it failed.
+    // This one ends where a carrier was there but could not be locked, and fails where there was
+    // none.
     [[nodiscard]] std::uint8_t mcu_state(std::uint64_t now_ns) const;
 
  private:
