@@ -8,8 +8,8 @@
 extern "C" {
 #endif
 
-/* The transport-stream output port's clock. Transfer results are ignored. All for the worker thread,
- * or for a host call while that thread is parked. */
+/* The transport-stream output port's clock. Transfer results are ignored. All for the worker
+ * thread, or for a host call while that thread is parked. */
 
 /* Size the output clock to the payload rate being received. DS300X: the divider; in DVB-S2 not in
  * mode 1. DS3002B and DS3103: the master clock in mode 1, the divider in modes 2 and 3; the clock

@@ -9,7 +9,8 @@ extern "C" {
 #endif
 
 /* The divider between the master clock and the transport-stream output port's clock. Transfer
- * results are ignored. All for the worker thread, or for a host call while that thread is parked. */
+ * results are ignored. All for the worker thread, or for a host call while that thread is
+ * parked. */
 
 /* Program the output clock's divider: high_count master-clock periods high, low_count low.
  * DS300X: register 0xFE, which DVB-S and DVB-S2 divide up differently. DS3002B and DS3103:
