@@ -18,7 +18,8 @@ class BusClock {
     }
 
     [[nodiscard]] std::uint64_t duration_ns(std::uint64_t bits) const {
-        return bits < short_ns_.size() ? short_ns_[bits] : quotient_ns(bits);
+        return bits < short_ns_.size() ? short_ns_[static_cast<std::size_t>(bits)]
+                                       : quotient_ns(bits);
     }
 
  private:
