@@ -114,7 +114,7 @@ void Schedule::queue(const std::shared_ptr<Member> &member, std::uint64_t at_ns)
 
 std::shared_ptr<Schedule::Member> Schedule::take_first() {
     const auto first = sleepers_.begin();
-    const auto member = first->second;
+    auto member = first->second;
     sleepers_.erase(first);
     note_first();
     return member;
