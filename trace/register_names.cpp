@@ -14,15 +14,15 @@ namespace trace {
 namespace {
 
 struct RegisterRow {
-    std::uint8_t address;
     std::string_view name;
+    std::uint8_t address;
     Access access;
 };
 
 struct ValueRow {
+    std::string_view name;
     std::uint8_t address;
     std::uint8_t value;
-    std::string_view name;
     Access access;
 };
 
