@@ -59,19 +59,18 @@ constexpr auto core_pulsed = R"(
 const struct {
     const char *name;
     std::int32_t chip_type;
-    const char *transcript;
     std::int32_t status;
+    const char *transcript;
 } resets[] = {
-    {"DS300X only waits", CHIP_DS300X, "write demod B2 01; wait 1000; write demod B2 00", 0},
-    {"DS3002B pulses the core reset", CHIP_DS3002B, core_pulsed, 0},
-    {"DS3103 pulses the core reset", CHIP_DS3103, core_pulsed, 0},
-    {"failed transfers are ignored", CHIP_DS3103, R"(
+    {"DS300X only waits", CHIP_DS300X, 0, "write demod B2 01; wait 1000; write demod B2 00"},
+    {"DS3002B pulses the core reset", CHIP_DS3002B, 0, core_pulsed},
+    {"DS3103 pulses the core reset", CHIP_DS3103, 0, core_pulsed},
+    {"failed transfers are ignored", CHIP_DS3103, 0, R"(
         write demod B2 01 -> nack; write demod 00 01 -> nack
         wait 1000
-        write demod 00 00 -> nack; write demod B2 00 -> nack)",
-     0},
-    {"an unknown chip stays held", CHIP_UNKNOWN, "write demod B2 01", -6},
-    {"a chip that is not identified stays held", 0, "write demod B2 01", -6},
+        write demod 00 00 -> nack; write demod B2 00 -> nack)"},
+    {"an unknown chip stays held", CHIP_UNKNOWN, -6, "write demod B2 01"},
+    {"a chip that is not identified stays held", 0, -6, "write demod B2 01"},
 };
 
 TEST_F(FirmwareTest, mcu_reset_arms_the_lock_poll_before_anything_else) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ds3000/demod/lock.h"
 
+#include <fmt/format.h>
+
 #include <array>
 #include <cstdint>
 #include <string>
@@ -121,9 +123,16 @@ class PollLockTest : public ChannelTest {
         ds3000_context.requested_standard = standard;
     }
 
-    // Poll: what crosses the bus, what is reported and which fields change to what.
+    // Poll a micro-controller that runs: what crosses the bus after that was read, what is reported
+    // and which fields change to what.
     void poll(const std::string &transcript, std::uint32_t expected, const Fields &changes,
               std::int32_t status = DS3000_OK) {
+        poll_whole("read demod B2 -> 00\n" + transcript, expected, changes, status);
+    }
+
+    // The same from the first transfer on.
+    void poll_whole(const std::string &transcript, std::uint32_t expected, const Fields &changes,
+                    std::int32_t status = DS3000_OK) {
         remember_context();
         board(transcript);
         std::uint32_t lock_state = LOCK_FAILED;
@@ -135,9 +144,6 @@ class PollLockTest : public ChannelTest {
         EXPECT_EQ(changed_fields(), changes);
     }
 };
-
-// A poll's read of the micro-controller's hold, as long as it runs.
-const std::string running = "read demod B2 -> 00\n";
 
 const std::string dvbs_locked = "read demod D1 -> 07; read demod 0D -> 07\n";
 const std::string dvbs_searching = "read demod D1 -> 00; read demod B3 -> 00\n";
@@ -165,7 +171,7 @@ TEST_F(PollLockTest, held_chip_has_failed_before_any_other_register_is_read) {
         for (const std::uint32_t standard : {STANDARD_DVBS, STANDARD_DVBS2}) {
             use(chip_type, standard);
             ds3000_context.first_poll = 1;
-            poll("read demod B2 -> 01", LOCK_FAILED, {});
+            poll_whole("read demod B2 -> 01", LOCK_FAILED, {});
         }
     }
 }
@@ -173,7 +179,8 @@ TEST_F(PollLockTest, held_chip_has_failed_before_any_other_register_is_read) {
 TEST_F(PollLockTest, only_the_value_1_of_b2_means_held) {
     for (const std::string &control : words("00 02 03 41 C1")) {
         use(CHIP_DS3002B, STANDARD_DVBS);
-        poll("read demod B2 -> " + control + '\n' + dvbs_searching, LOCK_SEARCHING, armed);
+        poll_whole(fmt::format("read demod B2 -> {}\n{}", control, dvbs_searching), LOCK_SEARCHING,
+                   armed);
     }
 }
 
@@ -181,41 +188,37 @@ TEST_F(PollLockTest, first_poll_that_times_out_fails_and_is_repeated) {
     use(CHIP_DS3103, STANDARD_DVBS);
     ds3000_context.first_poll = 1;
     for (int i = 0; i < 2; ++i) {
-        poll(running + "10 times read demod B3 -> 38; wait 10000\nread demod B3 -> 38", LOCK_FAILED,
-             {});
+        poll("10 times read demod B3 -> 38; wait 10000\nread demod B3 -> 38", LOCK_FAILED, {});
     }
 }
 
 TEST_F(PollLockTest, first_poll_that_passes_goes_on_and_is_not_repeated) {
     use(CHIP_DS3103, STANDARD_DVBS);
     ds3000_context.first_poll = 1;
-    poll(
-        running + "read demod B3 -> 39\n15 times read demod 59 -> 05\nwait 1000\n" + dvbs_searching,
-        LOCK_SEARCHING, {{"first_poll", 0}, {"ts_clock_pending", 1}});
-    poll(running + dvbs_searching, LOCK_SEARCHING, {});
+    poll("read demod B3 -> 39\n15 times read demod 59 -> 05\nwait 1000\n" + dvbs_searching,
+         LOCK_SEARCHING, {{"first_poll", 0}, {"ts_clock_pending", 1}});
+    poll(dvbs_searching, LOCK_SEARCHING, {});
 }
 
 // Values of one register, with what is read around it.
 const struct {
     const char *name;
-    std::vector<std::int32_t> chip_types;
-    std::uint32_t standard;
-    const char *before;
-    const char *reg;
-    const char *values;
-    std::string after;
     bool locked;
+    std::uint32_t standard;
+    std::vector<std::int32_t> chip_types;
+    const char *before, *reg, *values;
+    std::string after;
 } lock_bits[] = {
-    {"DVB-S: three bits of D1", {1, 2, 3}, 4, "", "D1", "00 03 05 06 FB FE", "", false},
-    {"DVB-S: three bits of 0D", {1, 2, 3}, 4, "D1 -> 07", "0D", "00 03 05 06 88 F8", "", false},
-    {"DVB-S: all bits of 0D", {1, 2, 3}, 4, "D1 -> 07", "0D", "FF 07", "", true},
-    {"DVB-S: all bits of D1", {1, 2, 3}, 4, "", "D1", "FF 07", "read demod 0D -> 07\n", true},
-    {"no standard is polled as DVB-S", {2}, 7, "D1 -> 07", "0D", "07", "", true},
-    {"DVB-S2: five bits of 0D", {2}, 5, "76 -> 40", "0D", "00 0F 7F 87 8B 8D 8E F7", "", false},
-    {"DVB-S2: all five bits of 0D", {2}, 5, "76 -> 40", "0D", "8F FF DF", "", true},
-    {"DS300X, DVB-S2: five bits of 0D", {1}, 5, "0D -> 00", "0D", "00 07 87 0F 8E", "", false},
-    {"DS300X, DVB-S2: all five bits of 0D", {1}, 5, "0D -> 00", "0D", "8F", "", true},
-    {"0D that cannot be read is D1", {2}, 4, "D1 -> 07", "0D", "nack", "", true},
+    {"DVB-S: three bits of D1", false, 4, {1, 2, 3}, "", "D1", "00 03 05 06 FB FE", ""},
+    {"DVB-S: three bits of 0D", false, 4, {1, 2, 3}, "D1 -> 07", "0D", "00 03 05 06 88 F8", ""},
+    {"DVB-S: all bits of 0D", true, 4, {1, 2, 3}, "D1 -> 07", "0D", "FF 07", ""},
+    {"DVB-S: all bits of D1", true, 4, {1, 2, 3}, "", "D1", "FF 07", "read demod 0D -> 07\n"},
+    {"no standard is polled as DVB-S", true, 7, {2}, "D1 -> 07", "0D", "07", ""},
+    {"DVB-S2: five bits of 0D", false, 5, {2}, "76 -> 40", "0D", "00 0F 7F 87 8B 8D 8E F7", ""},
+    {"DVB-S2: all five bits of 0D", true, 5, {2}, "76 -> 40", "0D", "8F FF DF", ""},
+    {"DS300X, DVB-S2: five bits of 0D", false, 5, {1}, "0D -> 00", "0D", "00 07 87 0F 8E", ""},
+    {"DS300X, DVB-S2: all five bits of 0D", true, 5, {1}, "0D -> 00", "0D", "8F", ""},
+    {"0D that cannot be read is D1", true, 4, {2}, "D1 -> 07", "0D", "nack", ""},
 };
 
 TEST_F(PollLockTest, lock_needs_every_status_bit) {
@@ -225,9 +228,9 @@ TEST_F(PollLockTest, lock_needs_every_status_bit) {
                 SCOPED_TRACE(value);
                 use(chip_type, row.standard);
                 const std::string before =
-                    *row.before != '\0' ? std::string("read demod ") + row.before + '\n' : "";
-                poll(running + before + "read demod " + row.reg + " -> " + value + '\n' +
-                         row.after + (row.locked ? on_frequency : "read demod B3 -> 00\n"),
+                    *row.before != '\0' ? fmt::format("read demod {}\n", row.before) : "";
+                poll(fmt::format("{}read demod {} -> {}\n{}{}", before, row.reg, value, row.after,
+                                 row.locked ? on_frequency : "read demod B3 -> 00\n"),
                      row.locked ? LOCK_LOCKED : LOCK_SEARCHING, row.locked ? first_lock : armed);
             }
         }
@@ -262,12 +265,10 @@ TEST_F(PollLockTest, ds300x_adjusts_its_loop_to_the_modcod_before_the_lock_is_re
         for (unsigned modcod = row.first; modcod <= row.last; ++modcod) {
             SCOPED_TRACE(modcod);
             use(CHIP_DS300X, STANDARD_DVBS2);
-            poll(
-                running + "read demod 0D -> 08\n" + read_line(0x7E, modcod) + row.loop + not_locked,
-                LOCK_SEARCHING, armed);
+            poll("read demod 0D -> 08\n" + read_line(0x7E, modcod) + row.loop + not_locked,
+                 LOCK_SEARCHING, armed);
             // Bit 4 is no part of it.
-            poll(running + "read demod 0D -> FF\n" + read_line(0x7E, modcod | 0x10) + row.loop +
-                     not_locked,
+            poll("read demod 0D -> FF\n" + read_line(0x7E, modcod | 0x10) + row.loop + not_locked,
                  LOCK_SEARCHING, {});
         }
     });
@@ -276,14 +277,14 @@ TEST_F(PollLockTest, ds300x_adjusts_its_loop_to_the_modcod_before_the_lock_is_re
 TEST_F(PollLockTest, ds300x_without_a_frame_header_leaves_the_loop_alone) {
     for (const std::string &status : words("00 07 F7")) {
         use(CHIP_DS300X, STANDARD_DVBS2);
-        poll(running + "read demod 0D -> " + status + '\n' + dvbs2_searching, LOCK_SEARCHING,
+        poll(fmt::format("read demod 0D -> {}\n{}", status, dvbs2_searching), LOCK_SEARCHING,
              armed);
     }
 }
 
 TEST_F(PollLockTest, ds300x_adjusts_the_loop_on_every_poll) {
     use(CHIP_DS300X, STANDARD_DVBS2);
-    const std::string locked = running + R"(
+    const std::string locked = R"(
         read demod 0D -> 8F; read demod 7E -> 46; write demod 7C 01; write demod 80 98
         read demod 0D -> 8F
     )" + on_frequency;
@@ -320,8 +321,8 @@ std::string energy_lines(const Points &points) {
 std::string energy_lines(const std::string &low, const std::string &high, unsigned first = 0) {
     std::string lines;
     for (unsigned i = first; i < 42; ++i) {
-        lines += write_line(0x7A, 4 * (i / 2 + i % 2 * 21)) + "read demod 7A -> " + low +
-                 "\nread demod 7B -> " + high + '\n';
+        lines += fmt::format("write demod 7A {:02X}; read demod 7A -> {}; read demod 7B -> {}\n",
+                             4 * (i / 2 + i % 2 * 21), low, high);
     }
     return lines;
 }
@@ -340,8 +341,7 @@ class DvbS2RecoveryTest : public PollLockTest {
     void expect_recovery(bool expected, const std::string &energy,
                          std::int32_t chip_type = CHIP_DS3002B) {
         use(chip_type, STANDARD_DVBS2);
-        poll(running + recovery_conditions + energy + (expected ? recovery_reset : "") +
-                 dvbs2_searching,
+        poll(recovery_conditions + energy + (expected ? recovery_reset : "") + dvbs2_searching,
              LOCK_SEARCHING, expected ? recovered : armed);
     }
 };
@@ -349,7 +349,7 @@ class DvbS2RecoveryTest : public PollLockTest {
 TEST_F(DvbS2RecoveryTest, stops_at_bit_6_of_76) {
     for (const std::string &reading : words("40 7F FF")) {
         use(CHIP_DS3002B, STANDARD_DVBS2);
-        poll(running + "read demod 76 -> " + reading + '\n' + dvbs2_searching, LOCK_SEARCHING,
+        poll(fmt::format("read demod 76 -> {}\n{}", reading, dvbs2_searching), LOCK_SEARCHING,
              armed);
     }
 }
@@ -357,13 +357,13 @@ TEST_F(DvbS2RecoveryTest, stops_at_bit_6_of_76) {
 TEST_F(DvbS2RecoveryTest, stops_after_76_when_it_was_done_before) {
     use(CHIP_DS3002B, STANDARD_DVBS2);
     ds3000_context.s2_recovery_done = 1;
-    poll(running + "read demod 76 -> BF\n" + dvbs2_searching, LOCK_SEARCHING, armed);
+    poll("read demod 76 -> BF\n" + dvbs2_searching, LOCK_SEARCHING, armed);
 }
 
 TEST_F(DvbS2RecoveryTest, stops_at_a_search_state_below_33) {
     for (const std::string &state : words("00 20 E0 60 DF")) {
         use(CHIP_DS3002B, STANDARD_DVBS2);
-        poll(running + "read demod 76 -> 00; read demod B3 -> " + state + '\n' + dvbs2_searching,
+        poll(fmt::format("read demod 76 -> 00; read demod B3 -> {}\n{}", state, dvbs2_searching),
              LOCK_SEARCHING, armed);
     }
 }
@@ -371,21 +371,21 @@ TEST_F(DvbS2RecoveryTest, stops_at_a_search_state_below_33) {
 TEST_F(DvbS2RecoveryTest, stops_at_pilots) {
     for (const std::string &state : words("21 3F E1")) {
         use(CHIP_DS3002B, STANDARD_DVBS2);
-        poll(running + "read demod 76 -> 00; read demod B3 -> " + state + '\n' +
-                 "read demod 7E -> 20\n" + dvbs2_searching,
+        poll(fmt::format("read demod 76 -> 00; read demod B3 -> {}; read demod 7E -> 20\n{}", state,
+                         dvbs2_searching),
              LOCK_SEARCHING, armed);
     }
 }
 
 TEST_F(DvbS2RecoveryTest, is_not_for_dvbs) {
     use(CHIP_DS3002B, STANDARD_DVBS);
-    poll(running + dvbs_searching, LOCK_SEARCHING, armed);
+    poll(dvbs_searching, LOCK_SEARCHING, armed);
 }
 
 // Every point but the eleventh at 1, 0; that one at 2, 1: 100 × 20 / 5 is 400.
 TEST_F(DvbS2RecoveryTest, reads_42_energy_values_and_resets_once) {
     use(CHIP_DS3002B, STANDARD_DVBS2);
-    poll(running + R"(
+    poll(R"(
         read demod 76 -> 00; read demod B3 -> 3F; read demod 7E -> 00
         write demod 7A 00; read demod 7A -> 01; read demod 7B -> 00
         write demod 7A 54; read demod 7A -> 54; read demod 7B -> 00
@@ -434,7 +434,7 @@ TEST_F(DvbS2RecoveryTest, reads_42_energy_values_and_resets_once) {
         read demod 0D -> 00; read demod B3 -> 00
     )",
          LOCK_SEARCHING, recovered);
-    poll(running + "read demod 76 -> 00\n" + dvbs2_searching, LOCK_SEARCHING, {});
+    poll("read demod 76 -> 00\n" + dvbs2_searching, LOCK_SEARCHING, {});
 }
 
 struct Tap {
@@ -515,8 +515,8 @@ TEST_F(DvbS2RecoveryTest, lock_is_read_after_the_reset) {
     points[10] = {1, 0};
     points[0] = {1, 0};
     use(CHIP_DS3002B, STANDARD_DVBS2);
-    poll(running + recovery_conditions + energy_lines(points) + recovery_reset +
-             "read demod 0D -> 8F\n" + on_frequency,
+    poll(recovery_conditions + energy_lines(points) + recovery_reset + "read demod 0D -> 8F\n" +
+             on_frequency,
          LOCK_LOCKED, {{"locked_once", 1}, {"s2_recovery_done", 1}});
 }
 
@@ -541,18 +541,18 @@ TEST_F(PollLockTest, fixed_request_has_failed_when_the_search_ended_either_way) 
     for_each_row(ended_searches, [this](const auto &row) {
         for (const unsigned state : {0x3FU, 0x40U, 0x80U, 0xC0U, 0xFFU}) {
             use(row.chip_type, row.standard);
-            poll(running + row.unlocked + read_line(0xB3, state),
-                 state < 0x40 ? LOCK_SEARCHING : LOCK_FAILED, armed);
+            poll(row.unlocked + read_line(0xB3, state), state < 0x40 ? LOCK_SEARCHING : LOCK_FAILED,
+                 armed);
         }
     });
 }
 
 TEST_F(PollLockTest, search_state_that_cannot_be_read_is_the_byte_before) {
     use(CHIP_DS3002B, STANDARD_DVBS);
-    poll(running + "read demod D1 -> C0; read demod B3 -> nack", LOCK_FAILED, armed);
+    poll("read demod D1 -> C0; read demod B3 -> nack", LOCK_FAILED, armed);
     // All of it out of reach: nothing is held, nothing locked, nothing failed.
-    poll("read demod B2 -> nack; read demod D1 -> nack address; read demod B3 -> nack",
-         LOCK_SEARCHING, {});
+    poll_whole("read demod B2 -> nack; read demod D1 -> nack address; read demod B3 -> nack",
+               LOCK_SEARCHING, {});
 }
 
 TEST_F(PollLockTest, automatic_request_restarts_the_search_that_failed) {
@@ -562,7 +562,7 @@ TEST_F(PollLockTest, automatic_request_restarts_the_search_that_failed) {
                 use(chip_type, STANDARD_DVBS);
                 ds3000_context.requested_standard = STANDARD_AUTO;
                 ds3000_context.locked_once = locked_once;
-                poll(running + "read demod D1 -> 00; read demod B3 -> " + state + R"(
+                poll("read demod D1 -> 00; read demod B3 -> " + state + R"(
                          write demod B2 01; wait 2000; write demod B2 00)",
                      LOCK_FAILED, armed);
             }
@@ -573,15 +573,15 @@ TEST_F(PollLockTest, automatic_request_restarts_the_search_that_failed) {
 TEST_F(PollLockTest, automatic_request_waits_while_the_search_goes_on) {
     use(CHIP_DS3002B, STANDARD_DVBS);
     ds3000_context.requested_standard = STANDARD_AUTO;
-    poll(running + "read demod D1 -> 00; read demod B3 -> 3F", LOCK_SEARCHING, armed);
+    poll("read demod D1 -> 00; read demod B3 -> 3F", LOCK_SEARCHING, armed);
 }
 
 TEST_F(PollLockTest, automatic_request_never_switches_after_the_first_lock) {
     for (const std::int32_t chip_type : known_chips) {
         use(chip_type, STANDARD_DVBS);
         ds3000_context.requested_standard = STANDARD_AUTO;
-        poll(running + dvbs_locked + on_frequency, LOCK_LOCKED, first_lock);
-        poll(running + "read demod D1 -> 00; read demod B3 -> 40", LOCK_SEARCHING, armed);
+        poll(dvbs_locked + on_frequency, LOCK_LOCKED, first_lock);
+        poll("read demod D1 -> 00; read demod B3 -> 40", LOCK_SEARCHING, armed);
     }
 }
 
@@ -682,7 +682,7 @@ class SwitchTest : public PollLockTest {
 
     void expect_switch(const Switch &row) {
         const std::uint32_t to = row.from == STANDARD_DVBS ? STANDARD_DVBS2 : STANDARD_DVBS;
-        poll(running + row.before + '\n' + golden(row.table) + row.after, LOCK_SEARCHING,
+        poll(std::string(row.before) + '\n' + golden(row.table) + row.after, LOCK_SEARCHING,
              {{"standard", to}});
     }
 };
@@ -709,7 +709,7 @@ TEST_F(SwitchTest, automatic_request_switches_the_standard_that_is_not_on_the_ai
 
 TEST_F(SwitchTest, an_unknown_chip_switches_the_standard_bit_alone) {
     request(CHIP_UNKNOWN, STANDARD_DVBS, 27500, 3000);
-    poll(running + R"(
+    poll(R"(
              read demod D1 -> 00; read demod B3 -> 40
              write demod B2 01; update demod 08 03 -> 07; write demod B2 00)",
          LOCK_SEARCHING, {{"standard", STANDARD_DVBS2}});
@@ -717,7 +717,7 @@ TEST_F(SwitchTest, an_unknown_chip_switches_the_standard_bit_alone) {
 
 TEST_F(SwitchTest, a_failing_table_ends_early_and_the_switch_goes_on) {
     request(CHIP_DS300X, STANDARD_DVBS, 10001, 0);
-    poll(running + R"(
+    poll(R"(
              read demod D1 -> 00; read demod B3 -> 40
              write demod B2 01; read demod FD -> 44; update demod 08 03 -> 07
              write demod 23 0F; write demod 08 07 -> nack
@@ -753,26 +753,26 @@ TEST_F(PollLockTest, lock_4000_khz_off_is_rejected_and_held) {
         for (const std::int32_t chip_type : known_chips) {
             use(chip_type, STANDARD_DVBS);
             if (row.accepted) {
-                poll(running + dvbs_locked + offset, LOCK_LOCKED, first_lock);
+                poll(dvbs_locked + offset, LOCK_LOCKED, first_lock);
                 continue;
             }
-            poll(running + dvbs_locked + offset + (chip_type == CHIP_DS300X ? ds300x_held : held),
+            poll(dvbs_locked + offset + (chip_type == CHIP_DS300X ? ds300x_held : held),
                  LOCK_FAILED, first_lock);
-            poll("read demod B2 -> 01", LOCK_FAILED, {});
+            poll_whole("read demod B2 -> 01", LOCK_FAILED, {});
         }
     });
 }
 
 TEST_F(PollLockTest, dvbs2_lock_4000_khz_off_is_rejected_as_well) {
     use(CHIP_DS3103, STANDARD_DVBS2);
-    poll(running + "read demod 76 -> 40; read demod 0D -> 8F\n" + off_frequency(2731) + held,
-         LOCK_FAILED, first_lock);
+    poll("read demod 76 -> 40; read demod 0D -> 8F\n" + off_frequency(2731) + held, LOCK_FAILED,
+         first_lock);
 }
 
 TEST_F(PollLockTest, lock_of_an_unknown_chip_is_refused_after_the_offset_was_read) {
     use(CHIP_UNKNOWN, STANDARD_DVBS);
     ds3000_context.ts_clock_pending = 1;
-    poll(running + dvbs_locked + on_frequency, LOCK_FAILED, first_lock, DS3000_UNKNOWN_CHIP);
+    poll(dvbs_locked + on_frequency, LOCK_FAILED, first_lock, DS3000_UNKNOWN_CHIP);
 }
 
 // The TS clock: 27500 ksym/s of 3/4 are 5156 kbyte/s.
@@ -790,34 +790,33 @@ const Fields adapted_to_72000 = with(adapted, {{"master_clock_khz", 72000}});
 const struct {
     const char *name;
     std::int32_t chip_type;
-    std::string transcript;
     std::uint32_t expected;
+    std::string transcript;
     Fields changes;
 } clock_adaptations[] = {
-    {"a lock adapts the clock", CHIP_DS3002B, on_frequency + received + divided_by_16, LOCK_LOCKED,
+    {"a lock adapts the clock", CHIP_DS3002B, LOCK_LOCKED, on_frequency + received + divided_by_16,
      adapted_to_72000},
-    {"a rejected lock does all the same", CHIP_DS3103,
-     off_frequency(2731) + held + received + divided_by_16, LOCK_FAILED, adapted_to_72000},
-    {"a rejected lock of DS300X too", CHIP_DS300X, off_frequency(-2731) + ds300x_held + no_rate,
-     LOCK_FAILED, adapted},
-    {"a clock that cannot be adapted is no error", CHIP_DS3002B, on_frequency + no_rate,
-     LOCK_LOCKED, adapted},
+    {"a rejected lock does all the same", CHIP_DS3103, LOCK_FAILED,
+     off_frequency(2731) + held + received + divided_by_16, adapted_to_72000},
+    {"a rejected lock of DS300X too", CHIP_DS300X, LOCK_FAILED,
+     off_frequency(-2731) + ds300x_held + no_rate, adapted},
+    {"a clock that cannot be adapted is no error", CHIP_DS3002B, LOCK_LOCKED,
+     on_frequency + no_rate, adapted},
 };
 
 TEST_F(PollLockTest, first_lock_adapts_the_ts_clock_once) {
     for_each_row(clock_adaptations, [this](const auto &row) {
         use(row.chip_type, STANDARD_DVBS);
         ds3000_context.ts_clock_pending = 1;
-        poll(running + dvbs_locked + row.transcript, row.expected, row.changes);
-        poll(running + dvbs_locked + on_frequency, LOCK_LOCKED, {});
+        poll(dvbs_locked + row.transcript, row.expected, row.changes);
+        poll(dvbs_locked + on_frequency, LOCK_LOCKED, {});
     });
 }
 
 TEST_F(PollLockTest, ts_clock_is_adapted_again_after_an_unlocked_poll) {
     use(CHIP_DS300X, STANDARD_DVBS);
-    poll(running + "read demod D1 -> 03; read demod B3 -> 00", LOCK_SEARCHING, armed);
-    poll(running + dvbs_locked + on_frequency + received +
-             "read demod FD -> A0; update demod FE B6 -> BF",
+    poll("read demod D1 -> 03; read demod B3 -> 00", LOCK_SEARCHING, armed);
+    poll(dvbs_locked + on_frequency + received + "read demod FD -> A0; update demod FE B6 -> BF",
          LOCK_LOCKED, adapted);
 }
 
@@ -829,8 +828,8 @@ TEST_F(PollLockTest, first_dvbs2_poll_after_a_connect_goes_through_every_step) {
     Points points{};
     points[10] = {100, 0};
     // 144000 / 7734 is 18: 9 and 9. The clock of mode 1 would be 96000.
-    poll(running + "read demod B3 -> 39\n15 times read demod 59 -> 05\nwait 1000\n" +
-             recovery_conditions + energy_lines(points) + "read demod 0D -> 8F\n" + on_frequency +
+    poll("read demod B3 -> 39\n15 times read demod 59 -> 05\nwait 1000\n" + recovery_conditions +
+             energy_lines(points) + "read demod 0D -> 8F\n" + on_frequency +
              R"(read demod 6D -> 56; read demod 6E -> 49
                 read demod 7E -> 46; read demod 89 -> 00; read demod F2 -> 00
                 read demod FD -> 43; read demod 22 -> 00; read demod 24 -> 40

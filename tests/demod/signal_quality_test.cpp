@@ -34,61 +34,54 @@ std::string dvbs2_round(unsigned noise, unsigned amplitude) {
 const struct {
     const char *name;
     std::uint32_t standard;
-    const char *transcript;
     int snr_db;
+    const char *transcript;
 } measurements[] = {
-    {"DVB-S: a sum of 800 is a quotient of 10", 4, R"(
+    {"DVB-S: a sum of 800 is a quotient of 10", 4, 10, R"(
         read demod FF -> 10; read demod FF -> 20; read demod FF -> 30; read demod FF -> 40
         2 times read demod FF -> 50
-        read demod FF -> 60; read demod FF -> 70; read demod FF -> 80; read demod FF -> 90)",
-     10},
-    {"DVB-S: a mean of 0", 4, "10 times read demod FF -> 00", 0},
-    {"DVB-S: a mean of 7", 4, "10 times read demod FF -> 07", 0},
-    {"DVB-S: a sum of 79", 4, "9 times read demod FF -> 08\nread demod FF -> 07", 0},
-    {"DVB-S: a sum of 159 is a quotient of 1", 4,
-     "9 times read demod FF -> 10\nread demod FF -> 0F", 0},
-    {"DVB-S: a sum of 160 is a quotient of 2", 4, "10 times read demod FF -> 10", 3},
-    {"DVB-S: all FF", 4, "10 times read demod FF -> FF", 14},
-    {"no standard is measured as DVB-S", 7, "10 times read demod FF -> 50", 10},
+        read demod FF -> 60; read demod FF -> 70; read demod FF -> 80; read demod FF -> 90)"},
+    {"DVB-S: a mean of 0", 4, 0, "10 times read demod FF -> 00"},
+    {"DVB-S: a mean of 7", 4, 0, "10 times read demod FF -> 07"},
+    {"DVB-S: a sum of 79", 4, 0, "9 times read demod FF -> 08\nread demod FF -> 07"},
+    {"DVB-S: a sum of 159 is a quotient of 1", 4, 0,
+     "9 times read demod FF -> 10\nread demod FF -> 0F"},
+    {"DVB-S: a sum of 160 is a quotient of 2", 4, 3, "10 times read demod FF -> 10"},
+    {"DVB-S: all FF", 4, 14, "10 times read demod FF -> FF"},
+    {"no standard is measured as DVB-S", 7, 10, "10 times read demod FF -> 50"},
     // 0 + 8 × 80 + 240 = 880: quotient 11, 10.41 dB. With 0 for each failure it would be 4.
-    {"DVB-S: a reading that fails counts the one before again", 4, R"(
+    {"DVB-S: a reading that fails counts the one before again", 4, 10, R"(
         read demod FF -> nack; read demod FF -> 50; read demod FF -> nack
         read demod FF -> nack address
         5 times read demod FF -> nack
-        read demod FF -> F0)",
-     10},
+        read demod FF -> F0)"},
     // 0 + 8 × 16 + 31 = 159: one more would be 3 dB.
-    {"DVB-S: a first reading that fails counts 0", 4, R"(
+    {"DVB-S: a first reading that fails counts 0", 4, 0, R"(
         read demod FF -> nack
         8 times read demod FF -> 10
-        read demod FF -> 1F)",
-     0},
+        read demod FF -> 1F)"},
     // Noise (64 + 0x28) / 4 = 26, signal 40 × 40 / 2 = 800: ratio 30, 14.77 dB. The upper two
     // bits of 0x8C are no part of it.
-    {"DVB-S2: noise and signal are read ten times", 5,
-     "10 times read demod 8C -> E8; read demod 8D -> 01; read demod 8E -> 28", 14},
+    {"DVB-S2: noise and signal are read ten times", 5, 14,
+     "10 times read demod 8C -> E8; read demod 8D -> 01; read demod 8E -> 28"},
     // Noise: 7 / 4 = 1 five times, 11 / 4 = 2 five times, 15 / 10 = 1; rounded last it would be 2.
     // Signal: 3 × 3 / 2 = 4 nine times, 9 × 9 / 2 = 40, 76 / 10 = 7; rounded last it would be 8.
     // 8.45; other roundings give 9 dB, 4 dB or 6 dB.
-    {"DVB-S2: each term is rounded down and then the mean", 5, R"(
+    {"DVB-S2: each term is rounded down and then the mean", 5, 8, R"(
         5 times read demod 8C -> 07; read demod 8D -> 00; read demod 8E -> 03
         4 times read demod 8C -> 0B; read demod 8D -> 00; read demod 8E -> 03
-        read demod 8C -> 0B; read demod 8D -> 00; read demod 8E -> 09)",
-     8},
-    {"DVB-S2: a noise sum of 9 is no noise", 5, R"(
+        read demod 8C -> 0B; read demod 8D -> 00; read demod 8E -> 09)"},
+    {"DVB-S2: a noise sum of 9 is no noise", 5, 19, R"(
         read demod 8C -> 00; read demod 8D -> 00; read demod 8E -> 02
-        9 times read demod 8C -> 04; read demod 8D -> 00; read demod 8E -> 02)",
-     19},
-    {"DVB-S2: a reading that fails counts the same register again", 5, R"(
+        9 times read demod 8C -> 04; read demod 8D -> 00; read demod 8E -> 02)"},
+    {"DVB-S2: a reading that fails counts the same register again", 5, 14, R"(
         read demod 8C -> 28; read demod 8D -> 01; read demod 8E -> 28
-        9 times read demod 8C -> nack; read demod 8D -> nack address; read demod 8E -> nack)",
-     14},
-    {"DVB-S2: a first reading that fails counts 0", 5, R"(
+        9 times read demod 8C -> nack; read demod 8D -> nack address; read demod 8E -> nack)"},
+    {"DVB-S2: a first reading that fails counts 0", 5, 19, R"(
         read demod 8C -> nack; read demod 8D -> nack; read demod 8E -> 02
-        9 times read demod 8C -> 00; read demod 8D -> 00; read demod 8E -> 02)",
-     19},
-    {"DVB-S2: no answer at all", 5,
-     "10 times read demod 8C -> nack; read demod 8D -> nack; read demod 8E -> nack", 0},
+        9 times read demod 8C -> 00; read demod 8D -> 00; read demod 8E -> 02)"},
+    {"DVB-S2: no answer at all", 5, 0,
+     "10 times read demod 8C -> nack; read demod 8D -> nack; read demod 8E -> nack"},
 };
 
 TEST_F(SnrTest, ten_readings_are_averaged) {
