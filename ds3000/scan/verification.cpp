@@ -33,7 +33,7 @@ constexpr int budget_after_reset = 29;
 constexpr int budget_after_retune = 39;
 
 // What a poll, or the whole attempt at one standard, came to.
-enum class Verdict {
+enum class TrialOutcome {
     pending,    // nothing yet
     restarted,  // begun afresh with a new budget
     locked,
@@ -103,7 +103,7 @@ void release_with_carrier(const attempt &a) {
 }
 
 // Connect, up to the first look at the search: pending, failed or not tuned.
-Verdict begin(attempt &a) {
+TrialOutcome begin(attempt &a) {
     if (is_ds310x()) {
         ds3000_soft_reset();
         ds3000_set_carrier_offset(ds3000_context.carrier_offset_khz);
@@ -111,7 +111,7 @@ Verdict begin(attempt &a) {
     ds3000_context.standard = a.standard;
     ds3000_context.s2_recovery_done = 0;
     if (tune(a) != DS3000_OK) {
-        return Verdict::not_tuned;
+        return TrialOutcome::not_tuned;
     }
     program(a);
     release_with_carrier(a);
@@ -119,7 +119,7 @@ Verdict begin(attempt &a) {
     ds3000_check_first_lock(&lock_state);
     a.polls_left = poll_budget(a.rate_ksps);
     a.recoveries = 0;
-    return lock_state == LOCK_FAILED ? Verdict::failed : Verdict::pending;
+    return lock_state == LOCK_FAILED ? TrialOutcome::failed : TrialOutcome::pending;
 }
 
 // The carrier has to be the one that was looked for: within a symbol rate of where it was expected.
@@ -145,14 +145,14 @@ void retry_out_of_range(attempt &a, std::int32_t delta_khz) {
 }
 
 // A search that lost itself gets one reset of the micro-controller; a second time is one too many.
-Verdict recover(attempt &a) {
+TrialOutcome recover(attempt &a) {
     a.recoveries += 1;
     if (a.recoveries == 2) {
-        return Verdict::failed;
+        return TrialOutcome::failed;
     }
     reset_mcu();
     a.polls_left = budget_after_reset;
-    return Verdict::restarted;
+    return TrialOutcome::restarted;
 }
 
 void help_lock(attempt &a) {
@@ -161,18 +161,18 @@ void help_lock(attempt &a) {
     }
 }
 
-Verdict examine_lock(attempt &a) {
+TrialOutcome examine_lock(attempt &a) {
     std::int32_t delta_khz = 0;
     if (carrier_is_in_range(a, delta_khz)) {
-        return Verdict::locked;
+        return TrialOutcome::locked;
     }
     retry_out_of_range(a, delta_khz);
-    return Verdict::restarted;
+    return TrialOutcome::restarted;
 }
 
-Verdict poll_once(attempt &a) {
+TrialOutcome poll_once(attempt &a) {
     if (scan_cancelled()) {
-        return Verdict::cancelled;
+        return TrialOutcome::cancelled;
     }
     help_lock(a);
     if (has_lock(a.byte)) {
@@ -182,28 +182,29 @@ Verdict poll_once(attempt &a) {
     if (is_set(state, reg::mcu_state_search_failed)) {
         return recover(a);
     }
-    return is_set(state, reg::mcu_state_search_ended) ? Verdict::absent : Verdict::pending;
+    return is_set(state, reg::mcu_state_search_ended) ? TrialOutcome::absent
+                                                      : TrialOutcome::pending;
 }
 
 // Poll until a decision. A lock, an absence or a cancel that comes after a micro-controller reset
 // is not trusted: the reset only keeps the chip sane for the next candidate.
-Verdict watch(attempt &a) {
+TrialOutcome watch(attempt &a) {
     for (;;) {
-        const Verdict verdict = poll_once(a);
-        if (verdict != Verdict::pending && verdict != Verdict::restarted) {
-            return a.recoveries == 1 ? Verdict::failed : verdict;
+        const TrialOutcome outcome = poll_once(a);
+        if (outcome != TrialOutcome::pending && outcome != TrialOutcome::restarted) {
+            return a.recoveries == 1 ? TrialOutcome::failed : outcome;
         }
         wait_us(poll_us);
-        if (verdict == Verdict::pending && --a.polls_left == 0) {
-            return Verdict::failed;
+        if (outcome == TrialOutcome::pending && --a.polls_left == 0) {
+            return TrialOutcome::failed;
         }
     }
 }
 
-Verdict try_standard(attempt &a, std::uint32_t standard) {
+TrialOutcome try_standard(attempt &a, std::uint32_t standard) {
     a.standard = standard;
-    const Verdict verdict = begin(a);
-    return verdict == Verdict::pending ? watch(a) : verdict;
+    const TrialOutcome outcome = begin(a);
+    return outcome == TrialOutcome::pending ? watch(a) : outcome;
 }
 
 // What a locked candidate really is.
@@ -288,19 +289,19 @@ void abandon(scan_candidate &candidate, std::uint32_t standard) {
     notify(SCAN_EVENT_FAILED, &candidate);
 }
 
-// Act on an attempt's verdict. Returns whether the candidate has another standard to try.
+// Act on an attempt's outcome. Returns whether the candidate has another standard to try.
 bool conclude(blind_scan_request &request, scan_candidate &candidate, const attempt &a,
-              Verdict verdict) {
-    switch (verdict) {
-        case Verdict::locked:
+              TrialOutcome outcome) {
+    switch (outcome) {
+        case TrialOutcome::locked:
             accept(request, candidate, a);
             return false;
-        case Verdict::cancelled:
+        case TrialOutcome::cancelled:
             abandon(candidate, a.standard);
             return true;
-        case Verdict::not_tuned:
+        case TrialOutcome::not_tuned:
             return false;
-        case Verdict::absent:
+        case TrialOutcome::absent:
             if (a.standard == STANDARD_DVBS) {
                 return true;
             }
