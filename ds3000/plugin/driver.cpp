@@ -14,12 +14,11 @@
 #include "ds3000/hw/message.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/hw/wait.h"
+#include "ds3000/plugin/worker.h"
 
 namespace ds3000 {
 
 namespace {
-
-void *address_of(ds3000_driver *driver) { return driver; }
 
 // The bus is the process's: the first init opens it, free closes it.
 bool open_bus() {
@@ -83,11 +82,6 @@ void stop_thread(ds3000_driver *driver) {
     driver->thread_running = 0;
 }
 
-bool is_idle(ds3000_driver *driver) {
-    const DriverLock lock(driver);
-    return driver->idle != 0;
-}
-
 }  // namespace
 
 std::uint32_t init_ds3000_driver(Tuner *tuner) {
@@ -123,31 +117,6 @@ void delete_ds3000_driver(ds3000_driver *driver) {
 std::uint32_t get_lock_ds3000_driver(ds3000_driver *driver) {
     const DriverLock lock(driver);
     return driver->lock_status;
-}
-
-bool park(ds3000_driver *driver) {
-    {
-        const DriverLock lock(driver);
-        driver->idle_request = 1;
-    }
-    for (;;) {
-        wait_us(1000);
-        if (is_idle(driver)) {
-            message("ds3000: idle_thread(%p) is on", address_of(driver));
-            return true;
-        }
-        if (driver->thread_running == 0) {
-            return false;
-        }
-    }
-}
-
-void unpark(ds3000_driver *driver) {
-    {
-        const DriverLock lock(driver);
-        driver->idle = 0;
-    }
-    message("ds3000: idle_thread(%p) is off", address_of(driver));
 }
 
 std::uint64_t monotonic_ms() {

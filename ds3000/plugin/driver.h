@@ -10,29 +10,18 @@
 
 namespace ds3000 {
 
-// The Tuner's operations behind the descriptor, and what they share.
+// The life of a Tuner behind the descriptor, and what its calls and the worker thread share.
 
 // Tuner::init, Tuner::finalize, and the record's release.
 std::uint32_t init_ds3000_driver(Tuner *tuner);
 std::uint32_t finalize_ds3000_driver(Tuner *tuner);
 void delete_ds3000_driver(ds3000_driver *driver);
 
-// Tuner::tune.
-std::uint32_t tune_ds3000_driver(Tuner *tuner, const tune_request *request);
-
 // The published lock status. Any thread.
 std::uint32_t get_lock_ds3000_driver(ds3000_driver *driver);
 
-// The worker thread's body; its argument is the ds3000_driver.
-void *run_ds3000_worker(void *argument);
-
-// The idle handshake, from a host call: ask the worker thread to leave the hardware alone and wait,
-// however long the poll under way takes, until it does. Returns whether the hardware is the
-// caller's; false, after 1000 us, when the thread is not parked and none runs that could answer.
-bool park(ds3000_driver *driver);
-
-// Let the worker thread poll again.
-void unpark(ds3000_driver *driver);
+// The record as messages print it.
+inline void *address_of(ds3000_driver *driver) { return driver; }
 
 // Milliseconds of the monotonic clock; 0, and a line from perror, when the clock fails.
 std::uint64_t monotonic_ms();

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "ds3000/plugin/tune.h"
+
 #include <cstdint>
 
 #include "ds3000/chip/ds3000_context.h"
@@ -9,6 +11,7 @@
 #include "ds3000/hw/message.h"
 #include "ds3000/plugin/channel.h"
 #include "ds3000/plugin/driver.h"
+#include "ds3000/plugin/worker.h"
 
 namespace ds3000 {
 

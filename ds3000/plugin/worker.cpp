@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "ds3000/plugin/worker.h"
+
 #include <cstdint>
 
 #include "ds3000/chip/ds3000_context.h"
@@ -92,7 +94,37 @@ void poll(ds3000_driver *driver) {
     driver->strength = strength;
 }
 
+bool is_idle(ds3000_driver *driver) {
+    const DriverLock lock(driver);
+    return driver->idle != 0;
+}
+
 }  // namespace
+
+bool park(ds3000_driver *driver) {
+    {
+        const DriverLock lock(driver);
+        driver->idle_request = 1;
+    }
+    for (;;) {
+        wait_us(1000);
+        if (is_idle(driver)) {
+            message("ds3000: idle_thread(%p) is on", address_of(driver));
+            return true;
+        }
+        if (driver->thread_running == 0) {
+            return false;
+        }
+    }
+}
+
+void unpark(ds3000_driver *driver) {
+    {
+        const DriverLock lock(driver);
+        driver->idle = 0;
+    }
+    message("ds3000: idle_thread(%p) is off", address_of(driver));
+}
 
 void *run_ds3000_worker(void *argument) {
     auto *driver = static_cast<ds3000_driver *>(argument);
