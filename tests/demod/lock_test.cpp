@@ -111,7 +111,7 @@ TEST_F(CheckFirstLockTest, any_search_state_from_4_on_but_38_passes_at_once) {
 // The poll.
 
 // What a poll of a fresh channel changes when it finds no lock, and when it finds one.
-const Fields armed{{"ts_clock_pending", 1}};
+const Fields adaptation_due{{"ts_clock_pending", 1}};
 const Fields first_lock{{"locked_once", 1}};
 
 class PollLockTest : public ChannelTest {
@@ -180,7 +180,7 @@ TEST_F(PollLockTest, only_the_value_1_of_b2_means_held) {
     for (const std::string &control : words("00 02 03 41 C1")) {
         use(CHIP_DS3002B, STANDARD_DVBS);
         poll_whole(fmt::format("read demod B2 -> {}\n{}", control, dvbs_searching), LOCK_SEARCHING,
-                   armed);
+                   adaptation_due);
     }
 }
 
@@ -231,7 +231,8 @@ TEST_F(PollLockTest, lock_needs_every_status_bit) {
                     *row.before != '\0' ? fmt::format("read demod {}\n", row.before) : "";
                 poll(fmt::format("{}read demod {} -> {}\n{}{}", before, row.reg, value, row.after,
                                  row.locked ? on_frequency : "read demod B3 -> 00\n"),
-                     row.locked ? LOCK_LOCKED : LOCK_SEARCHING, row.locked ? first_lock : armed);
+                     row.locked ? LOCK_LOCKED : LOCK_SEARCHING,
+                     row.locked ? first_lock : adaptation_due);
             }
         }
     });
@@ -266,7 +267,7 @@ TEST_F(PollLockTest, ds300x_adjusts_its_loop_to_the_modcod_before_the_lock_is_re
             SCOPED_TRACE(modcod);
             use(CHIP_DS300X, STANDARD_DVBS2);
             poll("read demod 0D -> 08\n" + read_line(0x7E, modcod) + row.loop + not_locked,
-                 LOCK_SEARCHING, armed);
+                 LOCK_SEARCHING, adaptation_due);
             // Bit 4 is no part of it.
             poll("read demod 0D -> FF\n" + read_line(0x7E, modcod | 0x10) + row.loop + not_locked,
                  LOCK_SEARCHING, {});
@@ -278,7 +279,7 @@ TEST_F(PollLockTest, ds300x_without_a_frame_header_leaves_the_loop_alone) {
     for (const std::string &status : words("00 07 F7")) {
         use(CHIP_DS300X, STANDARD_DVBS2);
         poll(fmt::format("read demod 0D -> {}\n{}", status, dvbs2_searching), LOCK_SEARCHING,
-             armed);
+             adaptation_due);
     }
 }
 
@@ -334,7 +335,7 @@ const std::string recovery_reset = R"(
     wait 1000
     write demod 00 00; write demod B2 00
 )";
-const Fields recovered = with(armed, {{"s2_recovery_done", 1}});
+const Fields recovered = with(adaptation_due, {{"s2_recovery_done", 1}});
 
 class DvbS2RecoveryTest : public PollLockTest {
  protected:
@@ -342,7 +343,7 @@ class DvbS2RecoveryTest : public PollLockTest {
                          std::int32_t chip_type = CHIP_DS3002B) {
         use(chip_type, STANDARD_DVBS2);
         poll(recovery_conditions + energy + (expected ? recovery_reset : "") + dvbs2_searching,
-             LOCK_SEARCHING, expected ? recovered : armed);
+             LOCK_SEARCHING, expected ? recovered : adaptation_due);
     }
 };
 
@@ -350,21 +351,21 @@ TEST_F(DvbS2RecoveryTest, stops_at_bit_6_of_76) {
     for (const std::string &reading : words("40 7F FF")) {
         use(CHIP_DS3002B, STANDARD_DVBS2);
         poll(fmt::format("read demod 76 -> {}\n{}", reading, dvbs2_searching), LOCK_SEARCHING,
-             armed);
+             adaptation_due);
     }
 }
 
 TEST_F(DvbS2RecoveryTest, stops_after_76_when_it_was_done_before) {
     use(CHIP_DS3002B, STANDARD_DVBS2);
     ds3000_context.s2_recovery_done = 1;
-    poll("read demod 76 -> BF\n" + dvbs2_searching, LOCK_SEARCHING, armed);
+    poll("read demod 76 -> BF\n" + dvbs2_searching, LOCK_SEARCHING, adaptation_due);
 }
 
 TEST_F(DvbS2RecoveryTest, stops_at_a_search_state_below_33) {
     for (const std::string &state : words("00 20 E0 60 DF")) {
         use(CHIP_DS3002B, STANDARD_DVBS2);
         poll(fmt::format("read demod 76 -> 00; read demod B3 -> {}\n{}", state, dvbs2_searching),
-             LOCK_SEARCHING, armed);
+             LOCK_SEARCHING, adaptation_due);
     }
 }
 
@@ -373,13 +374,13 @@ TEST_F(DvbS2RecoveryTest, stops_at_pilots) {
         use(CHIP_DS3002B, STANDARD_DVBS2);
         poll(fmt::format("read demod 76 -> 00; read demod B3 -> {}; read demod 7E -> 20\n{}", state,
                          dvbs2_searching),
-             LOCK_SEARCHING, armed);
+             LOCK_SEARCHING, adaptation_due);
     }
 }
 
 TEST_F(DvbS2RecoveryTest, is_not_for_dvbs) {
     use(CHIP_DS3002B, STANDARD_DVBS);
-    poll(dvbs_searching, LOCK_SEARCHING, armed);
+    poll(dvbs_searching, LOCK_SEARCHING, adaptation_due);
 }
 
 // Every point but the eleventh at 1, 0; that one at 2, 1: 100 × 20 / 5 is 400.
@@ -542,14 +543,14 @@ TEST_F(PollLockTest, fixed_request_has_failed_when_the_search_ended_either_way) 
         for (const unsigned state : {0x3FU, 0x40U, 0x80U, 0xC0U, 0xFFU}) {
             use(row.chip_type, row.standard);
             poll(row.unlocked + read_line(0xB3, state), state < 0x40 ? LOCK_SEARCHING : LOCK_FAILED,
-                 armed);
+                 adaptation_due);
         }
     });
 }
 
 TEST_F(PollLockTest, search_state_that_cannot_be_read_is_the_byte_before) {
     use(CHIP_DS3002B, STANDARD_DVBS);
-    poll("read demod D1 -> C0; read demod B3 -> nack", LOCK_FAILED, armed);
+    poll("read demod D1 -> C0; read demod B3 -> nack", LOCK_FAILED, adaptation_due);
     // All of it out of reach: nothing is held, nothing locked, nothing failed.
     poll_whole("read demod B2 -> nack; read demod D1 -> nack address; read demod B3 -> nack",
                LOCK_SEARCHING, {});
@@ -564,7 +565,7 @@ TEST_F(PollLockTest, automatic_request_restarts_the_search_that_failed) {
                 ds3000_context.locked_once = locked_once;
                 poll("read demod D1 -> 00; read demod B3 -> " + state + R"(
                          write demod B2 01; wait 2000; write demod B2 00)",
-                     LOCK_FAILED, armed);
+                     LOCK_FAILED, adaptation_due);
             }
         }
     }
@@ -573,7 +574,7 @@ TEST_F(PollLockTest, automatic_request_restarts_the_search_that_failed) {
 TEST_F(PollLockTest, automatic_request_waits_while_the_search_goes_on) {
     use(CHIP_DS3002B, STANDARD_DVBS);
     ds3000_context.requested_standard = STANDARD_AUTO;
-    poll("read demod D1 -> 00; read demod B3 -> 3F", LOCK_SEARCHING, armed);
+    poll("read demod D1 -> 00; read demod B3 -> 3F", LOCK_SEARCHING, adaptation_due);
 }
 
 TEST_F(PollLockTest, automatic_request_never_switches_after_the_first_lock) {
@@ -581,7 +582,7 @@ TEST_F(PollLockTest, automatic_request_never_switches_after_the_first_lock) {
         use(chip_type, STANDARD_DVBS);
         ds3000_context.requested_standard = STANDARD_AUTO;
         poll(dvbs_locked + on_frequency, LOCK_LOCKED, first_lock);
-        poll("read demod D1 -> 00; read demod B3 -> 40", LOCK_SEARCHING, armed);
+        poll("read demod D1 -> 00; read demod B3 -> 40", LOCK_SEARCHING, adaptation_due);
     }
 }
 
@@ -815,7 +816,7 @@ TEST_F(PollLockTest, first_lock_adapts_the_ts_clock_once) {
 
 TEST_F(PollLockTest, ts_clock_is_adapted_again_after_an_unlocked_poll) {
     use(CHIP_DS300X, STANDARD_DVBS);
-    poll("read demod D1 -> 03; read demod B3 -> 00", LOCK_SEARCHING, armed);
+    poll("read demod D1 -> 03; read demod B3 -> 00", LOCK_SEARCHING, adaptation_due);
     poll(dvbs_locked + on_frequency + received + "read demod FD -> A0; update demod FE B6 -> BF",
          LOCK_LOCKED, adapted);
 }

@@ -316,16 +316,16 @@ std::string switched(const std::string &old_clock, const std::string &a, const s
 }
 
 const std::string dvbs2_unlocked = "read demod 0D -> 0F\n";
-const std::string dvbs2_locked = "read demod 0D -> FF\n";
-const std::string dvbs_locked = "read demod D1 -> 0F; read demod 0D -> F7\n";
+const std::string dvbs2_carrier = "read demod 0D -> FF\n";
+const std::string dvbs_carrier = "read demod D1 -> 0F; read demod 0D -> F7\n";
 // The carrier is gone when the adaptation asks for its rate, which ends the adaptation.
-const std::string no_rate = "read demod 6D -> 00; read demod 6E -> 00\n";
+const std::string rate_gone = "read demod 6D -> 00; read demod 6E -> 00\n";
 
 // A locked carrier's rate is read between the two readings of the clock.
 std::string measured(const std::string &low, const std::string &high, const std::string &old_clock,
                      const std::string &a, const std::string &b) {
-    return dvbs2_locked + old_clock + "read demod 6D -> " + low + "\nread demod 6E -> " + high +
-           '\n' + clock_written(old_clock, a, b) + no_rate;
+    return dvbs2_carrier + old_clock + "read demod 6D -> " + low + "\nread demod 6E -> " + high +
+           '\n' + clock_written(old_clock, a, b) + rate_gone;
 }
 
 const struct {
@@ -374,9 +374,9 @@ const struct {
     {"a locked 28001 is measured", 5, 1000, "2 3", measured("AC", "4A", clock_96000, "EA", "15")},
     {"a locked 32767 is measured", 5, 1000, "2 3", measured("61", "57", clock_96000, "EA", "15")},
     {"a locked DVB-S is not measured for the clock", 4, 45000, "2",
-     dvbs_locked + clock_96000 + no_rate},
+     dvbs_carrier + clock_96000 + rate_gone},
     {"an adaptation that fails is not reported", 5, 1000, "1",
-     dvbs2_locked + switched(clock_96000, "6A", "55") + no_rate},
+     dvbs2_carrier + switched(clock_96000, "6A", "55") + rate_gone},
 };
 
 class SetModeTest : public PowerTest {

@@ -32,7 +32,7 @@ std::string lines_of(const Readings &readings) {
 }
 
 // Polls of a DVB-S channel on DS300X: micro-controller held, no lock yet, locked on the carrier.
-const std::string held = "read demod B2 -> 01\n";
+const std::string mcu_held = "read demod B2 -> 01\n";
 const std::string searching = "read demod B2 -> 00; read demod D1 -> 00; read demod B3 -> 00\n";
 const std::string locked = R"(
     read demod B2 -> 00; read demod D1 -> 07; read demod 0D -> 07
@@ -59,7 +59,7 @@ class SignalStrengthTest : public ChipTest {
     }
 
     // What one call reports on the ring as it stands.
-    int report(const Readings &readings, const std::string &poll = held) {
+    int report(const Readings &readings, const std::string &poll = mcu_held) {
         ds3000_context.tuner_type = readings.tuner_type;
         board(lines_of(readings) + poll);
         std::uint8_t percent = 0xFF;
@@ -74,25 +74,25 @@ const struct {
     std::string poll;
     int stored;
 } calls[] = {
-    {"11685: 3495 + 4550 + 1000 + 2640", {1, "FF", "0F", "0D", ""}, held, 0},
-    {"8501", gain_8501, held, 0},
-    {"8500: 3710 - 3000 + 5408 + 1140 + 1242", {2, "56", "0E", "10", "20"}, held, 0},
-    {"8467: 99 / 100", {1, "5A", "0C", "09", ""}, held, 0},
-    {"8466: 102 / 100", gain_8466, held, 1},
-    {"7166: 4002 / 100", gain_7166, held, 40},
-    {"6501: 5997 / 100", gain_6501, held, 59},
-    {"6500: 1165 + 3150 + 1000 + 494 * 24 / 10", {1, "53", "05", "09", ""}, held, 60},
-    {"6434: 198 / 200 + 60", {2, "57", "0B", "0D", "18"}, held, 60},
-    {"6433: 201 / 200 + 60", {1, "54", "00", "0C", ""}, held, 61},
-    {"5166: 4002 / 200 + 60", {1, "52", "0D", "00", ""}, held, 80},
-    {"4501: 5997 / 200 + 60", {2, "50", "07", "0B", "18"}, held, 89},
-    {"4500", gain_4500, held, 90},
-    {"4001: 499 / 500 + 90", {1, "52", "08", "00", ""}, held, 90},
-    {"4000: 500 / 500 + 90", {2, "00", "09", "08", "18"}, held, 91},
-    {"-1268: 5768 / 500 + 90", gain_minus_1268, held, 101},
-    {"0 of a tuner of unknown type: 4500 / 500 + 90", {0, "FF", "1F", "1F", ""}, held, 99},
-    {"a level that cannot be read is 0, gain 4000", {2, "nack", "09", "08", "18"}, held, 91},
-    {"7200, unlocked below 40", gain_7200, held, 39},
+    {"11685: 3495 + 4550 + 1000 + 2640", {1, "FF", "0F", "0D", ""}, mcu_held, 0},
+    {"8501", gain_8501, mcu_held, 0},
+    {"8500: 3710 - 3000 + 5408 + 1140 + 1242", {2, "56", "0E", "10", "20"}, mcu_held, 0},
+    {"8467: 99 / 100", {1, "5A", "0C", "09", ""}, mcu_held, 0},
+    {"8466: 102 / 100", gain_8466, mcu_held, 1},
+    {"7166: 4002 / 100", gain_7166, mcu_held, 40},
+    {"6501: 5997 / 100", gain_6501, mcu_held, 59},
+    {"6500: 1165 + 3150 + 1000 + 494 * 24 / 10", {1, "53", "05", "09", ""}, mcu_held, 60},
+    {"6434: 198 / 200 + 60", {2, "57", "0B", "0D", "18"}, mcu_held, 60},
+    {"6433: 201 / 200 + 60", {1, "54", "00", "0C", ""}, mcu_held, 61},
+    {"5166: 4002 / 200 + 60", {1, "52", "0D", "00", ""}, mcu_held, 80},
+    {"4501: 5997 / 200 + 60", {2, "50", "07", "0B", "18"}, mcu_held, 89},
+    {"4500", gain_4500, mcu_held, 90},
+    {"4001: 499 / 500 + 90", {1, "52", "08", "00", ""}, mcu_held, 90},
+    {"4000: 500 / 500 + 90", {2, "00", "09", "08", "18"}, mcu_held, 91},
+    {"-1268: 5768 / 500 + 90", gain_minus_1268, mcu_held, 101},
+    {"0 of a tuner of unknown type: 4500 / 500 + 90", {0, "FF", "1F", "1F", ""}, mcu_held, 99},
+    {"a level that cannot be read is 0, gain 4000", {2, "nack", "09", "08", "18"}, mcu_held, 91},
+    {"7200, unlocked below 40", gain_7200, mcu_held, 39},
     {"7200, searching", gain_7200, searching, 39},
     {"8501, searching", gain_8501, searching, 0},
     {"8501, locked: 0 / 2 + 20", gain_8501, locked, 20},

@@ -631,12 +631,9 @@ TEST_F(BlindScan, goes_from_started_to_finished) {
     for_each_row(scans, [this](const Scan &row) { check(row); });
 }
 
-void (*logging_callback)(std::uint32_t event, void *argument);
-
 TEST_F(BlindScan, callback_set_by_a_callback_gets_the_next_event) {
-    logging_callback = ds3000_context.scan_callback;
     ds3000_set_scan_callback([](std::uint32_t event, void *argument) {
-        logging_callback(event, argument);
+        log_event(event, argument);
         ds3000_set_scan_callback(
             [](std::uint32_t other, void *) { log_print("other callback %u", other); });
     });

@@ -13,14 +13,13 @@
 
 namespace {
 
+using tests::ds300x;
+using tests::ds310x;
+using tests::known;
 using tests::patched;
 using tests::scan_lines;
 
 // Set-up.
-
-const std::vector<std::int32_t> ds300x{CHIP_DS300X};
-const std::vector<std::int32_t> ds310x{CHIP_DS3002B, CHIP_DS3103};
-const std::vector<std::int32_t> known{CHIP_DS300X, CHIP_DS3002B, CHIP_DS3103};
 
 struct EngineSetup {
     const char *name;

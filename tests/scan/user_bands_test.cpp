@@ -445,7 +445,7 @@ TEST_F(UserBands, ask_for_the_tuners_offset_afresh_in_the_last_message) {
 }
 
 // The search. What it does not write keeps this.
-constexpr ub_entry untouched{0xEEEEEEEE, 0xEE, 0xEEEEEEEE, 0xEEEEEEEE, -286331154};
+constexpr ub_entry untouched_entry{0xEEEEEEEE, 0xEE, 0xEEEEEEEE, 0xEEEEEEEE, -286331154};
 
 bool operator==(const ub_entry &a, const ub_entry &b) {
     return a.frequency_mhz == b.frequency_mhz && a.valid == b.valid &&
@@ -455,18 +455,19 @@ bool operator==(const ub_entry &a, const ub_entry &b) {
 
 class UserBandSearch : public UserBands {
  protected:
-    // What is printed, once the entries are found to be those bands and the others untouched.
+    // What is printed, once the entries are found to be those bands and the others untouched_entry.
     std::string search(std::uint16_t start_mhz, std::uint16_t end_mhz,
                        const std::vector<std::uint32_t> &bands_mhz, std::uint8_t command = 0) {
-        entries_.fill(untouched);
+        entries_.fill(untouched_entry);
         ds3000_context.ub_count = 9;
         std::string messages = standard_error_of(
             [&] { EXPECT_EQ(ub_detect(start_mhz, end_mhz, entries_.data(), command), 0); });
         EXPECT_EQ(ds3000_context.ub_count, bands_mhz.size());
         for (std::size_t i = 0; i < entries_.size() && !during_tuning; ++i) {
             const std::uint32_t mhz = i < bands_mhz.size() ? bands_mhz[i] : 0;
-            EXPECT_TRUE(entries_[i] ==
-                        (mhz != 0 ? ub_entry{mhz, 1, mhz, untouched.reserved, 1151} : untouched))
+            EXPECT_TRUE(entries_[i] == (mhz != 0
+                                            ? ub_entry{mhz, 1, mhz, untouched_entry.reserved, 1151}
+                                            : untouched_entry))
                 << "entry " << i << ": " << entries_[i].frequency_mhz << " MHz";
         }
         return messages;

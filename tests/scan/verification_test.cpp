@@ -14,13 +14,13 @@
 
 namespace {
 
+using tests::ds300x;
+using tests::ds310x;
 using tests::Fields;
+using tests::known;
 
-const std::vector<std::int32_t> ds300x{CHIP_DS300X};
 const std::vector<std::int32_t> ds3103{CHIP_DS3103};
-const std::vector<std::int32_t> ds310x{CHIP_DS3002B, CHIP_DS3103};
 const std::vector<std::int32_t> unknown{CHIP_UNKNOWN};
-const std::vector<std::int32_t> known{CHIP_DS300X, CHIP_DS3002B, CHIP_DS3103};
 
 // A list, what crosses the bus while it is verified, and the list afterwards.
 struct Case {
@@ -577,13 +577,10 @@ TEST_F(Verification, count_beyond_the_list_looks_for_duplicates_in_its_records_o
     expect_list("dvbs 1500 22; count 4");
 }
 
-void (*logging_callback)(std::uint32_t event, void *argument);
-
 TEST_F(Verification, cancel_taken_back_by_the_callback_goes_on_with_dvbs2) {
     use_list(4, one);
-    logging_callback = ds3000_context.scan_callback;
     ds3000_set_scan_callback([](std::uint32_t event, void *argument) {
-        logging_callback(event, argument);
+        log_event(event, argument);
         ds3000_set_scan_cancel(0);
     });
     cancel_at_offset_report(1);

@@ -308,7 +308,19 @@ constexpr std::uint32_t no_event = 99;
 const scan_candidate *logged_list = nullptr;
 std::uint32_t cancelling_event = no_event;
 
-void log_event(std::uint32_t event, void *argument) {
+int reports_until_cancel = 0;
+
+std::int32_t report_offset_and_cancel() {
+    log_print("tuner_get_offset");
+    if (--reports_until_cancel == 0) {
+        ds3000_set_scan_cancel(1);
+    }
+    return 625;
+}
+
+}  // namespace
+
+void ScanTest::log_event(std::uint32_t event, void *argument) {
     const auto *numbers = static_cast<const std::uint32_t *>(argument);
     switch (event) {
         case SCAN_EVENT_PEAK:
@@ -337,18 +349,6 @@ void log_event(std::uint32_t event, void *argument) {
         ds3000_set_scan_cancel(1);
     }
 }
-
-int reports_until_cancel = 0;
-
-std::int32_t report_offset_and_cancel() {
-    log_print("tuner_get_offset");
-    if (--reports_until_cancel == 0) {
-        ds3000_set_scan_cancel(1);
-    }
-    return 625;
-}
-
-}  // namespace
 
 std::string scan_lines(std::string_view text) { return ScanTeller().lines(text); }
 

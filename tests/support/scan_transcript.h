@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "ds3000/scan/blind_scan.h"
 #include "tests/support/candidate_list.h"
@@ -61,6 +62,10 @@ namespace tests {
 //   nothing at 1210000          a measurement whose search does not begin
 std::string scan_lines(std::string_view text);
 
+inline const std::vector<std::int32_t> ds300x{CHIP_DS300X};
+inline const std::vector<std::int32_t> ds310x{CHIP_DS3002B, CHIP_DS3103};
+inline const std::vector<std::int32_t> known{CHIP_DS300X, CHIP_DS3002B, CHIP_DS3103};
+
 // Tests of the scan: a DS3103 and a tuner that reports 625 kHz, both logging, and a list of 8.
 class ScanTest : public ChannelTest {
  protected:
@@ -76,6 +81,9 @@ class ScanTest : public ChannelTest {
 
     [[nodiscard]] CandidateList &list() { return *list_; }
     [[nodiscard]] blind_scan_request &request() { return list_->request; }
+
+    // The scan's callback, unless a test sets another.
+    static void log_event(std::uint32_t event, void *argument);
 
     // Let the `call`th report of the tuner's offset cancel the scan.
     static void cancel_at_offset_report(int call);
