@@ -105,15 +105,15 @@ void tune_with_the_plug_in(sim::Receiver &receiver) {
     request.lof_high = 10'600'000;
     request.lof_switch = 11'700'000;
 
-    Tuner *tuner = plugin.descriptor().create(0);
-    ASSERT_EQ(tuner->init(tuner), 1U);
-    EXPECT_EQ(tuner->tune(tuner, &request), 1U);
+    Tuner *handle = plugin.descriptor().create(0);
+    ASSERT_EQ(handle->init(handle), 1U);
+    EXPECT_EQ(handle->tune(handle, &request), 1U);
     usleep(1'000'000);
-    EXPECT_EQ(tuner->get_lock(tuner), 1U);
+    EXPECT_EQ(handle->get_lock(handle), 1U);
     EXPECT_EQ(receiver.verdict().reason, sim::Reason::locked);
     EXPECT_EQ(receiver.supply_volts(), 13U);
-    tuner->finalize(tuner);
-    tuner->free(tuner);
+    handle->finalize(handle);
+    handle->free(handle);
 }
 
 void scan_with_the_chip_layer(sim::Receiver &receiver) {

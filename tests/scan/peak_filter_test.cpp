@@ -23,11 +23,11 @@ using tests::Words;
 constexpr std::uint32_t untouched = 77;
 
 std::string message_of(const std::string &fate, std::int32_t frequency_khz) {
-    const std::string end = "Freq. == " + std::to_string(frequency_khz) + "\n\n";
+    const std::string tail = "Freq. == " + std::to_string(frequency_khz) + "\n\n";
     if (fate == "overlap") {
-        return "\n\tOverlap Skip TP!!!!!!!   " + end;
+        return "\n\tOverlap Skip TP!!!!!!!   " + tail;
     }
-    return fate == "similar" ? "\n\tSimilar Skip TP!!!!!!!  " + end : "";
+    return fate == "similar" ? "\n\tSimilar Skip TP!!!!!!!  " + tail : "";
 }
 
 // Peaks that meet a list one after the other: one that "overlap"s a locked transponder or is

@@ -29,8 +29,8 @@ std::string printed(std::string_view text) {
     std::string messages;
     for (std::string line; std::getline(lines, line);) {
         const bool total = line.starts_with("Total");
-        const bool step = line.starts_with("--------");
-        messages += (total || step ? "\n\t" : "\t") + line + (total ? "\n\n\n" : "\n\n");
+        const bool stepped = line.starts_with("--------");
+        messages += (total || stepped ? "\n\t" : "\t") + line + (total ? "\n\n\n" : "\n\n");
     }
     return messages;
 }
@@ -168,10 +168,10 @@ TEST_F(UserBands, a_failed_write_ends_the_table_but_not_the_measurement) {
 }
 
 TEST_F(UserBands, programs_no_symbol_rate_into_a_chip_that_is_none_of_the_three) {
-    const std::string known = tests::scan_lines("nothing at 1210000");
+    const std::string transcript = tests::scan_lines("nothing at 1210000");
     for (const std::int32_t chip : {0, static_cast<std::int32_t>(CHIP_UNKNOWN)}) {
         ds3000_context.chip_type = chip;
-        board(edited(known, {{"write demod 61 AB; write demod 62 6A", ""}}));
+        board(edited(transcript, {{"write demod 61 AB; write demod 62 6A", ""}}));
         measure("Failed to get CCI 1!", 0);
     }
 }
@@ -599,9 +599,9 @@ const Sweep sweeps[] = {
 };
 // clang-format on
 
-std::string found(const Sweep &sweep) {
+std::string found(const Sweep &expected) {
     std::string lines;
-    const std::vector<std::string> words = tests::words(sweep.findings);
+    const std::vector<std::string> words = tests::words(expected.findings);
     for (std::size_t i = 0; i < words.size(); ++i) {
         const bool carrier = words[i] == "CCI" || words[i] == "VFY";
         lines += carrier ? fmt::format("[{} -- {:>4}]MHz----[AMP --   32]----[Gain -- 1151]\n",
@@ -609,7 +609,7 @@ std::string found(const Sweep &sweep) {
                          : fmt::format("--------[{:>4}]MHz--------\n", words[i]);
         i += carrier ? 1 : 0;
     }
-    const std::vector<std::uint32_t> &bands = sweep.bands_mhz;
+    const std::vector<std::uint32_t> &bands = expected.bands_mhz;
     lines +=
         fmt::format("Total {} {} found!\n", bands.size(), bands.size() == 1 ? "UB is" : "UBs are");
     for (std::size_t i = 0; i < bands.size(); ++i) {

@@ -453,7 +453,7 @@ TEST_F(Verification, follows_the_inverted_spectrum_of_ds300x) {
 }
 
 TEST_F(Verification, sets_the_reference_of_an_inverted_spectrum_but_for_a_duplicate) {
-    const std::string lock = "; first look; locked 46; measured 02 AB 49 56";
+    const std::string locked = "; first look; locked 46; measured 02 AB 49 56";
     const auto expect_reference = [](std::uint32_t from_lock, std::uint32_t frequency_khz) {
         EXPECT_EQ(ds3000_context.scan_ref_from_lock, from_lock);
         EXPECT_EQ(ds3000_context.scan_ref_freq_khz, frequency_khz);
@@ -465,13 +465,13 @@ TEST_F(Verification, sets_the_reference_of_an_inverted_spectrum_but_for_a_duplic
     verify();
     expect_reference(0, 0);
     use_list(4, one);
-    bus("connect dvbs carrier -625" + lock + "; taken 40; log locked 0: 1236375 27500 4 7");
+    bus("connect dvbs carrier -625" + locked + "; taken 40; log locked 0: 1236375 27500 4 7");
     verify();
     expect_reference(1, 1'236'375);
     // A DS3103 inverts in its registers.
     use_list(4, one);
     ds3000_context.chip_type = CHIP_DS3103;
-    board(tests::edited(tests::scan_lines("connect dvbs before -625" + lock +
+    board(tests::edited(tests::scan_lines("connect dvbs before -625" + locked +
                                           "; taken 40; log locked 0: 1235625 27500 4 7"),
                         {{"update demod 4D 93 -> 91", "update demod 4D 93 -> 93"}}));
     verify();
