@@ -79,22 +79,23 @@ class Writer {
 
     void write(const Finding &finding) {
         if (output_.format() == Format::text) {
-            write_text(to_string(finding.health), finding.step, finding.measured);
+            write_text(to_string(finding.health), finding.step.name(), finding.measured);
             if (!finding.advice.empty()) {
                 write_text("", "what to do", finding.advice);
             }
         } else if (output_.format() == Format::csv) {
-            output_.csv_row({finding.step, to_string(finding.health), finding.measured,
-                             finding.cause, finding.advice});
+            output_.csv_row({std::string(finding.step.name()), to_string(finding.health),
+                             finding.measured, std::string(finding.cause_name()), finding.advice});
         }
     }
 
     void finish(const Findings &findings, const Json &about) {
         const Finding *diagnosis = findings.diagnosis();
         if (output_.format() == Format::text) {
-            output_.line(diagnosis == nullptr ? "diagnosis: healthy"
-                                              : fmt::format("diagnosis: {}; see {}",
-                                                            diagnosis->cause, diagnosis->step));
+            output_.line(diagnosis == nullptr
+                             ? "diagnosis: healthy"
+                             : fmt::format("diagnosis: {}; see {}", diagnosis->cause_name(),
+                                           diagnosis->step.name()));
         } else if (output_.format() != Format::csv) {
             output_.json(as_json(findings, diagnosis, about));
         }
@@ -122,7 +123,7 @@ class Writer {
             json["steps"].push_back(json_of(finding));
         }
         json["result"] = to_string(findings.health());
-        json["diagnosis"] = diagnosis == nullptr ? "healthy" : diagnosis->cause;
+        json["diagnosis"] = diagnosis == nullptr ? "healthy" : diagnosis->cause_name();
         return json;
     }
 
@@ -163,12 +164,7 @@ bool examine_running_chips(ChipRig &rig, const Program &program, const DoctorOpt
         if (failure.status() != ExitStatus::hardware_absent) {
             throw;
         }
-        findings.add({.step = "start",
-                      .health = Health::failed,
-                      .measured = failure.what(),
-                      .cause = "start_failed",
-                      .advice = "The chip was there a moment ago: look at its supply and the bus",
-                      .status = ExitStatus::hardware_absent});
+        findings.add(finding_of(cause_at("start", "start_failed"), failure.what()));
         return false;
     }
 }
@@ -189,13 +185,7 @@ std::unique_ptr<ChipRig> open_rig(const Program &program, Findings &findings) {
         if (failure.status() != ExitStatus::not_loadable) {
             throw;
         }
-        findings.add({.step = "board",
-                      .health = Health::failed,
-                      .measured = failure.what(),
-                      .cause = "board_not_open",
-                      .advice = "See ds3000-ctl list boards for the forms of --board; a node needs "
-                                "its kernel module, and this user in its group",
-                      .status = failure.status()});
+        findings.add(finding_of(cause_at("board", "board_not_open"), failure.what()));
         return nullptr;
     }
 }

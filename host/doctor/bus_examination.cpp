@@ -111,25 +111,12 @@ Finding finding_of(const ReadSeries &series) {
                       {"mean_ms", rounded(series.mean_ms())},
                       {"longest_ms", rounded(series.longest_ms)}};
     if (series.times_out()) {
+        finding.blame(cause_at("bus", "bus_times_out"));
         finding.health = series.is_dead() ? Health::failed : Health::warning;
-        finding.status = ExitStatus::hardware_absent;
-        finding.cause = "bus_times_out";
-        finding.advice =
-            "A line is held low or the adapter waits for one: look at SCL and SDA with the chips' "
-            "supply on, at the pull-ups, and for another master. Until then every call of the "
-            "driver takes this long for each of its transfers";
     } else if (series.failed + series.odd > 0 && !series.is_dead()) {
-        finding.health = Health::warning;
-        finding.cause = "bus_errors";
-        finding.advice =
-            "The driver sends nothing twice: a single failed transfer can cost the firmware or a "
-            "lock. Look at pull-ups, bus length, clock and who else uses the bus";
+        finding.blame(cause_at("bus", "bus_errors"));
     } else if (series.mean_ms() >= slow_ms) {
-        finding.health = Health::warning;
-        finding.cause = "bus_slow";
-        finding.advice =
-            "Raise the bus clock or find out what holds the transfers up: a host call that parks "
-            "the worker thread waits for the poll under way, some hundred transfers";
+        finding.blame(cause_at("bus", "bus_slow"));
     }
     return finding;
 }
@@ -149,50 +136,28 @@ std::vector<std::string> strangers(const OpenBus &bus) {
 }
 
 void examine_addresses(Findings &findings, const OpenBus &bus, const ReadSeries &series) {
-    Finding finding{.step = "addresses"};
     const bool demodulator = bus.answers(DEMOD_ADDRESS);
     if (series.is_dead() && !demodulator) {
-        finding.health = Health::failed;
-        finding.status = ExitStatus::hardware_absent;
-        finding.cause = "no_chip";
         const auto others = strangers(bus);
-        finding.measured =
+        findings.add(finding_of(
+            cause_at("addresses", "no_chip"),
             fmt::format("nothing answers at 0xD0, where the demodulator belongs; {}",
                         others.empty() ? "nor does anything else on this bus"
-                                       : fmt::format("who answers: {}", fmt::join(others, ", ")));
-        finding.advice =
-            "Is this the right bus, is the chip supplied and out of reset? Addresses here are "
-            "8-bit write addresses: 0xD0 is 0x68 in 7 bits";
-        findings.add(std::move(finding));
+                                       : fmt::format("who answers: {}", fmt::join(others, ", ")))));
         return;
     }
+    Finding finding{.step = "addresses"};
     const bool controller = bus.answers(LNBH23_ADDRESS);
     finding.measured = fmt::format("demodulator at 0xD0; {} at 0x14, so the LNB is supplied {}",
                                    controller ? "an LNBH23" : "nothing",
                                    controller ? "through it" : "by two GPIO lines");
     finding.values = {{"demodulator", demodulator}, {"lnbh23", controller}};
     if (!demodulator) {
-        finding.health = Health::warning;
-        finding.cause = "address_check";
+        finding.blame(cause_at("addresses", "address_check"));
         finding.measured =
             "registers of 0xD0 can be read, but hdi_Check_i2c_address says that nobody is there";
-        finding.advice =
-            "Mend hdi_Check_i2c_address: the driver takes its word on the LNBH23 at 0x14";
     }
     findings.add(std::move(finding));
-}
-
-const char *name_of(std::int32_t chip_type) {
-    switch (chip_type) {
-        case CHIP_DS300X:
-            return "DS300X";
-        case CHIP_DS3002B:
-            return "DS3002B";
-        case CHIP_DS3103:
-            return "DS3103";
-        default:
-            return "none that the driver knows";
-    }
 }
 
 bool examine_identity(Findings &findings) {
@@ -202,23 +167,19 @@ bool examine_identity(Findings &findings) {
     demod_read(reg::mcu_control, &bytes[2]);
     std::int32_t chip_type = CHIP_UNKNOWN;
     ds3000_identify(&chip_type);
+    const char *const name = ds3000_chip_name(chip_type);
     Finding finding{.step = "identity"};
-    finding.measured = fmt::format("0x01 = {:02X}, 0x02 = {:02X}, 0xB2 = {:02X}: {}", bytes[0],
-                                   bytes[1], bytes[2], name_of(chip_type));
+    finding.measured =
+        fmt::format("0x01 = {:02X}, 0x02 = {:02X}, 0xB2 = {:02X}: {}", bytes[0], bytes[1], bytes[2],
+                    name == nullptr ? "none that the driver knows" : name);
     finding.values = {{"reg_01", bytes[0]}, {"reg_02", bytes[1]}, {"reg_b2", bytes[2]}};
-    if (chip_type == CHIP_UNKNOWN) {
-        finding.health = Health::failed;
-        finding.status = ExitStatus::hardware_absent;
-        finding.cause = "wrong_identity";
-        finding.advice =
-            "DS300X reads 0x01 = C0, DS3002B and DS3103 D0, all of them 0x02 = 00; bits 7..6 of "
-            "0xB2 tell DS3002B (00) from DS3103 (11). Anything else is another chip, or a bus "
-            "that garbles what it carries";
+    if (name == nullptr) {
+        finding.blame(cause_at("identity", "wrong_identity"));
     } else {
-        finding.values["chip"] = name_of(chip_type);
+        finding.values["chip"] = name;
     }
     findings.add(std::move(finding));
-    return chip_type != CHIP_UNKNOWN;
+    return name != nullptr;
 }
 
 }  // namespace
@@ -227,12 +188,7 @@ bool examine_bus(Findings &findings, DriverLog &log) {
     const StandardErrorCapture capture;
     const OpenBus bus;
     if (!bus.is_there()) {
-        findings.add({.step = "bus",
-                      .health = Health::failed,
-                      .measured = "hdi_create_i2c_bus returns null",
-                      .cause = "no_bus",
-                      .advice = "The host has no bus to give: see to its adapter first",
-                      .status = ExitStatus::hardware_absent});
+        findings.add(finding_of(cause_at("bus", "no_bus"), "hdi_create_i2c_bus returns null"));
         return false;
     }
     const ReadSeries series = read_identity_again_and_again();

@@ -27,15 +27,6 @@ namespace reg = ts2022::reg;
 constexpr std::uint32_t middle_mhz = 1'550;
 constexpr std::int32_t usual_ksps = 27'500;
 
-Finding broken(const char *step, const char *cause, std::string measured, const char *advice) {
-    return {.step = step,
-            .health = Health::failed,
-            .measured = std::move(measured),
-            .cause = cause,
-            .advice = advice,
-            .status = ExitStatus::hardware_absent};
-}
-
 // One of the tuner's calibrations, and whether the register that tells says it is done.
 struct Calibration {
     const char *name;
@@ -67,25 +58,19 @@ std::string unfinished_calibrations() {
 Finding look_at_tuner() {
     std::uint8_t identity = 0;
     if (tuner_read(reg::power, &identity) != DS3000_OK) {
-        return broken("tuner", "no_tuner",
-                      "nothing answers at 0xC0 with the demodulator's repeater open",
-                      "The tuner hangs behind the demodulator, not on the bus itself: look at its "
-                      "supply and at the two lines between the chips");
+        return finding_of(cause_at("tuner", "no_tuner"),
+                          "nothing answers at 0xC0 with the demodulator's repeater open");
     }
     const unsigned type = ds3000_context.tuner_type;
     if (type == 0) {
-        return broken("tuner", "unknown_tuner",
-                      fmt::format("identity {:02X} at start-up is no known tuner's", identity),
-                      "Type 1 reads 01, 41 or 81 when it is on, type 2 C3 or 83; another tuner "
-                      "needs its own tuner_ops");
+        return finding_of(cause_at("tuner", "unknown_tuner"),
+                          fmt::format("identity {:02X} at start-up is no known tuner's", identity));
     }
     const std::string unfinished = unfinished_calibrations();
     if (!unfinished.empty()) {
-        return broken(
-            "tuner", "tuner_calibration",
-            fmt::format("type {}; not calibrated at {} MHz: {}", type, middle_mhz, unfinished),
-            "The driver tries each calibration twice and goes on: look at the tuner's "
-            "crystal (27 MHz) and supply");
+        return finding_of(
+            cause_at("tuner", "tuner_calibration"),
+            fmt::format("type {}; not calibrated at {} MHz: {}", type, middle_mhz, unfinished));
     }
     return {.step = "tuner",
             .measured = fmt::format("type {}, identity {:02X}; all calibrations end at {} MHz",
@@ -102,10 +87,8 @@ bool embeds_placeholder() {
 // A search begins only when the micro-controller runs its program; what it finds does not matter.
 Finding look_at_firmware(bool simulated) {
     if (!simulated && embeds_placeholder()) {
-        return broken("firmware", "placeholder_firmware",
-                      "this build embeds a placeholder, which no chip can run",
-                      "Configure with -DDS3000_FIRMWARE_A=FILE and -DDS3000_FIRMWARE_B=FILE, the "
-                      "vendor's images of 8192 bytes each");
+        return finding_of(cause_at("firmware", "placeholder_firmware"),
+                          "this build embeds a placeholder, which no chip can run");
     }
     ds3000_connect(middle_mhz, usual_ksps, STANDARD_DVBS);
     std::uint32_t state = LOCK_SEARCHING;
@@ -113,11 +96,8 @@ Finding look_at_firmware(bool simulated) {
     ds3000_check_first_lock(&state);
     const std::uint64_t waited_ms = ms_since(start_ns);
     if (state == LOCK_FAILED) {
-        return broken(
-            "firmware", "firmware_not_running",
-            fmt::format("no search begins within {} ms of a connect", waited_ms),
-            "The download reports nothing, and the driver sends no block twice: is it "
-            "this chip's image, and does the bus carry blocks of 65 bytes without error?");
+        return finding_of(cause_at("firmware", "firmware_not_running"),
+                          fmt::format("no search begins within {} ms of a connect", waited_ms));
     }
     return {
         .step = "firmware",

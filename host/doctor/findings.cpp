@@ -7,17 +7,32 @@
 
 namespace host {
 
-std::string to_string(Health health) {
-    switch (health) {
-        case Health::ok:
-            return "ok";
-        case Health::warning:
-            return "warning";
-        case Health::failed:
-            return "failed";
-        default:
-            return "skipped";
+namespace {
+
+// A text with a figure in the place of every name in braces.
+std::string filled(std::string_view text, std::string_view figure) {
+    std::string whole;
+    for (auto open = text.find('{'); open != std::string_view::npos; open = text.find('{')) {
+        whole.append(text.substr(0, open)).append(figure);
+        text.remove_prefix(text.find('}', open) + 1);
     }
+    return whole.append(text);
+}
+
+}  // namespace
+
+void Finding::blame(const Cause &found, std::string_view figure) {
+    cause = &found;
+    health = found.health;
+    advice = filled(found.advice, figure);
+}
+
+std::string_view Finding::cause_name() const { return cause == nullptr ? "" : cause->name; }
+
+Finding finding_of(const Cause &cause, std::string measured, std::string_view figure) {
+    Finding finding{.step = cause.step, .measured = std::move(measured)};
+    finding.blame(cause, figure);
+    return finding;
 }
 
 void Findings::add(Finding finding) {
@@ -25,11 +40,11 @@ void Findings::add(Finding finding) {
     watch_(findings_.back());
 }
 
-void Findings::skip(std::string_view step, std::string_view reason) {
-    add({.step = std::string(step), .health = Health::skipped, .measured = std::string(reason)});
+void Findings::skip(Step step, std::string_view reason) {
+    add({.step = step, .health = Health::skipped, .measured = std::string(reason)});
 }
 
-bool Findings::has_failed(std::string_view step) const {
+bool Findings::has_failed(Step step) const {
     return std::any_of(findings_.begin(), findings_.end(), [step](const Finding &finding) {
         return finding.step == step && finding.health == Health::failed;
     });
@@ -50,7 +65,7 @@ const Finding *Findings::diagnosis() const {
     const auto first = [this](Health health, bool explained) -> const Finding * {
         const auto found =
             std::find_if(findings_.begin(), findings_.end(), [=](const Finding &finding) {
-                return finding.health == health && (finding.cause != unexplained) == explained;
+                return finding.health == health && (finding.cause != &unexplained) == explained;
             });
         return found == findings_.end() ? nullptr : &*found;
     };
@@ -68,16 +83,16 @@ ExitStatus Findings::status() const {
     const auto failed = std::find_if(findings_.begin(), findings_.end(), [](const Finding &one) {
         return one.health == Health::failed;
     });
-    return failed == findings_.end() ? ExitStatus::done : failed->status;
+    return failed == findings_.end() ? ExitStatus::done : failed->cause->status;
 }
 
 double rounded(double figure) { return std::round(figure * 1000) / 1000; }
 
 Json json_of(const Finding &finding) {
-    Json json{{"step", finding.step}, {"result", to_string(finding.health)}};
+    Json json{{"step", finding.step.name()}, {"result", to_string(finding.health)}};
     json["measured"] = finding.measured;
-    if (!finding.cause.empty()) {
-        json["cause"] = finding.cause;
+    if (finding.cause != nullptr) {
+        json["cause"] = finding.cause_name();
     }
     if (!finding.advice.empty()) {
         json["advice"] = finding.advice;

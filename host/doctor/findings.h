@@ -6,25 +6,30 @@
 #include <string_view>
 #include <vector>
 
-#include "host/terminal/failure.h"
+#include "host/doctor/causes.h"
 #include "host/terminal/output.h"
 
 namespace host {
 
-enum class Health { ok, warning, failed, skipped };
-
-std::string to_string(Health health);
-
 // What one step of an examination came to.
 struct Finding {
-    std::string step = {};  // "bus"
+    Step step;
     Health health = Health::ok;
-    std::string measured = {};  // a sentence with the figures
-    std::string cause = {};     // of a warning or a failure: a word that programs can rely on
-    std::string advice = {};    // what a person should do about it
-    ExitStatus status = ExitStatus::done;  // of a failure
-    Json values = Json::object();          // the figures, units in their names
+    std::string measured = {};     // a sentence with the figures
+    const Cause *cause = nullptr;  // of a warning or a failure
+    std::string advice = {};       // what a person should do about it
+    Json values = Json::object();  // the figures, units in their names
+
+    // Something is wrong, which is as bad as the cause is at its worst. The figure takes the place
+    // of the advice's names in braces.
+    void blame(const Cause &found, std::string_view figure = {});
+
+    // The cause's word; empty when nothing is wrong.
+    [[nodiscard]] std::string_view cause_name() const;
 };
+
+// The finding of a step that came to nothing else than this cause.
+Finding finding_of(const Cause &cause, std::string measured, std::string_view figure = {});
 
 // The findings of an examination in their order, each handed on as it comes.
 class Findings {
@@ -36,10 +41,10 @@ class Findings {
     void add(Finding finding);
 
     // Not examined, and why.
-    void skip(std::string_view step, std::string_view reason);
+    void skip(Step step, std::string_view reason);
 
     [[nodiscard]] const std::vector<Finding> &all() const { return findings_; }
-    [[nodiscard]] bool has_failed(std::string_view step) const;
+    [[nodiscard]] bool has_failed(Step step) const;
 
     // Failed when anything failed; a warning when anything gave cause for one; else ok.
     [[nodiscard]] Health health() const;
@@ -55,9 +60,6 @@ class Findings {
     Watch watch_;
     std::vector<Finding> findings_;
 };
-
-// The cause of a missing lock that nothing else explains.
-inline constexpr std::string_view unexplained = "no_lock";
 
 Json json_of(const Finding &finding);
 

@@ -23,18 +23,6 @@ const char *name_of_standard(std::uint32_t standard) {
     return standard == STANDARD_DVBS2 ? "DVB-S2" : "DVB-S";
 }
 
-// The finding of a guess that explains the missing lock.
-Finding explanation(const char *step, const char *cause, std::string measured, std::string advice,
-                    Json values = Json::object()) {
-    return {.step = step,
-            .health = Health::failed,
-            .measured = std::move(measured),
-            .cause = cause,
-            .advice = std::move(advice),
-            .status = ExitStatus::no_lock,
-            .values = std::move(values)};
-}
-
 class MissingLock {
  public:
     MissingLock(Findings &findings, TrialReception &reception)
@@ -45,7 +33,7 @@ class MissingLock {
  private:
     using Guess = Finding (MissingLock::*)();
 
-    void try_guess(const char *step, Guess guess);
+    void try_guess(Step step, Guess guess);
 
     Finding look_at_spectrum();
     Finding try_drifted_places();
@@ -89,19 +77,18 @@ void MissingLock::explain() {
     try_guess("signal", &MissingLock::judge_signal);
 }
 
-void MissingLock::try_guess(const char *step, Guess guess) {
+void MissingLock::try_guess(Step step, Guess guess) {
     if (reception_.cancelled()) {
         findings_.skip(step, "cancelled");
     } else if (explained_) {
         findings_.skip(step, "the reason is found");
     } else {
         Finding finding = (this->*guess)();
-        finding.step = step;
         explained_ = finding.health == Health::failed;
         if (explained_ && locks(reception_.aimed_way())) {
             // Not the guess brought the lock, but the time that it took.
-            finding = explanation(step, "late_lock", "meanwhile the transponder locks as it is",
-                                  late_lock_advice);
+            finding = {.step = step, .measured = "meanwhile the transponder locks as it is"};
+            finding.blame(cause_at("spectrum", "late_lock"));
         }
         findings_.add(std::move(finding));
     }
@@ -110,7 +97,8 @@ void MissingLock::try_guess(const char *step, Guess guess) {
 Finding MissingLock::look_at_spectrum() {
     const std::uint32_t place_mhz = (reception_.place_khz() + 500) / 1000;
     peaks_ = peaks_near(place_mhz);
-    return {.measured = fmt::format("carriers near {} MHz: {}", place_mhz, in_words(peaks_)),
+    return {.step = "spectrum",
+            .measured = fmt::format("carriers near {} MHz: {}", place_mhz, in_words(peaks_)),
             .values = {{"peaks", peaks_.size()}}};
 }
 
@@ -141,20 +129,19 @@ Finding MissingLock::try_drifted_places() {
         way.if_mhz = (peak.if_khz + 500) / 1000;
         if (locks(way)) {
             const std::int32_t away_khz = distance_khz(peak);
-            // An oscillator above the band moves the carrier with it, one below it the other way.
-            const std::int32_t drift_khz = aim().plan.inverted ? away_khz : -away_khz;
-            return explanation(
-                "drift", "lnb_drift",
+            const std::int32_t drift_khz = aim().drift_that_moves_by(away_khz);
+            Finding finding = finding_of(
+                cause_at("drift", "lnb_drift"),
                 fmt::format("locks {:+} kHz from where it belongs: the LNB's oscillator is about "
                             "{:+} kHz off",
                             away_khz, drift_khz),
-                fmt::format("Replace the LNB, or tell the receiver its oscillators as they are: "
-                            "--lnb {}",
-                            oscillators_moved_by(aim().lnb, drift_khz)),
-                {{"carrier_offset_khz", away_khz}, {"lnb_drift_khz", drift_khz}});
+                oscillators_moved_by(aim().lnb, drift_khz));
+            finding.values = {{"carrier_offset_khz", away_khz}, {"lnb_drift_khz", drift_khz}};
+            return finding;
         }
     }
-    return {.measured = fmt::format("no lock elsewhere within {} MHz; carriers tried: {}",
+    return {.step = "drift",
+            .measured = fmt::format("no lock elsewhere within {} MHz; carriers tried: {}",
                                     farthest_drift_khz / 1000, tried)};
 }
 
@@ -163,10 +150,10 @@ Finding MissingLock::try_other_standard() {
     way.standard = way.standard == STANDARD_DVBS2 ? STANDARD_DVBS : STANDARD_DVBS2;
     const char *name = name_of_standard(way.standard);
     if (locks(way)) {
-        return explanation("standard", "wrong_standard", fmt::format("locks as {}", name),
-                           fmt::format("The transponder is {} now: mend the channel list", name));
+        return finding_of(cause_at("standard", "wrong_standard"), fmt::format("locks as {}", name),
+                          name);
     }
-    return {.measured = fmt::format("no lock as {} either", name)};
+    return {.step = "standard", .measured = fmt::format("no lock as {} either", name)};
 }
 
 Finding MissingLock::try_other_ports() {
@@ -176,13 +163,14 @@ Finding MissingLock::try_other_ports() {
         const bool tried_already = way.leg.switch_port == port;
         way.leg.switch_port = port;
         if (!tried_already && locks(way)) {
-            return explanation("ports", "wrong_switch_port",
-                               fmt::format("locks through port {} of the switch", port),
-                               fmt::format("The dish hangs on port {}: --switch {}", port, port),
-                               {{"port", port}});
+            Finding finding = finding_of(cause_at("ports", "wrong_switch_port"),
+                                         fmt::format("locks through port {} of the switch", port),
+                                         fmt::format("{}", port));
+            finding.values = {{"port", port}};
+            return finding;
         }
     }
-    return {.measured = "no lock through another port of a committed switch"};
+    return {.step = "ports", .measured = "no lock through another port of a committed switch"};
 }
 
 Finding MissingLock::try_other_polarisation() {
@@ -190,12 +178,10 @@ Finding MissingLock::try_other_polarisation() {
     way.leg.voltage_18v = !way.leg.voltage_18v;
     const unsigned volts = way.leg.voltage_18v ? 18 : 13;
     if (locks(way)) {
-        return explanation(
-            "polarisation", "wrong_polarisation", fmt::format("locks with {} V", volts),
-            "The channel list names the other polarisation, the LNB is turned by 90 degrees, or "
-            "the board's 18 V line (GPIO 7) is inverted");
+        return finding_of(cause_at("polarisation", "wrong_polarisation"),
+                          fmt::format("locks with {} V", volts));
     }
-    return {.measured = fmt::format("no lock with {} V", volts)};
+    return {.step = "polarisation", .measured = fmt::format("no lock with {} V", volts)};
 }
 
 std::vector<SpectrumPeak> MissingLock::look_along(const CableLeg &leg) {
@@ -217,13 +203,9 @@ Finding MissingLock::compare_tone() {
     const std::string seen =
         fmt::format("{} carriers without the tone, {} with it", without.size(), with.size());
     if (same_carriers(without, with)) {
-        return explanation(
-            "tone", "tone_missing", seen + ", the same ones",
-            "The 22 kHz tone changes nothing: measure it at the socket, some 0.65 V between its "
-            "peaks. It comes from the demodulator and passes the LNB supply; a switch may swallow "
-            "it, and an LNB may not know it");
+        return finding_of(cause_at("tone", "tone_missing"), seen + ", the same ones");
     }
-    return {.measured = seen};
+    return {.step = "tone", .measured = seen};
 }
 
 Finding MissingLock::compare_voltage() {
@@ -236,27 +218,21 @@ Finding MissingLock::compare_voltage() {
         fmt::format("{} carriers with 13 V, {} with 18 V", at_13v.size(), at_18v.size());
     // Strong carriers leak into the other polarisation; but then the wanted one is there.
     if (!carrier_is_there() && same_carriers(at_13v, at_18v)) {
-        return explanation("voltage", "voltage_stuck", seen + ", the same ones",
-                           "The voltage chooses no polarisation: measure 13 and 18 V at the socket "
-                           "(GPIO 7 selects, or bit 3 of the LNBH23)");
+        return finding_of(cause_at("voltage", "voltage_stuck"), seen + ", the same ones");
     }
-    return {.measured = seen};
+    return {.step = "voltage", .measured = seen};
 }
 
 Finding MissingLock::judge_signal() {
     if (carrier_is_there()) {
-        return explanation(
-            "signal", "weak_signal", "a carrier stands where it belongs, and does not lock",
-            "It is too weak, or of another symbol rate or modulation than the channel list says: "
-            "align the dish, look at the cable, compare with a current list");
+        return finding_of(cause_at("signal", "weak_signal"),
+                          "a carrier stands where it belongs, and does not lock");
     }
     if (aim().user_band) {
-        return explanation(
-            "signal", "user_band_silent", "the user band stays empty after a channel change",
-            "The unit does not follow: look at the user band's number and frequency (ds3000-ctl "
-            "unicable detect), at the bank and at the unit's supply");
+        return finding_of(cause_at("signal", "user_band_silent"),
+                          "the user band stays empty after a channel change");
     }
-    return {.measured = "no carrier of this symbol rate where it belongs"};
+    return {.step = "signal", .measured = "no carrier of this symbol rate where it belongs"};
 }
 
 }  // namespace

@@ -13,11 +13,6 @@ namespace host {
 // "spectrum" to "signal"; the first that explains it fails and ends the guessing.
 void explain_missing_lock(Findings &findings, TrialReception &reception);
 
-// What to do about a lock that comes, but late.
-inline constexpr const char *late_lock_advice =
-    "Something came right while the driver waited: rain, a dish that moves, an LNB that warms up. "
-    "Repeat the examination; a host must not give up sooner than this";
-
 // "9751,10601,11700": an LNB's oscillators moved by so much, as --lnb takes them.
 std::string oscillators_moved_by(const broadcast::Lnb &lnb, std::int32_t khz);
 

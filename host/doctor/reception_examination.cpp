@@ -95,7 +95,7 @@ class Examination {
     void run();
 
  private:
-    void step(const char *name, void (Examination::*examine)());
+    void step(Step name, void (Examination::*examine)());
 
     void look_at_user_band();
     void look_at_supply();
@@ -116,7 +116,7 @@ class Examination {
     bool locked_ = false;
 };
 
-void Examination::step(const char *name, void (Examination::*examine)()) {
+void Examination::step(Step name, void (Examination::*examine)()) {
     if (reception_.cancelled()) {
         findings_.skip(name, "cancelled");
     } else {
@@ -157,11 +157,7 @@ void Examination::look_at_user_band() {
     finding.measured = fmt::format("before any channel change, on user band {} at {} MHz: {}",
                                    aim().user_band->index, centre_mhz, in_words(peaks));
     if (taken) {
-        finding.health = Health::warning;
-        finding.cause = "unicable_collision";
-        finding.advice =
-            "Somebody has asked for a channel on this user band already: give each receiver on "
-            "the cable a user band of its own";
+        finding.blame(cause_at("user_band", "unicable_collision"));
     }
     findings_.add(std::move(finding));
 }
@@ -185,16 +181,13 @@ void Examination::look_at_supply() {
                     volts_of(aim().plan), places_mhz[best], lift_db);
     finding.values = {{"lift_db", rounded(lift_db)}, {"if_mhz", places_mhz[best]}};
     if (lift_db < least_lift_db) {
-        finding.health = Health::warning;
-        finding.cause = "lnb_unpowered";
+        finding.blame(cause_at("lnb_supply", "lnb_unpowered"),
+                      reception_.session().has_lnbh23()
+                          ? "GPIO 6 and the LNBH23 together"
+                          : "GPIO 6 switches it on, GPIO 7 selects 18 V; they");
         finding.measured = fmt::format(
             "with {} V on, nothing on the cable rises: {:.1f} dB at most, of {} places looked at",
             volts_of(aim().plan), lift_db, places_mhz.size());
-        finding.advice = fmt::format(
-            "Measure the voltage at the socket: {} must give 13 or 18 V. Then the cable, then the "
-            "LNB. With a lock all the same, another receiver feeds the LNB",
-            reception_.session().has_lnbh23() ? "GPIO 6 and the LNBH23 together"
-                                              : "GPIO 6 switches it on, GPIO 7 selects 18 V; they");
     }
     findings_.add(std::move(finding));
 }
@@ -213,10 +206,8 @@ void Examination::send_diseqc() {
                           ms);
     finding.values = {{"ms", ms}};
     if (status != DS3000_OK) {
-        finding.health = Health::warning;
-        finding.cause = "diseqc_stuck";
+        finding.blame(cause_at("diseqc", "diseqc_stuck"));
         finding.measured = fmt::format("the message is not out after {} ms", ms);
-        finding.advice = "The chip's DiSEqC part does not end its work: look at the 22 kHz path";
     }
     findings_.add(std::move(finding));
 }
@@ -227,19 +218,14 @@ void Examination::look_for_lock() {
     Finding finding{.step = "lock"};
     finding.values = {{locked_ ? "lock_ms" : "waited_ms", outcome.ms}};
     if (!locked_) {
-        finding.health = Health::failed;
-        finding.status = ExitStatus::no_lock;
-        finding.cause = std::string(unexplained);
+        finding.blame(unexplained);
         finding.measured =
             fmt::format("no lock on {} after {} ms", headline(aim().transponder), outcome.ms);
-        finding.advice = "The steps below look for the reason";
     } else {
         finding.measured =
             fmt::format("lock on {} after {} ms", headline(aim().transponder), outcome.ms);
         if (outcome.ms > late_lock_ms) {
-            finding.health = Health::warning;
-            finding.cause = "late_lock";
-            finding.advice = late_lock_advice;
+            finding.blame(cause_at("lock", "late_lock"));
         }
     }
     findings_.add(std::move(finding));
@@ -260,11 +246,7 @@ void Examination::measure_quality() {
         finding.measured +=
             fmt::format(", {:.1f} dB above what this modulation and code rate need", margin_db);
         if (margin_db < little_margin_db) {
-            finding.health = Health::warning;
-            finding.cause = "weak_signal";
-            finding.advice =
-                "Align the dish and turn the LNB for the best figure; look at connectors, cable "
-                "and what stands in the way";
+            finding.blame(cause_at("quality", "weak_signal"));
         }
     }
     findings_.add(std::move(finding));
@@ -279,20 +261,14 @@ void Examination::measure_carrier() {
         delta_khz = -delta_khz;
     }
     const std::int32_t above_khz = delta_khz - static_cast<std::int32_t>(aim().plan.residual_khz);
-    // An oscillator above the band moves the carrier with it, one below it the other way.
-    const std::int32_t drift_khz = aim().plan.inverted ? above_khz : -above_khz;
+    const std::int32_t drift_khz = aim().drift_that_moves_by(above_khz);
     Finding finding{.step = "carrier"};
     finding.measured =
         fmt::format("{:+} kHz from where it belongs: the LNB's oscillator is {:+} kHz off",
                     above_khz, drift_khz);
     finding.values = {{"carrier_offset_khz", above_khz}, {"lnb_drift_khz", drift_khz}};
     if (std::abs(drift_khz) > much_drift_khz) {
-        finding.health = Health::warning;
-        finding.cause = "lnb_drift";
-        finding.advice = fmt::format(
-            "The driver takes a lock 4000 kHz off for a false one, and temperature adds to this. "
-            "Tell the receiver the oscillators as they are: --lnb {}; or replace the LNB",
-            oscillators_moved_by(aim().lnb, drift_khz));
+        finding.blame(cause_at("carrier", "lnb_drift"), oscillators_moved_by(aim().lnb, drift_khz));
     }
     findings_.add(std::move(finding));
 }
@@ -321,17 +297,10 @@ void Examination::watch_lock() {
                                          ms_since(start_ns), losses, regained);
     finding.values = {{"losses", losses}, {"regained", regained}};
     if (losses > 0 && aim().user_band && regained > 0) {
-        finding.health = Health::failed;
-        finding.status = ExitStatus::no_lock;
-        finding.cause = "unicable_collision";
-        finding.advice = fmt::format(
-            "Another receiver asks for channels on user band {}: give each receiver on the cable a "
-            "user band of its own, and look that no two are set to the same",
-            aim().user_band->index);
+        finding.blame(cause_at("watch", "unicable_collision"),
+                      fmt::format("{}", aim().user_band->index));
     } else if (losses > 0) {
-        finding.health = Health::warning;
-        finding.cause = "lock_unstable";
-        finding.advice = "Look at connectors, at the LNB's supply and at the margin above";
+        finding.blame(cause_at("watch", "lock_unstable"));
     }
     findings_.add(std::move(finding));
 }
@@ -353,16 +322,11 @@ TrialOutcome Examination::sleep_and_wake(bool &registers_kept) {
 void Examination::start_up_after_standby(Finding &finding, bool registers_kept) {
     ds3000_init();
     const bool back = reception_.try_lock(reception_.aimed_way(), times_.lock_ms).search_began;
-    finding.health = Health::failed;
-    finding.status = ExitStatus::hardware_absent;
-    finding.cause = "power_lost_in_standby";
+    finding.blame(cause_at("standby", "power_lost_in_standby"));
     finding.measured = fmt::format(
         "after {} ms of sleep the registers are {} and no search begins; after a full start-up {}",
         times_.standby_ms, registers_kept ? "kept" : "at their power-on state",
         back ? "all is well again" : "neither");
-    finding.advice =
-        "Standby cuts the chips' power, and the firmware with it, while the driver believes it "
-        "loaded: keep that supply on, or unload the plug-in and load it again after standby";
 }
 
 void Examination::go_through_standby() {
@@ -384,11 +348,9 @@ void Examination::go_through_standby() {
     if (!outcome.search_began) {
         start_up_after_standby(finding, registers_kept);
     } else if (locked_ && !outcome.locked) {
-        finding.health = Health::warning;
-        finding.cause = "no_lock_after_standby";
+        finding.blame(cause_at("standby", "no_lock_after_standby"));
         finding.measured = fmt::format("after {} ms of sleep a search begins and does not lock",
                                        times_.standby_ms);
-        finding.advice = "Repeat with a longer --standby, and look at the LNB's supply";
     } else {
         finding.measured =
             locked_ ? fmt::format("after {} ms of sleep locks again in {} ms", times_.standby_ms,

@@ -9,6 +9,9 @@
 
 namespace host {
 
+// An oscillator above the band moves the carrier with it, one below it the other way.
+std::int32_t Aim::drift_that_moves_by(std::int32_t khz) const { return plan.inverted ? khz : -khz; }
+
 TrialReception::TrialReception(ChipSession &session, Aim aim, Cancelled cancelled)
     : session_(session), aim_(std::move(aim)), cancelled_(std::move(cancelled)) {
     if (aim_.user_band) {

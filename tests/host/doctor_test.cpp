@@ -8,6 +8,8 @@
 namespace tests {
 namespace {
 
+using host::Cause;
+using host::cause_at;
 using host::ExitStatus;
 using host::Finding;
 using host::Findings;
@@ -15,23 +17,22 @@ using host::Health;
 using host::same_carriers;
 using host::SpectrumPeak;
 
-Finding finding(Health health, const char *cause, ExitStatus status = ExitStatus::done) {
-    return {.step = "step", .health = health, .cause = cause, .status = status};
-}
+Finding blamed(const Cause &cause) { return finding_of(cause, ""); }
 
 std::string diagnosis_of(const std::vector<Finding> &all) {
     Findings findings([](const Finding &) {});
     for (const Finding &one : all) {
         findings.add(one);
     }
-    return findings.diagnosis() == nullptr ? "none" : findings.diagnosis()->cause;
+    return findings.diagnosis() == nullptr ? "none"
+                                           : std::string(findings.diagnosis()->cause_name());
 }
 
 TEST(DoctorFindings, a_failure_says_more_than_a_warning_and_a_warning_more_than_no_lock) {
-    const Finding ok = finding(Health::ok, "");
-    const Finding warning = finding(Health::warning, "bus_slow");
-    const Finding no_lock = finding(Health::failed, "no_lock");
-    const Finding drift = finding(Health::failed, "lnb_drift");
+    const Finding ok{.step = "board"};
+    const Finding warning = blamed(cause_at("bus", "bus_slow"));
+    const Finding no_lock = blamed(cause_at("lock", "no_lock"));
+    const Finding drift = blamed(cause_at("drift", "lnb_drift"));
 
     EXPECT_EQ(diagnosis_of({ok}), "none");
     EXPECT_EQ(diagnosis_of({ok, no_lock}), "no_lock");
@@ -40,20 +41,28 @@ TEST(DoctorFindings, a_failure_says_more_than_a_warning_and_a_warning_more_than_
 }
 
 TEST(DoctorFindings, exit_status_is_that_of_the_first_failure) {
-    std::vector<std::string> seen;
-    Findings findings([&seen](const Finding &one) { seen.push_back(one.step); });
+    std::vector<std::string_view> seen;
+    Findings findings([&seen](const Finding &one) { seen.push_back(one.step.name()); });
     EXPECT_EQ(findings.status(), ExitStatus::done);
     findings.skip("tone", "no need");
-    findings.add(finding(Health::warning, "bus_slow"));
+    findings.add(blamed(cause_at("bus", "bus_slow")));
     EXPECT_EQ(findings.status(), ExitStatus::done);
     EXPECT_EQ(findings.health(), Health::warning);
 
-    findings.add(finding(Health::failed, "no_chip", ExitStatus::hardware_absent));
-    findings.add(finding(Health::failed, "no_lock", ExitStatus::no_lock));
+    findings.add(blamed(cause_at("addresses", "no_chip")));
+    findings.add(blamed(cause_at("lock", "no_lock")));
 
     EXPECT_EQ(findings.status(), ExitStatus::hardware_absent);
     EXPECT_EQ(findings.health(), Health::failed);
-    EXPECT_THAT(seen, testing::ElementsAre("tone", "step", "step", "step"));
+    EXPECT_THAT(seen, testing::ElementsAre("tone", "bus", "addresses", "lock"));
+}
+
+TEST(DoctorFindings, advice_names_the_figure_wherever_the_table_leaves_room_for_it) {
+    Finding finding{.step = "ports"};
+    finding.blame(cause_at("ports", "wrong_switch_port"), "3");
+
+    EXPECT_EQ(finding.health, Health::failed);
+    EXPECT_EQ(finding.advice, "The dish hangs on port 3: --switch 3");
 }
 
 TEST(DoctorSpectrum, peak_suits_within_2_mhz_and_30_percent) {
