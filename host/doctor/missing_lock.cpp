@@ -4,12 +4,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "ds3000/chip/ds3000_context.h"
+#include "host/doctor/reception_words.h"
 #include "host/doctor/spectrum_look.h"
 
 namespace host {
@@ -239,20 +239,6 @@ Finding MissingLock::judge_signal() {
 
 void explain_missing_lock(Findings &findings, TrialReception &reception) {
     MissingLock(findings, reception).explain();
-}
-
-std::string oscillators_moved_by(const broadcast::Lnb &lnb, std::int32_t khz) {
-    const auto moved_mhz = [khz](std::uint32_t lof_khz) {
-        return std::lround((static_cast<double>(lof_khz) + khz) / 1000.0);
-    };
-    std::string text = fmt::format("{}", moved_mhz(lnb.low_khz));
-    if (lnb.high_khz != 0) {
-        text += fmt::format(",{}", moved_mhz(lnb.high_khz));
-    }
-    if (lnb.switch_khz != 0) {
-        text += fmt::format(",{}", lnb.switch_khz / 1000);
-    }
-    return text;
 }
 
 }  // namespace host

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "host/doctor/findings.h"
-#include "host/doctor/missing_lock.h"
+#include "host/doctor/reception_words.h"
 #include "host/doctor/spectrum_look.h"
 
 namespace tests {

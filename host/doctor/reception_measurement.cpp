@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: MIT
+#include "host/doctor/reception_measurement.h"
+
+#include "broadcast/modcod.h"
+#include "ds3000/chip/ds3000_context.h"
+#include "ds3000/chip/ds3000_regs.h"
+#include "ds3000/demod/carrier.h"
+#include "ds3000/demod/power.h"
+#include "ds3000/diseqc/diseqc.h"
+#include "ds3000/hw/register_access.h"
+#include "ds3000/tuner/ts2022.h"
+#include "host/session/lock_wait.h"
+
+namespace host {
+
+namespace {
+
+namespace reg = ds3000::reg;
+
+// The driver's gain figure grows by 100 for every dB that the signal is weaker.
+double gain_db(std::uint32_t if_mhz) {
+    constexpr std::uint32_t filter_ksps = 27'500;
+    ts2022_set_frequency(if_mhz * 1000, filter_ksps, 0);
+    std::uint32_t gain = 0;
+    ts2022_get_gain(&gain);
+    return gain / 100.0;
+}
+
+std::vector<double> gains_at(const std::vector<std::uint32_t> &places_mhz) {
+    std::vector<double> gains;
+    gains.reserve(places_mhz.size());
+    for (const std::uint32_t place_mhz : places_mhz) {
+        gains.push_back(gain_db(place_mhz));
+    }
+    return gains;
+}
+
+std::int32_t read_symbol_rate_registers() {
+    std::uint8_t high = 0;
+    std::uint8_t low = 0;
+    demod_read(reg::symbol_rate_high, &high);
+    demod_read(reg::symbol_rate_low, &low);
+    return high << 8 | low;
+}
+
+// The C/N that the received modulation and code rate need; absent while the chip does not know.
+std::optional<double> needed_db(const SignalInfo &info) {
+    return info.modulation && info.code_rate
+               ? broadcast::threshold_db(info.system, *info.modulation, *info.code_rate)
+               : std::nullopt;
+}
+
+// The switch's command; without a switch the one that powers every device up, as it is already.
+diseqc_message message_for(const CableLeg &leg) {
+    constexpr diseqc_message power_on{.msg = {0xE0, 0x00, 0x03},
+                                      .msg_len = 3,
+                                      .expect_reply = 0,
+                                      .option = 0,
+                                      .reply = {},
+                                      .reply_len = 0};
+    return leg.switch_port != 0 ? switch_message_for(leg) : power_on;
+}
+
+}  // namespace
+
+UserBandLook look_at_user_band(TrialReception &reception) {
+    const UserBand &band = *reception.aim().user_band;
+    reception.session().select(reception.aimed_way().leg);
+    return {band, peaks_near(band.frequency_mhz)};
+}
+
+SupplyLift measure_supply_lift(TrialReception &reception) {
+    constexpr std::uint64_t discharge_ms = 300;
+    const TunePlan &plan = reception.aim().plan;
+    const auto places_mhz = places_to_look(plan.freq_mhz);
+    reception.session().supply_off();
+    pause_ms(discharge_ms);
+    const auto off_db = gains_at(places_mhz);
+    reception.session().select(reception.aimed_way().leg);
+    const auto on_db = gains_at(places_mhz);
+    std::size_t best = 0;
+    for (std::size_t i = 1; i < places_mhz.size(); ++i) {
+        best = off_db[i] - on_db[i] > off_db[best] - on_db[best] ? i : best;
+    }
+    return {volts_of(plan), off_db[best] - on_db[best], places_mhz[best], places_mhz.size(),
+            reception.session().has_lnbh23()};
+}
+
+MessageTrial send_message(const TrialReception &reception) {
+    const CableLeg leg = reception.aimed_way().leg;
+    diseqc_message message = message_for(leg);
+    const std::uint64_t start_ns = now_ns();
+    const bool sent = diseqc_send(&message) == DS3000_OK;
+    return {leg.switch_port, ms_since(start_ns), sent};
+}
+
+std::optional<double> QualityReading::margin_db() const {
+    return threshold_db ? std::optional(quality_db - *threshold_db) : std::nullopt;
+}
+
+QualityReading measure_quality() {
+    constexpr std::uint64_t settling_ms = 300;
+    pause_ms(settling_ms);
+    QualityReading reading;
+    reading.quality_db = measure_quality_db();
+    reading.signal = read_signal_info();
+    reading.threshold_db = needed_db(reading.signal);
+    return reading;
+}
+
+// The driver tunes whole MHz, so part of what the demodulator found is the rest of the request.
+CarrierReading measure_carrier(const Aim &aim) {
+    std::int32_t delta_khz = 0;
+    ds3000_get_carrier_offset_delta(&delta_khz);
+    if (ds3000_sees_inverted_spectrum() != 0) {
+        delta_khz = -delta_khz;
+    }
+    const std::int32_t above_khz = delta_khz - static_cast<std::int32_t>(aim.plan.residual_khz);
+    return {above_khz, aim.drift_that_moves_by(above_khz)};
+}
+
+LockWatch watch_lock(TrialReception &reception, std::uint64_t watch_ms) {
+    const std::uint64_t start_ns = now_ns();
+    const auto over = [&] { return ms_since(start_ns) >= watch_ms || reception.cancelled(); };
+    LockWatch watch{.band = reception.aim().user_band};
+    while (!over()) {
+        const LockOutcome loss = wait_for_lock(
+            {.look = [](std::uint64_t) { return poll_lock() ? Sight::nothing : Sight::certain; },
+             .give_up = [&](std::uint64_t) { return over(); }});
+        if (loss.came()) {
+            ++watch.losses;
+            // The same channel change or tuning once more, as a zap would do it.
+            watch.regained += reception.try_lock(reception.aimed_way(), guess_ms).locked ? 1 : 0;
+        }
+    }
+    watch.ms = ms_since(start_ns);
+    return watch;
+}
+
+// What a receiver's finalize and the next init do, with the time of a standby in between.
+StandbyTrial go_through_standby(TrialReception &reception, std::uint64_t standby_ms,
+                                std::uint64_t lock_ms, bool locked_before) {
+    constexpr std::uint64_t waking_ms = 100;
+    StandbyTrial trial{.standby_ms = standby_ms, .locked_before = locked_before};
+    const std::int32_t registers = read_symbol_rate_registers();
+    ds3000_sleep();
+    reception.session().supply_off();
+    pause_ms(standby_ms);
+    ds3000_wake();
+    pause_ms(waking_ms);
+    trial.registers_kept = read_symbol_rate_registers() == registers;
+    trial.after = reception.try_lock(reception.aimed_way(), locked_before ? lock_ms : guess_ms);
+    if (!trial.after.search_began) {
+        ds3000_init();
+        trial.restart_helps = reception.try_lock(reception.aimed_way(), lock_ms).search_began;
+    }
+    return trial;
+}
+
+}  // namespace host
