@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/doctor/steps.h"
 #include "tests/host/ctl_run.h"
 #include "trace/transcript.h"
 
@@ -32,7 +33,20 @@ class CtlDoctor : public CtlTest {
         run = ctl("doctor --format json --board " + board + " " + options);
         auto result = parse_json(run.out);
         EXPECT_EQ(breaks_schema(result, "doctor"), "");
+        expect_steps_in_order(result);
         return result;
+    }
+
+    // Every step once at most, in the order that is written down.
+    static void expect_steps_in_order(const nlohmann::json &result) {
+        const auto *row = host::step_rows.begin();
+        for (const auto &one : result.at("steps")) {
+            const std::string name = one.at("step");
+            row = std::find_if(row, host::step_rows.end(),
+                               [&](const host::StepRow &step) { return name == step.name; });
+            ASSERT_NE(row, host::step_rows.end()) << name << " out of order in " << result;
+            ++row;
+        }
     }
 
     static nlohmann::json step(const nlohmann::json &result, const std::string &name) {
