@@ -1,15 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "host/commands/doctor.h"
 
-#include <fmt/format.h>
-
-#include <algorithm>
 #include <memory>
 #include <optional>
-#include <string_view>
 
 #include "host/cable/describe.h"
 #include "host/cable/user_band.h"
+#include "host/commands/doctor_output.h"
 #include "host/doctor/bus_examination.h"
 #include "host/doctor/chip_examination.h"
 #include "host/doctor/findings.h"
@@ -67,68 +64,6 @@ std::optional<Aim> aim_of(ChipRig &rig, const Program &program, const DoctorOpti
     }
     return aim;
 }
-
-// The findings as they come, for people and for spreadsheets.
-class Writer {
- public:
-    explicit Writer(Output &output) : output_(output) {
-        if (output_.format() == Format::csv) {
-            output_.csv_row({"step", "result", "measured", "cause", "advice"});
-        }
-    }
-
-    void write(const Finding &finding) {
-        if (output_.format() == Format::text) {
-            write_text(to_string(finding.health), finding.step.name(), finding.measured);
-            if (!finding.advice.empty()) {
-                write_text("", "what to do", finding.advice);
-            }
-        } else if (output_.format() == Format::csv) {
-            output_.csv_row({std::string(finding.step.name()), to_string(finding.health),
-                             finding.measured, std::string(finding.cause_name()), finding.advice});
-        }
-    }
-
-    void finish(const Findings &findings, const Json &about) {
-        const Finding *diagnosis = findings.diagnosis();
-        if (output_.format() == Format::text) {
-            output_.line(diagnosis == nullptr
-                             ? "diagnosis: healthy"
-                             : fmt::format("diagnosis: {}; see {}", diagnosis->cause_name(),
-                                           diagnosis->step.name()));
-        } else if (output_.format() != Format::csv) {
-            output_.json(as_json(findings, diagnosis, about));
-        }
-        output_.finish();
-    }
-
- private:
-    // Three columns, the last one broken between words.
-    void write_text(std::string_view first, std::string_view second, std::string_view text) {
-        constexpr std::size_t widest = 77;
-        while (!text.empty()) {
-            std::size_t end = text.size() <= widest ? text.size() : text.rfind(' ', widest);
-            end = end == std::string_view::npos ? text.size() : end;
-            output_.line(fmt::format("{:<8} {:<13} {}", first, second, text.substr(0, end)));
-            text.remove_prefix(std::min(end + 1, text.size()));
-            first = second = "";
-        }
-    }
-
-    static Json as_json(const Findings &findings, const Finding *diagnosis, const Json &about) {
-        Json json{{"schema", "ds3000.doctor/1"}};
-        json.update(about);
-        json["steps"] = Json::array();
-        for (const Finding &finding : findings.all()) {
-            json["steps"].push_back(json_of(finding));
-        }
-        json["result"] = to_string(findings.health());
-        json["diagnosis"] = diagnosis == nullptr ? "healthy" : diagnosis->cause_name();
-        return json;
-    }
-
-    Output &output_;
-};
 
 Json about(HostBoard &board, const std::optional<Aim> &aim) {
     Json json{{"board", board.describe()}};
@@ -204,7 +139,7 @@ ExitStatus run_doctor(Program &program, const DoctorOptions &options) {
         target && !options.user_band ? at_port_of(*target, program.options) : program.options;
     Program at_port = program.with(global);
     Output output(program.options.format, program.options.output);
-    Writer writer(output);
+    ExaminationWriter writer(output);
     Findings findings([&writer](const Finding &finding) { writer.write(finding); });
     const auto rig = open_rig(at_port, findings);
     if (!rig) {
