@@ -5,13 +5,18 @@
 
 namespace host {
 
-Json explain_no_lock(HostBoard &board) {
+std::optional<NoLock> explain_no_lock(HostBoard &board) {
     SimulatedBoard *const simulated = board.simulated();
     if (simulated == nullptr) {
-        return Json::object();
+        return std::nullopt;
     }
     const sim::Verdict verdict = simulated->receiver().verdict();
-    return {{"reason", to_string(verdict.reason)}, {"explanation", verdict.text}};
+    return NoLock{to_string(verdict.reason), verdict.text};
+}
+
+Json json_of(const std::optional<NoLock> &known) {
+    return known ? Json{{"reason", known->reason}, {"explanation", known->explanation}}
+                 : Json::object();
 }
 
 }  // namespace host

@@ -1,14 +1,24 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <optional>
+#include <string>
+
 #include "host/boards/host_board.h"
 #include "host/terminal/output.h"
 
 namespace host {
 
-// Why a channel does not lock, as members of a result: "reason", a few words that are always the
-// same ones, and "explanation", a sentence with the numbers. A simulated world knows; a real one
-// does not say, and there are none.
-Json explain_no_lock(HostBoard &board);
+// Why a channel does not lock.
+struct NoLock {
+    std::string reason;       // a few words, always the same ones
+    std::string explanation;  // a sentence with the numbers
+};
+
+// A simulated world knows; a real one does not say.
+std::optional<NoLock> explain_no_lock(HostBoard &board);
+
+// The members "reason" and "explanation" of a result, if anybody knows them.
+Json json_of(const std::optional<NoLock> &known);
 
 }  // namespace host

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "host/cable/plan.h"
+#include "host/commands/no_lock.h"
 
 namespace host {
 
@@ -141,12 +142,9 @@ void SweepRunner::await_lock(Session &session, unsigned port, SweptRow &result) 
         return;
     }
     result.row_class = RowClass::no_lock;
-    result.reason = "no lock";
-    if (simulated != nullptr) {
-        const sim::Verdict verdict = simulated->receiver().verdict();
-        result.reason = to_string(verdict.reason);
-        result.explanation = verdict.text;
-    }
+    const NoLock why = explain_no_lock(rig_.board()).value_or(NoLock{"no lock", ""});
+    result.reason = why.reason;
+    result.explanation = why.explanation;
 }
 
 // A world that says whether waiting is worth while.

@@ -97,7 +97,7 @@ void add_reception(Json &result, Session &session, std::optional<std::uint64_t> 
         result["quality_db"] = signal.quality_db;
     } else {
         result["waited_ms"] = waited_ms;
-        result.update(explain_no_lock(board));
+        result.update(json_of(explain_no_lock(board)));
     }
     result["strength_percent"] = signal.strength_percent;
 }

@@ -134,7 +134,7 @@ Json make_result(const Plan &plan, const UserBand &band, const UserBandPlan &cha
         result["quality_db"] = reception.quality_db;
     } else {
         result["waited_ms"] = reception.waited_ms;
-        result.update(explain_no_lock(board));
+        result.update(json_of(explain_no_lock(board)));
     }
     result["strength_percent"] = reception.strength_percent;
     if (reception.signal) {
