@@ -29,8 +29,7 @@ void Program::honour_only(std::string_view command,
 
 void Program::refuse_rows(std::string_view command) const {
     if (options.format == Format::csv) {
-        throw Failure(ExitStatus::usage,
-                      fmt::format("{} has no rows; use --format text, json or jsonl", command));
+        refuse_usage(fmt::format("{} has no rows; use --format text, json or jsonl", command));
     }
 }
 

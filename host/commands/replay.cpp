@@ -27,8 +27,7 @@ struct Replay {
 std::vector<std::string> words_to_replay(const ReplayOptions &options, const trace::Trace &trace) {
     const auto command = options.command ? options.command : trace.head.value("command");
     if (!command) {
-        throw Failure(
-            ExitStatus::usage,
+        refuse_usage(
             fmt::format("{} does not say what was run; say it with --command", options.file));
     }
     try {

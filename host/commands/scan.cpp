@@ -11,6 +11,7 @@
 #include "host/cable/legs.h"
 #include "host/commands/scan_destinations.h"
 #include "host/commands/scan_surroundings.h"
+#include "host/commands/target.h"
 #include "host/scan/compare.h"
 #include "host/scan/scan_runner.h"
 #include "host/session/pace.h"
@@ -22,8 +23,6 @@ namespace host {
 namespace {
 
 constexpr unsigned switch_ports = 4;
-
-[[noreturn]] void usage(const std::string &message) { throw Failure(ExitStatus::usage, message); }
 
 FrequencyRange noted_range(const std::string &text, Console &console) {
     const RangeReading reading = parse_range(text);
@@ -38,13 +37,13 @@ FrequencyRange noted_range(const std::string &text, Console &console) {
 // The options that can be read before there is a board.
 LegsWanted read_wanted(const ScanOptions &options, const Program &program) {
     if (options.range && options.intermediate) {
-        usage("scan takes --range or --if, not both");
+        refuse_usage("scan takes --range or --if, not both");
     }
     if (options.all_ports && program.options.switch_port != 0) {
-        usage("scan takes --all-ports or --switch, not both");
+        refuse_usage("scan takes --all-ports or --switch, not both");
     }
     if (options.report && (*options.report == "-" || options.report == program.options.output)) {
-        usage(fmt::format("--report {}: the page needs a file of its own", *options.report));
+        refuse_usage(fmt::format("--report {}: the page needs a file of its own", *options.report));
     }
     LegsWanted wanted;
     if (options.range) {
@@ -54,14 +53,10 @@ LegsWanted read_wanted(const ScanOptions &options, const Program &program) {
         wanted.intermediate = noted_range(*options.intermediate, program.console);
     }
     if (options.polarisation) {
-        wanted.polarisation = broadcast::polarisation_named(*options.polarisation);
-        if (!wanted.polarisation) {
-            usage(
-                fmt::format("'{}' is no polarisation; write H, V, L or R", *options.polarisation));
-        }
+        wanted.polarisation = parse_polarisation(*options.polarisation);
         if (options.circular && !is_circular(*wanted.polarisation)) {
-            usage(fmt::format("polarisation {} is not circular; write L or R",
-                              *options.polarisation));
+            refuse_usage(fmt::format("polarisation {} is not circular; write L or R",
+                                     *options.polarisation));
         }
     }
     wanted.ports = {program.options.switch_port};

@@ -40,8 +40,7 @@ Surroundings Surroundings::of(Workbench &rig, const std::optional<std::string> &
     const SimulatedBoard *simulated = rig.board().simulated();
     const bool demo = simulated != nullptr && simulated->is_demo();
     if (satellite && simulated != nullptr && !demo) {
-        throw Failure(ExitStatus::usage,
-                      "--satellite has no use on a board whose scenario says what the dish sees");
+        refuse_usage("--satellite has no use on a board whose scenario says what the dish sees");
     }
     std::optional<broadcast::Satellite> known;
     if (satellite) {

@@ -15,14 +15,6 @@ namespace host {
 
 namespace {
 
-broadcast::Polarisation parse_polarisation(const std::string &text) {
-    const auto polarisation = broadcast::polarisation_named(text);
-    if (!polarisation) {
-        refuse_usage(fmt::format("'{}' is no polarisation; write H, V, L or R", text));
-    }
-    return *polarisation;
-}
-
 broadcast::System parse_system(std::string text) {
     const std::string given = text;
     text.erase(std::remove(text.begin(), text.end(), '-'), text.end());
@@ -72,6 +64,14 @@ Target target_in_table(std::string_view command, const TargetOptions &options) {
 }
 
 }  // namespace
+
+broadcast::Polarisation parse_polarisation(const std::string &text) {
+    const auto polarisation = broadcast::polarisation_named(text);
+    if (!polarisation) {
+        refuse_usage(fmt::format("'{}' is no polarisation; write H, V, L or R", text));
+    }
+    return *polarisation;
+}
 
 Target find_target(std::string_view command, const TargetOptions &options, Console &console) {
     return options.table ? target_in_table(command, options)

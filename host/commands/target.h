@@ -30,6 +30,9 @@ struct Target {
     std::optional<TableRow> row;
 };
 
+// The polarisation of a letter or a name. Throws Failure (usage) for anything else.
+broadcast::Polarisation parse_polarisation(const std::string &text);
+
 // The transponder that the options of a command name. How a bare number is read is noted on the
 // console. Throws Failure: usage, nothing_found, bad_input, outside_limits.
 Target find_target(std::string_view command, const TargetOptions &options, Console &console);

@@ -184,12 +184,10 @@ ExitStatus diff_traces(Program &program, const TraceDiffOptions &options) {
     return hunks.empty() ? ExitStatus::done : ExitStatus::differs;
 }
 
-namespace {}  // namespace
-
 ExitStatus export_trace(Program &program, const TraceExportOptions &options) {
     program.honour_only("trace export", {});
     if (program.options.format != Format::text) {
-        throw Failure(ExitStatus::usage, "trace export has its form from --to, not --format");
+        refuse_usage("trace export has its form from --to, not --format");
     }
     const trace::Trace trace = read_trace(options.file);
     if (options.form == "jsonl") {
