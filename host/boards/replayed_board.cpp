@@ -11,6 +11,7 @@
 #include "host/cable/frequency.h"
 #include "host/cable/lnb.h"
 #include "host/terminal/failure.h"
+#include "host/terminal/reading_error.h"
 #include "host/terminal/shell_words.h"
 #include "host/terminal/stderr_capture.h"
 
@@ -77,7 +78,7 @@ class ReplayedBoard final : public HostBoard {
         const auto recorded = trace_.head.value("lnb");
         try {
             return recorded ? std::optional(parse_lnb(*recorded)) : std::nullopt;
-        } catch (const Failure &problem) {
+        } catch (const ReadingError &problem) {
             throw Failure(ExitStatus::bad_input,
                           fmt::format("{}: meta lnb: {}", file_of(uri_), problem.what()));
         }

@@ -9,7 +9,7 @@
 #include <cctype>
 #include <charconv>
 
-#include "host/terminal/failure.h"
+#include "host/terminal/reading_error.h"
 
 namespace host {
 
@@ -408,10 +408,10 @@ std::string words_of(const DiseqcReading &reading) {
 }
 
 [[noreturn]] void refuse_bytes(std::string_view text) {
-    throw Failure(ExitStatus::usage,
-                  fmt::format("'{}' are no bytes; write them in hexadecimal, two digits each: "
-                              "E0 10 38 F0",
-                              text));
+    throw FormError(
+        fmt::format("'{}' are no bytes; write them in hexadecimal, two digits each: "
+                    "E0 10 38 F0",
+                    text));
 }
 
 }  // namespace

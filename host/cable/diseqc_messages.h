@@ -37,8 +37,8 @@ Json diseqc_as_json(std::span<const std::uint8_t> message);
 // "E0 10 38 F6".
 std::string diseqc_bytes(std::span<const std::uint8_t> message);
 
-// Read bytes as a person writes them: "E0 10 38 F6", "e01038f6", "0xE0,0x10". Throws Failure
-// (usage).
+// Read bytes as a person writes them: "E0 10 38 F6", "e01038f6", "0xE0,0x10". Throws
+// FormError.
 std::vector<std::uint8_t> parse_diseqc_bytes(std::string_view text);
 
 }  // namespace host

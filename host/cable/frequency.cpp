@@ -8,7 +8,7 @@
 #include <limits>
 #include <optional>
 
-#include "host/terminal/failure.h"
+#include "host/terminal/reading_error.h"
 
 namespace host {
 
@@ -107,8 +107,7 @@ std::string format_thousandths(std::uint32_t value) {
 FrequencyReading parse_frequency(std::string_view text) {
     const auto number = parse_decimal(without_unit(text, "hz"));
     if (!number) {
-        throw Failure(
-            ExitStatus::usage,
+        throw FormError(
             fmt::format("'{}' is no frequency; write 10964.25M, 10.96425G or 10964250k", text));
     }
     FrequencyReading reading;
@@ -122,16 +121,14 @@ FrequencyReading parse_frequency(std::string_view text) {
     }
     const auto khz = scaled(*number, exponent_to_khz);
     if (!khz) {
-        throw Failure(ExitStatus::usage,
-                      fmt::format("frequency '{}' is finer than 1 kHz, which is all that a "
-                                  "request can carry",
-                                  text));
+        throw FormError(
+            fmt::format("frequency '{}' is finer than 1 kHz, which is all that a "
+                        "request can carry",
+                        text));
     }
     if (*khz > std::numeric_limits<std::uint32_t>::max()) {
-        throw Failure(
-            ExitStatus::outside_limits,
-            fmt::format("frequency '{}' is above 4294967295 kHz, the most a request can carry",
-                        text));
+        throw LimitError(fmt::format(
+            "frequency '{}' is above 4294967295 kHz, the most a request can carry", text));
     }
     reading.khz = static_cast<std::uint32_t>(*khz);
     return reading;
@@ -140,27 +137,25 @@ FrequencyReading parse_frequency(std::string_view text) {
 std::uint32_t parse_symbol_rate(std::string_view text) {
     const auto number = parse_decimal(text);
     if (!number || number->suffix == 'G') {
-        throw Failure(
-            ExitStatus::usage,
+        throw FormError(
             fmt::format("'{}' is no symbol rate; write 22000k, 22M or 22000000 (sym/s)", text));
     }
     const unsigned exponent = number->suffix == 'M' ? 6 : number->suffix == 'k' ? 3 : 0;
     const auto rate = scaled(*number, exponent);
     if (!rate) {
-        throw Failure(ExitStatus::usage,
-                      fmt::format("symbol rate '{}' is finer than 1 sym/s", text));
+        throw FormError(fmt::format("symbol rate '{}' is finer than 1 sym/s", text));
     }
     if (*rate < lowest_symbol_rate) {
-        throw Failure(ExitStatus::outside_limits,
-                      fmt::format("symbol rate {} sym/s is below {} sym/s; bare numbers are sym/s, "
-                                  "for ksym/s write {}k",
-                                  *rate, lowest_symbol_rate, text));
+        throw LimitError(
+            fmt::format("symbol rate {} sym/s is below {} sym/s; bare numbers are sym/s, "
+                        "for ksym/s write {}k",
+                        *rate, lowest_symbol_rate, text));
     }
     if (*rate > highest_symbol_rate) {
-        throw Failure(ExitStatus::outside_limits,
-                      fmt::format("symbol rate {} sym/s is above {} sym/s, the most that the "
-                                  "driver's symbol-rate word can be computed for",
-                                  *rate, highest_symbol_rate));
+        throw LimitError(
+            fmt::format("symbol rate {} sym/s is above {} sym/s, the most that the "
+                        "driver's symbol-rate word can be computed for",
+                        *rate, highest_symbol_rate));
     }
     return static_cast<std::uint32_t>(*rate);
 }

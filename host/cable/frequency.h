@@ -15,11 +15,11 @@ struct FrequencyReading {
 
 // Read 10964.25M, 10.96425G, 10964250k, each with or without "Hz" behind it. A bare number below
 // 100000 is MHz, else kHz. Nothing is rounded: a value finer than 1 kHz is refused.
-// Throws Failure (usage) saying what is wrong.
+// Throws FormError or LimitError saying what is wrong.
 FrequencyReading parse_frequency(std::string_view text);
 
 // Read a symbol rate: 22000k, 22M, 27.5M; a bare number is sym/s. Refuses what the driver's
-// arithmetic cannot hold. Throws Failure: usage for the form, outside_limits for the size.
+// arithmetic cannot hold. Throws FormError or LimitError.
 std::uint32_t parse_symbol_rate(std::string_view text);
 
 // Symbol rates that a request can carry, sym/s. Below lies no transponder; from 65536 ksym/s on,

@@ -8,7 +8,7 @@
 
 #include "host/cable/frequency.h"
 #include "host/cable/plan.h"
-#include "host/terminal/failure.h"
+#include "host/terminal/reading_error.h"
 
 namespace host {
 
@@ -175,16 +175,15 @@ std::string reach_of(const broadcast::Lnb &lnb) {
 
 [[noreturn]] void refuse(const LegsWanted &wanted) {
     if (wanted.intermediate) {
-        throw Failure(
-            ExitStatus::outside_limits,
-            fmt::format("LNB {} has no leg at {} on the cable; the tuner takes {}", wanted.lnb.name,
-                        mhz_range(stretch_of(*wanted.intermediate)), mhz_range(whole_cable)));
+        throw LimitError(fmt::format("LNB {} has no leg at {} on the cable; the tuner takes {}",
+                                     wanted.lnb.name, mhz_range(stretch_of(*wanted.intermediate)),
+                                     mhz_range(whole_cable)));
     }
     const FrequencyRange range = wanted.downlink.value_or(FrequencyRange{});
-    throw Failure(ExitStatus::outside_limits,
-                  fmt::format("{} cannot be received with LNB {}, which reaches {}; choose another "
-                              "one with --lnb NAME or --lnb LOW[,HIGH[,SWITCH]]",
-                              mhz_range(stretch_of(range)), wanted.lnb.name, reach_of(wanted.lnb)));
+    throw LimitError(
+        fmt::format("{} cannot be received with LNB {}, which reaches {}; choose another "
+                    "one with --lnb NAME or --lnb LOW[,HIGH[,SWITCH]]",
+                    mhz_range(stretch_of(range)), wanted.lnb.name, reach_of(wanted.lnb)));
 }
 
 }  // namespace
@@ -192,16 +191,14 @@ std::string reach_of(const broadcast::Lnb &lnb) {
 RangeReading parse_range(std::string_view text) {
     const auto dash = text.find('-');
     if (dash == std::string_view::npos) {
-        throw Failure(ExitStatus::usage,
-                      fmt::format("'{}' is no range; write LOW-HIGH, 11000-11700 say", text));
+        throw FormError(fmt::format("'{}' is no range; write LOW-HIGH, 11000-11700 say", text));
     }
     const FrequencyReading low = parse_frequency(text.substr(0, dash));
     const FrequencyReading high = parse_frequency(text.substr(dash + 1));
     const FrequencyRange range{low.khz, high.khz};
     if (range.low_khz >= range.high_khz) {
-        throw Failure(ExitStatus::usage,
-                      fmt::format("range '{}' is empty: {} is not below {}", text,
-                                  format_mhz(range.low_khz), format_mhz(range.high_khz)));
+        throw FormError(fmt::format("range '{}' is empty: {} is not below {}", text,
+                                    format_mhz(range.low_khz), format_mhz(range.high_khz)));
     }
     return {range, low.unit_assumed || high.unit_assumed};
 }

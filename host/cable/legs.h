@@ -24,7 +24,7 @@ struct RangeReading {
     bool unit_assumed = false;  // a bare number in it
 };
 
-// Read LOW-HIGH, each as parse_frequency takes it. Throws Failure (usage).
+// Read LOW-HIGH, each as parse_frequency takes it. Throws FormError.
 RangeReading parse_range(std::string_view text);
 
 // One choice of switch port, polarisation and band, and the stretch of the cable to look through.
@@ -63,7 +63,7 @@ struct LegsWanted {
 // Two oscillators without a switch frequency stand for the two polarisations. Where they are far
 // enough apart for both to be on the cable at once, each has its half of the cable; where they are
 // not, 13 and 18 V are trusted to choose one.
-// Throws Failure (outside_limits) when no part of what is wanted can be reached.
+// Throws LimitError when no part of what is wanted can be reached.
 std::vector<ScanLeg> scan_legs(const LegsWanted &wanted);
 
 // Whether an oscillator lies above the carriers that it is made for, as in C band.

@@ -13,7 +13,7 @@ extern "C" {
 }
 
 #include "host/cable/frequency.h"
-#include "host/terminal/failure.h"
+#include "host/terminal/reading_error.h"
 
 namespace host {
 
@@ -43,11 +43,10 @@ std::uint32_t parse_oscillator(std::string_view text, std::string_view whole) {
     constexpr std::uint32_t lowest_khz = 1'000'000;
     constexpr std::uint32_t highest_khz = 40'000'000;
     if (reading.khz < lowest_khz || reading.khz > highest_khz) {
-        throw Failure(ExitStatus::usage,
-                      fmt::format("LNB '{}': {} is no oscillator or switch frequency; they lie "
-                                  "between {} and {}",
-                                  whole, format_mhz(reading.khz), format_mhz(lowest_khz),
-                                  format_mhz(highest_khz)));
+        throw FormError(fmt::format(
+            "LNB '{}': {} is no oscillator or switch frequency; they lie "
+            "between {} and {}",
+            whole, format_mhz(reading.khz), format_mhz(lowest_khz), format_mhz(highest_khz)));
     }
     return reading.khz;
 }
@@ -58,8 +57,7 @@ broadcast::Lnb parse_oscillators(std::string_view text) {
     for (std::string_view rest = text;;) {
         const auto comma = rest.find(',');
         if (count == words.size()) {
-            throw Failure(
-                ExitStatus::usage,
+            throw FormError(
                 fmt::format("LNB '{}': LOW[,HIGH[,SWITCH]] has at most three numbers", text));
         }
         words.at(count++) = parse_oscillator(rest.substr(0, comma), text);
@@ -88,12 +86,10 @@ const broadcast::Lnb &lnb_named(std::string_view name) {
         std::transform(known.begin(), known.end(), std::back_inserter(names),
                        [](const broadcast::Lnb &lnb) { return lnb.name; });
         const bool in_table = dvb_sat_search_lnb(std::string(name).c_str()) >= 0;
-        throw Failure(
-            ExitStatus::usage,
-            fmt::format(
-                "LNB '{}' {}; known are {}, or give LOW[,HIGH[,SWITCH]] in MHz", name,
-                in_table ? "needs more oscillators than a request can carry" : "is not known",
-                fmt::join(names, ", ")));
+        throw FormError(fmt::format(
+            "LNB '{}' {}; known are {}, or give LOW[,HIGH[,SWITCH]] in MHz", name,
+            in_table ? "needs more oscillators than a request can carry" : "is not known",
+            fmt::join(names, ", ")));
     }
     return *found;
 }

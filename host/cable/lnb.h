@@ -13,10 +13,10 @@ namespace host {
 // The rows of libdvbv5's LNB table that three oscillator words can express, in its order.
 const std::vector<broadcast::Lnb> &known_lnbs();
 
-// The row of that name. Throws Failure (usage).
+// The row of that name. Throws FormError.
 const broadcast::Lnb &lnb_named(std::string_view name);
 
-// NAME or LOW[,HIGH[,SWITCH]] in MHz. Throws Failure (usage).
+// NAME or LOW[,HIGH[,SWITCH]] in MHz. Throws FormError or LimitError.
 broadcast::Lnb parse_lnb(std::string_view text);
 
 }  // namespace host

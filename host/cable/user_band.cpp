@@ -6,7 +6,7 @@
 #include <charconv>
 
 #include "host/cable/frequency.h"
-#include "host/terminal/failure.h"
+#include "host/terminal/reading_error.h"
 #include "host/terminal/split.h"
 
 namespace host {
@@ -22,11 +22,10 @@ std::uint8_t parse_number(std::string_view what, std::string_view text, unsigned
     const char *const end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, value);
     if (error == std::errc::invalid_argument || stop != end) {
-        throw Failure(ExitStatus::usage, fmt::format("{}: '{}' is no number", what, text));
+        throw FormError(fmt::format("{}: '{}' is no number", what, text));
     }
     if (error != std::errc{} || value > highest) {
-        throw Failure(ExitStatus::outside_limits,
-                      fmt::format("{}: {} is outside 0..{}", what, text, highest));
+        throw LimitError(fmt::format("{}: {} is outside 0..{}", what, text, highest));
     }
     return static_cast<std::uint8_t>(value);
 }
@@ -36,10 +35,10 @@ std::uint8_t parse_number(std::string_view what, std::string_view text, unsigned
 UserBand parse_user_band(std::string_view text) {
     const auto parts = split(text, ':');
     if (parts.size() < 2 || parts.size() > 3) {
-        throw Failure(ExitStatus::usage,
-                      fmt::format("'{}' is no user band; write INDEX:FREQ or INDEX:FREQ:BANK, "
-                                  "3:1680 say, or auto",
-                                  text));
+        throw FormError(
+            fmt::format("'{}' is no user band; write INDEX:FREQ or INDEX:FREQ:BANK, "
+                        "3:1680 say, or auto",
+                        text));
     }
     UserBand band;
     band.index = parse_number("user band index", parts[0], user_band_indices - 1);
@@ -53,15 +52,15 @@ UserBand parse_user_band(std::string_view text) {
 std::uint16_t parse_if_mhz(std::string_view what, std::string_view text) {
     const std::uint32_t khz = parse_frequency(text).khz;
     if (khz < CHANNEL_IF_MIN_KHZ || khz > CHANNEL_IF_MAX_KHZ) {
-        throw Failure(ExitStatus::outside_limits,
-                      fmt::format("{}: {} is outside {} to {}", what, format_mhz(khz),
-                                  format_mhz(CHANNEL_IF_MIN_KHZ), format_mhz(CHANNEL_IF_MAX_KHZ)));
+        throw LimitError(fmt::format("{}: {} is outside {} to {}", what, format_mhz(khz),
+                                     format_mhz(CHANNEL_IF_MIN_KHZ),
+                                     format_mhz(CHANNEL_IF_MAX_KHZ)));
     }
     if (khz % 1000 != 0) {
-        throw Failure(ExitStatus::usage,
-                      fmt::format("{}: {} is finer than the whole MHz that the "
-                                  "driver takes; write {}",
-                                  what, format_mhz(khz), format_mhz((khz + 500) / 1000 * 1000)));
+        throw FormError(
+            fmt::format("{}: {} is finer than the whole MHz that the "
+                        "driver takes; write {}",
+                        what, format_mhz(khz), format_mhz((khz + 500) / 1000 * 1000)));
     }
     return static_cast<std::uint16_t>(khz / 1000);
 }

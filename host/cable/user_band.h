@@ -20,11 +20,10 @@ struct UserBand {
 
 constexpr unsigned user_band_indices = 8;
 
-// Read INDEX:FREQ or INDEX:FREQ:BANK. Throws Failure: usage for the form, outside_limits for the
-// size.
+// Read INDEX:FREQ or INDEX:FREQ:BANK. Throws FormError or LimitError.
 UserBand parse_user_band(std::string_view text);
 
-// Read an intermediate frequency of the cable in whole MHz, 950 to 2150. Throws Failure as above;
+// Read an intermediate frequency of the cable in whole MHz, 950 to 2150. Throws the same;
 // `what` names the value.
 std::uint16_t parse_if_mhz(std::string_view what, std::string_view text);
 

@@ -5,6 +5,10 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
+
+#include "host/tables/table.h"
+#include "host/terminal/reading_error.h"
 
 namespace host {
 
@@ -51,14 +55,24 @@ std::optional<broadcast::Lnb> Program::chosen_lnb() const {
 }
 
 ExitStatus run_job(const Job &job, Program &program) {
+    const auto ended_by = [&program](const std::exception &error, ExitStatus status) {
+        program.console.error(error.what());
+        return status;
+    };
     try {
         return job(program);
     } catch (const Failure &failure) {
-        program.console.error(failure.what());
-        return failure.status();
+        return ended_by(failure, failure.status());
+    } catch (const FormError &error) {
+        return ended_by(error, ExitStatus::usage);
+    } catch (const LimitError &error) {
+        return ended_by(error, ExitStatus::outside_limits);
+    } catch (const TableError &error) {
+        return ended_by(error, ExitStatus::bad_input);
+    } catch (const NoSuchRow &error) {
+        return ended_by(error, ExitStatus::nothing_found);
     } catch (const std::exception &error) {
-        program.console.error(error.what());
-        return ExitStatus::internal_error;
+        return ended_by(error, ExitStatus::internal_error);
     }
 }
 

@@ -40,7 +40,7 @@ void ScanDestinations::write(const ScanResult &result, const std::string &title,
     const auto attempt = [&failure](const std::function<void()> &writing) {
         try {
             writing();
-        } catch (const Failure &) {
+        } catch (const OutputError &) {
             failure = failure ? failure : std::current_exception();
         }
     };

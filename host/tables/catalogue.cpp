@@ -7,7 +7,6 @@
 #include <cctype>
 
 #include "host/tables/table.h"
-#include "host/terminal/failure.h"
 
 namespace host {
 
@@ -103,11 +102,10 @@ std::filesystem::path find_table(const std::string &name) {
     if (!is_path && !name.empty() && std::filesystem::exists(table_folder() / name, error)) {
         return table_folder() / name;
     }
-    throw Failure(ExitStatus::bad_input,
-                  fmt::format("{}: there is no such table{}", name,
-                              is_path ? ""
-                                      : fmt::format(", neither as a file nor in {}{}",
-                                                    table_folder().string(), names_like(name))));
+    throw TableError(fmt::format("{}: there is no such table{}", name,
+                                 is_path ? ""
+                                         : fmt::format(", neither as a file nor in {}{}",
+                                                       table_folder().string(), names_like(name))));
 }
 
 broadcast::Satellite demo_satellite() {

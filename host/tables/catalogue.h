@@ -12,7 +12,7 @@ namespace host {
 // Where Debian's dtv-scan-tables keep the satellites.
 std::filesystem::path table_folder();
 
-// A table's file: a path, or a file name in the table folder. Throws Failure (bad_input) with the
+// A table's file: a path, or a file name in the table folder. Throws TableError with the
 // names that come near.
 std::filesystem::path find_table(const std::string &name);
 

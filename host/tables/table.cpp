@@ -22,7 +22,6 @@ extern "C" {
 }
 
 #include "host/cable/frequency.h"
-#include "host/terminal/failure.h"
 #include "host/terminal/stderr_capture.h"
 
 namespace host {
@@ -295,7 +294,7 @@ Choice rows_at_frequency(const Table &table, std::string text) {
     std::uint32_t khz = 0;
     try {
         khz = parse_frequency(text).khz;
-    } catch (const Failure &) {
+    } catch (const ReadingError &) {
         return {};
     }
     std::uint32_t nearest_khz = tolerance_khz;
@@ -357,10 +356,10 @@ const TableRow &find_row(const Table &table, const std::string &selector) {
         choice = rows_at_frequency(table, selector);
     }
     if (choice.empty()) {
-        throw Failure(ExitStatus::nothing_found,
-                      fmt::format("'{}' is no name, number or frequency of a usable row in {}; see "
-                                  "ds3000-ctl list transponders {}",
-                                  selector, table.file.string(), table.file.string()));
+        throw NoSuchRow(
+            fmt::format("'{}' is no name, number or frequency of a usable row in {}; see "
+                        "ds3000-ctl list transponders {}",
+                        selector, table.file.string(), table.file.string()));
     }
     if (!all_alike(choice)) {
         std::string rows;
@@ -368,9 +367,8 @@ const TableRow &find_row(const Table &table, const std::string &selector) {
             rows +=
                 fmt::format("\n  {}: {}", row->place.row, broadcast::describe(row->transponder));
         }
-        throw Failure(ExitStatus::usage,
-                      fmt::format("'{}' fits {} rows of {}; give the row's number:{}", selector,
-                                  choice.size(), table.file.string(), rows));
+        throw FormError(fmt::format("'{}' fits {} rows of {}; give the row's number:{}", selector,
+                                    choice.size(), table.file.string(), rows));
     }
     return *choice.front();
 }

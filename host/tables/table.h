@@ -45,15 +45,20 @@ struct Table {
 
 // Read a DVBv5 table with libdvbv5, row by row behind the guard of table_file.h: a wrong row is
 // rejected with its reason and costs no other row.
-// Throws Failure (bad_input) for what is no table at all.
+// Throws TableError for what is no table at all.
 Table read_table(const std::filesystem::path &file);
 
 // The same for a text.
 Table parse_table(std::string_view text, const std::filesystem::path &file);
 
+// Nothing in a table goes by what a person wrote.
+class NoSuchRow : public ReadingError {
+    using ReadingError::ReadingError;
+};
+
 // The row that a person names: its name, its number, or a frequency with the polarisation's letter
-// if there are two (11494H, 11494.5M, 11494000). Throws Failure: nothing_found, or usage with the
-// choices when there are several.
+// if there are two (11494H, 11494.5M, 11494000). Throws NoSuchRow, or FormError with the choices
+// when there are several.
 const TableRow &find_row(const Table &table, const std::string &selector);
 
 }  // namespace host

@@ -13,8 +13,6 @@
 #include <memory>
 #include <optional>
 
-#include "host/terminal/failure.h"
-
 namespace host {
 
 namespace {
@@ -38,11 +36,11 @@ std::string_view trimmed(std::string_view text) {
 }
 
 [[noreturn]] void refuse(std::string_view file, std::string_view problem) {
-    throw Failure(ExitStatus::bad_input, fmt::format("{}: {}", file, problem));
+    throw TableError(fmt::format("{}: {}", file, problem));
 }
 
 [[noreturn]] void refuse(std::string_view file, unsigned line, std::string_view problem) {
-    throw Failure(ExitStatus::bad_input, fmt::format("{}:{}: {}", file, line, problem));
+    throw TableError(fmt::format("{}:{}: {}", file, line, problem));
 }
 
 bool is_whole_number(std::string_view text) {

@@ -6,7 +6,14 @@
 #include <string_view>
 #include <vector>
 
+#include "host/terminal/reading_error.h"
+
 namespace host {
+
+// Why a file is no channel table, or is not there.
+class TableError : public ReadingError {
+    using ReadingError::ReadingError;
+};
 
 // One [group] of a DVBv5 file: one transponder, or one service on it.
 struct TableGroup {
@@ -18,7 +25,7 @@ struct TableGroup {
 
 // The guard in front of libdvbv5, which ends the process on long values, reads a folder or an empty
 // device as an empty table, and turns "abc" into 0. Reads the whole file and checks every line.
-// Throws Failure (bad_input) with file and line for what is no table.
+// Throws TableError with file and line for what is no table.
 std::vector<TableGroup> read_table_groups(const std::filesystem::path &file);
 
 // The same for a text; `name` stands for the file in messages.

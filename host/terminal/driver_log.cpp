@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "host/terminal/failure.h"
+#include "host/terminal/output.h"
 
 namespace host {
 
@@ -16,8 +16,7 @@ DriverLog::DriverLog(const std::optional<std::string> &target, Console &console)
         name_ = *target;
         file_.reset(std::fopen(name_.c_str(), "we"));
         if (!file_) {
-            throw Failure(
-                ExitStatus::internal_error,
+            throw OutputError(
                 fmt::format("driver log {} cannot be written: {}", name_, std::strerror(errno)));
         }
     }
@@ -46,8 +45,7 @@ void DriverLog::show_recent(std::string_view heading) {
 
 void DriverLog::finish() {
     if (file_ && (std::fflush(file_.get()) != 0 || std::ferror(file_.get()) != 0)) {
-        throw Failure(
-            ExitStatus::internal_error,
+        throw OutputError(
             fmt::format("driver log {} cannot be written whole: {}", name_, std::strerror(errno)));
     }
 }

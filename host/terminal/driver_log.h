@@ -15,7 +15,7 @@ namespace host {
 class DriverLog {
  public:
     // Nothing: shown on failure and under -v. "-": to standard error as they come. "none": nowhere.
-    // Else a file. Throws Failure (internal_error) when that cannot be written.
+    // Else a file. Throws OutputError when that cannot be written.
     DriverLog(const std::optional<std::string> &target, Console &console);
 
     void add(const std::string &lines);

@@ -6,8 +6,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "host/terminal/failure.h"
-
 namespace host {
 
 Output::Output(Format format, const std::optional<std::string> &file)
@@ -52,8 +50,7 @@ void Output::write(std::string_view text) {
 }
 
 void Output::fail() const {
-    throw Failure(ExitStatus::internal_error,
-                  fmt::format("{} cannot be written: {}", name_, std::strerror(errno)));
+    throw OutputError(fmt::format("{} cannot be written: {}", name_, std::strerror(errno)));
 }
 
 std::string csv_field(std::string_view text) {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,8 +16,13 @@ using Json = nlohmann::ordered_json;
 
 enum class Format { text, json, jsonl, csv };
 
+// Why something cannot be written.
+class OutputError : public std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
 // Where a command's data go: standard output, or the file of -o. Every write is checked: a full
-// disk or a closed pipe is a Failure (internal_error), not a short file.
+// disk or a closed pipe is an OutputError, not a short file.
 class Output {
  public:
     // Opens the file at once, so that a name that cannot be written fails before any work.

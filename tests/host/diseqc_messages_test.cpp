@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/terminal/failure.h"
+#include "host/terminal/reading_error.h"
 
 namespace tests {
 namespace {
@@ -169,7 +169,7 @@ TEST(DiseqcMessages, bytes_are_read_in_the_usual_forms) {
     EXPECT_THAT(parse_diseqc_bytes(" 0xE0, 0x10 "), ElementsAre(0xE0, 0x10));
     EXPECT_THAT(parse_diseqc_bytes("E0:10"), ElementsAre(0xE0, 0x10));
     for (const char *wrong : {"", " ", "E", "E0 1", "E0 1G", "G1", "E0 -1", "0x", "E0 10 3"}) {
-        EXPECT_THROW(parse_diseqc_bytes(wrong), host::Failure) << wrong;
+        EXPECT_THROW(parse_diseqc_bytes(wrong), host::FormError) << wrong;
     }
 }
 

@@ -4,22 +4,26 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/terminal/failure.h"
+#include "host/terminal/reading_error.h"
 
 namespace host {
 namespace {
 
 using testing::HasSubstr;
 
-// Status and message of the refusal.
+enum class Refusal { none, form, limit };
+
+// Kind and message of the refusal.
 template <typename Parse>
-std::pair<ExitStatus, std::string> refusal(Parse parse, std::string_view text) {
+std::pair<Refusal, std::string> refusal(Parse parse, std::string_view text) {
     try {
         parse(text);
-    } catch (const Failure &failure) {
-        return {failure.status(), failure.what()};
+    } catch (const FormError &error) {
+        return {Refusal::form, error.what()};
+    } catch (const LimitError &error) {
+        return {Refusal::limit, error.what()};
     }
-    return {ExitStatus::done, "accepted"};
+    return {Refusal::none, "accepted"};
 }
 
 TEST(Frequency, suffixes_name_the_unit) {
@@ -44,8 +48,8 @@ TEST(Frequency, a_bare_number_below_100000_is_mhz_else_khz) {
 TEST(Frequency, nothing_is_rounded) {
     EXPECT_EQ(parse_frequency("11494.2500M").khz, 11494250U);
     for (const char *text : {"11494.2501M", "11494000.5k", "11494000.5"}) {
-        const auto [status, message] = refusal(parse_frequency, text);
-        EXPECT_EQ(status, ExitStatus::usage) << text;
+        const auto [kind, message] = refusal(parse_frequency, text);
+        EXPECT_EQ(kind, Refusal::form) << text;
         EXPECT_THAT(message, HasSubstr("finer than 1 kHz"));
     }
 }
@@ -53,14 +57,14 @@ TEST(Frequency, nothing_is_rounded) {
 TEST(Frequency, what_is_no_number_is_a_usage_error) {
     for (const char *text : {"", "abc", "M", "-11494M", "1e4M", "11494 M", "11.4.9G", ".5G", "5.G",
                              "0x2CE6", "11494T", "1234567890123456"}) {
-        EXPECT_EQ(refusal(parse_frequency, text).first, ExitStatus::usage) << text;
+        EXPECT_EQ(refusal(parse_frequency, text).first, Refusal::form) << text;
     }
 }
 
 TEST(Frequency, more_than_a_request_can_carry_is_outside_the_limits) {
     EXPECT_EQ(parse_frequency("4294967295k").khz, 4294967295U);
-    EXPECT_EQ(refusal(parse_frequency, "4294967296k").first, ExitStatus::outside_limits);
-    EXPECT_EQ(refusal(parse_frequency, "999999999999999G").first, ExitStatus::outside_limits);
+    EXPECT_EQ(refusal(parse_frequency, "4294967296k").first, Refusal::limit);
+    EXPECT_EQ(refusal(parse_frequency, "999999999999999G").first, Refusal::limit);
 }
 
 TEST(SymbolRate, suffixes_name_the_unit_and_bare_numbers_are_symbols_a_second) {
@@ -73,15 +77,15 @@ TEST(SymbolRate, suffixes_name_the_unit_and_bare_numbers_are_symbols_a_second) {
 }
 
 TEST(SymbolRate, a_forgotten_suffix_is_refused_with_the_mend) {
-    const auto [status, message] = refusal(parse_symbol_rate, "22000");
-    EXPECT_EQ(status, ExitStatus::outside_limits);
+    const auto [kind, message] = refusal(parse_symbol_rate, "22000");
+    EXPECT_EQ(kind, Refusal::limit);
     EXPECT_THAT(message, HasSubstr("22000k"));
 }
 
 TEST(SymbolRate, refuses_what_is_too_high_or_no_number) {
-    EXPECT_EQ(refusal(parse_symbol_rate, "65536k").first, ExitStatus::outside_limits);
+    EXPECT_EQ(refusal(parse_symbol_rate, "65536k").first, Refusal::limit);
     for (const char *text : {"", "fast", "22G", "22.0000001M"}) {
-        EXPECT_EQ(refusal(parse_symbol_rate, text).first, ExitStatus::usage) << text;
+        EXPECT_EQ(refusal(parse_symbol_rate, text).first, Refusal::form) << text;
     }
 }
 

@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include "host/terminal/failure.h"
-
 namespace host {
 namespace {
 
@@ -39,17 +37,12 @@ TEST(Output, json_is_spread_over_lines_and_jsonl_is_not) {
 
 TEST(Output, a_file_that_cannot_be_written_is_an_error) {
     const auto write = [](const char *file) {
-        try {
-            Output output(Format::text, file);
-            output.line("text");
-            output.finish();
-        } catch (const Failure &failure) {
-            return failure.status();
-        }
-        return ExitStatus::done;
+        Output output(Format::text, file);
+        output.line("text");
+        output.finish();
     };
-    EXPECT_EQ(write("/no/such/folder/file"), ExitStatus::internal_error);
-    EXPECT_EQ(write("/dev/full"), ExitStatus::internal_error);
+    EXPECT_THROW(write("/no/such/folder/file"), OutputError);
+    EXPECT_THROW(write("/dev/full"), OutputError);
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "host/cable/legs.h"
-#include "host/terminal/failure.h"
+#include "host/terminal/reading_error.h"
 
 namespace tests {
 namespace {
@@ -40,9 +40,8 @@ std::vector<std::string> briefs(const LegsWanted &wanted) {
 std::string refusal(const LegsWanted &wanted) {
     try {
         scan_legs(wanted);
-    } catch (const host::Failure &failure) {
-        EXPECT_EQ(failure.status(), host::ExitStatus::outside_limits);
-        return failure.what();
+    } catch (const host::LimitError &error) {
+        return error.what();
     }
     return "";
 }
@@ -176,7 +175,7 @@ TEST(ScanRange, is_two_frequencies) {
 
 TEST(ScanRange, that_is_none_is_refused) {
     for (const char *text : {"", "11000", "-", "11000-", "a-b", "11000-11000", "12000-11000"}) {
-        EXPECT_THROW(host::parse_range(text), host::Failure) << text;
+        EXPECT_THROW(host::parse_range(text), host::FormError) << text;
     }
 }
 

@@ -8,7 +8,6 @@
 #include <algorithm>
 
 #include "host/tables/catalogue.h"
-#include "host/terminal/failure.h"
 
 namespace host {
 namespace {
@@ -33,9 +32,8 @@ std::string whole_row() { return row_with("NO_SUCH_KEY", ""); }
 std::string refusal_of_file(const std::filesystem::path &file) {
     try {
         read_table(file);
-    } catch (const Failure &failure) {
-        EXPECT_EQ(failure.status(), ExitStatus::bad_input);
-        return failure.what();
+    } catch (const TableError &error) {
+        return error.what();
     }
     return "accepted";
 }
@@ -43,9 +41,8 @@ std::string refusal_of_file(const std::filesystem::path &file) {
 std::string refusal_of_text(std::string_view text) {
     try {
         parse_table(text, "folder/Table");
-    } catch (const Failure &failure) {
-        EXPECT_EQ(failure.status(), ExitStatus::bad_input);
-        return failure.what();
+    } catch (const TableError &error) {
+        return error.what();
     }
     return "accepted";
 }
@@ -282,29 +279,15 @@ TEST(FindRow, by_name_number_and_frequency) {
 
 TEST(FindRow, refuses_what_fits_none_or_several) {
     const Table table = choice_table();
-    const auto status = [&table](const char *selector) {
-        try {
-            find_row(table, selector);
-        } catch (const Failure &failure) {
-            return failure.status();
-        }
-        return ExitStatus::done;
-    };
-    EXPECT_EQ(status("11494"), ExitStatus::usage);
-    EXPECT_EQ(status("Named"), ExitStatus::nothing_found);
-    EXPECT_EQ(status("5"), ExitStatus::nothing_found);
-    EXPECT_EQ(status("12003L"), ExitStatus::nothing_found);
-    EXPECT_EQ(status(""), ExitStatus::nothing_found);
+    EXPECT_THROW(find_row(table, "11494"), FormError);
+    for (const char *none : {"Named", "5", "12003L", ""}) {
+        EXPECT_THROW(find_row(table, none), NoSuchRow) << none;
+    }
 }
 
 TEST(Catalogue, a_table_that_is_not_there_is_named_with_its_neighbours) {
-    try {
-        find_table("no such table");
-        FAIL() << "found";
-    } catch (const Failure &failure) {
-        EXPECT_EQ(failure.status(), ExitStatus::bad_input);
-        EXPECT_THAT(failure.what(), HasSubstr("no such table"));
-    }
+    EXPECT_THAT([] { find_table("no such table"); },
+                testing::ThrowsMessage<TableError>(HasSubstr("no such table")));
 }
 
 TEST(Catalogue, the_demo_satellite_has_transponders_in_both_bands) {

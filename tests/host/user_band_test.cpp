@@ -4,23 +4,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/terminal/failure.h"
+#include "host/terminal/reading_error.h"
 
 namespace tests {
 namespace {
 
-using host::ExitStatus;
 using host::parse_user_band;
 using host::Position;
-
-ExitStatus refusal_of(const std::string &text) {
-    try {
-        parse_user_band(text);
-    } catch (const host::Failure &failure) {
-        return failure.status();
-    }
-    return ExitStatus::done;
-}
 
 TEST(UserBand, is_an_index_a_frequency_and_perhaps_a_bank) {
     const auto band = parse_user_band("3:1680");
@@ -34,10 +24,10 @@ TEST(UserBand, is_an_index_a_frequency_and_perhaps_a_bank) {
 TEST(UserBand, that_is_none_is_refused) {
     for (const char *text : {"", "1680", "3:", ":1680", "3:1680:", "3:1680:1:2", "x:1680",
                              "3:1680:y", "3x:1680", "-1:1680", "3:1680.5"}) {
-        EXPECT_EQ(refusal_of(text), ExitStatus::usage) << text;
+        EXPECT_THROW(parse_user_band(text), host::FormError) << text;
     }
     for (const char *text : {"8:1680", "3:949", "3:2151", "3:1680:8", "99999999999:1680"}) {
-        EXPECT_EQ(refusal_of(text), ExitStatus::outside_limits) << text;
+        EXPECT_THROW(parse_user_band(text), host::LimitError) << text;
     }
     EXPECT_EQ(parse_user_band("7:950").frequency_mhz, 950);
     EXPECT_EQ(parse_user_band("7:2150").frequency_mhz, 2150);
