@@ -1,28 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "host/tables/table.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cctype>
-#include <cerrno>
-#include <memory>
+#include <limits>
 #include <optional>
-#include <system_error>
 #include <utility>
 #include <variant>
 
-extern "C" {
-#include <libdvbv5/dvb-file.h>
-#include <libdvbv5/dvb-v5-std.h>
-}
-
 #include "host/cable/frequency.h"
-#include "host/terminal/stderr_capture.h"
+#include "host/tables/vocabulary.h"
+#include "host/terminal/same_word.h"
 
 namespace host {
 
@@ -32,211 +22,140 @@ namespace {
 constexpr std::uint32_t lowest_khz = 1'000'000;
 constexpr std::uint32_t highest_khz = 45'000'000;
 
-// libdvbv5 marks a key that its delivery system has and the row has not.
-constexpr std::uint32_t absent = 0xFFFFFFFF;
+// How programs write a number that they do not know.
+constexpr std::uint32_t unknown = 0xFFFFFFFF;
 
-struct FreeFile {
-    void operator()(dvb_file *file) const { dvb_file_free(file); }
-};
-using ParsedFile = std::unique_ptr<dvb_file, FreeFile>;
-
-// Hands single groups to libdvbv5, which reads files only, and catches its complaints.
-class GroupParser {
- public:
-    GroupParser() : memory_(::memfd_create("table", MFD_CLOEXEC)) {
-        if (memory_ < 0) {
-            throw std::system_error(errno, std::generic_category(), "reading a table");
-        }
-        path_ = fmt::format("/proc/self/fd/{}", memory_);
-    }
-    GroupParser(const GroupParser &) = delete;
-    GroupParser &operator=(const GroupParser &) = delete;
-    ~GroupParser() { ::close(memory_); }
-
-    ParsedFile parse(const std::string &text) {
-        if (::ftruncate(memory_, 0) != 0 ||
-            ::pwrite(memory_, text.data(), text.size(), 0) != static_cast<ssize_t>(text.size())) {
-            throw std::system_error(errno, std::generic_category(), "reading a table");
-        }
-        return ParsedFile(dvb_read_file_format(path_.c_str(), SYS_DVBS, FILE_DVBV5));
-    }
-
-    // What libdvbv5 says against the group just parsed, without the place in our copy of it.
-    std::string complaint() {
-        std::string text = capture_.take();
-        const auto place = text.find(" while parsing line");
-        text.erase(std::min(place, text.size()));
-        if (const auto begin = text.find("ERROR "); begin != std::string::npos) {
-            text.erase(0, begin + 6);
-        }
-        return text.empty() ? "libdvbv5 cannot read it" : text;
-    }
-
- private:
-    int memory_;
-    std::string path_;
-    StandardErrorCapture capture_;
-};
-
-std::optional<std::uint32_t> property(const dvb_entry &entry, std::uint32_t key) {
-    std::uint32_t value = absent;
-    // The library takes a pointer to non-const and does not write.
-    const int result = dvb_retrieve_entry_prop(const_cast<dvb_entry *>(&entry), key, &value);
-    return result == 0 && value != absent ? std::optional(value) : std::nullopt;
+// The word that a group says behind a key; open without one.
+template <typename Value>
+Word<Value> word_of(const TableGroup &group, const Key<Value> &key) {
+    const TableLine *line = group.find(key.name);
+    const Word<Value> *word = line == nullptr ? nullptr : key.find(line->value);
+    return word == nullptr ? Word<Value>{} : *word;
 }
 
-template <typename Value, std::size_t count>
-std::optional<Value> looked_up(const std::array<std::pair<std::uint32_t, Value>, count> &table,
-                               std::uint32_t key) {
-    const auto found = std::find_if(table.begin(), table.end(),
-                                    [key](const auto &row) { return row.first == key; });
-    return found == table.end() ? std::nullopt : std::optional(found->second);
+template <typename Value>
+bool has_no_word_for(const Key<Value> &key, const TableLine &line) {
+    return line.key == key.name && key.find(line.value) == nullptr;
 }
 
-constexpr std::array<std::pair<std::uint32_t, broadcast::Polarisation>, 4> polarisations{{
-    {POLARIZATION_H, broadcast::Polarisation::horizontal},
-    {POLARIZATION_V, broadcast::Polarisation::vertical},
-    {POLARIZATION_L, broadcast::Polarisation::left},
-    {POLARIZATION_R, broadcast::Polarisation::right},
-}};
-
-// Where a table leaves the modulation open, QPSK is meant.
-constexpr std::array<std::pair<std::uint32_t, broadcast::Modulation>, 5> modulations{{
-    {QPSK, broadcast::Modulation::qpsk},
-    {QAM_AUTO, broadcast::Modulation::qpsk},
-    {PSK_8, broadcast::Modulation::psk8},
-    {APSK_16, broadcast::Modulation::apsk16},
-    {APSK_32, broadcast::Modulation::apsk32},
-}};
-
-constexpr std::array<std::pair<std::uint32_t, broadcast::CodeRate>, 10> code_rates{{
-    {FEC_2_5, broadcast::CodeRate::r2_5},
-    {FEC_1_2, broadcast::CodeRate::r1_2},
-    {FEC_3_5, broadcast::CodeRate::r3_5},
-    {FEC_2_3, broadcast::CodeRate::r2_3},
-    {FEC_3_4, broadcast::CodeRate::r3_4},
-    {FEC_4_5, broadcast::CodeRate::r4_5},
-    {FEC_5_6, broadcast::CodeRate::r5_6},
-    {FEC_7_8, broadcast::CodeRate::r7_8},
-    {FEC_8_9, broadcast::CodeRate::r8_9},
-    {FEC_9_10, broadcast::CodeRate::r9_10},
-}};
-
-constexpr std::array<std::pair<std::uint32_t, broadcast::RollOff>, 4> roll_offs{{
-    {ROLLOFF_35, broadcast::RollOff::r35},
-    {ROLLOFF_AUTO, broadcast::RollOff::r35},
-    {ROLLOFF_25, broadcast::RollOff::r25},
-    {ROLLOFF_20, broadcast::RollOff::r20},
-}};
-
-// A row without its place and name, or the reason why it is none.
-using RowReading = std::variant<TableRow, std::string>;
-
-constexpr int switch_ports = 4;
-
-std::string frequency_fault(std::optional<std::uint32_t> khz) {
-    if (!khz || *khz == 0) {
-        return "no frequency";
-    }
-    if (*khz < lowest_khz) {
-        return fmt::format("frequency {} kHz is too low; is it in MHz?", *khz);
-    }
-    if (*khz > highest_khz) {
-        return fmt::format("frequency {} kHz is too high; is it in Hz?", *khz);
+// The complaint about the first line whose key has no such word; empty without one.
+std::string word_fault(const TableGroup &group) {
+    for (const TableLine &line : group.lines) {
+        if (has_no_word_for(delivery_system_key, line) || has_no_word_for(polarisation_key, line) ||
+            has_no_word_for(modulation_key, line) || has_no_word_for(code_rate_key, line) ||
+            has_no_word_for(roll_off_key, line) || has_no_word_for(pilot_key, line) ||
+            has_no_word_for(inversion_key, line)) {
+            return fmt::format("value {} is invalid for {}", line.value, line.key);
+        }
     }
     return "";
 }
 
-std::string symbol_rate_fault(std::optional<std::uint32_t> rate) {
-    if (!rate || *rate == 0) {
+std::uint32_t number_of(const TableGroup &group, std::string_view key) {
+    const TableLine *line = group.find(key);
+    return line == nullptr ? unknown : whole_number(line->value).value_or(unknown);
+}
+
+// A row without its place and name, or the reason why it is none.
+using RowReading = std::variant<TableRow, std::string>;
+
+constexpr std::uint32_t switch_ports = 4;
+
+std::string frequency_fault(std::uint32_t khz) {
+    if (khz == unknown || khz == 0) {
+        return "no frequency";
+    }
+    if (khz < lowest_khz) {
+        return fmt::format("frequency {} kHz is too low; is it in MHz?", khz);
+    }
+    if (khz > highest_khz) {
+        return fmt::format("frequency {} kHz is too high; is it in Hz?", khz);
+    }
+    return "";
+}
+
+std::string symbol_rate_fault(std::uint32_t rate) {
+    if (rate == unknown || rate == 0) {
         return "no symbol rate";
     }
-    if (*rate < lowest_symbol_rate || *rate > highest_symbol_rate) {
-        return fmt::format("absurd symbol rate: {} sym/s", *rate);
+    if (rate < lowest_symbol_rate || rate > highest_symbol_rate) {
+        return fmt::format("absurd symbol rate: {} sym/s", rate);
     }
     return "";
 }
 
 // Read the keys that only refine the carrier.
-std::string refine(const dvb_entry &entry, broadcast::Transponder &transponder) {
-    const auto modulation =
-        looked_up(modulations, property(entry, DTV_MODULATION).value_or(QAM_AUTO));
-    if (!modulation) {
+std::string refine(const TableGroup &group, broadcast::Transponder &transponder) {
+    const auto modulation = word_of(group, modulation_key);
+    if (modulation.sense == Sense::foreign) {
         return "a modulation that is not transmitted by satellite";
     }
-    transponder.modulation = *modulation;
-    const std::uint32_t fec = property(entry, DTV_INNER_FEC).value_or(FEC_AUTO);
-    transponder.code_rate = looked_up(code_rates, fec);
-    if (!transponder.code_rate && fec != FEC_AUTO && fec != FEC_NONE) {
+    // Where a table leaves the modulation open, QPSK is meant.
+    transponder.modulation = modulation.value_or(broadcast::Modulation::qpsk);
+    const auto code_rate = word_of(group, code_rate_key);
+    if (code_rate.sense == Sense::foreign) {
         return "a code rate that is not transmitted by satellite";
     }
-    const auto roll_off = looked_up(roll_offs, property(entry, DTV_ROLLOFF).value_or(ROLLOFF_AUTO));
-    if (!roll_off) {
-        return "a roll-off that is not transmitted by satellite";
+    if (code_rate.sense == Sense::value) {
+        transponder.code_rate = code_rate.value;
     }
-    transponder.roll_off = *roll_off;
-    transponder.pilots = property(entry, DTV_PILOT) == PILOT_ON;
-    transponder.inverted = property(entry, DTV_INVERSION) == INVERSION_ON;
+    transponder.roll_off = word_of(group, roll_off_key).value_or(broadcast::RollOff::r35);
+    transponder.pilots = word_of(group, pilot_key).value_or(false);
+    transponder.inverted = word_of(group, inversion_key).value_or(false);
     return "";
 }
 
-RowReading read_entry(const dvb_entry &entry) {
-    const auto system = property(entry, DTV_DELIVERY_SYSTEM);
-    if (!system) {
-        return "no delivery system";
-    }
-    if (*system != SYS_DVBS && *system != SYS_DVBS2) {
-        return "a delivery system other than DVB-S and DVB-S2";
-    }
-    const auto khz = property(entry, DTV_FREQUENCY);
-    if (std::string fault = frequency_fault(khz); !fault.empty()) {
-        return fault;
-    }
-    const auto rate = property(entry, DTV_SYMBOL_RATE);
-    if (std::string fault = symbol_rate_fault(rate); !fault.empty()) {
-        return fault;
-    }
-    const auto polarisation =
-        looked_up(polarisations, property(entry, DTV_POLARIZATION).value_or(POLARIZATION_OFF));
-    if (!polarisation) {
-        return "no polarisation";
-    }
-    if (entry.sat_number >= switch_ports) {
-        return fmt::format("SAT_NUMBER {} is no port of a committed switch", entry.sat_number);
+RowReading read_row(const TableGroup &group) {
+    const auto system = word_of(group, delivery_system_key);
+    if (system.sense != Sense::value) {
+        return system.sense == Sense::open ? "no delivery system"
+                                           : "a delivery system other than DVB-S and DVB-S2";
     }
     TableRow row;
-    row.switch_port = static_cast<unsigned>(std::max(entry.sat_number, -1) + 1);
-    row.transponder.frequency_khz = *khz;
-    row.transponder.symbol_rate = *rate;
-    row.transponder.polarisation = *polarisation;
-    row.transponder.system =
-        *system == SYS_DVBS2 ? broadcast::System::dvbs2 : broadcast::System::dvbs;
-    if (std::string fault = refine(entry, row.transponder); !fault.empty()) {
+    row.transponder.system = system.value;
+    row.transponder.frequency_khz = number_of(group, frequency_key);
+    if (std::string fault = frequency_fault(row.transponder.frequency_khz); !fault.empty()) {
+        return fault;
+    }
+    row.transponder.symbol_rate = number_of(group, symbol_rate_key);
+    if (std::string fault = symbol_rate_fault(row.transponder.symbol_rate); !fault.empty()) {
+        return fault;
+    }
+    const auto polarisation = word_of(group, polarisation_key);
+    if (polarisation.sense != Sense::value) {
+        return "no polarisation";
+    }
+    row.transponder.polarisation = polarisation.value;
+    if (const std::uint32_t port = number_of(group, satellite_key); port != unknown) {
+        if (port >= switch_ports) {
+            return fmt::format("SAT_NUMBER {} is no port of a committed switch", port);
+        }
+        row.switch_port = port + 1;
+    }
+    if (std::string fault = refine(group, row.transponder); !fault.empty()) {
         return fault;
     }
     return row;
 }
 
-RowReading read_group(const TableGroup &group, GroupParser &parser) {
+RowReading read_group(const TableGroup &group) {
     if (!group.fault.empty()) {
         return group.fault;
     }
-    const ParsedFile parsed = parser.parse(group.text);
-    if (!parsed || parsed->first_entry == nullptr) {
-        return parser.complaint();
+    if (std::string fault = word_fault(group); !fault.empty()) {
+        return fault;
     }
-    return read_entry(*parsed->first_entry);
+    return read_row(group);
 }
 
 Table table_of(const std::vector<TableGroup> &groups, const std::filesystem::path &file) {
     Table table;
     table.file = file;
     table.name = file.filename().string();
-    GroupParser parser;
     unsigned number = 0;
     for (const TableGroup &group : groups) {
         const RowPlace place{++number, group.line};
-        RowReading reading = read_group(group, parser);
+        RowReading reading = read_group(group);
         if (auto *row = std::get_if<TableRow>(&reading)) {
             row->place = place;
             row->name = group.name;
@@ -247,13 +166,6 @@ Table table_of(const std::vector<TableGroup> &groups, const std::filesystem::pat
         }
     }
     return table;
-}
-
-std::string lower(std::string_view text) {
-    std::string result(text);
-    std::transform(result.begin(), result.end(), result.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return result;
 }
 
 using Choice = std::vector<const TableRow *>;
@@ -269,8 +181,8 @@ Choice rows_with(const Table &table, const auto &fits) {
 }
 
 Choice rows_named(const Table &table, const std::string &name) {
-    return rows_with(table, [wanted = lower(name)](const TableRow &row) {
-        return !row.name.empty() && lower(row.name) == wanted;
+    return rows_with(table, [&name](const TableRow &row) {
+        return !row.name.empty() && same_word(row.name, name);
     });
 }
 
@@ -286,6 +198,7 @@ Choice rows_numbered(const Table &table, const std::string &number) {
 
 Choice rows_at_frequency(const Table &table, std::string text) {
     constexpr std::uint32_t tolerance_khz = 2000;
+    constexpr std::uint32_t unreachable_khz = std::numeric_limits<std::uint32_t>::max();
     std::optional<broadcast::Polarisation> polarisation;
     if (!text.empty() && std::isalpha(static_cast<unsigned char>(text.back())) != 0) {
         polarisation = broadcast::polarisation_named(text.substr(text.size() - 1));
@@ -301,7 +214,7 @@ Choice rows_at_frequency(const Table &table, std::string text) {
     const auto distance_khz = [khz, polarisation](const TableRow &row) {
         const std::uint32_t at = row.transponder.frequency_khz;
         const bool fits = !polarisation || row.transponder.polarisation == *polarisation;
-        return !fits ? absent : at > khz ? at - khz : khz - at;
+        return !fits ? unreachable_khz : at > khz ? at - khz : khz - at;
     };
     for (const TableRow &row : table.rows) {
         nearest_khz = std::min(nearest_khz, distance_khz(row));

@@ -43,8 +43,7 @@ struct Table {
     [[nodiscard]] broadcast::Satellite satellite_at(unsigned switch_port) const;
 };
 
-// Read a DVBv5 table with libdvbv5, row by row behind the guard of table_file.h: a wrong row is
-// rejected with its reason and costs no other row.
+// Read a DVBv5 table: a wrong row is rejected with its reason and costs no other row.
 // Throws TableError for what is no table at all.
 Table read_table(const std::filesystem::path &file);
 

@@ -12,19 +12,22 @@
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <utility>
+
+#include "host/tables/vocabulary.h"
 
 namespace host {
 
 namespace {
 
-// libdvbv5 formats its complaint about a value into 80 bytes together with the key; this much of a
-// value fits beside its longest key, and no value that means anything is half as long.
+// No value that means anything is half as long, and other programs end on the first that is much
+// longer.
 constexpr std::size_t longest_value = 31;
 constexpr std::size_t longest_line = 1000;
 constexpr std::size_t largest_file = 16U << 20U;
 
-constexpr std::array<std::string_view, 5> whole_number_keys{"FREQUENCY", "SYMBOL_RATE", "STREAM_ID",
-                                                            "BANDWIDTH_HZ", "SAT_NUMBER"};
+constexpr std::array<std::string_view, 5> whole_number_keys{
+    frequency_key, symbol_rate_key, stream_key, bandwidth_key, satellite_key};
 
 std::string_view trimmed(std::string_view text) {
     constexpr std::string_view blanks = " \t\r\f\v";
@@ -43,28 +46,18 @@ std::string_view trimmed(std::string_view text) {
     throw TableError(fmt::format("{}:{}: {}", file, line, problem));
 }
 
-bool is_whole_number(std::string_view text) {
-    std::uint32_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc{} && end == text.data() + text.size();
-}
-
 // Lists of service components may be of any length and say nothing about a transponder.
 bool describes_service(std::string_view key) {
     return key.find("PID") != std::string_view::npos || key == "VCHANNEL" || key == "SERVICE_ID";
 }
 
-struct KeyValue {
-    std::string key;
-    std::string_view value;
-};
-
-std::optional<KeyValue> key_value(std::string_view line) {
+std::optional<TableLine> key_value(std::string_view line) {
     const auto equals = line.find('=');
     if (equals == std::string_view::npos) {
         return std::nullopt;
     }
-    KeyValue pair{std::string(trimmed(line.substr(0, equals))), trimmed(line.substr(equals + 1))};
+    TableLine pair{std::string(trimmed(line.substr(0, equals))),
+                   std::string(trimmed(line.substr(equals + 1)))};
     std::transform(pair.key.begin(), pair.key.end(), pair.key.begin(), [](char c) {
         return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
     });
@@ -82,12 +75,11 @@ TableGroup begin_group(std::string_view line, unsigned number, std::string_view 
     if (group.name == "CHANNEL") {
         group.name.clear();
     }
-    group.text = "[CHANNEL]\n";
     return group;
 }
 
 void add_line(TableGroup &group, std::string_view line, unsigned number, std::string_view file) {
-    const auto pair = key_value(line);
+    auto pair = key_value(line);
     if (!pair || pair->key.empty()) {
         refuse(file, number, fmt::format("'{}' is no KEY = VALUE", line));
     }
@@ -99,14 +91,14 @@ void add_line(TableGroup &group, std::string_view line, unsigned number, std::st
                fmt::format("the value of {} has {} characters, a table's have at most {}",
                            pair->key, pair->value.size(), longest_value));
     }
-    const bool whole_number = std::find(whole_number_keys.begin(), whole_number_keys.end(),
-                                        pair->key) != whole_number_keys.end();
+    const bool is_number = std::find(whole_number_keys.begin(), whole_number_keys.end(),
+                                     pair->key) != whole_number_keys.end();
     if (pair->value.empty()) {
         group.fault = fmt::format("{} has no value", pair->key);
-    } else if (whole_number && !is_whole_number(pair->value)) {
+    } else if (is_number && !whole_number(pair->value)) {
         group.fault = fmt::format("{} '{}' is no whole number below 2^32", pair->key, pair->value);
     }
-    group.text += fmt::format("\t{} = {}\n", pair->key, pair->value);
+    group.lines.push_back(std::move(*pair));
 }
 
 struct CloseFile {
@@ -140,6 +132,25 @@ std::string read_file(const std::filesystem::path &path) {
 }
 
 }  // namespace
+
+const TableLine *TableGroup::find(std::string_view key) const {
+    const auto has_it = [key](const TableLine &candidate) { return candidate.key == key; };
+    // Of several polarisations or switch ports the last counts, of anything else the first: a table
+    // that repeats keys means the same to other programs.
+    if (key == polarisation_key.name || key == satellite_key) {
+        const auto last = std::find_if(lines.rbegin(), lines.rend(), has_it);
+        return last == lines.rend() ? nullptr : &*last;
+    }
+    const auto first = std::find_if(lines.begin(), lines.end(), has_it);
+    return first == lines.end() ? nullptr : &*first;
+}
+
+std::optional<std::uint32_t> whole_number(std::string_view text) {
+    std::uint32_t number = 0;
+    const char *const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc{} && stop == end ? std::optional(number) : std::nullopt;
+}
 
 std::vector<TableGroup> split_table(std::string_view text, std::string_view name) {
     std::vector<TableGroup> groups;

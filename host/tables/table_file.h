@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,16 +17,26 @@ class TableError : public ReadingError {
     using ReadingError::ReadingError;
 };
 
-// One [group] of a DVBv5 file: one transponder, or one service on it.
-struct TableGroup {
-    unsigned line = 0;  // of the [name]
-    std::string name;   // empty for the nameless "CHANNEL"
-    std::string text;   // the group as libdvbv5 may read it
-    std::string fault;  // what libdvbv5 would silently misread; empty when nothing
+struct TableLine {
+    std::string key;  // in capitals
+    std::string value;
 };
 
-// The guard in front of libdvbv5, which ends the process on long values, reads a folder or an empty
-// device as an empty table, and turns "abc" into 0. Reads the whole file and checks every line.
+// One [group] of a DVBv5 file: one transponder, or one service on it.
+struct TableGroup {
+    unsigned line = 0;             // of the [name]
+    std::string name;              // empty for the nameless "CHANNEL"
+    std::vector<TableLine> lines;  // but for those about a service
+    std::string fault;             // of a value that is missing or no number; empty when none is
+
+    // The line that counts for a key; null without one. Others of the same key are passed over.
+    [[nodiscard]] const TableLine *find(std::string_view key) const;
+};
+
+// A number below 2^32 in decimal digits and nothing else.
+std::optional<std::uint32_t> whole_number(std::string_view text);
+
+// The form of a DVBv5 file: groups of keys and values. Reads the whole file and checks every line.
 // Throws TableError with file and line for what is no table.
 std::vector<TableGroup> read_table_groups(const std::filesystem::path &file);
 

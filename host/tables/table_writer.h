@@ -24,8 +24,7 @@ struct WrittenRow {
     unsigned switch_port = 0;  // of the committed switch; 0: none
 };
 
-// The text of a DVBv5 channel file with these rows, by libdvbv5; empty without rows.
-// Throws std::system_error when it cannot be made.
+// The text of a DVBv5 channel file with these rows; empty without rows.
 std::string table_text(const std::vector<WrittenRow> &rows);
 
 }  // namespace host

@@ -24,11 +24,40 @@ WrittenRow full_row() {
     return row;
 }
 
-// What libdvbv5 reads of the rows.
+// What is read of the rows.
 std::vector<broadcast::Transponder> read_back(const std::vector<WrittenRow> &rows) {
     const host::Table table = host::parse_table(table_text(rows), "written");
     EXPECT_TRUE(table.rejected.empty());
     return table.satellite().transponders;
+}
+
+TEST(TableWriter, a_row_has_every_key_of_its_system) {
+    WrittenRow dvbs = full_row();
+    dvbs.system = broadcast::System::dvbs;
+    dvbs.switch_port = 2;
+
+    EXPECT_EQ(table_text({dvbs, full_row()}),
+              "[CHANNEL]\n"
+              "\tSAT_NUMBER = 1\n"
+              "\tDELIVERY_SYSTEM = DVBS\n"
+              "\tFREQUENCY = 11494123\n"
+              "\tPOLARIZATION = VERTICAL\n"
+              "\tSYMBOL_RATE = 21999000\n"
+              "\tINNER_FEC = 2/3\n"
+              "\tINVERSION = ON\n"
+              "\n"
+              "[CHANNEL]\n"
+              "\tDELIVERY_SYSTEM = DVBS2\n"
+              "\tFREQUENCY = 11494123\n"
+              "\tPOLARIZATION = VERTICAL\n"
+              "\tSYMBOL_RATE = 21999000\n"
+              "\tINNER_FEC = 2/3\n"
+              "\tMODULATION = PSK/8\n"
+              "\tPILOT = ON\n"
+              "\tROLLOFF = 20\n"
+              "\tINVERSION = ON\n"
+              "\tSTREAM_ID = 0\n"
+              "\n");
 }
 
 TEST(TableWriter, what_is_written_is_read_back) {
