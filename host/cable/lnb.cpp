@@ -6,36 +6,26 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
-
-extern "C" {
-#include <libdvbv5/dvb-sat.h>
-}
+#include <iterator>
 
 #include "host/cable/frequency.h"
+#include "host/cable/lnb_types.h"
 #include "host/terminal/reading_error.h"
+#include "host/terminal/same_word.h"
 
 namespace host {
 
 namespace {
 
-std::vector<broadcast::Lnb> read_known_lnbs() {
+std::vector<broadcast::Lnb> expressible_types() {
     std::vector<broadcast::Lnb> known;
-    int index = 0;
-    while (const dvb_sat_lnb *row = dvb_sat_get_lnb(index++)) {
-        if (row->lowfreq != 0) {
-            known.push_back({row->alias, row->name, row->lowfreq * 1000U, row->highfreq * 1000U,
-                             row->rangeswitch * 1000U});
+    for (const LnbType &type : lnb_types) {
+        if (type.low_mhz != 0) {
+            known.push_back({std::string(type.name), std::string(type.description),
+                             type.low_mhz * 1000U, type.high_mhz * 1000U, type.switch_mhz * 1000U});
         }
     }
     return known;
-}
-
-bool same_name(std::string_view a, std::string_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
-        return std::toupper(static_cast<unsigned char>(x)) ==
-               std::toupper(static_cast<unsigned char>(y));
-    });
 }
 
 std::uint32_t parse_oscillator(std::string_view text, std::string_view whole) {
@@ -72,23 +62,25 @@ broadcast::Lnb parse_oscillators(std::string_view text) {
 }  // namespace
 
 const std::vector<broadcast::Lnb> &known_lnbs() {
-    static const std::vector<broadcast::Lnb> known = read_known_lnbs();
+    static const std::vector<broadcast::Lnb> known = expressible_types();
     return known;
 }
 
 const broadcast::Lnb &lnb_named(std::string_view name) {
     const auto &known = known_lnbs();
     const auto found = std::find_if(known.begin(), known.end(), [name](const broadcast::Lnb &lnb) {
-        return same_name(lnb.name, name);
+        return same_word(lnb.name, name);
     });
     if (found == known.end()) {
         std::vector<std::string> names;
         std::transform(known.begin(), known.end(), std::back_inserter(names),
                        [](const broadcast::Lnb &lnb) { return lnb.name; });
-        const bool in_table = dvb_sat_search_lnb(std::string(name).c_str()) >= 0;
+        const bool is_type =
+            std::any_of(lnb_types.begin(), lnb_types.end(),
+                        [name](const LnbType &type) { return same_word(type.name, name); });
         throw FormError(fmt::format(
             "LNB '{}' {}; known are {}, or give LOW[,HIGH[,SWITCH]] in MHz", name,
-            in_table ? "needs more oscillators than a request can carry" : "is not known",
+            is_type ? "needs more oscillators than a request can carry" : "is not known",
             fmt::join(names, ", ")));
     }
     return *found;

@@ -10,7 +10,7 @@
 
 namespace host {
 
-// The rows of libdvbv5's LNB table that three oscillator words can express, in its order.
+// The types that three oscillator words can express, in the order of lnb_types.
 const std::vector<broadcast::Lnb> &known_lnbs();
 
 // The row of that name. Throws FormError.
