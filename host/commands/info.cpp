@@ -9,10 +9,6 @@
 #include <utility>
 #include <vector>
 
-extern "C" {
-#include <libdvbv5/libdvb-version.h>
-}
-
 #include "host/session/placeholder_firmware.h"
 #include "host/session/rig.h"
 #include "host/terminal/presentation.h"
@@ -24,8 +20,7 @@ namespace {
 Json describe_program(const std::string &cli11_version) {
     return {{"version", DS3000_VERSION},
             {"libraries",
-             {{"libdvbv5", LIBDVBV5_VERSION},
-              {"cli11", cli11_version},
+             {{"cli11", cli11_version},
               {"fmt", fmt::format("{}.{}.{}", FMT_VERSION / 10000, FMT_VERSION / 100 % 100,
                                   FMT_VERSION % 100)},
               {"nlohmann_json",

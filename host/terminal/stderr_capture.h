@@ -7,8 +7,8 @@
 
 namespace host {
 
-// While one exists, what the process writes to standard error goes into memory: the driver and
-// libdvbv5 write there, and what they say belongs to the message about what they did.
+// While one exists, what the process writes to standard error goes into memory: the driver writes
+// there, and what it says belongs to the message about what it did.
 // The program itself speaks through Console, which keeps the standard error it was started with.
 // Should the process die meanwhile, what was captured comes out on that standard error.
 class StandardErrorCapture {
