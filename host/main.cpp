@@ -6,6 +6,7 @@
 #include <exception>
 
 #include "host/commands/run_program.h"
+#include "host/terminal/failure.h"
 
 namespace {
 

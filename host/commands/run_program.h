@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "host/commands/program.h"
-
 namespace host {
 
 // Run ds3000-ctl. Returns the process's exit status.
