@@ -48,11 +48,11 @@ struct Place {
 };
 
 // Myers' greedy search for the furthest place that each number of edits reaches on each diagonal.
-class Search {
+class ShortestEdit {
  public:
     using Numbers = std::vector<std::size_t>;
 
-    Search(const Numbers &a, const Numbers &b, Place begin)
+    ShortestEdit(const Numbers &a, const Numbers &b, Place begin)
         : a_(a),
           b_(b),
           begin_(begin),
@@ -165,7 +165,7 @@ std::vector<DiffHunk> differences(const std::vector<Event> &a, const std::vector
     std::vector<DiffHunk> hunks;
     Place place{0, 0};
     while (place.a < std::ssize(a) || place.b < std::ssize(b)) {
-        const std::vector<Place> places = Search(numbers_a, numbers_b, place).run();
+        const std::vector<Place> places = ShortestEdit(numbers_a, numbers_b, place).run();
         for (auto end = places.rbegin(); end != places.rend(); end += 2) {
             add_gap(hunks, place, *end);
             place = *(end + 1);
