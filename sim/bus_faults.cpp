@@ -42,9 +42,11 @@ Disturbance BusFaults::disturb(std::uint8_t address, std::uint64_t now_ns) {
                 break;
             case Fault::Kind::bus_stuck:
                 disturbance.refused = true;
+                disturbance.lengthens = true;
                 disturbance.stuck_ns = ns_of_ms(fault.timeout_ms);
                 break;
             default:
+                disturbance.lengthens = true;
                 disturbance.slowness *= fault.factor;
                 break;
         }

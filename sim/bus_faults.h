@@ -12,8 +12,13 @@ namespace sim {
 // What the scenario's faults do to one transfer.
 struct Disturbance {
     bool refused = false;
+    bool lengthens = false;
     std::uint64_t stuck_ns = 0;  // the host waits so long for a bus that does not come free
     double slowness = 1;
+
+    [[nodiscard]] std::uint64_t lengthened(std::uint64_t duration_ns) const {
+        return stuck_ns + static_cast<std::uint64_t>(static_cast<double>(duration_ns) * slowness);
+    }
 };
 
 // The scenario's faults of the bus itself.
