@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <atomic>
 #include <optional>
 
 #include "broadcast/modcod.h"
@@ -22,6 +21,9 @@ namespace sim {
 
 namespace {
 
+using Kind = board::Transfer::Kind;
+using Stage = board::Transfer::Stage;
+
 constexpr std::uint8_t demodulator_address = 0xD0;
 constexpr std::uint8_t tuner_address = 0xC0;
 constexpr std::uint8_t lnbh23_address = 0x14;
@@ -32,25 +34,6 @@ constexpr unsigned supply_18v_line = 7;
 std::uint64_t bits_of(std::size_t bytes, bool stops) {
     return 1 + 9 * (bytes + 1) + (stops ? 1 : 0);
 }
-
-// Holds the bus for one transfer; empty-handed when another thread has it.
-class BusClaim {
- public:
-    explicit BusClaim(std::atomic_flag &taken)
-        : taken_(&taken), held_(!taken.test_and_set(std::memory_order_acquire)) {}
-    BusClaim(const BusClaim &) = delete;
-    BusClaim &operator=(const BusClaim &) = delete;
-    ~BusClaim() {
-        if (held_) {
-            taken_->clear(std::memory_order_release);
-        }
-    }
-    [[nodiscard]] bool held() const { return held_; }
-
- private:
-    std::atomic_flag *taken_;
-    bool held_;
-};
 
 }  // namespace
 
@@ -71,13 +54,7 @@ class Receiver::Impl final : public SignalSource {
         next_event_ns_ = calendar_.next_after(caught_up_ns_);
     }
 
-    // The bus.
-    void *open_bus();
-    void close_bus(void *bus);
-    bool check_address(void *bus, unsigned address);
-    bool write(void *bus, unsigned address, std::span<const std::uint8_t> data, unsigned flags);
-    bool read(void *bus, unsigned address, std::span<std::uint8_t> data);
-    void set_gpio(unsigned line, unsigned level);
+    void perform(board::Transfer &transfer);
 
     // What the demodulator asks about its input.
     FoundCarrier find(const CarrierSearch &search) override { return passband().find(search); }
@@ -109,24 +86,30 @@ class Receiver::Impl final : public SignalSource {
     void catch_up() { catch_up_to(clock_->now_ns()); }
 
  private:
-    // One transfer from start to stop, without what it does to the device.
-    struct Shape {
-        Transfer::Kind kind;
-        std::uint8_t address;
-        std::size_t length;
-        bool stops;
-    };
     struct Outcome {
         bool acknowledged;
         std::uint64_t now_ns;
     };
-    bool may_transfer(void *bus, const char *what);
-    void note_left_open(const Shape &shape);
-    Outcome transfer(const Shape &shape, std::span<const std::uint8_t> data);
+    bool may_use(void *bus, const char *what) {
+        return (bus_open_ && bus == &bus_open_) || refuse(what);
+    }
+    bool may_carry(const board::Transfer &asked, const char *what) {
+        return asked.stage == Stage::clashing ? refuse_clash() : may_use(asked.bus, what);
+    }
+    bool refuse(const char *what);
+    bool refuse_clash();
+    bool probe(const board::Transfer &transfer);
+    bool write(const board::Transfer &transfer);
+    bool end_open_write(Stage stage);
+    bool read(board::Transfer &transfer);
+    void set_gpio(unsigned line, unsigned level);
+    Outcome transfer(Transfer::Kind kind, std::uint8_t address, std::size_t length,
+                     std::span<const std::uint8_t> data);
     [[nodiscard]] bool answers(std::uint8_t address, bool repeater_open) const;
     void deliver(std::uint8_t address, std::span<const std::uint8_t> data, std::uint64_t now_ns);
     std::uint8_t fetch(std::uint8_t address, std::uint64_t now_ns);
-    void record(const Shape &shape, std::span<const std::uint8_t> data, const Outcome &outcome);
+    void record(Transfer::Kind kind, std::uint8_t address, std::span<const std::uint8_t> data,
+                const Outcome &outcome);
 
     void catch_up_to(std::uint64_t now_ns);
     void let_happen(std::uint64_t now_ns);
@@ -147,9 +130,7 @@ class Receiver::Impl final : public SignalSource {
     Demodulator demodulator_;
     BusStatistics statistics_;
 
-    std::atomic_flag bus_taken_ = ATOMIC_FLAG_INIT;
     bool bus_open_ = false;
-    std::optional<std::uint8_t> open_address_;  // of a transfer that waits for its read
     std::uint8_t demodulator_pointer_ = 0;
     std::uint8_t tuner_pointer_ = 0;
 
@@ -161,33 +142,47 @@ class Receiver::Impl final : public SignalSource {
     bool level_is_known_ = false;
 };
 
-void *Receiver::Impl::open_bus() {
-    bus_open_ = true;
-    return &bus_open_;
-}
-
-void Receiver::Impl::close_bus(void *bus) {
-    if (may_transfer(bus, "close")) {
-        bus_open_ = false;
+void Receiver::Impl::perform(board::Transfer &asked) {
+    switch (asked.kind) {
+        case Kind::bus_open:
+            bus_open_ = true;
+            asked.bus = &bus_open_;
+            break;
+        case Kind::bus_close:
+            if (may_use(asked.bus, "close")) {
+                bus_open_ = false;
+            }
+            break;
+        case Kind::check:
+            asked.value = may_carry(asked, "probe") && probe(asked) ? 1 : 0;
+            break;
+        case Kind::write:
+            asked.answer(write(asked));
+            break;
+        case Kind::read:
+        case Kind::fetch:
+            asked.answer(may_carry(asked, "read") && read(asked));
+            break;
+        case Kind::gpio:
+            set_gpio(asked.line, asked.value);
+            break;
+        case Kind::log:
+            log_lines.push_back(asked.text);
+            break;
+        default:
+            break;
     }
 }
 
-bool Receiver::Impl::may_transfer(void *bus, const char *what) {
-    if (bus_open_ && bus == &bus_open_) {
-        return true;
-    }
+bool Receiver::Impl::refuse(const char *what) {
     watch_.complain(Offence::closed_bus, clock_->now_ns(),
                     fmt::format("{} on a bus that is not open", what));
     return false;
 }
 
-void Receiver::Impl::note_left_open(const Shape &shape) {
-    const bool continues = shape.kind == Transfer::Kind::read && open_address_ == shape.address;
-    if (open_address_ && !continues) {
-        watch_.complain(Offence::transfer_left_open, clock_->now_ns(),
-                        "a register address was not followed by its read");
-    }
-    open_address_.reset();
+bool Receiver::Impl::refuse_clash() {
+    watch_.complain_of_threads();
+    return false;
 }
 
 bool Receiver::Impl::answers(std::uint8_t address, bool repeater_open) const {
@@ -203,15 +198,16 @@ bool Receiver::Impl::answers(std::uint8_t address, bool repeater_open) const {
     }
 }
 
-Receiver::Impl::Outcome Receiver::Impl::transfer(const Shape &shape,
+// One transfer from start to stop or until it is left open, without what it does to the device.
+Receiver::Impl::Outcome Receiver::Impl::transfer(Transfer::Kind kind, std::uint8_t address,
+                                                 std::size_t length,
                                                  std::span<const std::uint8_t> data) {
-    note_left_open(shape);
+    const bool stops = kind != Transfer::Kind::open_write;
     const bool repeater_open = setup_.demodulator_fitted && demodulator_.take_repeater();
-    const Disturbance disturbance = bus_faults_.next_transfer(shape.address, clock_->now_ns());
-    Outcome outcome{!disturbance.refused && answers(shape.address, repeater_open), 0};
+    const Disturbance disturbance = bus_faults_.next_transfer(address, clock_->now_ns());
+    Outcome outcome{!disturbance.refused && answers(address, repeater_open), 0};
     // A device that does not acknowledge its address ends the transfer there.
-    const std::uint64_t bits =
-        outcome.acknowledged ? bits_of(shape.length, shape.stops) : bits_of(0, true);
+    const std::uint64_t bits = outcome.acknowledged ? bits_of(length, stops) : bits_of(0, true);
     const std::uint64_t duration_ns = bus_clock_.duration_ns(bits);
     outcome.now_ns =
         clock_->spend_ns(disturbance.lengthens ? disturbance.lengthened(duration_ns) : duration_ns);
@@ -221,15 +217,13 @@ Receiver::Impl::Outcome Receiver::Impl::transfer(const Shape &shape,
         ++statistics_.refused;
     }
     catch_up_to(outcome.now_ns);
-    record(shape, data, outcome);
-    if (shape.address == tuner_address && !repeater_open) {
-        watch_.complain(Offence::tuner_without_repeater, outcome.now_ns,
-                        demodulator_.powered() ? "the repeater was not opened for this transfer"
-                                               : "the demodulator with the repeater is off");
-    }
-    if (outcome.acknowledged && !shape.stops) {
-        open_address_ = shape.address;
-        if (shape.address == tuner_address) {
+    record(kind, address, data, outcome);
+    if (address == tuner_address) {
+        if (!repeater_open) {
+            watch_.complain(Offence::tuner_without_repeater, outcome.now_ns,
+                            demodulator_.powered() ? "the repeater was not opened for this transfer"
+                                                   : "the demodulator with the repeater is off");
+        } else if (outcome.acknowledged && !stops) {
             demodulator_.reopen_repeater();
         }
     }
@@ -237,12 +231,12 @@ Receiver::Impl::Outcome Receiver::Impl::transfer(const Shape &shape,
 }
 
 // A part of every transfer, like the other inline ones: a call costs as much as the part.
-inline void Receiver::Impl::record(const Shape &shape, std::span<const std::uint8_t> data,
-                                   const Outcome &outcome) {
+inline void Receiver::Impl::record(Transfer::Kind kind, std::uint8_t address,
+                                   std::span<const std::uint8_t> data, const Outcome &outcome) {
     Transfer &transfer = watch_.next_record();
-    transfer.kind = shape.kind;
+    transfer.kind = kind;
     transfer.acknowledged = outcome.acknowledged;
-    transfer.address = shape.address;
+    transfer.address = address;
     transfer.length = static_cast<std::uint8_t>(std::min<std::size_t>(data.size(), 255));
     transfer.data = {};
     const std::size_t kept = std::min(data.size(), transfer.data.size());
@@ -291,55 +285,44 @@ inline std::uint8_t Receiver::Impl::fetch(std::uint8_t address, std::uint64_t no
     return 0;  // the LNBH23's status: no overload, no overheating
 }
 
-bool Receiver::Impl::check_address(void *bus, unsigned address) {
-    const BusClaim claim(bus_taken_);
-    if (!claim.held()) {
-        watch_.complain_of_threads();
-        return false;
-    }
-    if (!may_transfer(bus, "probe")) {
-        return false;
-    }
-    return transfer({Transfer::Kind::probe, static_cast<std::uint8_t>(address), 0, true}, {})
-        .acknowledged;
+inline bool Receiver::Impl::probe(const board::Transfer &asked) {
+    const auto address = static_cast<std::uint8_t>(asked.address);
+    return transfer(Transfer::Kind::probe, address, 0, {}).acknowledged;
 }
 
-bool Receiver::Impl::write(void *bus, unsigned address, std::span<const std::uint8_t> data,
-                           unsigned flags) {
-    const BusClaim claim(bus_taken_);
-    if (!claim.held()) {
-        watch_.complain_of_threads();
+inline bool Receiver::Impl::write(const board::Transfer &asked) {
+    if (asked.stage == Stage::apart || asked.stage == Stage::dropped) {
+        return end_open_write(asked.stage);
+    }
+    if (!may_carry(asked, "write")) {
         return false;
     }
-    if (!may_transfer(bus, "write")) {
-        return false;
-    }
-    const bool stops = flags != HDI_OPEN;
-    const Shape shape{stops ? Transfer::Kind::write : Transfer::Kind::open_write,
-                      static_cast<std::uint8_t>(address), data.size(), stops};
-    const Outcome outcome = transfer(shape, data);
+    const auto kind = asked.flags == HDI_OPEN ? Transfer::Kind::open_write : Transfer::Kind::write;
+    const auto address = static_cast<std::uint8_t>(asked.address);
+    const std::span<const std::uint8_t> data = asked.sent;
+    const Outcome outcome = transfer(kind, address, data.size(), data);
     if (outcome.acknowledged) {
-        deliver(shape.address, data, outcome.now_ns);
+        deliver(address, data, outcome.now_ns);
     }
     return outcome.acknowledged;
 }
 
-bool Receiver::Impl::read(void *bus, unsigned address, std::span<std::uint8_t> data) {
-    const BusClaim claim(bus_taken_);
-    if (!claim.held()) {
-        watch_.complain_of_threads();
-        return false;
+bool Receiver::Impl::end_open_write(Stage stage) {
+    if (stage == Stage::dropped) {
+        watch_.complain(Offence::transfer_left_open, clock_->now_ns(),
+                        "a register address was not followed by its read");
     }
-    if (!may_transfer(bus, "read")) {
-        return false;
-    }
-    const Shape shape{Transfer::Kind::read, static_cast<std::uint8_t>(address), data.size(), true};
-    const Outcome outcome = transfer(shape, {});
+    return true;
+}
+
+inline bool Receiver::Impl::read(board::Transfer &asked) {
+    const auto address = static_cast<std::uint8_t>(asked.address);
+    const Outcome outcome = transfer(Transfer::Kind::read, address, asked.length, {});
     if (!outcome.acknowledged) {
         return false;
     }
-    for (std::uint8_t &value : data) {
-        value = fetch(shape.address, outcome.now_ns);
+    for (std::uint8_t &value : asked.received) {
+        value = fetch(address, outcome.now_ns);
     }
     return true;
 }
@@ -468,21 +451,7 @@ Receiver::Receiver(const Scenario &scenario, board::VirtualClock &clock)
 
 Receiver::~Receiver() = default;
 
-void *Receiver::open_bus() { return impl_->open_bus(); }
-void Receiver::close_bus(void *bus) { impl_->close_bus(bus); }
-bool Receiver::check_address(void *bus, unsigned address) {
-    return impl_->check_address(bus, address);
-}
-bool Receiver::write(void *bus, unsigned address, std::span<const std::uint8_t> data,
-                     unsigned flags) {
-    return impl_->write(bus, address, data, flags);
-}
-bool Receiver::read(void *bus, unsigned address, std::span<std::uint8_t> data, unsigned) {
-    return impl_->read(bus, address, data);
-}
-void Receiver::set_gpio(void *, unsigned line, unsigned level) { impl_->set_gpio(line, level); }
-void Receiver::log(std::string_view text) { impl_->log_lines.emplace_back(text); }
-void Receiver::wait(std::uint32_t) {}
+void Receiver::perform(board::Transfer &transfer) { impl_->perform(transfer); }
 
 void Receiver::point_at(const broadcast::Satellite &satellite, unsigned port) {
     impl_->point_at(satellite, port);

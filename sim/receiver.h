@@ -32,15 +32,7 @@ class Receiver final : public board::Board {
     Receiver(const Scenario &scenario, board::VirtualClock &clock);
     ~Receiver() override;
 
-    void *open_bus() override;
-    void close_bus(void *bus) override;
-    bool check_address(void *bus, unsigned address) override;
-    bool write(void *bus, unsigned address, std::span<const std::uint8_t> data,
-               unsigned flags) override;
-    bool read(void *bus, unsigned address, std::span<std::uint8_t> data, unsigned flags) override;
-    void set_gpio(void *bus, unsigned line, unsigned level) override;
-    void log(std::string_view text) override;
-    void wait(std::uint32_t microseconds) override;
+    void perform(board::Transfer &transfer) override;
 
     // Replace what the dish at a switch port sees; port 0 is the dish of a receiver without a
     // switch. A table's later rows that lie on an earlier row's carrier are not on the air.

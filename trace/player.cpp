@@ -12,7 +12,41 @@ namespace trace {
 
 namespace {
 
+using Stage = board::Transfer::Stage;
+
 constexpr std::size_t context_lines = 4;
+
+// A transfer without an answer, as an event would have it.
+board::Transfer as_asked(const board::Transfer &transfer) {
+    board::Transfer asked = transfer;
+    asked.received.clear();
+    if (transfer.stage == Stage::continued) {
+        asked.kind = EventKind::fetch;
+        asked.sent.clear();
+    }
+    return asked;
+}
+
+// The register read that a write left open begins.
+board::Transfer as_read(const board::Transfer &open_write) {
+    board::Transfer asked = open_write;
+    asked.kind = EventKind::read;
+    asked.flags = HDI_COMPLETE;
+    asked.length = 1;
+    asked.received = {0};
+    return asked;
+}
+
+void give_answer(const Event &event, board::Transfer &transfer) {
+    transfer.outcome = event.outcome;
+    transfer.value = event.value;
+    if (event.kind == EventKind::bus_open && event.outcome != Outcome::ok) {
+        transfer.bus = nullptr;
+    }
+    if (!event.received.empty()) {
+        transfer.received = event.received;
+    }
+}
 
 }  // namespace
 
@@ -25,25 +59,25 @@ void Player::compare_messages(std::size_t slack) {
     });
 }
 
-bool Player::same_data(const Event &expected, const Event &actual) {
-    if (expected.kind == EventKind::fetch || expected.data == actual.data) {
+bool Player::same_bytes(const Event &expected, const board::Transfer &actual) {
+    if (expected.sent == actual.sent) {
         return true;
     }
     const bool same_but_for_the_image = any_firmware_ && is_program_block(expected) &&
                                         is_program_block(actual) &&
-                                        expected.data.size() == actual.data.size();
+                                        expected.sent.size() == actual.sent.size();
     other_firmware_ = other_firmware_ || same_but_for_the_image;
     return same_but_for_the_image;
 }
 
 // Whether an expected event asks for what the driver does now; answers are not compared.
-bool Player::same_request(const Event &expected, const Event &actual) {
+bool Player::same_request(const Event &expected, const board::Transfer &actual) {
     return expected.kind == actual.kind && expected.address == actual.address &&
            expected.flags == actual.flags && expected.length == actual.length &&
            expected.line == actual.line && expected.wait_us == actual.wait_us &&
            expected.text == actual.text &&
            (expected.kind != EventKind::gpio || expected.value == actual.value) &&
-           same_data(expected, actual);
+           same_bytes(expected, actual);
 }
 
 // The first message at this place or behind it that did not come yet.
@@ -71,7 +105,7 @@ const Event *Player::next_event() {
     return next_ < expected_.size() ? &expected_[next_] : nullptr;
 }
 
-const Event *Player::expect(const Event &actual) {
+const Event *Player::expect(const board::Transfer &actual) {
     if (differs()) {
         return nullptr;
     }
@@ -146,79 +180,37 @@ void Player::message(std::string_view line) {
         }
         candidate = message_from(candidate + 1);
     }
-    Event actual{.kind = EventKind::message};
+    board::Transfer actual;
+    actual.kind = EventKind::message;
     actual.text = without_addresses(line);
     differ(next_message_, format_body(actual));
 }
 
-void *Player::open_bus() {
-    const Event *event = expect({.kind = EventKind::bus_open});
-    return event != nullptr && event->outcome != Outcome::ok ? nullptr : this;
-}
-
-void Player::close_bus(void *) { expect({.kind = EventKind::bus_close}); }
-
-bool Player::check_address(void *, unsigned address) {
-    const Event *event = expect({.kind = EventKind::check, .address = address});
-    return event != nullptr && event->value != 0;
-}
-
-bool Player::write(void *, unsigned address, std::span<const std::uint8_t> data, unsigned flags) {
-    Event actual{.kind = EventKind::write, .address = address};
-    actual.data.assign(data.begin(), data.end());
-    actual.flags = flags;
-    const Event *expected = next_event();
-    const bool expects_read = expected != nullptr && expected->kind == EventKind::read;
-    if (flags != HDI_OPEN || data.size() != 1 || (!expects_read && !differs())) {
-        const Event *event = expect(actual);
-        return event == nullptr || event->outcome == Outcome::ok;
+void Player::perform(board::Transfer &transfer) {
+    if (transfer.stage == Stage::apart || transfer.stage == Stage::dropped) {
+        return;  // what comes next tells
     }
-    actual.kind = EventKind::read;
-    actual.flags = HDI_COMPLETE;
-    const Event *event = expect(actual);
-    if (event != nullptr && event->outcome == Outcome::nack_address) {
-        return false;
+    if (open_read_ != nullptr && transfer.kind == EventKind::read) {
+        give_answer(*std::exchange(open_read_, nullptr), transfer);
+        return;
     }
-    open_read_ = event;
-    return true;
-}
-
-bool Player::read(void *, unsigned address, std::span<std::uint8_t> data, unsigned flags) {
-    std::fill(data.begin(), data.end(), std::uint8_t{0});
-    if (open_read_ != nullptr && data.size() == 1 && flags == HDI_COMPLETE &&
-        open_read_->address == address) {
-        const Event *answer = std::exchange(open_read_, nullptr);
-        data[0] = answer->value;
-        return answer->outcome == Outcome::ok;
+    const Event *next = next_event();
+    const bool opens_read = transfer.stage == Stage::opened && transfer.sent.size() == 1 &&
+                            next != nullptr && next->kind == EventKind::read;
+    const Event *event = expect(opens_read ? as_read(transfer) : as_asked(transfer));
+    if (transfer.kind == EventKind::bus_open) {
+        transfer.bus = this;
     }
-    Event actual{.kind = EventKind::fetch, .address = address};
-    actual.flags = flags;
-    actual.length = static_cast<unsigned>(data.size());
-    const Event *event = expect(actual);
-    if (event == nullptr || event->outcome != Outcome::ok) {
-        return event == nullptr;
+    if (event == nullptr) {
+        return;
     }
-    std::copy(event->data.begin(), event->data.end(), data.begin());
-    return true;
-}
-
-void Player::set_gpio(void *, unsigned line, unsigned level) {
-    Event actual{.kind = EventKind::gpio};
-    actual.line = line;
-    actual.value = static_cast<std::uint8_t>(level);
-    expect(actual);
-}
-
-void Player::log(std::string_view text) {
-    Event actual{.kind = EventKind::log};
-    actual.text = text;
-    expect(actual);
-}
-
-void Player::wait(std::uint32_t microseconds) {
-    Event actual{.kind = EventKind::wait};
-    actual.wait_us = microseconds;
-    expect(actual);
+    if (!opens_read) {
+        give_answer(*event, transfer);
+    } else if (event->outcome == Outcome::nack_address) {
+        transfer.outcome = Outcome::nack;
+    } else {
+        open_read_ = event;
+    }
 }
 
 }  // namespace trace

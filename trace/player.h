@@ -23,21 +23,14 @@ struct Difference {
 };
 
 // A board that is a transcript: it expects exactly the transcript's events in order and answers
-// as they say. The first difference is kept; from there on writes succeed and reads give 0.
+// as they say. The first difference is kept; from there on writes succeed and reads give 0. A
+// register read is one event, which comes with its first phase.
 // Messages on standard error do not count, unless the player is told to compare them.
 class Player : public board::Board {
  public:
     explicit Player(std::vector<Event> expected);
 
-    void *open_bus() override;
-    void close_bus(void *bus) override;
-    bool check_address(void *bus, unsigned address) override;
-    bool write(void *bus, unsigned address, std::span<const std::uint8_t> data,
-               unsigned flags) override;
-    bool read(void *bus, unsigned address, std::span<std::uint8_t> data, unsigned flags) override;
-    void set_gpio(void *bus, unsigned line, unsigned level) override;
-    void log(std::string_view text) override;
-    void wait(std::uint32_t microseconds) override;
+    void perform(board::Transfer &transfer) override;
 
     // Compare messages, in their own order; a transcript without any says nothing about them. A
     // message may come before `slack` others that are recorded before it: on a real system threads
@@ -70,9 +63,9 @@ class Player : public board::Board {
     [[nodiscard]] const Event *next_event();
 
  private:
-    const Event *expect(const Event &actual);
-    [[nodiscard]] bool same_request(const Event &expected, const Event &actual);
-    [[nodiscard]] bool same_data(const Event &expected, const Event &actual);
+    const Event *expect(const board::Transfer &actual);
+    [[nodiscard]] bool same_request(const Event &expected, const board::Transfer &actual);
+    [[nodiscard]] bool same_bytes(const Event &expected, const board::Transfer &actual);
     void differ(std::size_t index, const std::string &actual);
     void skip_messages();
     [[nodiscard]] std::size_t message_from(std::size_t index) const;
@@ -87,7 +80,7 @@ class Player : public board::Board {
     bool any_firmware_ = false;
     bool other_firmware_ = false;
     std::optional<Difference> difference_;
-    const Event *open_read_ = nullptr;  // whose register phase is over
+    const Event *open_read_ = nullptr;  // of which the byte is still to be read
 };
 
 }  // namespace trace

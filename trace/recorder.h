@@ -5,7 +5,6 @@
 #include <functional>
 #include <map>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -16,7 +15,8 @@
 
 namespace trace {
 
-// A board in front of another one that hands every event to a sink, in the transcript's terms.
+// A board in front of another one that hands every event to a sink, in the transcript's terms; a
+// register read is one event, when it ends.
 // Events carry time and thread when asked to: those of the virtual clock when one is in force, else
 // the time since the recorder was made, and threads named in the order in which they come.
 // Threads may come at any time, as a driver's host thread logs and waits while its worker has the
@@ -30,31 +30,12 @@ class Recorder : public board::Board {
     // Called before every event: the place to look for messages that were written since the last.
     void before_each_event(std::function<void()> look) { before_each_event_ = std::move(look); }
 
-    void *open_bus() override;
-    void close_bus(void *bus) override;
-    bool check_address(void *bus, unsigned address) override;
-    bool write(void *bus, unsigned address, std::span<const std::uint8_t> data,
-               unsigned flags) override;
-    bool read(void *bus, unsigned address, std::span<std::uint8_t> data, unsigned flags) override;
-    void set_gpio(void *bus, unsigned line, unsigned level) override;
-    void log(std::string_view text) override;
-    void wait(std::uint32_t microseconds) override;
+    void perform(board::Transfer &transfer) override;
 
     // The driver wrote a line to standard error.
     void message(std::string_view line);
 
-    // Hand over a register write that was left open and never read from.
-    void flush();
-
  private:
-    // A one-byte write left open, half of a "read", and the thread that made it.
-    struct OpenWrite {
-        Event event;
-        std::thread::id thread;
-    };
-
-    void begin_event();
-    void flush_of_this_thread();
     void emit(Event event);
     [[nodiscard]] std::string name_of_this_thread();
 
@@ -63,8 +44,7 @@ class Recorder : public board::Board {
     bool with_time_;
     std::function<void()> before_each_event_;
     std::uint64_t begin_ns_;
-    std::recursive_mutex mutex_;
-    std::optional<OpenWrite> open_write_;
+    std::mutex mutex_;
     std::map<std::thread::id, std::string> thread_names_;
 };
 

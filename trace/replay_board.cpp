@@ -76,66 +76,16 @@ void ReplayBoard::oversleep(std::size_t event, std::uint32_t microseconds) {
     }
 }
 
-void *ReplayBoard::open_bus() {
-    await_turn();
+void ReplayBoard::perform(board::Transfer &transfer) {
+    if (begins_event(transfer)) {
+        await_turn();
+    }
     const std::size_t event = player_.played();
-    void *bus = player_.open_bus();
+    player_.perform(transfer);
     keep_time(event);
-    return bus;
-}
-
-void ReplayBoard::close_bus(void *bus) {
-    await_turn();
-    const std::size_t event = player_.played();
-    player_.close_bus(bus);
-    keep_time(event);
-}
-
-bool ReplayBoard::check_address(void *bus, unsigned address) {
-    await_turn();
-    const std::size_t event = player_.played();
-    const bool answers = player_.check_address(bus, address);
-    keep_time(event);
-    return answers;
-}
-
-bool ReplayBoard::write(void *bus, unsigned address, std::span<const std::uint8_t> data,
-                        unsigned flags) {
-    await_turn();
-    const std::size_t event = player_.played();
-    const bool ok = player_.write(bus, address, data, flags);
-    keep_time(event);
-    return ok;
-}
-
-// The second phase of a register read belongs to the event of the first.
-bool ReplayBoard::read(void *bus, unsigned address, std::span<std::uint8_t> data, unsigned flags) {
-    const std::size_t event = player_.played();
-    const bool ok = player_.read(bus, address, data, flags);
-    keep_time(event);
-    return ok;
-}
-
-void ReplayBoard::set_gpio(void *bus, unsigned line, unsigned level) {
-    await_turn();
-    const std::size_t event = player_.played();
-    player_.set_gpio(bus, line, level);
-    keep_time(event);
-}
-
-void ReplayBoard::log(std::string_view text) {
-    await_turn();
-    const std::size_t event = player_.played();
-    player_.log(text);
-    keep_time(event);
-}
-
-void ReplayBoard::wait(std::uint32_t microseconds) {
-    await_turn();
-    const std::size_t event = player_.played();
-    player_.wait(microseconds);
-    keep_time(event);
-    oversleep(event, microseconds);
+    if (transfer.kind == EventKind::wait) {
+        oversleep(event, transfer.wait_us);
+    }
 }
 
 }  // namespace trace

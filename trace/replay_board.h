@@ -24,15 +24,7 @@ class ReplayBoard : public board::Board {
 
     [[nodiscard]] Player &player() { return player_; }
 
-    void *open_bus() override;
-    void close_bus(void *bus) override;
-    bool check_address(void *bus, unsigned address) override;
-    bool write(void *bus, unsigned address, std::span<const std::uint8_t> data,
-               unsigned flags) override;
-    bool read(void *bus, unsigned address, std::span<std::uint8_t> data, unsigned flags) override;
-    void set_gpio(void *bus, unsigned line, unsigned level) override;
-    void log(std::string_view text) override;
-    void wait(std::uint32_t microseconds) override;
+    void perform(board::Transfer &transfer) override;
 
  private:
     // What of an event the pace needs.

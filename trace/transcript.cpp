@@ -10,7 +10,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "board/board.h"
 #include "trace/register_names.h"
 
 namespace trace {
@@ -125,8 +124,8 @@ unsigned parse_device(std::string_view name) {
     return parse_number<unsigned>(name.substr(2), 16, "8-bit device address", 0xFF);
 }
 
-std::vector<std::uint8_t> parse_bytes(Words &words) {
-    std::vector<std::uint8_t> bytes;
+board::Bytes parse_bytes(Words &words) {
+    board::Bytes bytes;
     while (!words.empty() && words.peek() != "->" && words.peek() != "flags") {
         bytes.push_back(parse_byte(words.next("byte")));
     }
@@ -140,7 +139,7 @@ unsigned parse_flags(Words &words) {
 
 void parse_write(Words &words, Event &event) {
     event.address = parse_device(words.next("device"));
-    event.data = parse_bytes(words);
+    event.sent = parse_bytes(words);
     event.flags = parse_flags(words);
     if (words.accept("->")) {
         words.expect("nack");
@@ -150,10 +149,11 @@ void parse_write(Words &words, Event &event) {
 
 void parse_read(Words &words, Event &event) {
     event.address = parse_device(words.next("device"));
-    event.data = {parse_byte(words.next("register"))};
+    event.sent = {parse_byte(words.next("register"))};
+    event.length = 1;
     words.expect("->");
     if (!words.accept("nack")) {
-        event.value = parse_byte(words.next("value"));
+        event.received = {parse_byte(words.next("value"))};
     } else {
         event.outcome = words.accept("address") ? Outcome::nack_address : Outcome::nack;
     }
@@ -168,10 +168,10 @@ void parse_fetch(Words &words, Event &event) {
         event.outcome = Outcome::nack;
         return;
     }
-    event.data = parse_bytes(words);
-    if (event.data.size() != event.length) {
-        throw std::invalid_argument(
-            fmt::format("{} bytes were asked for, {} are here", event.length, event.data.size()));
+    event.received = parse_bytes(words);
+    if (event.received.size() != event.length) {
+        throw std::invalid_argument(fmt::format("{} bytes were asked for, {} are here",
+                                                event.length, event.received.size()));
     }
 }
 
@@ -192,12 +192,12 @@ void parse_bus(Words &words, Event &event) {
 void parse_check(Words &words, Event &event) {
     event.address = parse_device(words.next("device"));
     words.expect("->");
-    event.value = parse_number<std::uint8_t>(words.next("answer"), 10, "answer (0 or 1)", 1);
+    event.value = parse_number(words.next("answer"), 10, "answer (0 or 1)", 1U);
 }
 
 void parse_gpio(Words &words, Event &event) {
     event.line = parse_number<unsigned>(words.next("line"), 10, "GPIO line");
-    event.value = parse_number<std::uint8_t>(words.next("level"), 10, "level (0 or 1)", 1);
+    event.value = parse_number(words.next("level"), 10, "level (0 or 1)", 1U);
 }
 
 // "[12.345678 main]" in front of an event.
@@ -333,7 +333,7 @@ class TraceReader {
     std::uint64_t latest_us_ = 0;
 };
 
-std::string format_bytes(const std::vector<std::uint8_t> &bytes) {
+std::string format_bytes(const board::Bytes &bytes) {
     std::string text;
     for (const std::uint8_t byte : bytes) {
         text += fmt::format(" {:02X}", byte);
@@ -345,16 +345,16 @@ std::string format_flags(unsigned flags) {
     return flags == HDI_COMPLETE ? "" : fmt::format(" flags {}", flags);
 }
 
-std::string format_read(const Event &event) {
+std::string format_read(const board::Transfer &transfer) {
     const std::string front =
-        fmt::format("read {} {:02X} ->", device_name(event.address), event.data.at(0));
-    switch (event.outcome) {
+        fmt::format("read {} {:02X} ->", device_name(transfer.address), transfer.sent.front());
+    switch (transfer.outcome) {
         case Outcome::nack:
             return front + " nack";
         case Outcome::nack_address:
             return front + " nack address";
         default:
-            return fmt::format("{} {:02X}", front, event.value);
+            return fmt::format("{} {:02X}", front, transfer.received.front());
     }
 }
 
@@ -404,33 +404,33 @@ std::string device_name(unsigned address) {
     return fmt::format("0x{:02X}", address);
 }
 
-std::string format_body(const Event &event) {
-    const bool failed = event.outcome != Outcome::ok;
-    switch (event.kind) {
+std::string format_body(const board::Transfer &transfer) {
+    const bool failed = transfer.outcome != Outcome::ok;
+    switch (transfer.kind) {
         case EventKind::bus_open:
             return failed ? "bus open -> fail" : "bus open -> ok";
         case EventKind::bus_close:
             return "bus close";
         case EventKind::check:
-            return fmt::format("check {} -> {}", device_name(event.address), event.value);
+            return fmt::format("check {} -> {}", device_name(transfer.address), transfer.value);
         case EventKind::write:
-            return fmt::format("write {}{}{}{}", device_name(event.address),
-                               format_bytes(event.data), format_flags(event.flags),
+            return fmt::format("write {}{}{}{}", device_name(transfer.address),
+                               format_bytes(transfer.sent), format_flags(transfer.flags),
                                failed ? " -> nack" : "");
         case EventKind::read:
-            return format_read(event);
+            return format_read(transfer);
         case EventKind::fetch:
-            return fmt::format("fetch {} {}{} ->{}", device_name(event.address), event.length,
-                               format_flags(event.flags),
-                               failed ? " nack" : format_bytes(event.data));
+            return fmt::format("fetch {} {}{} ->{}", device_name(transfer.address), transfer.length,
+                               format_flags(transfer.flags),
+                               failed ? " nack" : format_bytes(transfer.received));
         case EventKind::gpio:
-            return fmt::format("gpio {} {}", event.line, event.value);
+            return fmt::format("gpio {} {}", transfer.line, transfer.value);
         case EventKind::wait:
-            return fmt::format("wait {}", event.wait_us);
+            return fmt::format("wait {}", transfer.wait_us);
         case EventKind::log:
-            return "log " + escaped(event.text);
+            return "log " + escaped(transfer.text);
         case EventKind::message:
-            return "message " + escaped(event.text);
+            return "message " + escaped(transfer.text);
     }
     return {};
 }
@@ -446,10 +446,16 @@ std::string format_front(const Event &event) {
     return front.empty() ? front : "[" + front + "]";
 }
 
-bool is_program_block(const Event &event) {
-    return event.kind == EventKind::write && event.address == DEMOD_ADDRESS &&
-           event.data.size() > 2 &&
-           register_name(event.address, event.data.front(), Access::write) == "mcu_port";
+bool is_program_block(const board::Transfer &transfer) {
+    return transfer.kind == EventKind::write && transfer.address == DEMOD_ADDRESS &&
+           transfer.sent.size() > 2 &&
+           register_name(transfer.address, transfer.sent.front(), Access::write) == "mcu_port";
+}
+
+bool begins_event(const board::Transfer &transfer) {
+    using enum board::Transfer::Stage;
+    return transfer.kind != EventKind::read && transfer.kind != EventKind::fetch &&
+           transfer.stage != apart && transfer.stage != dropped;
 }
 
 std::string format_event(const Event &event) {

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "board/board.h"
+
 namespace trace {
 
 // The one text format of traces, goldens and expected transcripts: a line an event.
@@ -34,30 +36,25 @@ namespace trace {
 // A recording begins with its head, lines of a key and a value: meta format 1. docs/transcripts.md
 // lists the keys.
 
-enum class EventKind { bus_open, bus_close, check, write, read, fetch, gpio, wait, log, message };
-enum class Outcome { ok, nack, nack_address };
+using EventKind = board::Transfer::Kind;
+using Outcome = board::Transfer::Outcome;
 
-struct Event {
-    EventKind kind = EventKind::wait;
-    unsigned address = 0;              // 8-bit device address: check, write, read, fetch
-    std::vector<std::uint8_t> data{};  // write: bytes sent; read: register; fetch: bytes received
-    std::uint8_t value = 0;            // read: the byte read; check, gpio: 0 or 1
-    unsigned flags = 3;                // write, fetch
-    unsigned length = 0;               // fetch: bytes asked for
-    unsigned line = 0;                 // gpio
-    std::uint32_t wait_us = 0;         // wait
-    Outcome outcome = Outcome::ok;     // bus_open, write, read, fetch
-    std::string text{};                // log, message
-
+// A transfer as recordings have it: without the bus's handle, a register read as one event, and
+// with nothing received where it failed.
+struct Event : board::Transfer {
     std::optional<std::uint64_t> time_us{};  // since the recording's start
     std::string thread{};                    // empty when not recorded
 
     bool operator==(const Event &other) const = default;
 };
 
-// Whether an event brings the demodulator's micro-controller a block of its program; a single byte
-// is no block.
-bool is_program_block(const Event &event);
+// Whether a transfer brings the demodulator's micro-controller a block of its program; a single
+// byte is no block.
+bool is_program_block(const board::Transfer &transfer);
+
+// Whether an event begins with a transfer: what is read belongs to the write before it, and a write
+// left open is one event at most.
+bool begins_event(const board::Transfer &transfer);
 
 // The event's line; with its time and thread when it has them.
 std::string format_event(const Event &event);
@@ -107,7 +104,7 @@ std::string device_name(unsigned address);
 // "[12.345678 main]", or what of it the event has; empty without time and thread.
 std::string format_front(const Event &event);
 
-// The event's line without its time and thread.
-std::string format_body(const Event &event);
+// A transfer's line: an event's without its time and thread.
+std::string format_body(const board::Transfer &transfer);
 
 }  // namespace trace

@@ -13,75 +13,24 @@ namespace host {
 
 namespace {
 
+using Kind = board::Transfer::Kind;
+using Stage = board::Transfer::Stage;
+
 constexpr unsigned highest_address = 0xFE;
 
-unsigned seven_bit(unsigned address) { return address >> 1U; }
-
-// Transfers that fail, in the transcript's terms.
-
-std::string failed_probe(unsigned address) {
-    return trace::format_event({.kind = trace::EventKind::check, .address = address});
-}
-
-std::string failed_write(unsigned address, std::span<const std::uint8_t> data, unsigned flags) {
-    trace::Event event{.kind = trace::EventKind::write, .address = address};
-    event.data.assign(data.begin(), data.end());
-    event.flags = flags;
-    event.outcome = trace::Outcome::nack;
-    return trace::format_event(event);
-}
-
-std::string failed_fetch(unsigned address, std::size_t length) {
-    trace::Event event{.kind = trace::EventKind::fetch, .address = address};
-    event.length = static_cast<unsigned>(length);
-    event.outcome = trace::Outcome::nack;
-    return trace::format_event(event);
-}
-
-// A write left open and the read that follows it.
-std::string failed_read(unsigned address, std::span<const std::uint8_t> sent, std::size_t length) {
-    if (sent.size() != 1 || length != 1) {
-        return fmt::format("{}, {}", failed_write(address, sent, HDI_OPEN),
-                           failed_fetch(address, length));
+// A transfer that failed, in the transcript's terms.
+std::string words_of(board::Transfer transfer) {
+    transfer.answer(false);
+    std::string text = trace::format_body(transfer);
+    if (transfer.kind == Kind::fetch && transfer.stage == Stage::continued) {
+        transfer.kind = Kind::write;
+        transfer.flags = HDI_OPEN;
+        text = fmt::format("{}, {}", trace::format_body(transfer), text);
     }
-    trace::Event event{.kind = trace::EventKind::read, .address = address};
-    event.data.assign(sent.begin(), sent.end());
-    event.outcome = trace::Outcome::nack;
-    return trace::format_event(event);
+    return text;
 }
 
 }  // namespace
-
-template <typename Words>
-bool LinuxBoard::may_transfer(void *bus, unsigned address, Words transfer) {
-    if (!bus_open_ || bus != this) {
-        refuse(transfer(), "the bus is not open");
-        return false;
-    }
-    if (address > highest_address || address % 2 != 0) {
-        refuse(transfer(), "no device has this 8-bit write address");
-        return false;
-    }
-    return true;
-}
-
-template <typename Words>
-bool LinuxBoard::settle(int error, Words transfer) {
-    if (error == 0) {
-        return true;
-    }
-    if (failed_on_the_wire(error)) {
-        troubles_.transfer_failed(
-            fmt::format("{}: {}: {}", adapter_.node(), transfer(), describe_i2c_error(error)));
-    } else {
-        refuse(transfer(), describe_i2c_error(error));
-    }
-    return false;
-}
-
-void LinuxBoard::refuse(const std::string &transfer, const std::string &reason) {
-    troubles_.refused(fmt::format("{}: {}: {}", adapter_.node(), transfer, reason));
-}
 
 LinuxBoard::LinuxBoard(const LinuxAddress &address, BoardTroubles &troubles)
     : troubles_(troubles), adapter_(address.i2c_node) {
@@ -90,91 +39,99 @@ LinuxBoard::LinuxBoard(const LinuxAddress &address, BoardTroubles &troubles)
     }
 }
 
-LinuxBoard::~LinuxBoard() { send_open_write(); }
+LinuxBoard::~LinuxBoard() { drop_open_write(); }
 
-void *LinuxBoard::open_bus() {
-    bus_open_ = true;
-    return this;
+void LinuxBoard::perform(board::Transfer &transfer) {
+    switch (transfer.kind) {
+        case Kind::bus_open:
+            bus_open_ = true;
+            transfer.bus = this;
+            break;
+        case Kind::bus_close:
+            bus_open_ = false;
+            break;
+        case Kind::check:
+            transfer.value = carry(transfer) ? 1 : 0;
+            break;
+        case Kind::write:
+        case Kind::read:
+        case Kind::fetch:
+            transfer.answer(carry(transfer));
+            break;
+        case Kind::gpio:
+            set_line(transfer);
+            break;
+        default:
+            break;
+    }
 }
 
-void LinuxBoard::close_bus(void *) {
-    send_open_write();
-    bus_open_ = false;
-}
-
-bool LinuxBoard::check_address(void *bus, unsigned address) {
-    const auto transfer = [&] { return failed_probe(address); };
-    if (!may_transfer(bus, address, transfer)) {
+bool LinuxBoard::may_transfer(const board::Transfer &transfer) {
+    if (!bus_open_ || transfer.bus != this) {
+        refuse(transfer, "the bus is not open");
         return false;
     }
-    send_open_write();
-    const int error = adapter_.probe(seven_bit(address));
+    if (transfer.address > highest_address || transfer.address % 2 != 0) {
+        refuse(transfer, "no device has this 8-bit write address");
+        return false;
+    }
+    return true;
+}
+
+bool LinuxBoard::carry(board::Transfer &transfer) {
+    if (!may_transfer(transfer)) {
+        return false;
+    }
+    const int error = on_the_wire(transfer);
     const bool silence = error == ENXIO || error == EREMOTEIO;
-    return silence ? false : settle(error, transfer);
+    if (error == 0 || (silence && transfer.kind == Kind::check)) {
+        return error == 0;
+    }
+    if (failed_on_the_wire(error)) {
+        troubles_.transfer_failed(fmt::format("{}: {}: {}", adapter_.node(), words_of(transfer),
+                                              describe_i2c_error(error)));
+    } else {
+        refuse(transfer, describe_i2c_error(error));
+    }
+    return false;
 }
 
-bool LinuxBoard::write(void *bus, unsigned address, std::span<const std::uint8_t> data,
-                       unsigned flags) {
-    const auto transfer = [&] { return failed_write(address, data, flags); };
-    if (!may_transfer(bus, address, transfer)) {
-        return false;
+int LinuxBoard::on_the_wire(board::Transfer &transfer) {
+    const unsigned address = transfer.address >> 1U;
+    if (transfer.stage == Stage::opened || transfer.stage == Stage::apart) {
+        return 0;
     }
-    send_open_write();
-    if (flags == HDI_OPEN) {
-        open_write_ = OpenWrite{address, {data.begin(), data.end()}};
-        return true;
+    if (transfer.stage == Stage::continued) {
+        return adapter_.write_read(address, transfer.sent, transfer.received);
     }
-    return settle(adapter_.write(seven_bit(address), data), transfer);
+    switch (transfer.kind) {
+        case Kind::check:
+            return adapter_.probe(address);
+        case Kind::write:
+            return adapter_.write(address, transfer.sent);
+        default:
+            return adapter_.read(address, transfer.received);
+    }
 }
 
-bool LinuxBoard::read(void *bus, unsigned address, std::span<std::uint8_t> data, unsigned) {
-    const auto transfer = [&] { return failed_fetch(address, data.size()); };
-    if (!may_transfer(bus, address, transfer)) {
-        return false;
-    }
-    if (open_write_ && open_write_->address == address) {
-        const OpenWrite open = std::move(*open_write_);
-        open_write_.reset();
-        return read_after(open, data);
-    }
-    send_open_write();
-    return settle(adapter_.read(seven_bit(address), data), transfer);
-}
-
-void LinuxBoard::set_gpio(void *, unsigned line, unsigned level) {
-    send_open_write();
-    const std::string what = fmt::format("gpio {} {}", line, level);
-    if (line != GPIO_SUPPLY_ENABLE && line != GPIO_SUPPLY_18V) {
-        refuse(what, "the board has lines 6 (LNB supply) and 7 (18 V) only");
+void LinuxBoard::set_line(const board::Transfer &transfer) {
+    if (transfer.line != GPIO_SUPPLY_ENABLE && transfer.line != GPIO_SUPPLY_18V) {
+        refuse(transfer, "the board has lines 6 (LNB supply) and 7 (18 V) only");
         return;
     }
     if (!lines_) {
         return;
     }
-    const bool on = level != 0;
-    const int error =
-        line == GPIO_SUPPLY_ENABLE ? lines_->set_supply_enable(on) : lines_->set_supply_18v(on);
+    const bool on = transfer.value != 0;
+    const int error = transfer.line == GPIO_SUPPLY_ENABLE ? lines_->set_supply_enable(on)
+                                                          : lines_->set_supply_18v(on);
     if (error != 0) {
-        refuse(what, std::strerror(error));
+        refuse(transfer, std::strerror(error));
     }
 }
 
-void LinuxBoard::log(std::string_view) {}
-
-void LinuxBoard::wait(std::uint32_t) {}
-
-bool LinuxBoard::read_after(const OpenWrite &open, std::span<std::uint8_t> data) {
-    return settle(adapter_.write_read(seven_bit(open.address), open.data, data),
-                  [&] { return failed_read(open.address, open.data, data.size()); });
-}
-
-void LinuxBoard::send_open_write() {
-    if (open_write_) {
-        const OpenWrite open = std::move(*open_write_);
-        open_write_.reset();
-        settle(adapter_.write(seven_bit(open.address), open.data),
-               [&] { return failed_write(open.address, open.data, HDI_OPEN); });
-    }
+void LinuxBoard::refuse(const board::Transfer &transfer, const std::string &reason) {
+    troubles_.refused(fmt::format("{}: {}: {}", adapter_.node(), words_of(transfer), reason));
 }
 
 }  // namespace host

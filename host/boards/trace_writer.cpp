@@ -36,7 +36,7 @@ void TraceWriter::write(const std::string &text) {
 }
 
 void TraceWriter::finish() {
-    recorder_.flush();
+    recorder_.drop_open_write();
     if (std::fflush(file_.get()) != 0 && error_ == 0) {
         error_ = errno;
     }

@@ -62,11 +62,12 @@ struct RegisterAccess {
 
 std::optional<RegisterAccess> register_access(const trace::Event &event) {
     if (event.kind == trace::EventKind::read && event.outcome == trace::Outcome::ok) {
-        return RegisterAccess{event.address, event.data.front(), event.value, trace::Access::read};
+        return RegisterAccess{event.address, event.sent.front(), event.received.front(),
+                              trace::Access::read};
     }
-    if (event.kind == trace::EventKind::write && event.data.size() == 2 &&
+    if (event.kind == trace::EventKind::write && event.sent.size() == 2 &&
         event.address != LNBH23_ADDRESS) {
-        return RegisterAccess{event.address, event.data[0], event.data[1], trace::Access::write};
+        return RegisterAccess{event.address, event.sent[0], event.sent[1], trace::Access::write};
     }
     return std::nullopt;
 }
@@ -125,7 +126,7 @@ class Explainer {
         bool failed = false;
         for (std::size_t i = first; i <= next_; ++i) {
             const trace::Event &block = trace_.events[i];
-            image.insert(image.end(), block.data.begin() + 1, block.data.end());
+            image.insert(image.end(), block.sent.begin() + 1, block.sent.end());
             failed = failed || block.outcome != trace::Outcome::ok;
         }
         line.text = fmt::format("write demod {:02X} ... ({} blocks)", demod::mcu_port, line.events);
@@ -156,10 +157,10 @@ class Explainer {
             explain_register(*access, line);
         } else if (event.kind == trace::EventKind::read) {
             line.meaning =
-                trace::register_name(event.address, event.data.front(), trace::Access::read);
+                trace::register_name(event.address, event.sent.front(), trace::Access::read);
         } else if (event.kind == trace::EventKind::write && event.address == LNBH23_ADDRESS &&
-                   event.data.size() == 1) {
-            explain_lnbh23(event.data.front(), line);
+                   event.sent.size() == 1) {
+            explain_lnbh23(event.sent.front(), line);
         } else if (event.kind == trace::EventKind::check) {
             line.meaning = event.value != 0 ? "answers" : "no answer";
         } else if (event.kind == trace::EventKind::gpio) {
@@ -312,9 +313,7 @@ TraceTotals totals_of(const trace::Trace &trace) {
     for (const trace::Event &event : trace.events) {
         totals.transfers += is_transfer(event) ? 1 : 0;
         totals.failed += is_transfer(event) && event.outcome != trace::Outcome::ok ? 1 : 0;
-        totals.bytes += is_transfer(event) ? event.data.size() : 0;
-        totals.bytes +=
-            event.kind == trace::EventKind::read && event.outcome == trace::Outcome::ok ? 1 : 0;
+        totals.bytes += event.sent.size() + event.received.size();
         if (event.kind == trace::EventKind::wait) {
             totals.waits_us[event.thread] += event.wait_us;
         }

@@ -12,7 +12,7 @@ namespace host {
 
 namespace {
 
-std::string bytes_of(const std::vector<std::uint8_t> &bytes, std::string_view front) {
+std::string bytes_of(const board::Bytes &bytes, std::string_view front) {
     std::string text;
     for (const std::uint8_t byte : bytes) {
         text += fmt::format("{}{}{:02X}", text.empty() ? "" : " ", front, byte);
@@ -21,8 +21,8 @@ std::string bytes_of(const std::vector<std::uint8_t> &bytes, std::string_view fr
 }
 
 std::string write_part(const trace::Event &event) {
-    return fmt::format("w{}@0x{:02x} {}", event.data.size(), event.address >> 1U,
-                       bytes_of(event.data, "0x"));
+    return fmt::format("w{}@0x{:02x} {}", event.sent.size(), event.address >> 1U,
+                       bytes_of(event.sent, "0x"));
 }
 
 std::string command(const std::string &parts, const std::string &answer) {
@@ -41,8 +41,9 @@ std::string outcome_text(const trace::Event &event) {
     }
 }
 
-std::string fetched(const trace::Event &event) {
-    return event.outcome == trace::Outcome::ok ? bytes_of(event.data, "0x") : outcome_text(event);
+std::string received(const trace::Event &event) {
+    return event.outcome == trace::Outcome::ok ? bytes_of(event.received, "0x")
+                                               : outcome_text(event);
 }
 
 class ScriptWriter {
@@ -50,7 +51,7 @@ class ScriptWriter {
     void event(const trace::Event &event) {
         if (open_ && continues(event)) {
             lines.push_back(
-                command(fmt::format("{} r{}", write_part(*open_), event.length), fetched(event)));
+                command(fmt::format("{} r{}", write_part(*open_), event.length), received(event)));
             open_.reset();
             return;
         }
@@ -60,15 +61,12 @@ class ScriptWriter {
                 write(event);
                 break;
             case trace::EventKind::read:
-                lines.push_back(
-                    command(write_part(event) + " r1", event.outcome == trace::Outcome::ok
-                                                           ? fmt::format("0x{:02X}", event.value)
-                                                           : outcome_text(event)));
+                lines.push_back(command(write_part(event) + " r1", received(event)));
                 break;
             case trace::EventKind::fetch:
                 lines.push_back(
                     command(fmt::format("r{}@0x{:02x}", event.length, event.address >> 1U),
-                            fetched(event)));
+                            received(event)));
                 break;
             case trace::EventKind::wait:
                 lines.push_back(fmt::format("sleep {}.{:06}", event.wait_us / 1'000'000U,
@@ -97,7 +95,7 @@ class ScriptWriter {
     void write(const trace::Event &event) {
         if (event.flags == HDI_OPEN) {
             open_ = event;
-        } else if (event.data.empty()) {
+        } else if (event.sent.empty()) {
             lines.push_back("# " + trace::format_body(event));
         } else {
             lines.push_back(command(write_part(event), outcome_text(event)));
@@ -141,7 +139,7 @@ void add_transfer(const trace::Event &event, Json &json) {
         return;
     }
     if (event.kind == trace::EventKind::read) {
-        json["register"] = event.data.front();
+        json["register"] = event.sent.front();
     } else {
         json["flags"] = event.flags;
     }
@@ -150,11 +148,9 @@ void add_transfer(const trace::Event &event, Json &json) {
     }
     json["outcome"] = event.outcome == trace::Outcome::ok ? "ok" : outcome_text(event);
     if (event.kind == trace::EventKind::write) {
-        json["bytes"] = event.data;
+        json["bytes"] = event.sent;
     } else if (event.outcome == trace::Outcome::ok) {
-        json["bytes"] = event.kind == trace::EventKind::read
-                            ? std::vector<std::uint8_t>{event.value}
-                            : event.data;
+        json["bytes"] = event.received;
     }
 }
 

@@ -47,14 +47,7 @@ std::uint64_t monotonic_ns() {
 
 class CountingBoard : public board::Board {
  public:
-    void *open_bus() override { return nullptr; }
-    void close_bus(void *) override {}
-    bool check_address(void *, unsigned) override { return false; }
-    bool write(void *, unsigned, std::span<const std::uint8_t>, unsigned) override { return false; }
-    bool read(void *, unsigned, std::span<std::uint8_t>, unsigned) override { return false; }
-    void set_gpio(void *, unsigned, unsigned) override {}
-    void log(std::string_view) override {}
-    void wait(std::uint32_t microseconds) override { waits.push_back(microseconds); }
+    void perform(board::Transfer &transfer) override { waits.push_back(transfer.wait_us); }
 
     std::vector<std::uint32_t> waits;
 };

@@ -366,8 +366,8 @@ TEST_F(CtlUnicable, commands_go_out_at_18_volts_and_the_cable_rests_at_13) {
         if (event.kind == trace::EventKind::gpio) {
             order.push_back(fmt::format("line {} = {}", event.line, event.value));
         } else if (event.kind == trace::EventKind::write && event.address == 0xD0 &&
-                   event.data.size() == 2 && event.data[0] == 0xA1 &&
-                   (event.data[1] & 0x07) == 0x07) {
+                   event.sent.size() == 2 && event.sent[0] == 0xA1 &&
+                   (event.sent[1] & 0x07) == 0x07) {
             order.emplace_back("message");
         }
     }

@@ -129,27 +129,17 @@ class TunerBoard : public board::Board {
  public:
     explicit TunerBoard(std::uint8_t identity) : identity_(identity) {}
 
-    void *open_bus() override { return this; }
-    void close_bus(void *) override {}
-    bool check_address(void *, unsigned) override { return false; }
-    bool write(void *, unsigned, std::span<const std::uint8_t> data, unsigned) override {
-        address_ = data[0];
-        if (data.size() == 2) {
-            registers_[data[0]] = data[1];
+    void perform(board::Transfer &transfer) override {
+        if (transfer.kind == trace::EventKind::write && transfer.sent.size() == 2) {
+            registers_[transfer.sent[0]] = transfer.sent[1];
+        } else if (transfer.kind == trace::EventKind::read) {
+            const std::uint8_t address = transfer.sent[0];
+            transfer.received = {address == 0x00 ? identity_ : registers_[address]};
         }
-        return true;
     }
-    bool read(void *, unsigned, std::span<std::uint8_t> data, unsigned) override {
-        data[0] = address_ == 0x00 ? identity_ : registers_[address_];
-        return true;
-    }
-    void set_gpio(void *, unsigned, unsigned) override {}
-    void log(std::string_view) override {}
-    void wait(std::uint32_t) override {}
 
  private:
     std::uint8_t identity_;
-    std::uint8_t address_ = 0;
     std::array<std::uint8_t, 256> registers_{};
 };
 

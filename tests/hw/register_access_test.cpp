@@ -108,27 +108,19 @@ TEST_F(RegisterAccessTest, reads_that_fail_leave_the_value) {
 
 // Outside a read, an open write and a lone fetch keep their flags in a transcript; this is the one
 // place that looks at both halves of a read apart.
-class FlagsBoard : public trace::Player {
+class FlagsBoard : public board::Board {
  public:
-    FlagsBoard() : Player({}) {}
-    bool write(void *bus, unsigned, std::span<const std::uint8_t>, unsigned flags) override {
-        return note(bus, flags);
-    }
-    bool read(void *bus, unsigned, std::span<std::uint8_t> data, unsigned flags) override {
-        lengths.push_back(data.size());
-        return note(bus, flags);
+    void perform(board::Transfer &transfer) override {
+        buses.push_back(transfer.bus);
+        flags_seen.push_back(transfer.flags);
+        if (transfer.length != 0) {
+            lengths.push_back(transfer.length);
+        }
     }
 
     std::vector<void *> buses;
     std::vector<unsigned> flags_seen;
     std::vector<std::size_t> lengths;
-
- private:
-    bool note(void *bus, unsigned flags) {
-        buses.push_back(bus);
-        flags_seen.push_back(flags);
-        return true;
-    }
 };
 
 TEST_F(RegisterAccessTest, a_read_leaves_the_register_phase_open_and_completes_the_data_phase) {

@@ -25,26 +25,10 @@ class LiveBoard final : public board::Board {
     LiveBoard(sim::Receiver &receiver, board::VirtualClock &clock)
         : receiver_(receiver), clock_(clock) {}
 
-    void *open_bus() override { return receiver_.open_bus(); }
-    void close_bus(void *bus) override { receiver_.close_bus(bus); }
-    bool check_address(void *bus, unsigned address) override {
+    void perform(board::Transfer &transfer) override {
         catch_up();
-        return receiver_.check_address(bus, address);
+        receiver_.perform(transfer);
     }
-    bool write(void *bus, unsigned address, std::span<const std::uint8_t> data,
-               unsigned flags) override {
-        catch_up();
-        return receiver_.write(bus, address, data, flags);
-    }
-    bool read(void *bus, unsigned address, std::span<std::uint8_t> data, unsigned flags) override {
-        catch_up();
-        return receiver_.read(bus, address, data, flags);
-    }
-    void set_gpio(void *bus, unsigned line, unsigned level) override {
-        receiver_.set_gpio(bus, line, level);
-    }
-    void log(std::string_view) override {}
-    void wait(std::uint32_t) override {}
 
  private:
     void catch_up() {

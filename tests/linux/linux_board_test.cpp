@@ -30,20 +30,13 @@ constexpr unsigned lnbh23 = 0x14;
 // Chips that acknowledge everything and read as 0x40, 0x41, ...
 class Chips final : public board::Board {
  public:
-    void *open_bus() override { return this; }
-    void close_bus(void *) override {}
-    bool check_address(void *, unsigned) override { return true; }
-    bool write(void *, unsigned, std::span<const std::uint8_t>, unsigned) override { return true; }
-    bool read(void *, unsigned, std::span<std::uint8_t> data, unsigned) override {
+    void perform(board::Transfer &transfer) override {
+        transfer.value = 1;
         std::uint8_t value = 0x40;
-        for (std::uint8_t &byte : data) {
+        for (std::uint8_t &byte : transfer.received) {
             byte = value++;
         }
-        return true;
     }
-    void set_gpio(void *, unsigned, unsigned) override {}
-    void log(std::string_view) override {}
-    void wait(std::uint32_t) override {}
 };
 
 class LinuxBoardTest : public MockedBoardTest {

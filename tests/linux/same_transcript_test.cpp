@@ -56,7 +56,7 @@ Transcript transcript_of(board::Board &board, const std::function<void()> &work)
     testing::internal::CaptureStderr();
     work();
     testing::internal::GetCapturedStderr();
-    recorder.flush();
+    recorder.drop_open_write();
     board::set_board(nullptr);
     return lines;
 }

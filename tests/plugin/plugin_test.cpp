@@ -16,8 +16,8 @@ namespace {
 constexpr std::string_view licence_line = "# SPDX-License-Identifier: MIT\n";
 
 bool is_firmware_block(const trace::Event &event) {
-    return event.kind == trace::EventKind::write && event.data.size() == 65 &&
-           event.data[0] == 0xB0;
+    return event.kind == trace::EventKind::write && event.sent.size() == 65 &&
+           event.sent[0] == 0xB0;
 }
 
 std::vector<std::uint8_t> file_bytes(const char *name) {
@@ -103,7 +103,7 @@ std::string PluginTest::recorded(std::string_view thread) const {
             continue;
         }
         if (is_firmware_block(event)) {
-            image.insert(image.end(), event.data.begin() + 1, event.data.end());
+            image.insert(image.end(), event.sent.begin() + 1, event.sent.end());
             continue;
         }
         if (!image.empty()) {

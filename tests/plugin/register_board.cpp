@@ -44,17 +44,30 @@ void RegisterBoard::set_locked(bool locked) {
     demod.fixed[0x0D] = locked ? 0x07 : 0x00;
 }
 
-void *RegisterBoard::open_bus() {
-    if (!has_bus) {
-        return nullptr;
+void RegisterBoard::perform(board::Transfer &transfer) {
+    using Kind = board::Transfer::Kind;
+    switch (transfer.kind) {
+        case Kind::bus_open:
+            open_buses_ += has_bus ? 1 : 0;
+            transfer.bus = has_bus ? this : nullptr;
+            break;
+        case Kind::bus_close:
+            EXPECT_EQ(transfer.bus, this);
+            EXPECT_EQ(open_buses_--, 1) << "closed a bus that is not open";
+            break;
+        case Kind::check:
+            transfer.value =
+                usable(transfer.bus) && transfer.address == LNBH23_ADDRESS && has_lnbh23 ? 1 : 0;
+            break;
+        case Kind::write:
+            transfer.answer(usable(transfer.bus) && write(transfer));
+            break;
+        case Kind::read:
+            transfer.answer(usable(transfer.bus) && read(transfer));
+            break;
+        default:
+            break;
     }
-    ++open_buses_;
-    return this;
-}
-
-void RegisterBoard::close_bus(void *bus) {
-    EXPECT_EQ(bus, this);
-    EXPECT_EQ(open_buses_--, 1) << "closed a bus that is not open";
 }
 
 bool RegisterBoard::usable(void *bus) const {
@@ -70,24 +83,16 @@ RegisterBoard::Device *RegisterBoard::device(unsigned address) {
     return found != nullptr && found->answers ? found : nullptr;
 }
 
-bool RegisterBoard::check_address(void *bus, unsigned address) {
-    return usable(bus) && address == LNBH23_ADDRESS && has_lnbh23;
-}
-
-bool RegisterBoard::write(void *bus, unsigned address, std::span<const std::uint8_t> data,
-                          unsigned) {
-    if (!usable(bus)) {
-        return false;
-    }
-    if (address == LNBH23_ADDRESS) {
+bool RegisterBoard::write(const board::Transfer &transfer) {
+    if (transfer.address == LNBH23_ADDRESS) {
         return has_lnbh23;
     }
-    Device *target = device(address);
+    Device *target = device(transfer.address);
     if (target == nullptr) {
         return false;
     }
-    target->selected = data[0];
-    if (address == DEMOD_ADDRESS && data[0] == program_load_port) {
+    const auto &data = transfer.sent;
+    if (transfer.address == DEMOD_ADDRESS && data[0] == program_load_port) {
         firmware.insert(firmware.end(), data.begin() + 1, data.end());
     } else if (data.size() == 2) {
         target->written[data[0]] = data[1];
@@ -95,22 +100,23 @@ bool RegisterBoard::write(void *bus, unsigned address, std::span<const std::uint
     return true;
 }
 
-bool RegisterBoard::read(void *bus, unsigned address, std::span<std::uint8_t> data, unsigned) {
-    Device *source = usable(bus) ? device(address) : nullptr;
+bool RegisterBoard::read(board::Transfer &transfer) {
+    Device *source = device(transfer.address);
     if (source == nullptr) {
         return false;
     }
-    const std::uint8_t reg = source->selected;
+    const std::uint8_t reg = transfer.sent[0];
     if (const auto delay = source->next_read_takes_ms.extract(reg)) {
         take_ms(delay.mapped());
     }
+    std::uint8_t &value = transfer.received[0];
     if (auto &next = source->next[reg]; !next.empty()) {
-        data[0] = next.front();
+        value = next.front();
         next.pop_front();
     } else if (const auto fixed = source->fixed.find(reg); fixed != source->fixed.end()) {
-        data[0] = fixed->second;
+        value = fixed->second;
     } else {
-        data[0] = source->written[reg];
+        value = source->written[reg];
     }
     return true;
 }

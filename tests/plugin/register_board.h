@@ -27,7 +27,6 @@ class RegisterBoard : public board::Board {
         std::map<std::uint8_t, std::uint8_t> fixed;                // reads so whatever is written
         std::map<std::uint8_t, std::deque<std::uint8_t>> next;     // readings that come first
         std::map<std::uint8_t, std::uint64_t> next_read_takes_ms;  // once
-        std::uint8_t selected = 0;
     };
 
     // A receiver without a signal: identified chip, tuner of type 2 whose calibrations succeed at
@@ -37,15 +36,7 @@ class RegisterBoard : public board::Board {
     void identify_as(Chip chip);
     void set_locked(bool locked);  // a DVB-S carrier comes or goes
 
-    void *open_bus() override;
-    void close_bus(void *bus) override;
-    bool check_address(void *bus, unsigned address) override;
-    bool write(void *bus, unsigned address, std::span<const std::uint8_t> data,
-               unsigned flags) override;
-    bool read(void *bus, unsigned address, std::span<std::uint8_t> data, unsigned flags) override;
-    void set_gpio(void *, unsigned, unsigned) override {}
-    void log(std::string_view) override {}
-    void wait(std::uint32_t) override {}
+    void perform(board::Transfer &transfer) override;
 
     Device demod;
     Device tuner;
@@ -57,6 +48,8 @@ class RegisterBoard : public board::Board {
  private:
     bool usable(void *bus) const;
     Device *device(unsigned address);
+    bool write(const board::Transfer &transfer);
+    bool read(board::Transfer &transfer);
 
     int open_buses_ = 0;
 };

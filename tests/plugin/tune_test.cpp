@@ -52,8 +52,8 @@ class PluginTuneTest : public PluginTest {
         std::vector<int> bytes;
         for (const trace::Event &event : events()) {
             if (event.kind == trace::EventKind::write && event.address == 0xD0 &&
-                event.data.at(0) >= 0xA3 && event.data.at(0) <= 0xAA) {
-                bytes.push_back(event.data.at(1));
+                event.sent[0] >= 0xA3 && event.sent[0] <= 0xAA) {
+                bytes.push_back(event.sent[1]);
             }
         }
         return bytes;

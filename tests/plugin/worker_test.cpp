@@ -38,7 +38,7 @@ class PluginWorkerTest : public PluginTest {
         int count = 0;
         for (const trace::Event &event : events()) {
             if (event.thread == "thread1" && event.kind == trace::EventKind::write &&
-                event.address == 0xC0 && event.data.at(0) == 0x02) {
+                event.address == 0xC0 && event.sent[0] == 0x02) {
                 ++count;
             }
         }
@@ -431,7 +431,7 @@ TEST_F(PluginWorkerTest, the_worker_never_shares_the_bus_with_a_tune) {
         if (event.kind == trace::EventKind::gpio && event.line == 7) {
             tune_has_the_bus = true;
         } else if (event.kind == trace::EventKind::write && event.thread == "main" &&
-                   event.data == std::vector<std::uint8_t>{0xB2, 0x00}) {
+                   event.sent == board::Bytes{0xB2, 0x00}) {
             tune_has_the_bus = false;
         } else if (event.thread == "thread1" && event.kind != trace::EventKind::wait) {
             EXPECT_FALSE(tune_has_the_bus) << trace::format_event(event);

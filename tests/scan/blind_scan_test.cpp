@@ -655,24 +655,18 @@ class AnsweringBoard : public board::Board {
 
     [[nodiscard]] unsigned transfers() const { return transfers_; }
 
-    void *open_bus() override { return nullptr; }
-    void close_bus(void *) override {}
-    bool check_address(void *, unsigned) override { return false; }
-    bool write(void *, unsigned, std::span<const std::uint8_t> data, unsigned) override {
-        count();
-        register_ = data[0];
-        result_byte_ = register_ == 0x9A ? 0 : result_byte_;
-        results_ += register_ == 0x9A && data.size() == 2 && data[1] == 0x20 ? 1 : 0;
-        return true;
+    void perform(board::Transfer &transfer) override {
+        if (transfer.kind == board::Transfer::Kind::write) {
+            count();
+            const auto &data = transfer.sent;
+            register_ = data[0];
+            result_byte_ = register_ == 0x9A ? 0 : result_byte_;
+            results_ += register_ == 0x9A && data.size() == 2 && data[1] == 0x20 ? 1 : 0;
+        } else if (transfer.kind == board::Transfer::Kind::read) {
+            count();
+            transfer.received = {answer()};
+        }
     }
-    bool read(void *, unsigned, std::span<std::uint8_t> data, unsigned) override {
-        count();
-        data[0] = answer();
-        return true;
-    }
-    void set_gpio(void *, unsigned, unsigned) override {}
-    void log(std::string_view) override {}
-    void wait(std::uint32_t) override {}
 
  private:
     void count() {

@@ -7,8 +7,10 @@
 #include <algorithm>
 #include <array>
 #include <deque>
+#include <functional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "board/clock.h"
@@ -19,35 +21,46 @@ namespace {
 // A board that answers what the test says and keeps the calls that reach it.
 class AnsweringBoard : public board::Board {
  public:
-    void *open_bus() override {
-        calls.emplace_back("open");
-        return has_bus ? this : nullptr;
-    }
-    void close_bus(void *bus) override { call("close", bus); }
-    bool check_address(void *bus, unsigned address) override {
-        call("check " + std::to_string(address), bus);
-        return answer();
-    }
-    bool write(void *bus, unsigned address, std::span<const std::uint8_t> data,
-               unsigned flags) override {
-        call("write " + std::to_string(address) + " " + std::to_string(data.size()) + " flags " +
-                 std::to_string(flags),
-             bus);
-        return answer();
-    }
-    bool read(void *bus, unsigned address, std::span<std::uint8_t> data, unsigned flags) override {
-        call("read " + std::to_string(address) + " " + std::to_string(data.size()) + " flags " +
-                 std::to_string(flags),
-             bus);
-        std::fill(data.begin(), data.end(), std::uint8_t{0x8F});
-        return answer();
-    }
-    void set_gpio(void *bus, unsigned line, unsigned level) override {
-        call("gpio " + std::to_string(line) + " " + std::to_string(level), bus);
-    }
-    void log(std::string_view text) override { calls.push_back("log " + std::string(text)); }
-    void wait(std::uint32_t microseconds) override {
-        calls.push_back("wait " + std::to_string(microseconds));
+    void perform(board::Transfer &transfer) override {
+        if (transfer.stage == board::Transfer::Stage::apart ||
+            transfer.stage == board::Transfer::Stage::dropped) {
+            return;
+        }
+        const std::string address = std::to_string(transfer.address);
+        const std::string flags = " flags " + std::to_string(transfer.flags);
+        switch (transfer.kind) {
+            case EventKind::bus_open:
+                calls.emplace_back("open");
+                transfer.bus = has_bus ? this : nullptr;
+                break;
+            case EventKind::bus_close:
+                call("close", transfer.bus);
+                break;
+            case EventKind::check:
+                call("check " + address, transfer.bus);
+                transfer.value = answer() ? 1 : 0;
+                break;
+            case EventKind::write:
+                call("write " + address + " " + std::to_string(transfer.sent.size()) + flags,
+                     transfer.bus);
+                transfer.answer(answer());
+                break;
+            case EventKind::gpio:
+                call("gpio " + std::to_string(transfer.line) + " " + std::to_string(transfer.value),
+                     transfer.bus);
+                break;
+            case EventKind::log:
+                calls.push_back("log " + transfer.text);
+                break;
+            case EventKind::wait:
+                calls.push_back("wait " + std::to_string(transfer.wait_us));
+                break;
+            default:
+                call("read " + address + " " + std::to_string(transfer.length) + flags,
+                     transfer.bus);
+                std::fill(transfer.received.begin(), transfer.received.end(), std::uint8_t{0x8F});
+                transfer.answer(answer());
+        }
     }
 
     bool has_bus = true;
@@ -200,11 +213,11 @@ TEST_F(RecorderTest, transfers_of_another_shape_keep_their_flags) {
                                      "write demod 0D", "fetch demod 1 -> 8F"));
 }
 
-TEST_F(RecorderTest, flush_hands_over_an_open_register_phase_once) {
+TEST_F(RecorderTest, an_open_register_phase_that_is_dropped_is_handed_over_once) {
     write(0xD0, {0x0D}, 1);
 
-    recorder_.flush();
-    recorder_.flush();
+    recorder_.drop_open_write();
+    recorder_.drop_open_write();
 
     EXPECT_THAT(lines_, testing::ElementsAre("write demod 0D flags 1"));
 }
@@ -251,6 +264,24 @@ TEST_F(RecorderTest, a_register_read_stays_whole_while_another_thread_waits) {
 
     EXPECT_THAT(lines_,
                 testing::ElementsAre("wait 1000", "log x", "message y", "read demod 0D -> 8F"));
+}
+
+TEST_F(RecorderTest, what_a_thread_does_between_the_phases_comes_after_the_first) {
+    const std::vector<std::pair<std::string, std::function<void()>>> between{
+        {"wait 1000", [this] { recorder_.wait(1000); }},
+        {"log x", [this] { recorder_.log("x"); }},
+        {"message y", [this] { recorder_.message("y"); }},
+    };
+    for (const auto &[line, act] : between) {
+        lines_.clear();
+
+        write(0xD0, {0x0D}, 1);
+        act();
+        read(0xD0, 1, 3);
+
+        EXPECT_THAT(lines_,
+                    testing::ElementsAre("write demod 0D flags 1", line, "fetch demod 1 -> 8F"));
+    }
 }
 
 TEST_F(RecorderTest, a_message_is_an_event_and_is_looked_for_before_each_one) {

@@ -38,31 +38,32 @@ Event check(unsigned address, std::uint8_t answer) {
     return event;
 }
 
-Event write(unsigned address, std::vector<std::uint8_t> data, Outcome outcome = Outcome::ok,
+Event write(unsigned address, board::Bytes data, Outcome outcome = Outcome::ok,
             unsigned flags = 3) {
     Event event = make(EventKind::write);
     event.address = address;
-    event.data = std::move(data);
+    event.sent = std::move(data);
     event.outcome = outcome;
     event.flags = flags;
     return event;
 }
 
-Event read(unsigned address, std::uint8_t reg, std::uint8_t value, Outcome outcome = Outcome::ok) {
+Event read(unsigned address, std::uint8_t reg, board::Bytes value, Outcome outcome = Outcome::ok) {
     Event event = make(EventKind::read);
     event.address = address;
-    event.data = {reg};
-    event.value = value;
+    event.sent = {reg};
+    event.length = 1;
+    event.received = std::move(value);
     event.outcome = outcome;
     return event;
 }
 
-Event fetch(unsigned address, unsigned length, std::vector<std::uint8_t> data,
-            Outcome outcome = Outcome::ok, unsigned flags = 3) {
+Event fetch(unsigned address, unsigned length, board::Bytes data, Outcome outcome = Outcome::ok,
+            unsigned flags = 3) {
     Event event = make(EventKind::fetch);
     event.address = address;
     event.length = length;
-    event.data = std::move(data);
+    event.received = std::move(data);
     event.outcome = outcome;
     event.flags = flags;
     return event;
@@ -115,9 +116,9 @@ std::vector<Form> all_forms() {
         {"write 0x02 FF", write(0x02, {0xFF})},
         {"write demod 0D 8F flags 1", write(0xD0, {0x0D, 0x8F}, Outcome::ok, 1)},
         {"write demod 0D flags 1 -> nack", write(0xD0, {0x0D}, Outcome::nack, 1)},
-        {"read demod 0D -> 8F", read(0xD0, 0x0D, 0x8F)},
-        {"read tuner 15 -> nack", read(0xC0, 0x15, 0, Outcome::nack)},
-        {"read tuner 15 -> nack address", read(0xC0, 0x15, 0, Outcome::nack_address)},
+        {"read demod 0D -> 8F", read(0xD0, 0x0D, {0x8F})},
+        {"read tuner 15 -> nack", read(0xC0, 0x15, {}, Outcome::nack)},
+        {"read tuner 15 -> nack address", read(0xC0, 0x15, {}, Outcome::nack_address)},
         {"fetch demod 2 -> AA BB", fetch(0xD0, 2, {0xAA, 0xBB})},
         {"fetch demod 1 flags 1 -> nack", fetch(0xD0, 1, {}, Outcome::nack, 1)},
         {"fetch 0x16 3 flags 2 -> 01 02 03", fetch(0x16, 3, {1, 2, 3}, Outcome::ok, 2)},
