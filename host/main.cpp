@@ -6,7 +6,6 @@
 #include <exception>
 
 #include "host/commands/run_program.h"
-#include "host/terminal/failure.h"
 
 namespace {
 
