@@ -77,6 +77,7 @@ set(ds3000_sources
   ds3000/tuner/ts2022_power.cpp)
 
 set(ds3000_plugin_sources
+  ds3000/plugin/clock.cpp
   ds3000/plugin/descriptor.cpp
   ds3000/plugin/driver.cpp
   ds3000/plugin/tune.cpp

@@ -6,6 +6,7 @@
 #include "ds3000/hw/hdi.h"
 #include "ds3000/plugin/driver.h"
 #include "ds3000/plugin/plugin.h"
+#include "ds3000/plugin/record.h"
 #include "ds3000/plugin/tune.h"
 
 namespace ds3000 {

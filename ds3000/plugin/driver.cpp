@@ -2,10 +2,8 @@
 #include "ds3000/plugin/driver.h"
 
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/power.h"
@@ -14,6 +12,7 @@
 #include "ds3000/hw/message.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/hw/wait.h"
+#include "ds3000/plugin/record.h"
 #include "ds3000/plugin/worker.h"
 
 namespace ds3000 {
@@ -117,16 +116,6 @@ void delete_ds3000_driver(ds3000_driver *driver) {
 std::uint32_t get_lock_ds3000_driver(ds3000_driver *driver) {
     const DriverLock lock(driver);
     return driver->lock_status;
-}
-
-std::uint64_t monotonic_ms() {
-    timespec now{};
-    if (clock_gettime(CLOCK_MONOTONIC, &now) != 0) {
-        std::perror("clock_gettime");
-        return 0;
-    }
-    return static_cast<std::uint64_t>(now.tv_sec) * 1000U +
-           static_cast<std::uint64_t>(now.tv_nsec / 1000000);
 }
 
 }  // namespace ds3000

@@ -10,7 +10,9 @@
 #include "ds3000/hw/lnb_supply.h"
 #include "ds3000/hw/message.h"
 #include "ds3000/plugin/channel.h"
+#include "ds3000/plugin/clock.h"
 #include "ds3000/plugin/driver.h"
+#include "ds3000/plugin/record.h"
 #include "ds3000/plugin/worker.h"
 
 namespace ds3000 {

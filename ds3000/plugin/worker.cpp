@@ -10,7 +10,8 @@
 #include "ds3000/demod/signal_strength.h"
 #include "ds3000/hw/message.h"
 #include "ds3000/hw/wait.h"
-#include "ds3000/plugin/driver.h"
+#include "ds3000/plugin/clock.h"
+#include "ds3000/plugin/record.h"
 
 namespace ds3000 {
 
