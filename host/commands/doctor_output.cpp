@@ -14,7 +14,7 @@ namespace host {
 
 namespace {
 
-constexpr auto columns = std::to_array<Column<Finding>>({
+constexpr auto finding_columns = std::to_array<Column<Finding>>({
     {"step", [](const Finding &finding) { return std::string(finding.step.name()); }},
     {"result", [](const Finding &finding) { return to_string(finding.health); }},
     {"measured", [](const Finding &finding) { return finding.measured; }},
@@ -47,10 +47,10 @@ void write_diagnosis(Output &output, const Findings &findings, const Json & /*ab
                                                    diagnosis->step.name()));
 }
 
-void write_heads(Output &output) { write_csv(output, sheet_of<Finding>(columns, {})); }
+void write_heads(Output &output) { write_csv(output, sheet_of<Finding>(finding_columns, {})); }
 
 void write_row(Output &output, const Finding &finding) {
-    output.csv_row(sheet_of<Finding>(columns, {finding}).rows.front());
+    output.csv_row(sheet_of<Finding>(finding_columns, {finding}).rows.front());
 }
 
 void write_whole(Output &output, const Findings &findings, const Json &about) {

@@ -74,7 +74,7 @@ Replay replay(const std::string &file, const CommandRequest &request, const Prog
     return {*report, session};
 }
 
-Json json_of(const trace::Difference &difference, const trace::Trace &trace) {
+Json difference_json(const trace::Difference &difference, const trace::Trace &trace) {
     Json json;
     if (difference.index < trace.lines.size()) {
         json["line"] = trace.lines[difference.index];
@@ -93,7 +93,7 @@ Json json_of(const trace::Difference &difference, const trace::Trace &trace) {
     return json;
 }
 
-Json json_of(const Replay &replay, const std::string &file, const trace::Trace &trace) {
+Json replay_json(const Replay &replay, const std::string &file, const trace::Trace &trace) {
     const ReplayReport &report = replay.report;
     Json json{{"schema", "ds3000.trace.replay/1"},
               {"trace", file},
@@ -103,7 +103,7 @@ Json json_of(const Replay &replay, const std::string &file, const trace::Trace &
               {"other_firmware", report.other_firmware},
               {"session_status", static_cast<int>(replay.session)}};
     if (report.difference) {
-        json["difference"] = json_of(*report.difference, trace);
+        json["difference"] = difference_json(*report.difference, trace);
     }
     return json;
 }
@@ -140,7 +140,7 @@ ExitStatus run_replay(Program &program, const ReplayOptions &options, const Comm
             "The driver loads another firmware image than the one recorded, of the same length.");
     }
     present(output, {.text = [&](Output &text) { write_text(text, replayed, options.file, trace); },
-                     .json = [&] { return json_of(replayed, options.file, trace); }});
+                     .json = [&] { return replay_json(replayed, options.file, trace); }});
     return replayed.report.difference ? ExitStatus::differs : ExitStatus::done;
 }
 

@@ -141,7 +141,7 @@ constexpr auto totals_columns = std::to_array<Column<TableTotals>>(
      {"refused", count_of<RowClass::refused>, Align::right, 8},
      {"unusable", count_of<RowClass::unusable_row>, Align::right, 9}});
 
-std::vector<TableTotals> totals_of(const SweepReport &report) {
+std::vector<TableTotals> totals_by_table(const SweepReport &report) {
     std::vector<TableTotals> rows;
     for (const Table &table : report.tables) {
         rows.push_back({table.name, report.totals(&table)});
@@ -177,7 +177,7 @@ void write_text(Output &output, const SweepReport &report, bool every_row) {
             output.line(line_of(row));
         }
     }
-    write_aligned(output, sheet_of(totals_columns, totals_of(report)), 1);
+    write_aligned(output, sheet_of(totals_columns, totals_by_table(report)), 1);
     write_reasons(output, report);
     output.line(fmt::format("{} rows in {:.1f} s of the receiver's time, {:.1f} s on the wall{}",
                             report.rows.size(), static_cast<double>(report.virtual_ms) / 1e3,

@@ -22,7 +22,7 @@ constexpr std::size_t context_lines = 3;
 constexpr std::size_t front_width = 20;
 constexpr std::size_t event_width = 26;
 
-Json json_of(const trace::TraceHead &head) {
+Json head_json(const trace::TraceHead &head) {
     Json json = Json::object();
     for (const auto &[key, value] : head.entries()) {
         json[key] = value;
@@ -30,7 +30,7 @@ Json json_of(const trace::TraceHead &head) {
     return json;
 }
 
-Json json_of(const TraceTotals &totals) {
+Json totals_json(const TraceTotals &totals) {
     Json waits = Json::object();
     for (const auto &[thread, sum_us] : totals.waits_us) {
         waits[thread.empty() ? "unnamed" : thread] = sum_us;
@@ -40,7 +40,7 @@ Json json_of(const TraceTotals &totals) {
             {"duration_us", totals.duration_us}, {"waits_us", waits}};
 }
 
-Json json_of(const Explanation &line) {
+Json line_json(const Explanation &line) {
     Json json{{"line", line.line}, {"events", line.events}};
     if (line.event.time_us) {
         json["time_us"] = *line.event.time_us;
@@ -81,11 +81,11 @@ void show_text(Output &output, const trace::Trace &trace) {
 }
 
 void show_lines(Output &output, const trace::Trace &trace) {
-    output.json(tagged("ds3000.trace.head/1", {{"head", json_of(trace.head)}}));
+    output.json(tagged("ds3000.trace.head/1", {{"head", head_json(trace.head)}}));
     for (const Explanation &line : explain(trace)) {
-        output.json(tagged("ds3000.trace.line/1", json_of(line)));
+        output.json(tagged("ds3000.trace.line/1", line_json(line)));
     }
-    output.json(tagged("ds3000.trace.totals/1", json_of(totals_of(trace))));
+    output.json(tagged("ds3000.trace.totals/1", totals_json(totals_of(trace))));
 }
 
 }  // namespace
@@ -102,12 +102,12 @@ ExitStatus show_trace(Program &program, const TraceShowOptions &options) {
     } else {
         Json lines = Json::array();
         for (const Explanation &line : explain(trace)) {
-            lines.push_back(json_of(line));
+            lines.push_back(line_json(line));
         }
         output.json({{"schema", "ds3000.trace/1"},
-                     {"head", json_of(trace.head)},
+                     {"head", head_json(trace.head)},
                      {"lines", std::move(lines)},
-                     {"totals", json_of(totals_of(trace))}});
+                     {"totals", totals_json(totals_of(trace))}});
     }
     output.finish();
     return ExitStatus::done;
@@ -136,7 +136,7 @@ void write_hunk(Output &output, const trace::Trace &a, const trace::Trace &b,
     write(' ', a, hunk.a_end, std::min(hunk.a_end + context_lines, a.events.size()));
 }
 
-Json json_of(const trace::DiffHunk &hunk, const trace::Trace &a, const trace::Trace &b) {
+Json hunk_json(const trace::DiffHunk &hunk, const trace::Trace &a, const trace::Trace &b) {
     const auto events = [](const trace::Trace &trace, std::size_t begin, std::size_t end) {
         Json list = Json::array();
         for (std::size_t i = begin; i < end; ++i) {
@@ -167,12 +167,12 @@ ExitStatus diff_traces(Program &program, const TraceDiffOptions &options) {
         }
     } else if (output.format() == Format::jsonl) {
         for (const trace::DiffHunk &hunk : hunks) {
-            output.json(tagged("ds3000.trace.difference/1", json_of(hunk, a, b)));
+            output.json(tagged("ds3000.trace.difference/1", hunk_json(hunk, a, b)));
         }
     } else {
         Json list = Json::array();
         for (const trace::DiffHunk &hunk : hunks) {
-            list.push_back(json_of(hunk, a, b));
+            list.push_back(hunk_json(hunk, a, b));
         }
         output.json({{"schema", "ds3000.trace.diff/1"},
                      {"a", options.a},
@@ -192,9 +192,9 @@ ExitStatus export_trace(Program &program, const TraceExportOptions &options) {
     const trace::Trace trace = read_trace(options.file);
     if (options.form == "jsonl") {
         Output output(Format::jsonl, program.options.output);
-        output.json(tagged("ds3000.trace.head/1", {{"head", json_of(trace.head)}}));
+        output.json(tagged("ds3000.trace.head/1", {{"head", head_json(trace.head)}}));
         for (const trace::Event &event : trace.events) {
-            output.json(tagged("ds3000.trace.event/1", host::json_of(event)));
+            output.json(tagged("ds3000.trace.event/1", json_of(event)));
         }
         output.finish();
         return ExitStatus::done;

@@ -49,7 +49,7 @@ SearchRange parse_range(const UnicableDetectOptions &options) {
     return range;
 }
 
-Json json_of(const FoundBand &band, std::size_t number) {
+Json band_json(const FoundBand &band, std::size_t number) {
     Json json{{"index", number},
               {"frequency_mhz", band.frequency_mhz},
               {"valid", band.valid},
@@ -60,10 +60,10 @@ Json json_of(const FoundBand &band, std::size_t number) {
     return json;
 }
 
-Json json_of(const Detection &detection) {
+Json detection_json(const Detection &detection) {
     Json bands = Json::array();
     for (const FoundBand &band : detection.bands) {
-        bands.push_back(json_of(band, bands.size()));
+        bands.push_back(band_json(band, bands.size()));
     }
     return {{"schema", "ds3000.unicable-detect/1"}, {"from_mhz", detection.range.from_mhz},
             {"to_mhz", detection.range.to_mhz},     {"command_sent", detection.command_sent},
@@ -84,7 +84,7 @@ std::vector<NumberedBand> numbered(const std::vector<FoundBand> &bands) {
     return rows;
 }
 
-constexpr auto columns = std::to_array<Column<NumberedBand>>(
+constexpr auto band_columns = std::to_array<Column<NumberedBand>>(
     {{"index", [](const NumberedBand &row) { return fmt::format("{}", row.number); }, Align::right},
      {"frequency",
       [](const NumberedBand &row) { return fmt::format("{} MHz", row.band.frequency_mhz); },
@@ -99,8 +99,9 @@ constexpr auto columns = std::to_array<Column<NumberedBand>>(
       Align::right}});
 
 void write_detection(Output &output, const Detection &detection, bool identified) {
-    const std::span shown = std::span(columns).first(columns.size() - (identified ? 0 : 1));
-    const Json json = json_of(detection);
+    const std::span shown =
+        std::span(band_columns).first(band_columns.size() - (identified ? 0 : 1));
+    const Json json = detection_json(detection);
     present(
         output,
         {.text =

@@ -101,7 +101,7 @@ UserBand search_for_band(ChipSession &session, const Plan &plan, const Program &
     return {*first.index, static_cast<std::uint16_t>(first.frequency_mhz), std::nullopt};
 }
 
-Json json_of(const UserBand &band, const UserBandPlan &channel) {
+Json user_band_json(const UserBand &band, const UserBandPlan &channel) {
     return {{"index", band.index},
             {"frequency_mhz", band.frequency_mhz},
             {"bank", channel.bank},
@@ -122,10 +122,10 @@ Json make_result(const Plan &plan, const UserBand &band, const UserBandPlan &cha
                  const UserBandReception &reception, HostBoard &board) {
     Json result{{"schema", "ds3000.unicable-tune/1"}};
     result.update(json_of(plan.target));
-    result["lnb"] = host::json_of(plan.lnb);
+    result["lnb"] = json_of(plan.lnb);
     result["plan"] = plan_json(plan.tune);
     result["position"] = plan.position == Position::b ? "B" : "A";
-    result["user_band"] = json_of(band, channel);
+    result["user_band"] = user_band_json(band, channel);
     result["user_band"]["searched"] = !plan.band;
     result["attempts"] = reception.attempts;
     result["locked"] = reception.lock_ms.has_value();

@@ -21,7 +21,7 @@ namespace host {
 
 namespace {
 
-namespace reg = ts2022::reg;
+namespace tuner_reg = ts2022::reg;
 
 // In the middle of what the tuner covers; a channel for it that need not be on the air.
 constexpr std::uint32_t middle_mhz = 1'550;
@@ -35,10 +35,10 @@ struct Calibration {
 };
 
 constexpr std::array calibrations{
-    Calibration{"VCO", reg::vco_status, reg::vco_calibrated},
-    Calibration{"synthesiser", reg::lo_state, 0xFF},
-    Calibration{"filter", reg::filter_state, 0xFF},
-    Calibration{"gain control", reg::agc_state, 0xFF},
+    Calibration{"VCO", tuner_reg::vco_status, tuner_reg::vco_calibrated},
+    Calibration{"synthesiser", tuner_reg::lo_state, 0xFF},
+    Calibration{"filter", tuner_reg::filter_state, 0xFF},
+    Calibration{"gain control", tuner_reg::agc_state, 0xFF},
 };
 
 // The calibrations that did not end after a tuning; empty when all did.
@@ -57,7 +57,7 @@ std::string unfinished_calibrations() {
 
 Finding look_at_tuner() {
     std::uint8_t identity = 0;
-    if (tuner_read(reg::power, &identity) != DS3000_OK) {
+    if (tuner_read(tuner_reg::power, &identity) != DS3000_OK) {
         return finding_of(cause_at("tuner", "no_tuner"),
                           "nothing answers at 0xC0 with the demodulator's repeater open");
     }

@@ -210,7 +210,7 @@ std::string text_of(const std::optional<bool> &value) {
     return value ? (*value ? "yes" : "no") : "";
 }
 
-constexpr auto columns = std::to_array<Column<FoundTransponder>>(
+constexpr auto found_columns = std::to_array<Column<FoundTransponder>>(
     {{"MHz", [](const FoundTransponder &found) { return bare(format_mhz(found.frequency_khz)); }},
      {"pol", [](const FoundTransponder &found) { return polarisation_letter(found.polarisation); }},
      {"ksym/s", [](const FoundTransponder &found) { return bare(format_ksps(found.symbol_rate)); }},
@@ -257,7 +257,7 @@ void write_comparison(Output &output, const ScanResult &result) {
 
 void write_text(Output &output, const ScanResult &result) {
     if (!result.transponders.empty()) {
-        write_aligned(output, sheet_of(columns, result.transponders));
+        write_aligned(output, sheet_of(found_columns, result.transponders));
     }
     if (result.comparison) {
         write_comparison(output, result);
