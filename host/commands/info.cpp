@@ -52,11 +52,9 @@ Json describe_plugin(const Plugin &plugin) {
 }
 
 Json describe_board(const HostBoard &board, const Session &session) {
-    const std::string &lines = session.init_lines();
-    const bool controller = lines.find("use lnbh23") != std::string::npos;
     Json json = board.describe();
-    json["demodulator"] = chip_name_in(lines);
-    json["lnb_supply"] = controller ? "lnbh23" : "gpio";
+    json["demodulator"] = session.chip_name();
+    json["lnb_supply"] = session.has_lnbh23() ? "lnbh23" : "gpio";
     return json;
 }
 

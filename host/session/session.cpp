@@ -5,6 +5,8 @@
 
 #include <array>
 
+#include "board/clock.h"
+#include "ds3000/demod/power.h"
 #include "host/session/lock_wait.h"
 #include "host/session/pace.h"
 #include "host/terminal/failure.h"
@@ -35,21 +37,31 @@ Session::Session(const dvb_ts_tuner_metadata &descriptor, DriverLog &log) : log_
         throw Failure(ExitStatus::not_loadable, fmt::format("the plug-in is wrong: {}", fault));
     }
     const bool up = tuner_->init(tuner_) != 0;
-    init_lines_ = take_lines();
+    take_lines();
     if (!up) {
         tuner_->free(tuner_);
-        log_.add(capture_.take());
-        const bool wrong_chip = init_lines_.find("chipset version mismatch") != std::string::npos;
+        take_lines();
         throw Failure(ExitStatus::hardware_absent,
-                      wrong_chip ? "init failed: no demodulator of this family answers at 0xD0"
-                                 : "init failed: the I2C bus cannot be opened");
+                      watch_.bus_refused()
+                          ? "init failed: the I2C bus cannot be opened"
+                          : "init failed: no demodulator of this family answers at 0xD0");
+    }
+    // The plug-in's thread runs from now on. Where threads take turns, it is not its turn, and the
+    // millions of transfers to come need no detour.
+    if (board::VirtualClock::current() != nullptr) {
+        watch_.step_aside();
     }
 }
 
 Session::~Session() {
     tuner_->finalize(tuner_);
     tuner_->free(tuner_);
-    log_.add(capture_.take());
+    take_lines();
+}
+
+std::string Session::chip_name() const {
+    const char *const name = ds3000_chip_name(watch_.chip_type());
+    return name == nullptr ? "" : name;
 }
 
 TuneAnswer Session::tune(const tune_request &request) {
@@ -92,21 +104,5 @@ std::optional<std::uint64_t> Session::wait_for_lock(const Patience &patience) {
 }
 
 void Session::settle() { pause_ms(settling_ms); }
-
-std::string Session::take_lines() {
-    std::string lines = capture_.take();
-    log_.add(lines);
-    return lines;
-}
-
-std::string chip_name_in(const std::string &driver_lines) {
-    constexpr std::string_view front = "Chip ID = [";
-    const auto begin = driver_lines.find(front);
-    if (begin == std::string::npos) {
-        return "";
-    }
-    const auto name = begin + front.size();
-    return driver_lines.substr(name, driver_lines.find(']', name) - name);
-}
 
 }  // namespace host

@@ -8,6 +8,7 @@
 
 #include "ds3000/plugin/channel.h"
 #include "host/session/plugin_loader.h"
+#include "host/session/start_up_watch.h"
 #include "host/terminal/driver_log.h"
 #include "host/terminal/stderr_capture.h"
 
@@ -35,8 +36,10 @@ class Session {
     [[nodiscard]] bool locked();
     [[nodiscard]] Signal signal();
 
-    // What the driver wrote to standard error during init.
-    [[nodiscard]] const std::string &init_lines() const { return init_lines_; }
+    // What init met on the board: the chip's name, empty when it was not identified, and whether an
+    // LNBH23 supplies the LNB.
+    [[nodiscard]] std::string chip_name() const;
+    [[nodiscard]] bool has_lnbh23() const { return watch_.has_lnbh23(); }
 
     // How to wait for lock: when to stop, and whether the board agrees that there is lock; leave
     // the second empty when nobody can ask the board.
@@ -56,16 +59,13 @@ class Session {
     void settle();
 
  private:
-    std::string take_lines();
+    void take_lines() { log_.add(capture_.take()); }
 
+    StartUpWatch watch_;
     StandardErrorCapture capture_;
     DriverLog &log_;
     Tuner *tuner_ = nullptr;
-    std::string init_lines_;
     std::optional<ds3000_channel> channel_;  // what the plug-in holds
 };
-
-// The chip's name in the driver's "Chip ID = [DS3103]!" line; empty without one.
-std::string chip_name_in(const std::string &driver_lines);
 
 }  // namespace host

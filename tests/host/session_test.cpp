@@ -9,8 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "board/board.h"
 #include "board/clock.h"
 #include "host/terminal/failure.h"
+#include "trace/player.h"
 
 namespace host {
 namespace {
@@ -22,6 +24,7 @@ struct Script {
     std::uint32_t init_result = 1;
     std::uint32_t tune_result = 1;
     std::string message;             // to standard error, by init or tune
+    bool opens_bus = false;          // init does
     std::uint64_t lock_from_ms = 0;  // of the clock
     std::uint64_t lock_to_ms = 0;    // of the clock
     std::array<std::uint8_t, 2> signal{14, 60};
@@ -35,6 +38,9 @@ std::uint64_t now_ms() { return board::VirtualClock::current()->now_ns() / 1'000
 std::uint32_t scripted_init(Tuner *) {
     script.calls.emplace_back("init");
     std::fputs(script.message.c_str(), stderr);
+    if (script.opens_bus) {
+        hdi_create_i2c_bus();
+    }
     return script.init_result;
 }
 
@@ -139,8 +145,11 @@ TEST_F(SessionTest, the_same_channel_is_what_the_plug_in_does_not_tune_again) {
 }
 
 TEST_F(SessionTest, what_the_driver_says_answers_nothing) {
+    script.message = "\tChip ID = [DS3002B]!\n\ninit_ds3000_driver: use lnbh23\n";
     Session session(descriptor_, log_);
 
+    EXPECT_EQ(session.chip_name(), "");
+    EXPECT_FALSE(session.has_lnbh23());
     script.message = "frequency 700000 out of range (950000..2150000)\n";
     EXPECT_EQ(session.tune(request_), TuneAnswer::set_up);
 }
@@ -203,13 +212,24 @@ TEST_F(SessionTest, a_quality_byte_may_be_negative) {
     EXPECT_EQ(session.signal().strength_percent, 33U);
 }
 
-TEST_F(SessionTest, keeps_what_the_driver_says_while_it_starts) {
-    script.message = "\tChip ID = [DS3002B]!\n\n";
-    Session session(descriptor_, log_);
-    script.message = "ds3000: SYS_DVBS2\n";
-    session.tune(request_);
+// Where init fails, what the board showed says why.
+TEST_F(SessionTest, says_whether_the_bus_or_the_chip_is_missing) {
+    script.init_result = 0;
+    script.opens_bus = true;
+    const auto failure = [this] {
+        try {
+            Session(descriptor_, log_);
+        } catch (const Failure &thrown) {
+            return std::string(thrown.what());
+        }
+        return std::string();
+    };
+    trace::Player without_chip(trace::parse_transcript("bus open -> ok"));
 
-    EXPECT_EQ(chip_name_in(session.init_lines()), "DS3002B");
+    EXPECT_EQ(failure(), "init failed: the I2C bus cannot be opened");
+    board::set_board(&without_chip);
+    EXPECT_EQ(failure(), "init failed: no demodulator of this family answers at 0xD0");
+    board::set_board(nullptr);
 }
 
 }  // namespace
