@@ -10,7 +10,7 @@
 
 namespace sim {
 
-namespace reg = ts2022::reg;
+namespace tuner_reg = ts2022::reg;
 
 namespace {
 
@@ -32,11 +32,14 @@ struct Required {
     std::uint8_t value;
 };
 
-constexpr std::array synthesiser_type_1{Required{reg::reg_62, 0xFD}, Required{reg::reg_42, 0x63},
-                                        Required{reg::reg_03, 0x06}};
-constexpr std::array synthesiser_type_2{Required{reg::reg_62, 0xEC}, Required{reg::reg_42, 0x6C},
-                                        Required{reg::reg_03, 0x06}};
-constexpr std::array filter_type_2{Required{reg::reg_27, 0x30}, Required{reg::reg_08, 0x09}};
+constexpr std::array synthesiser_type_1{Required{tuner_reg::reg_62, 0xFD},
+                                        Required{tuner_reg::reg_42, 0x63},
+                                        Required{tuner_reg::reg_03, 0x06}};
+constexpr std::array synthesiser_type_2{Required{tuner_reg::reg_62, 0xEC},
+                                        Required{tuner_reg::reg_42, 0x6C},
+                                        Required{tuner_reg::reg_03, 0x06}};
+constexpr std::array filter_type_2{Required{tuner_reg::reg_27, 0x30},
+                                   Required{tuner_reg::reg_08, 0x09}};
 constexpr std::array agc_type_2{Required{0x22, 0x30}, Required{0x12, 0xA0}};
 
 template <std::size_t count>
@@ -64,7 +67,7 @@ std::uint64_t failures(const Scenario &scenario, Fault::Kind kind) {
 Tuner::Tuner(const Scenario &scenario, Watch &watch)
     : watch_(&watch),
       identity_(scenario.board.tuner_identity),
-      type_((identity_ & reg::power_all) == reg::power_supply ? 1 : 2),
+      type_((identity_ & tuner_reg::power_all) == tuner_reg::power_supply ? 1 : 2),
       filter_centre_(static_cast<std::uint8_t>(21 + scenario.seed % 5)) {
     vco_.fail_first(failures(scenario, Fault::Kind::vco_calibration));
     lo_.fail_first(failures(scenario, Fault::Kind::lo_calibration));
@@ -82,24 +85,27 @@ void Tuner::power_on() {
     agc_.reset();
 }
 
-bool Tuner::on() const { return (regs_[reg::power] & reg::power_all) == reg::power_all; }
+bool Tuner::on() const {
+    return (regs_[tuner_reg::power] & tuner_reg::power_all) == tuner_reg::power_all;
+}
 
 void Tuner::write_power(std::uint8_t value, std::uint64_t now_ns) {
-    const std::uint8_t old = regs_[reg::power];
-    const bool supply_was_on = (old & reg::power_supply) != 0;
-    if (!supply_was_on && (value & reg::power_supply) != 0) {
+    const std::uint8_t old = regs_[tuner_reg::power];
+    const bool supply_was_on = (old & tuner_reg::power_supply) != 0;
+    if (!supply_was_on && (value & tuner_reg::power_supply) != 0) {
         supply_on_ns_ = now_ns;
     }
-    const bool starts_the_rest = (value & ~old & reg::power_all & ~reg::power_supply) != 0;
+    const bool starts_the_rest =
+        (value & ~old & tuner_reg::power_all & ~tuner_reg::power_supply) != 0;
     if (starts_the_rest && supply_was_on && now_ns < supply_on_ns_ + supply_settling_ns) {
-        value = reg::power_supply;
+        value = tuner_reg::power_supply;
     }
-    regs_[reg::power] = value & reg::power_all;
+    regs_[tuner_reg::power] = value & tuner_reg::power_all;
 }
 
 void Tuner::write(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns) {
     ++writes_;
-    if (reg == reg::power) {
+    if (reg == tuner_reg::power) {
         write_power(value, now_ns);
         return;
     }
@@ -110,25 +116,25 @@ void Tuner::write(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns) {
     const std::uint8_t old = regs_[reg];
     regs_[reg] = value;
     switch (reg) {
-        case reg::divider_high:
-        case reg::divider_low:
+        case tuner_reg::divider_high:
+        case tuner_reg::divider_low:
             divider_order_ = writes_;
             break;
-        case reg::band:
+        case tuner_reg::band:
             if (((old ^ value) & band_divide_by_2) != 0) {
                 divider_order_ = writes_;
             }
             break;
-        case reg::filter_fine:
-        case reg::filter_coarse:
+        case tuner_reg::filter_fine:
+        case tuner_reg::filter_coarse:
             filter_order_ = writes_;
             break;
-        case reg::calibration_select:
+        case tuner_reg::calibration_select:
             for (Calibration *calibration : {&vco_, &lo_, &filter_, &agc_}) {
                 calibration->write_reset(value);
             }
             break;
-        case reg::calibration_start:
+        case tuner_reg::calibration_start:
             start_calibrations(old, value, now_ns);
             break;
         default:
@@ -146,29 +152,29 @@ void Tuner::start_calibrations(std::uint8_t old, std::uint8_t value, std::uint64
 }
 
 bool Tuner::reads_gain(std::uint8_t reg) {
-    return reg == reg::agc_state || reg == reg::rf_gain || reg == reg::band_state;
+    return reg == tuner_reg::agc_state || reg == tuner_reg::rf_gain || reg == tuner_reg::band_state;
 }
 
 std::uint8_t Tuner::read(std::uint8_t reg, std::uint64_t now_ns) const {
     switch (reg) {
-        case reg::power:
+        case tuner_reg::power:
             // The revision, and those power bits that this type shows.
-            return static_cast<std::uint8_t>((identity_ & ~reg::power_all) |
-                                             (identity_ & regs_[reg::power]));
-        case reg::vco_band:
+            return static_cast<std::uint8_t>((identity_ & ~tuner_reg::power_all) |
+                                             (identity_ & regs_[tuner_reg::power]));
+        case tuner_reg::vco_band:
             return vco_band();
-        case reg::vco_status:
-            return vco_.done(now_ns) ? reg::vco_calibrated : std::uint8_t{0};
-        case reg::lo_state:
+        case tuner_reg::vco_status:
+            return vco_.done(now_ns) ? tuner_reg::vco_calibrated : std::uint8_t{0};
+        case tuner_reg::lo_state:
             return lo_.done(now_ns) ? 0x2A : 0;
-        case reg::filter_state:
+        case tuner_reg::filter_state:
             return filter_.done(now_ns) ? filter_result() : std::uint8_t{0};
-        case reg::agc_state:
+        case tuner_reg::agc_state:
             // Bit 6 tells a gain of 0 from a gain control that has not been started.
             return agc_.done(now_ns) ? 0x40 | gain_.baseband : 0;
-        case reg::rf_gain:
+        case tuner_reg::rf_gain:
             return gain_.lna;
-        case reg::band_state:
+        case tuner_reg::band_state:
             return static_cast<std::uint8_t>((low_band() ? 0x80 : 0) | (gain_.rf << 3));
         default:
             return regs_[reg];
@@ -177,8 +183,8 @@ std::uint8_t Tuner::read(std::uint8_t reg, std::uint64_t now_ns) const {
 
 // Type 1 has twelve bits of divider less 1024. Type 2 has fourteen, in three stretches.
 std::uint32_t Tuner::divider() const {
-    const std::uint32_t high = regs_[reg::divider_high];
-    const std::uint32_t low = regs_[reg::divider_low];
+    const std::uint32_t high = regs_[tuner_reg::divider_high];
+    const std::uint32_t low = regs_[tuner_reg::divider_low];
     if (type_ == 1) {
         return ((high & 0x0F) << 8 | low) + 1024;
     }
@@ -189,7 +195,7 @@ std::uint32_t Tuner::divider() const {
     return programmed < 8192 ? programmed - 1024 : programmed - 3072;
 }
 
-bool Tuner::low_band() const { return (regs_[reg::band] & band_divide_by_2) != 0; }
+bool Tuner::low_band() const { return (regs_[tuner_reg::band] & band_divide_by_2) != 0; }
 
 double Tuner::vco_khz() const { return divider() * reference_khz / 28; }
 
@@ -199,7 +205,8 @@ unsigned Tuner::first_core_band() const {
 }
 
 bool Tuner::second_core() const {
-    return (regs_[reg::band] & band_second_core) != 0 && regs_[reg::reg_11] == second_core_bias;
+    return (regs_[tuner_reg::band] & band_second_core) != 0 &&
+           regs_[tuner_reg::reg_11] == second_core_bias;
 }
 
 std::uint8_t Tuner::vco_band() const {
@@ -209,7 +216,7 @@ std::uint8_t Tuner::vco_band() const {
 
 // Type 2 calibrates its two channels one after the other (0x41); they differ a little.
 std::uint8_t Tuner::filter_result() const {
-    return static_cast<std::uint8_t>(filter_centre_ + (regs_[reg::reg_41] == 0x0D ? 2 : 0));
+    return static_cast<std::uint8_t>(filter_centre_ + (regs_[tuner_reg::reg_41] == 0x0D ? 2 : 0));
 }
 
 std::string Tuner::synthesiser_fault() const {
@@ -250,13 +257,13 @@ std::string Tuner::filter_fault() const {
     if (filter_.order() < filter_order_) {
         return "tuner filter not calibrated since 0x04 and 0x06 were written";
     }
-    if (regs_[reg::filter_fine] == 0 || regs_[reg::filter_coarse] == 0) {
+    if (regs_[tuner_reg::filter_fine] == 0 || regs_[tuner_reg::filter_coarse] == 0) {
         return "tuner filter without coefficients";
     }
     if (type_ == 1) {
         return {};
     }
-    if ((regs_[reg::reg_25] & 0x80) == 0) {
+    if ((regs_[tuner_reg::reg_25] & 0x80) == 0) {
         return "tuner filter result not stored: 0x25 bit 7 is clear";
     }
     return wrong_one(regs_, filter_type_2);
@@ -286,8 +293,8 @@ TunerOutput Tuner::output() const {
     output.lo_khz = vco_khz() / (low_band() ? 2 : 1);
     // K0 is 54 times the filter's unit capacitance of each type.
     const double k0 = type_ == 1 ? 149'364 : 172'800;
-    output.bandwidth_khz =
-        regs_[reg::filter_coarse] * k0 / (2.0 * std::max<std::uint8_t>(regs_[reg::filter_fine], 1));
+    output.bandwidth_khz = regs_[tuner_reg::filter_coarse] * k0 /
+                           (2.0 * std::max<std::uint8_t>(regs_[tuner_reg::filter_fine], 1));
     output.reason = Reason::tuner_filter;
     output.text = filter_fault();
     if (!output.text.empty()) {
