@@ -9,6 +9,7 @@
 #include "board/board.h"
 #include "board/clock.h"
 #include "trace/player.h"
+#include "trace/reader.h"
 #include "trace/transcript.h"
 
 namespace trace {

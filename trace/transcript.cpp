@@ -272,67 +272,6 @@ std::string unescaped(std::string_view text) {
     return out;
 }
 
-// The key and the value of a line of the head; false for another line.
-bool parse_meta(std::string_view line, std::string &key, std::string &value) {
-    Words words(line);
-    if (!words.accept("meta")) {
-        return false;
-    }
-    key = words.next("key");
-    value = unescaped(words.rest());
-    return true;
-}
-
-// Reads a text line by line.
-class TraceReader {
- public:
-    void line(std::string_view line, std::size_t number) {
-        std::string key;
-        std::string value;
-        if (parse_meta(line, key, value)) {
-            meta(std::move(key), std::move(value));
-        } else if (auto event = parse_event(line); event) {
-            check_time(*event);
-            trace_.events.push_back(std::move(*event));
-            trace_.lines.push_back(number);
-        }
-    }
-
-    [[nodiscard]] bool is_recording() const { return !trace_.head.empty(); }
-    Trace take() { return std::move(trace_); }
-
- private:
-    void meta(std::string key, std::string value) {
-        if (!trace_.events.empty()) {
-            throw std::invalid_argument("the head ends where the events begin");
-        }
-        if (trace_.head.empty() != (key == "format")) {
-            throw std::invalid_argument(key == "format" ? "'meta format' is here twice"
-                                                        : "the head begins with 'meta format'");
-        }
-        if (key == "format" &&
-            parse_number<unsigned>(value, 10, "format version") != TraceHead::format) {
-            throw std::invalid_argument(
-                fmt::format("format version {}; this program reads version {}", quoted(value),
-                            TraceHead::format));
-        }
-        if (trace_.head.value(key)) {
-            throw std::invalid_argument(fmt::format("'meta {}' is here twice", quoted(key)));
-        }
-        trace_.head.add(std::move(key), std::move(value));
-    }
-
-    void check_time(const Event &event) {
-        if (event.time_us && latest_us_ > *event.time_us) {
-            throw std::invalid_argument("time runs backwards: the event before is later");
-        }
-        latest_us_ = event.time_us.value_or(latest_us_);
-    }
-
-    Trace trace_;
-    std::uint64_t latest_us_ = 0;
-};
-
 std::string format_bytes(const board::Bytes &bytes) {
     std::string text;
     for (const std::uint8_t byte : bytes) {
@@ -494,33 +433,37 @@ void TraceHead::add(std::string key, std::string value) {
     entries_.emplace_back(std::move(key), std::move(value));
 }
 
+void TraceHead::add_line(std::string key, std::string value) {
+    const bool is_format = key == "format";
+    if (empty() != is_format) {
+        throw std::invalid_argument(is_format ? "'meta format' is here twice"
+                                              : "the head begins with 'meta format'");
+    }
+    if (is_format && parse_number<unsigned>(value, 10, "format version") != format) {
+        throw std::invalid_argument(
+            fmt::format("format version {}; this program reads version {}", quoted(value), format));
+    }
+    if (this->value(key)) {
+        throw std::invalid_argument(fmt::format("'meta {}' is here twice", quoted(key)));
+    }
+    add(std::move(key), std::move(value));
+}
+
+std::optional<std::pair<std::string, std::string>> parse_meta(std::string_view line) {
+    Words words(line);
+    if (!words.accept("meta")) {
+        return std::nullopt;
+    }
+    const std::string_view key = words.next("key");
+    return std::pair(std::string(key), unescaped(words.rest()));
+}
+
 std::string format_head(const TraceHead &head) {
     std::string text;
     for (const auto &[key, value] : head.entries()) {
         text += fmt::format("meta {} {}\n", key, escaped(value));
     }
     return text;
-}
-
-Trace parse_trace(std::string_view text, std::string_view name) {
-    TraceReader reader;
-    for (std::size_t number = 1; !text.empty(); ++number) {
-        const auto end = text.find('\n');
-        try {
-            reader.line(text.substr(0, end), number);
-            if (end == std::string_view::npos && reader.is_recording()) {
-                throw std::invalid_argument("the recording is cut off in this line");
-            }
-        } catch (const std::invalid_argument &problem) {
-            throw std::invalid_argument(fmt::format("{}:{}: {}", name, number, problem.what()));
-        }
-        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-    }
-    return reader.take();
-}
-
-std::vector<Event> parse_transcript(std::string_view text, std::string_view name) {
-    return parse_trace(text, name).events;
 }
 
 }  // namespace trace

@@ -76,27 +76,20 @@ class TraceHead {
 
     void add(std::string key, std::string value);
 
+    // The same for what stands in a text. Throws std::invalid_argument for a key that has no place
+    // here and for another format's version.
+    void add_line(std::string key, std::string value);
+
  private:
     std::vector<std::pair<std::string, std::string>> entries_;
 };
 
+// The key and the value of a line of the head; nothing for another line. Throws
+// std::invalid_argument saying what is wrong with the line.
+std::optional<std::pair<std::string, std::string>> parse_meta(std::string_view line);
+
 // The head's lines, newlines included.
 std::string format_head(const TraceHead &head);
-
-// A whole text: head, events, and each event's line in it.
-struct Trace {
-    TraceHead head;
-    std::vector<Event> events;
-    std::vector<std::size_t> lines;
-};
-
-// Throws std::invalid_argument with `name` and the line's number in front: a line that is none, a
-// head that stands behind events or is of another version, times that run backwards, and in a
-// recording (a text with a head) a last line that is cut off.
-Trace parse_trace(std::string_view text, std::string_view name = "transcript");
-
-// The events alone.
-std::vector<Event> parse_transcript(std::string_view text, std::string_view name = "transcript");
 
 // The device's name in a transcript: demod, tuner, lnbh23, 0xA0.
 std::string device_name(unsigned address);

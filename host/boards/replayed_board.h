@@ -9,7 +9,7 @@
 #include "host/boards/host_board.h"
 #include "host/terminal/console.h"
 #include "trace/replay_board.h"
-#include "trace/transcript.h"
+#include "trace/reader.h"
 
 namespace host {
 

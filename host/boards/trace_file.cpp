@@ -1,15 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "host/boards/trace_file.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <memory>
+#include <optional>
 #include <stdexcept>
+#include <string_view>
+#include <utility>
 
 #include "host/terminal/failure.h"
 
@@ -20,50 +25,158 @@ namespace {
 // Some days of polling; what is larger is no trace of ours.
 constexpr std::size_t largest_trace = std::size_t{1} << 30U;
 
+constexpr std::size_t part_size = 65536;
+
 [[noreturn]] void refuse(const std::string &file, std::string_view problem) {
     throw Failure(ExitStatus::bad_input, fmt::format("trace {}: {}", file, problem));
 }
 
-std::string contents(const std::string &file) {
-    struct Close {
-        void operator()(std::FILE *stream) const { std::fclose(stream); }
-    };
-    const std::unique_ptr<std::FILE, Close> stream(std::fopen(file.c_str(), "re"));
-    if (!stream) {
-        refuse(file, std::strerror(errno));
-    }
-    std::string text;
-    std::array<char, 65536> part{};
-    for (std::size_t got = 0; (got = std::fread(part.data(), 1, part.size(), stream.get())) > 0;) {
-        text.append(part.data(), got);
-        if (const auto nul = text.find('\0', text.size() - got); nul != std::string::npos) {
-            const auto end = text.begin() + static_cast<std::ptrdiff_t>(nul);
-            refuse(fmt::format("{}:{}", file, std::count(text.begin(), end, '\n') + 1),
-                   "a character 0; this is no text");
-        }
-        if (text.size() > largest_trace) {
-            refuse(file, fmt::format("larger than {} MiB", largest_trace >> 20U));
-        }
-    }
-    if (std::ferror(stream.get()) != 0) {
-        refuse(file, std::strerror(errno));
-    }
-    return text;
+bool can_be_read_again(std::FILE *stream) {
+    struct stat status {};
+    return fstat(fileno(stream), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 }  // namespace
 
-trace::Trace read_trace(const std::string &file) {
-    trace::Trace trace;
+// What cannot be read twice, such as a pipe, is copied into a file without a name.
+class StoredText {
+ public:
+    explicit StoredText(const std::string &file)
+        : file_(file), stream_(std::fopen(file.c_str(), "re")) {
+        if (!stream_) {
+            refuse(file_, std::strerror(errno));
+        }
+        if (can_be_read_again(stream_.get())) {
+            read_through(nullptr);
+        } else {
+            Stream copy(std::tmpfile());
+            if (!copy) {
+                refuse(file_, std::strerror(errno));
+            }
+            read_through(copy.get());
+            stream_ = std::move(copy);
+        }
+    }
+
+    // The characters at a place, as many as there are and have room; nothing at the end.
+    [[nodiscard]] std::string_view at(std::size_t place, std::array<char, part_size> &room) const {
+        const std::size_t wanted = std::min(room.size(), size_ - place);
+        const ssize_t got =
+            pread(fileno(stream_.get()), room.data(), wanted, static_cast<off_t>(place));
+        if (got < 0 || (got == 0 && wanted > 0)) {
+            refuse(file_, got < 0 ? std::strerror(errno) : "became shorter while it was read");
+        }
+        return {room.data(), static_cast<std::size_t>(got)};
+    }
+
+ private:
+    struct Close {
+        void operator()(std::FILE *stream) const { std::fclose(stream); }
+    };
+    using Stream = std::unique_ptr<std::FILE, Close>;
+
+    void read_through(std::FILE *copy) {
+        std::array<char, part_size> part{};
+        std::ptrdiff_t lines = 0;
+        while (const std::size_t got = std::fread(part.data(), 1, part.size(), stream_.get())) {
+            const std::string_view text(part.data(), got);
+            const std::size_t nul = text.find('\0');
+            lines += std::count(text.begin(), text.begin() + std::min(nul, got), '\n');
+            if (nul != std::string_view::npos) {
+                refuse(fmt::format("{}:{}", file_, lines + 1), "a character 0; this is no text");
+            }
+            size_ += got;
+            if (size_ > largest_trace) {
+                refuse(file_, fmt::format("larger than {} MiB", largest_trace >> 20U));
+            }
+            if (copy != nullptr && std::fwrite(part.data(), 1, got, copy) != got) {
+                refuse(file_, std::strerror(errno));
+            }
+        }
+        if (std::ferror(stream_.get()) != 0 || (copy != nullptr && std::fflush(copy) != 0)) {
+            refuse(file_, std::strerror(errno));
+        }
+    }
+
+    std::string file_;
+    Stream stream_;
+    std::size_t size_ = 0;
+};
+
+namespace {
+
+class StoredLines final : public trace::LineReader {
+ public:
+    explicit StoredLines(std::shared_ptr<const StoredText> text) : text_(std::move(text)) {}
+
+    std::optional<std::string_view> next() override {
+        std::size_t end = ahead_.find('\n', begin_);
+        while (end == std::string::npos) {
+            const std::size_t searched = ahead_.size() - begin_;
+            if (!read_on()) {
+                break;
+            }
+            end = ahead_.find('\n', searched);
+        }
+        cut_off_ = end == std::string::npos;
+        end = std::min(end, ahead_.size());
+        if (cut_off_ && begin_ == end) {
+            return std::nullopt;
+        }
+        const std::string_view line(ahead_.data() + begin_, end - begin_);
+        begin_ = std::min(end + 1, ahead_.size());
+        return line;
+    }
+
+    [[nodiscard]] bool cut_off() const override { return cut_off_; }
+
+ private:
+    bool read_on() {
+        ahead_.erase(0, std::exchange(begin_, 0));
+        const std::string_view part = text_->at(place_, room_);
+        place_ += part.size();
+        ahead_ += part;
+        return !part.empty();
+    }
+
+    std::shared_ptr<const StoredText> text_;
+    std::size_t place_ = 0;
+    std::string ahead_;
+    std::size_t begin_ = 0;  // in it, of the next line
+    bool cut_off_ = false;
+    std::array<char, part_size> room_{};
+};
+
+}  // namespace
+
+TraceFile::TraceFile(const std::string &name)
+    : name_(name), text_(std::make_shared<StoredText>(name)) {
     try {
-        trace = trace::parse_trace(contents(file), file);
+        trace::TraceReader reader = read();
+        while (reader.next() != nullptr) {
+            ++events_;
+        }
+        head_ = reader.head();
+        last_line_ = reader.line();
     } catch (const std::invalid_argument &problem) {
         throw Failure(ExitStatus::bad_input, problem.what());
     }
-    if (trace.events.empty()) {
-        refuse(file, "there is no event in it");
+    if (events_ == 0) {
+        refuse(name, "there is no event in it");
     }
-    return trace;
+}
+
+trace::TraceReader TraceFile::read() const { return {std::make_unique<StoredLines>(text_), name_}; }
+
+trace::Recording TraceFile::recording() const {
+    return [text = text_, name = name_] {
+        return std::make_unique<trace::TraceReader>(std::make_unique<StoredLines>(text), name);
+    };
+}
+
+trace::Trace read_trace(const std::string &file) {
+    trace::TraceReader reader = TraceFile(file).read();
+    return trace::rest_of(reader);
 }
 
 }  // namespace host

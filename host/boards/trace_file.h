@@ -1,14 +1,45 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
+#include <memory>
 #include <string>
 
-#include "trace/transcript.h"
+#include "trace/reader.h"
 
 namespace host {
 
-// Read a trace. Throws Failure (bad_input) saying what is wrong, with the file's name and the
-// line's number.
+// The text of a trace on disk, whatever it came from, which may be read as often as one likes.
+class StoredText;
+
+// A trace in a file, of which no more than the line that is being read is in memory. The file must
+// stay as it is meanwhile.
+class TraceFile {
+ public:
+    // Reads it through once. Throws Failure (bad_input) saying what is wrong anywhere in it, with
+    // the file's name and the line's number.
+    explicit TraceFile(const std::string &name);
+
+    [[nodiscard]] const trace::TraceHead &head() const { return head_; }
+    [[nodiscard]] std::size_t events() const { return events_; }
+
+    // The line of the last event.
+    [[nodiscard]] std::size_t last_line() const { return last_line_; }
+
+    [[nodiscard]] trace::TraceReader read() const;
+
+    // The same for who needs to read it several times; it may outlive this object.
+    [[nodiscard]] trace::Recording recording() const;
+
+ private:
+    std::string name_;
+    std::shared_ptr<const StoredText> text_;
+    trace::TraceHead head_;
+    std::size_t events_ = 0;
+    std::size_t last_line_ = 0;
+};
+
+// The whole of a trace in memory. Throws as TraceFile does.
 trace::Trace read_trace(const std::string &file);
 
 }  // namespace host

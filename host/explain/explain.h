@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/terminal/output.h"
+#include "trace/reader.h"
 #include "trace/transcript.h"
 
 namespace host {

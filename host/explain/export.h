@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "host/terminal/output.h"
-#include "trace/transcript.h"
+#include "trace/reader.h"
 
 namespace host {
 

@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "trace/reader.h"
 #include "trace/transcript.h"
 
 namespace {

@@ -8,6 +8,7 @@
 
 #include "host/doctor/steps.h"
 #include "tests/host/ctl_run.h"
+#include "trace/reader.h"
 #include "trace/transcript.h"
 
 namespace tests {

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "tests/host/ctl_run.h"
+#include "trace/reader.h"
 #include "trace/transcript.h"
 
 namespace tests {
@@ -304,6 +305,55 @@ TEST_F(CtlTrace, diff_aligns_what_is_common) {
     EXPECT_EQ(breaks_schema(lines.front(), "trace-difference"), "");
     EXPECT_THAT(ctl("trace diff it.trace altered.trace").out,
                 HasSubstr(fmt::format("@@ line {0} | line {0}\n", line)));
+}
+
+TEST_F(CtlTrace, diff_shows_three_events_around_each_difference) {
+    const auto waits = [](int first, int last) {
+        std::string lines;
+        for (int i = first; i <= last; ++i) {
+            lines += fmt::format("wait {}\n", i);
+        }
+        return lines;
+    };
+    write_file("a", waits(1, 12));
+    write_file("b",
+               "# one\n" + waits(1, 4) + "gpio 6 1\n" + waits(6, 6) + waits(8, 12) + "log x\n");
+
+    EXPECT_EQ(ctl("trace diff a b").out,
+              "@@ line 5 | line 6\n"
+              "        2  wait 2\n        3  wait 3\n        4  wait 4\n"
+              "-       5  wait 5\n+       6  gpio 6 1\n"
+              "        6  wait 6\n        7  wait 7\n        8  wait 8\n"
+              "@@ line 7 | line 8\n"
+              "        4  wait 4\n        5  wait 5\n        6  wait 6\n"
+              "-       7  wait 7\n"
+              "        8  wait 8\n        9  wait 9\n       10  wait 10\n"
+              "@@ line 13 | line 13\n"
+              "       10  wait 10\n       11  wait 11\n       12  wait 12\n"
+              "+      13  log x\n");
+}
+
+TEST_F(CtlTrace, a_recording_comes_through_a_pipe_as_well) {
+    record(tune_demo);
+
+    EXPECT_EQ(shell("cat it.trace | $CTL trace show /dev/stdin").out,
+              ctl("trace show it.trace").out);
+    EXPECT_EQ(shell("cat it.trace | $CTL trace diff /dev/stdin it.trace").status, 0);
+}
+
+TEST_F(CtlTrace, lines_of_any_length_are_read_whole) {
+    const std::string longest(200'000, 'x');
+    write_file("long.trace",
+               "wait 1\nlog " + longest + "\nlog y\n" + "log " + longest + "\nwait 2");
+
+    const auto lines = json_lines(ctl("trace show long.trace --format jsonl").out);
+
+    ASSERT_EQ(lines.size(), 7U);
+    EXPECT_EQ(lines[2].at("event"), "log " + longest);
+    EXPECT_EQ(lines[3].at("event"), "log y");
+    EXPECT_EQ(lines[4].at("event"), "log " + longest);
+    EXPECT_EQ(lines[5].at("event"), "wait 2");
+    EXPECT_EQ(lines[5].at("line"), 5);
 }
 
 TEST_F(CtlTrace, export_writes_a_script_that_a_shell_accepts) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "tests/host/ctl_run.h"
+#include "trace/reader.h"
 #include "trace/transcript.h"
 
 namespace tests {

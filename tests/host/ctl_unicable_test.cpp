@@ -7,6 +7,7 @@
 #include <map>
 
 #include "tests/host/ctl_run.h"
+#include "trace/reader.h"
 #include "trace/transcript.h"
 
 namespace tests {

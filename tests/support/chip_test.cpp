@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/chip_test.h"
 
-#include "trace/transcript.h"
+#include "trace/reader.h"
 
 namespace tests {
 

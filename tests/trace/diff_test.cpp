@@ -7,6 +7,8 @@
 #include <random>
 #include <string>
 
+#include "trace/reader.h"
+
 namespace trace {
 
 // How a failing test shows a hunk.

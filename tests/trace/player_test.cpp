@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "trace/reader.h"
+
 #include <array>
 #include <string>
 #include <vector>

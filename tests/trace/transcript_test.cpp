@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "trace/reader.h"
+
 namespace trace {
 
 // How a failing test shows an event.
