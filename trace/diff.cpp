@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <string>
-#include <unordered_map>
 
 #include "trace/message_text.h"
 
@@ -15,32 +14,17 @@ namespace {
 // bounds time and memory.
 constexpr std::ptrdiff_t longest_search = 1000;
 
-// Events as numbers: equal ones have equal numbers.
-class Numbering {
- public:
-    explicit Numbering(bool with_time) : with_time_(with_time) {}
+// FNV-1a.
+constexpr std::uint64_t hash_basis = 0xCBF29CE484222325;
+constexpr std::uint64_t hash_prime = 0x00000100000001B3;
 
-    std::vector<std::size_t> numbers(const std::vector<Event> &events) {
-        std::vector<std::size_t> result;
-        result.reserve(events.size());
-        for (const Event &event : events) {
-            result.push_back(known_.try_emplace(key(event), known_.size()).first->second);
-        }
-        return result;
+std::string key(const Event &event, bool with_time) {
+    if (with_time) {
+        return format_event(event);
     }
-
- private:
-    [[nodiscard]] std::string key(const Event &event) const {
-        if (with_time_) {
-            return format_event(event);
-        }
-        const std::string body = format_body(event);
-        return event.kind == EventKind::message ? without_times(body) : body;
-    }
-
-    bool with_time_;
-    std::unordered_map<std::string, std::size_t> known_;
-};
+    const std::string body = format_body(event);
+    return event.kind == EventKind::message ? without_times(body) : body;
+}
 
 struct Place {
     std::ptrdiff_t a;
@@ -50,9 +34,7 @@ struct Place {
 // Myers' greedy search for the furthest place that each number of edits reaches on each diagonal.
 class ShortestEdit {
  public:
-    using Numbers = std::vector<std::size_t>;
-
-    ShortestEdit(const Numbers &a, const Numbers &b, Place begin)
+    ShortestEdit(const Fingerprints &a, const Fingerprints &b, Place begin)
         : a_(a),
           b_(b),
           begin_(begin),
@@ -132,8 +114,8 @@ class ShortestEdit {
         return places;
     }
 
-    const Numbers &a_;
-    const Numbers &b_;
+    const Fingerprints &a_;
+    const Fingerprints &b_;
     Place begin_;
     std::ptrdiff_t length_a_;
     std::ptrdiff_t length_b_;
@@ -157,15 +139,19 @@ void add_gap(std::vector<DiffHunk> &hunks, Place from, Place to) {
 
 }  // namespace
 
-std::vector<DiffHunk> differences(const std::vector<Event> &a, const std::vector<Event> &b,
-                                  bool with_time) {
-    Numbering numbering(with_time);
-    const auto numbers_a = numbering.numbers(a);
-    const auto numbers_b = numbering.numbers(b);
+std::uint64_t fingerprint(const Event &event, bool with_time) {
+    std::uint64_t hash = hash_basis;
+    for (const char c : key(event, with_time)) {
+        hash = (hash ^ static_cast<unsigned char>(c)) * hash_prime;
+    }
+    return hash;
+}
+
+std::vector<DiffHunk> differences(const Fingerprints &a, const Fingerprints &b) {
     std::vector<DiffHunk> hunks;
     Place place{0, 0};
     while (place.a < std::ssize(a) || place.b < std::ssize(b)) {
-        const std::vector<Place> places = ShortestEdit(numbers_a, numbers_b, place).run();
+        const std::vector<Place> places = ShortestEdit(a, b, place).run();
         for (auto end = places.rbegin(); end != places.rend(); end += 2) {
             add_gap(hunks, place, *end);
             place = *(end + 1);

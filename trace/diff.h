@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "trace/transcript.h"
@@ -19,9 +20,14 @@ struct DiffHunk {
     bool operator==(const DiffHunk &) const = default;
 };
 
+// An event as a number, the same for the same events; that two others have the same, too, is as
+// unlikely as a guess of 64 bits. Time, thread and the times that messages name count on request
+// only.
+std::uint64_t fingerprint(const Event &event, bool with_time);
+using Fingerprints = std::vector<std::uint64_t>;
+
 // How two traces differ, aligned by the shortest edit script; where they are very far apart, by a
-// good one. Time, thread and the times that messages name count on request only.
-std::vector<DiffHunk> differences(const std::vector<Event> &a, const std::vector<Event> &b,
-                                  bool with_time = false);
+// good one.
+std::vector<DiffHunk> differences(const Fingerprints &a, const Fingerprints &b);
 
 }  // namespace trace

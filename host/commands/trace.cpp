@@ -4,7 +4,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <memory>
+#include <array>
+#include <string>
+#include <vector>
 
 #include "host/boards/trace_file.h"
 #include "host/explain/explain.h"
@@ -56,12 +58,12 @@ Json line_json(const Explanation &line) {
     return json;
 }
 
-void show_text(Output &output, const trace::Trace &trace) {
-    for (const auto &[key, value] : trace.head.entries()) {
+void show_text(Output &output, trace::TraceReader trace) {
+    for (const auto &[key, value] : trace.head().entries()) {
         output.line(fmt::format("{:<10} {}", key, value));
     }
     std::string thread;
-    for (const Explanation &line : explain(trace)) {
+    const TraceTotals totals = explain(trace, [&](const Explanation &line) {
         if (line.event.thread != thread) {
             thread = line.event.thread;
             output.line(fmt::format("---- {}", thread));
@@ -69,8 +71,7 @@ void show_text(Output &output, const trace::Trace &trace) {
         const std::string text = fmt::format("{:<{}} {:<{}} {}", trace::format_front(line.event),
                                              front_width, line.text, event_width, line.meaning);
         output.line(text.substr(0, text.find_last_not_of(' ') + 1));
-    }
-    const TraceTotals totals = totals_of(trace);
+    });
     output.line(fmt::format("---- {} events, {} transfers ({} failed) of {} bytes in {:.6f} s",
                             totals.events, totals.transfers, totals.failed, totals.bytes,
                             static_cast<double>(totals.duration_us) / 1e6));
@@ -80,12 +81,38 @@ void show_text(Output &output, const trace::Trace &trace) {
     }
 }
 
-void show_lines(Output &output, const trace::Trace &trace) {
-    output.json(tagged("ds3000.trace.head/1", {{"head", head_json(trace.head)}}));
-    for (const Explanation &line : explain(trace)) {
+void show_lines(Output &output, trace::TraceReader trace) {
+    output.json(tagged("ds3000.trace.head/1", {{"head", head_json(trace.head())}}));
+    const TraceTotals totals = explain(trace, [&output](const Explanation &line) {
         output.json(tagged("ds3000.trace.line/1", line_json(line)));
+    });
+    output.json(tagged("ds3000.trace.totals/1", totals_json(totals)));
+}
+
+// A value as it stands in a document, so many steps in.
+std::string indented(const Json &value, std::size_t steps) {
+    std::string text;
+    for (const char c : value.dump(2, ' ', false, Json::error_handler_t::replace)) {
+        text += c;
+        if (c == '\n') {
+            text.append(2 * steps, ' ');
+        }
     }
-    output.json(tagged("ds3000.trace.totals/1", totals_json(totals_of(trace))));
+    return text;
+}
+
+// One document, written line by line: a recording has too many of them to hold.
+void show_document(Output &output, trace::TraceReader trace) {
+    output.text(
+        fmt::format("{{\n  \"schema\": \"ds3000.trace/1\",\n  \"head\": {},\n  \"lines\": [",
+                    indented(head_json(trace.head()), 1)));
+    const char *separator = "\n    ";
+    const TraceTotals totals = explain(trace, [&](const Explanation &line) {
+        output.text(separator);
+        output.text(indented(line_json(line), 2));
+        separator = ",\n    ";
+    });
+    output.line(fmt::format("\n  ],\n  \"totals\": {}\n}}", indented(totals_json(totals), 1)));
 }
 
 }  // namespace
@@ -93,21 +120,14 @@ void show_lines(Output &output, const trace::Trace &trace) {
 ExitStatus show_trace(Program &program, const TraceShowOptions &options) {
     program.honour_only("trace show", {});
     program.refuse_rows("trace show");
-    const trace::Trace trace = read_trace(options.file);
+    const TraceFile trace(options.file);
     Output output(program.options.format, program.options.output);
     if (output.format() == Format::text) {
-        show_text(output, trace);
+        show_text(output, trace.read());
     } else if (output.format() == Format::jsonl) {
-        show_lines(output, trace);
+        show_lines(output, trace.read());
     } else {
-        Json lines = Json::array();
-        for (const Explanation &line : explain(trace)) {
-            lines.push_back(line_json(line));
-        }
-        output.json({{"schema", "ds3000.trace/1"},
-                     {"head", head_json(trace.head)},
-                     {"lines", std::move(lines)},
-                     {"totals", totals_json(totals_of(trace))}});
+        show_document(output, trace.read());
     }
     output.finish();
     return ExitStatus::done;
@@ -115,40 +135,84 @@ ExitStatus show_trace(Program &program, const TraceShowOptions &options) {
 
 namespace {
 
-std::size_t line_at(const trace::Trace &trace, std::size_t index) {
-    return index < trace.lines.size() ? trace.lines[index] : trace.lines.back() + 1;
-}
+// A trace while one walks along its hunks: a few events behind the furthest are still there.
+class Excerpts {
+ public:
+    explicit Excerpts(const TraceFile &file) : file_(file), events_(file.read()) {}
 
-void write_hunk(Output &output, const trace::Trace &a, const trace::Trace &b,
-                const trace::DiffHunk &hunk) {
-    const auto write = [&output](char mark, const trace::Trace &trace, std::size_t begin,
-                                 std::size_t end) {
-        for (std::size_t i = begin; i < end; ++i) {
-            output.line(fmt::format("{} {:>7}  {}", mark, trace.lines[i],
-                                    trace::format_event(trace.events[i])));
+    [[nodiscard]] std::size_t line_at(std::size_t index) {
+        return index < file_.events() ? at(index).line : file_.last_line() + 1;
+    }
+
+    // Calls `each` with the line's number and the text of every event from `begin` to `end`.
+    template <typename Each>
+    void each_of(std::size_t begin, std::size_t end, Each each) {
+        for (std::size_t i = begin; i < std::min(end, file_.events()); ++i) {
+            const Excerpt &excerpt = at(i);
+            each(excerpt.line, trace::format_event(excerpt.event));
         }
+    }
+
+ private:
+    struct Excerpt {
+        std::size_t line;
+        trace::Event event;
     };
-    output.line(
-        fmt::format("@@ line {} | line {}", line_at(a, hunk.a_begin), line_at(b, hunk.b_begin)));
+
+    const Excerpt &at(std::size_t index) {
+        while (read_ <= index) {
+            Excerpt &excerpt = last_[read_++ % last_.size()];
+            excerpt.event = *events_.next();
+            excerpt.line = events_.line();
+        }
+        return last_[index % last_.size()];
+    }
+
+    const TraceFile &file_;
+    trace::TraceReader events_;
+    std::size_t read_ = 0;
+    // Behind one hunk and before the next there is the context of either.
+    std::array<Excerpt, 2 * context_lines + 1> last_{};
+};
+
+void write_hunk(Output &output, Excerpts &a, Excerpts &b, const trace::DiffHunk &hunk) {
+    const auto write = [&output](char mark, Excerpts &trace, std::size_t begin, std::size_t end) {
+        trace.each_of(begin, end, [&](std::size_t line, const std::string &event) {
+            output.line(fmt::format("{} {:>7}  {}", mark, line, event));
+        });
+    };
+    const std::size_t line_a = a.line_at(hunk.a_begin);
+    output.line(fmt::format("@@ line {} | line {}", line_a, b.line_at(hunk.b_begin)));
     write(' ', a, hunk.a_begin - std::min(hunk.a_begin, context_lines), hunk.a_begin);
     write('-', a, hunk.a_begin, hunk.a_end);
     write('+', b, hunk.b_begin, hunk.b_end);
-    write(' ', a, hunk.a_end, std::min(hunk.a_end + context_lines, a.events.size()));
+    write(' ', a, hunk.a_end, hunk.a_end + context_lines);
 }
 
-Json hunk_json(const trace::DiffHunk &hunk, const trace::Trace &a, const trace::Trace &b) {
-    const auto events = [](const trace::Trace &trace, std::size_t begin, std::size_t end) {
+Json hunk_json(const trace::DiffHunk &hunk, Excerpts &a, Excerpts &b) {
+    const auto events = [](Excerpts &trace, std::size_t begin, std::size_t end) {
         Json list = Json::array();
-        for (std::size_t i = begin; i < end; ++i) {
-            list.push_back(
-                {{"line", trace.lines[i]}, {"event", trace::format_event(trace.events[i])}});
-        }
+        trace.each_of(begin, end, [&list](std::size_t line, const std::string &event) {
+            list.push_back({{"line", line}, {"event", event}});
+        });
         return list;
     };
-    return {{"a_line", line_at(a, hunk.a_begin)},
-            {"b_line", line_at(b, hunk.b_begin)},
+    const std::size_t line_a = a.line_at(hunk.a_begin);
+    const std::size_t line_b = b.line_at(hunk.b_begin);
+    return {{"a_line", line_a},
+            {"b_line", line_b},
             {"a", events(a, hunk.a_begin, hunk.a_end)},
             {"b", events(b, hunk.b_begin, hunk.b_end)}};
+}
+
+trace::Fingerprints fingerprints_of(const TraceFile &file, bool with_time) {
+    trace::Fingerprints fingerprints;
+    fingerprints.reserve(file.events());
+    trace::TraceReader events = file.read();
+    while (const trace::Event *event = events.next()) {
+        fingerprints.push_back(trace::fingerprint(*event, with_time));
+    }
+    return fingerprints;
 }
 
 }  // namespace
@@ -156,10 +220,12 @@ Json hunk_json(const trace::DiffHunk &hunk, const trace::Trace &a, const trace::
 ExitStatus diff_traces(Program &program, const TraceDiffOptions &options) {
     program.honour_only("trace diff", {});
     program.refuse_rows("trace diff");
-    const trace::Trace a = read_trace(options.a);
-    const trace::Trace b = read_trace(options.b);
-    const std::vector<trace::DiffHunk> hunks =
-        trace::differences(a.events, b.events, options.with_time);
+    const TraceFile file_a(options.a);
+    const TraceFile file_b(options.b);
+    const std::vector<trace::DiffHunk> hunks = trace::differences(
+        fingerprints_of(file_a, options.with_time), fingerprints_of(file_b, options.with_time));
+    Excerpts a(file_a);
+    Excerpts b(file_b);
     Output output(program.options.format, program.options.output);
     if (output.format() == Format::text) {
         for (const trace::DiffHunk &hunk : hunks) {
@@ -187,14 +253,14 @@ ExitStatus diff_traces(Program &program, const TraceDiffOptions &options) {
 ExitStatus export_trace(Program &program, const TraceExportOptions &options) {
     program.honour_only("trace export", {});
     if (program.options.format != Format::text) {
-        refuse_usage("trace export has its form from --to, not --format");
+        throw Failure(ExitStatus::usage, "trace export has its form from --to, not --format");
     }
     const trace::Trace trace = read_trace(options.file);
     if (options.form == "jsonl") {
         Output output(Format::jsonl, program.options.output);
         output.json(tagged("ds3000.trace.head/1", {{"head", head_json(trace.head)}}));
         for (const trace::Event &event : trace.events) {
-            output.json(tagged("ds3000.trace.event/1", json_of(event)));
+            output.json(tagged("ds3000.trace.event/1", host::json_of(event)));
         }
         output.finish();
         return ExitStatus::done;

@@ -76,59 +76,79 @@ void add_words(std::string &text, const std::string &words) {
     text += (text.empty() || words.empty() ? "" : "; ") + words;
 }
 
+bool is_transfer(const trace::Event &event) {
+    return event.kind == trace::EventKind::write || event.kind == trace::EventKind::read ||
+           event.kind == trace::EventKind::fetch || event.kind == trace::EventKind::check;
+}
+
+void count(const trace::Event &event, TraceTotals &totals) {
+    ++totals.events;
+    totals.transfers += is_transfer(event) ? 1 : 0;
+    totals.failed += is_transfer(event) && event.outcome != trace::Outcome::ok ? 1 : 0;
+    totals.bytes += event.sent.size() + event.received.size();
+    if (event.kind == trace::EventKind::wait) {
+        totals.waits_us[event.thread] += event.wait_us;
+    }
+    if (event.time_us) {
+        totals.begin_us = totals.begin_us.value_or(*event.time_us);
+        totals.duration_us = *event.time_us - *totals.begin_us;
+    }
+}
+
 // Walks along a trace with what the registers held so far.
 class Explainer {
  public:
-    explicit Explainer(const trace::Trace &trace) : trace_(trace) {}
+    explicit Explainer(trace::EventReader &events) : events_(events) { read_on(); }
 
-    std::vector<Explanation> all() {
-        std::vector<Explanation> lines;
-        for (next_ = 0; next_ < trace_.events.size(); ++next_) {
-            lines.push_back(explain_next());
+    TraceTotals run(const std::function<void(const Explanation &)> &each) {
+        while (next_ != nullptr) {
+            each(explain_next());
         }
-        return lines;
+        return totals_;
     }
 
  private:
+    void read_on() {
+        next_ = events_.next();
+        if (next_ != nullptr) {
+            count(*next_, totals_);
+        }
+    }
+
     Explanation explain_next() {
-        const trace::Event &event = trace_.events[next_];
         Explanation line;
-        line.line = trace_.lines[next_];
-        line.event = event;
-        if (trace::is_program_block(event)) {
+        line.line = events_.line();
+        line.event = *next_;
+        if (trace::is_program_block(line.event)) {
             fold_firmware(line);
-        } else if (event.kind == trace::EventKind::wait) {
+        } else if (line.event.kind == trace::EventKind::wait) {
             fold_waits(line);
         } else {
-            line.text = trace::format_body(event);
+            read_on();
+            line.text = trace::format_body(line.event);
             explain_event(line);
         }
         return line;
     }
 
-    // The events from the next one on that `belongs` takes, of the same thread.
-    template <typename Belongs>
-    void fold(Explanation &line, Belongs belongs) {
-        const std::size_t first = next_;
-        const auto goes_on = [&](const trace::Event &event) {
-            return event.thread == line.event.thread && belongs(event);
-        };
-        while (next_ + 1 < trace_.events.size() && goes_on(trace_.events[next_ + 1])) {
-            ++next_;
-        }
-        line.events = next_ - first + 1;
+    // The events from this one on that `belongs` takes, of the same thread.
+    template <typename Belongs, typename Add>
+    void fold(Explanation &line, Belongs belongs, Add add) {
+        line.events = 0;
+        do {
+            add(*next_);
+            ++line.events;
+            read_on();
+        } while (next_ != nullptr && next_->thread == line.event.thread && belongs(*next_));
     }
 
     void fold_firmware(Explanation &line) {
-        const std::size_t first = next_;
-        fold(line, trace::is_program_block);
         std::vector<std::uint8_t> image;
         bool failed = false;
-        for (std::size_t i = first; i <= next_; ++i) {
-            const trace::Event &block = trace_.events[i];
+        fold(line, trace::is_program_block, [&](const trace::Event &block) {
             image.insert(image.end(), block.sent.begin() + 1, block.sent.end());
             failed = failed || block.outcome != trace::Outcome::ok;
-        }
+        });
         line.text = fmt::format("write demod {:02X} ... ({} blocks)", demod::mcu_port, line.events);
         line.meaning = fmt::format("firmware download: {} bytes, CRC-32 {:08X}{}", image.size(),
                                    crc32(image), failed ? ", cut off by a failed transfer" : "");
@@ -137,12 +157,10 @@ class Explainer {
     }
 
     void fold_waits(Explanation &line) {
-        const std::size_t first = next_;
-        fold(line, [](const trace::Event &event) { return event.kind == trace::EventKind::wait; });
         std::uint64_t sum_us = 0;
-        for (std::size_t i = first; i <= next_; ++i) {
-            sum_us += trace_.events[i].wait_us;
-        }
+        fold(
+            line, [](const trace::Event &event) { return event.kind == trace::EventKind::wait; },
+            [&sum_us](const trace::Event &wait) { sum_us += wait.wait_us; });
         line.text = fmt::format("wait {}", sum_us);
         line.meaning = fmt::format("{:g} ms", static_cast<double>(sum_us) / 1000.0);
         if (line.events > 1) {
@@ -289,40 +307,20 @@ class Explainer {
         line.facts[name] = rounded;
     }
 
-    const trace::Trace &trace_;
-    std::size_t next_ = 0;
+    trace::EventReader &events_;
+    const trace::Event *next_ = nullptr;
+    TraceTotals totals_;
     std::array<std::uint8_t, 256> demod_{};
     std::array<std::uint8_t, 256> tuner_{};
     std::optional<bool> type_2_;  // the tuner's type, once it is known
     std::vector<std::uint8_t> reply_;
 };
 
-bool is_transfer(const trace::Event &event) {
-    return event.kind == trace::EventKind::write || event.kind == trace::EventKind::read ||
-           event.kind == trace::EventKind::fetch || event.kind == trace::EventKind::check;
-}
-
 }  // namespace
 
-std::vector<Explanation> explain(const trace::Trace &trace) { return Explainer(trace).all(); }
-
-TraceTotals totals_of(const trace::Trace &trace) {
-    TraceTotals totals;
-    totals.events = trace.events.size();
-    std::optional<std::uint64_t> begin_us;
-    for (const trace::Event &event : trace.events) {
-        totals.transfers += is_transfer(event) ? 1 : 0;
-        totals.failed += is_transfer(event) && event.outcome != trace::Outcome::ok ? 1 : 0;
-        totals.bytes += event.sent.size() + event.received.size();
-        if (event.kind == trace::EventKind::wait) {
-            totals.waits_us[event.thread] += event.wait_us;
-        }
-        if (event.time_us) {
-            begin_us = begin_us.value_or(*event.time_us);
-            totals.duration_us = *event.time_us - *begin_us;
-        }
-    }
-    return totals;
+TraceTotals explain(trace::EventReader &events,
+                    const std::function<void(const Explanation &)> &each) {
+    return Explainer(events).run(each);
 }
 
 }  // namespace host

@@ -3,9 +3,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
+#include <optional>
 #include <string>
-#include <vector>
 
 #include "host/terminal/output.h"
 #include "trace/reader.h"
@@ -29,14 +30,15 @@ struct TraceTotals {
     std::size_t transfers = 0;  // a register read is one
     std::size_t failed = 0;
     std::size_t bytes = 0;  // on the wire, addresses apart
+    std::optional<std::uint64_t> begin_us;
     std::uint64_t duration_us = 0;
     std::map<std::string, std::uint64_t> waits_us;  // by thread
 };
 
 // Explain every event by what is known of the chips: names from the register headers, what the
-// values of several registers come to together, messages on the cable.
-std::vector<Explanation> explain(const trace::Trace &trace);
-
-TraceTotals totals_of(const trace::Trace &trace);
+// values of several registers come to together, messages on the cable. Each line is handed over
+// before the next is read; the totals are those of all events.
+TraceTotals explain(trace::EventReader &events,
+                    const std::function<void(const Explanation &)> &each);
 
 }  // namespace host

@@ -13,6 +13,7 @@
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/carrier.h"
 #include "ds3000/tuner/ts2022.h"
+#include "trace/reader.h"
 #include "trace/recorder.h"
 
 namespace host {
@@ -22,7 +23,10 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 std::vector<Explanation> explained(std::string_view text) {
-    return explain(trace::parse_trace(text));
+    std::vector<Explanation> lines;
+    trace::TraceReader events = trace::read_text(text);
+    explain(events, [&lines](const Explanation &line) { lines.push_back(line); });
+    return lines;
 }
 
 // The meaning of the text's last line.
@@ -111,10 +115,12 @@ TEST(Explain, waits_of_one_thread_are_added_up) {
 }
 
 TEST(Explain, totals_count_transfers_bytes_and_waits) {
-    const TraceTotals totals = totals_of(trace::parse_trace(
+    trace::TraceReader events = trace::read_text(
         "[1.000000 a] write demod 07 80\n[1.500000 a] read demod 0D -> 8F\n"
         "[1.500000 b] wait 1000\n[1.600000 a] read demod 0D -> nack\n[1.700000 a] gpio 6 1\n"
-        "[3.000000 b] wait 500\n"));
+        "[3.000000 b] wait 500\n");
+
+    const TraceTotals totals = explain(events, [](const Explanation &) {});
 
     EXPECT_EQ(totals.events, 6U);
     EXPECT_EQ(totals.transfers, 3U);
@@ -148,11 +154,9 @@ std::optional<std::int64_t> figure_of(std::uint8_t identity, const char *name,
                                       const std::function<void()> &operation) {
     const board::VirtualClock clock;
     TunerBoard board(identity);
-    trace::Trace trace;
-    trace::Recorder recorder(board, [&trace](const trace::Event &event) {
-        trace.events.push_back(event);
-        trace.lines.push_back(trace.lines.size() + 1);
-    });
+    std::vector<trace::Event> events;
+    trace::Recorder recorder(board,
+                             [&events](const trace::Event &event) { events.push_back(event); });
     board::set_board(&recorder);
     ds3000_context = {};
     ts2022_init();
@@ -160,11 +164,11 @@ std::optional<std::int64_t> figure_of(std::uint8_t identity, const char *name,
     board::set_board(nullptr);
     ds3000_context = {};
     std::optional<std::int64_t> figure;
-    for (const Explanation &line : explain(trace)) {
+    explain(*trace::recording_of(events)(), [&](const Explanation &line) {
         if (line.facts.contains(name)) {
             figure = line.facts.at(name).get<std::int64_t>();
         }
-    }
+    });
     return figure;
 }
 
