@@ -50,13 +50,14 @@ void give_answer(const Event &event, board::Transfer &transfer) {
 
 }  // namespace
 
-Player::Player(std::vector<Event> expected) : expected_(std::move(expected)) {}
+Player::Player(Recording recording) : recording_(std::move(recording)), events_(recording_()) {}
 
 void Player::compare_messages(std::size_t slack) {
     message_slack_ = slack;
-    compares_messages_ = std::any_of(expected_.begin(), expected_.end(), [](const Event &event) {
-        return event.kind == EventKind::message;
-    });
+    messages_ = recording_();
+    if (!has_message(0)) {
+        messages_.reset();
+    }
 }
 
 bool Player::same_bytes(const Event &expected, const board::Transfer &actual) {
@@ -80,39 +81,31 @@ bool Player::same_request(const Event &expected, const board::Transfer &actual) 
            same_bytes(expected, actual);
 }
 
-// The first message at this place or behind it that did not come yet.
-std::size_t Player::message_from(std::size_t index) const {
-    while (index < expected_.size() &&
-           (expected_[index].kind != EventKind::message || messages_ahead_.contains(index))) {
-        ++index;
-    }
-    return index;
-}
-
-bool Player::skip_to_message() {
-    next_message_ = message_from(next_message_);
-    return next_message_ < expected_.size();
-}
-
-void Player::skip_messages() {
-    while (next_ < expected_.size() && expected_[next_].kind == EventKind::message) {
-        ++next_;
-    }
-}
-
 const Event *Player::next_event() {
-    skip_messages();
-    return next_ < expected_.size() ? &expected_[next_] : nullptr;
+    while (ahead_ == nullptr) {
+        ahead_ = events_->next();
+        if (ahead_ == nullptr) {
+            return nullptr;
+        }
+        time_us_ = ahead_->time_us.value_or(time_us_);
+        if (ahead_->kind == EventKind::message) {
+            ahead_ = nullptr;
+            ++next_;
+        }
+    }
+    return ahead_;
 }
 
+// The event that was expected and came; null for another one.
 const Event *Player::expect(const board::Transfer &actual) {
     if (differs()) {
         return nullptr;
     }
-    const bool between_phases = open_read_ != nullptr;
-    open_read_ = nullptr;
+    const bool between_phases = open_read_.has_value();
+    open_read_.reset();
     const Event *expected = next_event();
     if (!between_phases && expected != nullptr && same_request(*expected, actual)) {
+        ahead_ = nullptr;
         ++next_;
         return expected;
     }
@@ -120,31 +113,39 @@ const Event *Player::expect(const board::Transfer &actual) {
     return nullptr;
 }
 
+// What stands around a difference is read again, once.
 void Player::differ(std::size_t index, const std::string &actual) {
-    Difference difference{index, std::nullopt, actual, {}, {}};
-    for (std::size_t i = index > context_lines ? index - context_lines : 0; i < index; ++i) {
-        difference.before.emplace_back(i, format_event(expected_[i]));
+    Difference difference;
+    difference.index = index;
+    difference.actual = actual;
+    const std::unique_ptr<EventReader> events = recording_();
+    const Event *event = events->next();
+    for (std::size_t i = 0; event != nullptr && i <= index + context_lines; ++i) {
+        if (i == index) {
+            difference.line = events->line();
+            difference.expected = format_event(*event);
+        } else if (i + context_lines >= index) {
+            auto &side = i < index ? difference.before : difference.after;
+            side.push_back({i, events->line(), format_event(*event)});
+        }
+        event = events->next();
     }
-    if (index < expected_.size()) {
-        difference.expected = format_event(expected_[index]);
-    }
-    const std::size_t end = std::min(index + 1 + context_lines, expected_.size());
-    for (std::size_t i = index + 1; i < end; ++i) {
-        difference.after.emplace_back(i, format_event(expected_[i]));
+    if (!difference.expected) {
+        difference.line = events->line() + 1;
     }
     difference_ = std::move(difference);
 }
 
 const std::optional<Difference> &Player::first_difference() {
-    skip_messages();
-    if (!differs() && open_read_ != nullptr) {
+    const Event *next = next_event();
+    if (!differs() && open_read_) {
         differ(next_, "(the driver's end, with a register phase left open)");
     }
-    if (!differs() && next_ < expected_.size()) {
+    if (!differs() && next != nullptr) {
         differ(next_, "(the driver's end)");
     }
-    if (!differs() && compares_messages_ && skip_to_message()) {
-        differ(next_message_, "(the driver's end)");
+    if (!differs() && messages_ && has_message(0)) {
+        differ(awaited_.front().index, "(the driver's end)");
     }
     return difference_;
 }
@@ -155,8 +156,8 @@ std::string Player::difference() {
     }
     const auto context = [](const auto &lines) {
         std::string text;
-        for (const auto &[index, line] : lines) {
-            text += fmt::format("  {:>5}    {}\n", index + 1, line);
+        for (const Difference::Neighbour &event : lines) {
+            text += fmt::format("  {:>5}    {}\n", event.index + 1, event.event);
         }
         return text;
     };
@@ -167,31 +168,45 @@ std::string Player::difference() {
            context(difference_->after);
 }
 
+// Whether the transcript has so many messages that did not come yet, and one more.
+bool Player::has_message(std::size_t ahead) {
+    while (awaited_.size() <= ahead) {
+        const Event *event = messages_->next();
+        if (event == nullptr) {
+            return false;
+        }
+        if (event->kind == EventKind::message) {
+            awaited_.push_back({messages_read_, event->text});
+        }
+        ++messages_read_;
+    }
+    return true;
+}
+
 void Player::message(std::string_view line) {
-    if (differs() || !compares_messages_) {
+    if (differs() || !messages_) {
         return;
     }
-    skip_to_message();
-    std::size_t candidate = next_message_;
-    for (std::size_t ahead = 0; ahead <= message_slack_ && candidate < expected_.size(); ++ahead) {
-        if (same_message(expected_[candidate].text, line)) {
-            messages_ahead_.insert(candidate);
+    for (std::size_t ahead = 0; ahead <= message_slack_ && has_message(ahead); ++ahead) {
+        const auto candidate = awaited_.begin() + static_cast<std::ptrdiff_t>(ahead);
+        if (same_message(candidate->text, line)) {
+            awaited_.erase(candidate);
             return;
         }
-        candidate = message_from(candidate + 1);
     }
     board::Transfer actual;
     actual.kind = EventKind::message;
     actual.text = without_addresses(line);
-    differ(next_message_, format_body(actual));
+    differ(has_message(0) ? awaited_.front().index : messages_read_, format_body(actual));
 }
 
 void Player::perform(board::Transfer &transfer) {
     if (transfer.stage == Stage::apart || transfer.stage == Stage::dropped) {
         return;  // what comes next tells
     }
-    if (open_read_ != nullptr && transfer.kind == EventKind::read) {
-        give_answer(*std::exchange(open_read_, nullptr), transfer);
+    if (open_read_ && transfer.kind == EventKind::read) {
+        give_answer(*open_read_, transfer);
+        open_read_.reset();
         return;
     }
     const Event *next = next_event();
@@ -209,7 +224,7 @@ void Player::perform(board::Transfer &transfer) {
     } else if (event->outcome == Outcome::nack_address) {
         transfer.outcome = Outcome::nack;
     } else {
-        open_read_ = event;
+        open_read_ = *event;
     }
 }
 

@@ -2,33 +2,45 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
 #include <optional>
-#include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "board/board.h"
+#include "trace/reader.h"
 #include "trace/transcript.h"
 
 namespace trace {
 
 // Where a driver first does something else than its transcript says.
 struct Difference {
-    std::size_t index = 0;                // of the expected event; the number of events at the end
+    // An event around, with its place and its line in the transcript.
+    struct Neighbour {
+        std::size_t index;
+        std::size_t line;
+        std::string event;
+    };
+
+    std::size_t index = 0;  // of the expected event; the number of events at the end
+    std::size_t line = 0;   // of the expected event; the one behind the last event's at the end
     std::optional<std::string> expected;  // absent where the transcript ends
     std::string actual;
-    std::vector<std::pair<std::size_t, std::string>> before;  // events around, with their numbers
-    std::vector<std::pair<std::size_t, std::string>> after;
+    std::vector<Neighbour> before;
+    std::vector<Neighbour> after;
 };
 
 // A board that is a transcript: it expects exactly the transcript's events in order and answers
 // as they say. The first difference is kept; from there on writes succeed and reads give 0. A
 // register read is one event, which comes with its first phase.
 // Messages on standard error do not count, unless the player is told to compare them.
+// The transcript is read as it is played.
 class Player : public board::Board {
  public:
-    explicit Player(std::vector<Event> expected);
+    explicit Player(Recording recording);
+    explicit Player(std::vector<Event> expected) : Player(recording_of(std::move(expected))) {}
 
     void perform(board::Transfer &transfer) override;
 
@@ -59,28 +71,40 @@ class Player : public board::Board {
     // Whether a firmware image was accepted that is not the transcript's.
     [[nodiscard]] bool other_firmware() const { return other_firmware_; }
 
-    // The event that is expected next, messages apart; null at the end.
+    // The event that is expected next, messages apart, until another one is; null at the end.
     [[nodiscard]] const Event *next_event();
+
+    // The latest time that was recorded up to that event, or up to the one that came last.
+    [[nodiscard]] std::uint64_t time_us() const { return time_us_; }
 
  private:
     const Event *expect(const board::Transfer &actual);
     [[nodiscard]] bool same_request(const Event &expected, const board::Transfer &actual);
     [[nodiscard]] bool same_bytes(const Event &expected, const board::Transfer &actual);
     void differ(std::size_t index, const std::string &actual);
-    void skip_messages();
-    [[nodiscard]] std::size_t message_from(std::size_t index) const;
-    bool skip_to_message();
+    bool has_message(std::size_t ahead);
 
-    std::vector<Event> expected_;
+    // A message that did not come yet.
+    struct Message {
+        std::size_t index;
+        std::string text;
+    };
+
+    Recording recording_;
+    std::unique_ptr<EventReader> events_;
+    const Event *ahead_ = nullptr;  // the event of number next_, once it has been read
     std::size_t next_ = 0;
-    std::size_t next_message_ = 0;
-    bool compares_messages_ = false;
+    std::uint64_t time_us_ = 0;
+
+    std::unique_ptr<EventReader> messages_;  // null when they do not count
+    std::deque<Message> awaited_;
+    std::size_t messages_read_ = 0;  // events among them
     std::size_t message_slack_ = 0;
-    std::set<std::size_t> messages_ahead_;  // that came before next_message_
+
     bool any_firmware_ = false;
     bool other_firmware_ = false;
     std::optional<Difference> difference_;
-    const Event *open_read_ = nullptr;  // of which the byte is still to be read
+    std::optional<Event> open_read_;  // of which the byte is still to be read
 };
 
 }  // namespace trace

@@ -19,25 +19,35 @@ constexpr std::uint64_t longest_oversleep_ns = 20'000'000;
 // By how many messages of one thread another thread's may be overtaken on a real system.
 constexpr std::size_t message_slack = 8;
 
+bool is_of_system_clock(const TraceHead &head) { return head.value("clock") == "system"; }
+
+// For each wait the time of the event before its thread's next one.
+std::vector<std::uint64_t> times_awake(EventReader &events) {
+    std::vector<std::uint64_t> times_us;
+    std::map<std::string, std::size_t> waiting;  // threads, and which wait each is in
+    std::uint64_t before_us = 0;
+    while (const Event *event = events.next()) {
+        if (const auto wait = waiting.extract(event->thread)) {
+            times_us[wait.mapped()] = before_us;
+        }
+        if (event->kind == EventKind::wait) {
+            waiting[event->thread] = times_us.size();
+            times_us.push_back(0);
+        }
+        before_us = event->time_us.value_or(before_us);
+    }
+    return times_us;
+}
+
 }  // namespace
 
-ReplayBoard::ReplayBoard(const Trace &trace, board::VirtualClock &clock)
-    : player_(trace.events),
-      clock_(clock),
-      beats_(trace.events.size()),
-      on_system_clock_(trace.head.value("clock") == "system") {
+ReplayBoard::ReplayBoard(const TraceHead &head, const Recording &recording,
+                         board::VirtualClock &clock)
+    : player_(recording), clock_(clock) {
     player_.accept_any_firmware();
-    player_.compare_messages(on_system_clock_ ? message_slack : 0);
-    std::map<std::string, std::size_t> next_of_thread;
-    std::uint64_t time_us = 0;
-    for (std::size_t i = 0; i < beats_.size(); ++i) {
-        time_us = trace.events[i].time_us.value_or(time_us);
-        beats_[i].time_ns = time_us * 1000U;
-    }
-    for (std::size_t i = beats_.size(); i-- > 0;) {
-        std::size_t &next = next_of_thread[trace.events[i].thread];
-        beats_[i].next_of_thread = next;
-        next = i;
+    player_.compare_messages(is_of_system_clock(head) ? message_slack : 0);
+    if (is_of_system_clock(head)) {
+        awake_us_ = times_awake(*recording());
     }
 }
 
@@ -49,7 +59,7 @@ void ReplayBoard::await_turn() {
     const std::string self = board::VirtualClock::thread_name();
     for (const Event *next = player_.next_event(); next != nullptr && !player_.differs();
          next = player_.next_event()) {
-        const std::uint64_t due_ns = beats_[player_.played()].time_ns;
+        const std::uint64_t due_ns = player_.time_us() * 1000U;
         const std::uint64_t now_ns = clock_.now_ns();
         if (next->thread.empty() || next->thread == self || now_ns > due_ns + patience_ns) {
             return;
@@ -58,19 +68,21 @@ void ReplayBoard::await_turn() {
     }
 }
 
-void ReplayBoard::keep_time(std::size_t event) {
-    if (player_.played() == event + 1 && beats_[event].time_ns > clock_.now_ns()) {
-        clock_.spend_ns(beats_[event].time_ns - clock_.now_ns());
+void ReplayBoard::keep_time() {
+    const std::uint64_t time_ns = player_.time_us() * 1000U;
+    if (time_ns > clock_.now_ns()) {
+        clock_.spend_ns(time_ns - clock_.now_ns());
     }
 }
 
 // A real system wakes a thread late, and what others did meanwhile comes before it.
-void ReplayBoard::oversleep(std::size_t event, std::uint32_t microseconds) {
-    if (!on_system_clock_ || player_.played() != event + 1 || beats_[event].next_of_thread == 0) {
+void ReplayBoard::oversleep(std::uint32_t microseconds) {
+    const std::size_t wait = waits_++;
+    if (wait >= awake_us_.size()) {
         return;
     }
     const std::uint64_t nominal_ns = clock_.now_ns() + std::uint64_t{microseconds} * 1000U;
-    const std::uint64_t late_ns = beats_[beats_[event].next_of_thread - 1].time_ns;
+    const std::uint64_t late_ns = awake_us_[wait] * 1000U;
     if (late_ns > nominal_ns) {
         clock_.sleep_ns(std::min(late_ns - nominal_ns, longest_oversleep_ns));
     }
@@ -82,9 +94,12 @@ void ReplayBoard::perform(board::Transfer &transfer) {
     }
     const std::size_t event = player_.played();
     player_.perform(transfer);
-    keep_time(event);
+    if (player_.played() != event + 1) {
+        return;
+    }
+    keep_time();
     if (transfer.kind == EventKind::wait) {
-        oversleep(event, transfer.wait_us);
+        oversleep(transfer.wait_us);
     }
 }
 

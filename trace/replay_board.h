@@ -18,7 +18,7 @@ namespace trace {
 // time of each event, and makes threads take turns as they did when the recording was made.
 class ReplayBoard : public board::Board {
  public:
-    ReplayBoard(const Trace &trace, board::VirtualClock &clock);
+    ReplayBoard(const TraceHead &head, const Recording &recording, board::VirtualClock &clock);
 
     // Called before every event: the place to look for messages that were written since the last.
     void before_each_event(std::function<void()> look) { before_each_event_ = std::move(look); }
@@ -28,21 +28,17 @@ class ReplayBoard : public board::Board {
     void perform(board::Transfer &transfer) override;
 
  private:
-    // What of an event the pace needs.
-    struct Beat {
-        std::uint64_t time_ns = 0;
-        std::size_t next_of_thread = 0;  // index of the same thread's next event; else 0
-    };
-
     void await_turn();
-    void keep_time(std::size_t event);
-    void oversleep(std::size_t event, std::uint32_t microseconds);
+    void keep_time();
+    void oversleep(std::uint32_t microseconds);
 
     Player player_;
     board::VirtualClock &clock_;
     std::function<void()> before_each_event_;
-    std::vector<Beat> beats_;
-    bool on_system_clock_;
+    // When the thread of each wait was awake again at the latest; 0 where it did nothing more.
+    // Empty but for a recording of the system's clock, where this is not when the wait ended.
+    std::vector<std::uint64_t> awake_us_;
+    std::size_t waits_ = 0;  // that came
 };
 
 }  // namespace trace

@@ -47,8 +47,8 @@ class ReplayedBoard final : public HostBoard {
         : uri_(options.uri),
           console_(console),
           report_(options.replay_report),
-          trace_(read_trace(file_of(options.uri))),
-          board_(trace_, clock_),
+          trace_(file_of(options.uri)),
+          board_(trace_.head(), trace_.recording(), clock_),
           listener_([this](std::string_view line) { board_.player().message(line); }) {
         board_.before_each_event(StandardErrorCapture::hand_over);
         clock_.follow_wall_time(options.real_time);
@@ -61,21 +61,21 @@ class ReplayedBoard final : public HostBoard {
         if (!finished_) {
             const std::optional<trace::Difference> difference = take_difference();
             if (difference && !report_) {
-                console_.error(difference_text(*difference, trace_, file_of(uri_)));
+                console_.error(difference_text(*difference, file_of(uri_)));
             }
         }
     }
 
     [[nodiscard]] Json describe() const override {
         Json json{{"uri", uri_}};
-        for (const auto &[key, value] : trace_.head.entries()) {
+        for (const auto &[key, value] : trace_.head().entries()) {
             json["recording"][key] = value;
         }
         return json;
     }
 
     [[nodiscard]] std::optional<broadcast::Lnb> fitted_lnb() const override {
-        const auto recorded = trace_.head.value("lnb");
+        const auto recorded = trace_.head().value("lnb");
         try {
             return recorded ? std::optional(parse_lnb(*recorded)) : std::nullopt;
         } catch (const ReadingError &problem) {
@@ -85,15 +85,15 @@ class ReplayedBoard final : public HostBoard {
     }
 
     [[nodiscard]] bool iq_swapped() const override {
-        return trace_.head.value("iq-swapped").has_value();
+        return trace_.head().value("iq-swapped").has_value();
     }
 
     [[nodiscard]] bool has_simulated_chips() const override {
-        return trace_.head.value("simulated-chips").has_value();
+        return trace_.head().value("simulated-chips").has_value();
     }
 
     [[nodiscard]] std::optional<broadcast::Transponder> usual_transponder() const override {
-        const auto recorded = trace_.head.value("transponder");
+        const auto recorded = trace_.head().value("transponder");
         try {
             return recorded ? std::optional(transponder_in(*recorded)) : std::nullopt;
         } catch (const std::exception &problem) {
@@ -107,7 +107,7 @@ class ReplayedBoard final : public HostBoard {
         const std::optional<trace::Difference> difference = take_difference();
         HostBoard::finish();
         if (difference && !report_) {
-            throw Failure(ExitStatus::differs, difference_text(*difference, trace_, file_of(uri_)));
+            throw Failure(ExitStatus::differs, difference_text(*difference, file_of(uri_)));
         }
     }
 
@@ -116,7 +116,7 @@ class ReplayedBoard final : public HostBoard {
         trace::Player &player = board_.player();
         const std::optional<trace::Difference> &difference = player.first_difference();
         if (report_) {
-            *report_ = {trace_.events.size(), player.played(), player.other_firmware(), difference};
+            *report_ = {trace_.events(), player.played(), player.other_firmware(), difference};
         }
         return difference;
     }
@@ -124,7 +124,7 @@ class ReplayedBoard final : public HostBoard {
     std::string uri_;
     Console &console_;
     std::shared_ptr<ReplayReport> report_;
-    trace::Trace trace_;
+    TraceFile trace_;
     board::VirtualClock clock_;
     trace::ReplayBoard board_;
     StandardErrorCapture::Listener listener_;
@@ -133,23 +133,17 @@ class ReplayedBoard final : public HostBoard {
 
 }  // namespace
 
-std::string difference_text(const trace::Difference &difference, const trace::Trace &trace,
-                            const std::string &file) {
-    const auto number_of = [&trace](std::size_t index) {
-        return index < trace.lines.size() ? trace.lines[index] : trace.lines.back() + 1;
-    };
-    const auto context = [&](const auto &events) {
+std::string difference_text(const trace::Difference &difference, const std::string &file) {
+    const auto context = [](const auto &events) {
         std::string text;
-        for (const auto &[index, event] : events) {
-            text += fmt::format("\n  {:>7}             {}", number_of(index), event);
+        for (const trace::Difference::Neighbour &neighbour : events) {
+            text += fmt::format("\n  {:>7}             {}", neighbour.line, neighbour.event);
         }
         return text;
     };
-    return fmt::format("{}:{}: here the driver departs from the recording", file,
-                       number_of(difference.index)) +
+    return fmt::format("{}:{}: here the driver departs from the recording", file, difference.line) +
            context(difference.before) +
-           fmt::format("\n  {:>7}  recorded - {}\n           now      + {}",
-                       number_of(difference.index),
+           fmt::format("\n  {:>7}  recorded - {}\n           now      + {}", difference.line,
                        difference.expected.value_or("(the recording ends)"), difference.actual) +
            context(difference.after);
 }

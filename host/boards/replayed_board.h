@@ -9,7 +9,7 @@
 #include "host/boards/host_board.h"
 #include "host/terminal/console.h"
 #include "trace/replay_board.h"
-#include "trace/reader.h"
+#include "trace/transcript.h"
 
 namespace host {
 
@@ -22,8 +22,7 @@ struct ReplayReport {
 };
 
 // A difference as a person reads it: the recording's lines around it, and what the driver did.
-std::string difference_text(const trace::Difference &difference, const trace::Trace &trace,
-                            const std::string &file);
+std::string difference_text(const trace::Difference &difference, const std::string &file);
 
 // Whether a board's URI names a recording.
 bool is_replay_uri(const std::string &uri);

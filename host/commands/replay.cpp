@@ -24,8 +24,9 @@ struct Replay {
     ExitStatus session = ExitStatus::done;
 };
 
-std::vector<std::string> words_to_replay(const ReplayOptions &options, const trace::Trace &trace) {
-    const auto command = options.command ? options.command : trace.head.value("command");
+std::vector<std::string> words_to_replay(const ReplayOptions &options) {
+    const TraceFile trace(options.file);
+    const auto command = options.command ? options.command : trace.head().value("command");
     if (!command) {
         refuse_usage(
             fmt::format("{} does not say what was run; say it with --command", options.file));
@@ -74,26 +75,24 @@ Replay replay(const std::string &file, const CommandRequest &request, const Prog
     return {*report, session};
 }
 
-Json difference_json(const trace::Difference &difference, const trace::Trace &trace) {
+Json difference_json(const trace::Difference &difference) {
     Json json;
-    if (difference.index < trace.lines.size()) {
-        json["line"] = trace.lines[difference.index];
-    }
     if (difference.expected) {
+        json["line"] = difference.line;
         json["recorded"] = *difference.expected;
     }
     json["now"] = difference.actual;
     for (const auto &[name, events] :
          {std::pair("before", &difference.before), std::pair("after", &difference.after)}) {
         json[name] = Json::array();
-        for (const auto &[index, text] : *events) {
-            json[name].push_back({{"line", trace.lines[index]}, {"event", text}});
+        for (const trace::Difference::Neighbour &neighbour : *events) {
+            json[name].push_back({{"line", neighbour.line}, {"event", neighbour.event}});
         }
     }
     return json;
 }
 
-Json replay_json(const Replay &replay, const std::string &file, const trace::Trace &trace) {
+Json replay_json(const Replay &replay, const std::string &file) {
     const ReplayReport &report = replay.report;
     Json json{{"schema", "ds3000.trace.replay/1"},
               {"trace", file},
@@ -103,18 +102,17 @@ Json replay_json(const Replay &replay, const std::string &file, const trace::Tra
               {"other_firmware", report.other_firmware},
               {"session_status", static_cast<int>(replay.session)}};
     if (report.difference) {
-        json["difference"] = difference_json(*report.difference, trace);
+        json["difference"] = difference_json(*report.difference);
     }
     return json;
 }
 
-void write_text(Output &output, const Replay &replay, const std::string &file,
-                const trace::Trace &trace) {
+void write_text(Output &output, const Replay &replay, const std::string &file) {
     const ReplayReport &report = replay.report;
     output.line(fmt::format("{}: {} of {} events came, {}", file, report.played, report.events,
                             report.difference ? "then a difference" : "no difference"));
     if (report.difference) {
-        output.line(difference_text(*report.difference, trace, file));
+        output.line(difference_text(*report.difference, file));
     }
 }
 
@@ -123,8 +121,7 @@ void write_text(Output &output, const Replay &replay, const std::string &file,
 ExitStatus run_replay(Program &program, const ReplayOptions &options, const CommandReader &reader) {
     program.honour_only("trace replay", {"plugin", "driver-log"});
     program.refuse_rows("trace replay");
-    const trace::Trace trace = read_trace(options.file);
-    const auto words = words_to_replay(options, trace);
+    const auto words = words_to_replay(options);
     Output output(program.options.format, program.options.output);
     const CommandReading reading = read_recorded(reader, words, program.console);
     const auto *request = std::get_if<CommandRequest>(&reading);
@@ -139,8 +136,8 @@ ExitStatus run_replay(Program &program, const ReplayOptions &options, const Comm
         program.console.note(
             "The driver loads another firmware image than the one recorded, of the same length.");
     }
-    present(output, {.text = [&](Output &text) { write_text(text, replayed, options.file, trace); },
-                     .json = [&] { return replay_json(replayed, options.file, trace); }});
+    present(output, {.text = [&](Output &text) { write_text(text, replayed, options.file); },
+                     .json = [&] { return replay_json(replayed, options.file); }});
     return replayed.report.difference ? ExitStatus::differs : ExitStatus::done;
 }
 

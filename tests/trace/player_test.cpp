@@ -4,8 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "trace/reader.h"
-
 #include <array>
 #include <string>
 #include <vector>
@@ -240,8 +238,8 @@ TEST_F(PlayerTest, the_first_difference_is_a_record_too) {
     EXPECT_EQ(difference->index, 1U);
     EXPECT_EQ(difference->expected, "[0.000005 main] wait 2");
     EXPECT_EQ(difference->actual, "gpio 6 1");
-    EXPECT_THAT(difference->before, testing::ElementsAre(testing::Pair(0, "wait 1")));
-    EXPECT_THAT(difference->after, testing::ElementsAre(testing::Pair(2, "wait 3")));
+    EXPECT_THAT(difference->before, testing::ElementsAre(testing::FieldsAre(0U, 1U, "wait 1")));
+    EXPECT_THAT(difference->after, testing::ElementsAre(testing::FieldsAre(2U, 3U, "wait 3")));
 }
 
 TEST_F(PlayerTest, messages_of_the_transcript_are_passed_over_unless_asked_for) {

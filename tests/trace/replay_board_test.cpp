@@ -12,6 +12,7 @@
 #include <string>
 
 #include "board/clock.h"
+#include "trace/reader.h"
 
 namespace trace {
 namespace {
@@ -41,7 +42,8 @@ class ReplayBoardTest : public testing::Test {
     ~ReplayBoardTest() override { board::set_board(nullptr); }
 
     ReplayBoard &replay(std::string_view text) {
-        board_ = std::make_unique<ReplayBoard>(parse_trace(text), clock_);
+        const Trace trace = parse_trace(text);
+        board_ = std::make_unique<ReplayBoard>(trace.head, recording_of(trace.events), clock_);
         board::set_board(board_.get());
         return *board_;
     }
