@@ -253,14 +253,14 @@ ExitStatus diff_traces(Program &program, const TraceDiffOptions &options) {
 ExitStatus export_trace(Program &program, const TraceExportOptions &options) {
     program.honour_only("trace export", {});
     if (program.options.format != Format::text) {
-        throw Failure(ExitStatus::usage, "trace export has its form from --to, not --format");
+        refuse_usage("trace export has its form from --to, not --format");
     }
     const trace::Trace trace = read_trace(options.file);
     if (options.form == "jsonl") {
         Output output(Format::jsonl, program.options.output);
         output.json(tagged("ds3000.trace.head/1", {{"head", head_json(trace.head)}}));
         for (const trace::Event &event : trace.events) {
-            output.json(tagged("ds3000.trace.event/1", host::json_of(event)));
+            output.json(tagged("ds3000.trace.event/1", json_of(event)));
         }
         output.finish();
         return ExitStatus::done;
