@@ -10,11 +10,11 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <optional>
 #include <utility>
 
 #include "host/tables/vocabulary.h"
+#include "host/terminal/file.h"
 
 namespace host {
 
@@ -101,10 +101,6 @@ void add_line(TableGroup &group, std::string_view line, unsigned number, std::st
     group.lines.push_back(std::move(*pair));
 }
 
-struct CloseFile {
-    void operator()(std::FILE *file) const { std::fclose(file); }
-};
-
 std::string read_file(const std::filesystem::path &path) {
     std::error_code error;
     const auto status = std::filesystem::status(path, error);
@@ -116,7 +112,7 @@ std::string read_file(const std::filesystem::path &path) {
                                   ? "is a folder, not a table"
                                   : "is no regular file, so no table");
     }
-    const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "re"));
+    const File file(std::fopen(path.c_str(), "re"));
     if (!file) {
         refuse(path.string(), std::strerror(errno));
     }

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdio>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
+
+#include "host/terminal/file.h"
 
 namespace host {
 
@@ -40,11 +40,8 @@ class Console {
     void say(std::string_view text);
     void clear_progress();
 
-    struct Close {
-        void operator()(std::FILE *file) const { std::fclose(file); }
-    };
     std::mutex mutex_;
-    std::unique_ptr<std::FILE, Close> people_;
+    File people_;
     bool terminal_ = false;
     bool quiet_ = false;
     bool verbose_ = false;

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstdio>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "host/terminal/console.h"
+#include "host/terminal/file.h"
 
 namespace host {
 
@@ -27,14 +26,11 @@ class DriverLog {
     void finish();
 
  private:
-    struct Close {
-        void operator()(std::FILE *file) const { std::fclose(file); }
-    };
     Console &console_;
     bool keeps_recent_;
     bool live_;
     std::string name_;
-    std::unique_ptr<std::FILE, Close> file_;
+    File file_;
     std::string recent_;
 };
 
