@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "host/terminal/failure.h"
+#include "host/terminal/file.h"
 
 namespace host {
 
@@ -49,7 +50,7 @@ class StoredText {
         if (can_be_read_again(stream_.get())) {
             read_through(nullptr);
         } else {
-            Stream copy(std::tmpfile());
+            File copy(std::tmpfile());
             if (!copy) {
                 refuse(file_, std::strerror(errno));
             }
@@ -70,11 +71,6 @@ class StoredText {
     }
 
  private:
-    struct Close {
-        void operator()(std::FILE *stream) const { std::fclose(stream); }
-    };
-    using Stream = std::unique_ptr<std::FILE, Close>;
-
     void read_through(std::FILE *copy) {
         std::array<char, part_size> part{};
         std::ptrdiff_t lines = 0;
@@ -99,7 +95,7 @@ class StoredText {
     }
 
     std::string file_;
-    Stream stream_;
+    File stream_;
     std::size_t size_ = 0;
 };
 

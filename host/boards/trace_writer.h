@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstdio>
-#include <memory>
 #include <string>
 
 #include "board/board.h"
+#include "host/terminal/file.h"
 #include "host/terminal/stderr_capture.h"
 #include "trace/recorder.h"
 #include "trace/transcript.h"
@@ -27,15 +26,11 @@ class TraceWriter {
     void finish();
 
  private:
-    struct Close {
-        void operator()(std::FILE *file) const { std::fclose(file); }
-    };
-
     void write(const std::string &text);
     [[noreturn]] void fail(const char *what, int error) const;
 
     std::string name_;
-    std::unique_ptr<std::FILE, Close> file_;
+    File file_;
     int error_ = 0;  // of the first write that failed
     trace::Recorder recorder_;
     StandardErrorCapture::Listener listener_;
