@@ -75,7 +75,7 @@ struct Cell {
     std::optional<double> value = std::nullopt;
 };
 
-struct Column {
+struct PageColumn {
     const char *key;
     const char *heading;
     const char *unit;
@@ -87,59 +87,59 @@ Cell optional_number(std::optional<double> value) {
     return value ? Cell{trimmed(*value), value} : Cell{};
 }
 
-constexpr std::array columns{
-    Column{"frequency", "Frequency", "MHz", true,
-           [](const ScanPage &, const ReportTransponder &t) {
-               return Cell{fmt::format("{:.3f}", t.frequency_mhz), t.frequency_mhz};
-           }},
-    Column{"polarisation", "Pol.", "", false,
-           [](const ScanPage &, const ReportTransponder &t) { return Cell{t.polarisation}; }},
-    Column{"symbol-rate", "Symbol rate", "ksym/s", true,
-           [](const ScanPage &, const ReportTransponder &t) {
-               return t.symbol_rate_ksps > 0 ? optional_number(t.symbol_rate_ksps) : Cell{};
-           }},
-    Column{"system", "System", "", false,
-           [](const ScanPage &, const ReportTransponder &t) { return Cell{t.system}; }},
-    Column{"modulation", "Modulation", "", false,
-           [](const ScanPage &, const ReportTransponder &t) { return Cell{t.modulation}; }},
-    Column{"fec", "FEC", "", false,
-           [](const ScanPage &, const ReportTransponder &t) { return Cell{t.fec}; }},
-    Column{"pilots", "Pilots", "", false,
-           [](const ScanPage &, const ReportTransponder &t) {
-               return Cell{!t.pilots ? "" : *t.pilots ? "on" : "off"};
-           }},
-    Column{"roll-off", "Roll-off", "", false,
-           [](const ScanPage &, const ReportTransponder &t) { return Cell{t.roll_off}; }},
-    Column{"inversion", "Inversion", "", false,
-           [](const ScanPage &, const ReportTransponder &t) { return Cell{t.inversion}; }},
-    Column{
+constexpr std::array page_columns{
+    PageColumn{"frequency", "Frequency", "MHz", true,
+               [](const ScanPage &, const ReportTransponder &t) {
+                   return Cell{fmt::format("{:.3f}", t.frequency_mhz), t.frequency_mhz};
+               }},
+    PageColumn{"polarisation", "Pol.", "", false,
+               [](const ScanPage &, const ReportTransponder &t) { return Cell{t.polarisation}; }},
+    PageColumn{"symbol-rate", "Symbol rate", "ksym/s", true,
+               [](const ScanPage &, const ReportTransponder &t) {
+                   return t.symbol_rate_ksps > 0 ? optional_number(t.symbol_rate_ksps) : Cell{};
+               }},
+    PageColumn{"system", "System", "", false,
+               [](const ScanPage &, const ReportTransponder &t) { return Cell{t.system}; }},
+    PageColumn{"modulation", "Modulation", "", false,
+               [](const ScanPage &, const ReportTransponder &t) { return Cell{t.modulation}; }},
+    PageColumn{"fec", "FEC", "", false,
+               [](const ScanPage &, const ReportTransponder &t) { return Cell{t.fec}; }},
+    PageColumn{"pilots", "Pilots", "", false,
+               [](const ScanPage &, const ReportTransponder &t) {
+                   return Cell{!t.pilots ? "" : *t.pilots ? "on" : "off"};
+               }},
+    PageColumn{"roll-off", "Roll-off", "", false,
+               [](const ScanPage &, const ReportTransponder &t) { return Cell{t.roll_off}; }},
+    PageColumn{"inversion", "Inversion", "", false,
+               [](const ScanPage &, const ReportTransponder &t) { return Cell{t.inversion}; }},
+    PageColumn{
         "quality", "Quality", "dB", true,
         [](const ScanPage &, const ReportTransponder &t) { return optional_number(t.quality_db); }},
-    Column{"strength", "Strength", "%", true,
-           [](const ScanPage &, const ReportTransponder &t) {
-               return optional_number(t.strength_percent);
-           }},
-    Column{"port", "Port", "", true,
-           [](const ScanPage &, const ReportTransponder &t) {
-               return t.port == 0 ? Cell{} : optional_number(t.port);
-           }},
-    Column{"leg", "Picture", "", false,
-           [](const ScanPage &report, const ReportTransponder &t) {
-               return Cell{report.legs.size() > 1 ? report.legs.at(t.leg).label : ""};
-           }},
-    Column{"state", "State", "", false,
-           [](const ScanPage &report, const ReportTransponder &t) {
-               return Cell{report.compared_with.empty() ? "" : to_string(t.state)};
-           }},
-    Column{"note", "Note", "", false,
-           [](const ScanPage &, const ReportTransponder &t) { return Cell{t.note}; }},
+    PageColumn{"strength", "Strength", "%", true,
+               [](const ScanPage &, const ReportTransponder &t) {
+                   return optional_number(t.strength_percent);
+               }},
+    PageColumn{"port", "Port", "", true,
+               [](const ScanPage &, const ReportTransponder &t) {
+                   return t.port == 0 ? Cell{} : optional_number(t.port);
+               }},
+    PageColumn{"leg", "Picture", "", false,
+               [](const ScanPage &report, const ReportTransponder &t) {
+                   return Cell{report.legs.size() > 1 ? report.legs.at(t.leg).label : ""};
+               }},
+    PageColumn{"state", "State", "", false,
+               [](const ScanPage &report, const ReportTransponder &t) {
+                   return Cell{report.compared_with.empty() ? "" : to_string(t.state)};
+               }},
+    PageColumn{"note", "Note", "", false,
+               [](const ScanPage &, const ReportTransponder &t) { return Cell{t.note}; }},
 };
 
 // The columns in which some row has something.
-std::vector<Column> used_columns(const ScanPage &report) {
-    std::vector<Column> used;
-    std::copy_if(columns.begin(), columns.end(), std::back_inserter(used),
-                 [&report](const Column &column) {
+std::vector<PageColumn> used_columns(const ScanPage &report) {
+    std::vector<PageColumn> used;
+    std::copy_if(page_columns.begin(), page_columns.end(), std::back_inserter(used),
+                 [&report](const PageColumn &column) {
                      return std::any_of(report.transponders.begin(), report.transponders.end(),
                                         [&](const ReportTransponder &transponder) {
                                             return !column.cell(report, transponder).text.empty();
@@ -148,7 +148,7 @@ std::vector<Column> used_columns(const ScanPage &report) {
     return used;
 }
 
-std::string head_of(const Column &column) {
+std::string head_of(const PageColumn &column) {
     const std::string unit =
         *column.unit == '\0' ? "" : fmt::format(" <span class=\"unit\">{}</span>", column.unit);
     return fmt::format(
@@ -158,7 +158,7 @@ std::string head_of(const Column &column) {
 }
 
 std::string cell_of(const ScanPage &report, const ReportTransponder &transponder,
-                    const Column &column) {
+                    const PageColumn &column) {
     const Cell cell = column.cell(report, transponder);
     const bool links = std::string_view(column.key) == "frequency";
     const std::string value =
@@ -177,11 +177,11 @@ std::string table_of(const ScanPage &report) {
     if (report.transponders.empty()) {
         return "<p class=\"empty\">None was found.</p>";
     }
-    const std::vector<Column> used = used_columns(report);
+    const std::vector<PageColumn> used = used_columns(report);
     std::string table =
         "<table role=\"table\" aria-labelledby=\"transponders\">\n"
         "<thead role=\"rowgroup\"><tr role=\"row\">";
-    for (const Column &column : used) {
+    for (const PageColumn &column : used) {
         table += head_of(column);
     }
     table += "</tr></thead>\n<tbody role=\"rowgroup\">\n";
@@ -189,7 +189,7 @@ std::string table_of(const ScanPage &report) {
         const ReportTransponder &transponder = report.transponders[i];
         table += fmt::format("<tr role=\"row\" class=\"{}\" data-index=\"{}\">",
                              to_string(transponder.state), i);
-        for (const Column &column : used) {
+        for (const PageColumn &column : used) {
             table += cell_of(report, transponder, column);
         }
         table += "</tr>\n";
