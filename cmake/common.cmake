@@ -15,7 +15,9 @@ option(DS3000_BATCHES "Compile the host program and the tests several sources at
 add_library(ds3000_common INTERFACE)
 target_compile_options(ds3000_common INTERFACE
   -Wall -Wextra -Wconversion -Wshadow $<$<BOOL:${DS3000_WERROR}>:-Werror>
-  -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}/=)
+  -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}/=
+  # A tenth of its time g++ looks for memory that it could use again; a fifth more memory saves that.
+  $<$<COMPILE_LANG_AND_ID:CXX,GNU>:--param=ggc-min-expand=1000>)
 target_include_directories(ds3000_common INTERFACE ${PROJECT_SOURCE_DIR})
 # POSIX functions under strict -std=c++20 and -std=c11.
 target_compile_definitions(ds3000_common INTERFACE _DEFAULT_SOURCE)
