@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 
 # The libraries around the driver: {fmt}, CLI11, nlohmann-json and toml++, headers all but the
-# compiled part of {fmt}. A cross build compiles that part itself, and takes Debian's headers as they
+# compiled part of {fmt}. A cross build does without that part, and takes Debian's headers as they
 # are through a folder that holds nothing but links to them.
 add_library(ds3000_libraries INTERFACE)
 if(CMAKE_CROSSCOMPILING)
@@ -11,9 +11,7 @@ if(CMAKE_CROSSCOMPILING)
     file(CREATE_LINK /usr/include/${package} ${header_only}/${package} SYMBOLIC)
   endforeach()
   target_include_directories(ds3000_libraries SYSTEM INTERFACE ${header_only})
-  add_library(fmt STATIC ${CMAKE_CURRENT_LIST_DIR}/fmt.cpp)
-  target_include_directories(fmt SYSTEM PRIVATE ${header_only})
-  target_link_libraries(ds3000_libraries INTERFACE fmt)
+  target_compile_definitions(ds3000_libraries INTERFACE FMT_HEADER_ONLY)
 else()
   find_package(fmt REQUIRED)
   target_link_libraries(ds3000_libraries INTERFACE fmt::fmt)
