@@ -256,8 +256,8 @@ std::uint32_t Demodulator::dvbs2_frames(std::uint64_t now_ns) const {
     const std::uint64_t from = std::max(acquisition_.lock_ns(), counters_from_ns_);
     const double symbols = static_cast<double>(now_ns - std::min(from, now_ns)) * 1e-9 *
                            static_cast<double>(carrier.symbol_rate);
-    const double frames = symbols / frame_symbols(carrier.modulation, carrier.pilots);
-    return static_cast<std::uint32_t>(std::min(frames, 16'777'215.0));
+    const double sent_frames = symbols / frame_symbols(carrier.modulation, carrier.pilots);
+    return static_cast<std::uint32_t>(std::min(sent_frames, 16'777'215.0));
 }
 
 // Packets in error: one in 1e7 at the threshold (EN 302 307-1, 6.), ten times fewer for every
