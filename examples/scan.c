@@ -44,8 +44,8 @@ static const char *name_of_code_rate(uint32_t code) {
 
 static void print_transponder(const struct scan_candidate *candidate) {
     printf("%7.1f MHz V  %5u ksym/s  %-6s %s\n",
-           LOW_BAND_LOF_MHZ + (double)candidate->frequency_khz / 1000, candidate->symbol_rate,
-           candidate->status == STANDARD_DVBS2 ? "DVB-S2" : "DVB-S",
+           (double)LOW_BAND_LOF_MHZ + (double)candidate->frequency_khz / 1000,
+           candidate->symbol_rate, candidate->status == STANDARD_DVBS2 ? "DVB-S2" : "DVB-S",
            name_of_code_rate(candidate->code_rate));
 }
 
