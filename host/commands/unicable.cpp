@@ -78,6 +78,7 @@ struct NumberedBand {
 
 std::vector<NumberedBand> numbered(const std::vector<FoundBand> &bands) {
     std::vector<NumberedBand> rows;
+    rows.reserve(bands.size());
     for (const FoundBand &band : bands) {
         rows.push_back({rows.size(), band});
     }
@@ -101,7 +102,7 @@ constexpr auto band_columns = std::to_array<Column<NumberedBand>>(
 void write_detection(Output &output, const Detection &detection, bool identified) {
     const std::span shown =
         std::span(band_columns).first(band_columns.size() - (identified ? 0 : 1));
-    const Json json = detection_json(detection);
+    Json json = detection_json(detection);
     present(
         output,
         {.text =

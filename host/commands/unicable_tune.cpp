@@ -206,7 +206,7 @@ ExitStatus tune_through(Program &program, const UnicableTuneOptions &options, co
     const UserBandReception reception =
         receive_through(session, band, channel, plan.tune, patience);
     session.take_lines();
-    const Json result = make_result(plan, band, channel, reception, rig.board());
+    Json result = make_result(plan, band, channel, reception, rig.board());
     present(
         output,
         {.text = [&](Output &text) { write_text(text, result, plan, band, channel, reception); },

@@ -168,9 +168,8 @@ std::string cell_of(const ScanPage &report, const ReportTransponder &transponder
               : html(cell.text);
     const std::string unit =
         *column.unit == '\0' ? "" : fmt::format(" data-unit=\"{}\"", column.unit);
-    return fmt::format("<td role=\"cell\" class=\"{} {}\" data-label=\"{}\"{}{}>{}</td>",
-                       column.key, column.numeric ? "number" : "text", column.heading, unit, value,
-                       content);
+    return fmt::format(R"(<td role="cell" class="{} {}" data-label="{}"{}{}>{}</td>)", column.key,
+                       column.numeric ? "number" : "text", column.heading, unit, value, content);
 }
 
 std::string table_of(const ScanPage &report) {
@@ -187,7 +186,7 @@ std::string table_of(const ScanPage &report) {
     table += "</tr></thead>\n<tbody role=\"rowgroup\">\n";
     for (std::size_t i = 0; i < report.transponders.size(); ++i) {
         const ReportTransponder &transponder = report.transponders[i];
-        table += fmt::format("<tr role=\"row\" class=\"{}\" data-index=\"{}\">",
+        table += fmt::format(R"(<tr role="row" class="{}" data-index="{}">)",
                              to_string(transponder.state), i);
         for (const PageColumn &column : used) {
             table += cell_of(report, transponder, column);

@@ -56,7 +56,7 @@ class Session {
 
     // Let the signal figures become those of this channel: the plug-in reports the mean of its last
     // 16 strength readings, one each poll.
-    void settle();
+    static void settle();
 
  private:
     void take_lines() { log_.add(capture_.take()); }
