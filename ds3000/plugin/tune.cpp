@@ -50,7 +50,7 @@ std::int32_t set_up(const ds3000_driver *driver, const ds3000_channel &wanted) {
 }
 
 void announce(ds3000_driver *driver, const ds3000_channel &wanted) {
-    message("mt_do_tune(%p)", static_cast<void *>(driver));
+    message("mt_do_tune(%p)", address_of(driver));
     // The line ends with a newline of its own, so an empty line follows it.
     message("tune to %u sr(%u) volt(%d) hiband(%d) switch_pos(%d) at %llu\n", wanted.freq_mhz,
             wanted.symbol_rate_ksps, wanted.voltage_18v != 0 ? 18 : 13, wanted.hiband,
@@ -104,7 +104,7 @@ std::uint32_t tune_to(ds3000_driver *driver, const ds3000_channel &wanted) {
 std::uint32_t tune_ds3000_driver(Tuner *tuner, const tune_request *request) {
     ds3000_driver *driver = tuner->driver;
     log_print("Tuner::tune()");
-    message("tune_ds3000_driver(%p)", static_cast<void *>(driver));
+    message("tune_ds3000_driver(%p)", address_of(driver));
     ds3000_channel wanted;
     const std::int32_t refusal = ds3000_plan_channel(request, &wanted);
     if (refusal == CHANNEL_WRONG_SYSTEM) {
