@@ -136,7 +136,7 @@ void SweepRunner::await_lock(Session &session, unsigned port, SweptRow &result) 
         result.obstacle = reception.receivable() ? "" : reception.text;
     }
     if (result.lock_ms) {
-        session.settle();
+        Session::settle();
         result.row_class = RowClass::locked;
         result.signal = session.signal();
         return;

@@ -89,7 +89,7 @@ void point_dish(Rig &rig, const Program &program, const Target &target) {
 // What was received, or why nothing was.
 void add_reception(Json &result, Session &session, std::optional<std::uint64_t> lock_ms,
                    std::uint64_t waited_ms, HostBoard &board) {
-    session.settle();
+    Session::settle();
     const Signal signal = session.signal();
     result["locked"] = lock_ms.has_value();
     if (lock_ms) {
