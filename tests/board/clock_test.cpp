@@ -27,7 +27,7 @@ class Thread {
     explicit Thread(std::function<void()> body) : body_(std::move(body)) {
         EXPECT_EQ(pthread_create(&thread_, nullptr, run, this), 0);
     }
-    void join() { EXPECT_EQ(pthread_join(thread_, nullptr), 0); }
+    void join() const { EXPECT_EQ(pthread_join(thread_, nullptr), 0); }
 
  private:
     static void *run(void *self) {

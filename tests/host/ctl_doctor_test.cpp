@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -89,7 +90,8 @@ TEST_F(CtlDoctor, finds_the_built_in_world_healthy) {
 TEST_F(CtlDoctor, finds_every_chip_healthy) {
     for (const std::string chip : {"DS300X", "DS3002B", "DS3103"}) {
         for (const std::string more : {"", "tuner_identity = 0x41\n", "lnbh23 = true\n"}) {
-            const auto result = examine("[board]\nchip = \"" + chip + "\"\n" + more + aim);
+            const auto result =
+                examine(fmt::format("[board]\nchip = \"{}\"\n{}{}", chip, more, aim));
             EXPECT_EQ(result.at("diagnosis"), "healthy") << chip << ' ' << more << run.out;
             EXPECT_EQ(step(result, "identity").at("values").at("chip"), chip);
         }
@@ -184,8 +186,8 @@ TEST_F(CtlDoctor, counts_the_rest_of_a_whole_mhz_and_an_oscillator_above_the_ban
 
 TEST_F(CtlDoctor, turns_the_sign_where_a_ds300x_board_swaps_i_and_q) {
     for (const std::string chip : {"DS300X", "DS3103"}) {
-        const auto result = examine("[board]\niq_swap = true\nchip = \"" + chip +
-                                    "\"\n[lnb]\ndrift_khz = 900\n" + aim);
+        const auto result = examine(fmt::format(
+            "[board]\niq_swap = true\nchip = \"{}\"\n[lnb]\ndrift_khz = 900\n{}", chip, aim));
         EXPECT_NEAR(step(result, "carrier").at("values").at("lnb_drift_khz").get<int>(), 900, 10)
             << chip << run.out;
     }

@@ -54,7 +54,7 @@ class CtlScan : public CtlTest {
         const Outcome run = scan("--format json " + options);
         EXPECT_EQ(run.status, 0) << run.err;
         EXPECT_EQ(run.err, "");
-        const json result = parse_json(run.out);
+        json result = parse_json(run.out);
         EXPECT_EQ(breaks_schema(result, "scan"), "");
         return result;
     }

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -48,7 +49,7 @@ TEST_F(CtlTune, locks_by_a_row_with_the_dish_on_its_satellite) {
 
 TEST_F(CtlTune, goes_through_every_port_of_the_switch) {
     for (const std::string port : {"1", "2", "3", "4"}) {
-        const Outcome run = ctl(by_numbers + " --format json --switch " + port);
+        const Outcome run = ctl(fmt::format("{} --format json --switch {}", by_numbers, port));
         EXPECT_EQ(run.status, 0) << run.err;
         EXPECT_EQ(parse_json(run.out).at("plan").at("switch_port"), std::stoi(port));
     }

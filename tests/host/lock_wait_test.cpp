@@ -15,7 +15,8 @@ namespace {
 // for ever.
 class LockWaitTest : public testing::Test {
  protected:
-    LockOutcome wait(const std::string &sights, std::uint64_t patience_ms, bool at_once = false) {
+    static LockOutcome wait(const std::string &sights, std::uint64_t patience_ms,
+                            bool at_once = false) {
         std::size_t looks = 0;
         return wait_for_lock({.look =
                                   [&](std::uint64_t) {

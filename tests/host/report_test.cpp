@@ -14,13 +14,11 @@ namespace tests {
 
 using host::Json;
 using host::report_page;
-using host::ReportLeg;
 using host::ReportState;
 using host::ReportTransponder;
 using host::ScanPage;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Not;
 
 namespace {
@@ -54,7 +52,7 @@ std::vector<std::string> all_between(const std::string &page, const std::string 
 
 Json data_of(const std::string &page) {
     const auto scripts =
-        all_between(page, "<script type=\"application/json\" id=\"report\">", "</script>");
+        all_between(page, R"(<script type="application/json" id="report">)", "</script>");
     EXPECT_EQ(scripts.size(), 1U);
     return Json::parse(scripts.at(0));
 }
@@ -69,7 +67,7 @@ std::vector<std::string> columns_of(const std::string &page) {
 
 // The cell as it stands in the page, its attributes included; empty without such a column.
 std::string cell(const std::string &row, const std::string &column) {
-    const auto cells = all_between(row, "<td role=\"cell\" class=\"" + column + " ", "</td>");
+    const auto cells = all_between(row, R"(<td role="cell" class=")" + column + " ", "</td>");
     return cells.empty() ? "" : cells.at(0);
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/host/schema_check.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 namespace tests {
@@ -29,13 +31,13 @@ std::string member_violation(const json &schema, const json &value, const std::s
     const json properties = schema.value("properties", json::object());
     for (const auto &[name, member] : value.items()) {
         if (properties.contains(name)) {
-            const auto violation =
-                schema_violation(properties.at(name), member, where + "/" + name);
+            auto violation =
+                schema_violation(properties.at(name), member, fmt::format("{}/{}", where, name));
             if (!violation.empty()) {
                 return violation;
             }
-        } else if (schema.value("additionalProperties", true) == false) {
-            return where + ": " + name + " is not allowed";
+        } else if (!schema.value("additionalProperties", true)) {
+            return fmt::format("{}: {} is not allowed", where, name);
         }
     }
     return "";
@@ -43,8 +45,7 @@ std::string member_violation(const json &schema, const json &value, const std::s
 
 std::string item_violation(const json &schema, const json &value, const std::string &where) {
     for (std::size_t i = 0; i < value.size(); ++i) {
-        const auto violation =
-            schema_violation(schema, value.at(i), where + "/" + std::to_string(i));
+        auto violation = schema_violation(schema, value.at(i), where + "/" + std::to_string(i));
         if (!violation.empty()) {
             return violation;
         }
@@ -93,7 +94,7 @@ std::string schema_violation(const json &schema, const json &value, const std::s
         return where + ": " + value.dump() + " breaks type " + schema.at("type").dump();
     }
     for (const auto &[keyword, rule] : schema.items()) {
-        const auto violation = keyword_violation(schema, keyword, rule, value, where);
+        auto violation = keyword_violation(schema, keyword, rule, value, where);
         if (!violation.empty()) {
             return violation;
         }

@@ -307,7 +307,7 @@ TEST_F(PluginLifeCycleTest, a_tuner_wakes_the_chip_that_another_put_to_sleep) {
 
 TEST_F(PluginLifeCycleTest, a_stop_request_while_parked_ends_the_worker_at_its_next_turn) {
     Tuner *tuner = ready();
-    const std::uint64_t next_turn_ms = cold_start_ms + 2 * 50;
+    const std::uint64_t next_turn_ms = cold_start_ms + 2U * 50;
     pass_until_ms(next_turn_ms - 20);
     forget();
 

@@ -58,7 +58,7 @@ class PluginTest : public testing::Test {
     void forget();
 
     // What was written to standard error since the last call.
-    std::string messages();
+    static std::string messages();
 
     // A message text with the Tuner's driver record for every %p.
     static std::string text(const Tuner *tuner, std::string_view format);

@@ -9,7 +9,7 @@ namespace {
 class PluginSupplyTest : public PluginTest {
  protected:
     // What a tune or a finalize did to the supply: GPIO lines, LNBH23 and nothing else.
-    std::string supply() const {
+    [[nodiscard]] std::string supply() const {
         std::string lines;
         for (trace::Event event : events()) {
             if (event.kind == trace::EventKind::gpio || event.address == 0x14) {

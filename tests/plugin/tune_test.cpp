@@ -48,7 +48,7 @@ class PluginTuneTest : public PluginTest {
     }
 
     // The bytes written to the demodulator's DiSEqC message buffer.
-    std::vector<int> diseqc_message() const {
+    [[nodiscard]] std::vector<int> diseqc_message() const {
         std::vector<int> bytes;
         for (const trace::Event &event : events()) {
             if (event.kind == trace::EventKind::write && event.address == 0xD0 &&
@@ -299,12 +299,12 @@ TEST_F(PluginTuneTest, each_switch_port_has_its_message_with_voltage_and_band_bi
         for (const int voltage_18v : {0, 1}) {
             for (const int hiband : {0, 1}) {
                 SCOPED_TRACE(testing::Message() << "port " << port << (voltage_18v ? " 18 V" : "")
-                                                << (hiband ? " high band" : ""));
+                                                << (hiband != 0 ? " high band" : ""));
                 Tuner *tuner = ready();
                 tune_request request = universal_lnb_request();
                 request.switch_pos = port;
                 request.polarisation = voltage_18v ? 2 : 1;
-                request.frequency = hiband ? 11'800'000 : 11'600'000;
+                request.frequency = hiband != 0 ? 11'800'000 : 11'600'000;
 
                 EXPECT_EQ(tuner->tune(tuner, &request), 1U);
 

@@ -12,7 +12,7 @@ namespace {
 // Moments after `tuned()`, whose tune ends 188 ms after the load: the worker's turns come every
 // 50 ms, and its first poll takes 1 ms for the first-poll check.
 constexpr std::uint64_t tuned_ms = cold_start_ms + 1 + 1 + connect_ms;
-constexpr std::uint64_t first_poll_ms = cold_start_ms + 2 * 50 + 1;
+constexpr std::uint64_t first_poll_ms = cold_start_ms + 2U * 50 + 1;
 constexpr std::uint64_t second_poll_ms = first_poll_ms + 50;
 constexpr std::uint64_t third_poll_ms = second_poll_ms + 50;
 
@@ -27,14 +27,14 @@ class PluginWorkerTest : public PluginTest {
         pass_until_ms(second_poll_ms + gap_ms + connect_ms + 10);
     }
 
-    std::array<int, 2> signal(Tuner *tuner) {
+    static std::array<int, 2> signal(Tuner *tuner) {
         std::array<std::uint8_t, 2> bytes{};
         tuner->get_signal(tuner, bytes.data());
         return {bytes[0], bytes[1]};
     }
 
     // How often the worker wrote the tuner's frequency since forget().
-    int connects() const {
+    [[nodiscard]] int connects() const {
         int count = 0;
         for (const trace::Event &event : events()) {
             if (event.thread == "thread1" && event.kind == trace::EventKind::write &&

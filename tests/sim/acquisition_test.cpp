@@ -11,7 +11,6 @@
 
 namespace tests {
 
-using broadcast::Polarisation;
 using sim::Chip;
 using sim::Reason;
 using testing::HasSubstr;

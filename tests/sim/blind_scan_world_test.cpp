@@ -17,7 +17,6 @@
 namespace tests {
 
 using broadcast::CodeRate;
-using broadcast::Modulation;
 using broadcast::Polarisation;
 using broadcast::System;
 using sim::Chip;

@@ -182,9 +182,9 @@ TEST_F(Bus, quality_readings_spread) {
     tune(demo_transponder(10'800));
     ASSERT_TRUE(locks());
 
-    std::vector<std::uint8_t> readings;
-    for (int i = 0; i < 50; ++i) {
-        readings.push_back(peek(0xFF));
+    std::array<std::uint8_t, 50> readings{};
+    for (std::uint8_t &reading : readings) {
+        reading = peek(0xFF);
     }
 
     EXPECT_THAT(readings, testing::Contains(testing::Ne(readings[0])));

@@ -16,7 +16,6 @@ namespace tests {
 
 using broadcast::Polarisation;
 using sim::Event;
-using testing::DoubleNear;
 using testing::Each;
 
 namespace {
@@ -251,7 +250,8 @@ class LookedAt : public CableSpectrum {
         looks = 0;
         ds3000_set_scan_callback([](std::uint32_t, void *) {
             if (looked_at != nullptr) {
-                looks += looked_at->cable_spectrum_db(950'000, 2'150'000, 1'000).size() == 1'201;
+                looks +=
+                    looked_at->cable_spectrum_db(950'000, 2'150'000, 1'000).size() == 1'201 ? 1 : 0;
             }
         });
         testing::internal::CaptureStderr();

@@ -10,7 +10,6 @@
 
 namespace tests {
 
-using broadcast::Polarisation;
 using sim::Chip;
 using sim::Reason;
 

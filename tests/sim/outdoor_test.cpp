@@ -7,7 +7,6 @@
 namespace tests {
 
 using broadcast::Polarisation;
-using sim::Reason;
 
 class Outdoor : public ReceiverTest {
  protected:

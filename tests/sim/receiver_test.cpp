@@ -93,7 +93,7 @@ void ReceiverTest::start() {
 
 void ReceiverTest::supply(bool on, bool volts_18) {
     host::find_lnb_supply(supply_);
-    set_lnb_supply(&supply_, on, volts_18);
+    set_lnb_supply(&supply_, on ? 1 : 0, volts_18 ? 1 : 0);
 }
 
 void ReceiverTest::send(std::initializer_list<std::uint8_t> message) {
@@ -103,7 +103,7 @@ void ReceiverTest::send(std::initializer_list<std::uint8_t> message) {
     EXPECT_EQ(diseqc_send(&record), 0);
 }
 
-void ReceiverTest::tone(bool on, bool volts_18) { lnb_control(1, on, volts_18, 0); }
+void ReceiverTest::tone(bool on, bool volts_18) { lnb_control(1, on ? 1 : 0, volts_18 ? 1 : 0, 0); }
 
 void ReceiverTest::connect(std::uint32_t if_mhz, std::int32_t symbol_rate_ksps,
                            std::uint32_t standard) {

@@ -41,12 +41,13 @@ class ReceiverTest : public testing::Test {
     // transponder and a universal LNB; the members below replace them.
     void tune(const broadcast::Transponder &transponder, unsigned port = 0);
     void supply(bool on, bool volts_18);
-    void send(std::initializer_list<std::uint8_t> message);
-    void tone(bool on, bool volts_18);
-    void connect(std::uint32_t if_mhz, std::int32_t symbol_rate_ksps, std::uint32_t standard);
+    static void send(std::initializer_list<std::uint8_t> message);
+    static void tone(bool on, bool volts_18);
+    static void connect(std::uint32_t if_mhz, std::int32_t symbol_rate_ksps,
+                        std::uint32_t standard);
 
     // Poll the lock every 50 ms, for two seconds at most. Returns whether it came.
-    bool locks();
+    static bool locks();
 
     // The chip's lock as one poll reports it: 4 searching, 2 locked, 1 failed.
     static std::uint32_t poll();

@@ -18,7 +18,6 @@ namespace tests {
 
 using sim::SearchSetting;
 using sim::SpectralLine;
-using sim::Spectrum;
 using sim::SpectrumEngine;
 
 namespace {
@@ -142,12 +141,13 @@ TEST_F(Engine, wide_search_reports_wide_carriers_only) {
 
 TEST_F(Engine, reports_31_peaks_and_a_span_up_to_the_next) {
     std::vector<SpectralLine> lines;
+    lines.reserve(40);
     for (int i = 0; i < 40; ++i) {
         lines.push_back(line(-27'000 + 1'400 * i, 900));
     }
 
     EXPECT_EQ(search(lines).size(), 31U);
-    EXPECT_NEAR(occupied_khz(), -27'000 + 1'400 * 31 - (900 + 400) / 2, 2 * bin_khz);
+    EXPECT_NEAR(occupied_khz(), -27'000 + 1'400 * 31 - (900 + 400) / 2.0, 2 * bin_khz);
 }
 
 TEST_F(Engine, results_wait_for_the_search) {

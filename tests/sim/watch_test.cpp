@@ -16,7 +16,6 @@ namespace tests {
 
 using sim::Offence;
 using testing::ElementsAre;
-using testing::Field;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
