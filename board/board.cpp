@@ -170,10 +170,11 @@ void Board::log(std::string_view text) {
     perform(transfer);
 }
 
-void Board::wait(std::uint32_t microseconds) {
+std::uint32_t Board::wait(std::uint32_t microseconds) {
     set_own_apart();
     Transfer transfer{.kind = Kind::wait, .wait_us = microseconds};
     perform(transfer);
+    return transfer.wait_us;
 }
 
 void Board::set_own_apart() {

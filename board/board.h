@@ -62,7 +62,7 @@ struct Transfer {
     unsigned line = 0;              // gpio
     unsigned value = 0;             // gpio: the level, 0 or 1; check: the board's answer,
                                     // 1 for a device that acknowledges
-    std::uint32_t wait_us = 0;      // wait
+    std::uint32_t wait_us = 0;      // wait; a board that is done with the driver shortens it
     std::string text{};             // log, message
 
     bool operator==(const Transfer &other) const = default;
@@ -104,7 +104,9 @@ class Board {
 
     void set_gpio(void *bus, unsigned line, unsigned level);
     void log(std::string_view text);
-    void wait(std::uint32_t microseconds);
+
+    // Returns how long the driver is to sleep.
+    std::uint32_t wait(std::uint32_t microseconds);
 
     // Nothing more will come: drop a write that was left open.
     void drop_open_write();

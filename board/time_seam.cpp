@@ -10,6 +10,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "board/board.h"
 #include "board/clock.h"
 #include "board/system_time.h"
@@ -71,16 +73,18 @@ int system_clock_gettime(clockid_t clock, timespec *time) {
 }
 
 void system_sleep_ns(std::uint64_t duration_ns) {
-    const timespec duration{static_cast<time_t>(duration_ns / 1'000'000'000U),
-                            static_cast<long>(duration_ns % 1'000'000'000U)};
-    nanosleep(&duration, nullptr);
+    timespec left{static_cast<time_t>(duration_ns / 1'000'000'000U),
+                  static_cast<long>(duration_ns % 1'000'000'000U)};
+    // A signal is no reason to give a chip less time than it needs.
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
 }
 
 }  // namespace board
 
 int SEAM(usleep)(useconds_t microseconds) {
     if (board::Board *board = board::current_board(); board != nullptr) {
-        board->wait(microseconds);
+        microseconds = board->wait(microseconds);
     }
     const std::uint64_t duration_ns = std::uint64_t{microseconds} * 1000U;
     if (board::VirtualClock *clock = board::VirtualClock::current(); clock != nullptr) {
