@@ -51,6 +51,19 @@ bool is_same_word(std::string_view a, std::string_view b) {
                       [&lower](char x, char y) { return lower(x) == lower(y); });
 }
 
+// CLI11's own check of a range lets through what is no number.
+CLI::Validator seconds_from(double least) {
+    const std::string range = fmt::format("in [{} - {}]", least, most_seconds);
+    return {[least, range](const std::string &text) -> std::string {
+                double seconds = 0;
+                const bool is_number = CLI::detail::lexical_cast(text, seconds);
+                return is_number && seconds >= least && seconds <= most_seconds
+                           ? ""
+                           : fmt::format("'{}' is no number of seconds {}", text, range);
+            },
+            range};
+}
+
 // Adds an option that takes one of a few words, in capitals or not; another word is refused with
 // those to choose from. Unlike with CLI11's transformers the parsed command line keeps the word,
 // and no number passes for one.
@@ -130,13 +143,13 @@ void add_doctor(CLI::App &app, Job &job) {
     doctor->add_option("--user-band", options->user_band,
                        "receive through a Unicable unit: INDEX:FREQ[:BANK], 3:1680 say");
     doctor->add_option("--timeout", options->timeout_s, "seconds to wait for lock")
-        ->check(CLI::Range(least_timeout_s, most_seconds))
+        ->check(seconds_from(least_timeout_s))
         ->capture_default_str();
     doctor->add_option("--watch", options->watch_s, "seconds to watch the lock, once it is there")
-        ->check(CLI::Range(0.0, most_seconds))
+        ->check(seconds_from(0))
         ->capture_default_str();
     doctor->add_option("--standby", options->standby_s, "seconds of standby to go through; 0: none")
-        ->check(CLI::Range(0.0, most_seconds))
+        ->check(seconds_from(0))
         ->capture_default_str();
     ask_for(job, *doctor, options, run_doctor);
 }
@@ -218,7 +231,7 @@ void add_tune(CLI::App &app, Job &job) {
     add_target_options(*tune, options->target);
     const CLI::Option *timeout =
         tune->add_option("--timeout", options->timeout_s, "seconds to wait for lock")
-            ->check(CLI::Range(least_timeout_s, most_seconds))
+            ->check(seconds_from(least_timeout_s))
             ->capture_default_str();
     tune->add_flag("--show-plan", options->show_plan,
                    "only print what would be tuned, supplied and sent to the switch");
@@ -308,7 +321,7 @@ void add_unicable_tune(CLI::App &unicable, Job &job) {
                          {{"A", Position::a}, {"B", Position::b}}, "the unit's dish: A or B");
     tune->add_option("--timeout", options->timeout_s,
                      "seconds to wait for lock after each channel change")
-        ->check(CLI::Range(least_timeout_s, most_seconds))
+        ->check(seconds_from(least_timeout_s))
         ->capture_default_str();
     tune->add_option("--attempts", options->attempts,
                      "how often to send the channel change while there is no lock")
