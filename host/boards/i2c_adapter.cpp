@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "host/terminal/failure.h"
+#include "host/terminal/interrupt.h"
 
 namespace host {
 
@@ -69,6 +70,7 @@ i2c_msg message(unsigned address, unsigned flags, std::span<const std::uint8_t> 
 
 int transfer(int file, std::span<i2c_msg> messages) {
     i2c_rdwr_ioctl_data request{messages.data(), static_cast<__u32>(messages.size())};
+    const BlockingCall call;
     const int done = ::ioctl(file, I2C_RDWR, &request);
     if (done < 0) {
         return errno;

@@ -5,8 +5,10 @@
 
 namespace host {
 
-// Ctrl-C while one exists: the first is remembered for the work to end cleanly, the second leaves
-// at once with status 130.
+// INT, TERM, HUP and QUIT while one exists: the first is remembered for the work to end cleanly, the
+// second leaves at once with status 130. A second HUP does not: terminal and shell both send one
+// when a window is closed. HUP that was ignored when the program was started stays ignored: that is
+// how one asks for it to outlive the terminal. At most one exists.
 class InterruptWatch {
  public:
     InterruptWatch();
@@ -20,14 +22,25 @@ class InterruptWatch {
     const std::atomic<bool> &interrupted_;
 };
 
-// While one exists, the first Ctrl-C also runs a function, in the signal handler: it may do what is
-// safe there, such as setting an atomic flag. At most one exists.
+// While one exists, the first of those signals also runs a function, in the signal handler: it may
+// do what is safe there, such as setting an atomic flag. At most one exists.
 class InterruptHook {
  public:
     explicit InterruptHook(void (*function)());
     InterruptHook(const InterruptHook &) = delete;
     InterruptHook &operator=(const InterruptHook &) = delete;
     ~InterruptHook();
+};
+
+// A system call of this thread that may block for ever: while one exists, an interrupt makes the
+// call fail with EINTR, whichever thread gets the signal and however shortly before the call it
+// came. At most one exists in the process at a time that counts: the last one made.
+class BlockingCall {
+ public:
+    BlockingCall();
+    BlockingCall(const BlockingCall &) = delete;
+    BlockingCall &operator=(const BlockingCall &) = delete;
+    ~BlockingCall();
 };
 
 }  // namespace host
