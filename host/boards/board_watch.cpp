@@ -1,0 +1,201 @@
+// SPDX-License-Identifier: MIT
+#include "host/boards/board_watch.h"
+
+#include <array>
+#include <utility>
+
+#include "board/clock.h"
+#include "ds3000/chip/ds3000_regs.h"
+#include "ds3000/chip/wiring.h"
+
+namespace host {
+
+namespace {
+
+namespace reg = ds3000::reg;
+
+using Kind = board::Transfer::Kind;
+using Stage = board::Transfer::Stage;
+
+// A bit by which an initialised chip differs from one that was just switched on. The driver changes
+// none of them between its wake and its sleep.
+struct AwakeBit {
+    std::uint8_t reg;
+    std::uint8_t mask;
+    std::uint8_t awake;
+};
+
+constexpr std::array awake_bits{
+    AwakeBit{reg::mode, reg::mode_enable, reg::mode_enable},
+    AwakeBit{reg::reg_04, reg::reg_04_power_down, 0},
+    AwakeBit{reg::reg_23, reg::reg_23_power_down, 0},
+};
+
+bool is_to_chips(const board::Transfer &transfer) {
+    const bool carries =
+        transfer.kind == Kind::write || transfer.kind == Kind::read || transfer.kind == Kind::fetch;
+    return carries && (transfer.address == DEMOD_ADDRESS || transfer.address == TUNER_ADDRESS);
+}
+
+// Whether its outcome says something of the chips: a board may call a write left open done before
+// it is on the wire.
+bool tells_of_chips(const board::Transfer &transfer) {
+    switch (transfer.stage) {
+        case Stage::apart:
+        case Stage::dropped:
+            return false;
+        case Stage::opened:
+            return is_to_chips(transfer) && transfer.outcome != board::Transfer::Outcome::ok;
+        default:
+            return is_to_chips(transfer);
+    }
+}
+
+std::uint64_t time_ns() {
+    const board::VirtualClock *clock = board::VirtualClock::current();
+    return clock != nullptr ? clock->now_ns() : board::wall_now_ns();
+}
+
+}  // namespace
+
+std::string to_string(BoardLoss loss) {
+    return loss == BoardLoss::bus_lost ? "bus_lost" : "power_lost";
+}
+
+std::string explanation_of(BoardLoss loss) {
+    return loss == BoardLoss::bus_lost
+               ? "the board is gone: transfer after transfer to the chips failed; see to the bus, "
+                 "the chips' supply and the adapter"
+               : "the chips lost their power for a moment: they answer, and have forgotten what "
+                 "the driver set up; see to their supply";
+}
+
+BoardWatch::BoardWatch(board::Board &board, std::function<bool()> stopped)
+    : board_(board), stopped_(std::move(stopped)) {}
+
+void BoardWatch::perform(board::Transfer &transfer) {
+    if (is_to_chips(transfer) && (spares_ || is_cut_short())) {
+        transfer.answer(false);
+        return;
+    }
+    if (transfer.kind == Kind::wait && is_cut_short()) {
+        transfer.wait_us = 0;
+        return;
+    }
+    const std::uint64_t begin_ns = time_ns();
+    board_.perform(transfer);
+    if (transfer.kind == Kind::bus_open) {
+        bus_ = transfer.bus;
+    }
+    if (tells_of_chips(transfer)) {
+        account(transfer.outcome == board::Transfer::Outcome::ok, time_ns() - begin_ns);
+    }
+    // After a read the demodulator's repeater is shut, and nothing is left half done.
+    if (look_due_ && transfer.kind == Kind::read && transfer.address == DEMOD_ADDRESS) {
+        look();
+    }
+}
+
+void BoardWatch::begin_work(Work work) {
+    failures_ = 0;
+    failing_ns_ = 0;
+    work_ = work;
+}
+
+// The chips are to be sent to sleep after it, unless it is known that they will not hear.
+void BoardWatch::end_work() {
+    work_ = Work::none;
+    if (!lost_ && failures_ < 2) {
+        spares_ = false;
+    }
+}
+
+bool BoardWatch::is_cut_short() {
+    const bool cut = work_ == Work::of_this_thread && (lost_ || stopped_());
+    if (cut) {
+        tell_of_end();
+    }
+    return cut;
+}
+
+void BoardWatch::account(bool succeeded, std::uint64_t took_ns) {
+    if (succeeded) {
+        failures_ = 0;
+        failing_ns_ = 0;
+        return;
+    }
+    if (work_ == Work::none) {
+        return;
+    }
+    ++failures_;
+    failing_ns_ += took_ns;
+    if (failures_ >= most_failures || (failures_ > 1 && failing_ns_ >= longest_failing_ns)) {
+        lose(BoardLoss::bus_lost);
+    } else if (stopped_()) {
+        spares_ = true;
+        tell_of_end();
+    }
+}
+
+void BoardWatch::look() {
+    look_due_ = false;
+    for (const AwakeBit &bit : awake_bits) {
+        const std::optional<std::uint8_t> value = read_register(bit.reg);
+        if (!value) {
+            return;  // what becomes of the bus the count of failures tells
+        }
+        if ((*value & bit.mask) != bit.awake) {
+            lose(BoardLoss::power_lost);
+            return;
+        }
+    }
+}
+
+// One transfer may fail on any bus.
+std::optional<std::uint8_t> BoardWatch::read_register(std::uint8_t reg) {
+    while (!spares_) {
+        board::Transfer transfer{.kind = Kind::write,
+                                 .stage = Stage::opened,
+                                 .bus = bus_,
+                                 .address = DEMOD_ADDRESS,
+                                 .flags = HDI_OPEN,
+                                 .sent = {reg}};
+        const std::uint64_t begin_ns = time_ns();
+        board_.perform(transfer);
+        if (transfer.outcome == board::Transfer::Outcome::ok) {
+            transfer.kind = Kind::read;
+            transfer.stage = Stage::continued;
+            transfer.flags = HDI_COMPLETE;
+            transfer.length = 1;
+            transfer.received.assign_zeros(1);
+            board_.perform(transfer);
+        }
+        const bool succeeded = transfer.outcome == board::Transfer::Outcome::ok;
+        account(succeeded, time_ns() - begin_ns);
+        if (succeeded) {
+            return transfer.received.front();
+        }
+    }
+    return std::nullopt;
+}
+
+void BoardWatch::lose(BoardLoss loss) {
+    spares_ = true;
+    if (!lost_) {
+        loss_ = loss;
+        lost_ = true;
+        tell_of_end();
+    }
+}
+
+void BoardWatch::tell_of_end() {
+    if (!told_.exchange(true)) {
+        tell_();
+    }
+}
+
+std::optional<BoardLoss> BoardWatch::loss() const {
+    return lost_ ? std::optional(loss_.load()) : std::nullopt;
+}
+
+}  // namespace host
