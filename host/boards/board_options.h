@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,6 +19,8 @@ struct BoardOptions {
     std::string command;  // what the session does, for the trace's head
     // What becomes of a replay; without it a difference is a failure.
     std::shared_ptr<ReplayReport> replay_report;
+    // Whether a person wants the work to end.
+    std::function<bool()> stopped = [] { return false; };
 };
 
 // Whether the world is ours to arrange: there is no scenario file that says what it is like.

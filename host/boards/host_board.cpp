@@ -25,12 +25,13 @@ std::string oscillators(const broadcast::Lnb &lnb) {
 HostBoard::~HostBoard() { detach(); }
 
 void HostBoard::attach(board::Board &board, const BoardOptions &options) {
-    if (!options.trace_file) {
-        board::set_board(&board);
-        return;
+    board::Board *behind = &board;
+    if (options.trace_file) {
+        trace_ = std::make_unique<TraceWriter>(board, *options.trace_file, trace_head(options));
+        behind = &trace_->board();
     }
-    trace_ = std::make_unique<TraceWriter>(board, *options.trace_file, trace_head(options));
-    board::set_board(&trace_->board());
+    watch_.emplace(*behind, options.stopped);
+    board::set_board(&*watch_);
 }
 
 trace::TraceHead HostBoard::trace_head(const BoardOptions &options) const {
@@ -54,11 +55,15 @@ trace::TraceHead HostBoard::trace_head(const BoardOptions &options) const {
                              to_string(transponder->polarisation), transponder->symbol_rate,
                              to_string(transponder->system)));
     }
+    if (can_be_looked_at()) {
+        head.add("looks", "1");
+    }
     head.add("clock", board::VirtualClock::current() != nullptr ? "virtual" : "system");
     return head;
 }
 
 void HostBoard::finish() {
+    watch_->drop_open_write();
     if (trace_) {
         trace_->finish();
     }

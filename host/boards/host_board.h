@@ -8,6 +8,7 @@
 #include "board/board.h"
 #include "broadcast/transponder.h"
 #include "host/boards/board_options.h"
+#include "host/boards/board_watch.h"
 #include "host/boards/trace_writer.h"
 #include "host/cable/lnb.h"
 #include "host/terminal/output.h"
@@ -17,7 +18,7 @@ namespace host {
 class SimulatedBoard;
 
 // A board of this program: what the process's hdi_* reach while it exists, with a recorder in front
-// of it when a trace is asked for.
+// of it when a trace is asked for, and a watch in front of both.
 class HostBoard {
  public:
     HostBoard() = default;
@@ -45,6 +46,13 @@ class HostBoard {
         return std::nullopt;
     }
 
+    // Whether the watch may ask the chips by itself: a recording answers what was asked when it was
+    // made.
+    [[nodiscard]] virtual bool can_be_looked_at() const { return true; }
+
+    // What stands in front of the board, once it is attached.
+    [[nodiscard]] BoardWatch &watch() { return *watch_; }
+
     // The work is done: end the trace. Throws Failure (internal_error) when it could not be written
     // whole, and whatever else a board has to say about the work.
     virtual void finish();
@@ -61,6 +69,7 @@ class HostBoard {
     [[nodiscard]] trace::TraceHead trace_head(const BoardOptions &options) const;
 
     std::unique_ptr<TraceWriter> trace_;
+    std::optional<BoardWatch> watch_;
 };
 
 }  // namespace host

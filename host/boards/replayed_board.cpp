@@ -92,6 +92,10 @@ class ReplayedBoard final : public HostBoard {
         return trace_.head().value("simulated-chips").has_value();
     }
 
+    [[nodiscard]] bool can_be_looked_at() const override {
+        return trace_.head().value("looks").has_value();
+    }
+
     [[nodiscard]] std::optional<broadcast::Transponder> usual_transponder() const override {
         const auto recorded = trace_.head().value("transponder");
         try {

@@ -77,12 +77,14 @@ Json about(HostBoard &board, const std::optional<Aim> &aim) {
 
 void examine_session(ChipRig &rig, const Program &program, const DoctorOptions &options,
                      const std::optional<Aim> &aim, Findings &findings, ChipSession &session) {
+    findings.end_by({[&program] { return program.interrupt.requested(); }, [&rig] { rig.look(); },
+                     [&rig] { return rig.loss(); }});
     examine_chips(findings, rig.board().has_simulated_chips());
     if (!aim) {
         findings.skip("lock", "no transponder is named; name one to have its reception examined");
         return;
     }
-    TrialReception reception(session, *aim, [&program] { return program.interrupt.requested(); });
+    TrialReception reception(session, *aim, [&rig] { return rig.must_end(); });
     examine_reception(findings, reception, times_of(options));
 }
 
@@ -150,14 +152,17 @@ ExitStatus run_doctor(Program &program, const DoctorOptions &options) {
     if (aim) {
         arrange_world(*rig, at_port, target, *aim);
     }
+    findings.end_by({.stopped = [&program] { return program.interrupt.requested(); }});
     if (!examine_bus(findings, rig->log())) {
-        findings.skip("start", "there is no demodulator that the driver could start");
+        findings.skip("start", findings.cancelled()
+                                   ? "cancelled"
+                                   : "there is no demodulator that the driver could start");
         end(*rig);
     } else if (!examine_running_chips(*rig, at_port, options, aim, findings)) {
         end(*rig);
     }
     writer.finish(findings, about(rig->board(), aim));
-    return program.interrupt.requested() ? ExitStatus::cancelled : findings.status();
+    return findings.cancelled() ? ExitStatus::cancelled : findings.status();
 }
 
 }  // namespace host

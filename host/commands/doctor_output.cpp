@@ -40,9 +40,13 @@ void write_lines(Output &output, const Finding &finding) {
     write_broken(output, "", "what to do", finding.advice);
 }
 
+std::string_view no_diagnosis(const Findings &findings) {
+    return findings.cancelled() ? "cancelled" : "healthy";
+}
+
 void write_diagnosis(Output &output, const Findings &findings, const Json & /*about*/) {
     const Finding *diagnosis = findings.diagnosis();
-    output.line(diagnosis == nullptr ? "diagnosis: healthy"
+    output.line(diagnosis == nullptr ? fmt::format("diagnosis: {}", no_diagnosis(findings))
                                      : fmt::format("diagnosis: {}; see {}", diagnosis->cause_name(),
                                                    diagnosis->step.name()));
 }
@@ -61,7 +65,7 @@ void write_whole(Output &output, const Findings &findings, const Json &about) {
     }
     json["result"] = to_string(findings.health());
     const Finding *diagnosis = findings.diagnosis();
-    json["diagnosis"] = diagnosis == nullptr ? "healthy" : diagnosis->cause_name();
+    json["diagnosis"] = diagnosis == nullptr ? no_diagnosis(findings) : diagnosis->cause_name();
     output.json(json);
 }
 

@@ -6,6 +6,9 @@
 namespace host {
 
 std::optional<NoLock> explain_no_lock(HostBoard &board) {
+    if (const std::optional<BoardLoss> loss = board.watch().loss()) {
+        return NoLock{to_string(*loss), explanation_of(*loss)};
+    }
     SimulatedBoard *const simulated = board.simulated();
     if (simulated == nullptr) {
         return std::nullopt;

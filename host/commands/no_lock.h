@@ -15,7 +15,7 @@ struct NoLock {
     std::string explanation;  // a sentence with the numbers
 };
 
-// A simulated world knows; a real one does not say.
+// A simulated world knows; a real one does not say, unless the board itself is gone.
 std::optional<NoLock> explain_no_lock(HostBoard &board);
 
 // The members "reason" and "explanation" of a result, if anybody knows them.

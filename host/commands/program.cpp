@@ -43,7 +43,8 @@ BoardOptions Program::board_options() const {
             .trace_file = options.trace,
             .real_time = options.real_time,
             .command = command_to_repeat(given),
-            .replay_report = replay_report};
+            .replay_report = replay_report,
+            .stopped = [&watch = interrupt] { return watch.requested(); }};
 }
 
 RigOptions Program::rig_options() const {

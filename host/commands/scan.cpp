@@ -144,7 +144,7 @@ void add_comparison(ScanResult &result, const Table &table, HostBoard &board) {
 }
 
 // What is wrong with the scan, said to a person. Returns the exit status.
-ExitStatus judge(const ScanResult &result, HostBoard &board, Console &console, bool answers) {
+ExitStatus judge(const ScanResult &result, HostBoard &board, Console &console) {
     SimulatedBoard *const simulated = board.simulated();
     bool complaints = false;
     if (simulated != nullptr) {
@@ -155,13 +155,7 @@ ExitStatus judge(const ScanResult &result, HostBoard &board, Console &console, b
             complaints = true;
         }
     }
-    if (!answers) {
-        console.error(
-            "the demodulator at 0xD0 no longer answers: what was found is not all there is; see "
-            "ds3000-ctl doctor");
-        return ExitStatus::hardware_absent;
-    }
-    if (!result.complete) {
+    if (!result.complete()) {
         return ExitStatus::cancelled;
     }
     if (complaints) {
@@ -197,10 +191,8 @@ ExitStatus run_scan(Program &program, const ScanOptions &options) {
     const ScanSettings settings{options.algorithm, static_cast<std::uint8_t>(options.passes)};
     return rig.run([&](ChipSession &session) {
         const std::uint64_t begin_ns = now_ns();
-        ScanRunner runner(rig, program.console, program.interrupt, settings,
-                          destinations.wants_report());
+        ScanRunner runner(rig, program.console, settings, destinations.wants_report());
         ScanResult result = runner.run(session, plan.wanted.lnb, plan.legs);
-        const bool answers = ChipSession::demodulator_answers();
         if (table) {
             add_comparison(result, *table, rig.board());
         }
@@ -208,7 +200,7 @@ ExitStatus run_scan(Program &program, const ScanOptions &options) {
         result.wall_ms = (board::wall_now_ns() - wall_begin_ns) / 1'000'000U;
         result.shows_wall_time = options.wall_time;
         destinations.write(result, title_of(plan), program.options.board);
-        return judge(result, rig.board(), program.console, answers);
+        return judge(result, rig.board(), program.console);
     });
 }
 

@@ -28,7 +28,7 @@ ExitStatus judge(const SweepReport &report, Console &console) {
             ++defects;
         }
     }
-    if (!report.complete) {
+    if (!report.complete()) {
         return ExitStatus::cancelled;
     }
     if (defects != 0) {
@@ -86,11 +86,11 @@ ExitStatus run_sweep(Program &program, const SweepOptions &options) {
     }
     return rig.run([&](Session &session) {
         SweepRunner runner(program, rig, tables, options.as_wired);
-        const bool complete = runner.run(session);
+        runner.run(session);
         const SweepReport report{tables,
                                  runner.take_rows(),
                                  complaints_of(rig.board()),
-                                 complete,
+                                 rig.cut_short_by(),
                                  (now_ns() - begin_ns) / 1'000'000U,
                                  (board::wall_now_ns() - wall_begin_ns) / 1'000'000U};
         write_sweep(output, report, program.options.verbose);

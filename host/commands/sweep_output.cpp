@@ -95,7 +95,11 @@ Json complaint_json(const sim::Complaint &complaint) {
 
 // All but the rows.
 Json summary_json(const SweepReport &report) {
-    Json json{{"complete", report.complete}, {"tables", Json::array()}};
+    Json json{{"complete", report.complete()}};
+    if (!report.complete()) {
+        json["reason"] = report.cut_short_by;
+    }
+    json["tables"] = Json::array();
     for (const Table &table : report.tables) {
         Json entry{{"table", table.name}};
         entry.update(totals_json(report.totals(&table)));
@@ -182,7 +186,7 @@ void write_text(Output &output, const SweepReport &report, bool every_row) {
     output.line(fmt::format("{} rows in {:.1f} s of the receiver's time, {:.1f} s on the wall{}",
                             report.rows.size(), static_cast<double>(report.virtual_ms) / 1e3,
                             static_cast<double>(report.wall_ms) / 1e3,
-                            report.complete ? "" : ", cancelled"));
+                            report.complete() ? "" : ", " + report.cut_short_by));
 }
 
 }  // namespace
@@ -201,8 +205,10 @@ std::string line_of(const SweptRow &row) {
         text += fmt::format("  {}", broadcast::describe(*row.transponder));
     }
     if (row.lock_ms) {
-        text += fmt::format("  {} ms, {} dB, {} %", *row.lock_ms, row.signal->quality_db,
-                            row.signal->strength_percent);
+        text += fmt::format("  {} ms", *row.lock_ms);
+    }
+    if (row.signal) {
+        text += fmt::format(", {} dB, {} %", row.signal->quality_db, row.signal->strength_percent);
     }
     for (const std::string &remark : {row.explanation, row.obstacle}) {
         text += remark.empty() ? "" : fmt::format("  {}", remark);

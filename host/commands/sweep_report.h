@@ -51,9 +51,11 @@ struct SweepReport {
     const std::vector<Table> &tables;
     std::vector<SweptRow> rows;
     std::vector<sim::Complaint> complaints;
-    bool complete = true;
+    std::string cut_short_by;  // empty for a whole one
     std::uint64_t virtual_ms = 0;
     std::uint64_t wall_ms = 0;
+
+    [[nodiscard]] bool complete() const { return cut_short_by.empty(); }
 
     // Of all tables, or of one.
     [[nodiscard]] ClassTotals totals(const Table *table = nullptr) const;

@@ -44,11 +44,11 @@ SweepRunner::SweepRunner(Program &program, Rig &rig, const std::vector<Table> &t
     }
 }
 
-bool SweepRunner::run(Session &session) {
+void SweepRunner::run(Session &session) {
     for (const Table &table : tables_) {
         sweep_table(session, table);
     }
-    return !program_.interrupt.requested();
+    rig_.look();
 }
 
 void SweepRunner::sweep_table(Session &session, const Table &table) {
@@ -59,15 +59,14 @@ void SweepRunner::sweep_table(Session &session, const Table &table) {
     }
     auto row = table.rows.begin();
     auto rejected = table.rejected.begin();
-    while ((row != table.rows.end() || rejected != table.rejected.end()) &&
-           !program_.interrupt.requested()) {
+    while ((row != table.rows.end() || rejected != table.rejected.end()) && !rig_.must_end()) {
         const bool usable = rejected == table.rejected.end() ||
                             (row != table.rows.end() && row->place.row < rejected->place.row);
         SweptRow result = usable ? visit(session, *row, lnbs.for_transponder(row->transponder))
                                  : unusable(*rejected);
         usable ? static_cast<void>(++row) : static_cast<void>(++rejected);
-        if (result.row_class == RowClass::no_lock && program_.interrupt.requested()) {
-            return;  // the wait was cut short; nothing can be said about this row
+        if (result.row_class != RowClass::locked && usable && rig_.must_end()) {
+            return;  // it was cut short; nothing can be said about this row
         }
         result.table = &table;
         record(std::move(result));
@@ -136,12 +135,15 @@ void SweepRunner::await_lock(Session &session, unsigned port, SweptRow &result) 
         result.obstacle = reception.receivable() ? "" : reception.text;
     }
     if (result.lock_ms) {
-        Session::settle();
+        Session::settle([this] { return rig_.must_end(); });
         result.row_class = RowClass::locked;
-        result.signal = session.signal();
+        if (!rig_.must_end()) {
+            result.signal = session.signal();
+        }
         return;
     }
     result.row_class = RowClass::no_lock;
+    rig_.look();
     const NoLock why = explain_no_lock(rig_.board()).value_or(NoLock{"no lock", ""});
     result.reason = why.reason;
     result.explanation = why.explanation;
@@ -150,7 +152,7 @@ void SweepRunner::await_lock(Session &session, unsigned port, SweptRow &result) 
 // A world that says whether waiting is worth while.
 Session::Patience SweepRunner::patience_with(sim::Receiver &receiver) {
     return {[this, &receiver](std::uint64_t elapsed_ms) {
-                return program_.interrupt.requested() || elapsed_ms >= longest_search_ms ||
+                return rig_.must_end() || elapsed_ms >= longest_search_ms ||
                        (elapsed_ms >= recovery_ms && !may_still_lock(receiver.verdict().reason));
             },
             [&receiver] { return receiver.verdict().locked(); }};
@@ -158,7 +160,7 @@ Session::Patience SweepRunner::patience_with(sim::Receiver &receiver) {
 
 Session::Patience SweepRunner::patience_alone() {
     return {[this](std::uint64_t elapsed_ms) {
-                return program_.interrupt.requested() || elapsed_ms >= longest_search_ms;
+                return rig_.must_end() || elapsed_ms >= longest_search_ms;
             },
             nullptr};
 }

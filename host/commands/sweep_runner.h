@@ -18,8 +18,8 @@ class SweepRunner {
     // as_wired: leave a simulated world's dishes where they point.
     SweepRunner(Program &program, Rig &rig, const std::vector<Table> &tables, bool as_wired);
 
-    // Visit every row. Returns false when cancelled.
-    bool run(Session &session);
+    // Visit every row, unless the work is to end before.
+    void run(Session &session);
 
     // The rows visited, which are the caller's from now on.
     [[nodiscard]] std::vector<SweptRow> take_rows() { return std::move(swept_); }

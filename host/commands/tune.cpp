@@ -57,7 +57,9 @@ void write_text(Output &output, const Json &result, const Target &target, const 
     } else {
         line("reason", result.value("explanation", "the board cannot tell"));
     }
-    line("strength", fmt::format("{} %", result.at("strength_percent").dump()));
+    if (result.contains("strength_percent")) {
+        line("strength", fmt::format("{} %", result.at("strength_percent").dump()));
+    }
 }
 
 void refuse_answer(TuneAnswer answer, const TunePlan &plan) {
@@ -88,18 +90,22 @@ void point_dish(Rig &rig, const Program &program, const Target &target) {
 
 // What was received, or why nothing was.
 void add_reception(Json &result, Session &session, std::optional<std::uint64_t> lock_ms,
-                   std::uint64_t waited_ms, HostBoard &board) {
-    Session::settle();
+                   std::uint64_t waited_ms, Rig &rig) {
+    Session::settle([&rig] { return rig.must_end(); });
+    rig.look();
     const Signal signal = session.signal();
-    result["locked"] = lock_ms.has_value();
-    if (lock_ms) {
+    const bool locked = lock_ms && !rig.loss();
+    result["locked"] = locked;
+    if (locked) {
         result["lock_ms"] = *lock_ms;
         result["quality_db"] = signal.quality_db;
     } else {
         result["waited_ms"] = waited_ms;
-        result.update(json_of(explain_no_lock(board)));
+        result.update(json_of(explain_no_lock(rig.board())));
     }
-    result["strength_percent"] = signal.strength_percent;
+    if (!rig.loss()) {
+        result["strength_percent"] = signal.strength_percent;
+    }
 }
 
 ExitStatus tune_channel(Program &program, const TuneOptions &options, const Target &target) {
@@ -117,14 +123,14 @@ ExitStatus tune_channel(Program &program, const TuneOptions &options, const Targ
         refuse_answer(session.tune(request), plan);
         const auto timeout_ms = static_cast<std::uint64_t>(options.timeout_s * 1000.0);
         std::uint64_t waited_ms = 0;
-        const auto lock_ms = session.wait_for_lock({[&](std::uint64_t elapsed_ms) {
-                                                        waited_ms = elapsed_ms;
-                                                        return elapsed_ms >= timeout_ms ||
-                                                               program.interrupt.requested();
-                                                    },
-                                                    nullptr});
+        const auto lock_ms =
+            session.wait_for_lock({[&](std::uint64_t elapsed_ms) {
+                                       waited_ms = elapsed_ms;
+                                       return elapsed_ms >= timeout_ms || rig.must_end();
+                                   },
+                                   nullptr});
         Json result = begin_result(target, lnb, plan);
-        add_reception(result, session, lock_ms, waited_ms, rig.board());
+        add_reception(result, session, lock_ms, waited_ms, rig);
         present(output, {.text = [&](Output &text) { write_text(text, result, target, lnb, plan); },
                          .json = [&result] { return result; }});
         if (lock_ms) {

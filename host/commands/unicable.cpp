@@ -26,6 +26,7 @@ struct Detection {
     bool command_sent = false;
     std::uint64_t duration_ms = 0;
     std::vector<FoundBand> bands;
+    std::string cut_short_by = {};  // empty for a whole search
 
     [[nodiscard]] bool found_any() const {
         return std::any_of(bands.begin(), bands.end(),
@@ -65,9 +66,17 @@ Json detection_json(const Detection &detection) {
     for (const FoundBand &band : detection.bands) {
         bands.push_back(band_json(band, bands.size()));
     }
-    return {{"schema", "ds3000.unicable-detect/1"}, {"from_mhz", detection.range.from_mhz},
-            {"to_mhz", detection.range.to_mhz},     {"command_sent", detection.command_sent},
-            {"duration_ms", detection.duration_ms}, {"user_bands", bands}};
+    Json json{{"schema", "ds3000.unicable-detect/1"},
+              {"from_mhz", detection.range.from_mhz},
+              {"to_mhz", detection.range.to_mhz},
+              {"command_sent", detection.command_sent},
+              {"complete", detection.cut_short_by.empty()}};
+    if (!detection.cut_short_by.empty()) {
+        json["reason"] = detection.cut_short_by;
+    }
+    json["duration_ms"] = detection.duration_ms;
+    json["user_bands"] = bands;
+    return json;
 }
 
 // A band and the number that the driver gives it.
@@ -115,17 +124,19 @@ void write_detection(Output &output, const Detection &detection, bool identified
              }});
 }
 
-Detection detect(ChipSession &session, const SearchRange &range,
-                 const UnicableDetectOptions &options, const InterruptWatch &interrupt) {
+Detection detect(ChipSession &session, ChipRig &rig, const SearchRange &range,
+                 const UnicableDetectOptions &options) {
     const std::uint64_t begin_ns = now_ns();
     session.select({.voltage_18v = true});
     Detection detection;
     detection.range = range;
     detection.command_sent = !options.no_command;
-    detection.bands = search_user_bands(range, detection.command_sent);
-    if (options.identify && !interrupt.requested()) {
-        identify_user_bands(detection.bands, first_bank);
+    detection.bands = search_user_bands(range, detection.command_sent, rig.board().watch());
+    if (options.identify && !rig.must_end()) {
+        identify_user_bands(detection.bands, first_bank, rig.board().watch());
     }
+    rig.look();
+    detection.cut_short_by = rig.cut_short_by();
     detection.duration_ms = ms_since(begin_ns);
     return detection;
 }
@@ -157,10 +168,10 @@ ExitStatus run_unicable_detect(Program &program, const UnicableDetectOptions &op
     Output output(program.options.format, program.options.output);
     ChipRig rig(set_up, program.console);
     return rig.run([&](ChipSession &session) {
-        const Detection detection = detect(session, range, options, program.interrupt);
+        const Detection detection = detect(session, rig, range, options);
         session.take_lines();
         write_detection(output, detection, options.identify);
-        if (program.interrupt.requested()) {
+        if (rig.must_end()) {
             return ExitStatus::cancelled;
         }
         if (!detection.found_any()) {

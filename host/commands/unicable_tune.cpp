@@ -73,13 +73,19 @@ void arrange_world(Workbench &rig, const Plan &plan) {
     }
 }
 
-// The first user band of the unit that the search accepts, with its index.
-UserBand search_for_band(ChipSession &session, const Plan &plan, const Program &program) {
-    session.select({.voltage_18v = true});
-    std::vector<FoundBand> found = search_user_bands({}, true);
-    if (program.interrupt.requested()) {
-        throw Failure(ExitStatus::cancelled, "cancelled while a user band was searched for");
+void refuse_cut_search(ChipRig &rig) {
+    rig.look();
+    if (rig.must_end()) {
+        throw Failure(ExitStatus::cancelled,
+                      fmt::format("{} while a user band was searched for", rig.cut_short_by()));
     }
+}
+
+// The first user band of the unit that the search accepts, with its index.
+UserBand search_for_band(ChipSession &session, const Plan &plan, ChipRig &rig, Console &console) {
+    session.select({.voltage_18v = true});
+    std::vector<FoundBand> found = search_user_bands({}, true, rig.board().watch());
+    refuse_cut_search(rig);
     std::erase_if(found, [](const FoundBand &band) { return !band.valid; });
     if (found.empty()) {
         throw Failure(ExitStatus::nothing_found,
@@ -87,7 +93,8 @@ UserBand search_for_band(ChipSession &session, const Plan &plan, const Program &
                       "INDEX:FREQ");
     }
     found.resize(1);
-    identify_user_bands(found, bank_of(plan.tune, plan.lnb, plan.position));
+    identify_user_bands(found, bank_of(plan.tune, plan.lnb, plan.position), rig.board().watch());
+    refuse_cut_search(rig);
     const FoundBand &first = found.front();
     if (!first.index) {
         throw Failure(
@@ -96,8 +103,7 @@ UserBand search_for_band(ChipSession &session, const Plan &plan, const Program &
                         "moves it; name it with --user-band INDEX:{0}",
                         first.frequency_mhz));
     }
-    program.console.detail(
-        fmt::format("user band {} found at {} MHz", *first.index, first.frequency_mhz));
+    console.detail(fmt::format("user band {} found at {} MHz", *first.index, first.frequency_mhz));
     return {*first.index, static_cast<std::uint16_t>(first.frequency_mhz), std::nullopt};
 }
 
@@ -128,8 +134,9 @@ Json make_result(const Plan &plan, const UserBand &band, const UserBandPlan &cha
     result["user_band"] = user_band_json(band, channel);
     result["user_band"]["searched"] = !plan.band;
     result["attempts"] = reception.attempts;
-    result["locked"] = reception.lock_ms.has_value();
-    if (reception.lock_ms) {
+    const bool locked = reception.lock_ms && !board.watch().loss();
+    result["locked"] = locked;
+    if (locked) {
         result["lock_ms"] = *reception.lock_ms;
         result["quality_db"] = reception.quality_db;
     } else {
@@ -198,13 +205,15 @@ ExitStatus status_of(const Program &program, const UserBandReception &reception)
 
 ExitStatus tune_through(Program &program, const UnicableTuneOptions &options, const Plan &plan,
                         ChipRig &rig, Output &output, ChipSession &session) {
-    const UserBand band = plan.band ? *plan.band : search_for_band(session, plan, program);
+    const UserBand band =
+        plan.band ? *plan.band : search_for_band(session, plan, rig, program.console);
     const UserBandPlan channel = plan_user_band(band, plan.tune, plan.lnb, plan.position);
     const UserBandPatience patience{options.attempts,
                                     static_cast<std::uint64_t>(options.timeout_s * 1000.0),
-                                    [&program] { return program.interrupt.requested(); }};
+                                    [&rig] { return rig.must_end(); }};
     const UserBandReception reception =
         receive_through(session, band, channel, plan.tune, patience);
+    rig.look();
     session.take_lines();
     Json result = make_result(plan, band, channel, reception, rig.board());
     present(

@@ -63,17 +63,17 @@ struct ReadSeries {
     double total_ms = 0;
     double longest_ms = 0;
 
-    [[nodiscard]] double mean_ms() const { return total_ms / reads; }
+    [[nodiscard]] double mean_ms() const { return reads == 0 ? 0 : total_ms / reads; }
     [[nodiscard]] bool is_dead() const { return failed == reads; }
     [[nodiscard]] bool times_out() const { return longest_ms >= time_out_ms; }
 };
 
-ReadSeries read_identity_again_and_again() {
+ReadSeries read_identity_again_and_again(const Findings &findings) {
     constexpr unsigned most_reads = 50;
     constexpr unsigned enough_of_a_dead_bus = 3;
     ReadSeries series;
     std::optional<std::uint8_t> first;
-    while (series.reads < most_reads &&
+    while (series.reads < most_reads && !findings.must_end() &&
            !(series.reads == enough_of_a_dead_bus && series.is_dead())) {
         std::uint8_t value = 0;
         const std::uint64_t start_ns = now_ns();
@@ -122,11 +122,11 @@ Finding finding_of(const ReadSeries &series) {
 }
 
 // Devices on the bus besides the ones that the driver talks to.
-std::vector<std::string> strangers(const OpenBus &bus) {
+std::vector<std::string> strangers(const OpenBus &bus, const Findings &findings) {
     constexpr unsigned lowest = 0x10;
     constexpr unsigned highest = 0xEE;
     std::vector<std::string> found;
-    for (unsigned address = lowest; address <= highest; address += 2) {
+    for (unsigned address = lowest; address <= highest && !findings.must_end(); address += 2) {
         const bool known = address == DEMOD_ADDRESS || address == TUNER_ADDRESS;
         if (!known && bus.answers(address)) {
             found.push_back(fmt::format("0x{:02X}", address));
@@ -135,16 +135,15 @@ std::vector<std::string> strangers(const OpenBus &bus) {
     return found;
 }
 
-void examine_addresses(Findings &findings, const OpenBus &bus, const ReadSeries &series) {
+Finding look_at_addresses(const Findings &findings, const OpenBus &bus, const ReadSeries &series) {
     const bool demodulator = bus.answers(DEMOD_ADDRESS);
     if (series.is_dead() && !demodulator) {
-        const auto others = strangers(bus);
-        findings.add(finding_of(
+        const auto others = strangers(bus, findings);
+        return finding_of(
             cause_at("addresses", "no_chip"),
             fmt::format("nothing answers at 0xD0, where the demodulator belongs; {}",
                         others.empty() ? "nor does anything else on this bus"
-                                       : fmt::format("who answers: {}", fmt::join(others, ", ")))));
-        return;
+                                       : fmt::format("who answers: {}", fmt::join(others, ", "))));
     }
     Finding finding{.step = "addresses"};
     const bool controller = bus.answers(LNBH23_ADDRESS);
@@ -157,7 +156,7 @@ void examine_addresses(Findings &findings, const OpenBus &bus, const ReadSeries 
         finding.measured =
             "registers of 0xD0 can be read, but hdi_Check_i2c_address says that nobody is there";
     }
-    findings.add(std::move(finding));
+    return finding;
 }
 
 bool examine_identity(Findings &findings) {
@@ -191,14 +190,20 @@ bool examine_bus(Findings &findings, DriverLog &log) {
         findings.add(finding_of(cause_at("bus", "no_bus"), "hdi_create_i2c_bus returns null"));
         return false;
     }
-    const ReadSeries series = read_identity_again_and_again();
-    findings.add(finding_of(series));
+    ReadSeries series;
+    findings.examine("bus", [&] {
+        series = read_identity_again_and_again(findings);
+        return finding_of(series);
+    });
+    if (findings.must_end()) {
+        return false;
+    }
     if (series.is_dead() && series.times_out()) {
         findings.skip("addresses", "every transfer times out");
         return false;
     }
-    examine_addresses(findings, bus, series);
-    if (series.is_dead()) {
+    findings.examine("addresses", [&] { return look_at_addresses(findings, bus, series); });
+    if (series.is_dead() || findings.must_end()) {
         return false;
     }
     const bool known = examine_identity(findings);

@@ -66,6 +66,14 @@ inline constexpr auto causes = std::to_array<Cause>({
     {"tuner", "tuner_calibration", Health::failed, ExitStatus::hardware_absent,
      "The driver tries each calibration twice and goes on: look at the tuner's crystal (27 MHz) "
      "and supply"},
+    {"tuner", "bus_lost", Health::failed, ExitStatus::hardware_absent,
+     "The chips answered at first: look at the bus, the chips' supply and the adapter, then repeat "
+     "the examination",
+     "standby"},
+    {"tuner", "power_lost", Health::failed, ExitStatus::hardware_absent,
+     "Their supply dips, perhaps when the LNB's is switched on: measure it with an oscilloscope. A "
+     "receiver recovers by a new start-up only",
+     "standby"},
     {"firmware", "placeholder_firmware", Health::failed, ExitStatus::hardware_absent,
      "Configure with -DDS3000_FIRMWARE_A=FILE and -DDS3000_FIRMWARE_B=FILE, the vendor's images of "
      "8192 bytes each"},

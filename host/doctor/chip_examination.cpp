@@ -108,8 +108,8 @@ Finding look_at_firmware(bool simulated) {
 }  // namespace
 
 void examine_chips(Findings &findings, bool simulated) {
-    findings.add(look_at_tuner());
-    findings.add(look_at_firmware(simulated));
+    findings.examine("tuner", look_at_tuner);
+    findings.examine("firmware", [simulated] { return look_at_firmware(simulated); });
 }
 
 }  // namespace host

@@ -35,6 +35,33 @@ Finding finding_of(const Cause &cause, std::string measured, std::string_view fi
     return finding;
 }
 
+bool Findings::begins(Step step) {
+    if (end_.stopped()) {
+        skip(step, "cancelled");
+        return false;
+    }
+    if (end_.loss()) {
+        skip(step, "the board is gone");
+        return false;
+    }
+    return true;
+}
+
+void Findings::take(Finding finding) {
+    end_.look_at_chips();
+    if (end_.stopped()) {
+        skip(finding.step, "cancelled");
+    } else if (const std::optional<BoardLoss> loss = end_.loss()) {
+        Finding gone = finding_of(*loss == BoardLoss::bus_lost ? cause_at("tuner", "bus_lost")
+                                                               : cause_at("tuner", "power_lost"),
+                                  explanation_of(*loss));
+        gone.step = finding.step;
+        add(std::move(gone));
+    } else {
+        add(std::move(finding));
+    }
+}
+
 void Findings::add(Finding finding) {
     findings_.push_back(std::move(finding));
     watch_(findings_.back());
@@ -58,7 +85,7 @@ Health Findings::health() const {
         }
         health = finding.health == Health::warning ? Health::warning : health;
     }
-    return health;
+    return health == Health::ok && cancelled() ? Health::skipped : health;
 }
 
 const Finding *Findings::diagnosis() const {

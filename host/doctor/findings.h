@@ -2,10 +2,12 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "host/boards/board_watch.h"
 #include "host/doctor/causes.h"
 #include "host/terminal/output.h"
 
@@ -31,12 +33,32 @@ struct Finding {
 // The finding of a step that came to nothing else than this cause.
 Finding finding_of(const Cause &cause, std::string measured, std::string_view figure = {});
 
+// What may end an examination before its time.
+struct ExaminationEnd {
+    std::function<bool()> stopped = [] { return false; };  // a person wants it
+    std::function<void()> look_at_chips = [] {};           // whether the board is gone
+    std::function<std::optional<BoardLoss>()> loss = [] { return std::nullopt; };
+};
+
 // The findings of an examination in their order, each handed on as it comes.
 class Findings {
  public:
     using Watch = std::function<void(const Finding &)>;
 
     explicit Findings(Watch watch) : watch_(std::move(watch)) {}
+
+    // From now on steps end by this.
+    void end_by(ExaminationEnd end) { end_ = std::move(end); }
+    [[nodiscard]] bool must_end() const { return end_.stopped() || end_.loss(); }
+
+    // Add what a measurement comes to. What was cut short is skipped, as is all that comes after it;
+    // the step in which the board went away says so.
+    template <typename Measure>
+    void examine(Step step, Measure measure) {
+        if (begins(step)) {
+            take(measure());
+        }
+    }
 
     void add(Finding finding);
 
@@ -46,7 +68,11 @@ class Findings {
     [[nodiscard]] const std::vector<Finding> &all() const { return findings_; }
     [[nodiscard]] bool has_failed(Step step) const;
 
-    // Failed when anything failed; a warning when anything gave cause for one; else ok.
+    // Whether a person ended it before its time.
+    [[nodiscard]] bool cancelled() const { return end_.stopped(); }
+
+    // Failed when anything failed; a warning when anything gave cause for one; else ok, but for a
+    // cancelled examination, which says nothing of what it did not look at.
     [[nodiscard]] Health health() const;
 
     // The finding that says most about what is wrong, null when nothing is: the first failure with
@@ -57,7 +83,11 @@ class Findings {
     [[nodiscard]] ExitStatus status() const;
 
  private:
+    bool begins(Step step);
+    void take(Finding finding);
+
     Watch watch_;
+    ExaminationEnd end_;
     std::vector<Finding> findings_;
 };
 

@@ -78,11 +78,11 @@ void MissingLock::explain() {
 }
 
 void MissingLock::try_guess(Step step, Guess guess) {
-    if (reception_.cancelled()) {
-        findings_.skip(step, "cancelled");
-    } else if (explained_) {
+    if (explained_ && !findings_.must_end()) {
         findings_.skip(step, "the reason is found");
-    } else {
+        return;
+    }
+    findings_.examine(step, [&] {
         Finding finding = (this->*guess)();
         explained_ = finding.health == Health::failed;
         if (explained_ && locks(reception_.aimed_way())) {
@@ -90,8 +90,8 @@ void MissingLock::try_guess(Step step, Guess guess) {
             finding = {.step = step, .measured = "meanwhile the transponder locks as it is"};
             finding.blame(cause_at("spectrum", "late_lock"));
         }
-        findings_.add(std::move(finding));
-    }
+        return finding;
+    });
 }
 
 Finding MissingLock::look_at_spectrum() {

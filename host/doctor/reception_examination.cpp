@@ -17,10 +17,6 @@ class Examination {
     void run();
 
  private:
-    // Add what a measurement comes to, unless nobody wants to wait for it any more.
-    template <typename Measure>
-    void step(Step name, Measure measure);
-
     void examine_cable();
     bool look_for_lock();
     void examine_lock();
@@ -32,15 +28,6 @@ class Examination {
     TrialReception &reception_;
     WaitingTimes times_;
 };
-
-template <typename Measure>
-void Examination::step(Step name, Measure measure) {
-    if (reception_.cancelled()) {
-        findings_.skip(name, "cancelled");
-    } else {
-        findings_.add(measure());
-    }
-}
 
 void Examination::run() {
     examine_cable();
@@ -55,16 +42,18 @@ void Examination::run() {
 
 void Examination::examine_cable() {
     if (aim().user_band) {
-        step("user_band", [this] { return finding_of(look_at_user_band(reception_)); });
+        findings_.examine("user_band",
+                          [this] { return finding_of(look_at_user_band(reception_)); });
     } else {
-        step("lnb_supply", [this] { return finding_of(measure_supply_lift(reception_)); });
-        step("diseqc", [this] { return finding_of(send_message(reception_)); });
+        findings_.examine("lnb_supply",
+                          [this] { return finding_of(measure_supply_lift(reception_)); });
+        findings_.examine("diseqc", [this] { return finding_of(send_message(reception_)); });
     }
 }
 
 bool Examination::look_for_lock() {
     TrialOutcome lock;
-    step("lock", [&] {
+    findings_.examine("lock", [&] {
         lock = reception_.try_lock(reception_.aimed_way(), times_.lock_ms);
         return finding_of(lock, aim().transponder);
     });
@@ -72,21 +61,23 @@ bool Examination::look_for_lock() {
 }
 
 void Examination::examine_lock() {
-    step("quality", [] { return finding_of(measure_quality()); });
+    findings_.examine("quality", [] { return finding_of(measure_quality()); });
     if (!aim().user_band) {
-        step("carrier", [this] { return finding_of(measure_carrier(aim()), aim().lnb); });
+        findings_.examine("carrier",
+                          [this] { return finding_of(measure_carrier(aim()), aim().lnb); });
     }
-    step("watch", [this] { return finding_of(watch_lock(reception_, times_.watch_ms)); });
+    findings_.examine("watch",
+                      [this] { return finding_of(watch_lock(reception_, times_.watch_ms)); });
 }
 
 void Examination::examine_standby(bool locked) {
     const bool broken = findings_.has_failed("firmware");
-    if (!reception_.cancelled() && (times_.standby_ms == 0 || broken)) {
+    if (!findings_.must_end() && (times_.standby_ms == 0 || broken)) {
         findings_.skip("standby", times_.standby_ms == 0 ? "not asked for"
                                                          : "the firmware does not run anyway");
         return;
     }
-    step("standby", [&] {
+    findings_.examine("standby", [&] {
         return finding_of(
             go_through_standby(reception_, times_.standby_ms, times_.lock_ms, locked));
     });

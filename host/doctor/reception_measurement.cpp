@@ -121,7 +121,7 @@ CarrierReading measure_carrier(const Aim &aim) {
 
 LockWatch watch_lock(TrialReception &reception, std::uint64_t watch_ms) {
     const std::uint64_t start_ns = now_ns();
-    const auto over = [&] { return ms_since(start_ns) >= watch_ms || reception.cancelled(); };
+    const auto over = [&] { return ms_since(start_ns) >= watch_ms || reception.must_end(); };
     LockWatch watch{.band = reception.aim().user_band};
     while (!over()) {
         const LockOutcome loss = wait_for_lock(

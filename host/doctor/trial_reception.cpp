@@ -12,8 +12,8 @@ namespace host {
 // An oscillator above the band moves the carrier with it, one below it the other way.
 std::int32_t Aim::drift_that_moves_by(std::int32_t khz) const { return plan.inverted ? khz : -khz; }
 
-TrialReception::TrialReception(ChipSession &session, Aim aim, Cancelled cancelled)
-    : session_(session), aim_(std::move(aim)), cancelled_(std::move(cancelled)) {
+TrialReception::TrialReception(ChipSession &session, Aim aim, MustEnd must_end)
+    : session_(session), aim_(std::move(aim)), must_end_(std::move(must_end)) {
     if (aim_.user_band) {
         const UserBandPlan plan = plan_user_band(*aim_.user_band, aim_.plan, aim_.lnb, Position::a);
         ChipSession::receive_through(*aim_.user_band, plan.bank);
@@ -48,7 +48,7 @@ TrialOutcome TrialReception::try_lock(const ReceptionWay &way, std::uint64_t tim
                        .give_up =
                            [&](std::uint64_t elapsed_ms) {
                                const bool hopeless = polls >= polls_for_a_search && !search_began;
-                               return hopeless || elapsed_ms >= timeout_ms || cancelled();
+                               return hopeless || elapsed_ms >= timeout_ms || must_end();
                            },
                        .looks_at_once = true});
     return {lock.came(), search_began, lock.waited_ms};

@@ -41,14 +41,14 @@ struct TrialOutcome {
 // does it.
 class TrialReception {
  public:
-    using Cancelled = std::function<bool()>;
+    using MustEnd = std::function<bool()>;
 
     // Tells the driver about the Unicable unit, if the aim has one.
-    TrialReception(ChipSession &session, Aim aim, Cancelled cancelled);
+    TrialReception(ChipSession &session, Aim aim, MustEnd must_end);
 
     [[nodiscard]] ChipSession &session() { return session_; }
     [[nodiscard]] const Aim &aim() const { return aim_; }
-    [[nodiscard]] bool cancelled() const { return cancelled_(); }
+    [[nodiscard]] bool must_end() const { return must_end_(); }
 
     // How a receiver would go about the aim.
     [[nodiscard]] ReceptionWay aimed_way() const;
@@ -63,7 +63,7 @@ class TrialReception {
  private:
     ChipSession &session_;
     Aim aim_;
-    Cancelled cancelled_;
+    MustEnd must_end_;
 };
 
 // A guess that does not lock within this time is dropped: the slowest of the simulated receiver's

@@ -110,12 +110,15 @@ Json comparison_json(const Comparison &comparison) {
 }
 
 Json summary_json(const ScanResult &result) {
-    Json json{{"complete", result.complete},
-              {"lnb", json_of(result.lnb)},
-              {"algorithm", algorithm_name(result.settings.algorithm)},
-              {"passes", result.settings.passes},
-              {"legs_planned", result.legs_planned},
-              {"legs", Json::array()}};
+    Json json{{"complete", result.complete()}};
+    if (!result.complete()) {
+        json["reason"] = result.cut_short_by;
+    }
+    json["lnb"] = json_of(result.lnb);
+    json["algorithm"] = algorithm_name(result.settings.algorithm);
+    json["passes"] = result.settings.passes;
+    json["legs_planned"] = result.legs_planned;
+    json["legs"] = Json::array();
     for (const ScannedLeg &leg : result.legs) {
         json["legs"].push_back(leg_json(leg));
     }
@@ -266,7 +269,7 @@ void write_text(Output &output, const ScanResult &result) {
         "{} in {} of {} legs, {:.1f} s of the receiver's time, {:.1f} s on the wall{}",
         counted(result.transponders.size(), "transponder"), result.legs.size(), result.legs_planned,
         static_cast<double>(result.time_ms) / 1000.0, static_cast<double>(result.wall_ms) / 1000.0,
-        result.complete ? "" : "; cancelled"));
+        result.complete() ? "" : "; " + result.cut_short_by));
 }
 
 ReportTransponder report_row(const FoundTransponder &found) {
@@ -347,7 +350,7 @@ ScanPage page_of(const ScanResult &result, const std::string &title, const std::
         fmt::format("LNB {}, board {}", result.lnb.name, board),
         fmt::format("{}, {} {}{}", algorithm_name(result.settings.algorithm),
                     result.settings.passes, result.settings.passes == 1 ? "pass" : "passes",
-                    result.complete ? "" : ", cancelled")};
+                    result.complete() ? "" : ", " + result.cut_short_by)};
     page.compared_with = result.comparison ? result.comparison->table : "";
     for (const ScannedLeg &scanned : result.legs) {
         const FrequencyRange downlink = scanned.leg.downlink();

@@ -65,9 +65,10 @@ LegScan::~LegScan() {
     running = nullptr;
 }
 
-LegResult LegScan::run(const std::function<bool()> &cancelled) {
-    cancelled_ = &cancelled;
+LegResult LegScan::run(const Attendance &attendance) {
+    attendance_ = &attendance;
     result_ = {};
+    looked_ns_ = now_ns();
     const InterruptHook hook([] { ds3000_set_scan_cancel(1); });
     std::vector<scan_candidate> list(most_candidates + 1U);
     blind_scan_request request{settings_.passes, static_cast<std::uint8_t>(settings_.algorithm), 0,
@@ -83,21 +84,35 @@ LegResult LegScan::run(const std::function<bool()> &cancelled) {
             ExitStatus::internal_error,
             fmt::format("the driver refuses the scan of {}: status {}", leg_.label(), status));
     }
-    check_list(request);
+    attendance.look_at_chips();
+    result_.complete = !attendance.must_end();
+    if (result_.complete) {
+        check_list(request);
+    }
     result_.candidates = std::min(ds3000_context.scan_count, most_candidates);
-    result_.complete = !cancelled();
     return std::move(result_);
 }
 
 void LegScan::on_event(std::uint32_t event, void *argument) noexcept {
     try {
-        running->take(event, argument);
-        if ((*running->cancelled_)()) {
+        running->look_at_times();
+        if (running->attendance_->must_end()) {
             ds3000_set_scan_cancel(1);
+            return;  // what the driver says of transfers that failed at once means nothing
         }
+        running->take(event, argument);
     } catch (...) {
         running->error_ = std::current_exception();
         ds3000_set_scan_cancel(1);
+    }
+}
+
+// Chips that lost their set-up find nothing more, and nothing else tells.
+void LegScan::look_at_times() {
+    constexpr std::uint64_t period_ms = 1'000;
+    if (ms_since(looked_ns_) >= period_ms) {
+        looked_ns_ = now_ns();
+        attendance_->look_at_chips();
     }
 }
 

@@ -43,6 +43,12 @@ struct LegProgress {
     double share = 0;  // of the leg's work, estimated
 };
 
+// Who attends to the board during a scan.
+struct Attendance {
+    std::function<bool()> must_end;               // the board is gone, or a person wants the end
+    std::function<void()> look_at_chips = [] {};  // whether they still have their set-up
+};
+
 // One leg's blind scan by the chip layer, with a measurement of everything that locks. The chips
 // are awake and the leg is selected. One at a time in a process: the driver's callback has no
 // argument of the caller's.
@@ -57,12 +63,14 @@ class LegScan {
     LegScan &operator=(const LegScan &) = delete;
     ~LegScan();
 
-    // Scan until the end, or until `cancelled` says true or an interrupt comes.
+    // Scan until the end, or until the work is to end; the chips are looked at about once a second
+    // and at the end.
     // Throws Failure (internal_error) when the driver's list and its events disagree.
-    LegResult run(const std::function<bool()> &cancelled);
+    LegResult run(const Attendance &attendance);
 
  private:
     static void on_event(std::uint32_t event, void *argument) noexcept;
+    void look_at_times();
     void take(std::uint32_t event, const void *argument);
     void take_lock(const scan_candidate &candidate);
     void take_step(std::uint32_t if_khz);
@@ -73,7 +81,8 @@ class LegScan {
     std::size_t index_;
     ScanSettings settings_;
     Watch watch_;
-    const std::function<bool()> *cancelled_ = nullptr;
+    const Attendance *attendance_ = nullptr;
+    std::uint64_t looked_ns_ = 0;
     LegResult result_;
     std::uint32_t step_if_khz_ = 0;
     unsigned pass_ = 0;

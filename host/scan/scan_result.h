@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "host/cable/legs.h"
@@ -29,10 +30,12 @@ struct ScanResult {
     std::size_t legs_planned = 0;
     std::vector<FoundTransponder> transponders;
     std::optional<Comparison> comparison;
-    bool complete = true;
+    std::string cut_short_by;   // empty for a whole one
     std::uint64_t time_ms = 0;  // of the receiver
     std::uint64_t wall_ms = 0;
     bool shows_wall_time = false;  // in JSON too, which is otherwise the same in every run
+
+    [[nodiscard]] bool complete() const { return cut_short_by.empty(); }
 };
 
 }  // namespace host

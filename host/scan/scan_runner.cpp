@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "ds3000/scan/scan_control.h"
 #include "host/cable/describe.h"
 
 namespace host {
@@ -27,8 +28,9 @@ ScanResult ScanRunner::run(ChipSession &session, const broadcast::Lnb &lnb,
     result.settings = settings_;
     result.legs_planned = legs.size();
     std::vector<FoundTransponder> found;
+    rig_.board().watch().on_end([] { ds3000_set_scan_cancel(1); });
     for (const ScanLeg &leg : legs) {
-        if (interrupt_.requested()) {
+        if (rig_.must_end()) {
             break;
         }
         result.legs.push_back(scan_leg(session, leg, result.legs.size(), legs.size()));
@@ -37,7 +39,7 @@ ScanResult ScanRunner::run(ChipSession &session, const broadcast::Lnb &lnb,
     }
     console_.progress("");
     result.transponders = merge_found(std::move(found));
-    result.complete = !interrupt_.requested();
+    result.cut_short_by = rig_.cut_short_by();
     return result;
 }
 
@@ -46,7 +48,8 @@ ScannedLeg ScanRunner::scan_leg(ChipSession &session, const ScanLeg &leg, std::s
     session.select(leg.cable);
     LegScan scan(leg, index, settings_,
                  [&](const LegProgress &progress) { show(leg, index, count, progress); });
-    ScannedLeg scanned{leg, scan.run([this] { return interrupt_.requested(); }), {}};
+    ScannedLeg scanned{
+        leg, scan.run({[this] { return rig_.must_end(); }, [this] { rig_.look(); }}), {}};
     if (with_spectrum_) {
         scanned.spectrum = spectrum_of(leg);
     }

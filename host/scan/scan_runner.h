@@ -10,7 +10,6 @@
 #include "host/session/chip_session.h"
 #include "host/session/rig.h"
 #include "host/terminal/console.h"
-#include "host/terminal/interrupt.h"
 
 namespace host {
 
@@ -18,15 +17,11 @@ namespace host {
 class ScanRunner {
  public:
     // with_spectrum: take down what a simulated world has on each leg.
-    ScanRunner(ChipRig &rig, Console &console, const InterruptWatch &interrupt,
-               const ScanSettings &settings, bool with_spectrum)
-        : rig_(rig),
-          console_(console),
-          interrupt_(interrupt),
-          settings_(settings),
-          with_spectrum_(with_spectrum) {}
+    ScanRunner(ChipRig &rig, Console &console, const ScanSettings &settings, bool with_spectrum)
+        : rig_(rig), console_(console), settings_(settings), with_spectrum_(with_spectrum) {}
 
-    // What the legs came to, until the end or an interrupt; without comparison and times.
+    // What the legs came to, until the end or until the work is to end; without comparison and
+    // times.
     ScanResult run(ChipSession &session, const broadcast::Lnb &lnb,
                    const std::vector<ScanLeg> &legs);
 
@@ -39,7 +34,6 @@ class ScanRunner {
 
     ChipRig &rig_;
     Console &console_;
-    const InterruptWatch &interrupt_;
     ScanSettings settings_;
     bool with_spectrum_;
     std::uint64_t begin_ns_ = board::wall_now_ns();

@@ -2,9 +2,7 @@
 #include "host/session/chip_session.h"
 
 #include "ds3000/chip/ds3000_context.h"
-#include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/hw/hdi.h"
-#include "ds3000/hw/register_access.h"
 #include "host/session/front_end.h"
 #include "host/terminal/failure.h"
 
@@ -70,17 +68,6 @@ void ChipSession::receive_through(const UserBand &band, std::uint16_t bank) {
 }
 
 void ChipSession::receive_directly() { ds3000_context.unicable_enabled = 0; }
-
-bool ChipSession::demodulator_answers() {
-    constexpr unsigned attempts = 3;  // one transfer may fail on any bus
-    std::uint8_t value = 0;
-    for (unsigned i = 0; i < attempts; ++i) {
-        if (demod_read(ds3000::reg::chip_id, &value) == DS3000_OK) {
-            return true;
-        }
-    }
-    return false;
-}
 
 void ChipSession::take_lines() { log_.add(capture_.take()); }
 

@@ -37,9 +37,6 @@ class ChipSession {
     static void receive_through(const UserBand &band, std::uint16_t bank);
     static void receive_directly();
 
-    // Whether the demodulator can still be read: most of the driver's operations go on without it.
-    [[nodiscard]] static bool demodulator_answers();
-
     // Hand to the log what the driver wrote to standard error since the last call.
     void take_lines();
 

@@ -1,11 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include "host/session/rig.h"
 
+#include "host/session/lock_wait.h"
+
 namespace host {
 
 namespace {
 
 constexpr const char *driver_heading = "The driver wrote:";
+
+// However work ends, the driver's own ending is not cut short.
+struct EndOfWork {
+    BoardWatch &watch;
+    ~EndOfWork() { watch.end_work(); }
+};
 
 }  // namespace
 
@@ -22,7 +30,19 @@ const broadcast::Lnb &LnbSource::for_transponder(const broadcast::Transponder &t
 }
 
 Workbench::Workbench(const RigOptions &options, Console &console)
-    : log_(options.driver_log, console), board_(open_board(options.board, console)) {}
+    : console_(console),
+      stopped_(options.board.stopped),
+      log_(options.driver_log, console),
+      board_(open_board(options.board, console)) {}
+
+bool Workbench::must_end() const { return stopped_() || loss(); }
+
+std::string Workbench::cut_short_by() const {
+    if (stopped_()) {
+        return "cancelled";
+    }
+    return loss() ? to_string(*loss()) : "";
+}
 
 void Workbench::fit_lnb(const broadcast::Lnb &lnb) {
     if (SimulatedBoard *simulated = board_->simulated();
@@ -37,11 +57,16 @@ void Workbench::point_at(const broadcast::Satellite &satellite, unsigned port) {
     }
 }
 
-ExitStatus Workbench::live(const std::function<ExitStatus()> &session) {
+ExitStatus Workbench::live(BoardWatch::Work work, const std::function<ExitStatus()> &session) {
     ExitStatus status = ExitStatus::done;
     try {
+        const EndOfWork end{board_->watch()};
+        board_->watch().begin_work(work);
         status = session();
     } catch (const Failure &failure) {
+        if (failure.status() == ExitStatus::hardware_absent && stopped_()) {
+            return ExitStatus::cancelled;  // a start-up that was cut short finds no chip
+        }
         if (failure.status() != ExitStatus::cancelled) {
             log_.show_recent(driver_heading);
         }
@@ -58,21 +83,52 @@ ExitStatus Workbench::live(const std::function<ExitStatus()> &session) {
     return status;
 }
 
+ExitStatus Workbench::attend(const std::function<ExitStatus()> &work) {
+    const EndOfWork end{board_->watch()};
+    const auto outcome = [this](ExitStatus status) {
+        if (stopped_() || !loss()) {
+            return status;
+        }
+        console_.error(explanation_of(*loss()));
+        return ExitStatus::hardware_absent;
+    };
+    try {
+        return outcome(work());
+    } catch (const Failure &) {
+        if (outcome(ExitStatus::done) == ExitStatus::done) {
+            throw;
+        }
+        return ExitStatus::hardware_absent;
+    }
+}
+
 Rig::Rig(const RigOptions &options, Console &console)
     : Workbench(options, console), plugin_(plugin_file(options.plugin)) {}
 
 ExitStatus Rig::run(const std::function<ExitStatus(Session &)> &work) {
-    return live([&] {
+    return live(BoardWatch::Work::of_plugin, [&] {
         Session session(plugin_.descriptor(), log());
-        return work(session);
+        return attend([&] { return work(session); });
     });
 }
 
+void Rig::look() {
+    constexpr unsigned most_polls =
+        6;  // a poll of a slow bus takes longer than the pause before it
+    BoardWatch &watch = board().watch();
+    watch.look_soon();
+    for (unsigned i = 0; i < most_polls && watch.look_is_due() && !must_end(); ++i) {
+        pause_ms(polling_period_ms);
+    }
+}
+
 ExitStatus ChipRig::run(const std::function<ExitStatus(ChipSession &)> &work) {
-    return live([&] {
+    return live(BoardWatch::Work::of_this_thread, [&] {
         ChipSession session({board().iq_swapped()}, log());
-        return work(session);
+        return attend([&] { return work(session); });
     });
 }
+
+void ChipRig::look() { board().watch().look(); }
 
 }  // namespace host

@@ -48,6 +48,15 @@ class Workbench {
     [[nodiscard]] HostBoard &board() { return *board_; }
     [[nodiscard]] DriverLog &log() { return log_; }
 
+    // Whether the work is to end before its time: a person wants it to, or the board is gone.
+    [[nodiscard]] bool must_end() const;
+
+    // What ended it so: "cancelled" or why the board is gone; empty while nothing did.
+    [[nodiscard]] std::string cut_short_by() const;
+
+    // Why the board is gone, if it is.
+    [[nodiscard]] std::optional<BoardLoss> loss() const { return board_->watch().loss(); }
+
     // Fit the LNB that a request counts on, and turn the dish, where the world is ours to arrange.
     void fit_lnb(const broadcast::Lnb &lnb);
     void point_at(const broadcast::Satellite &satellite, unsigned port);
@@ -55,9 +64,15 @@ class Workbench {
  protected:
     // Do the work of a session, then end trace and log. What the driver wrote is shown when any of
     // it fails.
-    ExitStatus live(const std::function<ExitStatus()> &session);
+    ExitStatus live(BoardWatch::Work work, const std::function<ExitStatus()> &session);
+
+    // Do the work that a session is for. When the board goes meanwhile, that is what the work came
+    // to, unless a person ended it.
+    ExitStatus attend(const std::function<ExitStatus()> &work);
 
  private:
+    Console &console_;
+    std::function<bool()> stopped_;
     DriverLog log_;
     std::unique_ptr<HostBoard> board_;
 };
@@ -68,6 +83,10 @@ class Rig : public Workbench {
     Rig(const RigOptions &options, Console &console);
 
     [[nodiscard]] const Plugin &plugin() const { return plugin_; }
+
+    // See whether the chips still are as init left them, with the next poll of the plug-in's thread;
+    // that takes two of them at most. Nothing is learnt where that thread has nothing to poll.
+    void look();
 
     // Live a session: init, the work, finalize.
     ExitStatus run(const std::function<ExitStatus(Session &)> &work);
@@ -80,6 +99,9 @@ class Rig : public Workbench {
 class ChipRig : public Workbench {
  public:
     using Workbench::Workbench;
+
+    // See whether the chips still are as the start-up left them.
+    void look();
 
     // Live a session: start-up, the work, chips asleep and supply off.
     ExitStatus run(const std::function<ExitStatus(ChipSession &)> &work);

@@ -19,8 +19,8 @@ namespace {
 // of transfers on a slow bus.
 constexpr std::uint64_t stale_status_ms = 300;
 
-// Sixteen polls of 50 ms, with the transfers of a slow bus.
-constexpr std::uint64_t settling_ms = 1'200;
+// Sixteen polls, with the transfers of a slow bus.
+constexpr unsigned settling_periods = 24;
 
 // Whether the plug-in, which holds one of them, leaves the hardware alone when asked for the other.
 bool sets_up_the_same(const ds3000_channel &one, const ds3000_channel &other) {
@@ -103,6 +103,10 @@ std::optional<std::uint64_t> Session::wait_for_lock(const Patience &patience) {
     return host::wait_for_lock({.look = look, .give_up = patience.give_up}).since_ms;
 }
 
-void Session::settle() { pause_ms(settling_ms); }
+void Session::settle(const std::function<bool()> &must_end) {
+    for (unsigned i = 0; i < settling_periods && !must_end(); ++i) {
+        pause_ms(polling_period_ms);
+    }
+}
 
 }  // namespace host

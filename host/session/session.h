@@ -54,9 +54,9 @@ class Session {
     // new one; a lock that may be such a left-over is not believed before that time is over.
     std::optional<std::uint64_t> wait_for_lock(const Patience &patience);
 
-    // Let the signal figures become those of this channel: the plug-in reports the mean of its last
-    // 16 strength readings, one each poll.
-    static void settle();
+    // Let the signal figures become those of this channel, unless the work is to end: the plug-in
+    // reports the mean of its last 16 strength readings, one each poll.
+    static void settle(const std::function<bool()> &must_end);
 
  private:
     void take_lines() { log_.add(capture_.take()); }

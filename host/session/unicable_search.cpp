@@ -33,13 +33,17 @@ bool has_tone(const FoundBand &band) {
 
 }  // namespace
 
-std::vector<FoundBand> search_user_bands(const SearchRange &range, bool send_command) {
+std::vector<FoundBand> search_user_bands(const SearchRange &range, bool send_command,
+                                         BoardWatch &watch) {
     ChipSession::receive_directly();
     const unsigned span_mhz = range.to_mhz - range.from_mhz;
     std::vector<ub_entry> entries(span_mhz / sweep_step_mhz + 1);
+    std::vector<ub_entry> until_end;
+    watch.on_end([&] { until_end = entries; });
     ub_detect(range.from_mhz, range.to_mhz, entries.data(), send_command ? 1 : 0);
+    watch.on_end([] {});
     std::vector<FoundBand> found;
-    for (const ub_entry &entry : entries) {
+    for (const ub_entry &entry : watch.has_ended() ? until_end : entries) {
         if (entry.frequency_mhz != 0) {
             found.push_back({entry.frequency_mhz, entry.valid != 0, entry.gain, std::nullopt});
         }
@@ -47,7 +51,8 @@ std::vector<FoundBand> search_user_bands(const SearchRange &range, bool send_com
     return found;
 }
 
-void identify_user_bands(std::vector<FoundBand> &bands, std::uint16_t bank) {
+void identify_user_bands(std::vector<FoundBand> &bands, std::uint16_t bank,
+                         const BoardWatch &watch) {
     std::vector<FoundBand *> with_tone;
     with_tone.reserve(bands.size());
     for (FoundBand &band : bands) {
@@ -60,6 +65,9 @@ void identify_user_bands(std::vector<FoundBand> &bands, std::uint16_t bank) {
         const auto silent =
             std::stable_partition(with_tone.begin(), with_tone.end(),
                                   [](const FoundBand *band) { return has_tone(*band); });
+        if (watch.has_ended()) {
+            return;  // a tone that could not be looked for is not gone
+        }
         // Two that go at once lie within each other's filters and cannot be told apart.
         if (with_tone.end() - silent == 1) {
             (*silent)->index = index;

@@ -5,6 +5,8 @@
 #include <optional>
 #include <vector>
 
+#include "host/boards/board_watch.h"
+
 namespace host {
 
 // A user band that the driver's search found, in the order of the sweep.
@@ -25,12 +27,16 @@ struct SearchRange {
 // receiving.
 
 // Sweep the range for the unit's test tones; ask for them first unless they are on already. That
-// takes every user band, those of other receivers too, off its channel.
-std::vector<FoundBand> search_user_bands(const SearchRange &range, bool send_command);
+// takes every user band, those of other receivers too, off its channel. When the watch sees the work
+// end before its time, what had been found until then.
+std::vector<FoundBand> search_user_bands(const SearchRange &range, bool send_command,
+                                         BoardWatch &watch);
 
 // Find out which index a found band has in the unit, which a tone does not tell: ask the bands in
 // turn for a channel and see whose tone goes. `bank` must be one that the unit can deliver. The
-// bands asked lose their tones.
-void identify_user_bands(std::vector<FoundBand> &bands, std::uint16_t bank);
+// bands asked lose their tones. When the watch sees the work end before its time, the rest stay
+// without.
+void identify_user_bands(std::vector<FoundBand> &bands, std::uint16_t bank,
+                         const BoardWatch &watch);
 
 }  // namespace host

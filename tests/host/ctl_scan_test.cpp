@@ -366,7 +366,7 @@ TEST_F(CtlScan, says_that_the_demodulator_left_while_it_was_scanning) {
                                   "from_ms = 20_000\n");
     const Outcome run = ctl("scan --board sim:leaves.toml --format json");
     EXPECT_EQ(run.status, 4);
-    EXPECT_THAT(run.err, HasSubstr("no longer answers"));
+    EXPECT_THAT(run.err, HasSubstr("the board is gone"));
     EXPECT_EQ(parse_json(run.out).at("transponders").size(), 1U) << "what was found before";
 }
 

@@ -184,14 +184,15 @@ TEST_F(CtlUnicable, nothing_found_is_status_7) {
     EXPECT_THAT(tuned.err, HasSubstr("has no Unicable unit"));
 }
 
-// One step of the search lasts half a second; the signal comes as soon as the board is at work.
+// The signal comes when the search is over and the bands are asked for a channel, one by one.
 TEST_F(CtlUnicable, ctrl_c_still_writes_what_the_search_found) {
     write_world({{0, 1'213}});
 
     const Outcome run = shell(
         "\"$CTL\" unicable detect --real-time --board sim:unit.toml --from 1198 --to 1228 "
         "--identify --trace trace --format json &\n"
-        "while [ ! -s trace ]; do :; done\nkill -INT $!\nwait $!");
+        "while ! grep -q 'write demod A5 5A' trace; do sleep 0.05; done 2>/dev/null\n"
+        "kill -INT $!\nwait $!");
 
     EXPECT_EQ(run.status, 130);
     const auto detection = parse_json(run.out);
@@ -318,18 +319,16 @@ TEST_F(CtlUnicable, auto_without_a_band_says_so) {
     EXPECT_THAT(without_dish.err, HasSubstr("--user-band INDEX:1071"));
 }
 
-// The trace goes into a pipe: open at both ends, the program is at work, and not further than the
-// pipe holds.
 TEST_F(CtlUnicable, auto_that_is_cancelled_ends_with_the_search) {
     write_world({}, std::string("tone_dbm = -80\n") + sky);
     const Outcome run = shell(
-        "mkfifo trace\n"
-        "\"$CTL\" unicable tune --user-band auto --board sim:unit.toml --trace trace " +
+        "\"$CTL\" unicable tune --user-band auto --real-time --board sim:unit.toml --trace trace " +
         std::string(vertical_high.numbers) +
-        " &\nexec 3<trace\nkill -INT $!\ncat <&3 >copy\nwait $!");
+        " &\nwhile ! grep -q 'gpio 6 1' trace; do sleep 0.05; done 2>/dev/null\n"
+        "kill -INT $!\nwait $!");
     EXPECT_EQ(run.status, 130);
     EXPECT_EQ(run.err, "ds3000-ctl: cancelled while a user band was searched for\n");
-    EXPECT_THAT(read_file("copy"), HasSubstr("gpio 6 0")) << "the LNB supply is switched off";
+    EXPECT_THAT(read_file("trace"), HasSubstr("gpio 6 0")) << "the LNB supply is switched off";
 }
 
 TEST_F(CtlUnicable, wrong_index_or_frequency_is_no_lock_with_advice) {

@@ -46,7 +46,7 @@ class LegScan : public testing::Test {
     LegResult run(const host::ScanSettings &settings) {
         return host::LegScan(leg, 7, settings,
                              [this](const LegProgress &progress) { steps.push_back(progress); })
-            .run([] { return false; });
+            .run({[] { return false; }});
     }
 
     host::Console console;
@@ -115,7 +115,7 @@ TEST_F(LegScan, cancelled_keeps_what_was_found) {
     host::LegScan scan(leg, 0, {SCAN_ALGO_SWEEP, 2},
                        [&locked](const LegProgress &progress) { locked = progress.locked; });
 
-    const LegResult result = scan.run([&locked] { return locked == 1; });
+    const LegResult result = scan.run({[&locked] { return locked == 1; }});
 
     EXPECT_THAT(result.found, SizeIs(1));
     EXPECT_FALSE(result.complete);
@@ -124,7 +124,7 @@ TEST_F(LegScan, cancelled_keeps_what_was_found) {
 TEST_F(LegScan, watch_that_throws_ends_the_scan) {
     host::LegScan scan(leg, 0, {SCAN_ALGO_SWEEP, 2},
                        [](const LegProgress &) { throw std::runtime_error("seen enough"); });
-    EXPECT_THROW(scan.run([] { return false; }), std::runtime_error);
+    EXPECT_THROW(scan.run({[] { return false; }}), std::runtime_error);
 }
 
 TEST_F(LegScan, spare_record_of_an_empty_scan_is_no_transponder) {

@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: MIT
+#include <gmock/gmock.h>
+
+#include <string>
+
+#include "tests/host/ctl_run.h"
+
+namespace tests {
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+// What becomes of the board, and how soon the work must be over after that.
+struct Fate {
+    const char *name;
+    const char *scenario;
+    std::string reason;
+    unsigned from_ms;
+};
+
+constexpr unsigned longest_ms = 5'000;
+
+const Fate bus_stuck_scan{"bus_stuck",
+                          "[[fault]]\nkind = \"bus_stuck\"\ntimeout_ms = 1_000\nfrom_ms = 15_000\n",
+                          "bus_lost", 15'000};
+const Fate bus_silent{"bus_silent",
+                      "[[fault]]\nkind = \"nack_address\"\naddress = 0xD0\nfrom_ms = 15_000\n",
+                      "bus_lost", 15'000};
+const Fate brown_out{"brown_out", "[[event]]\nkind = \"brown_out\"\nat_ms = 15_000\n", "power_lost",
+                     15'000};
+
+std::string carrier(unsigned mhz, char polarisation) {
+    return "[[transponder]]\nfrequency_khz = " + std::to_string(mhz) + "000\npolarisation = \"" +
+           polarisation +
+           "\"\nsymbol_rate = 22000000\nsystem = \"DVB-S2\"\nmodulation = \"8PSK\"\n"
+           "code_rate = \"2/3\"\n";
+}
+
+std::string rows(unsigned count) {
+    std::string text;
+    for (unsigned i = 0; i < count; ++i) {
+        text += table_row(10'750'000 + i * 30'000, 22'000'000);
+    }
+    return text;
+}
+
+class LostBoard : public CtlTest, public testing::WithParamInterface<Fate> {
+ protected:
+    LostBoard() {
+        std::string world = GetParam().scenario;
+        for (unsigned i = 0; i < 30; ++i) {
+            world += carrier(10'750 + i * 30, 'H') + carrier(10'765 + i * 30, 'V');
+        }
+        write_file("world.toml", world);
+        write_file("Table", rows(30));
+    }
+
+    // The result of a command on the world, whose last transfers a trace has.
+    json ends_soon(const std::string &command) {
+        run = ctl(command + " --board sim:world.toml --trace trace --format json");
+        EXPECT_EQ(run.status, 4) << run.err;
+        EXPECT_THAT(run.err,
+                    HasSubstr(GetParam().reason == "bus_lost" ? "the board is gone"
+                                                              : "lost their power for a moment"));
+        EXPECT_THAT(read_file("trace"), HasSubstr("gpio 6 0")) << "the LNB supply is asked off";
+        return parse_json(run.out);
+    }
+
+    static void expect_soon(const json &result) {
+        EXPECT_LE(result.at("virtual_time_ms").get<unsigned>(), GetParam().from_ms + longest_ms);
+    }
+
+    Outcome run;
+};
+
+TEST_P(LostBoard, ends_a_scan) {
+    const json scan = ends_soon("scan");
+    EXPECT_EQ(breaks_schema(scan, "scan"), "");
+    EXPECT_EQ(scan.at("complete"), false);
+    EXPECT_EQ(scan.at("reason"), GetParam().reason);
+    EXPECT_EQ(scan.at("legs").back().at("complete"), false);
+    expect_soon(scan);
+}
+
+TEST_P(LostBoard, ends_a_sweep_whose_rows_are_true) {
+    const json sweep = ends_soon("sweep Table --as-wired");
+    EXPECT_EQ(breaks_schema(sweep, "sweep"), "");
+    EXPECT_EQ(sweep.at("complete"), false);
+    EXPECT_EQ(sweep.at("reason"), GetParam().reason);
+    EXPECT_EQ(sweep.at("totals").at("no_lock"), 0);
+    EXPECT_GE(sweep.at("totals").at("locked"), 5);
+    expect_soon(sweep);
+}
+
+TEST_P(LostBoard, ends_a_tune_that_waits) {
+    // Nothing is there to lock to.
+    const json tune = ends_soon(
+        "tune --frequency 12700 --polarisation H --symbol-rate 22M --system dvbs --timeout 3600");
+    EXPECT_EQ(breaks_schema(tune, "tune"), "");
+    EXPECT_EQ(tune.at("locked"), false);
+    if (GetParam().reason == "bus_lost") {
+        EXPECT_EQ(tune.at("reason"), "bus_lost");
+        EXPECT_LE(tune.at("waited_ms"), GetParam().from_ms + longest_ms);
+    }
+    EXPECT_FALSE(tune.contains("strength_percent"));
+}
+
+TEST_P(LostBoard, is_what_a_doctor_says) {
+    const json findings = ends_soon("doctor Table 1 --watch 3600");
+    EXPECT_EQ(breaks_schema(findings, "doctor"), "");
+    EXPECT_EQ(findings.at("diagnosis"), GetParam().reason);
+    EXPECT_EQ(findings.at("steps").back().at("measured"), "the board is gone");
+}
+
+INSTANTIATE_TEST_SUITE_P(Fates, LostBoard, testing::Values(bus_stuck_scan, bus_silent, brown_out));
+
+// The board that was recorded cannot complain.
+TEST_F(CtlTest, a_recording_loses_its_board_as_the_board_did) {
+    write_file("world.toml", carrier(10'900, 'H') + brown_out.scenario);
+    const std::string scan = "scan --lnb 9750,10600,11700 --format json --board ";
+    const Outcome recorded = ctl(scan + "sim:world.toml --trace trace");
+    const Outcome replayed = ctl(scan + "replay:trace");
+
+    EXPECT_EQ(replayed.status, 4) << replayed.err;
+    EXPECT_EQ(parse_json(replayed.out).at("reason"), "power_lost");
+    EXPECT_EQ(replayed.out, recorded.out);
+}
+
+TEST_F(CtlTest, one_failing_transfer_is_no_end) {
+    write_file("world.toml", carrier(10'900, 'H') +
+                                 "[[fault]]\nkind = \"nack_transfer\"\nnth = 600\ncount = 1\n");
+    EXPECT_EQ(ctl("scan --board sim:world.toml").status, 0);
+}
+
+}  // namespace
+}  // namespace tests

@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#include <gmock/gmock.h>
+
+#include <string>
+
+#include "tests/host/ctl_run.h"
+
+namespace tests {
+namespace {
+
+using testing::HasSubstr;
+
+// Starts a command that would take an hour of real time, waits until the LNB has its supply, sends
+// a signal and says how long the program lasted after that, in ms.
+std::string stopped_by(const std::string &signal, const std::string &command) {
+    return "\"$CTL\" " + command +
+           " --real-time --trace trace >out 2>err &\n"
+           "while ! grep -q 'gpio 6 1' trace; do sleep 0.02; done 2>/dev/null\n"
+           "begin=$(date +%s%N)\nkill -" +
+           signal + " $!\nwait $!\nstatus=$?\necho $((($(date +%s%N) - begin) / 1000000))\n" +
+           "exit $status";
+}
+
+class CtlStop : public CtlTest {
+ protected:
+    void expect_end(const Outcome &run) const {
+        // On a loaded machine; without the signal it would be an hour.
+        constexpr int long_ms = 10'000;
+        EXPECT_EQ(run.status, 130) << read_file("err");
+        EXPECT_LT(std::stoi(run.out), long_ms);
+        const std::string trace = read_file("trace");
+        EXPECT_GT(trace.rfind("gpio 6 0") + 1, trace.rfind("gpio 6 1") + 1) << "LNB supply off";
+    }
+};
+
+class CtlStopSignal : public CtlStop, public testing::WithParamInterface<const char *> {};
+
+TEST_P(CtlStopSignal, ends_a_tune_with_the_supply_off) {
+    expect_end(
+        shell(stopped_by(GetParam(),
+                         "tune --frequency 12700 --polarisation H --symbol-rate 22M --system dvbs "
+                         "--timeout 3600")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, CtlStopSignal, testing::Values("INT", "TERM", "HUP", "QUIT"));
+
+TEST_F(CtlStop, nohup_is_respected) {
+    const Outcome run = shell(
+        "trap '' HUP\n\"$CTL\" tune Astra-19.2E 1 --real-time --trace trace >out 2>err &\n"
+        "while ! grep -q 'gpio 6 1' trace; do sleep 0.02; done 2>/dev/null\n"
+        "kill -HUP $!\nwait $!");
+    EXPECT_EQ(run.status, 0) << read_file("err");
+}
+
+TEST_F(CtlStop, a_dying_bus_is_left_within_one_transfer) {
+    write_file("world.toml",
+               "[[fault]]\nkind = \"bus_stuck\"\ntimeout_ms = 3_000\nfrom_ms = 1_000\n");
+    expect_end(shell(stopped_by(
+        "INT",
+        "tune --board sim:world.toml --frequency 12700 --polarisation H --symbol-rate 22M "
+        "--system dvbs --timeout 3600")));
+}
+
+TEST_F(CtlStop, a_doctor_who_is_stopped_calls_nothing_good) {
+    const Outcome run = shell(stopped_by("INT", "doctor --watch 3600 --format json"));
+    expect_end(run);
+    const auto result = parse_json(read_file("out"));
+    EXPECT_EQ(breaks_schema(result, "doctor"), "");
+    EXPECT_EQ(result.at("diagnosis"), "cancelled");
+    EXPECT_EQ(result.at("result"), "skipped");
+    EXPECT_EQ(result.at("steps").back().at("result"), "skipped");
+}
+
+TEST_F(CtlStop, no_number_is_no_time) {
+    for (const char *option :
+         {"tune Astra-19.2E 1 --timeout", "doctor --watch", "doctor --standby"}) {
+        for (const char *seconds : {"nan", "inf", "-nan"}) {
+            const Outcome run = ctl(std::string(option) + " " + seconds);
+            EXPECT_EQ(run.status, 2) << option << ' ' << seconds;
+            EXPECT_THAT(run.err, HasSubstr("seconds")) << option << ' ' << seconds;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace tests
