@@ -70,8 +70,8 @@ std::string explanation_of(BoardLoss loss) {
                  "the driver set up; see to their supply";
 }
 
-BoardWatch::BoardWatch(board::Board &board, std::function<bool()> stopped)
-    : board_(board), stopped_(std::move(stopped)) {}
+BoardWatch::BoardWatch(board::Board &board, std::function<bool()> stopped, bool may_look)
+    : board_(board), stopped_(std::move(stopped)), may_look_(may_look) {}
 
 void BoardWatch::perform(board::Transfer &transfer) {
     if (is_to_chips(transfer) && (spares_ || is_cut_short())) {
@@ -139,6 +139,9 @@ void BoardWatch::account(bool succeeded, std::uint64_t took_ns) {
 
 void BoardWatch::look() {
     look_due_ = false;
+    if (!may_look_) {
+        return;
+    }
     for (const AwakeBit &bit : awake_bits) {
         const std::optional<std::uint8_t> value = read_register(bit.reg);
         if (!value) {

@@ -37,7 +37,8 @@ class BoardWatch final : public board::Board {
 
     // stopped: whether a person wants the work to end; a transfer that fails then is the last of
     // the work.
-    BoardWatch(board::Board &board, std::function<bool()> stopped);
+    // may_look: whether the board answers what the driver did not ask.
+    BoardWatch(board::Board &board, std::function<bool()> stopped, bool may_look = true);
 
     void perform(board::Transfer &transfer) override;
 
@@ -53,7 +54,7 @@ class BoardWatch final : public board::Board {
     void look();
 
     // The same by whichever thread reads a register of the demodulator next.
-    void look_soon() { look_due_ = true; }
+    void look_soon() { look_due_ = may_look_; }
     [[nodiscard]] bool look_is_due() const { return look_due_; }
 
     [[nodiscard]] std::optional<BoardLoss> loss() const;
@@ -72,6 +73,7 @@ class BoardWatch final : public board::Board {
 
     board::Board &board_;
     std::function<bool()> stopped_;
+    bool may_look_;
     std::function<void()> tell_ = [] {};
     std::atomic<bool> told_ = false;
     void *bus_ = nullptr;

@@ -30,7 +30,7 @@ void HostBoard::attach(board::Board &board, const BoardOptions &options) {
         trace_ = std::make_unique<TraceWriter>(board, *options.trace_file, trace_head(options));
         behind = &trace_->board();
     }
-    watch_.emplace(*behind, options.stopped);
+    watch_.emplace(*behind, options.stopped, can_be_looked_at());
     board::set_board(&*watch_);
 }
 

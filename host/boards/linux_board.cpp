@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 
@@ -17,6 +18,9 @@ using Kind = board::Transfer::Kind;
 using Stage = board::Transfer::Stage;
 
 constexpr unsigned highest_address = 0xFE;
+
+// Of the board there is, for a program that has to leave without it.
+std::atomic<GpioLines *> supplying_lines{nullptr};
 
 // A transfer that failed, in the transcript's terms.
 std::string words_of(board::Transfer transfer) {
@@ -33,13 +37,21 @@ std::string words_of(board::Transfer transfer) {
 }  // namespace
 
 LinuxBoard::LinuxBoard(const LinuxAddress &address, BoardTroubles &troubles)
-    : troubles_(troubles), adapter_(address.i2c_node) {
+    : troubles_(troubles), adapter_(address.i2c_node), supply_off_([] {
+          if (GpioLines *const lines = supplying_lines) {
+              lines->set_supply_enable(false);
+          }
+      }) {
     if (address.gpio) {
         lines_.emplace(*address.gpio);
+        supplying_lines = &*lines_;
     }
 }
 
-LinuxBoard::~LinuxBoard() { drop_open_write(); }
+LinuxBoard::~LinuxBoard() {
+    supplying_lines = nullptr;
+    drop_open_write();
+}
 
 void LinuxBoard::perform(board::Transfer &transfer) {
     switch (transfer.kind) {

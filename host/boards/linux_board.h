@@ -11,6 +11,7 @@
 #include "host/boards/gpio_lines.h"
 #include "host/boards/i2c_adapter.h"
 #include "host/boards/linux_address.h"
+#include "host/terminal/interrupt.h"
 
 namespace host {
 
@@ -56,6 +57,7 @@ class LinuxBoard final : public board::Board {
     I2cAdapter adapter_;
     std::optional<GpioLines> lines_;
     bool bus_open_ = false;
+    LastResort supply_off_;
 };
 
 }  // namespace host

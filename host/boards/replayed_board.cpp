@@ -92,8 +92,9 @@ class ReplayedBoard final : public HostBoard {
         return trace_.head().value("simulated-chips").has_value();
     }
 
+    // The head says whether the chips were looked at; a recording without a head leaves it open.
     [[nodiscard]] bool can_be_looked_at() const override {
-        return trace_.head().value("looks").has_value();
+        return trace_.head().empty() || trace_.head().value("looks").has_value();
     }
 
     [[nodiscard]] std::optional<broadcast::Transponder> usual_transponder() const override {

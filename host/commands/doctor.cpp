@@ -84,7 +84,9 @@ void examine_session(ChipRig &rig, const Program &program, const DoctorOptions &
         findings.skip("lock", "no transponder is named; name one to have its reception examined");
         return;
     }
-    TrialReception reception(session, *aim, [&rig] { return rig.must_end(); });
+    TrialReception reception(session, *aim,
+                             {.by_look = [&rig] { return rig.must_end_by_look(); },
+                              .without = [&rig] { return rig.must_end(); }});
     examine_reception(findings, reception, times_of(options));
 }
 

@@ -152,7 +152,7 @@ void SweepRunner::await_lock(Session &session, unsigned port, SweptRow &result) 
 // A world that says whether waiting is worth while.
 Session::Patience SweepRunner::patience_with(sim::Receiver &receiver) {
     return {[this, &receiver](std::uint64_t elapsed_ms) {
-                return rig_.must_end() || elapsed_ms >= longest_search_ms ||
+                return rig_.must_end_by_look() || elapsed_ms >= longest_search_ms ||
                        (elapsed_ms >= recovery_ms && !may_still_lock(receiver.verdict().reason));
             },
             [&receiver] { return receiver.verdict().locked(); }};
@@ -160,7 +160,7 @@ Session::Patience SweepRunner::patience_with(sim::Receiver &receiver) {
 
 Session::Patience SweepRunner::patience_alone() {
     return {[this](std::uint64_t elapsed_ms) {
-                return rig_.must_end() || elapsed_ms >= longest_search_ms;
+                return rig_.must_end_by_look() || elapsed_ms >= longest_search_ms;
             },
             nullptr};
 }

@@ -126,7 +126,7 @@ ExitStatus tune_channel(Program &program, const TuneOptions &options, const Targ
         const auto lock_ms =
             session.wait_for_lock({[&](std::uint64_t elapsed_ms) {
                                        waited_ms = elapsed_ms;
-                                       return elapsed_ms >= timeout_ms || rig.must_end();
+                                       return elapsed_ms >= timeout_ms || rig.must_end_by_look();
                                    },
                                    nullptr});
         Json result = begin_result(target, lnb, plan);

@@ -210,7 +210,7 @@ ExitStatus tune_through(Program &program, const UnicableTuneOptions &options, co
     const UserBandPlan channel = plan_user_band(band, plan.tune, plan.lnb, plan.position);
     const UserBandPatience patience{options.attempts,
                                     static_cast<std::uint64_t>(options.timeout_s * 1000.0),
-                                    [&rig] { return rig.must_end(); }};
+                                    [&rig] { return rig.must_end_by_look(); }};
     const UserBandReception reception =
         receive_through(session, band, channel, plan.tune, patience);
     rig.look();

@@ -51,7 +51,7 @@ class Findings {
     void end_by(ExaminationEnd end) { end_ = std::move(end); }
     [[nodiscard]] bool must_end() const { return end_.stopped() || end_.loss(); }
 
-    // Add what a measurement comes to. What was cut short is skipped, as is all that comes after it;
+    // Add what a measurement comes to. What was cut short is skipped, and all that comes after it;
     // the step in which the board went away says so.
     template <typename Measure>
     void examine(Step step, Measure measure) {

@@ -145,7 +145,7 @@ StandbyTrial go_through_standby(TrialReception &reception, std::uint64_t standby
     const std::int32_t registers = read_symbol_rate_registers();
     ds3000_sleep();
     reception.session().supply_off();
-    pause_ms(standby_ms);
+    pause_ms_unless(standby_ms, [&reception] { return reception.must_end_asleep(); });
     ds3000_wake();
     pause_ms(waking_ms);
     trial.registers_kept = read_symbol_rate_registers() == registers;

@@ -41,14 +41,19 @@ struct TrialOutcome {
 // does it.
 class TrialReception {
  public:
-    using MustEnd = std::function<bool()>;
+    // With a look at the chips now and then, or without, for when they are asleep.
+    struct MustEnd {
+        std::function<bool()> by_look;
+        std::function<bool()> without;
+    };
 
     // Tells the driver about the Unicable unit, if the aim has one.
     TrialReception(ChipSession &session, Aim aim, MustEnd must_end);
 
     [[nodiscard]] ChipSession &session() { return session_; }
     [[nodiscard]] const Aim &aim() const { return aim_; }
-    [[nodiscard]] bool must_end() const { return must_end_(); }
+    [[nodiscard]] bool must_end() const { return must_end_.by_look(); }
+    [[nodiscard]] bool must_end_asleep() const { return must_end_.without(); }
 
     // How a receiver would go about the aim.
     [[nodiscard]] ReceptionWay aimed_way() const;

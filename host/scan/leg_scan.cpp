@@ -68,7 +68,6 @@ LegScan::~LegScan() {
 LegResult LegScan::run(const Attendance &attendance) {
     attendance_ = &attendance;
     result_ = {};
-    looked_ns_ = now_ns();
     const InterruptHook hook([] { ds3000_set_scan_cancel(1); });
     std::vector<scan_candidate> list(most_candidates + 1U);
     blind_scan_request request{settings_.passes, static_cast<std::uint8_t>(settings_.algorithm), 0,
@@ -95,7 +94,6 @@ LegResult LegScan::run(const Attendance &attendance) {
 
 void LegScan::on_event(std::uint32_t event, void *argument) noexcept {
     try {
-        running->look_at_times();
         if (running->attendance_->must_end()) {
             ds3000_set_scan_cancel(1);
             return;  // what the driver says of transfers that failed at once means nothing
@@ -104,15 +102,6 @@ void LegScan::on_event(std::uint32_t event, void *argument) noexcept {
     } catch (...) {
         running->error_ = std::current_exception();
         ds3000_set_scan_cancel(1);
-    }
-}
-
-// Chips that lost their set-up find nothing more, and nothing else tells.
-void LegScan::look_at_times() {
-    constexpr std::uint64_t period_ms = 1'000;
-    if (ms_since(looked_ns_) >= period_ms) {
-        looked_ns_ = now_ns();
-        attendance_->look_at_chips();
     }
 }
 

@@ -46,7 +46,7 @@ struct LegProgress {
 // Who attends to the board during a scan.
 struct Attendance {
     std::function<bool()> must_end;               // the board is gone, or a person wants the end
-    std::function<void()> look_at_chips = [] {};  // whether they still have their set-up
+    std::function<void()> look_at_chips = [] {};  // once more, before a leg is called complete
 };
 
 // One leg's blind scan by the chip layer, with a measurement of everything that locks. The chips
@@ -63,14 +63,12 @@ class LegScan {
     LegScan &operator=(const LegScan &) = delete;
     ~LegScan();
 
-    // Scan until the end, or until the work is to end; the chips are looked at about once a second
-    // and at the end.
+    // Scan until the end, or until the work is to end.
     // Throws Failure (internal_error) when the driver's list and its events disagree.
     LegResult run(const Attendance &attendance);
 
  private:
     static void on_event(std::uint32_t event, void *argument) noexcept;
-    void look_at_times();
     void take(std::uint32_t event, const void *argument);
     void take_lock(const scan_candidate &candidate);
     void take_step(std::uint32_t if_khz);
@@ -82,7 +80,6 @@ class LegScan {
     ScanSettings settings_;
     Watch watch_;
     const Attendance *attendance_ = nullptr;
-    std::uint64_t looked_ns_ = 0;
     LegResult result_;
     std::uint32_t step_if_khz_ = 0;
     unsigned pass_ = 0;

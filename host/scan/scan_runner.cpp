@@ -49,7 +49,7 @@ ScannedLeg ScanRunner::scan_leg(ChipSession &session, const ScanLeg &leg, std::s
     LegScan scan(leg, index, settings_,
                  [&](const LegProgress &progress) { show(leg, index, count, progress); });
     ScannedLeg scanned{
-        leg, scan.run({[this] { return rig_.must_end(); }, [this] { rig_.look(); }}), {}};
+        leg, scan.run({[this] { return rig_.must_end_by_look(); }, [this] { rig_.look(); }}), {}};
     if (with_spectrum_) {
         scanned.spectrum = spectrum_of(leg);
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/session/pace.h"
 
+#include <algorithm>
 #include <ctime>
 
 #include "board/clock.h"
@@ -30,6 +31,14 @@ void sleep_ns(std::uint64_t duration_ns) {
 }
 
 void pause_ms(std::uint64_t ms) { sleep_ns(ms * ns_per_ms); }
+
+void pause_ms_unless(std::uint64_t ms, const std::function<bool()> &must_end) {
+    constexpr std::uint64_t piece_ns = 50 * ns_per_ms;
+    const std::uint64_t end_ns = now_ns() + ms * ns_per_ms;
+    for (std::uint64_t time_ns = now_ns(); time_ns < end_ns && !must_end(); time_ns = now_ns()) {
+        sleep_ns(std::min(piece_ns, end_ns - time_ns));
+    }
+}
 
 std::uint64_t ms_since(std::uint64_t begin_ns) { return (now_ns() - begin_ns) / ns_per_ms; }
 

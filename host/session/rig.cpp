@@ -37,6 +37,15 @@ Workbench::Workbench(const RigOptions &options, Console &console)
 
 bool Workbench::must_end() const { return stopped_() || loss(); }
 
+bool Workbench::must_end_by_look() {
+    constexpr std::uint64_t period_ms = 1'000;
+    if (ms_since(looked_ns_) >= period_ms) {
+        looked_ns_ = now_ns();
+        have_a_look();
+    }
+    return must_end();
+}
+
 std::string Workbench::cut_short_by() const {
     if (stopped_()) {
         return "cancelled";

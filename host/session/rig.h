@@ -44,12 +44,19 @@ class LnbSource {
 class Workbench {
  public:
     Workbench(const RigOptions &options, Console &console);
+    Workbench(const Workbench &) = delete;
+    Workbench &operator=(const Workbench &) = delete;
+    virtual ~Workbench() = default;
 
     [[nodiscard]] HostBoard &board() { return *board_; }
     [[nodiscard]] DriverLog &log() { return log_; }
 
     // Whether the work is to end before its time: a person wants it to, or the board is gone.
     [[nodiscard]] bool must_end() const;
+
+    // The same, with a look at the chips about once a second. For work that waits for something
+    // that chips without their set-up never bring; not while they are asleep.
+    [[nodiscard]] bool must_end_by_look();
 
     // What ended it so: "cancelled" or why the board is gone; empty while nothing did.
     [[nodiscard]] std::string cut_short_by() const;
@@ -72,7 +79,11 @@ class Workbench {
 
  private:
     Console &console_;
+    // Have the chips looked at, now or soon.
+    virtual void have_a_look() = 0;
+
     std::function<bool()> stopped_;
+    std::uint64_t looked_ns_ = 0;
     DriverLog log_;
     std::unique_ptr<HostBoard> board_;
 };
@@ -84,14 +95,17 @@ class Rig : public Workbench {
 
     [[nodiscard]] const Plugin &plugin() const { return plugin_; }
 
-    // See whether the chips still are as init left them, with the next poll of the plug-in's thread;
-    // that takes two of them at most. Nothing is learnt where that thread has nothing to poll.
+    // See whether the chips still are as init left them, with the next poll of the plug-in's
+    // thread; that takes two of them at most. Nothing is learnt where that thread has nothing to
+    // poll.
     void look();
 
     // Live a session: init, the work, finalize.
     ExitStatus run(const std::function<ExitStatus(Session &)> &work);
 
  private:
+    void have_a_look() override { board().watch().look_soon(); }
+
     Plugin plugin_;
 };
 
@@ -105,6 +119,9 @@ class ChipRig : public Workbench {
 
     // Live a session: start-up, the work, chips asleep and supply off.
     ExitStatus run(const std::function<ExitStatus(ChipSession &)> &work);
+
+ private:
+    void have_a_look() override { look(); }
 };
 
 }  // namespace host

@@ -19,8 +19,8 @@ namespace {
 // of transfers on a slow bus.
 constexpr std::uint64_t stale_status_ms = 300;
 
-// Sixteen polls, with the transfers of a slow bus.
-constexpr unsigned settling_periods = 24;
+// Sixteen polls of 50 ms, with the transfers of a slow bus.
+constexpr std::uint64_t settling_ms = 1'200;
 
 // Whether the plug-in, which holds one of them, leaves the hardware alone when asked for the other.
 bool sets_up_the_same(const ds3000_channel &one, const ds3000_channel &other) {
@@ -104,9 +104,7 @@ std::optional<std::uint64_t> Session::wait_for_lock(const Patience &patience) {
 }
 
 void Session::settle(const std::function<bool()> &must_end) {
-    for (unsigned i = 0; i < settling_periods && !must_end(); ++i) {
-        pause_ms(polling_period_ms);
-    }
+    pause_ms_unless(settling_ms, must_end);
 }
 
 }  // namespace host

@@ -27,8 +27,8 @@ struct SearchRange {
 // receiving.
 
 // Sweep the range for the unit's test tones; ask for them first unless they are on already. That
-// takes every user band, those of other receivers too, off its channel. When the watch sees the work
-// end before its time, what had been found until then.
+// takes every user band, those of other receivers too, off its channel. When the watch sees the
+// work end before its time, what had been found until then.
 std::vector<FoundBand> search_user_bands(const SearchRange &range, bool send_command,
                                          BoardWatch &watch);
 

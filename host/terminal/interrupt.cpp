@@ -7,6 +7,7 @@
 
 #include <array>
 #include <csignal>
+#include <string_view>
 
 #include "host/terminal/failure.h"
 
@@ -26,6 +27,11 @@ static_assert(std::atomic<bool>::is_always_lock_free, "the signal handler writes
 std::atomic<void (*)()> hook{nullptr};
 static_assert(std::atomic<void (*)()>::is_always_lock_free, "the signal handler reads it");
 
+std::atomic<void (*)()> last_resort{nullptr};
+
+constexpr unsigned most_nudges = 100;
+std::atomic<unsigned> nudges{0};  // of the call that blocks
+
 std::atomic<bool> blocking{false};
 std::atomic<pthread_t> blocked_thread{};
 static_assert(std::atomic<pthread_t>::is_always_lock_free, "the signal handler reads it");
@@ -35,9 +41,22 @@ void nudge_every(suseconds_t us) {
     ::setitimer(ITIMER_REAL, &interval, nullptr);
 }
 
+[[noreturn]] void leave_for_good() {
+    if (void (*const function)() = last_resort.load()) {
+        function();
+    }
+    constexpr std::string_view words =
+        "\nds3000-ctl: a call into the kernel does not come back; left without it\n";
+    [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, words.data(), words.size());
+    _exit(static_cast<int>(ExitStatus::cancelled));
+}
+
 // Being called is what interrupts the thread that gets the signal; the thread that matters may be
 // another.
 void pass_on_nudge(int) {
+    if (blocking && ++nudges > most_nudges) {
+        leave_for_good();
+    }
     if (blocking && pthread_equal(blocked_thread, pthread_self()) == 0) {
         pthread_kill(blocked_thread, nudge);
     }
@@ -98,7 +117,12 @@ InterruptHook::InterruptHook(void (*function)()) { hook = function; }
 
 InterruptHook::~InterruptHook() { hook = nullptr; }
 
+LastResort::LastResort(void (*function)()) { last_resort = function; }
+
+LastResort::~LastResort() { last_resort = nullptr; }
+
 BlockingCall::BlockingCall() {
+    nudges = 0;
     blocked_thread = pthread_self();
     blocking = true;
     if (interrupted) {

@@ -5,10 +5,10 @@
 
 namespace host {
 
-// INT, TERM, HUP and QUIT while one exists: the first is remembered for the work to end cleanly, the
-// second leaves at once with status 130. A second HUP does not: terminal and shell both send one
-// when a window is closed. HUP that was ignored when the program was started stays ignored: that is
-// how one asks for it to outlive the terminal. At most one exists.
+// INT, TERM, HUP and QUIT while one exists: the first is remembered for the work to end cleanly,
+// the second leaves at once with status 130. A second HUP does not: terminal and shell both send
+// one when a window is closed. HUP that was ignored when the program was started stays ignored:
+// that is how one asks for it to outlive the terminal. At most one exists.
 class InterruptWatch {
  public:
     InterruptWatch();
@@ -34,13 +34,24 @@ class InterruptHook {
 
 // A system call of this thread that may block for ever: while one exists, an interrupt makes the
 // call fail with EINTR, whichever thread gets the signal and however shortly before the call it
-// came. At most one exists in the process at a time that counts: the last one made.
+// came. Where the call does not come back within two seconds all the same, the program leaves with
+// status 130. At most one exists in the process at a time that counts: the last one made.
 class BlockingCall {
  public:
     BlockingCall();
     BlockingCall(const BlockingCall &) = delete;
     BlockingCall &operator=(const BlockingCall &) = delete;
     ~BlockingCall();
+};
+
+// While one exists, what is to be done before the program leaves a call that does not come back; in
+// the signal handler, as with InterruptHook. At most one exists.
+class LastResort {
+ public:
+    explicit LastResort(void (*function)());
+    LastResort(const LastResort &) = delete;
+    LastResort &operator=(const LastResort &) = delete;
+    ~LastResort();
 };
 
 }  // namespace host

@@ -146,6 +146,20 @@ TEST_F(BoardWatchTest, chips_that_are_awake_are_as_they_were_left) {
     EXPECT_EQ(watch.loss(), std::nullopt);
 }
 
+TEST_F(BoardWatchTest, a_recording_is_not_asked_what_the_driver_did_not_ask) {
+    BoardWatch blind(
+        board, [] { return false; }, false);
+    blind.begin_work(BoardWatch::Work::of_this_thread);
+    board.registers[0x08] = 0x00;
+
+    blind.look();
+    blind.look_soon();
+
+    EXPECT_FALSE(blind.look_is_due());
+    EXPECT_EQ(blind.loss(), std::nullopt);
+    EXPECT_EQ(board.carried, 0U);
+}
+
 struct ForgottenBit {
     const char *name;
     std::uint8_t reg;

@@ -71,6 +71,13 @@ TEST_F(CtlStop, a_doctor_who_is_stopped_calls_nothing_good) {
     EXPECT_EQ(result.at("steps").back().at("result"), "skipped");
 }
 
+TEST_F(CtlStop, an_hour_of_standby_is_not_waited_for) {
+    const Outcome run = shell(
+        "\"$CTL\" doctor --watch 0 --standby 3600 --real-time --trace trace >out 2>err &\n"
+        "while ! grep -q 'gpio 6 0' trace; do sleep 0.02; done 2>/dev/null\nkill -INT $!\nwait $!");
+    EXPECT_EQ(run.status, 130) << read_file("err");
+}
+
 TEST_F(CtlStop, no_number_is_no_time) {
     for (const char *option :
          {"tune Astra-19.2E 1 --timeout", "doctor --watch", "doctor --standby"}) {

@@ -43,7 +43,7 @@ class LiveBoard final : public board::Board {
     std::uint64_t begin_ns_ = board::wall_now_ns();
 };
 
-sim::Scenario scenario() {
+sim::Scenario usual_scenario() {
     broadcast::Transponder carrier;
     carrier.frequency_khz = 10'900'000;
     carrier.polarisation = broadcast::Polarisation::vertical;
@@ -117,7 +117,8 @@ TEST_F(CtlBoard, what_the_adapter_refuses_is_shown_once_without_being_asked_for)
 // A driver at work, with the chips there.
 class CtlBoardInRealTime : public CtlBoard {
  protected:
-    CtlBoardInRealTime() {
+    explicit CtlBoardInRealTime(const sim::Scenario &scenario = usual_scenario())
+        : receiver_(scenario, clock_) {
         // The board's enable line is wired high, so that the LNBH23 alone supplies.
         receiver_.set_gpio(nullptr, 6, 1);
         adapter.connect(live_);
@@ -138,7 +139,7 @@ class CtlBoardInRealTime : public CtlBoard {
 
  private:
     board::VirtualClock clock_;
-    sim::Receiver receiver_{scenario(), clock_};
+    sim::Receiver receiver_;
     LiveBoard live_{receiver_, clock_};
 };
 
@@ -170,6 +171,55 @@ TEST_F(CtlBoardInRealTime, ctrl_c_leaves_the_supply_off) {
     EXPECT_EQ(parse_json(run.out).at("locked"), false) << run.out;
     EXPECT_EQ(last_supply_command(), "0x0A w 00");
 }
+
+TEST_F(CtlBoardInRealTime, ctrl_c_breaks_off_a_transfer_that_never_ends) {
+    adapter.stuck_from = 400;
+    const Outcome run = folder.shell("timeout --preserve-status -k 20 -s INT 3 \"$CTL\" " + tune +
+                                     "11100M --timeout 60");
+    adapter.stuck_from = 0;
+    EXPECT_EQ(run.status, 130) << run.err;
+}
+
+// A board that goes away while a tune waits, and why it does.
+struct Loss {
+    const char *name;
+    sim::Scenario (*scenario)();
+    const char *reason;
+};
+
+constexpr std::uint64_t goes_at_ms = 3'000;
+
+sim::Scenario silent_scenario() {
+    sim::Scenario scenario = usual_scenario();
+    scenario.faults.push_back({.kind = sim::Fault::Kind::nack_address,
+                               .period = {.from_ms = goes_at_ms},
+                               .address = 0xD0});
+    return scenario;
+}
+
+sim::Scenario brown_out_scenario() {
+    sim::Scenario scenario = usual_scenario();
+    scenario.events.push_back(
+        {.kind = sim::Event::Kind::brown_out, .period = {.from_ms = goes_at_ms}});
+    return scenario;
+}
+
+class CtlLossInRealTime : public CtlBoardInRealTime, public testing::WithParamInterface<Loss> {
+ protected:
+    CtlLossInRealTime() : CtlBoardInRealTime(GetParam().scenario()) {}
+};
+
+TEST_P(CtlLossInRealTime, ends_a_tune) {
+    const Outcome run = folder.ctl(tune + "11100M --timeout 10");
+
+    EXPECT_EQ(run.status, 4) << run.err;
+    EXPECT_EQ(parse_json(run.out).at("reason"), GetParam().reason) << run.out;
+    EXPECT_EQ(last_supply_command(), "0x0A w 00");
+}
+
+INSTANTIATE_TEST_SUITE_P(Losses, CtlLossInRealTime,
+                         testing::Values(Loss{"silent", silent_scenario, "bus_lost"},
+                                         Loss{"brown_out", brown_out_scenario, "power_lost"}));
 
 }  // namespace
 }  // namespace tests

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <span>
 
+#include "board/system_time.h"
 #include "ds3000/hw/hdi.h"
 
 namespace tests {
@@ -59,6 +60,9 @@ long MockAdapter::transfer(const std::vector<Message> &messages) {
         }
     }
     transfers_.push_back(text);
+    while (stuck_from != 0 && transfers_.size() >= stuck_from) {
+        board::system_sleep_ns(1'000'000);
+    }
     if (!failures.empty()) {
         const int failure = failures.front();
         failures.pop_front();

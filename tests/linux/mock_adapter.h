@@ -3,6 +3,7 @@
 
 #include <linux/i2c.h>
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <string>
@@ -24,6 +25,9 @@ class MockAdapter final : public MockNode {
     // Results of the next transfers, none of which reaches the bus; an errno, or 0 for a transfer
     // that ends after its first message.
     std::deque<int> failures;
+
+    // From this transfer on none ends before the adapter is freed; 0: all end.
+    std::atomic<std::size_t> stuck_from = 0;
 
     // The board whose chips are on the bus; none: no address is acknowledged.
     void connect(board::Board &board);
