@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "trace/printable.h"
 #include "trace/register_names.h"
 
 namespace trace {
@@ -26,14 +27,12 @@ constexpr std::string_view blanks = " \t\r";
 constexpr std::size_t longest_quote = 60;
 constexpr std::uint64_t longest_seconds = 1'000'000'000'000;
 
-bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
-
 // A piece of a line as a message quotes it: short, and harmless on a terminal.
 std::string quoted(std::string_view text) {
     std::string quote;
     for (const char c : text.substr(0, longest_quote)) {
-        const auto byte = static_cast<unsigned char>(c);
-        quote += is_control(c) || byte > 0x7F ? fmt::format("\\x{:02X}", byte) : std::string(1, c);
+        const bool is_ascii = static_cast<unsigned char>(c) <= 0x7F;
+        quote += is_control(c) || !is_ascii ? byte_escape(c) : std::string(1, c);
     }
     return quote + (text.size() > longest_quote ? "..." : "");
 }
@@ -231,7 +230,7 @@ std::string escaped(std::string_view text) {
         } else if (c == '\t') {
             out += "\\t";
         } else if (is_control(c) || (c == ' ' && at_an_end)) {
-            out += fmt::format("\\x{:02X}", static_cast<unsigned char>(c));
+            out += byte_escape(c);
         } else {
             out += c;
         }
