@@ -126,11 +126,8 @@ class ScenarioError : public std::runtime_error {
 // Reads a channel table; the host lends it. It may throw std::exception; the message is shown.
 using TableReader = std::function<std::vector<broadcast::Transponder>(const std::string &path)>;
 
-// Read a scenario file; docs/scenarios.md describes the format. Throws ScenarioError. Relative
-// table paths are relative to the scenario file.
-Scenario load_scenario(const std::string &path, const TableReader &read_table);
-
-// The same from text; `name` stands for the file in messages.
+// Read a scenario from a file's text; docs/scenarios.md describes the format. `name` is the file's:
+// messages begin with it, and relative table paths are relative to it. Throws ScenarioError.
 Scenario parse_scenario(const std::string &text, const std::string &name,
                         const TableReader &read_table);
 

@@ -9,12 +9,11 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <set>
 #include <string_view>
 
 #include "sim/scenario.h"
+#include "sim/scenario_text.h"
 
 namespace sim {
 
@@ -644,21 +643,13 @@ void Reader::read_identity(Section &section, Fault &fault) {
 
 Scenario parse_scenario(const std::string &text, const std::string &name,
                         const TableReader &read_table) {
+    check_scenario_text(text, name);
     try {
         const toml::table root = toml::parse(text, name);
         return Reader(root, name, read_table).read();
     } catch (const toml::parse_error &error) {
         refuse(name, error.source(), std::string(error.description()));
     }
-}
-
-Scenario load_scenario(const std::string &path, const TableReader &read_table) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file.is_open() || !std::filesystem::is_regular_file(path)) {
-        throw ScenarioError(fmt::format("{}: not a file that can be read", path));
-    }
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
-    return parse_scenario(text, path, read_table);
 }
 
 }  // namespace sim

@@ -18,4 +18,14 @@ std::unique_ptr<HostBoard> open_board(const BoardOptions &options, Console &cons
     return std::make_unique<SimulatedBoard>(options);
 }
 
+std::vector<std::string> files_of_board(const BoardOptions &options) {
+    if (is_linux_uri(options.uri)) {
+        const LinuxAddress address = parse_linux_address(options.uri);
+        return address.gpio ? std::vector{address.i2c_node, address.gpio->node}
+                            : std::vector{address.i2c_node};
+    }
+    return is_replay_uri(options.uri) ? std::vector{recording_of(options.uri)}
+                                      : files_of_world(options);
+}
+
 }  // namespace host

@@ -53,13 +53,12 @@ class HostBoard {
     // What stands in front of the board, once it is attached.
     [[nodiscard]] BoardWatch &watch() { return *watch_; }
 
-    // The work is done: end the trace. Throws Failure (internal_error) when it could not be written
-    // whole, and whatever else a board has to say about the work.
+    // The work is done: end the trace. Throws OutputError when it could not be written whole, and
+    // whatever else a board has to say about the work.
     virtual void finish();
 
  protected:
-    // From now on hdi_* reach this board. Throws Failure (internal_error) for a trace that cannot
-    // be written.
+    // From now on hdi_* reach this board. Throws OutputError for a trace that cannot be written.
     void attach(board::Board &board, const BoardOptions &options);
 
     // hdi_* reach no board any more.

@@ -21,8 +21,6 @@ namespace {
 
 constexpr std::string_view replay_prefix = "replay:";
 
-std::string file_of(const std::string &uri) { return uri.substr(replay_prefix.size()); }
-
 // "11494000k horizontal 22000000 DVB-S2"
 broadcast::Transponder transponder_in(const std::string &text) {
     const std::vector<std::string> words = split_words(text);
@@ -47,7 +45,7 @@ class ReplayedBoard final : public HostBoard {
         : uri_(options.uri),
           console_(console),
           report_(options.replay_report),
-          trace_(file_of(options.uri)),
+          trace_(recording_of(options.uri)),
           board_(trace_.head(), trace_.recording(), clock_),
           listener_([this](std::string_view line) { board_.player().message(line); }) {
         board_.before_each_event(StandardErrorCapture::hand_over);
@@ -61,7 +59,7 @@ class ReplayedBoard final : public HostBoard {
         if (!finished_) {
             const std::optional<trace::Difference> difference = take_difference();
             if (difference && !report_) {
-                console_.error(difference_text(*difference, file_of(uri_)));
+                console_.error(difference_text(*difference, recording_of(uri_)));
             }
         }
     }
@@ -80,7 +78,7 @@ class ReplayedBoard final : public HostBoard {
             return recorded ? std::optional(parse_lnb(*recorded)) : std::nullopt;
         } catch (const ReadingError &problem) {
             throw Failure(ExitStatus::bad_input,
-                          fmt::format("{}: meta lnb: {}", file_of(uri_), problem.what()));
+                          fmt::format("{}: meta lnb: {}", recording_of(uri_), problem.what()));
         }
     }
 
@@ -102,8 +100,8 @@ class ReplayedBoard final : public HostBoard {
         try {
             return recorded ? std::optional(transponder_in(*recorded)) : std::nullopt;
         } catch (const std::exception &problem) {
-            throw Failure(ExitStatus::bad_input,
-                          fmt::format("{}: meta transponder: {}", file_of(uri_), problem.what()));
+            throw Failure(ExitStatus::bad_input, fmt::format("{}: meta transponder: {}",
+                                                             recording_of(uri_), problem.what()));
         }
     }
 
@@ -112,7 +110,7 @@ class ReplayedBoard final : public HostBoard {
         const std::optional<trace::Difference> difference = take_difference();
         HostBoard::finish();
         if (difference && !report_) {
-            throw Failure(ExitStatus::differs, difference_text(*difference, file_of(uri_)));
+            throw Failure(ExitStatus::differs, difference_text(*difference, recording_of(uri_)));
         }
     }
 
@@ -154,6 +152,8 @@ std::string difference_text(const trace::Difference &difference, const std::stri
 }
 
 bool is_replay_uri(const std::string &uri) { return uri.starts_with(replay_prefix); }
+
+std::string recording_of(const std::string &uri) { return uri.substr(replay_prefix.size()); }
 
 std::unique_ptr<HostBoard> open_replayed_board(const BoardOptions &options, Console &console) {
     return std::make_unique<ReplayedBoard>(options, console);

@@ -27,6 +27,9 @@ std::string difference_text(const trace::Difference &difference, const std::stri
 // Whether a board's URI names a recording.
 bool is_replay_uri(const std::string &uri);
 
+// The recording's file.
+std::string recording_of(const std::string &uri);
+
 // A recording as this process's board: replay:FILE. finish() throws Failure (differs) at a
 // difference, unless there is a report to put it in. Time is the recording's.
 // Throws Failure: bad_input for a recording that cannot be read, usage for options that a recording

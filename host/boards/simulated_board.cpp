@@ -4,11 +4,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <stdexcept>
 
 #include "host/tables/catalogue.h"
 #include "host/tables/table.h"
 #include "host/terminal/failure.h"
+#include "host/terminal/input_file.h"
 
 namespace host {
 
@@ -16,6 +18,7 @@ namespace {
 
 constexpr std::string_view scenario_prefix = "sim:";
 constexpr unsigned switch_ports = 4;
+constexpr std::size_t largest_scenario = 16U << 20U;
 
 std::vector<broadcast::Transponder> transponders_of(const std::string &file) {
     return read_table(file).satellite().transponders;
@@ -39,28 +42,60 @@ bool is_the_usual_one(const broadcast::Transponder &transponder) {
            transponder.polarisation == broadcast::Polarisation::horizontal;
 }
 
+// The scenario of a file, whose tables come from this reader.
+sim::Scenario scenario_in(const std::string &file, const sim::TableReader &read_table) {
+    const std::string text = read_input(file, largest_scenario);
+    try {
+        return sim::parse_scenario(text, file, read_table);
+    } catch (const sim::ScenarioError &error) {
+        throw Failure(ExitStatus::bad_input, error.what());
+    }
+}
+
+std::string scenario_of(const std::string &uri) { return uri.substr(scenario_prefix.size()); }
+
+bool names_scenario(const BoardOptions &options) {
+    return options.uri.starts_with(scenario_prefix);
+}
+
 }  // namespace
 
 sim::Scenario read_scenario(const BoardOptions &options) {
     if (is_demo(options)) {
         return demo_scenario(options.switch_port);
     }
-    if (!options.uri.starts_with(scenario_prefix)) {
+    if (!names_scenario(options)) {
         throw Failure(
             ExitStatus::not_loadable,
             fmt::format("board '{}' is not supported by this build; see ds3000-ctl list boards",
                         options.uri));
     }
-    try {
-        return sim::load_scenario(options.uri.substr(scenario_prefix.size()), transponders_of);
-    } catch (const sim::ScenarioError &error) {
-        throw Failure(ExitStatus::bad_input, error.what());
+    return scenario_in(scenario_of(options.uri), transponders_of);
+}
+
+std::vector<std::string> files_of_world(const BoardOptions &options) {
+    std::vector<std::string> files;
+    if (is_demo(options)) {
+        for (const std::filesystem::path &table : demo_tables()) {
+            files.push_back(table.string());
+        }
+    } else if (names_scenario(options)) {
+        files.push_back(scenario_of(options.uri));
+        try {
+            scenario_in(files.front(), [&files](const std::string &table) {
+                files.push_back(table);
+                return transponders_of(table);
+            });
+        } catch (const std::exception &) {
+            // What is wrong with it is said by who needs the world itself.
+            return files;
+        }
     }
+    return files;
 }
 
 std::optional<broadcast::Lnb> scenario_lnb(const BoardOptions &options) {
-    return options.uri.starts_with(scenario_prefix) ? std::optional(read_scenario(options).lnb)
-                                                    : std::nullopt;
+    return names_scenario(options) ? std::optional(read_scenario(options).lnb) : std::nullopt;
 }
 
 SimulatedBoard::SimulatedBoard(const BoardOptions &options)

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "board/clock.h"
 #include "host/boards/board_options.h"
@@ -15,6 +16,10 @@ namespace host {
 
 // The scenario of a board's URI. Throws Failure as the constructor below does.
 sim::Scenario read_scenario(const BoardOptions &options);
+
+// The files that say what the world of a simulated board is like: its scenario and the tables that
+// this names, or the tables of the built-in world. As many as can be found out.
+std::vector<std::string> files_of_world(const BoardOptions &options);
 
 // The LNB of a board's scenario, where a file says what the world is like.
 std::optional<broadcast::Lnb> scenario_lnb(const BoardOptions &options);

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/boards/trace_file.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,6 +16,7 @@
 
 #include "host/terminal/failure.h"
 #include "host/terminal/file.h"
+#include "host/terminal/input_file.h"
 
 namespace host {
 
@@ -32,31 +31,20 @@ constexpr std::size_t part_size = 65536;
     throw Failure(ExitStatus::bad_input, fmt::format("trace {}: {}", file, problem));
 }
 
-bool can_be_read_again(std::FILE *stream) {
-    struct stat status {};
-    return fstat(fileno(stream), &status) == 0 && S_ISREG(status.st_mode);
+File open_trace(const std::string &file) {
+    try {
+        return open_input(file);
+    } catch (const InputError &problem) {
+        throw InputError(fmt::format("trace {}", problem.what()));
+    }
 }
 
 }  // namespace
 
-// What cannot be read twice, such as a pipe, is copied into a file without a name.
 class StoredText {
  public:
-    explicit StoredText(const std::string &file)
-        : file_(file), stream_(std::fopen(file.c_str(), "re")) {
-        if (!stream_) {
-            refuse(file_, std::strerror(errno));
-        }
-        if (can_be_read_again(stream_.get())) {
-            read_through(nullptr);
-        } else {
-            File copy(std::tmpfile());
-            if (!copy) {
-                refuse(file_, std::strerror(errno));
-            }
-            read_through(copy.get());
-            stream_ = std::move(copy);
-        }
+    explicit StoredText(const std::string &file) : file_(file), stream_(open_trace(file)) {
+        read_through();
     }
 
     // The characters at a place, as many as there are and have room; nothing at the end.
@@ -71,7 +59,7 @@ class StoredText {
     }
 
  private:
-    void read_through(std::FILE *copy) {
+    void read_through() {
         std::array<char, part_size> part{};
         std::ptrdiff_t lines = 0;
         while (const std::size_t got = std::fread(part.data(), 1, part.size(), stream_.get())) {
@@ -85,11 +73,8 @@ class StoredText {
             if (size_ > largest_trace) {
                 refuse(file_, fmt::format("larger than {} MiB", largest_trace >> 20U));
             }
-            if (copy != nullptr && std::fwrite(part.data(), 1, got, copy) != got) {
-                refuse(file_, std::strerror(errno));
-            }
         }
-        if (std::ferror(stream_.get()) != 0 || (copy != nullptr && std::fflush(copy) != 0)) {
+        if (std::ferror(stream_.get()) != 0) {
             refuse(file_, std::strerror(errno));
         }
     }

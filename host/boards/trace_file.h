@@ -16,8 +16,8 @@ class StoredText;
 // stay as it is meanwhile.
 class TraceFile {
  public:
-    // Reads it through once. Throws Failure (bad_input) saying what is wrong anywhere in it, with
-    // the file's name and the line's number.
+    // Reads it through once. Throws InputError for a file that cannot be read, and Failure
+    // (bad_input) saying what is wrong anywhere in it, with the file's name and the line's number.
     explicit TraceFile(const std::string &name);
 
     [[nodiscard]] const trace::TraceHead &head() const { return head_; }

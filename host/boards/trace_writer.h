@@ -4,7 +4,7 @@
 #include <string>
 
 #include "board/board.h"
-#include "host/terminal/file.h"
+#include "host/terminal/replaced_file.h"
 #include "host/terminal/stderr_capture.h"
 #include "trace/recorder.h"
 #include "trace/transcript.h"
@@ -15,23 +15,28 @@ namespace host {
 // driver's messages included while they are captured.
 class TraceWriter {
  public:
-    // Throws Failure (internal_error) for a file that cannot be written.
+    // Throws OutputError for a file that cannot be written.
     TraceWriter(board::Board &board, const std::string &file, const trace::TraceHead &head);
+    TraceWriter(const TraceWriter &) = delete;
+    TraceWriter &operator=(const TraceWriter &) = delete;
+
+    // The recording of a session that failed is wanted most: it takes the old one's place too,
+    // unless nothing happened in it.
+    ~TraceWriter();
 
     // The board to attach instead of the one that is recorded.
     [[nodiscard]] board::Board &board() { return recorder_; }
 
-    // Hand everything over to the system. Throws Failure (internal_error) when the file could not
-    // be written whole.
+    // The session is over: the file takes the old one's place. Throws OutputError when it could
+    // not be written whole.
     void finish();
 
  private:
     void write(const std::string &text);
-    [[noreturn]] void fail(const char *what, int error) const;
 
-    std::string name_;
-    File file_;
-    int error_ = 0;  // of the first write that failed
+    ReplacedFile file_;
+    std::string head_;  // until it is written, before the first event
+    bool finished_ = false;
     trace::Recorder recorder_;
     StandardErrorCapture::Listener listener_;
 };

@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iostream>
 #include <memory>
+#include <sstream>
 #include <string_view>
 #include <utility>
 
@@ -39,7 +41,8 @@ constexpr const char *exit_statuses = R"(Exit status:
   8    bad input file
   9    outside the limits
   10   differs: a replay from its recording, a trace from another
-  130  cancelled, partial results written)";
+  130  cancelled, partial results written
+  141  whoever read the output has gone)";
 
 constexpr unsigned highest_port = 4;
 constexpr double least_timeout_s = 0.05;
@@ -113,7 +116,10 @@ void add_global_options(CLI::App &app, GlobalOptions &options) {
                         {"jsonl", Format::jsonl},
                         {"csv", Format::csv}},
                        "text, json, jsonl or csv");
-    app.add_option("-o,--output", options.output, "where the data go; - is standard output");
+    app.add_option(
+        "-o,--output", options.output,
+        "where the data go, in the form of the name's suffix (.json .jsonl .csv; in a scan .conf, "
+        ".html); - is standard output");
     app.add_flag("-q,--quiet", options.quiet, "no notes and no progress, only errors");
     app.add_flag("-v,--verbose", options.verbose, "details, and what the driver says");
     app.add_flag("--real-time", options.real_time, "run at the speed of the wall clock");
@@ -387,6 +393,19 @@ void collect_given(const CLI::App &command, GivenCommands &given) {
     }
 }
 
+// The format that the name of -o asks for, unless --format does. Returns what is wrong with the
+// two; empty when nothing is.
+std::string settle_format(CommandRequest &request) {
+    GlobalOptions &options = request.options;
+    const auto named = options.output ? format_of_name(*options.output) : std::nullopt;
+    if (named && gives_global(request.given, "format") && *named != options.format) {
+        return fmt::format("-o {} asks for another format than --format does; leave --format out",
+                           *options.output);
+    }
+    options.format = named.value_or(options.format);
+    return "";
+}
+
 ExitStatus refuse(const CLI::App &app, const CLI::ParseError &error, Console &console) {
     const auto left_over = app.remaining();
     if (app.get_subcommands().empty() && !left_over.empty() &&
@@ -395,7 +414,15 @@ ExitStatus refuse(const CLI::App &app, const CLI::ParseError &error, Console &co
             fmt::format("'{}' is no subcommand; see ds3000-ctl --help", left_over.front()));
         return ExitStatus::usage;
     }
-    return app.exit(error) == 0 ? ExitStatus::done : ExitStatus::usage;
+    // Its message may repeat what was written; on the console that steers no terminal.
+    std::ostringstream message;
+    const int status = app.exit(error, std::cout, message);
+    if (status == 0) {
+        return ExitStatus::done;
+    }
+    const std::string text = message.str();
+    console.error(text.substr(0, text.find_last_not_of('\n') + 1));
+    return ExitStatus::usage;
 }
 
 }  // namespace
@@ -415,6 +442,10 @@ CommandReading read_command_line(const std::vector<std::string> &words, Console 
         return refuse(app, error, console);
     }
     collect_given(app, request.given);
+    if (const std::string fault = settle_format(request); !fault.empty()) {
+        console.error(fault);
+        return ExitStatus::usage;
+    }
     return request;
 }
 

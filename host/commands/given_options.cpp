@@ -43,6 +43,12 @@ void add_words(const GivenCommand &command, bool arguments, std::vector<std::str
 
 }  // namespace
 
+bool gives_global(const GivenCommands &given, std::string_view name) {
+    const std::vector<GivenOption> &options = given.front().options;
+    return std::any_of(options.begin(), options.end(),
+                       [name](const GivenOption &option) { return option.name == name; });
+}
+
 std::string command_to_repeat(const GivenCommands &given) {
     std::vector<std::string> words;
     for (const GivenCommand &command : given) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace host {
@@ -23,6 +24,9 @@ struct GivenCommand {
 
 // The program itself, then its subcommand, then that one's.
 using GivenCommands = std::vector<GivenCommand>;
+
+// Whether one of the options before or behind the subcommand was given; without dashes.
+bool gives_global(const GivenCommands &given, std::string_view name);
 
 // The command line as words for a shell, as far as it decides what the driver is asked to do:
 // without the program's name, the board, and where data, reports, messages and traces go.

@@ -5,10 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <exception>
-
-#include "host/tables/table.h"
-#include "host/terminal/reading_error.h"
 
 namespace host {
 
@@ -53,28 +49,6 @@ RigOptions Program::rig_options() const {
 
 std::optional<broadcast::Lnb> Program::chosen_lnb() const {
     return options.lnb ? std::optional(parse_lnb(*options.lnb)) : std::nullopt;
-}
-
-ExitStatus run_job(const Job &job, Program &program) {
-    const auto ended_by = [&program](const std::exception &error, ExitStatus status) {
-        program.console.error(error.what());
-        return status;
-    };
-    try {
-        return job(program);
-    } catch (const Failure &failure) {
-        return ended_by(failure, failure.status());
-    } catch (const FormError &error) {
-        return ended_by(error, ExitStatus::usage);
-    } catch (const LimitError &error) {
-        return ended_by(error, ExitStatus::outside_limits);
-    } catch (const TableError &error) {
-        return ended_by(error, ExitStatus::bad_input);
-    } catch (const NoSuchRow &error) {
-        return ended_by(error, ExitStatus::nothing_found);
-    } catch (const std::exception &error) {
-        return ended_by(error, ExitStatus::internal_error);
-    }
 }
 
 }  // namespace host

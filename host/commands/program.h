@@ -66,7 +66,4 @@ struct Program {
 // The work that the command line asks for.
 using Job = std::function<ExitStatus(Program &)>;
 
-// Do the work. The one place where errors become messages and exit statuses.
-ExitStatus run_job(const Job &job, Program &program);
-
 }  // namespace host

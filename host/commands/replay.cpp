@@ -11,6 +11,7 @@
 
 #include "host/boards/replayed_board.h"
 #include "host/boards/trace_file.h"
+#include "host/commands/run_job.h"
 #include "host/terminal/presentation.h"
 #include "host/terminal/shell_words.h"
 

@@ -6,6 +6,7 @@
 #include <variant>
 
 #include "host/commands/command_line.h"
+#include "host/commands/run_job.h"
 
 namespace host {
 

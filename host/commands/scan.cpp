@@ -17,6 +17,7 @@
 #include "host/session/pace.h"
 #include "host/session/rig.h"
 #include "host/tables/catalogue.h"
+#include "host/terminal/same_word.h"
 
 namespace host {
 
@@ -42,8 +43,12 @@ LegsWanted read_wanted(const ScanOptions &options, const Program &program) {
     if (options.all_ports && program.options.switch_port != 0) {
         refuse_usage("scan takes --all-ports or --switch, not both");
     }
-    if (options.report && (*options.report == "-" || options.report == program.options.output)) {
+    if (options.report && *options.report == "-") {
         refuse_usage(fmt::format("--report {}: the page needs a file of its own", *options.report));
+    }
+    if (options.report && program.options.output && has_suffix(*program.options.output, ".html")) {
+        refuse_usage(fmt::format("-o {} is the page already; leave --report out or name another -o",
+                                 *program.options.output));
     }
     LegsWanted wanted;
     if (options.range) {

@@ -7,6 +7,7 @@
 #include "host/report/report.h"
 #include "host/report/scan_output.h"
 #include "host/tables/table_writer.h"
+#include "host/terminal/same_word.h"
 
 namespace host {
 
@@ -18,19 +19,24 @@ void write_text(Output &output, const std::string &text) {
 }
 
 bool names_table(const GlobalOptions &options) {
-    return options.output && options.output->ends_with(".conf");
+    return options.output && has_suffix(*options.output, ".conf");
+}
+
+bool names_page(const GlobalOptions &options) {
+    return options.output && has_suffix(*options.output, ".html");
 }
 
 }  // namespace
 
 ScanDestinations::ScanDestinations(const GlobalOptions &options,
                                    const std::optional<std::string> &report)
-    : data_(options.format, names_table(options) ? std::nullopt : options.output) {
+    : data_(options.format,
+            names_table(options) || names_page(options) ? std::nullopt : options.output) {
     if (names_table(options)) {
         table_.emplace(Format::text, options.output);
     }
-    if (report) {
-        report_.emplace(Format::text, report);
+    if (const auto page = names_page(options) ? options.output : report) {
+        report_.emplace(Format::text, page);
     }
 }
 

@@ -10,8 +10,8 @@
 
 namespace host {
 
-// Where the data of a scan go. With -o NAME.conf the file gets a channel table, and standard output
-// the data.
+// Where the data of a scan go. With -o NAME.conf the file gets a channel table, with -o NAME.html
+// the page, and standard output the data.
 class ScanDestinations {
  public:
     // report: the file of the page. All are opened at once, so that one that cannot be written

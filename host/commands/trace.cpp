@@ -92,7 +92,7 @@ void show_lines(Output &output, trace::TraceReader trace) {
 // A value as it stands in a document, so many steps in.
 std::string indented(const Json &value, std::size_t steps) {
     std::string text;
-    for (const char c : value.dump(2, ' ', false, Json::error_handler_t::replace)) {
+    for (const char c : json_text(value)) {
         text += c;
         if (c == '\n') {
             text.append(2 * steps, ' ');
@@ -252,7 +252,7 @@ ExitStatus diff_traces(Program &program, const TraceDiffOptions &options) {
 
 ExitStatus export_trace(Program &program, const TraceExportOptions &options) {
     program.honour_only("trace export", {});
-    if (program.options.format != Format::text) {
+    if (gives_global(program.given, "format")) {
         refuse_usage("trace export has its form from --to, not --format");
     }
     const trace::Trace trace = read_trace(options.file);

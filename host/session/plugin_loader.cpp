@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "host/terminal/failure.h"
+#include "host/terminal/input_file.h"
 
 namespace host {
 
@@ -85,6 +86,13 @@ std::filesystem::path plugin_file(const std::optional<std::string> &named) {
 void Plugin::Close::operator()(void *handle) const { dlclose(handle); }
 
 Plugin::Plugin(const std::filesystem::path &file) : file_(std::filesystem::absolute(file)) {
+    try {
+        // The loader would wait for a pipe's other end.
+        require_regular_file(file_.string());
+    } catch (const InputError &problem) {
+        throw Failure(ExitStatus::not_loadable,
+                      fmt::format("the plug-in cannot be loaded: {}", problem.what()));
+    }
     handle_.reset(dlopen(file_.c_str(), RTLD_NOW | RTLD_LOCAL));
     if (!handle_) {
         throw Failure(ExitStatus::not_loadable,

@@ -2,6 +2,7 @@
 #include "host/session/rig.h"
 
 #include "host/session/lock_wait.h"
+#include "host/terminal/replaced_file.h"
 
 namespace host {
 
@@ -80,6 +81,8 @@ ExitStatus Workbench::live(BoardWatch::Work work, const std::function<ExitStatus
             log_.show_recent(driver_heading);
         }
         throw;
+    } catch (const OutputError &) {
+        throw;  // a full disk is not the driver's doing
     } catch (const std::exception &) {
         log_.show_recent(driver_heading);
         throw;

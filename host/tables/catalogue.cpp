@@ -93,28 +93,40 @@ std::vector<std::filesystem::path> installed_tables() {
     return files;
 }
 
+std::filesystem::path installed_or_named(const std::string &name) {
+    std::error_code error;
+    const bool is_plain = !name.empty() && name.find('/') == std::string::npos;
+    const bool is_installed = is_plain && !std::filesystem::exists(name, error) &&
+                              std::filesystem::exists(table_folder() / name, error);
+    return is_installed ? table_folder() / name : std::filesystem::path(name);
+}
+
 std::filesystem::path find_table(const std::string &name) {
     std::error_code error;
-    if (std::filesystem::exists(name, error)) {
-        return name;
+    if (std::filesystem::path file = installed_or_named(name);
+        std::filesystem::exists(file, error)) {
+        return file;
     }
     const bool is_path = name.find('/') != std::string::npos;
-    if (!is_path && !name.empty() && std::filesystem::exists(table_folder() / name, error)) {
-        return table_folder() / name;
-    }
     throw TableError(fmt::format("{}: there is no such table{}", name,
                                  is_path ? ""
                                          : fmt::format(", neither as a file nor in {}{}",
                                                        table_folder().string(), names_like(name))));
 }
 
+std::vector<std::filesystem::path> demo_tables() {
+    std::vector<std::filesystem::path> files = installed_tables();
+    std::erase_if(files, [](const std::filesystem::path &file) {
+        return !file.filename().string().ends_with(demo_position);
+    });
+    return files;
+}
+
 broadcast::Satellite demo_satellite() {
     broadcast::Satellite satellite{demo_name, {}};
-    for (const auto &file : installed_tables()) {
-        if (file.filename().string().ends_with(demo_position)) {
-            for (broadcast::Transponder &transponder : read_table(file).satellite().transponders) {
-                satellite.transponders.push_back(std::move(transponder));
-            }
+    for (const auto &file : demo_tables()) {
+        for (broadcast::Transponder &transponder : read_table(file).satellite().transponders) {
+            satellite.transponders.push_back(std::move(transponder));
         }
     }
     return satellite.transponders.empty() ? short_list() : satellite;

@@ -5,16 +5,12 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <charconv>
 #include <cstdint>
-#include <cstdio>
-#include <cstring>
 #include <optional>
 #include <utility>
 
 #include "host/tables/vocabulary.h"
-#include "host/terminal/file.h"
 
 namespace host {
 
@@ -101,32 +97,6 @@ void add_line(TableGroup &group, std::string_view line, unsigned number, std::st
     group.lines.push_back(std::move(*pair));
 }
 
-std::string read_file(const std::filesystem::path &path) {
-    std::error_code error;
-    const auto status = std::filesystem::status(path, error);
-    if (!std::filesystem::exists(status)) {
-        refuse(path.string(), "there is no such file");
-    }
-    if (!std::filesystem::is_regular_file(status) && !std::filesystem::is_fifo(status)) {
-        refuse(path.string(), std::filesystem::is_directory(status)
-                                  ? "is a folder, not a table"
-                                  : "is no regular file, so no table");
-    }
-    const File file(std::fopen(path.c_str(), "re"));
-    if (!file) {
-        refuse(path.string(), std::strerror(errno));
-    }
-    std::string text;
-    std::array<char, 65536> part{};
-    for (std::size_t got = 0; (got = std::fread(part.data(), 1, part.size(), file.get())) > 0;) {
-        text.append(part.data(), got);
-        if (text.size() > largest_file) {
-            refuse(path.string(), "is larger than 16 MiB, so no table");
-        }
-    }
-    return text;
-}
-
 }  // namespace
 
 const TableLine *TableGroup::find(std::string_view key) const {
@@ -180,7 +150,7 @@ std::vector<TableGroup> split_table(std::string_view text, std::string_view name
 }
 
 std::vector<TableGroup> read_table_groups(const std::filesystem::path &file) {
-    return split_table(read_file(file), file.string());
+    return split_table(read_input(file.string(), largest_file), file.string());
 }
 
 }  // namespace host

@@ -8,13 +8,13 @@
 #include <string_view>
 #include <vector>
 
-#include "host/terminal/reading_error.h"
+#include "host/terminal/input_file.h"
 
 namespace host {
 
 // Why a file is no channel table, or is not there.
-class TableError : public ReadingError {
-    using ReadingError::ReadingError;
+class TableError : public InputError {
+    using InputError::InputError;
 };
 
 struct TableLine {

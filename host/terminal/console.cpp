@@ -5,6 +5,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "trace/printable.h"
+
 namespace host {
 
 Console::Console()
@@ -43,7 +45,7 @@ void Console::progress(std::string_view text) {
     }
     const std::lock_guard lock(mutex_);
     // A line that wraps could not be written over.
-    fmt::print(people_.get(), "\r{}\x1b[K", text.substr(0, columns() - 1));
+    fmt::print(people_.get(), "\r{}\x1b[K", trace::printable(text).substr(0, columns() - 1));
     std::fflush(people_.get());
     progress_shown_ = true;
 }
@@ -61,7 +63,7 @@ void Console::say(std::string_view text) {
     }
     const std::lock_guard lock(mutex_);
     clear_progress();
-    fmt::print(people_.get(), "{}", text);
+    fmt::print(people_.get(), "{}", trace::printable(text));
     std::fflush(people_.get());
 }
 

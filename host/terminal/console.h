@@ -11,7 +11,8 @@
 namespace host {
 
 // Messages for people, on the standard error that the program was started with; they come through
-// while a StandardErrorCapture is in force. Any thread may have one.
+// while a StandardErrorCapture is in force. What would steer a terminal is escaped whoever wrote
+// it. Any thread may have one.
 class Console {
  public:
     Console();

@@ -1,24 +1,22 @@
 // SPDX-License-Identifier: MIT
 #include "host/terminal/driver_log.h"
 
-#include <fmt/format.h>
-
-#include <cerrno>
-#include <cstring>
-
-#include "host/terminal/output.h"
-
 namespace host {
 
 DriverLog::DriverLog(const std::optional<std::string> &target, Console &console)
     : console_(console), keeps_recent_(!target), live_(target == "-") {
     if (target && *target != "-" && *target != "none") {
-        name_ = *target;
-        file_.reset(std::fopen(name_.c_str(), "we"));
-        if (!file_) {
-            throw OutputError(
-                fmt::format("driver log {} cannot be written: {}", name_, std::strerror(errno)));
+        file_.emplace("driver log", *target);
+    }
+}
+
+DriverLog::~DriverLog() {
+    try {
+        if (file_ && !file_->empty()) {
+            finish();
         }
+    } catch (const OutputError &error) {
+        console_.error(error.what());
     }
 }
 
@@ -27,7 +25,8 @@ void DriverLog::add(const std::string &lines) {
         return;
     }
     if (file_) {
-        std::fwrite(lines.data(), 1, lines.size(), file_.get());
+        file_->write(lines);
+        file_->flush();
     } else if (live_ || (keeps_recent_ && console_.verbose())) {
         console_.driver_lines(lines);
     } else if (keeps_recent_) {
@@ -44,9 +43,9 @@ void DriverLog::show_recent(std::string_view heading) {
 }
 
 void DriverLog::finish() {
-    if (file_ && (std::fflush(file_.get()) != 0 || std::ferror(file_.get()) != 0)) {
-        throw OutputError(
-            fmt::format("driver log {} cannot be written whole: {}", name_, std::strerror(errno)));
+    if (file_) {
+        file_->publish();
+        file_.reset();
     }
 }
 

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "host/terminal/console.h"
-#include "host/terminal/file.h"
+#include "host/terminal/replaced_file.h"
 
 namespace host {
 
@@ -14,8 +14,14 @@ namespace host {
 class DriverLog {
  public:
     // Nothing: shown on failure and under -v. "-": to standard error as they come. "none": nowhere.
-    // Else a file. Throws OutputError when that cannot be written.
+    // Else a file, which takes the old one's place at the end. Throws OutputError when it cannot be
+    // written.
     DriverLog(const std::optional<std::string> &target, Console &console);
+    DriverLog(const DriverLog &) = delete;
+    DriverLog &operator=(const DriverLog &) = delete;
+
+    // What the driver said in a session that failed is wanted most.
+    ~DriverLog();
 
     void add(const std::string &lines);
 
@@ -23,14 +29,14 @@ class DriverLog {
     void show_recent(std::string_view heading);
     void forget_recent() { recent_.clear(); }
 
+    // That was all. Throws OutputError when the file could not be written whole.
     void finish();
 
  private:
     Console &console_;
     bool keeps_recent_;
     bool live_;
-    std::string name_;
-    File file_;
+    std::optional<ReplacedFile> file_;
     std::string recent_;
 };
 

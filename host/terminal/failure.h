@@ -19,6 +19,7 @@ enum class ExitStatus : int {
     outside_limits = 9,
     differs = 10,
     cancelled = 130,
+    reader_gone = 141,  // as a shell says of a program that SIGPIPE ended
 };
 
 // Why the program ends: the exit status and the sentence for the person.

@@ -3,54 +3,80 @@
 
 #include <fmt/format.h>
 
-#include <cerrno>
-#include <cstring>
+#include <cstddef>
+#include <utility>
+
+#include "host/terminal/same_word.h"
+#include "trace/printable.h"
 
 namespace host {
 
-Output::Output(Format format, const std::optional<std::string> &file)
-    : format_(format), name_(file && *file != "-" ? *file : "standard output") {
-    file_.reset(file && *file != "-" ? std::fopen(file->c_str(), "we") : stdout);
-    if (!file_) {
-        fail();
+namespace {
+
+bool is_file(const std::optional<std::string> &name) { return name && *name != "-"; }
+
+}  // namespace
+
+std::optional<Format> format_of_name(std::string_view file) {
+    for (const auto &[suffix, format] :
+         {std::pair(".json", Format::json), std::pair(".jsonl", Format::jsonl),
+          std::pair(".csv", Format::csv)}) {
+        if (has_suffix(file, suffix)) {
+            return format;
+        }
     }
+    return std::nullopt;
 }
+
+Output::Output(Format format, const std::optional<std::string> &file)
+    : format_(format),
+      file_(is_file(file) ? ReplacedFile("", *file) : ReplacedFile::standard_output()) {}
 
 void Output::line(std::string_view text) {
     write(text);
     write("\n");
 }
 
-void Output::json(const Json &value) {
-    const int indent = format_ == Format::jsonl ? -1 : 2;
-    // Names from a table may be in any encoding; what is no UTF-8 is shown as such.
-    line(value.dump(indent, ' ', false, Json::error_handler_t::replace));
-}
+void Output::json(const Json &value) { line(json_text(value, format_ == Format::jsonl)); }
 
 void Output::csv_row(const std::vector<std::string> &fields) {
     std::string row;
     for (const std::string &field : fields) {
-        row += csv_field(field);
+        row += csv_field(trace::printable(field));
         row += ',';
     }
     row.resize(row.size() - (row.empty() ? 0 : 1));
     line(row);
 }
 
-void Output::finish() {
-    if (std::fflush(file_.get()) != 0) {
-        fail();
-    }
+void Output::flush() {
+    file_.flush();
+    file_.check();
 }
 
 void Output::write(std::string_view text) {
-    if (std::fwrite(text.data(), 1, text.size(), file_.get()) != text.size()) {
-        fail();
-    }
+    file_.write(trace::printable(text));
+    file_.check();
 }
 
-void Output::fail() const {
-    throw OutputError(fmt::format("{} cannot be written: {}", name_, std::strerror(errno)));
+std::string json_text(const Json &value, bool on_one_line) {
+    const std::string text =
+        value.dump(on_one_line ? -1 : 2, ' ', false, Json::error_handler_t::replace);
+    std::string escaped;
+    escaped.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        // The library leaves DEL and U+0080 to U+009F as they are.
+        const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+        if (text[i] == '\x7F') {
+            escaped += "\\u007f";
+        } else if (text[i] == '\xC2' && next < 0xA0) {
+            escaped += fmt::format("\\u{:04x}", next);
+            ++i;
+        } else {
+            escaped += text[i];
+        }
+    }
+    return escaped;
 }
 
 std::string csv_field(std::string_view text) {

@@ -14,4 +14,10 @@ inline bool same_word(std::string_view a, std::string_view b) {
     });
 }
 
+// Whether a file's name ends in this suffix, in capitals or not.
+inline bool has_suffix(std::string_view name, std::string_view suffix) {
+    return name.size() > suffix.size() &&
+           same_word(name.substr(name.size() - suffix.size()), suffix);
+}
+
 }  // namespace host

@@ -101,7 +101,7 @@ TEST_F(CtlRefusal, hardware_that_is_absent_or_another_one) {
 
 TEST_F(CtlRefusal, plug_ins_that_cannot_be_loaded) {
     write_file("text.so", "this is no library");
-    expect("info --plugin missing.so", 3, "cannot open shared object file");
+    expect("info --plugin missing.so", 3, "missing.so: No such file or directory");
     expect("info --plugin text.so", 3, "cannot be loaded");
     const std::string wrong = "info --plugin " DS3000_WRONG_PLUGINS "/";
     expect(wrong + "symbol.so", 3, "a_function_that_no_host_has");

@@ -394,7 +394,7 @@ TEST_F(CtlScan, refuses_what_it_cannot_do) {
     expect("--compare no-such-table", 8, "no-such-table");
     expect("--report /no/such/folder/x.html", 1, "cannot be written");
     expect("--report -", 2, "a file of its own");
-    expect("--report same -o same", 2, "a file of its own");
+    expect("--report same -o same", 2, "each needs its own");
 }
 
 TEST_F(CtlScan, leaves_the_lnb_supply_off) {
@@ -437,7 +437,7 @@ TEST_F(CtlScan, ctrl_c_ends_cleanly_with_what_is_there) {
     const Outcome run = shell(
         "\"$CTL\" scan --real-time --board sim:world.toml --trace trace --format json "
         "--compare Known -o out.json --report page.html &\n"
-        "while ! grep -q 'write demod 9A 80' trace; do sleep 0.05; done 2>/dev/null\n"
+        "while ! grep -q 'write demod 9A 80' trace.part; do sleep 0.05; done 2>/dev/null\n"
         "kill -INT $!\nwait $!");
 
     EXPECT_EQ(run.status, 130) << run.err;

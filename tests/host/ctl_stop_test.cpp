@@ -15,7 +15,7 @@ using testing::HasSubstr;
 std::string stopped_by(const std::string &signal, const std::string &command) {
     return "\"$CTL\" " + command +
            " --real-time --trace trace >out 2>err &\n"
-           "while ! grep -q 'gpio 6 1' trace; do sleep 0.02; done 2>/dev/null\n"
+           "while ! grep -q 'gpio 6 1' trace.part && kill -0 $!; do sleep 0.02; done 2>/dev/null\n"
            "begin=$(date +%s%N)\nkill -" +
            signal + " $!\nwait $!\nstatus=$?\necho $((($(date +%s%N) - begin) / 1000000))\n" +
            "exit $status";
@@ -47,7 +47,7 @@ INSTANTIATE_TEST_SUITE_P(Signals, CtlStopSignal, testing::Values("INT", "TERM", 
 TEST_F(CtlStop, nohup_is_respected) {
     const Outcome run = shell(
         "trap '' HUP\n\"$CTL\" tune Astra-19.2E 1 --real-time --trace trace >out 2>err &\n"
-        "while ! grep -q 'gpio 6 1' trace; do sleep 0.02; done 2>/dev/null\n"
+        "while ! grep -q 'gpio 6 1' trace.part && kill -0 $!; do sleep 0.02; done 2>/dev/null\n"
         "kill -HUP $!\nwait $!");
     EXPECT_EQ(run.status, 0) << read_file("err");
 }
@@ -74,7 +74,8 @@ TEST_F(CtlStop, a_doctor_who_is_stopped_calls_nothing_good) {
 TEST_F(CtlStop, an_hour_of_standby_is_not_waited_for) {
     const Outcome run = shell(
         "\"$CTL\" doctor --watch 0 --standby 3600 --real-time --trace trace >out 2>err &\n"
-        "while ! grep -q 'gpio 6 0' trace; do sleep 0.02; done 2>/dev/null\nkill -INT $!\nwait $!");
+        "while ! grep -q 'gpio 6 0' trace.part && kill -0 $!; do sleep 0.02; done "
+        "2>/dev/null\nkill -INT $!\nwait $!");
     EXPECT_EQ(run.status, 130) << read_file("err");
 }
 

@@ -191,7 +191,8 @@ TEST_F(CtlUnicable, ctrl_c_still_writes_what_the_search_found) {
     const Outcome run = shell(
         "\"$CTL\" unicable detect --real-time --board sim:unit.toml --from 1198 --to 1228 "
         "--identify --trace trace --format json &\n"
-        "while ! grep -q 'write demod A5 5A' trace; do sleep 0.05; done 2>/dev/null\n"
+        "while ! grep -q 'write demod A5 5A' trace.part && kill -0 $!; do sleep 0.02; done "
+        "2>/dev/null\n"
         "kill -INT $!\nwait $!");
 
     EXPECT_EQ(run.status, 130);
@@ -324,7 +325,7 @@ TEST_F(CtlUnicable, auto_that_is_cancelled_ends_with_the_search) {
     const Outcome run = shell(
         "\"$CTL\" unicable tune --user-band auto --real-time --board sim:unit.toml --trace trace " +
         std::string(vertical_high.numbers) +
-        " &\nwhile ! grep -q 'gpio 6 1' trace; do sleep 0.05; done 2>/dev/null\n"
+        " &\nwhile ! grep -q 'gpio 6 1' trace.part && kill -0 $!; do sleep 0.02; done 2>/dev/null\n"
         "kill -INT $!\nwait $!");
     EXPECT_EQ(run.status, 130);
     EXPECT_EQ(run.err, "ds3000-ctl: cancelled while a user band was searched for\n");

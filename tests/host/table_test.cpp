@@ -44,7 +44,7 @@ std::string whole_row() { return row_with("NO_SUCH_KEY", ""); }
 std::string refusal_of_file(const std::filesystem::path &file) {
     try {
         read_table(file);
-    } catch (const TableError &error) {
+    } catch (const InputError &error) {
         return error.what();
     }
     return "accepted";
@@ -308,7 +308,7 @@ TEST(Table, what_is_no_file_is_refused) {
     EXPECT_THAT(refusal_of_file("/"), HasSubstr("is a folder"));
     EXPECT_THAT(refusal_of_file("/dev/null"), HasSubstr("no regular file"));
     EXPECT_THAT(refusal_of_file("/dev/zero"), HasSubstr("no regular file"));
-    EXPECT_THAT(refusal_of_file("/no/such/file"), HasSubstr("no such file"));
+    EXPECT_THAT(refusal_of_file("/no/such/file"), HasSubstr("No such file"));
 }
 
 // Two transponders on one frequency, a named one beside them, and a repeated row.

@@ -4,8 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "tests/sim/receiver_test.h"
 
 namespace tests {
@@ -209,16 +207,37 @@ TEST(ScenarioFile, absolute_table_paths_stay) {
     EXPECT_EQ(asked, "/usr/share/t");
 }
 
-TEST(ScenarioFile, load_reads_a_file) {
-    const std::string path = testing::TempDir() + "/scenario_test.toml";
-    std::ofstream(path) << "seed = 9\n";
-
-    EXPECT_EQ(sim::load_scenario(path, no_table).seed, 9U);
+TEST(ScenarioFile, text_outside_of_comments_and_strings_is_ascii) {
+    EXPECT_THAT(error_of("seed = 1\nseed\xC3\xA9 = 2\n"),
+                HasSubstr("dir/test.toml:2: a character"));
+    EXPECT_THAT(error_of("\n\nseed = 1\xCC\x81\n"), HasSubstr("dir/test.toml:3: a character"));
+    EXPECT_THAT(error_of("[noise]\xA0\n"), HasSubstr("dir/test.toml:1: a character"));
+    EXPECT_THAT(error_of("''\xC3\xA9"), HasSubstr("dir/test.toml:1: a character"));
+    EXPECT_THAT(error_of("\"\"\"a\"\"\"\"\xC3\xA9"), HasSubstr("dir/test.toml:1: a character"));
 }
 
-TEST(ScenarioFile, load_of_a_missing_file_is_refused) {
-    EXPECT_THROW(sim::load_scenario("/nonexistent.toml", no_table), sim::ScenarioError);
-    EXPECT_THROW(sim::load_scenario("/", no_table), sim::ScenarioError);
+TEST(ScenarioFile, control_characters_are_refused_everywhere) {
+    EXPECT_THAT(error_of("seed = 1\x1B[31m"),
+                HasSubstr("dir/test.toml:1: a control character (0x1B)"));
+    EXPECT_THAT(error_of("# \x07"), HasSubstr("dir/test.toml:1: a control character (0x07)"));
+    EXPECT_THAT(error_of("\n[[satellite]]\nname = \"a\x1B\""),
+                HasSubstr("dir/test.toml:3: a control character (0x1B)"));
+    EXPECT_THAT(error_of("[[satellite]]\nname = '''\n\n\x7F'''"),
+                HasSubstr("dir/test.toml:4: a control character (0x7F)"));
+    EXPECT_THAT(error_of("seed = 1\rseed = 2"), HasSubstr("a control character (0x0D)"));
+    EXPECT_THAT(error_of(std::string("seed = 1\0", 9)), HasSubstr("a control character (0x00)"));
+}
+
+TEST(ScenarioFile, comments_and_strings_hold_any_text) {
+    const Scenario scenario = parse(
+        "\xEF\xBB\xBF# 19.2\xC2\xB0\r\n[[satellite]] # it\"s\n\tname = \"T\xC3\xBCrk \\\" # no "
+        "comment\"\n"
+        "[[satellite]]\nname = '''\nit's \xC2\xB0\n'''\n[[satellite]]\nname = '\\' # \xC2\xB0\n");
+
+    ASSERT_EQ(scenario.satellites.size(), 3U);
+    EXPECT_EQ(scenario.satellites[0].name, "T\xC3\xBCrk \" # no comment");
+    EXPECT_EQ(scenario.satellites[1].name, "it's \xC2\xB0\n");
+    EXPECT_EQ(scenario.satellites[2].name, "\\");
 }
 
 struct Mistake {
