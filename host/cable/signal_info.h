@@ -17,6 +17,8 @@ struct SignalInfo {
     std::optional<broadcast::RollOff> roll_off;
     std::optional<bool> pilots;  // DVB-S2 only
     std::optional<bool> inverted;
+
+    bool operator==(const SignalInfo &) const = default;
 };
 
 // Ask the chip layer, which must hold a locked channel.

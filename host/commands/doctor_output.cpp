@@ -5,10 +5,9 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <string_view>
 #include <utility>
-
-#include "host/terminal/presentation.h"
 
 namespace host {
 
@@ -44,68 +43,57 @@ std::string_view no_diagnosis(const Findings &findings) {
     return findings.cancelled() ? "cancelled" : "healthy";
 }
 
-void write_diagnosis(Output &output, const Findings &findings, const Json & /*about*/) {
+void write_diagnosis(Output &output, const Findings &findings) {
     const Finding *diagnosis = findings.diagnosis();
     output.line(diagnosis == nullptr ? fmt::format("diagnosis: {}", no_diagnosis(findings))
                                      : fmt::format("diagnosis: {}; see {}", diagnosis->cause_name(),
                                                    diagnosis->step.name()));
 }
 
-void write_heads(Output &output) { write_csv(output, sheet_of<Finding>(finding_columns, {})); }
-
-void write_row(Output &output, const Finding &finding) {
-    output.csv_row(sheet_of<Finding>(finding_columns, {finding}).rows.front());
-}
-
-void write_whole(Output &output, const Findings &findings, const Json &about) {
-    Json json = tagged("ds3000.doctor/1", about);
-    json["steps"] = Json::array();
-    for (const Finding &finding : findings.all()) {
-        json["steps"].push_back(json_of(finding));
-    }
-    json["result"] = to_string(findings.health());
+// What is said of the whole, behind what it is about.
+Json summary_of(const Findings &findings, Json about) {
     const Finding *diagnosis = findings.diagnosis();
-    json["diagnosis"] = diagnosis == nullptr ? no_diagnosis(findings) : diagnosis->cause_name();
-    output.json(json);
+    about["result"] = to_string(findings.health());
+    about["diagnosis"] = diagnosis == nullptr ? no_diagnosis(findings) : diagnosis->cause_name();
+    return about;
 }
 
-void nothing_first(Output & /*output*/) {}
-void nothing_yet(Output & /*output*/, const Finding & /*finding*/) {}
-void nothing_more(Output & /*output*/, const Findings & /*findings*/, const Json & /*about*/) {}
+Json whole_of(const Findings &findings, const Json &about) {
+    Json steps{{"steps", Json::array()}};
+    for (const Finding &finding : findings.all()) {
+        steps["steps"].push_back(json_of(finding));
+    }
+    Json json = tagged("ds3000.doctor/1", about);
+    json.update(steps);
+    return summary_of(findings, std::move(json));
+}
+
+std::vector<std::string> columns() {
+    std::vector<std::string> names;
+    std::transform(finding_columns.begin(), finding_columns.end(), std::back_inserter(names),
+                   [](const Column<Finding> &column) { return column.name; });
+    return names;
+}
 
 }  // namespace
 
-// What a format shows before the first finding, of each, and after the last.
-struct ExaminationWriter::Form {
-    void (*begin)(Output &);
-    void (*each)(Output &, const Finding &);
-    void (*end)(Output &, const Findings &, const Json &about);
-};
+ExaminationWriter::ExaminationWriter(Output &output) : rows_(output, columns()) {}
 
-const ExaminationWriter::Form &ExaminationWriter::form_of(Format format) {
-    static constexpr Form for_people{nothing_first, write_lines, write_diagnosis};
-    static constexpr Form for_spreadsheets{write_heads, write_row, nothing_more};
-    static constexpr Form for_programs{nothing_first, nothing_yet, write_whole};
-    switch (format) {
-        case Format::text:
-            return for_people;
-        case Format::csv:
-            return for_spreadsheets;
-        default:
-            return for_programs;
-    }
+void ExaminationWriter::write(const Finding &finding) {
+    rows_.show(
+        {.text = [&](Output &text) { write_lines(text, finding); },
+         .line = [&] { return tagged("ds3000.doctor.step/1", json_of(finding)); },
+         .cells = [&] { return sheet_of<Finding>(finding_columns, {finding}).rows.front(); }});
 }
-
-ExaminationWriter::ExaminationWriter(Output &output)
-    : output_(output), form_(form_of(output.format())) {
-    form_.begin(output_);
-}
-
-void ExaminationWriter::write(const Finding &finding) { form_.each(output_, finding); }
 
 void ExaminationWriter::finish(const Findings &findings, const Json &about) {
-    form_.end(output_, findings, about);
-    output_.finish();
+    rows_.finish({.text = [&](Output &text) { write_diagnosis(text, findings); },
+                  .json = [&] { return whole_of(findings, about); },
+                  .lines =
+                      [&] {
+                          return std::vector{
+                              tagged("ds3000.doctor.summary/1", summary_of(findings, about))};
+                      }});
 }
 
 }  // namespace host

@@ -2,12 +2,12 @@
 #pragma once
 
 #include "host/doctor/findings.h"
-#include "host/terminal/output.h"
+#include "host/terminal/presentation.h"
 
 namespace host {
 
-// Writes an examination in the output's format: people and spreadsheets get each finding as it
-// comes, programs get the whole at the end.
+// Writes an examination in the output's format: each finding as it comes, then the diagnosis; JSON
+// as a whole at the end.
 class ExaminationWriter {
  public:
     explicit ExaminationWriter(Output &output);
@@ -18,11 +18,7 @@ class ExaminationWriter {
     void finish(const Findings &findings, const Json &about);
 
  private:
-    struct Form;
-    static const Form &form_of(Format format);
-
-    Output &output_;
-    const Form &form_;
+    RowStream rows_;
 };
 
 }  // namespace host

@@ -191,12 +191,18 @@ ExitStatus run_scan(Program &program, const ScanOptions &options) {
     set_up.board.switch_port = wanted.ports.front();
     ChipRig rig(set_up, program.console);
     const ScanPlan plan = plan_scan(program, options, std::move(wanted), table, rig);
-    ScanDestinations destinations(program.options, options.report);
+    ScanDestinations destinations(program.options, options.report, table.has_value());
     arrange_world(rig, plan);
     const ScanSettings settings{options.algorithm, static_cast<std::uint8_t>(options.passes)};
     return rig.run([&](ChipSession &session) {
         const std::uint64_t begin_ns = now_ns();
-        ScanRunner runner(rig, program.console, settings, destinations.wants_report());
+        ScanRunner runner(rig, program.console, settings, destinations.wants_report(),
+                          [&](ScanResult so_far) {
+                              if (table) {
+                                  add_comparison(so_far, *table, rig.board());
+                              }
+                              destinations.show(so_far);
+                          });
         ScanResult result = runner.run(session, plan.wanted.lnb, plan.legs);
         if (table) {
             add_comparison(result, *table, rig.board());

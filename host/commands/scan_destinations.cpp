@@ -1,11 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/commands/scan_destinations.h"
 
-#include <exception>
-#include <functional>
-
 #include "host/report/report.h"
-#include "host/report/scan_output.h"
 #include "host/tables/table_writer.h"
 #include "host/terminal/same_word.h"
 
@@ -29,9 +25,10 @@ bool names_page(const GlobalOptions &options) {
 }  // namespace
 
 ScanDestinations::ScanDestinations(const GlobalOptions &options,
-                                   const std::optional<std::string> &report)
+                                   const std::optional<std::string> &report, bool compares)
     : data_(options.format,
-            names_table(options) || names_page(options) ? std::nullopt : options.output) {
+            names_table(options) || names_page(options) ? std::nullopt : options.output),
+      writer_(data_, compares) {
     if (names_table(options)) {
         table_.emplace(Format::text, options.output);
     }
@@ -40,25 +37,36 @@ ScanDestinations::ScanDestinations(const GlobalOptions &options,
     }
 }
 
+void ScanDestinations::attempt(const std::function<void()> &writing) {
+    try {
+        writing();
+    } catch (const OutputError &) {
+        failure_ = failure_ ? failure_ : std::current_exception();
+    }
+}
+
+void ScanDestinations::show(const ScanResult &so_far) {
+    if (!failure_) {
+        attempt([&] { writer_.show(so_far); });
+    }
+    if (failure_ && !table_ && !report_) {
+        std::rethrow_exception(failure_);
+    }
+}
+
 void ScanDestinations::write(const ScanResult &result, const std::string &title,
                              const std::string &board) {
-    std::exception_ptr failure;
-    const auto attempt = [&failure](const std::function<void()> &writing) {
-        try {
-            writing();
-        } catch (const OutputError &) {
-            failure = failure ? failure : std::current_exception();
-        }
-    };
-    attempt([&] { write_scan(data_, result); });
+    if (!failure_) {
+        attempt([&] { writer_.finish(result); });
+    }
     if (table_) {
         attempt([&] { write_text(*table_, table_text(table_rows(result))); });
     }
     if (report_) {
         attempt([&] { write_text(*report_, report_page(page_of(result, title, board))); });
     }
-    if (failure) {
-        std::rethrow_exception(failure);
+    if (failure_) {
+        std::rethrow_exception(failure_);
     }
 }
 

@@ -84,8 +84,10 @@ ExitStatus run_sweep(Program &program, const SweepOptions &options) {
         options.as_wired && simulated != nullptr && simulated->is_demo()) {
         rig.point_at(demo_satellite(), set_up.board.switch_port);
     }
+    SweepWriter writer(output, program.options.verbose);
     return rig.run([&](Session &session) {
-        SweepRunner runner(program, rig, tables, options.as_wired);
+        SweepRunner runner(program, rig, tables, options.as_wired,
+                           [&writer](const SweptRow &row) { writer.write(row); });
         runner.run(session);
         const SweepReport report{tables,
                                  runner.take_rows(),
@@ -93,7 +95,7 @@ ExitStatus run_sweep(Program &program, const SweepOptions &options) {
                                  rig.cut_short_by(),
                                  (now_ns() - begin_ns) / 1'000'000U,
                                  (board::wall_now_ns() - wall_begin_ns) / 1'000'000U};
-        write_sweep(output, report, program.options.verbose);
+        writer.finish(report);
         return judge(report, program.console);
     });
 }

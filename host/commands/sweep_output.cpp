@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "host/cable/describe.h"
-#include "host/terminal/presentation.h"
 
 namespace host {
 
@@ -120,12 +119,6 @@ Json whole_json(const SweepReport &report) {
     return json;
 }
 
-std::vector<Json> json_lines(const SweepReport &report) {
-    std::vector<Json> lines = all_tagged("ds3000.sweep.row/1", row_objects(report));
-    lines.push_back(tagged("ds3000.sweep.summary/1", summary_json(report)));
-    return lines;
-}
-
 // A table's line among the totals.
 struct TableTotals {
     std::string name;
@@ -175,12 +168,7 @@ void write_reasons(Output &output, const SweepReport &report) {
     }
 }
 
-void write_text(Output &output, const SweepReport &report, bool every_row) {
-    if (every_row) {
-        for (const SweptRow &row : report.rows) {
-            output.line(line_of(row));
-        }
-    }
+void write_text(Output &output, const SweepReport &report) {
     write_aligned(output, sheet_of(totals_columns, totals_by_table(report)), 1);
     write_reasons(output, report);
     output.line(fmt::format("{} rows in {:.1f} s of the receiver's time, {:.1f} s on the wall{}",
@@ -191,11 +179,26 @@ void write_text(Output &output, const SweepReport &report, bool every_row) {
 
 }  // namespace
 
-void write_sweep(Output &output, const SweepReport &report, bool every_row) {
-    present(output, {.text = [&](Output &text) { write_text(text, report, every_row); },
-                     .json = [&] { return whole_json(report); },
-                     .lines = [&] { return json_lines(report); },
-                     .sheet = [&] { return sheet_of(sheet_members, row_objects(report)); }});
+SweepWriter::SweepWriter(Output &output, bool every_row)
+    : rows_(output, sheet_members), every_row_(every_row) {}
+
+void SweepWriter::write(const SweptRow &row) {
+    rows_.show({.text =
+                    [&](Output &text) {
+                        if (every_row_) {
+                            text.line(line_of(row));
+                        }
+                    },
+                .line = [&] { return tagged("ds3000.sweep.row/1", row_json(row)); },
+                .cells = [&] { return sheet_of(sheet_members, {row_json(row)}).rows.front(); }});
+}
+
+void SweepWriter::finish(const SweepReport &report) {
+    rows_.finish(
+        {.text = [&](Output &text) { write_text(text, report); },
+         .json = [&] { return whole_json(report); },
+         .lines =
+             [&] { return std::vector{tagged("ds3000.sweep.summary/1", summary_json(report))}; }});
 }
 
 std::string line_of(const SweptRow &row) {

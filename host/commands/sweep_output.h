@@ -4,13 +4,23 @@
 #include <string>
 
 #include "host/commands/sweep_report.h"
-#include "host/terminal/output.h"
+#include "host/terminal/presentation.h"
 
 namespace host {
 
-// The rows, the totals and the complaints, in the output's format; in text a line a row only where
-// every row is asked for.
-void write_sweep(Output &output, const SweepReport &report, bool every_row);
+// Writes a sweep in the output's format: each row as it comes, then the totals; JSON as a whole at
+// the end. In text a row has a line only where every row is asked for.
+class SweepWriter {
+ public:
+    SweepWriter(Output &output, bool every_row);
+
+    void write(const SweptRow &row);
+    void finish(const SweepReport &report);
+
+ private:
+    RowStream rows_;
+    bool every_row_;
+};
 
 // "locked       Astra-19.2E:12  11494 MHz ...".
 std::string line_of(const SweptRow &row);

@@ -37,8 +37,8 @@ bool may_still_lock(sim::Reason reason) {
 }  // namespace
 
 SweepRunner::SweepRunner(Program &program, Rig &rig, const std::vector<Table> &tables,
-                         bool as_wired)
-    : program_(program), rig_(rig), tables_(tables), as_wired_(as_wired) {
+                         bool as_wired, std::function<void(const SweptRow &)> watch)
+    : program_(program), rig_(rig), tables_(tables), as_wired_(as_wired), watch_(std::move(watch)) {
     for (const Table &table : tables) {
         rows_ += table.rows.size() + table.rejected.size();
     }
@@ -170,6 +170,8 @@ void SweepRunner::record(SweptRow result) {
         rig_.log().forget_recent();
     }
     swept_.push_back(std::move(result));
+    program_.console.progress("");
+    watch_(swept_.back());
     program_.console.progress(
         fmt::format("{}/{} {}", swept_.size(), rows_, swept_.back().table->name));
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <vector>
 
 #include "host/commands/program.h"
@@ -15,8 +16,9 @@ namespace host {
 // Tunes to the rows of tables one after the other, and says what became of each.
 class SweepRunner {
  public:
-    // as_wired: leave a simulated world's dishes where they point.
-    SweepRunner(Program &program, Rig &rig, const std::vector<Table> &tables, bool as_wired);
+    // as_wired: leave a simulated world's dishes where they point. watch: hears of each row at once.
+    SweepRunner(Program &program, Rig &rig, const std::vector<Table> &tables, bool as_wired,
+                std::function<void(const SweptRow &)> watch);
 
     // Visit every row, unless the work is to end before.
     void run(Session &session);
@@ -38,6 +40,7 @@ class SweepRunner {
     Rig &rig_;
     const std::vector<Table> &tables_;
     bool as_wired_;
+    std::function<void(const SweptRow &)> watch_;
     std::size_t rows_ = 0;
     std::vector<SweptRow> swept_;
 };

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <span>
+#include <utility>
 
 #include "host/cable/describe.h"
 #include "host/cable/diseqc_messages.h"
@@ -61,13 +62,16 @@ Json band_json(const FoundBand &band, std::size_t number) {
     return json;
 }
 
-Json detection_json(const Detection &detection) {
-    Json bands = Json::array();
-    for (const FoundBand &band : detection.bands) {
-        bands.push_back(band_json(band, bands.size()));
+Json bands_json(const std::vector<FoundBand> &bands) {
+    Json json = Json::array();
+    for (const FoundBand &band : bands) {
+        json.push_back(band_json(band, json.size()));
     }
-    Json json{{"schema", "ds3000.unicable-detect/1"},
-              {"from_mhz", detection.range.from_mhz},
+    return json;
+}
+
+Json search_json(const Detection &detection) {
+    Json json{{"from_mhz", detection.range.from_mhz},
               {"to_mhz", detection.range.to_mhz},
               {"command_sent", detection.command_sent},
               {"complete", detection.cut_short_by.empty()}};
@@ -75,24 +79,16 @@ Json detection_json(const Detection &detection) {
         json["reason"] = detection.cut_short_by;
     }
     json["duration_ms"] = detection.duration_ms;
-    json["user_bands"] = bands;
     return json;
 }
+
+const std::vector<std::string> band_members{"index", "frequency_mhz", "valid", "gain", "user_band"};
 
 // A band and the number that the driver gives it.
 struct NumberedBand {
     std::size_t number;
     FoundBand band;
 };
-
-std::vector<NumberedBand> numbered(const std::vector<FoundBand> &bands) {
-    std::vector<NumberedBand> rows;
-    rows.reserve(bands.size());
-    for (const FoundBand &band : bands) {
-        rows.push_back({rows.size(), band});
-    }
-    return rows;
-}
 
 constexpr auto band_columns = std::to_array<Column<NumberedBand>>(
     {{"index", [](const NumberedBand &row) { return fmt::format("{}", row.number); }, Align::right},
@@ -108,32 +104,60 @@ constexpr auto band_columns = std::to_array<Column<NumberedBand>>(
       },
       Align::right}});
 
-void write_detection(Output &output, const Detection &detection, bool identified) {
-    const std::span shown =
-        std::span(band_columns).first(band_columns.size() - (identified ? 0 : 1));
-    Json json = detection_json(detection);
-    present(
-        output,
-        {.text =
-             [&](Output &text) { write_aligned(text, sheet_of(shown, numbered(detection.bands))); },
-         .json = [&json] { return json; },
-         .sheet =
-             [&json] {
-                 return sheet_of({"index", "frequency_mhz", "valid", "gain", "user_band"},
-                                 json.at("user_bands"));
-             }});
-}
+// Writes the bands as they become known, and what the search was like.
+class DetectionWriter {
+ public:
+    DetectionWriter(Output &output, bool identifies)
+        : rows_(output, band_members),
+          columns_(std::span(band_columns).first(band_columns.size() - (identifies ? 0 : 1))) {}
+
+    void write(const NumberedBand &band) {
+        const Json json = band_json(band.band, band.number);
+        rows_.show({.text =
+                        [&](Output &text) {
+                            write_aligned_row(text, sheet_of<NumberedBand>(columns_, {band}),
+                                              std::exchange(first_, false));
+                        },
+                    .line = [&] { return tagged("ds3000.unicable-detect.band/1", json); },
+                    .cells = [&] { return sheet_of(band_members, {json}).rows.front(); }});
+    }
+
+    void finish(const Detection &detection) {
+        const Json search = search_json(detection);
+        rows_.finish(
+            {.text = [](Output &) {},
+             .json =
+                 [&] {
+                     Json whole = tagged("ds3000.unicable-detect/1", search);
+                     whole["user_bands"] = bands_json(detection.bands);
+                     return whole;
+                 },
+             .lines =
+                 [&] { return std::vector{tagged("ds3000.unicable-detect.summary/1", search)}; }});
+    }
+
+ private:
+    RowStream rows_;
+    std::span<const Column<NumberedBand>> columns_;
+    bool first_ = true;
+};
 
 Detection detect(ChipSession &session, ChipRig &rig, const SearchRange &range,
-                 const UnicableDetectOptions &options) {
+                 const UnicableDetectOptions &options, DetectionWriter &writer) {
     const std::uint64_t begin_ns = now_ns();
     session.select({.voltage_18v = true});
     Detection detection;
     detection.range = range;
     detection.command_sent = !options.no_command;
     detection.bands = search_user_bands(range, detection.command_sent, rig.board().watch());
+    session.take_lines();
+    const auto write = [&](const FoundBand &band) {
+        writer.write({static_cast<std::size_t>(&band - detection.bands.data()), band});
+    };
     if (options.identify && !rig.must_end()) {
-        identify_user_bands(detection.bands, first_bank, rig.board().watch());
+        identify_user_bands(detection.bands, first_bank, rig.board().watch(), write);
+    } else {
+        std::for_each(detection.bands.begin(), detection.bands.end(), write);
     }
     rig.look();
     detection.cut_short_by = rig.cut_short_by();
@@ -168,9 +192,10 @@ ExitStatus run_unicable_detect(Program &program, const UnicableDetectOptions &op
     Output output(program.options.format, program.options.output);
     ChipRig rig(set_up, program.console);
     return rig.run([&](ChipSession &session) {
-        const Detection detection = detect(session, rig, range, options);
+        DetectionWriter writer(output, options.identify);
+        const Detection detection = detect(session, rig, range, options, writer);
         session.take_lines();
-        write_detection(output, detection, options.identify);
+        writer.finish(detection);
         if (rig.must_end()) {
             return ExitStatus::cancelled;
         }

@@ -93,7 +93,8 @@ UserBand search_for_band(ChipSession &session, const Plan &plan, ChipRig &rig, C
                       "INDEX:FREQ");
     }
     found.resize(1);
-    identify_user_bands(found, bank_of(plan.tune, plan.lnb, plan.position), rig.board().watch());
+    identify_user_bands(found, bank_of(plan.tune, plan.lnb, plan.position), rig.board().watch(),
+                        [](const FoundBand & /*band*/) {});
     refuse_cut_search(rig);
     const FoundBand &first = found.front();
     if (!first.index) {

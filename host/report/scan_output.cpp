@@ -134,33 +134,12 @@ bool is_unexpected(const ScanResult &result, std::size_t index) {
     return std::find(unexpected.begin(), unexpected.end(), index) != unexpected.end();
 }
 
-// "found", "missed" or "unexpected"; empty without a comparison.
+// "found" or "unexpected"; empty without a comparison.
 std::string state_of(const ScanResult &result, std::size_t index) {
     if (!result.comparison) {
         return "";
     }
     return is_unexpected(result, index) ? "unexpected" : "found";
-}
-
-// One object for each transponder, then for each missed row.
-std::vector<Json> row_objects(const ScanResult &result) {
-    std::vector<Json> objects;
-    for (std::size_t i = 0; i < result.transponders.size(); ++i) {
-        Json object = transponder_json(result.transponders[i]);
-        if (const std::string state = state_of(result, i); !state.empty()) {
-            object["state"] = state;
-        }
-        objects.push_back(std::move(object));
-    }
-    if (result.comparison) {
-        for (const ComparedRow &row : result.comparison->rows) {
-            if (!row.found) {
-                objects.push_back(row_json(row));
-                objects.back()["state"] = "missed";
-            }
-        }
-    }
-    return objects;
 }
 
 Json whole_json(const ScanResult &result) {
@@ -175,24 +154,23 @@ Json whole_json(const ScanResult &result) {
     return json;
 }
 
-std::vector<Json> json_lines(const ScanResult &result) {
-    std::vector<Json> lines = all_tagged("ds3000.scan.transponder/1", row_objects(result));
-    lines.push_back(tagged("ds3000.scan.summary/1", summary_json(result)));
+std::vector<Json> last_line(const ScanResult &result) {
+    Json line = tagged("ds3000.scan.summary/1", summary_json(result));
     if (result.comparison) {
-        lines.back()["comparison"] = counts_json(*result.comparison);
+        line["comparison"] = counts_json(*result.comparison);
     }
-    return lines;
+    return {line};
 }
 
-Sheet sheet(const ScanResult &result) {
-    std::vector<std::string> members{"frequency_khz", "polarisation", "symbol_rate_sps",  "system",
-                                     "modulation",    "code_rate",    "roll_off",         "pilots",
-                                     "inverted",      "quality_db",   "strength_percent", "port",
-                                     "leg",           "if_khz"};
-    if (result.comparison) {
-        members.insert(members.end(), {"state", "row", "cause"});
+std::vector<std::string> members(bool compares) {
+    std::vector<std::string> names{"frequency_khz", "polarisation", "symbol_rate_sps",  "system",
+                                   "modulation",    "code_rate",    "roll_off",         "pilots",
+                                   "inverted",      "quality_db",   "strength_percent", "port",
+                                   "leg",           "if_khz",       "replaces"};
+    if (compares) {
+        names.insert(names.end(), {"state", "row", "cause"});
     }
-    return sheet_of(members, row_objects(result));
+    return names;
 }
 
 std::string counted(std::size_t count, const char *what) {
@@ -214,12 +192,15 @@ std::string text_of(const std::optional<bool> &value) {
 }
 
 constexpr auto found_columns = std::to_array<Column<FoundTransponder>>(
-    {{"MHz", [](const FoundTransponder &found) { return bare(format_mhz(found.frequency_khz)); }},
+    {{"MHz", [](const FoundTransponder &found) { return bare(format_mhz(found.frequency_khz)); },
+      Align::left, 9},
      {"pol", [](const FoundTransponder &found) { return polarisation_letter(found.polarisation); }},
      {"ksym/s", [](const FoundTransponder &found) { return bare(format_ksps(found.symbol_rate)); }},
-     {"system", [](const FoundTransponder &found) { return to_string(found.signal.system); }},
+     {"system", [](const FoundTransponder &found) { return to_string(found.signal.system); },
+      Align::left, 7},
      {"modulation", [](const FoundTransponder &found) { return text_of(found.signal.modulation); }},
-     {"FEC", [](const FoundTransponder &found) { return text_of(found.signal.code_rate); }},
+     {"FEC", [](const FoundTransponder &found) { return text_of(found.signal.code_rate); },
+      Align::left, 4},
      {"pilots", [](const FoundTransponder &found) { return text_of(found.signal.pilots); }},
      {"roll-off", [](const FoundTransponder &found) { return text_of(found.signal.roll_off); }},
      {"inverted", [](const FoundTransponder &found) { return text_of(found.signal.inverted); }},
@@ -259,9 +240,6 @@ void write_comparison(Output &output, const ScanResult &result) {
 }
 
 void write_text(Output &output, const ScanResult &result) {
-    if (!result.transponders.empty()) {
-        write_aligned(output, sheet_of(found_columns, result.transponders));
-    }
     if (result.comparison) {
         write_comparison(output, result);
     }
@@ -319,11 +297,82 @@ std::string algorithm_name(scan_algorithm algorithm) {
     return algorithm == SCAN_ALGO_SWEEP ? "sweep" : "stepwise";
 }
 
-void write_scan(Output &output, const ScanResult &result) {
-    present(output, {.text = [&](Output &text) { write_text(text, result); },
-                     .json = [&] { return whole_json(result); },
-                     .lines = [&] { return json_lines(result); },
-                     .sheet = [&] { return sheet(result); }});
+ScanWriter::ScanWriter(Output &output, bool compares)
+    : rows_(output, members(compares)), members_(members(compares)) {}
+
+void ScanWriter::show(const ScanResult &so_far) {
+    for (std::size_t i = 0; i < so_far.transponders.size(); ++i) {
+        const Shown row{so_far.transponders[i], state_of(so_far, i)};
+        const auto same = [&row](const Shown &earlier) {
+            return earlier.transponder == row.transponder && earlier.state == row.state;
+        };
+        if (std::none_of(shown_.begin(), shown_.end(), same)) {
+            show_new(row, so_far);
+        }
+    }
+}
+
+// The numbers of the rows that this one takes the place of: what it was itself before, and what is
+// not listed any more because of it.
+std::vector<std::size_t> ScanWriter::replace_by(const Shown &row, const ScanResult &so_far) {
+    std::vector<std::size_t> numbers;
+    for (std::size_t i = 0; i < shown_.size(); ++i) {
+        Shown &earlier = shown_[i];
+        const auto &listed = so_far.transponders;
+        const bool is_gone =
+            std::find(listed.begin(), listed.end(), earlier.transponder) == listed.end() &&
+            takes_the_place_of(row.transponder, earlier.transponder);
+        if (!earlier.replaced && (is_gone || earlier.transponder == row.transponder)) {
+            earlier.replaced = true;
+            numbers.push_back(i + 1);
+        }
+    }
+    return numbers;
+}
+
+void ScanWriter::show_new(const Shown &row, const ScanResult &so_far) {
+    const std::vector<std::size_t> replaced = replace_by(row, so_far);
+    Json json = transponder_json(row.transponder);
+    if (!replaced.empty()) {
+        json["replaces"] = replaced;
+    }
+    if (!row.state.empty()) {
+        json["state"] = row.state;
+    }
+    std::string remark;
+    for (const std::size_t number : replaced) {
+        const FoundTransponder &earlier = shown_[number - 1].transponder;
+        remark += fmt::format("  replaces {} {}", bare(format_mhz(earlier.frequency_khz)),
+                              polarisation_letter(earlier.polarisation));
+    }
+    show_object(json, [&](Output &text) {
+        Sheet sheet = sheet_of<FoundTransponder>(found_columns, {row.transponder});
+        sheet.rows.front().back() += remark;
+        write_aligned_row(text, sheet, shown_.empty());
+    });
+    shown_.push_back(row);
+}
+
+void ScanWriter::show_object(const Json &json, const std::function<void(Output &)> &text) {
+    rows_.show({.text = text,
+                .line = [&] { return tagged("ds3000.scan.transponder/1", json); },
+                .cells = [&] { return sheet_of(members_, {json}).rows.front(); }});
+}
+
+void ScanWriter::finish(const ScanResult &result) {
+    show(result);
+    if (result.comparison) {
+        for (const ComparedRow &row : result.comparison->rows) {
+            if (!row.found) {
+                Json json = row_json(row);
+                json["state"] = "missed";
+                show_object(json, {});
+            }
+        }
+    }
+    rows_.finish({.text = [&](Output &text) { write_text(text, result); },
+                  .json = [&] { return whole_json(result); },
+                  .lines = [&] { return last_line(result); }});
 }
 
 std::vector<WrittenRow> table_rows(const ScanResult &result) {

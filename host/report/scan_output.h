@@ -7,16 +7,42 @@
 #include "host/report/report.h"
 #include "host/scan/scan_result.h"
 #include "host/tables/table_writer.h"
-#include "host/terminal/output.h"
+#include "host/terminal/presentation.h"
 
 namespace host {
 
 // "sweep" or "stepwise".
 std::string algorithm_name(scan_algorithm algorithm);
 
-// The transponders, the comparison and the totals, in the output's format, which is then finished.
-// Lines and rows of missed transponders follow those of the found ones.
-void write_scan(Output &output, const ScanResult &result);
+// Writes a scan in the output's format: transponders as they become known, then the missed rows, the
+// comparison and the totals; JSON as a whole at the end.
+class ScanWriter {
+ public:
+    // compares: whether there will be a comparison with a table.
+    ScanWriter(Output &output, bool compares);
+
+    // Write what is new. A transponder that a later leg shows better, or whose comparison changes, is
+    // written again, and the row says which earlier ones it takes the place of.
+    void show(const ScanResult &so_far);
+
+    // The last of it; the output is then finished.
+    void finish(const ScanResult &result);
+
+ private:
+    struct Shown {
+        FoundTransponder transponder;
+        std::string state;
+        bool replaced = false;
+    };
+
+    void show_new(const Shown &row, const ScanResult &so_far);
+    std::vector<std::size_t> replace_by(const Shown &row, const ScanResult &so_far);
+    void show_object(const Json &json, const std::function<void(Output &)> &text);
+
+    RowStream rows_;
+    std::vector<std::string> members_;
+    std::vector<Shown> shown_;
+};
 
 // The transponders as a channel table's rows. A spectrum that the oscillator has mirrored is put
 // right: a table says what is transmitted.

@@ -41,6 +41,10 @@ bool repeats(const FoundTransponder &weaker, const FoundTransponder &better) {
 
 }  // namespace
 
+bool takes_the_place_of(const FoundTransponder &newer, const FoundTransponder &older) {
+    return is_better(newer, older) && repeats(older, newer);
+}
+
 std::vector<FoundTransponder> merge_found(std::vector<FoundTransponder> found) {
     std::stable_sort(found.begin(), found.end(), is_better);
     std::vector<FoundTransponder> merged;

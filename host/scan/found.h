@@ -22,6 +22,8 @@ struct FoundTransponder {
     SignalInfo signal;
     std::optional<int> quality_db;
     std::optional<unsigned> strength_percent;
+
+    bool operator==(const FoundTransponder &) const = default;
 };
 
 // One entry for each transponder, by port, frequency and polarisation.
@@ -29,5 +31,8 @@ struct FoundTransponder {
 // symbol rate) is the same transponder, found through two bands; the better one stays. So is one
 // of the other polarisation that has the same parameters and a quality 8 dB lower: leakage.
 std::vector<FoundTransponder> merge_found(std::vector<FoundTransponder> found);
+
+// Whether the newer one is listed instead of the older one, by the rule above.
+bool takes_the_place_of(const FoundTransponder &newer, const FoundTransponder &older);
 
 }  // namespace host

@@ -36,9 +36,10 @@ ScanResult ScanRunner::run(ChipSession &session, const broadcast::Lnb &lnb,
         result.legs.push_back(scan_leg(session, leg, result.legs.size(), legs.size()));
         const auto &more = result.legs.back().result.found;
         found.insert(found.end(), more.begin(), more.end());
+        result.transponders = merge_found(found);
+        console_.progress("");
+        watch_(result);
     }
-    console_.progress("");
-    result.transponders = merge_found(std::move(found));
     result.cut_short_by = rig_.cut_short_by();
     return result;
 }

@@ -3,6 +3,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <utility>
 #include <vector>
 
 #include "host/scan/leg_scan.h"
@@ -16,9 +18,15 @@ namespace host {
 // Scans the legs of a cable one after the other, and shows how far it has come.
 class ScanRunner {
  public:
-    // with_spectrum: take down what a simulated world has on each leg.
-    ScanRunner(ChipRig &rig, Console &console, const ScanSettings &settings, bool with_spectrum)
-        : rig_(rig), console_(console), settings_(settings), with_spectrum_(with_spectrum) {}
+    // with_spectrum: take down what a simulated world has on each leg. watch: hears what there is
+    // after each leg, merged as at the end.
+    ScanRunner(ChipRig &rig, Console &console, const ScanSettings &settings, bool with_spectrum,
+               std::function<void(const ScanResult &)> watch)
+        : rig_(rig),
+          console_(console),
+          settings_(settings),
+          with_spectrum_(with_spectrum),
+          watch_(std::move(watch)) {}
 
     // What the legs came to, until the end or until the work is to end; without comparison and
     // times.
@@ -36,6 +44,7 @@ class ScanRunner {
     Console &console_;
     ScanSettings settings_;
     bool with_spectrum_;
+    std::function<void(const ScanResult &)> watch_;
     std::uint64_t begin_ns_ = board::wall_now_ns();
     std::size_t leg_shown_ = 0;
     unsigned locked_before_ = 0;

@@ -51,8 +51,8 @@ std::vector<FoundBand> search_user_bands(const SearchRange &range, bool send_com
     return found;
 }
 
-void identify_user_bands(std::vector<FoundBand> &bands, std::uint16_t bank,
-                         const BoardWatch &watch) {
+void identify_user_bands(std::vector<FoundBand> &bands, std::uint16_t bank, const BoardWatch &watch,
+                         const std::function<void(const FoundBand &)> &settled) {
     std::vector<FoundBand *> with_tone;
     with_tone.reserve(bands.size());
     for (FoundBand &band : bands) {
@@ -66,14 +66,18 @@ void identify_user_bands(std::vector<FoundBand> &bands, std::uint16_t bank,
             std::stable_partition(with_tone.begin(), with_tone.end(),
                                   [](const FoundBand *band) { return has_tone(*band); });
         if (watch.has_ended()) {
-            return;  // a tone that could not be looked for is not gone
+            break;  // a tone that could not be looked for is not gone
         }
         // Two that go at once lie within each other's filters and cannot be told apart.
         if (with_tone.end() - silent == 1) {
             (*silent)->index = index;
         }
+        std::for_each(silent, with_tone.end(),
+                      [&settled](const FoundBand *band) { settled(*band); });
         with_tone.erase(silent, with_tone.end());
     }
+    std::for_each(with_tone.begin(), with_tone.end(),
+                  [&settled](const FoundBand *band) { settled(*band); });
 }
 
 }  // namespace host

@@ -7,12 +7,8 @@ namespace host {
 
 namespace {
 
-void write_lines(Output &output, const Presentation &presentation) {
-    if (!presentation.lines) {
-        output.json(presentation.json());
-        return;
-    }
-    for (const Json &line : presentation.lines()) {
+void write_lines(Output &output, const std::vector<Json> &lines) {
+    for (const Json &line : lines) {
         output.json(line);
     }
 }
@@ -28,7 +24,8 @@ void present(Output &output, const Presentation &presentation) {
             output.json(presentation.json());
             break;
         case Format::jsonl:
-            write_lines(output, presentation);
+            write_lines(output, presentation.lines ? presentation.lines()
+                                                   : std::vector{presentation.json()});
             break;
         case Format::csv:
             write_csv(output,
@@ -36,6 +33,46 @@ void present(Output &output, const Presentation &presentation) {
             break;
     }
     output.finish();
+}
+
+void RowStream::show(const RowPresentation &row) {
+    switch (output_.format()) {
+        case Format::text:
+            if (row.text) {
+                row.text(output_);
+            }
+            break;
+        case Format::json:
+            return;
+        case Format::jsonl:
+            if (row.line) {
+                output_.json(row.line());
+            }
+            break;
+        case Format::csv:
+            write_columns();
+            if (row.cells) {
+                output_.csv_row(row.cells());
+            }
+            break;
+    }
+    output_.flush();
+}
+
+void RowStream::finish(const Presentation &rest) {
+    if (output_.format() != Format::csv) {
+        present(output_, rest);
+        return;
+    }
+    write_columns();
+    output_.finish();
+}
+
+void RowStream::write_columns() {
+    if (!columns_written_) {
+        output_.csv_row(columns_);
+        columns_written_ = true;
+    }
 }
 
 void write_labelled(Output &output, std::size_t width,

@@ -30,6 +30,18 @@ std::vector<std::size_t> widths_of(const Sheet &sheet) {
     return widths;
 }
 
+std::string aligned(const Sheet &sheet, const std::vector<std::string> &cells,
+                    const std::vector<std::size_t> &widths, std::size_t blanks) {
+    std::string line;
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        line += sheet.heads[i].align == Align::right ? fmt::format("{:>{}}", cells[i], widths[i])
+                                                     : fmt::format("{:<{}}", cells[i], widths[i]);
+        line.append(blanks, ' ');
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    return line;
+}
+
 }  // namespace
 
 Sheet sheet_of(const std::vector<std::string> &names, const std::vector<Json> &objects) {
@@ -68,21 +80,18 @@ void write_csv(Output &output, const Sheet &sheet) {
 
 void write_aligned(Output &output, const Sheet &sheet, std::size_t blanks) {
     const std::vector<std::size_t> widths = widths_of(sheet);
-    const auto write = [&](const std::vector<std::string> &cells) {
-        std::string line;
-        for (std::size_t i = 0; i < cells.size(); ++i) {
-            line += sheet.heads[i].align == Align::right
-                        ? fmt::format("{:>{}}", cells[i], widths[i])
-                        : fmt::format("{:<{}}", cells[i], widths[i]);
-            line.append(blanks, ' ');
-        }
-        line.erase(line.find_last_not_of(' ') + 1);
-        output.line(line);
-    };
-    write(names_of(sheet));
+    output.line(aligned(sheet, names_of(sheet), widths, blanks));
     for (const auto &row : sheet.rows) {
-        write(row);
+        output.line(aligned(sheet, row, widths, blanks));
     }
+}
+
+void write_aligned_row(Output &output, const Sheet &one_row, bool with_heads) {
+    const std::vector<std::size_t> widths = widths_of({one_row.heads, {}});
+    if (with_heads) {
+        output.line(aligned(one_row, names_of(one_row), widths, 2));
+    }
+    output.line(aligned(one_row, one_row.rows.front(), widths, 2));
 }
 
 }  // namespace host

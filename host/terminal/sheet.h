@@ -63,4 +63,8 @@ void write_csv(Output &output, const Sheet &sheet);
 // In lines, the columns one below the other with this many blanks between them.
 void write_aligned(Output &output, const Sheet &sheet, std::size_t blanks = 2);
 
+// The same of rows that come one by one, the heads in front of the first: the columns are as wide
+// as the heads ask for, and a cell that is wider moves its line's others.
+void write_aligned_row(Output &output, const Sheet &one_row, bool with_heads);
+
 }  // namespace host

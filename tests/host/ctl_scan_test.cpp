@@ -184,8 +184,8 @@ TEST_F(CtlScan, jsonl_has_a_line_for_each_and_one_for_the_whole) {
     for (std::size_t i = 0; i < 4; ++i) {
         EXPECT_EQ(breaks_schema(objects[i], "scan-transponder"), "");
     }
-    EXPECT_EQ(objects[1].at("state"), "found");
-    EXPECT_EQ(objects[2].at("state"), "unexpected");
+    EXPECT_EQ(objects[1].at("state"), "unexpected");
+    EXPECT_EQ(objects[2].at("state"), "found");
     EXPECT_EQ(objects[3].at("state"), "missed");
     EXPECT_EQ(breaks_schema(objects[4], "scan-summary"), "");
 }
