@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "host/commands/doctor.h"
 
+#include <fmt/format.h>
+
+#include <algorithm>
 #include <memory>
 #include <optional>
 
@@ -129,6 +132,14 @@ std::unique_ptr<ChipRig> open_rig(const Program &program, Findings &findings) {
     }
 }
 
+void show_step(Console &console, Step step) {
+    const auto row = std::find_if(step_rows.begin(), step_rows.end(), [step](const StepRow &known) {
+        return known.name == step.name();
+    });
+    console.progress(fmt::format("{}, step {} of {}", step.name(), row - step_rows.begin() + 1,
+                                 step_rows.size()));
+}
+
 }  // namespace
 
 ExitStatus run_doctor(Program &program, const DoctorOptions &options) {
@@ -144,7 +155,12 @@ ExitStatus run_doctor(Program &program, const DoctorOptions &options) {
     Program at_port = program.with(global);
     Output output(program.options.format, program.options.output);
     ExaminationWriter writer(output);
-    Findings findings([&writer](const Finding &finding) { writer.write(finding); });
+    Findings findings(
+        [&](const Finding &finding) {
+            program.console.progress("");
+            writer.write(finding);
+        },
+        [&program](Step step) { show_step(program.console, step); });
     const auto rig = open_rig(at_port, findings);
     if (!rig) {
         writer.finish(findings, {{"board", {{"uri", program.options.board}}}});

@@ -108,6 +108,14 @@ void add_reception(Json &result, Session &session, std::optional<std::uint64_t> 
     }
 }
 
+void show_wait(Console &console, std::uint64_t elapsed_ms, std::uint64_t timeout_ms) {
+    if (console.shows_progress()) {
+        console.progress(fmt::format("no lock yet, {:.1f} of {:.1f} s",
+                                     static_cast<double>(elapsed_ms) / 1e3,
+                                     static_cast<double>(timeout_ms) / 1e3));
+    }
+}
+
 ExitStatus tune_channel(Program &program, const TuneOptions &options, const Target &target) {
     Output output(program.options.format, program.options.output);
     Rig rig(program.rig_options(), program.console);
@@ -126,9 +134,11 @@ ExitStatus tune_channel(Program &program, const TuneOptions &options, const Targ
         const auto lock_ms =
             session.wait_for_lock({[&](std::uint64_t elapsed_ms) {
                                        waited_ms = elapsed_ms;
+                                       show_wait(program.console, elapsed_ms, timeout_ms);
                                        return elapsed_ms >= timeout_ms || rig.must_end_by_look();
                                    },
                                    nullptr});
+        program.console.progress("");
         Json result = begin_result(target, lnb, plan);
         add_reception(result, session, lock_ms, waited_ms, rig);
         present(output, {.text = [&](Output &text) { write_text(text, result, target, lnb, plan); },

@@ -44,6 +44,7 @@ bool Findings::begins(Step step) {
         skip(step, "the board is gone");
         return false;
     }
+    announce_(step);
     return true;
 }
 

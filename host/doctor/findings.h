@@ -44,8 +44,12 @@ struct ExaminationEnd {
 class Findings {
  public:
     using Watch = std::function<void(const Finding &)>;
+    using Announce = std::function<void(Step)>;
 
-    explicit Findings(Watch watch) : watch_(std::move(watch)) {}
+    // announce: hears of each step that begins, since some take many seconds.
+    explicit Findings(
+        Watch watch, Announce announce = [](Step) {})
+        : watch_(std::move(watch)), announce_(std::move(announce)) {}
 
     // From now on steps end by this.
     void end_by(ExaminationEnd end) { end_ = std::move(end); }
@@ -87,6 +91,7 @@ class Findings {
     void take(Finding finding);
 
     Watch watch_;
+    Announce announce_;
     ExaminationEnd end_;
     std::vector<Finding> findings_;
 };

@@ -21,8 +21,8 @@ class ScanWriter {
     // compares: whether there will be a comparison with a table.
     ScanWriter(Output &output, bool compares);
 
-    // Write what is new. A transponder that a later leg shows better, or whose comparison changes, is
-    // written again, and the row says which earlier ones it takes the place of.
+    // Write what is new. A transponder that a later leg shows better, or whose comparison changes,
+    // is written again, and the row says which earlier ones it takes the place of.
     void show(const ScanResult &so_far);
 
     // The last of it; the output is then finished.

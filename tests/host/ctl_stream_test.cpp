@@ -121,5 +121,20 @@ TEST_F(CtlStream, json_lines_of_a_search_for_user_bands_are_a_band_each) {
     EXPECT_EQ(breaks_schema(parse_json(rows[2]), "unicable-detect-summary"), "");
 }
 
+// `script` gives the program a terminal.
+TEST_F(CtlStream, what_takes_time_shows_progress_on_a_terminal) {
+    const auto on_terminal = [this](const std::string &command) {
+        return shell("CTL=\"$CTL\" script -qec '\"$CTL\" " + command + "' /dev/null").out;
+    };
+    const std::string doctor = on_terminal("doctor");
+    EXPECT_THAT(doctor, HasSubstr("\rbus, step 2 of 23\x1B[K"));
+    EXPECT_THAT(doctor, HasSubstr("\rlock, step 11 of 23\x1B[K"));
+    const std::string tune = on_terminal(
+        "tune --frequency 11000M --polarisation H --symbol-rate 22M --system dvbs2 --timeout 3");
+    EXPECT_THAT(tune, HasSubstr("\rno lock yet, 2.0 of 3.0 s\x1B[K"));
+    EXPECT_THAT(ctl("doctor").err, Not(HasSubstr("step 2")));
+    EXPECT_THAT(on_terminal("doctor -q"), Not(HasSubstr("step 2")));
+}
+
 }  // namespace
 }  // namespace tests
