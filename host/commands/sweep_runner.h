@@ -16,7 +16,8 @@ namespace host {
 // Tunes to the rows of tables one after the other, and says what became of each.
 class SweepRunner {
  public:
-    // as_wired: leave a simulated world's dishes where they point. watch: hears of each row at once.
+    // as_wired: leave a simulated world's dishes where they point. watch: hears of each row at
+    // once.
     SweepRunner(Program &program, Rig &rig, const std::vector<Table> &tables, bool as_wired,
                 std::function<void(const SweptRow &)> watch);
 

@@ -14,8 +14,8 @@ namespace host {
 // "sweep" or "stepwise".
 std::string algorithm_name(scan_algorithm algorithm);
 
-// Writes a scan in the output's format: transponders as they become known, then the missed rows, the
-// comparison and the totals; JSON as a whole at the end.
+// Writes a scan in the output's format: transponders as they become known, then the missed rows,
+// the comparison and the totals; JSON as a whole at the end.
 class ScanWriter {
  public:
     // compares: whether there will be a comparison with a table.
