@@ -12,6 +12,8 @@
 #include <string_view>
 #include <utility>
 
+#include "host/cable/diseqc_commands.h"
+#include "host/commands/diseqc.h"
 #include "host/commands/doctor.h"
 #include "host/commands/info.h"
 #include "host/commands/list.h"
@@ -336,13 +338,14 @@ void add_unicable_tune(CLI::App &unicable, Job &job) {
     ask_for(job, *tune, options, run_unicable_tune);
 }
 
-void add_unicable_decode(CLI::App &unicable, Job &job) {
-    CLI::App *decode =
-        unicable.add_subcommand("decode", "Say what the bytes of a DiSEqC message mean");
-    const auto options = std::make_shared<UnicableDecodeOptions>();
+// Under either of its names.
+void add_decode(CLI::App &parent, Job &job,
+                ExitStatus (*run)(Program &, const DiseqcDecodeOptions &)) {
+    CLI::App *decode = parent.add_subcommand("decode", "Say what the bytes of a message mean");
+    const auto options = std::make_shared<DiseqcDecodeOptions>();
     decode->add_option("BYTES", options->bytes, "in hexadecimal: E0 10 38 F0, or E01038F0")
         ->required();
-    ask_for(job, *decode, options, run_unicable_decode);
+    ask_for(job, *decode, options, run);
 }
 
 void add_unicable(CLI::App &app, Job &job) {
@@ -351,10 +354,82 @@ void add_unicable(CLI::App &app, Job &job) {
     unicable->require_subcommand(1);
     add_unicable_detect(*unicable, job);
     add_unicable_tune(*unicable, job);
-    add_unicable_decode(*unicable, job);
+    add_decode(*unicable, job, run_unicable_decode);
+}
+
+void add_supply_options(CLI::App &command, DiseqcSupply &supply) {
+    command.add_option("--volts", supply.volts, "the LNB's supply: 13 or 18")
+        ->check(CLI::IsMember({13U, 18U}).description(""))
+        ->capture_default_str();
+    command.add_flag("--tone", supply.tone, "22 kHz tone after the message");
+    command
+        .add_option("--hold", supply.hold_s,
+                    "seconds to leave the supply on at the end; default: 90 after a message that "
+                    "moves a motor, else none")
+        ->check(seconds_from(0));
+}
+
+void add_diseqc_send(CLI::App &diseqc, Job &job) {
+    CLI::App *send = diseqc.add_subcommand("send", "Send a message");
+    const auto options = std::make_shared<DiseqcSendOptions>();
+    send->add_option("BYTES", options->bytes, "up to eight, in hexadecimal: E2 10 14, or E21014")
+        ->required();
+    send->add_flag("--reply", options->reply, "wait for the reply and show it");
+    add_supply_options(*send, options->supply);
+    ask_for(job, *send, options, run_diseqc_send);
+}
+
+// A message that is told by one number.
+void add_diseqc_number(CLI::App &diseqc, Job &job, const char *name, const char *help,
+                       const CLI::Range &range,
+                       ExitStatus (*run)(Program &, const DiseqcNumberOptions &)) {
+    CLI::App *command = diseqc.add_subcommand(name, help);
+    const auto options = std::make_shared<DiseqcNumberOptions>();
+    command->add_option("N", options->number, "its number")->required()->check(range);
+    add_supply_options(*command, options->supply);
+    ask_for(job, *command, options, run);
+}
+
+void add_diseqc_burst(CLI::App &diseqc, Job &job) {
+    CLI::App *burst = diseqc.add_subcommand("burst", "Send the tone burst of a two-way switch");
+    const auto options = std::make_shared<DiseqcBurstOptions>();
+    add_choice<bool>(*burst, "SATELLITE", options->b, {{"A", false}, {"B", true}}, "A or B");
+    burst->get_option("SATELLITE")->required();
+    add_supply_options(*burst, options->supply);
+    ask_for(job, *burst, options, run_diseqc_burst);
+}
+
+void add_diseqc_goto(CLI::App &diseqc, Job &job) {
+    CLI::App *drive = diseqc.add_subcommand(
+        "goto", "Turn the motor of a polar mount to a satellite (DiSEqC 1.3)");
+    const auto options = std::make_shared<DiseqcGotoOptions>();
+    drive->add_option("DEGREES", options->satellite, "the satellite's longitude: 19.2E, 30W")
+        ->required();
+    drive->add_option("--latitude", options->latitude, "of the dish: 48.1N, 33.9S")->required();
+    drive->add_option("--longitude", options->longitude, "of the dish: 11.6E, 70.7W")->required();
+    add_supply_options(*drive, options->supply);
+    ask_for(job, *drive, options, run_diseqc_goto);
+}
+
+void add_diseqc(CLI::App &app, Job &job) {
+    CLI::App *diseqc = app.add_subcommand(
+        "diseqc", "Send messages to switches, motors and LNBs, and read messages");
+    diseqc->require_subcommand(1);
+    diseqc->fallthrough();
+    add_diseqc_send(*diseqc, job);
+    add_diseqc_number(*diseqc, job, "switch", "Choose a committed switch's port, 1 to 4",
+                      CLI::Range(1U, highest_port), run_diseqc_switch);
+    add_diseqc_number(*diseqc, job, "uncommitted", "Choose an uncommitted switch's input, 1 to 16",
+                      CLI::Range(1U, uncommitted_inputs), run_diseqc_uncommitted);
+    add_diseqc_burst(*diseqc, job);
+    add_diseqc_number(*diseqc, job, "position", "Turn the motor to a stored position, 0 to 255",
+                      CLI::Range(0U, 255U), run_diseqc_position);
+    add_diseqc_goto(*diseqc, job);
+    add_decode(*diseqc, job, run_diseqc_decode);
 }
 
 void add_commands(CLI::App &app, Job &job) {
+    add_diseqc(app, job);
     add_doctor(app, job);
     add_info(app, job);
     add_list(app, job);

@@ -2,7 +2,6 @@
 #include "host/commands/unicable.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <array>
@@ -10,7 +9,6 @@
 #include <utility>
 
 #include "host/cable/describe.h"
-#include "host/cable/diseqc_messages.h"
 #include "host/cable/user_band.h"
 #include "host/commands/unicable_tune.h"
 #include "host/session/pace.h"
@@ -205,21 +203,6 @@ ExitStatus run_unicable_detect(Program &program, const UnicableDetectOptions &op
         }
         return ExitStatus::done;
     });
-}
-
-ExitStatus run_unicable_decode(Program &program, const UnicableDecodeOptions &options) {
-    program.honour_only("unicable decode", {});
-    const auto bytes = parse_diseqc_bytes(fmt::format("{}", fmt::join(options.bytes, " ")));
-    Output output(program.options.format, program.options.output);
-    Json result{{"schema", "ds3000.unicable-decode/1"}};
-    result.update(diseqc_as_json(bytes));
-    present(output,
-            {.text =
-                 [&bytes](Output &text) {
-                     text.line(fmt::format("{}  {}", diseqc_bytes(bytes), diseqc_in_words(bytes)));
-                 },
-             .json = [&result] { return result; }});
-    return ExitStatus::done;
 }
 
 }  // namespace host

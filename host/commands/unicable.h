@@ -2,7 +2,6 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "host/commands/program.h"
 
@@ -15,11 +14,6 @@ struct UnicableDetectOptions {
     bool identify = false;
 };
 
-struct UnicableDecodeOptions {
-    std::vector<std::string> bytes;
-};
-
 ExitStatus run_unicable_detect(Program &program, const UnicableDetectOptions &options);
-ExitStatus run_unicable_decode(Program &program, const UnicableDecodeOptions &options);
 
 }  // namespace host

@@ -10,10 +10,8 @@ namespace host {
 
 namespace {
 
-// An LNB and its switch after the supply came, and the silence that the DiSEqC bus wants between
-// messages, tone and voltage changes.
+// What an LNB and its switch need after the supply came.
 constexpr std::uint32_t supply_us = 100'000;
-constexpr std::uint32_t silence_us = 15'000;
 
 void start(const BoardWiring &wiring) {
     // The load state: an earlier session of this process is over.
@@ -51,7 +49,8 @@ ChipSession::~ChipSession() {
 
 void ChipSession::select(const CableLeg &leg) {
     select_leg(supply_, leg,
-               {.after_supply_us = supplied_ ? silence_us : supply_us, .silence_us = silence_us});
+               {.after_supply_us = supplied_ ? diseqc_silence_us : supply_us,
+                .silence_us = diseqc_silence_us});
     supplied_ = true;
 }
 

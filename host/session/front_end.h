@@ -30,6 +30,9 @@ struct CablePauses {
     std::uint32_t silence_us = 0;
 };
 
+// The silence that the DiSEqC bus wants between messages, tone and voltage changes.
+inline constexpr std::uint32_t diseqc_silence_us = 15'000;
+
 // Supply the LNB and select a leg: switch command, tone, voltage.
 void select_leg(const ds3000_driver &supply, const CableLeg &leg, const CablePauses &pauses = {});
 

@@ -404,21 +404,5 @@ TEST_F(CtlUnicable, lnb_above_the_band_is_tuned_through) {
     EXPECT_EQ(parse_json(run.out).at("user_band").at("bank"), 2);
 }
 
-TEST_F(CtlUnicable, decode_says_what_bytes_mean) {
-    const Outcome text = ctl("unicable decode E0 10 38 F6");
-    EXPECT_EQ(text.status, 0);
-    EXPECT_EQ(text.out,
-              "E0 10 38 F6  Write N0: port 2, horizontal (18 V), low band; to any LNB or switch\n");
-    for (const char *bytes :
-         {"E0105A352D", "'E0 31 6E E1 48'", "E4 01", "FF", "E01039F5", "E0 10"}) {
-        const Outcome run = ctl(fmt::format("unicable decode {} --format json", bytes));
-        EXPECT_EQ(run.status, 0);
-        EXPECT_EQ(breaks_schema(parse_json(run.out), "unicable-decode"), "") << run.out;
-    }
-    EXPECT_EQ(ctl("unicable decode E0 1").status, 2);
-    EXPECT_EQ(ctl("unicable decode").status, 2);
-    EXPECT_EQ(ctl("unicable decode E0 --board sim").status, 2);
-}
-
 }  // namespace
 }  // namespace tests
