@@ -69,6 +69,15 @@ std::string register_name(unsigned device, std::uint8_t address, Access access) 
     return names.empty() ? number : names;
 }
 
+std::optional<std::uint8_t> register_number(unsigned device, std::string_view name, Access access) {
+    for (const RegisterRow &row : names_of(device).registers) {
+        if (row.name == name && holds(row.access, access)) {
+            return row.address;
+        }
+    }
+    return std::nullopt;
+}
+
 std::string value_names(unsigned device, std::uint8_t address, std::uint8_t value, Access access) {
     std::string names;
     unsigned unnamed = value;

@@ -17,6 +17,7 @@
 #include "host/commands/doctor.h"
 #include "host/commands/info.h"
 #include "host/commands/list.h"
+#include "host/commands/reg.h"
 #include "host/commands/replay.h"
 #include "host/commands/scan.h"
 #include "host/commands/sweep.h"
@@ -428,11 +429,72 @@ void add_diseqc(CLI::App &app, Job &job) {
     add_decode(*diseqc, job, run_diseqc_decode);
 }
 
+void add_register_options(CLI::App &command, RegisterState &state) {
+    CLI::Option *start_up = command.add_flag(
+        "--start-up", state.start_up, "start the chips before it and put them to sleep after it");
+    command
+        .add_flag("--as-is", state.as_is,
+                  "touch no other register: the chips stay as they are (default)")
+        ->excludes(start_up);
+}
+
+void add_register_chip(CLI::App &command, RegisterChip &chip) {
+    add_choice<RegisterChip>(command, "CHIP", chip,
+                             {{"demod", RegisterChip::demodulator}, {"tuner", RegisterChip::tuner}},
+                             "demod or tuner");
+    command.get_option("CHIP")->required();
+}
+
+void add_reg_read(CLI::App &reg, Job &job) {
+    CLI::App *read = reg.add_subcommand("read", "read registers");
+    const auto options = std::make_shared<RegReadOptions>();
+    add_register_chip(*read, options->chip);
+    read->add_option("REGISTER", options->registers, "names, mode say, or numbers, 0x08")
+        ->required();
+    add_register_options(*read, options->state);
+    ask_for(job, *read, options, run_reg_read);
+}
+
+void add_reg_write(CLI::App &reg, Job &job) {
+    CLI::App *write = reg.add_subcommand("write", "write one register");
+    const auto options = std::make_shared<RegWriteOptions>();
+    add_register_chip(*write, options->chip);
+    write->add_option("REGISTER", options->reg, "its name, or its number, 0x33")->required();
+    write->add_option("VALUE", options->value, "0x00 to 0xFF")->required();
+    add_register_options(*write, options->state);
+    ask_for(job, *write, options, run_reg_write);
+}
+
+void add_reg_dump(CLI::App &reg, Job &job) {
+    CLI::App *dump = reg.add_subcommand("dump", "read all that have a name, a line a register");
+    const auto options = std::make_shared<RegDumpOptions>();
+    add_choice<std::vector<RegisterChip>>(
+        *dump, "CHIP", options->chips,
+        {{"demod", {RegisterChip::demodulator}},
+         {"tuner", {RegisterChip::tuner}},
+         {"all", {RegisterChip::demodulator, RegisterChip::tuner}}},
+        "demod, tuner or all");
+    dump->get_option("CHIP")->required();
+    dump->add_flag("--every-number", options->every_number, "those without a name too");
+    add_register_options(*dump, options->state);
+    ask_for(job, *dump, options, run_reg_dump);
+}
+
+void add_reg(CLI::App &app, Job &job) {
+    CLI::App *reg = app.add_subcommand("reg", "Read and write registers of both chips");
+    reg->require_subcommand(1);
+    reg->fallthrough();
+    add_reg_read(*reg, job);
+    add_reg_write(*reg, job);
+    add_reg_dump(*reg, job);
+}
+
 void add_commands(CLI::App &app, Job &job) {
     add_diseqc(app, job);
     add_doctor(app, job);
     add_info(app, job);
     add_list(app, job);
+    add_reg(app, job);
     add_trace(app, job);
     add_tune(app, job);
     add_sweep(app, job);

@@ -37,6 +37,16 @@ TEST(RegisterNames, a_name_for_one_direction_is_given_in_that_direction) {
     EXPECT_EQ(register_name(demod, 0x7A, Access::read), "energy_index");
 }
 
+TEST(RegisterNames, a_name_leads_to_its_register_in_its_direction) {
+    EXPECT_EQ(register_number(demod, "mode", Access::read), 0x08);
+    EXPECT_EQ(register_number(tuner, "vco_status", Access::read), 0x15);
+    EXPECT_EQ(register_number(tuner, "vco_status", Access::write), std::nullopt);
+    EXPECT_EQ(register_number(demod, "mcu_port", Access::read), std::nullopt);
+    EXPECT_EQ(register_number(demod, "search_status", Access::read), 0x0D);
+    EXPECT_EQ(register_number(tuner, "mode", Access::read), std::nullopt);
+    EXPECT_EQ(register_number(0x14, "mode", Access::read), std::nullopt);
+}
+
 TEST(RegisterNames, names_that_share_a_register_are_all_given) {
     EXPECT_EQ(register_name(demod, 0x0D, Access::read), "lock_status|search_status");
 }
