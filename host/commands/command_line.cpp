@@ -119,10 +119,10 @@ void add_global_options(CLI::App &app, GlobalOptions &options) {
                         {"jsonl", Format::jsonl},
                         {"csv", Format::csv}},
                        "text, json, jsonl or csv");
-    app.add_option(
-        "-o,--output", options.output,
-        "where the data go, in the form of the name's suffix (.json .jsonl .csv; in a scan .conf, "
-        ".html); - is standard output");
+    app.add_option("-o,--output", options.output,
+                   "where the data go, in the form of the name's suffix (.json .jsonl .csv; in a "
+                   "scan .conf, .xml, "
+                   ".m3u, .html); - is standard output");
     app.add_flag("-q,--quiet", options.quiet, "no notes and no progress, only errors");
     app.add_flag("-v,--verbose", options.verbose, "details, and what the driver says");
     app.add_flag("--real-time", options.real_time, "run at the speed of the wall clock");
@@ -290,6 +290,17 @@ void add_scan_range(CLI::App &scan, ScanOptions &options) {
                     "board's dish is turned there");
 }
 
+void add_scan_list(CLI::App &scan, ScanOptions &options) {
+    add_choice<std::optional<ListForm>>(
+        scan, "--to", options.list,
+        {{"dvbv5", ListForm::dvbv5},
+         {"satellites.xml", ListForm::satellites_xml},
+         {"vdr", ListForm::vdr},
+         {"m3u", ListForm::m3u}},
+        "what list -o NAME gets: dvbv5 (by itself with .conf), satellites.xml (.xml), m3u (.m3u), "
+        "vdr; the data go to standard output then");
+}
+
 void add_scan(CLI::App &app, Job &job) {
     CLI::App *scan = app.add_subcommand(
         "scan", "Blind scan: find transponders on all bands and polarisations without a table");
@@ -297,6 +308,7 @@ void add_scan(CLI::App &app, Job &job) {
     add_scan_range(*scan, *options);
     scan->add_option("--compare", options->compare,
                      "a table: report its rows as found or missed, and what it has not got");
+    add_scan_list(*scan, *options);
     scan->add_option("--report", options->report, "write a page with spectrum and table, HTML");
     scan->add_flag("--wall-time", options->wall_time,
                    "JSON with the time on the wall, which differs from run to run");

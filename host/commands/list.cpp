@@ -136,7 +136,7 @@ ExitStatus list_satellites(Program &program) {
 
 ExitStatus list_transponders(Program &program, const ListTranspondersOptions &options) {
     program.honour_only("list transponders", {});
-    const Table table = read_table(find_table(options.table));
+    const Table table = table_named(options.table);
     for (const RejectedRow &row : table.rejected) {
         program.console.note(fmt::format("{}:{}: row {} is unusable: {}", table.file.string(),
                                          row.place.line, row.place.row, row.reason));

@@ -184,14 +184,15 @@ ExitStatus run_scan(Program &program, const ScanOptions &options) {
     program.honour_only("scan", {"board", "lnb", "switch", "real-time", "trace", "driver-log"});
     LegsWanted wanted = read_wanted(options, program);
     const auto table =
-        options.compare ? std::optional(read_table(find_table(*options.compare))) : std::nullopt;
+        options.compare ? std::optional(table_named(*options.compare)) : std::nullopt;
     const std::uint64_t wall_begin_ns = board::wall_now_ns();
     // The built-in board has a switch if a port is asked for; its dish then hangs at that port.
     RigOptions set_up = program.rig_options();
     set_up.board.switch_port = wanted.ports.front();
     ChipRig rig(set_up, program.console);
     const ScanPlan plan = plan_scan(program, options, std::move(wanted), table, rig);
-    ScanDestinations destinations(program.options, options.report, table.has_value());
+    ScanDestinations destinations(program.options, {options.report, options.list},
+                                  table.has_value());
     arrange_world(rig, plan);
     const ScanSettings settings{options.algorithm, static_cast<std::uint8_t>(options.passes)};
     return rig.run([&](ChipSession &session) {
@@ -210,6 +211,7 @@ ExitStatus run_scan(Program &program, const ScanOptions &options) {
         result.time_ms = (now_ns() - begin_ns) / 1'000'000U;
         result.wall_ms = (board::wall_now_ns() - wall_begin_ns) / 1'000'000U;
         result.shows_wall_time = options.wall_time;
+        result.satellite = plan.surroundings.satellite ? plan.surroundings.satellite->name : "";
         destinations.write(result, title_of(plan), program.options.board);
         return judge(result, rig.board(), program.console);
     });

@@ -6,6 +6,7 @@
 
 #include "ds3000/scan/scan_request.h"
 #include "host/commands/program.h"
+#include "host/tables/receiver_lists.h"
 
 namespace host {
 
@@ -20,6 +21,7 @@ struct ScanOptions {
     std::optional<std::string> satellite;
     std::optional<std::string> compare;
     std::optional<std::string> report;
+    std::optional<ListForm> list;  // of the file of -o; absent: as its suffix says
     bool wall_time = false;
 };
 

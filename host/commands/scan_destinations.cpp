@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "host/commands/scan_destinations.h"
 
+#include <fmt/format.h>
+
 #include "host/report/report.h"
-#include "host/tables/table_writer.h"
 #include "host/terminal/same_word.h"
 
 namespace host {
@@ -14,25 +15,47 @@ void write_text(Output &output, const std::string &text) {
     output.finish();
 }
 
-bool names_table(const GlobalOptions &options) {
-    return options.output && has_suffix(*options.output, ".conf");
-}
-
 bool names_page(const GlobalOptions &options) {
     return options.output && has_suffix(*options.output, ".html");
 }
 
+// What the file of -o is to hold; absent where that is the data or the page. A .conf may be of
+// either kind.
+std::optional<ListForm> list_form(const GlobalOptions &options,
+                                  const std::optional<ListForm> &asked) {
+    const auto by_suffix = options.output ? list_form_of(*options.output) : std::nullopt;
+    if (!asked) {
+        return by_suffix;
+    }
+    if (!options.output || *options.output == "-") {
+        refuse_usage("scan --to needs a file for the list: -o NAME");
+    }
+    if (names_page(options) || format_of_name(*options.output)) {
+        refuse_usage(
+            fmt::format("-o {} is not {} by its name; leave --to out or choose another "
+                        "name",
+                        *options.output, to_string(*asked)));
+    }
+    const bool may_differ = by_suffix == ListForm::dvbv5 && asked == ListForm::vdr;
+    if (by_suffix && by_suffix != asked && !may_differ) {
+        refuse_usage(
+            fmt::format("-o {} is {} by its name, not {}; leave --to out or choose another name",
+                        *options.output, to_string(*by_suffix), to_string(*asked)));
+    }
+    return asked;
+}
+
 }  // namespace
 
-ScanDestinations::ScanDestinations(const GlobalOptions &options,
-                                   const std::optional<std::string> &report, bool compares)
-    : data_(options.format,
-            names_table(options) || names_page(options) ? std::nullopt : options.output),
+ScanDestinations::ScanDestinations(const GlobalOptions &options, const ScanFiles &files,
+                                   bool compares)
+    : list_form_(list_form(options, files.list)),
+      data_(options.format, list_form_ || names_page(options) ? std::nullopt : options.output),
       writer_(data_, compares) {
-    if (names_table(options)) {
-        table_.emplace(Format::text, options.output);
+    if (list_form_) {
+        list_.emplace(Format::text, options.output);
     }
-    if (const auto page = names_page(options) ? options.output : report) {
+    if (const auto page = names_page(options) ? options.output : files.report) {
         report_.emplace(Format::text, page);
     }
 }
@@ -49,7 +72,7 @@ void ScanDestinations::show(const ScanResult &so_far) {
     if (!failure_) {
         attempt([&] { writer_.show(so_far); });
     }
-    if (failure_ && !table_ && !report_) {
+    if (failure_ && !list_ && !report_) {
         std::rethrow_exception(failure_);
     }
 }
@@ -59,8 +82,10 @@ void ScanDestinations::write(const ScanResult &result, const std::string &title,
     if (!failure_) {
         attempt([&] { writer_.finish(result); });
     }
-    if (table_) {
-        attempt([&] { write_text(*table_, table_text(table_rows(result))); });
+    if (list_) {
+        attempt([&] {
+            write_text(*list_, list_text(*list_form_, result.satellite, table_rows(result)));
+        });
     }
     if (report_) {
         attempt([&] { write_text(*report_, report_page(page_of(result, title, board))); });

@@ -9,18 +9,25 @@
 #include "host/commands/program.h"
 #include "host/report/scan_output.h"
 #include "host/scan/scan_result.h"
+#include "host/tables/receiver_lists.h"
 #include "host/terminal/output.h"
 
 namespace host {
 
-// Where the data of a scan go. With -o NAME.conf the file gets a channel table, with -o NAME.html
-// the page, and standard output the data.
+// What a scan writes besides its data.
+struct ScanFiles {
+    std::optional<std::string> report;  // the page's file
+    std::optional<ListForm> list;       // what -o gets, where its suffix does not say it
+};
+
+// Where the data of a scan go. With -o NAME.conf, .xml or .m3u the file gets a list of
+// transponders, with -o NAME.html the page, and standard output the data.
 class ScanDestinations {
  public:
-    // report: the file of the page. compares: whether there will be a comparison. All are opened at
-    // once, so that one that cannot be written fails before any work.
-    ScanDestinations(const GlobalOptions &options, const std::optional<std::string> &report,
-                     bool compares);
+    // compares: whether there will be a comparison. Throws Failure (usage) when the list and the
+    // suffix of -o differ. All are opened at once, so that one that cannot be written fails before
+    // any work.
+    ScanDestinations(const GlobalOptions &options, const ScanFiles &files, bool compares);
 
     [[nodiscard]] bool wants_report() const { return report_.has_value(); }
 
@@ -34,9 +41,10 @@ class ScanDestinations {
  private:
     void attempt(const std::function<void()> &writing);
 
+    std::optional<ListForm> list_form_;  // absent: -o gets the data or the page
     Output data_;
     ScanWriter writer_;
-    std::optional<Output> table_;
+    std::optional<Output> list_;
     std::optional<Output> report_;
     std::exception_ptr failure_;
 };

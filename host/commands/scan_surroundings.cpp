@@ -44,7 +44,7 @@ Surroundings Surroundings::of(Workbench &rig, const std::optional<std::string> &
     }
     std::optional<broadcast::Satellite> known;
     if (satellite) {
-        known = read_table(find_table(*satellite)).satellite();
+        known = table_named(*satellite).satellite();
     } else if (demo) {
         known = demo_satellite();
     }

@@ -69,7 +69,7 @@ ExitStatus run_sweep(Program &program, const SweepOptions &options) {
     std::vector<Table> tables;
     tables.reserve(options.tables.size());
     for (const std::string &name : options.tables) {
-        tables.push_back(read_table(find_table(name)));
+        tables.push_back(table_named(name));
     }
     Output output(program.options.format, program.options.output);
     // The built-in board has a switch if a port is asked for.

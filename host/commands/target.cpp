@@ -57,7 +57,7 @@ Target target_in_table(std::string_view command, const TargetOptions &options) {
             command));
     }
     Target target;
-    target.table = read_table(find_table(*options.table));
+    target.table = table_named(*options.table);
     target.row = find_row(*target.table, *options.selector);
     target.transponder = target.row->transponder;
     return target;

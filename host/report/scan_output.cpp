@@ -8,6 +8,8 @@
 
 #include "host/cable/describe.h"
 #include "host/cable/frequency.h"
+#include "host/cable/lnb.h"
+#include "host/cable/lnb_choice.h"
 #include "host/terminal/presentation.h"
 
 namespace host {
@@ -291,6 +293,28 @@ ReportTransponder report_row(const ComparedRow &row, const std::vector<ScannedLe
     return missed;
 }
 
+std::vector<broadcast::Transponder> carriers_of(const ScanResult &result) {
+    std::vector<broadcast::Transponder> carriers;
+    for (const FoundTransponder &found : result.transponders) {
+        broadcast::Transponder &carrier = carriers.emplace_back();
+        carrier.frequency_khz = found.frequency_khz;
+        carrier.polarisation = found.polarisation;
+        carrier.symbol_rate = found.symbol_rate;
+    }
+    return carriers;
+}
+
+// The LNB's name where a reader would count on another one; empty where it has none that others
+// know.
+std::string lnb_to_tell(const broadcast::Lnb &lnb, const broadcast::Lnb &usual) {
+    const bool is_usual = lnb.low_khz == usual.low_khz && lnb.high_khz == usual.high_khz &&
+                          lnb.switch_khz == usual.switch_khz;
+    const std::vector<broadcast::Lnb> &known = known_lnbs();
+    const bool has_name = std::any_of(known.begin(), known.end(),
+                                      [&lnb](const auto &type) { return type.name == lnb.name; });
+    return has_name && !is_usual ? lnb.name : "";
+}
+
 }  // namespace
 
 std::string algorithm_name(scan_algorithm algorithm) {
@@ -377,6 +401,8 @@ void ScanWriter::finish(const ScanResult &result) {
 
 std::vector<WrittenRow> table_rows(const ScanResult &result) {
     std::vector<WrittenRow> rows;
+    const std::vector<broadcast::Transponder> carriers = carriers_of(result);
+    const LnbChoice usual(carriers);
     for (const FoundTransponder &found : result.transponders) {
         const bool mirrored = result.legs.at(found.leg).leg.lof_above;
         WrittenRow row{found.frequency_khz,     found.polarisation,
@@ -387,6 +413,7 @@ std::vector<WrittenRow> table_rows(const ScanResult &result) {
         if (row.inverted) {
             row.inverted = *row.inverted != mirrored;
         }
+        row.lnb = lnb_to_tell(result.lnb, usual.for_transponder(carriers[rows.size()]));
         rows.push_back(row);
     }
     return rows;

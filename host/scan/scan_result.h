@@ -25,6 +25,7 @@ struct ScannedLeg {
 // What a blind scan as a whole came to.
 struct ScanResult {
     broadcast::Lnb lnb;
+    std::string satellite = {};  // that the dish looks at, where that is known
     ScanSettings settings;
     std::vector<ScannedLeg> legs;  // those begun
     std::size_t legs_planned = 0;

@@ -19,7 +19,7 @@ constexpr std::uint32_t second_look_khz = 5'000;
 
 // A channel that every user band can be asked for without knowing its frequency: with the converter
 // in the middle, 3100 MHz, its IF lies within 950..2150 MHz for each of them.
-constexpr std::uint16_t middle_mhz = 1550;
+constexpr std::uint16_t any_channel_mhz = 1550;
 constexpr std::uint32_t any_symbol_rate_ksps = 40'000;
 
 bool has_tone(const FoundBand &band) {
@@ -60,8 +60,8 @@ void identify_user_bands(std::vector<FoundBand> &bands, std::uint16_t bank, cons
     }
     for (std::uint8_t index = 0; index < user_band_indices && !with_tone.empty(); ++index) {
         std::int32_t reached_khz = 0;
-        unicable_channel_change(middle_mhz * 1000, any_symbol_rate_ksps, &reached_khz, index, bank,
-                                middle_mhz);
+        unicable_channel_change(any_channel_mhz * 1000, any_symbol_rate_ksps, &reached_khz, index,
+                                bank, any_channel_mhz);
         const auto silent =
             std::stable_partition(with_tone.begin(), with_tone.end(),
                                   [](const FoundBand *band) { return has_tone(*band); });

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cctype>
 
-#include "host/tables/table.h"
+#include "host/terminal/same_word.h"
 
 namespace host {
 
@@ -77,6 +77,23 @@ std::string names_like(const std::string &name) {
     return names.empty() ? "" : "; names like it:" + names;
 }
 
+// A table's name as people write it: a list of several satellites is followed by one of them.
+struct NameParts {
+    std::string file;
+    std::string satellite;  // empty: the first
+};
+
+NameParts name_parts(const std::string &name) {
+    constexpr std::string_view mark = ".xml:";
+    for (std::size_t at = 0; at + mark.size() <= name.size(); ++at) {
+        if (same_word(std::string_view(name).substr(at, mark.size()), mark)) {
+            const std::size_t colon = at + mark.size() - 1;
+            return {name.substr(0, colon), name.substr(colon + 1)};
+        }
+    }
+    return {name, ""};
+}
+
 }  // namespace
 
 std::filesystem::path table_folder() { return "/usr/share/dvb/dvb-s"; }
@@ -93,8 +110,9 @@ std::vector<std::filesystem::path> installed_tables() {
     return files;
 }
 
-std::filesystem::path installed_or_named(const std::string &name) {
+std::filesystem::path installed_or_named(const std::string &table) {
     std::error_code error;
+    const std::string name = name_parts(table).file;
     const bool is_plain = !name.empty() && name.find('/') == std::string::npos;
     const bool is_installed = is_plain && !std::filesystem::exists(name, error) &&
                               std::filesystem::exists(table_folder() / name, error);
@@ -120,6 +138,10 @@ std::vector<std::filesystem::path> demo_tables() {
         return !file.filename().string().ends_with(demo_position);
     });
     return files;
+}
+
+Table table_named(const std::string &name) {
+    return read_table(find_table(name), name_parts(name).satellite);
 }
 
 broadcast::Satellite demo_satellite() {

@@ -11,6 +11,8 @@
 #include <variant>
 
 #include "host/cable/frequency.h"
+#include "host/tables/receiver_lists.h"
+#include "host/tables/satellites_xml.h"
 #include "host/tables/vocabulary.h"
 #include "host/terminal/same_word.h"
 
@@ -148,10 +150,11 @@ RowReading read_group(const TableGroup &group) {
     return read_row(group);
 }
 
-Table table_of(const std::vector<TableGroup> &groups, const std::filesystem::path &file) {
+Table table_of(const std::vector<TableGroup> &groups, const std::filesystem::path &file,
+               const std::string &name) {
     Table table;
     table.file = file;
-    table.name = file.filename().string();
+    table.name = name;
     unsigned number = 0;
     for (const TableGroup &group : groups) {
         const RowPlace place{++number, group.line};
@@ -252,12 +255,17 @@ broadcast::Satellite Table::satellite_at(unsigned switch_port) const {
     return satellite;
 }
 
-Table read_table(const std::filesystem::path &file) {
-    return table_of(read_table_groups(file), file);
+Table read_table(const std::filesystem::path &file, const std::string &satellite) {
+    return parse_table(read_table_text(file), file, satellite);
 }
 
-Table parse_table(std::string_view text, const std::filesystem::path &file) {
-    return table_of(split_table(text, file.string()), file);
+Table parse_table(std::string_view text, const std::filesystem::path &file,
+                  const std::string &satellite) {
+    if (list_form_of(file.string()) == ListForm::satellites_xml) {
+        const XmlSatellite read = read_satellites_xml(text, file.string(), satellite);
+        return table_of(read.groups, file, read.name);
+    }
+    return table_of(split_table(text, file.string()), file, file.filename().string());
 }
 
 const TableRow &find_row(const Table &table, const std::string &selector) {

@@ -33,7 +33,7 @@ struct RejectedRow {
 // A channel table: the transponders of one satellite.
 struct Table {
     std::filesystem::path file;
-    std::string name;  // of the file
+    std::string name;  // of the file, or of the satellite in one
     std::vector<TableRow> rows;
     std::vector<RejectedRow> rejected;
 
@@ -43,12 +43,14 @@ struct Table {
     [[nodiscard]] broadcast::Satellite satellite_at(unsigned switch_port) const;
 };
 
-// Read a DVBv5 table: a wrong row is rejected with its reason and costs no other row.
-// Throws TableError for what is no table at all.
-Table read_table(const std::filesystem::path &file);
+// Read a DVBv5 table, or a satellite of a satellites.xml, which is known by its suffix .xml: the
+// one of this name or place (19.2E), else the first. A wrong row is rejected with its reason and
+// costs no other row. Throws TableError for what is no table at all.
+Table read_table(const std::filesystem::path &file, const std::string &satellite = "");
 
 // The same for a text.
-Table parse_table(std::string_view text, const std::filesystem::path &file);
+Table parse_table(std::string_view text, const std::filesystem::path &file,
+                  const std::string &satellite = "");
 
 // Nothing in a table goes by what a person wrote.
 class NoSuchRow : public ReadingError {

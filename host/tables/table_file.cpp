@@ -149,8 +149,8 @@ std::vector<TableGroup> split_table(std::string_view text, std::string_view name
     return groups;
 }
 
-std::vector<TableGroup> read_table_groups(const std::filesystem::path &file) {
-    return split_table(read_input(file.string(), largest_file), file.string());
+std::string read_table_text(const std::filesystem::path &file) {
+    return read_input(file.string(), largest_file);
 }
 
 }  // namespace host

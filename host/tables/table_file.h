@@ -36,11 +36,11 @@ struct TableGroup {
 // A number below 2^32 in decimal digits and nothing else.
 std::optional<std::uint32_t> whole_number(std::string_view text);
 
-// The form of a DVBv5 file: groups of keys and values. Reads the whole file and checks every line.
-// Throws TableError with file and line for what is no table.
-std::vector<TableGroup> read_table_groups(const std::filesystem::path &file);
+// The text of a table's file. Throws TableError for what is no file to read.
+std::string read_table_text(const std::filesystem::path &file);
 
-// The same for a text; `name` stands for the file in messages.
+// The form of a DVBv5 file: groups of keys and values. Checks every line; `name` stands for the
+// file in messages. Throws TableError with file and line for what is no table.
 std::vector<TableGroup> split_table(std::string_view text, std::string_view name);
 
 }  // namespace host

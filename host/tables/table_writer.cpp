@@ -3,6 +3,11 @@
 
 #include <fmt/format.h>
 
+#include <map>
+#include <string_view>
+#include <utility>
+
+#include "host/cable/describe.h"
 #include "host/tables/vocabulary.h"
 
 namespace host {
@@ -11,6 +16,8 @@ namespace {
 
 class RowText {
  public:
+    explicit RowText(std::string_view name) : text_(fmt::format("[{}]\n", name)) {}
+
     template <typename Value>
     void line(std::string_view key, const Value &value) {
         text_ += fmt::format("\t{} = {}\n", key, value);
@@ -25,11 +32,14 @@ class RowText {
     [[nodiscard]] std::string finished() const { return text_ + "\n"; }
 
  private:
-    std::string text_ = "[CHANNEL]\n";
+    std::string text_;
 };
 
-std::string row_text(const WrittenRow &row) {
-    RowText text;
+std::string row_text(const WrittenRow &row, std::string_view name) {
+    RowText text(name);
+    if (!row.lnb.empty()) {
+        text.line(lnb_key, row.lnb);
+    }
     if (row.switch_port != 0) {
         text.line(satellite_key, row.switch_port - 1);
     }
@@ -53,10 +63,27 @@ std::string row_text(const WrittenRow &row) {
 
 }  // namespace
 
-std::string table_text(const std::vector<WrittenRow> &rows) {
-    std::string text;
+std::uint32_t whole_mhz(std::uint32_t khz) { return (khz + 500) / 1000; }
+
+std::vector<std::string> row_names(const std::vector<WrittenRow> &rows) {
+    std::map<std::string, unsigned> times;
+    std::vector<std::string> names;
     for (const WrittenRow &row : rows) {
-        text += row_text(row);
+        std::string name = fmt::format("{}{}", whole_mhz(row.frequency_khz),
+                                       polarisation_letter(row.polarisation));
+        if (const unsigned time = ++times[name]; time > 1) {
+            name += fmt::format("-{}", time);
+        }
+        names.push_back(std::move(name));
+    }
+    return names;
+}
+
+std::string table_text(const std::vector<WrittenRow> &rows) {
+    const std::vector<std::string> names = row_names(rows);
+    std::string text;
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        text += row_text(rows[i], names[i]);
     }
     return text;
 }

@@ -22,7 +22,15 @@ struct WrittenRow {
     std::optional<bool> pilots;
     std::optional<bool> inverted;
     unsigned switch_port = 0;  // of the committed switch; 0: none
+    std::string lnb = {};      // a name that other programs know, where it has to be said
 };
+
+// A name for each row by its place, 10714H: programs that know rows by their names would keep one
+// of many that have none. Where two are the same, the later one gets a number, 10714H-2.
+std::vector<std::string> row_names(const std::vector<WrittenRow> &rows);
+
+// A frequency in MHz, rounded.
+std::uint32_t whole_mhz(std::uint32_t khz);
 
 // The text of a DVBv5 channel file with these rows; empty without rows.
 std::string table_text(const std::vector<WrittenRow> &rows);

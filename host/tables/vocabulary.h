@@ -157,10 +157,11 @@ inline constexpr Key<broadcast::RollOff> roll_off_key{"ROLLOFF", words::roll_off
 inline constexpr Key<bool> pilot_key{"PILOT", words::switches};
 inline constexpr Key<bool> inversion_key{"INVERSION", words::switches};
 
-// The keys with whole numbers.
+// The other keys: whole numbers, and the name of an LNB.
 inline constexpr std::string_view frequency_key = "FREQUENCY";
 inline constexpr std::string_view symbol_rate_key = "SYMBOL_RATE";
 inline constexpr std::string_view satellite_key = "SAT_NUMBER";
+inline constexpr std::string_view lnb_key = "LNB";
 inline constexpr std::string_view stream_key = "STREAM_ID";
 inline constexpr std::string_view bandwidth_key = "BANDWIDTH_HZ";
 

@@ -453,5 +453,33 @@ TEST_F(CtlScan, ctrl_c_ends_cleanly_with_what_is_there) {
     EXPECT_GT(trace.rfind("gpio 6 0") + 1, trace.rfind("gpio 6 1") + 1) << "LNB supply off";
 }
 
+TEST_F(CtlScan, lists_that_receivers_read_are_written_by_suffix_or_on_request) {
+    const std::string scan =
+        "scan --if 1700M-1760M --polarisation H --passes 1 --satellite Astra-1N-19.2E ";
+    const Outcome xml = ctl(scan + "--format json -o found.xml");
+    ASSERT_EQ(xml.status, 0) << xml.err;
+    EXPECT_FALSE(parse_json(xml.out).at("transponders").empty()) << "the data go on";
+    EXPECT_THAT(read_file("found.xml"), HasSubstr("position=\"192\">\n    <transponder "));
+    ASSERT_EQ(ctl(scan + "--to vdr -o channels.conf").status, 0);
+    EXPECT_THAT(read_file("channels.conf"), HasSubstr(":S19.2E:22000:0:0:0:0:1:0:0:0\n"));
+    ASSERT_EQ(ctl(scan + "-o list.m3u").status, 0);
+    EXPECT_THAT(read_file("list.m3u"), HasSubstr("#EXTM3U\n#EXTINF:-1,"));
+    EXPECT_EQ(ctl(scan + "--to m3u").status, 2);
+    EXPECT_EQ(ctl(scan + "--to m3u -o -").status, 2);
+    EXPECT_EQ(ctl(scan + "--to m3u -o list.xml").status, 2);
+    EXPECT_EQ(ctl(scan + "--to csv -o list").status, 2);
+}
+
+TEST_F(CtlScan, channel_file_tells_an_lnb_that_nobody_would_count_on) {
+    write_file("dish.toml",
+               "[lnb]\ntype = \"universal\"\nlof_low_khz = 10_750_000\nlof_high_khz = 0\n"
+               "[[satellite]]\nname = \"one\"\n[[transponder]]\nfrequency_khz = 12_000_000\n"
+               "polarisation = \"V\"\nsymbol_rate = 22_000_000\n");
+    const std::string scan =
+        "scan --board sim:dish.toml --range 11970M-12030M --polarisation V --passes 1 -o f.conf ";
+    ASSERT_EQ(ctl(scan + "--lnb L10750").status, 0);
+    EXPECT_THAT(read_file("f.conf"), testing::StartsWith("[12000V]\n\tLNB = L10750\n"));
+}
+
 }  // namespace
 }  // namespace tests

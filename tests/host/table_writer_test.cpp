@@ -37,7 +37,7 @@ TEST(TableWriter, a_row_has_every_key_of_its_system) {
     dvbs.switch_port = 2;
 
     EXPECT_EQ(table_text({dvbs, full_row()}),
-              "[CHANNEL]\n"
+              "[11494V]\n"
               "\tSAT_NUMBER = 1\n"
               "\tDELIVERY_SYSTEM = DVBS\n"
               "\tFREQUENCY = 11494123\n"
@@ -46,7 +46,7 @@ TEST(TableWriter, a_row_has_every_key_of_its_system) {
               "\tINNER_FEC = 2/3\n"
               "\tINVERSION = ON\n"
               "\n"
-              "[CHANNEL]\n"
+              "[11494V-2]\n"
               "\tDELIVERY_SYSTEM = DVBS2\n"
               "\tFREQUENCY = 11494123\n"
               "\tPOLARIZATION = VERTICAL\n"
@@ -172,6 +172,25 @@ TEST(TableWriter, dvbs_has_no_keys_of_dvbs2) {
 }
 
 TEST(TableWriter, no_row_is_an_empty_text) { EXPECT_EQ(table_text({}), ""); }
+
+TEST(TableWriter, every_row_has_a_name_of_its_own) {
+    WrittenRow other = full_row();
+    other.frequency_khz = 10'714'500;
+    other.polarisation = broadcast::Polarisation::horizontal;
+    EXPECT_EQ(host::row_names({full_row(), other, full_row(), full_row()}),
+              (std::vector<std::string>{"11494V", "10715H", "11494V-2", "11494V-3"}));
+    const host::Table table = host::parse_table(table_text({full_row(), full_row()}), "written");
+    EXPECT_EQ(host::find_row(table, "11494V-2").place.row, 2U);
+}
+
+TEST(TableWriter, unusual_lnb_is_told) {
+    WrittenRow row = full_row();
+    EXPECT_EQ(table_text({row}).find("LNB"), std::string::npos);
+    row.lnb = "C-MULT";
+    EXPECT_NE(table_text({row}).find("[11494V]\n\tLNB = C-MULT\n\tDELIVERY_SYSTEM"),
+              std::string::npos);
+    EXPECT_EQ(read_back({row}).size(), 1U);
+}
 
 }  // namespace
 }  // namespace tests
