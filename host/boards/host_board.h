@@ -41,6 +41,9 @@ class HostBoard {
     // Whether the chips are simulated, for which a placeholder serves as firmware.
     [[nodiscard]] virtual bool has_simulated_chips() const { return false; }
 
+    // Whether the LNB supply stays as it is when the program ends. GPIO lines are given back then.
+    [[nodiscard]] virtual bool supply_outlives_program() const { return true; }
+
     // A transponder that the board's dish sees, if the board knows one.
     [[nodiscard]] virtual std::optional<broadcast::Transponder> usual_transponder() const {
         return std::nullopt;

@@ -83,6 +83,8 @@ class LinuxHostBoard final : public HostBoard {
         return board;
     }
 
+    [[nodiscard]] bool supply_outlives_program() const override { return !address_.gpio; }
+
     void finish() override {
         HostBoard::finish();
         desk_.sum_up();

@@ -244,9 +244,11 @@ void add_tune(CLI::App &app, Job &job) {
             ->capture_default_str();
     tune->add_flag("--show-plan", options->show_plan,
                    "only print what would be tuned, supplied and sent to the switch");
-    tune->add_flag(
-        "--keep-lnb-power", options->keep_lnb_power,
-        "leave the LNB supply on at exit; refused with a plug-in, which switches it off");
+    add_choice<Via>(*tune, "--via", options->via, {{"plugin", Via::plugin}, {"chip", Via::chip}},
+                    "plugin, as a receiver does (default), or chip, which also tells carrier "
+                    "offset, margin, modulation and code rate");
+    tune->add_flag("--keep-lnb-power", options->keep_lnb_power,
+                   "with --via chip: leave the LNB supplied and the chips tuned at exit");
     tune->callback([&job, options, timeout] {
         options->timeout_given = timeout->count() > 0;
         job = [options](Program &program) { return run_tune(program, *options); };

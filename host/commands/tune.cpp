@@ -3,16 +3,24 @@
 
 #include <fmt/format.h>
 
+#include <functional>
+
 #include "host/cable/describe.h"
 #include "host/cable/frequency.h"
-#include "host/commands/no_lock.h"
-#include "host/session/rig.h"
+#include "host/commands/reception_output.h"
 #include "host/tables/catalogue.h"
 #include "host/terminal/presentation.h"
 
 namespace host {
 
 namespace {
+
+// The way to a target on a board.
+struct Way {
+    broadcast::Lnb lnb;
+    tune_request request;
+    TunePlan plan;
+};
 
 // The result as it grows: what was asked for, what became of it.
 Json begin_result(const Target &target, const broadcast::Lnb &lnb, const TunePlan &plan) {
@@ -42,23 +50,13 @@ void write_plan_text(Output &output, const Target &target, const broadcast::Lnb 
     line("switch bytes", plan.switch_pos != 0 ? switch_bytes(plan) : "none");
 }
 
-void write_text(Output &output, const Json &result, const Target &target, const broadcast::Lnb &lnb,
-                const TunePlan &plan) {
-    const auto line = [&output](const char *what, const std::string &value) {
-        output.line(fmt::format("{:<12} {}", what, value));
-    };
-    line("transponder", headline(target.transponder));
-    line("path", summary(lnb, plan));
-    const bool locked = result.at("locked").get<bool>();
-    line("lock", locked ? fmt::format("yes, after {} ms", result.at("lock_ms").dump())
-                        : fmt::format("no, after {} ms", result.at("waited_ms").dump()));
-    if (locked) {
-        line("quality", fmt::format("{} dB", result.at("quality_db").dump()));
-    } else {
-        line("reason", result.value("explanation", "the board cannot tell"));
-    }
-    if (result.contains("strength_percent")) {
-        line("strength", fmt::format("{} %", result.at("strength_percent").dump()));
+void write_text(Output &output, const Json &result, const Target &target, const Way &way,
+                const Reception &reception) {
+    write_fact(output, "transponder", headline(target.transponder));
+    write_fact(output, "path", summary(way.lnb, way.plan));
+    write_reception(output, result, reception);
+    if (result.at("locked").get<bool>() && result.at("via") == "plugin") {
+        write_fact(output, "margin", "the plug-in does not tell; --via chip measures it");
     }
 }
 
@@ -79,7 +77,7 @@ void refuse_answer(TuneAnswer answer, const TunePlan &plan) {
     }
 }
 
-void point_dish(Rig &rig, const Program &program, const Target &target) {
+void point_dish(Workbench &rig, const Program &program, const Target &target) {
     SimulatedBoard *simulated = rig.board().simulated();
     if (target.table) {
         rig.point_at(satellite_of(target), program.options.switch_port);
@@ -88,65 +86,122 @@ void point_dish(Rig &rig, const Program &program, const Target &target) {
     }
 }
 
-// What was received, or why nothing was.
-void add_reception(Json &result, Session &session, std::optional<std::uint64_t> lock_ms,
-                   std::uint64_t waited_ms, Rig &rig) {
-    Session::settle([&rig] { return rig.must_end(); });
-    rig.look();
-    const Signal signal = session.signal();
-    const bool locked = lock_ms && !rig.loss();
-    result["locked"] = locked;
-    if (locked) {
-        result["lock_ms"] = *lock_ms;
-        result["quality_db"] = signal.quality_db;
-    } else {
-        result["waited_ms"] = waited_ms;
-        result.update(json_of(explain_no_lock(rig.board())));
-    }
-    if (!rig.loss()) {
-        result["strength_percent"] = signal.strength_percent;
-    }
+// Choose the way, and arrange a simulated world for it.
+Way prepare(Workbench &rig, const Program &program, const Target &target) {
+    const LnbSource lnbs(program.chosen_lnb(), rig.board().fitted_lnb(), {target.transponder});
+    Way way{lnbs.for_transponder(target.transponder), {}, {}};
+    way.request = request_for(target.transponder, way.lnb, program.options.switch_port);
+    way.plan = plan_tune(way.request);
+    rig.fit_lnb(way.lnb);
+    point_dish(rig, program, target);
+    program.console.detail(
+        fmt::format("{}: {}", headline(target.transponder), summary(way.lnb, way.plan)));
+    return way;
 }
 
-void show_wait(Console &console, std::uint64_t elapsed_ms, std::uint64_t timeout_ms) {
-    if (console.shows_progress()) {
-        console.progress(fmt::format("no lock yet, {:.1f} of {:.1f} s",
-                                     static_cast<double>(elapsed_ms) / 1e3,
-                                     static_cast<double>(timeout_ms) / 1e3));
-    }
+void show_reception(Output &output, const Target &target, const Way &way, Via via,
+                    Reception &reception, Workbench &rig) {
+    Json result = begin_result(target, way.lnb, way.plan);
+    add_reception(result, reception, rig);
+    result["via"] = via == Via::chip ? "chip" : "plugin";
+    present(output,
+            {.text = [&](Output &text) { write_text(text, result, target, way, reception); },
+             .json = [&result] { return result; },
+             .sheet =
+                 [&result] {
+                     Json flat = result;
+                     spread(flat, "signal");
+                     return sheet_of(flat);
+                 }});
 }
 
-ExitStatus tune_channel(Program &program, const TuneOptions &options, const Target &target) {
+// When to give up waiting for lock. It shows how long has been waited.
+std::function<bool(std::uint64_t)> patience_of(const TuneOptions &options, Workbench &rig,
+                                               Console &console) {
+    const auto timeout_ms = static_cast<std::uint64_t>(options.timeout_s * 1000.0);
+    return [&options, &rig, &console, timeout_ms](std::uint64_t elapsed_ms) {
+        if (console.shows_progress()) {
+            console.progress(fmt::format("no lock yet, {:.1f} of {:.1f} s",
+                                         static_cast<double>(elapsed_ms) / 1e3, options.timeout_s));
+        }
+        return elapsed_ms >= timeout_ms || rig.must_end_by_look();
+    };
+}
+
+ExitStatus status_of(const Reception &reception, const Program &program) {
+    if (reception.lock_ms) {
+        return ExitStatus::done;
+    }
+    return program.interrupt.requested() ? ExitStatus::cancelled : ExitStatus::no_lock;
+}
+
+ExitStatus tune_with_plugin(Program &program, const TuneOptions &options, const Target &target) {
     Output output(program.options.format, program.options.output);
     Rig rig(program.rig_options(), program.console);
-    const LnbSource lnbs(program.chosen_lnb(), rig.board().fitted_lnb(), {target.transponder});
-    const broadcast::Lnb &lnb = lnbs.for_transponder(target.transponder);
-    const tune_request request = request_for(target.transponder, lnb, program.options.switch_port);
-    const TunePlan plan = plan_tune(request);
-    rig.fit_lnb(lnb);
-    point_dish(rig, program, target);
-    program.console.detail(fmt::format("{}: {}", headline(target.transponder), summary(lnb, plan)));
-
+    const Way way = prepare(rig, program, target);
     return rig.run([&](Session &session) {
-        refuse_answer(session.tune(request), plan);
-        const auto timeout_ms = static_cast<std::uint64_t>(options.timeout_s * 1000.0);
-        std::uint64_t waited_ms = 0;
-        const auto lock_ms =
-            session.wait_for_lock({[&](std::uint64_t elapsed_ms) {
-                                       waited_ms = elapsed_ms;
-                                       show_wait(program.console, elapsed_ms, timeout_ms);
-                                       return elapsed_ms >= timeout_ms || rig.must_end_by_look();
-                                   },
-                                   nullptr});
+        refuse_answer(session.tune(way.request), way.plan);
+        Reception reception;
+        const auto gives_up = patience_of(options, rig, program.console);
+        reception.lock_ms = session.wait_for_lock({[&](std::uint64_t elapsed_ms) {
+                                                       reception.waited_ms = elapsed_ms;
+                                                       return gives_up(elapsed_ms);
+                                                   },
+                                                   nullptr});
         program.console.progress("");
-        Json result = begin_result(target, lnb, plan);
-        add_reception(result, session, lock_ms, waited_ms, rig);
-        present(output, {.text = [&](Output &text) { write_text(text, result, target, lnb, plan); },
-                         .json = [&result] { return result; }});
-        if (lock_ms) {
-            return ExitStatus::done;
+        Session::settle([&rig] { return rig.must_end(); });
+        rig.look();
+        reception.reading = PublishedReception(session).read();
+        show_reception(output, target, way, Via::plugin, reception, rig);
+        return status_of(reception, program);
+    });
+}
+
+void refuse_to_keep_supply(HostBoard &board) {
+    if (!board.supply_outlives_program()) {
+        throw Failure(ExitStatus::usage,
+                      "--keep-lnb-power cannot be honoured on this board: its GPIO lines go back "
+                      "to the kernel when the program ends, and the LNB supply with them");
+    }
+}
+
+Reception receive_with_chips(ChipSession &session, const Way &way, const TuneOptions &options,
+                             ChipRig &rig, Console &console) {
+    ChipSession::receive_directly();
+    session.select(leg_of(way.plan));
+    set_up_channel(way.plan);
+    Reception reception =
+        ChipReceptionReader(way.plan).await_lock(patience_of(options, rig, console));
+    console.progress("");
+    rig.look();
+    if (rig.must_end()) {
+        reception.reading = {};  // the last transfers may have been cut short
+    }
+    session.take_lines();
+    return reception;
+}
+
+ExitStatus tune_with_chips(Program &program, const TuneOptions &options, const Target &target) {
+    program.honour_only("tune --via chip",
+                        {"board", "lnb", "switch", "real-time", "trace", "driver-log"});
+    Output output(program.options.format, program.options.output);
+    ChipRig rig(program.rig_options(), program.console);
+    if (options.keep_lnb_power) {
+        refuse_to_keep_supply(rig.board());
+    }
+    const Way way = prepare(rig, program, target);
+    if (way.plan.refusal) {
+        throw Failure(ExitStatus::outside_limits, *way.plan.refusal);
+    }
+    return rig.run([&](ChipSession &session) {
+        Reception reception = receive_with_chips(session, way, options, rig, program.console);
+        show_reception(output, target, way, Via::chip, reception, rig);
+        if (options.keep_lnb_power && !rig.must_end()) {
+            session.leave_running();
+            program.console.note("The LNB stays supplied and the chips stay tuned");
         }
-        return program.interrupt.requested() ? ExitStatus::cancelled : ExitStatus::no_lock;
+        return program.interrupt.requested() ? ExitStatus::cancelled
+                                             : status_of(reception, program);
     });
 }
 
@@ -180,10 +235,11 @@ ExitStatus show_plan(Program &program, const Target &target) {
 }  // namespace
 
 ExitStatus run_tune(Program &program, const TuneOptions &options) {
-    if (options.keep_lnb_power) {
+    if (options.keep_lnb_power && (options.via == Via::plugin || options.show_plan)) {
         refuse_usage(
             "--keep-lnb-power cannot be honoured: the plug-in switches the LNB supply off when it "
-            "is finalized, and a receiver that skips that leaves the chips running");
+            "is finalized, and a receiver that skips that leaves the chips running; --via chip "
+            "can");
     }
     if (options.show_plan && options.timeout_given) {
         refuse_usage("tune --show-plan has no use for --timeout; leave it out");
@@ -191,7 +247,11 @@ ExitStatus run_tune(Program &program, const TuneOptions &options) {
     const Target target = find_target("tune", options.target, program.console);
     const GlobalOptions global = at_port_of(target, program.options);
     Program at_port = program.with(global);
-    return options.show_plan ? show_plan(at_port, target) : tune_channel(at_port, options, target);
+    if (options.show_plan) {
+        return show_plan(at_port, target);
+    }
+    return options.via == Via::chip ? tune_with_chips(at_port, options, target)
+                                    : tune_with_plugin(at_port, options, target);
 }
 
 }  // namespace host

@@ -6,8 +6,12 @@
 
 namespace host {
 
+// What tunes: the plug-in, as a receiver's host sees it, or the chip layer of this program.
+enum class Via { plugin, chip };
+
 struct TuneOptions {
     TargetOptions target;
+    Via via = Via::plugin;
     double timeout_s = 5.0;
     bool timeout_given = false;
     bool show_plan = false;

@@ -7,7 +7,7 @@
 #include "host/cable/describe.h"
 #include "host/cable/frequency.h"
 #include "host/cable/user_band.h"
-#include "host/commands/no_lock.h"
+#include "host/commands/reception_output.h"
 #include "host/session/rig.h"
 #include "host/session/unicable_reception.h"
 #include "host/session/unicable_search.h"
@@ -126,7 +126,7 @@ Json plan_json(const TunePlan &plan) {
 }
 
 Json make_result(const Plan &plan, const UserBand &band, const UserBandPlan &channel,
-                 const UserBandReception &reception, HostBoard &board) {
+                 UserBandReception &reception, Workbench &rig) {
     Json result{{"schema", "ds3000.unicable-tune/1"}};
     result.update(json_of(plan.target));
     result["lnb"] = json_of(plan.lnb);
@@ -135,26 +135,14 @@ Json make_result(const Plan &plan, const UserBand &band, const UserBandPlan &cha
     result["user_band"] = user_band_json(band, channel);
     result["user_band"]["searched"] = !plan.band;
     result["attempts"] = reception.attempts;
-    const bool locked = reception.lock_ms && !board.watch().loss();
-    result["locked"] = locked;
-    if (locked) {
-        result["lock_ms"] = *reception.lock_ms;
-        result["quality_db"] = reception.quality_db;
-    } else {
-        result["waited_ms"] = reception.waited_ms;
-        result.update(json_of(explain_no_lock(board)));
-    }
-    result["strength_percent"] = reception.strength_percent;
-    if (reception.signal) {
-        result["signal"] = json_of(*reception.signal);
-    }
+    add_reception(result, reception, rig);
     return result;
 }
 
 void write_text(Output &output, const Json &result, const Plan &plan, const UserBand &band,
                 const UserBandPlan &channel, const UserBandReception &reception) {
-    const auto line = [&output](const char *what, const std::string &value) {
-        output.line(fmt::format("{:<12} {}", what, value));
+    const auto line = [&output](std::string_view what, std::string_view value) {
+        write_fact(output, what, value);
     };
     line("transponder", headline(plan.target.transponder));
     line("path", fmt::format("LNB {}, oscillator {}, IF {}", plan.lnb.name,
@@ -164,15 +152,7 @@ void write_text(Output &output, const Json &result, const Plan &plan, const User
                                   band.index, band.frequency_mhz, channel.bank, channel.tuning_word,
                                   channel.converter_mhz, channel.reached_if_mhz));
     line("commands", fmt::format("{}", reception.attempts));
-    if (reception.lock_ms) {
-        line("lock", fmt::format("yes, after {} ms", *reception.lock_ms));
-        line("quality", fmt::format("{} dB", reception.quality_db));
-        line("signal", summary(*reception.signal));
-    } else {
-        line("lock", fmt::format("no, after {} ms", reception.waited_ms));
-        line("reason", result.value("explanation", "the board cannot tell"));
-    }
-    line("strength", fmt::format("{} %", reception.strength_percent));
+    write_reception(output, result, reception);
 }
 
 Json flat(const Json &result) {
@@ -180,11 +160,7 @@ Json flat(const Json &result) {
     row.erase("lnb");
     row["lnb"] = result.at("lnb").at("name");
     for (const char *group : {"plan", "user_band", "signal"}) {
-        if (result.contains(group)) {
-            for (const auto &[name, value] : result.at(group).items()) {
-                row[fmt::format("{}_{}", group, name)] = value;
-            }
-        }
+        spread(row, group);
     }
     return row;
 }
@@ -212,11 +188,13 @@ ExitStatus tune_through(Program &program, const UnicableTuneOptions &options, co
     const UserBandPatience patience{options.attempts,
                                     static_cast<std::uint64_t>(options.timeout_s * 1000.0),
                                     [&rig] { return rig.must_end_by_look(); }};
-    const UserBandReception reception =
-        receive_through(session, band, channel, plan.tune, patience);
+    UserBandReception reception = receive_through(session, band, channel, plan.tune, patience);
     rig.look();
+    if (rig.must_end()) {
+        reception.reading = {};  // the last transfers may have been cut short
+    }
     session.take_lines();
-    Json result = make_result(plan, band, channel, reception, rig.board());
+    Json result = make_result(plan, band, channel, reception, rig);
     present(
         output,
         {.text = [&](Output &text) { write_text(text, result, plan, band, channel, reception); },

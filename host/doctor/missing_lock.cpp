@@ -11,6 +11,7 @@
 #include "ds3000/chip/ds3000_context.h"
 #include "host/doctor/reception_words.h"
 #include "host/doctor/spectrum_look.h"
+#include "host/session/reception_reading.h"
 
 namespace host {
 
@@ -129,7 +130,7 @@ Finding MissingLock::try_drifted_places() {
         way.if_mhz = (peak.if_khz + 500) / 1000;
         if (locks(way)) {
             const std::int32_t away_khz = distance_khz(peak);
-            const std::int32_t drift_khz = aim().drift_that_moves_by(away_khz);
+            const std::int32_t drift_khz = drift_that_moves(aim().plan, away_khz);
             Finding finding = finding_of(
                 cause_at("drift", "lnb_drift"),
                 fmt::format("locks {:+} kHz from where it belongs: the LNB's oscillator is about "

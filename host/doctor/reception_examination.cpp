@@ -64,7 +64,7 @@ void Examination::examine_lock() {
     findings_.examine("quality", [] { return finding_of(measure_quality()); });
     if (!aim().user_band) {
         findings_.examine("carrier",
-                          [this] { return finding_of(measure_carrier(aim()), aim().lnb); });
+                          [this] { return finding_of(measure_carrier(aim().plan), aim().lnb); });
     }
     findings_.examine("watch",
                       [this] { return finding_of(watch_lock(reception_, times_.watch_ms)); });

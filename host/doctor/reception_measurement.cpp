@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "host/doctor/reception_measurement.h"
 
-#include "broadcast/modcod.h"
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/chip/ds3000_regs.h"
-#include "ds3000/demod/carrier.h"
 #include "ds3000/demod/power.h"
 #include "ds3000/diseqc/diseqc.h"
 #include "ds3000/hw/register_access.h"
@@ -41,13 +39,6 @@ std::int32_t read_symbol_rate_registers() {
     demod_read(reg::symbol_rate_high, &high);
     demod_read(reg::symbol_rate_low, &low);
     return high << 8 | low;
-}
-
-// The C/N that the received modulation and code rate need; absent while the chip does not know.
-std::optional<double> needed_db(const SignalInfo &info) {
-    return info.modulation && info.code_rate
-               ? broadcast::threshold_db(info.system, *info.modulation, *info.code_rate)
-               : std::nullopt;
 }
 
 // The switch's command; without a switch the one that powers every device up, as it is already.
@@ -92,31 +83,6 @@ MessageTrial send_message(const TrialReception &reception) {
     const std::uint64_t start_ns = now_ns();
     const bool sent = diseqc_send(&message) == DS3000_OK;
     return {leg.switch_port, ms_since(start_ns), sent};
-}
-
-std::optional<double> QualityReading::margin_db() const {
-    return threshold_db ? std::optional(quality_db - *threshold_db) : std::nullopt;
-}
-
-QualityReading measure_quality() {
-    constexpr std::uint64_t settling_ms = 300;
-    pause_ms(settling_ms);
-    QualityReading reading;
-    reading.quality_db = measure_quality_db();
-    reading.signal = read_signal_info();
-    reading.threshold_db = needed_db(reading.signal);
-    return reading;
-}
-
-// The driver tunes whole MHz, so part of what the demodulator found is the rest of the request.
-CarrierReading measure_carrier(const Aim &aim) {
-    std::int32_t delta_khz = 0;
-    ds3000_get_carrier_offset_delta(&delta_khz);
-    if (ds3000_sees_inverted_spectrum() != 0) {
-        delta_khz = -delta_khz;
-    }
-    const std::int32_t above_khz = delta_khz - static_cast<std::int32_t>(aim.plan.residual_khz);
-    return {above_khz, aim.drift_that_moves_by(above_khz)};
 }
 
 LockWatch watch_lock(TrialReception &reception, std::uint64_t watch_ms) {

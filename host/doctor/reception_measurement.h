@@ -6,9 +6,9 @@
 #include <optional>
 #include <vector>
 
-#include "host/cable/signal_info.h"
 #include "host/doctor/spectrum_look.h"
 #include "host/doctor/trial_reception.h"
+#include "host/session/reception_reading.h"
 
 namespace host {
 
@@ -39,24 +39,6 @@ struct MessageTrial {
     bool sent = false;
 };
 MessageTrial send_message(const TrialReception &reception);
-
-// What a lock is worth.
-struct QualityReading {
-    int quality_db = 0;
-    SignalInfo signal;
-    std::optional<double> threshold_db;  // of modulation and code rate, where the chip knows them
-
-    [[nodiscard]] std::optional<double> margin_db() const;
-};
-QualityReading measure_quality();
-
-// How far a locked carrier lies from where the request put it, and what that says of the LNB's
-// oscillator.
-struct CarrierReading {
-    std::int32_t above_khz = 0;
-    std::int32_t drift_khz = 0;
-};
-CarrierReading measure_carrier(const Aim &aim);
 
 // A lock while it is watched.
 struct LockWatch {

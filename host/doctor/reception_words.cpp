@@ -43,7 +43,8 @@ std::string in_words(const MessageTrial &message) {
 }
 
 std::string in_words(const QualityReading &quality) {
-    const std::string words = fmt::format("{}; {} dB", summary(quality.signal), quality.quality_db);
+    const std::string words =
+        fmt::format("{}; {} dB", summary(*quality.signal), quality.quality_db);
     const std::optional<double> margin_db = quality.margin_db();
     return margin_db ? fmt::format("{}, {:.1f} dB above what this modulation and code rate need",
                                    words, *margin_db)

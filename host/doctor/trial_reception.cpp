@@ -9,9 +9,6 @@
 
 namespace host {
 
-// An oscillator above the band moves the carrier with it, one below it the other way.
-std::int32_t Aim::drift_that_moves_by(std::int32_t khz) const { return plan.inverted ? khz : -khz; }
-
 TrialReception::TrialReception(ChipSession &session, Aim aim, MustEnd must_end)
     : session_(session), aim_(std::move(aim)), must_end_(std::move(must_end)) {
     if (aim_.user_band) {

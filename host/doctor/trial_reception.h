@@ -19,9 +19,6 @@ struct Aim {
     broadcast::Lnb lnb;
     TunePlan plan;
     std::optional<UserBand> user_band;  // through a Unicable unit
-
-    // How far the LNB's oscillator is off when the carrier lies so far above its place.
-    [[nodiscard]] std::int32_t drift_that_moves_by(std::int32_t khz) const;
 };
 
 // One way to a channel.

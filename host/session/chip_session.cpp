@@ -43,7 +43,11 @@ ChipSession::ChipSession(const BoardWiring &wiring, DriverLog &log) : log_(log) 
 }
 
 ChipSession::~ChipSession() {
-    stop_front_end(supply_);
+    if (left_running_) {
+        hdi_destroy_i2c_bus(ds3000_context.i2c_bus);
+    } else {
+        stop_front_end(supply_);
+    }
     take_lines();
 }
 

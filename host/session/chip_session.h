@@ -32,6 +32,9 @@ class ChipSession {
     // Switch the supply off; the chips stay awake.
     void supply_off();
 
+    // Only close the bus at the end: the chips stay as they are and the LNB supplied.
+    void leave_running() { left_running_ = true; }
+
     // How the driver is to receive from now on: through a Unicable unit's user band, whose bank is
     // given too, or from the cable as it is.
     static void receive_through(const UserBand &band, std::uint16_t bank);
@@ -47,6 +50,7 @@ class ChipSession {
     DriverLog &log_;
     ds3000_driver supply_{};
     bool supplied_ = false;
+    bool left_running_ = false;
 };
 
 }  // namespace host

@@ -3,23 +3,17 @@
 
 #include <cstdint>
 #include <functional>
-#include <optional>
 
 #include "host/cable/plan.h"
-#include "host/cable/signal_info.h"
 #include "host/cable/user_band.h"
 #include "host/session/chip_session.h"
+#include "host/session/reception_reading.h"
 
 namespace host {
 
 // What became of a tune through a user band.
-struct UserBandReception {
-    unsigned attempts = 0;                 // channel changes sent
-    std::optional<std::uint64_t> lock_ms;  // from the last one's end to lock
-    std::uint64_t waited_ms = 0;           // when waiting ended
-    int quality_db = 0;
-    unsigned strength_percent = 0;
-    std::optional<SignalInfo> signal;  // with lock
+struct UserBandReception : Reception {
+    unsigned attempts = 0;  // channel changes sent
 };
 
 // How long to try.

@@ -154,5 +154,57 @@ TEST_F(CtlTune, has_a_csv_form_of_one_row) {
     EXPECT_THAT(run.out, HasSubstr("11494000,H,22000000,DVB-S2,true,"));
 }
 
+// 8PSK 2/3 needs 6.62 dB (EN 302 307-1, table 13).
+TEST_F(CtlTune, by_the_chip_layer_tells_margin_and_what_is_received) {
+    const Outcome run = ctl(by_numbers + " --via chip --format json --trace trace.txt");
+
+    ASSERT_EQ(run.status, 0) << run.err;
+    const auto result = parse_json(run.out);
+    EXPECT_EQ(breaks_schema(result, "tune"), "");
+    EXPECT_EQ(result.at("via"), "chip");
+    EXPECT_EQ(result.at("signal").at("modulation"), "8PSK");
+    EXPECT_EQ(result.at("signal").at("code_rate"), "2/3");
+    EXPECT_EQ(result.at("threshold_db"), 6.62);
+    EXPECT_NEAR(result.at("margin_db"), result.at("quality_db").get<double>() - 6.62, 0.001);
+    EXPECT_NEAR(result.at("carrier_offset_khz"), 0, 100);
+    EXPECT_THAT(read_file("trace.txt"), HasSubstr("gpio 6 0"));
+    EXPECT_THAT(ctl(by_numbers + " --via chip").out, HasSubstr("DVB-S2, 8PSK 2/3, roll-off 0."));
+    EXPECT_THAT(ctl(by_numbers).out, HasSubstr("the plug-in does not tell; --via chip measures"));
+    EXPECT_THAT(ctl(by_numbers + " --via chip --format csv").out, HasSubstr(",8PSK,2/3,"));
+}
+
+// An oscillator that is 1000 kHz high brings the carrier 1000 kHz too low on the cable.
+TEST_F(CtlTune, by_the_chip_layer_tells_the_oscillators_drift) {
+    write_file("dish.toml",
+               "[lnb]\ndrift_khz = 1000\n[[satellite]]\nname = \"one\"\n"
+               "[[transponder]]\nfrequency_khz = 11494250\npolarisation = \"H\"\n"
+               "symbol_rate = 22000000\nsystem = \"DVB-S2\"\nmodulation = \"8PSK\"\n");
+    const Outcome run =
+        ctl("tune --board sim:dish.toml --frequency 11494.25M --polarisation H --symbol-rate 22M "
+            "--system dvbs2 --via chip --format json");
+    ASSERT_EQ(run.status, 0) << run.err;
+    const auto result = parse_json(run.out);
+    EXPECT_NEAR(result.at("lnb_drift_khz"), 1'000, 100);
+    EXPECT_EQ(result.at("carrier_offset_khz").get<int>(), -result.at("lnb_drift_khz").get<int>());
+}
+
+TEST_F(CtlTune, by_the_chip_layer_can_leave_everything_running) {
+    const Outcome kept = ctl(by_numbers + " --via chip --keep-lnb-power --trace trace.txt");
+    EXPECT_EQ(kept.status, 0) << kept.err;
+    EXPECT_THAT(kept.err, HasSubstr("The LNB stays supplied and the chips stay tuned"));
+    EXPECT_EQ(read_file("trace.txt").find("gpio 6 0"), std::string::npos);
+    EXPECT_THAT(read_file("trace.txt"), testing::EndsWith("bus close\n"));
+
+    const Outcome silent =
+        ctl("tune --frequency 12749M --polarisation H --symbol-rate 22M --system dvbs2 --via chip "
+            "--timeout 0.5 --format json");
+    EXPECT_EQ(silent.status, 5);
+    EXPECT_EQ(breaks_schema(parse_json(silent.out), "tune"), "");
+    EXPECT_FALSE(parse_json(silent.out).contains("margin_db"));
+    EXPECT_EQ(ctl(by_numbers + " --via chip --lnb C-BAND").status, 9);
+    EXPECT_EQ(ctl(by_numbers + " --via chip --plugin x.so").status, 2);
+    EXPECT_EQ(ctl(by_numbers + " --via bus").status, 2);
+}
+
 }  // namespace
 }  // namespace tests

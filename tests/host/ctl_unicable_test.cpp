@@ -145,6 +145,20 @@ INSTANTIATE_TEST_SUITE_P(one_two_four_and_eight, CtlUserBands,
                                                {6, 1'889},
                                                {7, 1'511}}));
 
+// The LNB's oscillator lies below the carrier: 1000 kHz more bring it 1000 kHz too low, and what
+// the unit's steps leave is not the carrier's.
+TEST_F(CtlUnicable, tune_tells_margin_and_where_the_carrier_lies) {
+    write_world({{2, 1'213}}, sky + std::string("[lnb]\ndrift_khz = 1000\n"));
+    for (const Channel &channel : {vertical_low, horizontal_high}) {
+        const auto result = parse_json(tune("2:1213", channel).out);
+        EXPECT_EQ(breaks_schema(result, "unicable-tune"), "");
+        ASSERT_EQ(result.at("locked"), true);
+        EXPECT_NEAR(result.at("carrier_offset_khz"), -1'000, 100);
+        EXPECT_NEAR(result.at("lnb_drift_khz"), 1'000, 100);
+        EXPECT_GT(result.at("margin_db"), 3);
+    }
+}
+
 TEST_F(CtlUnicable, the_drivers_account_of_the_search_is_on_standard_error) {
     write_world({{2, 1'213}});
 

@@ -11,6 +11,8 @@
 
 #include "board/board.h"
 #include "board/clock.h"
+#include "host/session/pace.h"
+#include "host/session/reception_reading.h"
 #include "host/terminal/failure.h"
 #include "trace/player.h"
 
@@ -116,6 +118,17 @@ TEST_F(SessionTest, frees_a_tuner_that_does_not_come_up) {
     script.init_result = 0;
     EXPECT_THROW(Session(descriptor_, log_), Failure);
     EXPECT_THAT(script.calls, ElementsAre("init", "free"));
+}
+
+TEST_F(SessionTest, published_reception_has_no_quality_without_lock) {
+    Session session(descriptor_, log_);
+    script.lock_from_ms = 100;
+    script.lock_to_ms = 200;
+    PublishedReception reader(session);
+    EXPECT_EQ(json_of(reader.read()).dump(), R"({"locked":false,"strength_percent":60})");
+    pause_ms(150);
+    EXPECT_EQ(json_of(reader.read()).dump(),
+              R"({"locked":true,"quality_db":14,"strength_percent":60})");
 }
 
 TEST_F(SessionTest, tells_the_answers_to_a_tune_apart) {

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+#include "host/commands/reception_output.h"
+
+#include <fmt/format.h>
+
+#include "host/commands/no_lock.h"
+
+namespace host {
+
+void add_reception(Json &result, Reception &reception, Workbench &bench) {
+    if (bench.loss()) {
+        reception.reading = {};
+    }
+    const bool locked = reception.lock_ms && !bench.loss();
+    result["locked"] = locked;
+    if (locked) {
+        result["lock_ms"] = *reception.lock_ms;
+    } else {
+        result["waited_ms"] = reception.waited_ms;
+        result.update(json_of(explain_no_lock(bench.board())));
+    }
+    Json reading = json_of(reception.reading);
+    reading.erase("locked");
+    result.update(reading);
+}
+
+void write_reception(Output &output, const Json &result, const Reception &reception) {
+    if (result.at("locked").get<bool>()) {
+        write_fact(output, "lock", fmt::format("yes, after {} ms", *reception.lock_ms));
+    } else {
+        write_fact(output, "lock", fmt::format("no, after {} ms", reception.waited_ms));
+        write_fact(output, "reason", result.value("explanation", "the board cannot tell"));
+    }
+    for (const auto &[what, value] : words_of(reception.reading)) {
+        write_fact(output, what, value);
+    }
+}
+
+void write_fact(Output &output, std::string_view what, std::string_view value) {
+    output.line(fmt::format("{:<12} {}", what, value));
+}
+
+void spread(Json &row, const char *object) {
+    if (!row.contains(object)) {
+        return;
+    }
+    const Json members = row.at(object);
+    row.erase(object);
+    for (const auto &[name, value] : members.items()) {
+        row[fmt::format("{}_{}", object, name)] = value;
+    }
+}
+
+}  // namespace host
