@@ -460,7 +460,7 @@ void add_register_chip(CLI::App &command, RegisterChip &chip) {
 }
 
 void add_reg_read(CLI::App &reg, Job &job) {
-    CLI::App *read = reg.add_subcommand("read", "read registers");
+    CLI::App *read = reg.add_subcommand("read", "Read registers");
     const auto options = std::make_shared<RegReadOptions>();
     add_register_chip(*read, options->chip);
     read->add_option("REGISTER", options->registers, "names, mode say, or numbers, 0x08")
@@ -470,7 +470,7 @@ void add_reg_read(CLI::App &reg, Job &job) {
 }
 
 void add_reg_write(CLI::App &reg, Job &job) {
-    CLI::App *write = reg.add_subcommand("write", "write one register");
+    CLI::App *write = reg.add_subcommand("write", "Write one register");
     const auto options = std::make_shared<RegWriteOptions>();
     add_register_chip(*write, options->chip);
     write->add_option("REGISTER", options->reg, "its name, or its number, 0x33")->required();
@@ -480,7 +480,7 @@ void add_reg_write(CLI::App &reg, Job &job) {
 }
 
 void add_reg_dump(CLI::App &reg, Job &job) {
-    CLI::App *dump = reg.add_subcommand("dump", "read all that have a name, a line a register");
+    CLI::App *dump = reg.add_subcommand("dump", "Read all that have a name, a line a register");
     const auto options = std::make_shared<RegDumpOptions>();
     add_choice<std::vector<RegisterChip>>(
         *dump, "CHIP", options->chips,

@@ -153,13 +153,13 @@ void warn(const std::vector<RegisterPlace> &places, Access access, bool start_up
 }
 
 ExitStatus with_chips(Program &program, const RegisterState &state,
-                      const std::function<ExitStatus()> &work) {
+                      const std::function<ExitStatus(Workbench &)> &work) {
     if (state.start_up) {
         ChipRig rig(program.rig_options(), program.console);
-        return rig.run([&work](ChipSession &) { return work(); });
+        return rig.run([&](ChipSession &) { return work(rig); });
     }
     BusRig rig(program.rig_options(), program.console);
-    return rig.run(work);
+    return rig.run([&] { return work(rig); });
 }
 
 // Who did not answer at all, and whether everybody did every time.
@@ -187,8 +187,9 @@ ExitStatus judge(const std::vector<RegisterReading> &readings, Console &console)
     return status;
 }
 
+// cut_short_by: what ended the reading before its time; empty when nothing did.
 void present_registers(Output &output, const std::vector<RegisterReading> &readings,
-                       const RegisterState &state, Access access) {
+                       const RegisterState &state, Access access, const std::string &cut_short_by) {
     std::vector<Json> objects;
     objects.reserve(readings.size());
     for (const RegisterReading &reading : readings) {
@@ -203,10 +204,15 @@ void present_registers(Output &output, const std::vector<RegisterReading> &readi
                  },
              .json =
                  [&] {
-                     return Json{{"schema", "ds3000.registers/1"},
-                                 {"access", access == Access::write ? "write" : "read"},
-                                 {"started", state.start_up},
-                                 {"registers", objects}};
+                     Json whole{{"schema", "ds3000.registers/1"},
+                                {"access", access == Access::write ? "write" : "read"},
+                                {"started", state.start_up},
+                                {"complete", cut_short_by.empty()}};
+                     if (!cut_short_by.empty()) {
+                         whole["reason"] = cut_short_by;
+                     }
+                     whole["registers"] = objects;
+                     return whole;
                  },
              .lines = [&] { return all_tagged("ds3000.register/1", objects); },
              .sheet =
@@ -218,18 +224,24 @@ void present_registers(Output &output, const std::vector<RegisterReading> &readi
 ExitStatus read_all(Program &program, const std::vector<RegisterPlace> &places,
                     const RegisterState &state) {
     Output output(program.options.format, program.options.output);
-    return with_chips(program, state, [&] {
+    return with_chips(program, state, [&](Workbench &bench) {
         std::vector<RegisterReading> readings;
         readings.reserve(places.size());
         for (const RegisterPlace &place : places) {
-            if (program.interrupt.requested()) {
-                break;
+            const RegisterReading reading = read_register(place);
+            if (bench.must_end()) {
+                break;  // it may have been cut short
             }
-            readings.push_back(read_register(place));
+            readings.push_back(reading);
         }
-        present_registers(output, readings, state, Access::read);
-        const ExitStatus status = judge(readings, program.console);
-        return program.interrupt.requested() ? ExitStatus::cancelled : status;
+        const std::string cut_short_by = bench.cut_short_by();
+        present_registers(output, readings, state, Access::read, cut_short_by);
+        if (!cut_short_by.empty()) {
+            program.console.note(
+                fmt::format("{} of {} registers were read", readings.size(), places.size()));
+            return ExitStatus::cancelled;
+        }
+        return judge(readings, program.console);
     });
 }
 
@@ -275,7 +287,7 @@ ExitStatus run_reg_write(Program &program, const RegWriteOptions &options) {
     }
     warn({place}, Access::write, options.state.start_up, program.console);
     Output output(program.options.format, program.options.output);
-    return with_chips(program, options.state, [&] {
+    return with_chips(program, options.state, [&](Workbench &) {
         const std::int32_t status = place.chip == RegisterChip::tuner
                                         ? tuner_write(place.number, *value)
                                         : demod_write(place.number, *value);
@@ -283,7 +295,7 @@ ExitStatus run_reg_write(Program &program, const RegWriteOptions &options) {
             throw Failure(ExitStatus::hardware_absent,
                           fmt::format("the {} did not take the write", words_of(place.chip)));
         }
-        present_registers(output, {{place, value}}, options.state, Access::write);
+        present_registers(output, {{place, value}}, options.state, Access::write, "");
         return ExitStatus::done;
     });
 }

@@ -147,9 +147,30 @@ TEST_F(CtlDiseqc, bursts_are_the_chips_two) {
 
 TEST_F(CtlDiseqc, bus_that_dies_is_no_message_sent) {
     write_file("dies.toml", "[[fault]]\nkind = \"bus_stuck\"\nfrom_ms = 400\n");
-    const Outcome run = ctl("diseqc switch 1 --board sim:dies.toml");
-    EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.out, "");
+    for (const char *verb : {"switch 1", "send E2 10 14 --reply", "burst A", "position 3"}) {
+        const Outcome run =
+            ctl(fmt::format("diseqc {} --board sim:dies.toml --trace trace.txt", verb));
+        EXPECT_EQ(run.status, 4) << verb;
+        EXPECT_EQ(run.out, "") << verb;
+        EXPECT_THAT(run.err, HasSubstr("the board is gone")) << verb;
+        EXPECT_THAT(crossed(), HasSubstr("gpio 6 0\n")) << verb;
+    }
+}
+
+// The message was on the cable before; the chips are looked at once a second while a motor turns.
+TEST_F(CtlDiseqc, board_that_is_lost_while_a_motor_turns_ends_the_supply) {
+    for (const char *fate :
+         {"[[fault]]\nkind = \"bus_stuck\"\ntimeout_ms = 1_000\nfrom_ms = 15_000\n",
+          "[[event]]\nkind = \"brown_out\"\nat_ms = 15_000\n"}) {
+        write_file("dies.toml", fate);
+        const Outcome run = ctl("diseqc position 3 --board sim:dies.toml --trace trace.txt");
+        EXPECT_EQ(run.status, 4) << fate;
+        EXPECT_THAT(run.out, HasSubstr("sent       E0 31 6B 03"));
+        EXPECT_EQ(run.err.find("told to stop"), std::string::npos);
+        EXPECT_THAT(crossed(), HasSubstr("gpio 6 0\n"));
+        const auto events = trace::parse_transcript(read_file("trace.txt"), "trace.txt");
+        EXPECT_LE(events.back().time_us.value(), 20'000'000U) << fate;
+    }
 }
 
 TEST_F(CtlDiseqc, wrong_words_are_refused) {

@@ -110,6 +110,18 @@ TEST_P(LostBoard, ends_a_tune_that_waits) {
     EXPECT_FALSE(tune.contains("strength_percent"));
 }
 
+TEST_P(LostBoard, ends_a_tune_with_the_chips_and_its_supply) {
+    const json tune = ends_soon(
+        "tune --frequency 12700 --polarisation H --symbol-rate 22M --system dvbs --timeout 3600 "
+        "--via chip --keep-lnb-power");
+    EXPECT_EQ(breaks_schema(tune, "tune"), "");
+    EXPECT_EQ(tune.at("locked"), false);
+    EXPECT_EQ(tune.at("reason"), GetParam().reason);
+    EXPECT_LE(tune.at("waited_ms"), GetParam().from_ms + longest_ms);
+    EXPECT_FALSE(tune.contains("strength_percent"));
+    EXPECT_EQ(run.err.find("stays supplied"), std::string::npos);
+}
+
 TEST_P(LostBoard, is_what_a_doctor_says) {
     const json findings = ends_soon("doctor Table 1 --watch 3600");
     EXPECT_EQ(breaks_schema(findings, "doctor"), "");

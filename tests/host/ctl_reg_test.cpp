@@ -99,6 +99,7 @@ TEST_F(CtlReg, json_and_rows_follow_the_schema) {
     const auto whole = parse_json(ctl("reg read demod chip_id 0x10 --format json").out);
     EXPECT_EQ(breaks_schema(whole, "registers"), "");
     EXPECT_EQ(whole.at("started"), false);
+    EXPECT_EQ(whole.at("complete"), true);
     EXPECT_EQ(whole.at("registers").at(0).at("value"), 0xD0);
     EXPECT_EQ(whole.at("registers").at(0).at("meaning"), "chip_id_ds310x");
     EXPECT_FALSE(whole.at("registers").at(1).contains("name"));
@@ -106,6 +107,23 @@ TEST_F(CtlReg, json_and_rows_follow_the_schema) {
               "");
     EXPECT_EQ(ctl("reg read demod chip_id --format csv").out,
               "chip,register,name,value,meaning\ndemod,1,chip_id,208,chip_id_ds310x\n");
+}
+
+// Twenty failures in a row are a board that is gone; each would take a second.
+TEST_F(CtlReg, dump_of_a_board_that_dies_ends_soon) {
+    write_file("dies.toml", "[[fault]]\nkind = \"bus_stuck\"\ntimeout_ms = 1_000\nfrom_ms = 10\n");
+    const Outcome run =
+        ctl("reg dump demod --every-number --board sim:dies.toml --trace trace.txt --format json");
+    EXPECT_EQ(run.status, 4);
+    EXPECT_THAT(run.err, HasSubstr("the board is gone"));
+    const auto dump = parse_json(run.out);
+    EXPECT_EQ(breaks_schema(dump, "registers"), "");
+    EXPECT_EQ(dump.at("complete"), false);
+    EXPECT_EQ(dump.at("reason"), "bus_lost");
+    EXPECT_GT(dump.at("registers").size(), 10U);
+    EXPECT_LT(dump.at("registers").size(), 254U);
+    const auto events = trace::parse_transcript(read_file("trace.txt"), "trace.txt");
+    EXPECT_LE(events.back().time_us.value(), 5'010'000U);
 }
 
 TEST_F(CtlReg, wrong_words_are_refused_before_the_board_is_opened) {
