@@ -91,6 +91,9 @@ void add_choice(CLI::App &app, const std::string &name, Choice &chosen,
     app.add_option_function<std::string>(name, read, help);
 }
 
+constexpr const char *table_help =
+    "a table's file, or its name if it is installed; a satellites.xml as FILE.xml:SATELLITE";
+
 // When the command is chosen, its options are the job's.
 template <typename Options>
 void ask_for(Job &job, CLI::App &command, const std::shared_ptr<Options> &options,
@@ -133,7 +136,7 @@ void add_global_options(CLI::App &app, GlobalOptions &options) {
 }
 
 void add_target_options(CLI::App &command, TargetOptions &options) {
-    command.add_option("TABLE", options.table, "a table's file, or its name if it is installed");
+    command.add_option("TABLE", options.table, table_help);
     command.add_option("ROW", options.selector,
                        "the row's name, number, or frequency and polarisation (11494H)");
     command.add_option(
@@ -177,9 +180,7 @@ void add_list(CLI::App &app, Job &job) {
     ask_for(job, *list->add_subcommand("boards", "the boards that --board takes"), list_boards);
     CLI::App *transponders = list->add_subcommand("transponders", "the usable rows of a table");
     const auto options = std::make_shared<ListTranspondersOptions>();
-    transponders
-        ->add_option("TABLE", options->table, "a table's file, or its name if it is installed")
-        ->required();
+    transponders->add_option("TABLE", options->table, table_help)->required();
     ask_for(job, *transponders, options, list_transponders);
 }
 
@@ -244,11 +245,11 @@ void add_tune(CLI::App &app, Job &job) {
             ->capture_default_str();
     tune->add_flag("--show-plan", options->show_plan,
                    "only print what would be tuned, supplied and sent to the switch");
-    add_choice<Via>(*tune, "--via", options->via, {{"plugin", Via::plugin}, {"chip", Via::chip}},
-                    "plugin, as a receiver does (default), or chip, which also tells carrier "
-                    "offset, margin, modulation and code rate");
+    add_choice<std::optional<Via>>(
+        *tune, "--via", options->via, {{"plugin", Via::plugin}, {"chip", Via::chip}},
+        "plugin, as a receiver does (default), or chip, which tells margin and MODCOD");
     tune->add_flag("--keep-lnb-power", options->keep_lnb_power,
-                   "with --via chip: leave the LNB supplied and the chips tuned at exit");
+                   "leave the LNB supplied and the chips tuned at the end; goes --via chip");
     tune->callback([&job, options, timeout] {
         options->timeout_given = timeout->count() > 0;
         job = [options](Program &program) { return run_tune(program, *options); };

@@ -232,26 +232,39 @@ ExitStatus show_plan(Program &program, const Target &target) {
     return ExitStatus::done;
 }
 
-}  // namespace
+Via via_of(const TuneOptions &options) {
+    return options.via.value_or(options.keep_lnb_power ? Via::chip : Via::plugin);
+}
 
-ExitStatus run_tune(Program &program, const TuneOptions &options) {
-    if (options.keep_lnb_power && (options.via == Via::plugin || options.show_plan)) {
+void check_options(const TuneOptions &options) {
+    const auto refuse_with_plan = [&options](bool given, const char *option) {
+        if (options.show_plan && given) {
+            refuse_usage(fmt::format("tune --show-plan has no use for {}; leave it out", option));
+        }
+    };
+    refuse_with_plan(options.timeout_given, "--timeout");
+    refuse_with_plan(options.via.has_value(), "--via");
+    refuse_with_plan(options.keep_lnb_power, "--keep-lnb-power");
+    if (options.keep_lnb_power && via_of(options) == Via::plugin) {
         refuse_usage(
             "--keep-lnb-power cannot be honoured: the plug-in switches the LNB supply off when it "
             "is finalized, and a receiver that skips that leaves the chips running; --via chip "
             "can");
     }
-    if (options.show_plan && options.timeout_given) {
-        refuse_usage("tune --show-plan has no use for --timeout; leave it out");
-    }
+}
+
+}  // namespace
+
+ExitStatus run_tune(Program &program, const TuneOptions &options) {
+    check_options(options);
     const Target target = find_target("tune", options.target, program.console);
     const GlobalOptions global = at_port_of(target, program.options);
     Program at_port = program.with(global);
     if (options.show_plan) {
         return show_plan(at_port, target);
     }
-    return options.via == Via::chip ? tune_with_chips(at_port, options, target)
-                                    : tune_with_plugin(at_port, options, target);
+    return via_of(options) == Via::chip ? tune_with_chips(at_port, options, target)
+                                        : tune_with_plugin(at_port, options, target);
 }
 
 }  // namespace host

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <optional>
+
 #include "host/commands/program.h"
 #include "host/commands/target.h"
 
@@ -11,7 +13,7 @@ enum class Via { plugin, chip };
 
 struct TuneOptions {
     TargetOptions target;
-    Via via = Via::plugin;
+    std::optional<Via> via;  // absent: what the job needs
     double timeout_s = 5.0;
     bool timeout_given = false;
     bool show_plan = false;

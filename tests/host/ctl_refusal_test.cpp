@@ -36,7 +36,9 @@ TEST_F(CtlRefusal, usage) {
     expect("tune", 2, "--frequency");
     expect("tune --frequency 11494M --polarisation H --symbol-rate 22M", 2, "--system");
     expect(tune_one + " --lnb NOSUCH", 2, "NOSUCH");
-    expect(tune_one + " --keep-lnb-power", 2, "switches the LNB supply off");
+    expect(tune_one + " --via plugin --keep-lnb-power", 2, "switches the LNB supply off");
+    expect(tune_one + " --show-plan --keep-lnb-power", 2, "no use for --keep-lnb-power");
+    expect(tune_one + " --show-plan --via chip", 2, "no use for --via");
     expect(tune_one + " --show-plan --trace t", 2, "--trace");
     expect(tune_one + " --show-plan --timeout 1", 2, "--timeout");
     expect(tune_one + " --timeout 0", 2, "timeout");

@@ -189,7 +189,7 @@ TEST_F(CtlTune, by_the_chip_layer_tells_the_oscillators_drift) {
 }
 
 TEST_F(CtlTune, by_the_chip_layer_can_leave_everything_running) {
-    const Outcome kept = ctl(by_numbers + " --via chip --keep-lnb-power --trace trace.txt");
+    const Outcome kept = ctl(by_numbers + " --keep-lnb-power --trace trace.txt");
     EXPECT_EQ(kept.status, 0) << kept.err;
     EXPECT_THAT(kept.err, HasSubstr("The LNB stays supplied and the chips stay tuned"));
     EXPECT_EQ(read_file("trace.txt").find("gpio 6 0"), std::string::npos);

@@ -78,6 +78,17 @@ TEST_F(CtlBoard, a_wrong_uri_is_a_usage_error_with_the_right_form) {
     EXPECT_THAT(run.err, HasSubstr("i2c=7 is no path of a device node; the form is linux:i2c="));
 }
 
+TEST_F(CtlBoard, a_supply_that_the_kernel_takes_back_cannot_be_kept) {
+    const Outcome run = folder.ctl(
+        std::string("tune --frequency 10900M --polarisation V --symbol-rate 22M --system dvbs2 "
+                    "--keep-lnb-power ") +
+        board_option + ",gpio=gpiochip2");
+
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.err, HasSubstr("its GPIO lines go back to the kernel"));
+    EXPECT_THAT(adapter.transfers(), testing::IsEmpty());
+}
+
 TEST_F(CtlBoard, a_board_that_cannot_be_opened_is_refused_by_name) {
     EXPECT_EQ(folder.ctl("info --board linux:i2c=/dev/i2c-9").status, 3);
 

@@ -66,10 +66,12 @@ TEST_F(HostBoardTest, describes_itself) {
                           {"gpio_node", "/dev/gpiochip2"},
                           {"supply_enable_line", "3-low"},
                           {"supply_18v_line", "7"}}));
+    EXPECT_FALSE(with_lines->supply_outlives_program()) << "the kernel takes its lines back";
     EXPECT_EQ(said(), "");
 
     const auto without_lines = open("linux:i2c=/dev/i2c-7");
     EXPECT_FALSE(without_lines->describe().contains("gpio_node"));
+    EXPECT_TRUE(without_lines->supply_outlives_program());
     EXPECT_THAT(said(), HasSubstr("lines 6 and 7 of the LNB supply go nowhere"));
 }
 
