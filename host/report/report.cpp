@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "host/report/report_template.h"
+#include "host/terminal/html.h"
 #include "host/terminal/output.h"
 
 namespace host {
@@ -26,32 +27,6 @@ std::string to_string(ReportState state) {
         default:
             return "found";
     }
-}
-
-std::string html(std::string_view text) {
-    std::string escaped;
-    for (const char c : text) {
-        switch (c) {
-            case '&':
-                escaped += "&amp;";
-                break;
-            case '<':
-                escaped += "&lt;";
-                break;
-            case '>':
-                escaped += "&gt;";
-                break;
-            case '"':
-                escaped += "&quot;";
-                break;
-            case '\'':
-                escaped += "&#39;";
-                break;
-            default:
-                escaped += c;
-        }
-    }
-    return escaped;
 }
 
 // JSON for the inside of a script element, which only "<" could end: there is none outside strings.

@@ -12,6 +12,7 @@
 #include "host/cable/describe.h"
 #include "host/cable/polar_mount.h"
 #include "host/tables/satellites_xml_codes.h"
+#include "host/terminal/html.h"
 #include "host/terminal/reading_error.h"
 #include "host/terminal/same_word.h"
 
@@ -67,26 +68,6 @@ bool is_dvbs2(const WrittenRow &row) { return row.system == System::dvbs2; }
 
 char letter_of(const WrittenRow &row) { return polarisation_letter(row.polarisation).front(); }
 
-std::string xml_text(std::string_view text) {
-    std::string escaped;
-    for (const char c : text) {
-        switch (c) {
-            case '&':
-                escaped += "&amp;";
-                break;
-            case '<':
-                escaped += "&lt;";
-                break;
-            case '"':
-                escaped += "&quot;";
-                break;
-            default:
-                escaped += c;
-        }
-    }
-    return escaped;
-}
-
 std::string xml_row(const WrittenRow &row) {
     std::string text = fmt::format(
         R"(    <transponder frequency="{}" symbol_rate="{}" polarization="{}" fec_inner="{}")"
@@ -116,7 +97,7 @@ std::string satellites_xml(const std::string &satellite, const std::vector<Writt
     std::string text = fmt::format(
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<satellites>\n"
         "  <sat name=\"{}\" flags=\"0\" position=\"{}\">\n",
-        xml_text(satellite), orbital_position(satellite).value_or(0));
+        html(satellite), orbital_position(satellite).value_or(0));
     for (const WrittenRow &row : rows) {
         text += xml_row(row);
     }
