@@ -4,11 +4,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cctype>
 #include <limits>
 #include <optional>
 
 #include "host/terminal/reading_error.h"
+#include "host/terminal/same_word.h"
 
 namespace host {
 
@@ -24,51 +24,75 @@ struct Decimal {
 };
 
 std::string_view without_unit(std::string_view text, std::string_view unit) {
-    if (text.size() > unit.size() &&
-        std::equal(
-            unit.begin(), unit.end(), text.end() - static_cast<long>(unit.size()),
-            [](char a, char b) { return a == std::tolower(static_cast<unsigned char>(b)); })) {
-        text.remove_suffix(unit.size());
+    return has_suffix(text, unit) ? text.substr(0, text.size() - unit.size()) : text;
+}
+
+bool consists_of_digits(std::string_view text) {
+    return !text.empty() &&
+           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+std::string_view trimmed(std::string_view text) {
+    const auto begin = text.find_first_not_of(' ');
+    return begin == std::string_view::npos
+               ? std::string_view()
+               : text.substr(begin, text.find_last_not_of(' ') + 1 - begin);
+}
+
+// Take the prefix of a unit off the end.
+char take_suffix(std::string_view &text) {
+    constexpr std::string_view prefixes = "kMG";
+    for (const char prefix : prefixes) {
+        if (!text.empty() && same_word(text.substr(text.size() - 1), {&prefix, 1})) {
+            text = trimmed(text.substr(0, text.size() - 1));
+            return prefix;
+        }
     }
-    return text;
+    return '\0';
+}
+
+// Take a power of ten, the e6 of 22e6, off the end; nothing when what follows the e is none.
+std::optional<unsigned> take_power(std::string_view &text) {
+    constexpr std::size_t most_digits = 2;
+    const auto at = text.find_first_of("eE");
+    if (at == std::string_view::npos) {
+        return 0U;
+    }
+    const std::string_view power = text.substr(at + 1);
+    if (!consists_of_digits(power) || power.size() > most_digits) {
+        return std::nullopt;
+    }
+    text.remove_suffix(text.size() - at);
+    return static_cast<unsigned>(std::stoul(std::string(power)));
 }
 
 std::optional<Decimal> parse_decimal(std::string_view text) {
     constexpr std::size_t most_digits = 15;
+    text = trimmed(text);
     Decimal number;
-    if (!text.empty()) {
-        switch (text.back()) {
-            case 'k':
-            case 'K':
-                number.suffix = 'k';
-                break;
-            case 'm':
-            case 'M':
-                number.suffix = 'M';
-                break;
-            case 'g':
-            case 'G':
-                number.suffix = 'G';
-                break;
-            default:
-                break;
-        }
-        text.remove_suffix(number.suffix == '\0' ? 0 : 1);
-    }
+    number.suffix = take_suffix(text);
+    const auto power = take_power(text);
     const auto point = text.find('.');
     std::string digits(text.substr(0, point));
+    std::size_t decimals = 0;
     if (point != std::string_view::npos) {
         const std::string_view fraction = text.substr(point + 1);
-        number.decimals = static_cast<unsigned>(fraction.size());
+        decimals = fraction.size();
         digits += fraction;
         if (fraction.empty() || point == 0) {
             return std::nullopt;
         }
     }
-    if (digits.empty() || digits.size() > most_digits ||
-        !std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; })) {
+    if (!power || !consists_of_digits(digits)) {
         return std::nullopt;
     }
+    if (*power > decimals) {
+        digits.append(*power - decimals, '0');
+    }
+    if (digits.size() > most_digits) {
+        return std::nullopt;
+    }
+    number.decimals = static_cast<unsigned>(decimals - std::min<std::size_t>(*power, decimals));
     number.digits = std::stoull(digits);
     return number;
 }
@@ -134,8 +158,21 @@ FrequencyReading parse_frequency(std::string_view text) {
     return reading;
 }
 
+DownlinkReading parse_downlink(std::string_view text) {
+    const std::string_view whole = trimmed(text);
+    const auto polarisation =
+        whole.empty() ? std::nullopt : broadcast::polarisation_named(std::string(1, whole.back()));
+    const std::string_view frequency =
+        polarisation ? trimmed(whole.substr(0, whole.size() - 1)) : whole;
+    return {parse_frequency(frequency), polarisation};
+}
+
 std::uint32_t parse_symbol_rate(std::string_view text) {
-    const auto number = parse_decimal(text);
+    std::string_view rate_text = text;
+    for (const std::string_view unit : {"sym/s", "sps", "baud"}) {
+        rate_text = without_unit(rate_text, unit);
+    }
+    const auto number = parse_decimal(rate_text);
     if (!number || number->suffix == 'G') {
         throw FormError(
             fmt::format("'{}' is no symbol rate; write 22000k, 22M or 22000000 (sym/s)", text));

@@ -10,6 +10,7 @@
 #include "host/cable/frequency.h"
 #include "host/tables/catalogue.h"
 #include "host/terminal/failure.h"
+#include "host/terminal/reading_error.h"
 
 namespace host {
 
@@ -26,21 +27,42 @@ broadcast::System parse_system(std::string text) {
     return text == "dvbs2" ? broadcast::System::dvbs2 : broadcast::System::dvbs;
 }
 
+// As its option says or the letter behind the frequency, which agree where both are there.
+std::optional<broadcast::Polarisation> polarisation_of(
+    const TargetOptions &options, const std::optional<DownlinkReading> &downlink) {
+    const auto behind = downlink ? downlink->polarisation : std::nullopt;
+    if (!options.polarisation) {
+        return behind;
+    }
+    const auto named = parse_polarisation(*options.polarisation);
+    if (behind && behind != named) {
+        refuse_usage(fmt::format("--frequency '{}' and --polarisation {} contradict each other",
+                                 *options.frequency, *options.polarisation));
+    }
+    return named;
+}
+
 Target target_by_numbers(std::string_view command, const TargetOptions &options, Console &console) {
-    if (!options.frequency || !options.polarisation || !options.symbol_rate || !options.system) {
+    const auto downlink =
+        options.frequency ? std::optional(parse_downlink(*options.frequency)) : std::nullopt;
+    const auto polarisation = polarisation_of(options, downlink);
+    if (!downlink || !polarisation || !options.symbol_rate || !options.system) {
         refuse_usage(fmt::format(
             "{} needs TABLE and a row, or all of --frequency, --polarisation, --symbol-rate and "
             "--system",
             command));
     }
-    const FrequencyReading frequency = parse_frequency(*options.frequency);
+    const FrequencyReading &frequency = downlink->frequency;
+    if (frequency.khz == 0) {
+        throw LimitError("frequency 0: no transponder is there");
+    }
     if (frequency.unit_assumed) {
         console.note(fmt::format("frequency {} is read as {}", *options.frequency,
                                  format_mhz(frequency.khz)));
     }
     Target target;
     target.transponder.frequency_khz = frequency.khz;
-    target.transponder.polarisation = parse_polarisation(*options.polarisation);
+    target.transponder.polarisation = *polarisation;
     target.transponder.symbol_rate = parse_symbol_rate(*options.symbol_rate);
     target.transponder.system = parse_system(*options.system);
     return target;

@@ -199,20 +199,17 @@ Choice rows_numbered(const Table &table, const std::string &number) {
     });
 }
 
-Choice rows_at_frequency(const Table &table, std::string text) {
+Choice rows_at_frequency(const Table &table, std::string_view text) {
     constexpr std::uint32_t tolerance_khz = 2000;
     constexpr std::uint32_t unreachable_khz = std::numeric_limits<std::uint32_t>::max();
-    std::optional<broadcast::Polarisation> polarisation;
-    if (!text.empty() && std::isalpha(static_cast<unsigned char>(text.back())) != 0) {
-        polarisation = broadcast::polarisation_named(text.substr(text.size() - 1));
-        text.resize(text.size() - (polarisation ? 1 : 0));
-    }
-    std::uint32_t khz = 0;
+    DownlinkReading wanted;
     try {
-        khz = parse_frequency(text).khz;
+        wanted = parse_downlink(text);
     } catch (const ReadingError &) {
         return {};
     }
+    const std::uint32_t khz = wanted.frequency.khz;
+    const auto polarisation = wanted.polarisation;
     std::uint32_t nearest_khz = tolerance_khz;
     const auto distance_khz = [khz, polarisation](const TableRow &row) {
         const std::uint32_t at = row.transponder.frequency_khz;

@@ -54,6 +54,9 @@ TEST_F(CtlRefusal, numbers_that_are_none) {
     expect(with("22M", "fast"), 2, "no symbol rate");
     expect(with("dvbs2", "dvbt"), 2, "no delivery system");
     expect(with("22M", "22000"), 9, "22000k");
+    expect(with("11494M", "'11494 V'"), 2, "contradict");
+    // The plug-in is not even loaded.
+    expect(with("11494M", "0") + " --plugin none.so", 9, "frequency 0: no transponder");
 }
 
 TEST_F(CtlRefusal, tables_and_rows) {

@@ -32,6 +32,20 @@ TEST_F(CtlTune, locks_by_numbers_on_the_built_in_board) {
     EXPECT_FALSE(result.contains("reason"));
 }
 
+TEST_F(CtlTune, takes_a_downlink_as_lists_print_it) {
+    write_file("Small", table_row(11494000, 22000000, "First"));
+    for (const char *target : {"--frequency '11494 H' --symbol-rate 22Msps --system dvbs2",
+                               "--frequency 11494H --symbol-rate 22e6 --system dvbs2",
+                               "Small '11494 H'", "Small 11494MHz"}) {
+        const Outcome run = ctl(fmt::format("tune {} --show-plan --format json", target));
+        ASSERT_EQ(run.status, 0) << run.err;
+        const auto plan = parse_json(run.out);
+        EXPECT_EQ(plan.at("frequency_khz"), 11494000) << target;
+        EXPECT_EQ(plan.at("polarisation"), "H") << target;
+        EXPECT_EQ(plan.at("symbol_rate_sps"), 22000000) << target;
+    }
+}
+
 TEST_F(CtlTune, locks_by_a_row_with_the_dish_on_its_satellite) {
     write_file("Small", table_row(12700000, 30000000, "Far Away") + table_row(3800000, 5000000));
 

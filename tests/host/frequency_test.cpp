@@ -55,9 +55,37 @@ TEST(Frequency, nothing_is_rounded) {
 }
 
 TEST(Frequency, what_is_no_number_is_a_usage_error) {
-    for (const char *text : {"", "abc", "M", "-11494M", "1e4M", "11494 M", "11.4.9G", ".5G", "5.G",
-                             "0x2CE6", "11494T", "1234567890123456"}) {
+    for (const char *text :
+         {"", " ", "abc", "M", "-11494M", "11.4.9G", ".5G", "5.G", "0x2CE6", "11494T",
+          "1234567890123456", "1e", "e4", "1e-3", "1e+3", "1e100", "1e15", "11 494", "11494 V"}) {
         EXPECT_EQ(refusal(parse_frequency, text).first, Refusal::form) << text;
+    }
+}
+
+TEST(Frequency, units_stand_apart_and_powers_of_ten_are_read) {
+    EXPECT_EQ(parse_frequency("11494 MHz").khz, 11494000U);
+    EXPECT_EQ(parse_frequency(" 11494 ").khz, 11494000U);
+    EXPECT_EQ(parse_frequency("1.1494e7k").khz, 11494000U);
+    EXPECT_EQ(parse_frequency("11494E3").khz, 11494000U);
+    EXPECT_EQ(parse_frequency("11.49425e3M").khz, 11494250U);
+    EXPECT_EQ(refusal(parse_frequency, "11.4942501e3M").first, Refusal::form);
+}
+
+TEST(Downlink, the_polarisation_stands_behind_the_frequency_or_not) {
+    const auto read = [](std::string_view text) {
+        const DownlinkReading reading = parse_downlink(text);
+        return std::pair{reading.frequency.khz, reading.polarisation};
+    };
+    using broadcast::Polarisation;
+    using Downlink = std::pair<std::uint32_t, std::optional<Polarisation>>;
+    EXPECT_EQ(read("11479 V"), Downlink(11479000, Polarisation::vertical));
+    EXPECT_EQ(read("11479V"), Downlink(11479000, Polarisation::vertical));
+    EXPECT_EQ(read("11.479 GHz h"), Downlink(11479000, Polarisation::horizontal));
+    EXPECT_EQ(read("3700ML"), Downlink(3700000, Polarisation::left));
+    EXPECT_EQ(read("3700 R "), Downlink(3700000, Polarisation::right));
+    EXPECT_EQ(read("11479"), Downlink(11479000, std::nullopt));
+    for (const char *text : {"V", "", "11479 X", "V 11479", "11479 VV"}) {
+        EXPECT_EQ(refusal(parse_downlink, text).first, Refusal::form) << text;
     }
 }
 
@@ -72,6 +100,12 @@ TEST(SymbolRate, suffixes_name_the_unit_and_bare_numbers_are_symbols_a_second) {
     EXPECT_EQ(parse_symbol_rate("22M"), 22000000U);
     EXPECT_EQ(parse_symbol_rate("27.5M"), 27500000U);
     EXPECT_EQ(parse_symbol_rate("22000000"), 22000000U);
+    EXPECT_EQ(parse_symbol_rate("22e6"), 22000000U);
+    EXPECT_EQ(parse_symbol_rate("22.0005E6"), 22000500U);
+    for (const char *text :
+         {"22Msps", "22 Msps", "22000ksym/s", "22MSym/s", "22 Mbaud", "22000000 sps"}) {
+        EXPECT_EQ(parse_symbol_rate(text), 22000000U) << text;
+    }
     EXPECT_EQ(parse_symbol_rate("100000"), lowest_symbol_rate);
     EXPECT_EQ(parse_symbol_rate("65535999"), highest_symbol_rate);
 }
@@ -84,7 +118,8 @@ TEST(SymbolRate, a_forgotten_suffix_is_refused_with_the_mend) {
 
 TEST(SymbolRate, refuses_what_is_too_high_or_no_number) {
     EXPECT_EQ(refusal(parse_symbol_rate, "65536k").first, Refusal::limit);
-    for (const char *text : {"", "fast", "22G", "22.0000001M"}) {
+    for (const char *text :
+         {"", "fast", "22G", "22.0000001M", "sps", "22Mspss", "22e6e", "22M/s"}) {
         EXPECT_EQ(refusal(parse_symbol_rate, text).first, Refusal::form) << text;
     }
 }
