@@ -85,6 +85,10 @@ std::optional<double> threshold_db(System system, Modulation modulation, CodeRat
     return *eb_n0 + to_db(2.0 * value_of(rate) * reed_solomon);
 }
 
+std::optional<double> threshold_db(const Transponder &transponder) {
+    return threshold_db(transponder.system, transponder.modulation, code_rate_of(transponder));
+}
+
 std::uint32_t frame_symbols(Modulation modulation, bool pilots) {
     constexpr std::uint32_t frame_bits = 64800;
     constexpr std::uint32_t slot_symbols = 90;

@@ -18,6 +18,9 @@ double value_of(CodeRate rate);
 // the useful bit rate (Reed-Solomon overhead included) with the modem's implementation margin.
 std::optional<double> threshold_db(System system, Modulation modulation, CodeRate rate);
 
+// The same for a transponder's; absent for one that no receiver could demodulate.
+std::optional<double> threshold_db(const Transponder &transponder);
+
 // DVB-S2, normal frames (EN 302 307-1, table 5a and 5.5.1): symbols of a physical-layer frame, and
 // payload bits in it (the BCH payload less the 80 bits of the base-band header).
 std::uint32_t frame_symbols(Modulation modulation, bool pilots);

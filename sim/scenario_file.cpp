@@ -12,6 +12,7 @@
 #include <set>
 #include <string_view>
 
+#include "broadcast/modcod.h"
 #include "sim/scenario.h"
 #include "sim/scenario_text.h"
 
@@ -110,7 +111,7 @@ class Section {
 
     void needs(const char *key) const {
         if (!has(key)) {
-            refuse(*file_, table_->source(), fmt::format("{}: {} is missing", name_, key));
+            refuse_whole(fmt::format("{} is missing", key));
         }
     }
 
@@ -132,6 +133,10 @@ class Section {
     [[noreturn]] void refuse_key(const toml::node &node, const char *key,
                                  const std::string &message) const {
         refuse(*file_, node.source(), fmt::format("{}.{}: {}", name_, key, message));
+    }
+
+    [[noreturn]] void refuse_whole(const std::string &message) const {
+        refuse(*file_, table_->source(), fmt::format("{}: {}", name_, message));
     }
 
     [[nodiscard]] const toml::node &node(const char *key) const { return *table_->get(key); }
@@ -408,6 +413,9 @@ void Reader::read_transponder(Section section) {
                            fmt::format("{} is none of 0.35, 0.25, 0.20", roll_off));
     }
     row.roll_off = *known;
+    if (!threshold_db(row)) {
+        section.refuse_whole(fmt::format("{} has no {}", to_string(row.system), modcod_name(row)));
+    }
     row.source = section.place();
     satellite.transponders.push_back(row);
 }

@@ -20,7 +20,7 @@ std::string flaw_of(const broadcast::Transponder &row) {
     if (row.symbol_rate == 0 || row.symbol_rate > largest_symbol_rate) {
         return fmt::format("a symbol rate of {} sym/s does not exist", row.symbol_rate);
     }
-    if (!threshold_db(row.system, row.modulation, code_rate_of(row))) {
+    if (!threshold_db(row)) {
         return fmt::format("{} has no {}", to_string(row.system), modcod_name(row));
     }
     return {};
@@ -69,7 +69,7 @@ Sky::Sky(const broadcast::Satellite &satellite, const Defaults &defaults) {
         carrier.transponder = row;
         carrier.frequency_khz = row.frequency_khz;
         carrier.half_width_khz = row.symbol_rate / 2000.0;
-        carrier.threshold_db = *threshold_db(row.system, row.modulation, code_rate_of(row));
+        carrier.threshold_db = *threshold_db(row);
         carrier.cn_db = row.cn_db.value_or(defaults.cn_db);
         carrier.level_dbm = row.level_dbm.value_or(
             defaults.level_dbm + broadcast::to_db(row.symbol_rate / reference_symbol_rate));

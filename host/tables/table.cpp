@@ -10,6 +10,7 @@
 #include <utility>
 #include <variant>
 
+#include "broadcast/modcod.h"
 #include "host/cable/frequency.h"
 #include "host/tables/receiver_lists.h"
 #include "host/tables/satellites_xml.h"
@@ -104,7 +105,9 @@ std::string refine(const TableGroup &group, broadcast::Transponder &transponder)
     transponder.roll_off = word_of(group, roll_off_key).value_or(broadcast::RollOff::r35);
     transponder.pilots = word_of(group, pilot_key).value_or(false);
     transponder.inverted = word_of(group, inversion_key).value_or(false);
-    return "";
+    return threshold_db(transponder) ? ""
+                                     : fmt::format("{} has no {}", to_string(transponder.system),
+                                                   modcod_name(transponder));
 }
 
 RowReading read_row(const TableGroup &group) {

@@ -113,6 +113,7 @@ TEST(TableWriter, every_value_survives) {
                                   broadcast::Modulation::apsk16, broadcast::Modulation::apsk32}) {
         rows.push_back(full_row());
         rows.back().modulation = modulation;
+        rows.back().code_rate = broadcast::CodeRate::r3_4;
     }
     for (const auto code_rate :
          {broadcast::CodeRate::r2_5, broadcast::CodeRate::r1_2, broadcast::CodeRate::r3_5,
@@ -120,6 +121,10 @@ TEST(TableWriter, every_value_survives) {
           broadcast::CodeRate::r5_6, broadcast::CodeRate::r7_8, broadcast::CodeRate::r8_9,
           broadcast::CodeRate::r9_10}) {
         rows.push_back(full_row());
+        const bool of_dvbs = code_rate == broadcast::CodeRate::r7_8;
+        rows.back().system = of_dvbs ? broadcast::System::dvbs : broadcast::System::dvbs2;
+        rows.back().roll_off = of_dvbs ? broadcast::RollOff::r35 : broadcast::RollOff::r20;
+        rows.back().modulation = broadcast::Modulation::qpsk;
         rows.back().code_rate = code_rate;
     }
     for (const auto roll_off :
