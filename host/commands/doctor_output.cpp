@@ -24,10 +24,16 @@ constexpr auto finding_columns = std::to_array<Column<Finding>>({
 // Three columns, the last one broken between words.
 void write_broken(Output &output, std::string_view first, std::string_view second,
                   std::string_view text) {
-    constexpr std::size_t widest = 77;
+    constexpr std::size_t usual_columns = 100;
+    constexpr std::size_t narrowest = 16;
+    constexpr std::size_t in_front = 23;
+    const std::size_t columns = output.columns().value_or(usual_columns);
+    const std::size_t widest =
+        std::max(std::min(columns, usual_columns), in_front + narrowest) - in_front;
     while (!text.empty()) {
         std::size_t end = text.size() <= widest ? text.size() : text.rfind(' ', widest);
-        end = end == std::string_view::npos ? text.size() : end;
+        end = end == std::string_view::npos ? text.find(' ', widest) : end;
+        end = std::min(end, text.size());
         output.line(fmt::format("{:<8} {:<13} {}", first, second, text.substr(0, end)));
         text.remove_prefix(std::min(end + 1, text.size()));
         first = second = "";

@@ -64,7 +64,7 @@ ScannedLeg ScanRunner::scan_leg(ChipSession &session, const ScanLeg &leg, std::s
     return scanned;
 }
 
-// Short enough for a terminal of 80 columns; after the leg's own figures the time so far.
+// Short enough for a terminal of 80 columns. Narrow ones cut it behind the time that is left.
 void ScanRunner::show(const ScanLeg &leg, std::size_t index, std::size_t count,
                       const LegProgress &progress) {
     locked_before_ = index == leg_shown_ ? locked_before_ : locked_before_ + locked_in_leg_;
@@ -75,15 +75,13 @@ void ScanRunner::show(const ScanLeg &leg, std::size_t index, std::size_t count,
     }
     const double share = (static_cast<double>(index) + progress.share) / static_cast<double>(count);
     const double elapsed_s = static_cast<double>(board::wall_now_ns() - begin_ns_) / 1e9;
-    std::string text = fmt::format(
-        "leg {}/{}{}, {} MHz {}, {} candidates, {} locked, {}", index + 1, count,
+    console_.progress(fmt::format(
+        "leg {}/{}{}, {}, {}{} MHz {}, {} candidates, {} locked", index + 1, count,
         leg.cable.switch_port == 0 ? "" : fmt::format(", port {}", leg.cable.switch_port),
+        clock_text(elapsed_s),
+        share > 0 ? fmt::format("{} to go, ", clock_text(elapsed_s * (1 - share) / share)) : "",
         progress.frequency_khz / 1000U, polarisation_letter(leg.polarisation), progress.candidates,
-        locked_before_ + progress.locked, clock_text(elapsed_s));
-    if (share > 0) {
-        text += fmt::format(", {} to go", clock_text(elapsed_s * (1 - share) / share));
-    }
-    console_.progress(text);
+        locked_before_ + progress.locked));
 }
 
 // What is on the cable while the leg is selected, at downlink frequencies.

@@ -2,9 +2,9 @@
 #include "host/terminal/console.h"
 
 #include <fmt/format.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "host/terminal/columns.h"
 #include "trace/printable.h"
 
 namespace host {
@@ -43,18 +43,13 @@ void Console::progress(std::string_view text) {
     if (!shows_progress() || !people_) {
         return;
     }
+    constexpr std::size_t usual_columns = 80;
+    const std::size_t columns = columns_of(people_.get()).value_or(usual_columns);
     const std::lock_guard lock(mutex_);
     // A line that wraps could not be written over.
-    fmt::print(people_.get(), "\r{}\x1b[K", trace::printable(text).substr(0, columns() - 1));
+    fmt::print(people_.get(), "\r{}\x1b[K", trace::printable(text).substr(0, columns - 1));
     std::fflush(people_.get());
     progress_shown_ = true;
-}
-
-std::size_t Console::columns() const {
-    constexpr std::size_t usual = 80;
-    winsize size{};
-    const bool known = ::ioctl(::fileno(people_.get()), TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return known ? size.ws_col : usual;
 }
 
 void Console::say(std::string_view text) {

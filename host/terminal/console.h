@@ -31,13 +31,12 @@ class Console {
     // The driver's own lines, marked as such.
     void driver_lines(std::string_view lines);
 
-    // The one updating line of a terminal, cut to its width; nothing when standard error is none,
-    // or under -q.
+    // The one updating line of a terminal, cut to its width, so what matters most comes first;
+    // nothing when standard error is none, or under -q.
     void progress(std::string_view text);
     [[nodiscard]] bool shows_progress() const { return terminal_ && !quiet_; }
 
  private:
-    [[nodiscard]] std::size_t columns() const;
     void say(std::string_view text);
     void clear_progress();
 

@@ -29,6 +29,9 @@ class Output {
 
     [[nodiscard]] Format format() const { return format_; }
 
+    // Of the terminal that reads; nothing when none does.
+    [[nodiscard]] std::optional<std::size_t> columns() const { return file_.columns(); }
+
     void line(std::string_view text);
 
     // The same without a line's end.

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
+#include "host/terminal/columns.h"
 #include "host/terminal/file.h"
 
 namespace host {
@@ -47,6 +50,8 @@ class ReplacedFile {
     // the driver's midst.
     void write(std::string_view text);
     void flush();
+
+    [[nodiscard]] std::optional<std::size_t> columns() const { return columns_of(file_.get()); }
 
     // Whether anything was written.
     [[nodiscard]] bool empty() const { return empty_; }

@@ -136,5 +136,20 @@ TEST_F(CtlStream, what_takes_time_shows_progress_on_a_terminal) {
     EXPECT_THAT(on_terminal("doctor -q"), Not(HasSubstr("step 2")));
 }
 
+// The steps' names, and a word that is longer, go beyond.
+TEST_F(CtlStream, an_examination_keeps_to_the_terminal_s_width) {
+    for (const std::size_t columns : {40, 60, 200}) {
+        const Outcome run = shell("script -qec \"stty cols " + std::to_string(columns) +
+                                  "; '$CTL' -q doctor 2>/dev/null\" /dev/null");
+        std::istringstream lines(run.out);
+        std::size_t longest = 0;
+        for (std::string line; std::getline(lines, line);) {
+            longest = std::max(longest, line.find_last_not_of('\r') + 1);
+        }
+        EXPECT_LE(longest, std::min<std::size_t>(columns, 100));
+        EXPECT_GE(longest, std::min<std::size_t>(columns, 100) - 10);
+    }
+}
+
 }  // namespace
 }  // namespace tests
