@@ -5,7 +5,6 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <cctype>
 #include <iostream>
 #include <memory>
 #include <sstream>
@@ -25,6 +24,8 @@
 #include "host/commands/tune.h"
 #include "host/commands/unicable.h"
 #include "host/commands/unicable_tune.h"
+#include "host/terminal/same_word.h"
+#include "host/terminal/suggestion.h"
 
 // The one source that knows CLI11, which takes five seconds to compile: it fills the options of
 // every command.
@@ -51,12 +52,6 @@ constexpr unsigned highest_port = 4;
 constexpr double least_timeout_s = 0.05;
 constexpr double most_seconds = 86400.0;
 
-bool is_same_word(std::string_view a, std::string_view b) {
-    const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [&lower](char x, char y) { return lower(x) == lower(y); });
-}
-
 // CLI11's own check of a range lets through what is no number.
 CLI::Validator seconds_from(double least) {
     const std::string range = fmt::format("in [{} - {}]", least, most_seconds);
@@ -80,7 +75,7 @@ void add_choice(CLI::App &app, const std::string &name, Choice &chosen,
     const auto read = [name, choices, &chosen](const std::string &word) {
         std::string words;
         for (const auto &[known, choice] : choices) {
-            if (is_same_word(word, known)) {
+            if (same_word(word, known)) {
                 chosen = choice;
                 return;
             }
@@ -141,9 +136,10 @@ void add_target_options(CLI::App &command, TargetOptions &options) {
                        "the row's name, number, or frequency and polarisation (11494H)");
     command.add_option(
         "--frequency", options.frequency,
-        "downlink: 10964.25M, 10.96425G, 10964250k; bare below 100000 MHz, else kHz");
+        "downlink: 10964.25M, 10.96425G, 10964250k, '10964 V'; bare below 100000 MHz, else kHz");
     command.add_option("--polarisation", options.polarisation, "H, V, L or R");
-    command.add_option("--symbol-rate", options.symbol_rate, "22000k, 22M; bare numbers are sym/s");
+    command.add_option("--symbol-rate", options.symbol_rate,
+                       "22000k, 22M, 22e6; bare numbers are sym/s");
     command.add_option("--system", options.system, "dvbs or dvbs2");
 }
 
@@ -558,22 +554,66 @@ std::string settle_format(CommandRequest &request) {
     return "";
 }
 
-ExitStatus refuse(const CLI::App &app, const CLI::ParseError &error, Console &console) {
-    const auto left_over = app.remaining();
-    if (app.get_subcommands().empty() && !left_over.empty() &&
-        !left_over.front().starts_with("-")) {
-        console.error(
-            fmt::format("'{}' is no subcommand; see ds3000-ctl --help", left_over.front()));
-        return ExitStatus::usage;
+// The command whose options were meant: the subcommand that was chosen, and its own.
+const CLI::App &command_meant(const CLI::App &app) {
+    const auto chosen = app.get_subcommands();
+    return chosen.empty() ? app : command_meant(*chosen.front());
+}
+
+std::string words_of(const CLI::App &command) {
+    return command.get_parent() == nullptr
+               ? command.get_name()
+               : fmt::format("{} {}", words_of(*command.get_parent()), command.get_name());
+}
+
+// What a command takes, the global options included.
+std::vector<std::string> options_of(const CLI::App *command) {
+    std::vector<std::string> names;
+    for (; command != nullptr; command = command->get_parent()) {
+        for (const CLI::Option *option : command->get_options()) {
+            for (const std::string &name : option->get_lnames()) {
+                names.push_back("--" + name);
+            }
+        }
     }
-    // Its message may repeat what was written; on the console that steers no terminal.
-    std::ostringstream message;
-    const int status = app.exit(error, std::cout, message);
-    if (status == 0) {
+    return names;
+}
+
+std::vector<std::string> subcommands_of(const CLI::App &command) {
+    std::vector<std::string> names;
+    for (const CLI::App *subcommand : command.get_subcommands(nullptr)) {
+        names.push_back(subcommand->get_name());
+    }
+    return names;
+}
+
+std::string fault_of(const CLI::App &app, const CLI::App &command, const CLI::ParseError &error) {
+    const auto left_over = app.remaining(true);
+    if (left_over.empty()) {
+        return error.what();
+    }
+    const std::string &word = left_over.front();
+    if (word.starts_with("-")) {
+        const std::string name = word.substr(0, word.find('='));
+        return fmt::format("there is no option {}{}", name,
+                           did_you_mean(name, options_of(&command)));
+    }
+    const auto subcommands = subcommands_of(command);
+    return subcommands.empty()
+               ? fmt::format("'{}' is more than it takes", word)
+               : fmt::format("'{}' is no subcommand{}", word, did_you_mean(word, subcommands));
+}
+
+ExitStatus refuse(const CLI::App &app, const CLI::ParseError &error, Console &console) {
+    if (error.get_exit_code() == 0) {
+        std::ostringstream none;
+        app.exit(error, std::cout, none);
         return ExitStatus::done;
     }
-    const std::string text = message.str();
-    console.error(text.substr(0, text.find_last_not_of('\n') + 1));
+    const CLI::App &command = command_meant(app);
+    // The message may repeat what was written; on the console that steers no terminal.
+    console.error(
+        fmt::format("{}; see {} --help", fault_of(app, command, error), words_of(command)));
     return ExitStatus::usage;
 }
 

@@ -7,6 +7,7 @@
 #include <cctype>
 
 #include "host/terminal/same_word.h"
+#include "host/terminal/suggestion.h"
 
 namespace host {
 
@@ -62,19 +63,26 @@ std::string bones(const std::string &name) {
     return result;
 }
 
+std::vector<std::string> installed_names() {
+    std::vector<std::string> names;
+    for (const auto &file : installed_tables()) {
+        names.push_back(file.filename().string());
+    }
+    return names;
+}
+
 std::string names_like(const std::string &name) {
     constexpr int most_names = 8;
     const std::string wanted = bones(name);
     std::string names;
     int count = 0;
-    for (const auto &file : installed_tables()) {
-        const std::string known = file.filename().string();
+    for (const std::string &known : installed_names()) {
         if (!wanted.empty() && bones(known).find(wanted) != std::string::npos &&
             count++ < most_names) {
             names += "\n  " + known;
         }
     }
-    return names.empty() ? "" : "; names like it:" + names;
+    return names.empty() ? did_you_mean(name, installed_names()) : "; names like it:" + names;
 }
 
 // A table's name as people write it: a list of several satellites is followed by one of them.

@@ -44,6 +44,20 @@ TEST_F(CtlRefusal, usage) {
     expect(tune_one + " --timeout 0", 2, "timeout");
 }
 
+TEST_F(CtlRefusal, misspelt_words_are_named_with_what_may_be_meant) {
+    expect("tune --polarization H", 2,
+           "ds3000-ctl: there is no option --polarization; did you mean --polarisation?; see "
+           "ds3000-ctl tune --help\n");
+    expect("sweep --reel-time x", 2, "--reel-time; did you mean --real-time?");
+    expect("--foo", 2, "ds3000-ctl: there is no option --foo; see ds3000-ctl --help\n");
+    expect("--fromat=json info", 2, "no option --fromat; did you mean --format?; see");
+    expect("swep", 2, "'swep' is no subcommand; did you mean sweep?; see ds3000-ctl --help\n");
+    expect("unicable detec", 2,
+           "'detec' is no subcommand; did you mean detect?; see ds3000-ctl unicable --help\n");
+    expect("info more", 2, "'more' is more than it takes; see ds3000-ctl info --help\n");
+    expect("info --switch x", 2, "; see ds3000-ctl info --help\n");
+}
+
 TEST_F(CtlRefusal, numbers_that_are_none) {
     const auto with = [](const char *from, const char *to) {
         std::string arguments = tune_one;
