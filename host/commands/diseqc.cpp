@@ -113,9 +113,10 @@ bool hold_supply(double hold_s, ChipRig &rig, Console &console) {
 ExitStatus status_of(DiseqcAnswer answer, Console &console) {
     switch (answer) {
         case DiseqcAnswer::missing:
+            console.error("no reply");
             console.note(
-                "No reply: is there a DiSEqC 2 device on the cable, does it have this address, and "
-                "can the board hear it?");
+                "Is there a DiSEqC 2 device on the cable, does it have this address, and can the "
+                "board hear it?");
             return ExitStatus::nothing_found;
         case DiseqcAnswer::garbled:
             return ExitStatus::internal_error;

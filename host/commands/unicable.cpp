@@ -165,6 +165,7 @@ Detection detect(ChipSession &session, ChipRig &rig, const SearchRange &range,
 
 void say_why_nothing_was_found(Program &program, Workbench &rig,
                                const UnicableDetectOptions &options) {
+    program.console.error("no user band found");
     if (lacks_unit(rig.board())) {
         program.console.note(no_unit_advice);
     } else if (options.no_command) {

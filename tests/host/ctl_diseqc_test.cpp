@@ -116,7 +116,7 @@ TEST_F(CtlDiseqc, reply_is_shown_in_bytes_and_words) {
     const Outcome silent = ctl("diseqc send E2 10 14 --reply --format json");
     EXPECT_EQ(silent.status, 7);
     EXPECT_EQ(parse_json(silent.out).at("answer"), "missing");
-    EXPECT_THAT(silent.err, HasSubstr("No reply: is there a DiSEqC 2 device"));
+    EXPECT_THAT(silent.err, HasSubstr("no reply\nIs there a DiSEqC 2 device"));
 }
 
 TEST_F(CtlDiseqc, goto_computes_the_mounts_angle) {

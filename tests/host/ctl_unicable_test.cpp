@@ -181,6 +181,7 @@ TEST_F(CtlUnicable, nothing_found_is_status_7) {
     EXPECT_EQ(weak.status, 7);
     EXPECT_THAT(weak.err, HasSubstr("Total 0 UBs are found!"));
     EXPECT_THAT(weak.err, HasSubstr("No user band answered"));
+    EXPECT_EQ(detect("-q").err, "ds3000-ctl: no user band found\n");
     EXPECT_EQ(frequencies(parse_json(weak.out)).size(), 0U);
 
     write_world({{0, 1'213}});
