@@ -74,21 +74,24 @@ std::string text_at(const Json &info, const char *path) {
     return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
-void add_plugin(Lines &lines, const Json &info) {
-    lines.emplace_back("plug-in", text_at(info, "/plugin/file"));
-    for (const Json &folder : info.at("plugin").at("search_path")) {
-        lines.emplace_back("  looked in", folder.get<std::string>());
-    }
-    lines.emplace_back(
-        "descriptor",
-        fmt::format("version {}, accepts kind {}, {} and {} list entries",
-                    text_at(info, "/plugin/descriptor_version"),
-                    text_at(info, "/plugin/accepted_kind"), text_at(info, "/plugin/list_a_entries"),
-                    text_at(info, "/plugin/list_b_entries")));
+std::string board_words(const std::string &uri) {
+    return uri == "sim"                 ? "sim, the built-in simulated receiver"
+           : uri.starts_with("sim:")    ? fmt::format("{}, a simulated receiver", uri)
+           : uri.starts_with("replay:") ? fmt::format("{}, a recorded session", uri)
+           : uri.starts_with("linux:")  ? fmt::format("{}, a real board", uri)
+                                        : uri;
+}
+
+std::string firmware_words(const Json &info) {
+    const std::string bytes = text_at(info, "/firmware/loaded_bytes");
+    const std::string kind = text_at(info, "/firmware/kind");
+    return kind == "none"          ? "none loaded"
+           : kind == "placeholder" ? fmt::format("{} bytes of a placeholder loaded", bytes)
+                                   : fmt::format("{} bytes loaded", bytes);
 }
 
 void add_board(Lines &lines, const Json &info) {
-    lines.emplace_back("board", text_at(info, "/board/uri"));
+    lines.emplace_back("board", board_words(text_at(info, "/board/uri")));
     lines.emplace_back("demodulator", text_at(info, "/board/demodulator"));
     // What only a simulated board can tell.
     const bool simulated = info.contains("firmware");
@@ -96,23 +99,39 @@ void add_board(Lines &lines, const Json &info) {
         lines.emplace_back("tuner",
                            fmt::format("identity {}", text_at(info, "/board/tuner_identity")));
     }
-    lines.emplace_back("LNB supply",
-                       text_at(info, "/board/lnb_supply") == "gpio" ? "two GPIO lines" : "LNBH23");
+    lines.emplace_back("LNB supply", text_at(info, "/board/lnb_supply") == "gpio"
+                                         ? "two GPIO lines"
+                                         : "an LNBH23 on the I2C bus");
     if (simulated) {
-        lines.emplace_back("firmware",
-                           fmt::format("{}, {} bytes loaded", text_at(info, "/firmware/kind"),
-                                       text_at(info, "/firmware/loaded_bytes")));
+        lines.emplace_back("firmware", firmware_words(info));
     }
+}
+
+void add_plugin(Lines &lines, const Json &info) {
+    lines.emplace_back("plug-in", text_at(info, "/plugin/file"));
+    const Json &folders = info.at("plugin").at("search_path");
+    for (const Json &folder : folders) {
+        lines.emplace_back(folder == folders.front() ? "  looked in" : "",
+                           folder.get<std::string>());
+    }
+    lines.emplace_back("  made for",
+                       fmt::format("hosts of descriptor version {} that ask for satellite "
+                                   "reception (kind {})",
+                                   text_at(info, "/plugin/descriptor_version"),
+                                   text_at(info, "/plugin/accepted_kind")));
 }
 
 Lines lines_of(const Json &info) {
     Lines lines;
-    add_plugin(lines, info);
     add_board(lines, info);
-    lines.emplace_back("program", text_at(info, "/program/version"));
+    add_plugin(lines, info);
+    std::vector<std::string> libraries;
     for (const auto &[name, version] : info.at("program").at("libraries").items()) {
-        lines.emplace_back("  library", fmt::format("{} {}", name, version.get<std::string>()));
+        libraries.push_back(fmt::format("{} {}", name, version.get<std::string>()));
     }
+    lines.emplace_back("program",
+                       fmt::format("ds3000-ctl {}, with {}", text_at(info, "/program/version"),
+                                   fmt::join(libraries, ", ")));
     return lines;
 }
 
