@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// How long the plug-in's operations take a host, in the receiver's time, on buses good and bad.
+// How long the plug-in's operations take a host, in the receiver's time, on buses good and bad, and
+// how much of a bus its polls take while it receives.
 
 #include <fmt/format.h>
 
@@ -102,6 +103,12 @@ class Life {
         return times_ms_;
     }
 
+    void receive() {
+        tuner_->init(tuner_);
+        tune(carriers[0]);
+    }
+    void end() { tuner_->finalize(tuner_); }
+
  private:
     void timed(const std::function<void()> &call) {
         const std::uint64_t start_ns = host::now_ns();
@@ -135,6 +142,61 @@ std::vector<double> times_on(const Bus &bus) {
     return times_ms;
 }
 
+// A board in front of which the bus is watched.
+class WatchedBus final : public board::Board {
+ public:
+    explicit WatchedBus(board::Board &board) : board_(board) {}
+
+    void perform(board::Transfer &transfer) override {
+        using Kind = board::Transfer::Kind;
+        constexpr std::uint32_t between_polls_us = 50'000;
+        const std::uint64_t begin_ns = host::now_ns();
+        board_.perform(transfer);
+        if (transfer.kind == Kind::write || transfer.kind == Kind::read) {
+            transfers += transfer.stage == board::Transfer::Stage::opened ? 0 : 1;
+            busy_ns += host::now_ns() - begin_ns;
+        }
+        polls += transfer.kind == Kind::wait && transfer.wait_us == between_polls_us ? 1 : 0;
+    }
+
+    std::uint64_t transfers = 0;
+    std::uint64_t busy_ns = 0;
+    std::uint64_t polls = 0;
+
+ private:
+    board::Board &board_;
+};
+
+// The bus while a carrier is received, a line.
+void print_load(std::uint32_t clock_hz, bool pilots) {
+    constexpr std::uint64_t long_enough_ns = 100'000 * ns_per_ms;
+    sim::Scenario world;
+    world.board.bus_clock_hz = clock_hz;
+    world.satellites = {{"satellite", {carriers[0]}}};
+    world.satellites[0].transponders[0].pilots = pilots;
+    board::VirtualClock clock;
+    sim::Receiver receiver(world, clock);
+    WatchedBus bus(receiver);
+    board::set_board(&bus);
+    {
+        const host::Plugin plugin(host::find_plugin());
+        const host::StandardErrorCapture quiet;
+        Life life(plugin.descriptor());
+        life.receive();
+        host::sleep_ns(1'000 * ns_per_ms);
+        bus.transfers = bus.busy_ns = bus.polls = 0;
+        host::sleep_ns(long_enough_ns);
+        const auto polls = static_cast<double>(bus.polls);
+        fmt::print("{:<42}{:>20.0f}{:>20.0f}{:>19.0f}%\n",
+                   fmt::format("{} kHz, {} pilots", clock_hz / 1000, pilots ? "with" : "without"),
+                   static_cast<double>(bus.transfers) / polls,
+                   static_cast<double>(bus.busy_ns) / ns_per_ms / polls,
+                   100.0 * static_cast<double>(bus.busy_ns) / long_enough_ns);
+        life.end();
+    }
+    board::set_board(nullptr);
+}
+
 }  // namespace
 
 int main() {
@@ -149,6 +211,12 @@ int main() {
             fmt::print("{:>20.0f}", time_ms);
         }
         fmt::print("\n");
+    }
+    fmt::print("\n{:<42}{:>20}{:>20}{:>20}\n", "a poll of a locked DVB-S2 carrier", "transfers",
+               "milliseconds", "of the bus's time");
+    for (const std::uint32_t clock_hz : {400'000U, 100'000U}) {
+        print_load(clock_hz, true);
+        print_load(clock_hz, false);
     }
     return 0;
 }
