@@ -245,11 +245,12 @@ void write_text(Output &output, const ScanResult &result) {
     if (result.comparison) {
         write_comparison(output, result);
     }
-    output.line(fmt::format(
-        "{} in {} of {} legs, {:.1f} s of the receiver's time, {:.1f} s on the wall{}",
-        counted(result.transponders.size(), "transponder"), result.legs.size(), result.legs_planned,
-        static_cast<double>(result.time_ms) / 1000.0, static_cast<double>(result.wall_ms) / 1000.0,
-        result.complete() ? "" : "; " + result.cut_short_by));
+    output.line(
+        fmt::format("{} in {} of {} legs, {:.1f} s of the receiver's time, {:.1f} s on the wall{}",
+                    counted(result.transponders.size(), "transponder"), result.legs_complete(),
+                    result.legs_planned, static_cast<double>(result.time_ms) / 1000.0,
+                    static_cast<double>(result.wall_ms) / 1000.0,
+                    result.complete() ? "" : "; " + result.cut_short_by));
 }
 
 ReportTransponder report_row(const FoundTransponder &found) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -37,6 +38,10 @@ struct ScanResult {
     bool shows_wall_time = false;  // in JSON too, which is otherwise the same in every run
 
     [[nodiscard]] bool complete() const { return cut_short_by.empty(); }
+    [[nodiscard]] std::size_t legs_complete() const {
+        return static_cast<std::size_t>(std::count_if(
+            legs.begin(), legs.end(), [](const ScannedLeg &leg) { return leg.result.complete; }));
+    }
 };
 
 }  // namespace host

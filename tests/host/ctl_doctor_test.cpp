@@ -146,6 +146,8 @@ INSTANTIATE_TEST_SUITE_P(
         Symptom{"standby-power-cut", "", 4, "power_lost_in_standby", "standby", "failed",
                 "after a full start-up all is well again"},
         Symptom{"bus-times-out", "", 4, "bus_times_out", "bus", "failed", "1000.0 ms each"},
+        Symptom{"bus-dies", "", 4, "bus_lost", "quality", "failed", "transfer after transfer"},
+        Symptom{"power-dip", "", 4, "power_lost", "watch", "failed", "have forgotten"},
         Symptom{"unicable-collision", "--user-band 0:1210", 5, "unicable_collision", "watch",
                 "failed", "regained by a new tune: 1"}),
     name_of_symptom);

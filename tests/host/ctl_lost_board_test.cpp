@@ -130,6 +130,14 @@ TEST_P(LostBoard, is_what_a_doctor_says) {
     EXPECT_LE(last_time_s(), (GetParam().from_ms + longest_ms) / 1000.0);
 }
 
+// Where the board goes while the second of two legs is scanned.
+TEST_F(CtlTest, legs_are_counted_as_far_as_they_came) {
+    const std::string symptom = std::string(DS3000_SYMPTOMS) + "/bus-dies.toml";
+    const Outcome run = ctl("scan --range 11480M-11510M --board sim:" + symptom);
+    EXPECT_EQ(run.status, 4);
+    EXPECT_THAT(run.out, testing::ContainsRegex("in 1 of 2 legs.*; bus_lost\n"));
+}
+
 INSTANTIATE_TEST_SUITE_P(Fates, LostBoard, testing::Values(bus_stuck_scan, bus_silent, brown_out));
 
 // The board that was recorded cannot complain.
