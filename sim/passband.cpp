@@ -164,7 +164,8 @@ double intermediate_khz(double carrier_khz, double lof_khz, bool &inverted) {
 Passband::Passband(const Outdoor &outdoor, const TunerOutput &tuner, bool iq_swap)
     : outdoor_(&outdoor), tuner_(&tuner), iq_swap_(iq_swap), legs_(outdoor.legs(reason_, text_)) {}
 
-// Call use(carrier, if_khz, inverted) for every carrier that the filter does not wholly stop.
+// Call use(carrier, if_khz, inverted) for every carrier that the filter does not wholly stop, be it
+// that its skirt alone reaches in.
 template <typename Use>
 void Passband::for_each_carrier(Use use) const {
     for (const Leg &leg : legs_) {
@@ -193,11 +194,27 @@ void Passband::for_each_carrier_of(const Leg &leg, Use use) const {
                     continue;
                 }
             }
+            const double skirt = 1 + roll_off_of(carrier.transponder);
             if (std::abs(if_khz - tuner_->lo_khz) <
-                tuner_->bandwidth_khz + carrier.half_width_khz) {
+                tuner_->bandwidth_khz + skirt * carrier.half_width_khz) {
                 use(carrier, if_khz, inverted);
             }
         }
+    }
+}
+
+bool Passband::has_its_edge_inside(const Carrier &carrier, double if_khz) const {
+    return std::abs(if_khz - tuner_->lo_khz) < tuner_->bandwidth_khz + carrier.half_width_khz;
+}
+
+// Call use(leg, loss_db) for every leg, and for the polarisation that leaks into it.
+template <typename Use>
+void Passband::for_each_leg_and_leakage(double cross_polarisation_db, Use use) const {
+    for (const Leg &leg : legs_) {
+        use(leg, 0);
+        Leg other = leg;
+        other.side = leg.side == Side::volts_13 ? Side::volts_18 : Side::volts_13;
+        use(other, cross_polarisation_db);
     }
 }
 
@@ -209,20 +226,17 @@ Spectrum Passband::spectrum(bool mirrored, double cross_polarisation_db) const {
     const double direction = iq_swap_ != mirrored ? -1 : 1;
     const double fade_db = outdoor_->weather().fade_db;
     spectrum.half_span_khz = tuner_->bandwidth_khz;
-    const auto add = [&](const Leg &leg, double loss_db) {
+    for_each_leg_and_leakage(cross_polarisation_db, [&](const Leg &leg, double loss_db) {
         for_each_carrier_of(leg, [&](const Carrier &carrier, double if_khz, bool) {
+            if (!has_its_edge_inside(carrier, if_khz)) {
+                return;
+            }
             spectrum.lines.push_back({direction * (if_khz - tuner_->lo_khz),
                                       carrier.transponder.symbol_rate / 1000.0,
                                       roll_off_of(carrier.transponder),
                                       broadcast::from_db(carrier.cn_db - fade_db - loss_db)});
         });
-    };
-    for (const Leg &leg : legs_) {
-        add(leg, 0);
-        Leg other = leg;
-        other.side = leg.side == Side::volts_13 ? Side::volts_18 : Side::volts_13;
-        add(other, cross_polarisation_db);
-    }
+    });
     return spectrum;
 }
 
@@ -242,17 +256,49 @@ std::optional<Tone> Passband::tone(bool mirrored) const {
     return nearest;
 }
 
-double Passband::level_dbm() const {
+// What the filter passes of the LNBs' noise. Each user band of a Unicable unit has its own; else
+// where two oscillators are on the cable each has a part of it to itself.
+double Passband::noise_power() const {
+    double of_bands = 0;
+    double of_cable = 0;
+    for (const Leg &leg : legs_) {
+        double low_khz = tuner_->lo_khz - tuner_->bandwidth_khz;
+        double high_khz = tuner_->lo_khz + tuner_->bandwidth_khz;
+        if (leg.conversion) {
+            const double half_khz = leg.conversion->half_width_khz;
+            low_khz = std::max(low_khz, leg.conversion->centre_khz - half_khz);
+            high_khz = std::min(high_khz, leg.conversion->centre_khz + half_khz);
+        }
+        const double power = leg.sky->noise_density() * std::max(high_khz - low_khz, 0.0);
+        if (leg.conversion) {
+            of_bands += power;
+        } else {
+            of_cable = std::max(of_cable, power);
+        }
+    }
+    return of_bands + of_cable;
+}
+
+double Passband::level_dbm(double cross_polarisation_db) const {
     double power = broadcast::from_db(noise_floor_dbm);
-    if (tuner_->lo_khz > 0) {
-        const double fade = outdoor_->weather().fade_db;
-        for_each_carrier([&power, fade](const Carrier &carrier, double, bool) {
-            power += broadcast::from_db(carrier.level_dbm - fade);
+    if (tuner_->lo_khz <= 0) {
+        return broadcast::to_db(power);
+    }
+    const double fade_db = outdoor_->weather().fade_db;
+    const double reach_khz = tuner_->bandwidth_khz;
+    for_each_leg_and_leakage(cross_polarisation_db, [&](const Leg &leg, double loss_db) {
+        for_each_carrier_of(leg, [&](const Carrier &carrier, double if_khz, bool) {
+            const SpectralLine line{if_khz - tuner_->lo_khz,
+                                    carrier.transponder.symbol_rate / 1000.0,
+                                    roll_off_of(carrier.transponder)};
+            power += share_between(line, -reach_khz, reach_khz) *
+                     broadcast::from_db(carrier.level_dbm - fade_db - loss_db);
         });
-        for (const Tone &tone : outdoor_->tones()) {
-            if (std::abs(tone.khz - tuner_->lo_khz) <= tuner_->bandwidth_khz) {
-                power += broadcast::from_db(tone.level_dbm);
-            }
+    });
+    power += noise_power();
+    for (const Tone &tone : outdoor_->tones()) {
+        if (std::abs(tone.khz - tuner_->lo_khz) <= reach_khz) {
+            power += broadcast::from_db(tone.level_dbm);
         }
     }
     return broadcast::to_db(power);
@@ -276,6 +322,9 @@ FoundCarrier Passband::find(const CarrierSearch &search) const {
     const bool mirrored = iq_swap_ != search.mirrored;
     Candidate best;
     for_each_carrier([&](const Carrier &carrier, double if_khz, bool inverted) {
+        if (!has_its_edge_inside(carrier, if_khz)) {
+            return;
+        }
         Candidate candidate;
         candidate.carrier = &carrier;
         candidate.if_khz = if_khz;

@@ -53,8 +53,9 @@ class Passband {
  public:
     Passband(const Outdoor &outdoor, const TunerOutput &tuner, bool iq_swap);
 
-    // Power of everything in the passband, the noise included.
-    [[nodiscard]] double level_dbm() const;
+    // Power of everything that the filter passes: of each carrier its share, the other polarisation
+    // so many decibels lower, tones, the LNBs' noise and the tuner's own.
+    [[nodiscard]] double level_dbm(double cross_polarisation_db) const;
 
     // Of all carriers in the passband the search takes the one that gets furthest towards lock;
     // among equals the nearest to where it is expected.
@@ -72,6 +73,10 @@ class Passband {
     void for_each_carrier(Use use) const;
     template <typename Use>
     void for_each_carrier_of(const Leg &leg, Use use) const;
+    template <typename Use>
+    void for_each_leg_and_leakage(double cross_polarisation_db, Use use) const;
+    [[nodiscard]] bool has_its_edge_inside(const Carrier &carrier, double if_khz) const;
+    [[nodiscard]] double noise_power() const;
 
     const Outdoor *outdoor_;
     const TunerOutput *tuner_;

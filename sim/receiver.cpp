@@ -398,7 +398,7 @@ Passband &Receiver::Impl::passband() {
 // The tuner's gain for what is at its input now.
 const Gain &Receiver::Impl::gain() {
     if (!level_is_known_) {
-        tuner_.set_input_level(passband().level_dbm());
+        tuner_.set_input_level(passband().level_dbm(cross_polarisation_db_));
         level_is_known_ = true;
     }
     return tuner_.gain();

@@ -60,25 +60,34 @@ double effective_cn_db(const Carrier &carrier, double fade_db) {
     return -broadcast::to_db(noise + carrier.interference);
 }
 
-Sky::Sky(const broadcast::Satellite &satellite, const Defaults &defaults) {
+Sky::Sky(const broadcast::Satellite &satellite, const Defaults &defaults)
+    : noise_density_(broadcast::from_db(defaults.level_dbm - defaults.cn_db) /
+                     (reference_symbol_rate / 1000)) {
     for (const broadcast::Transponder &row : satellite.transponders) {
-        if (!flaw_of(row).empty() || in_the_way_of(row) != nullptr) {
-            continue;
+        if (flaw_of(row).empty() && in_the_way_of(row) == nullptr) {
+            place(row, defaults);
         }
-        Carrier carrier;
-        carrier.transponder = row;
-        carrier.frequency_khz = row.frequency_khz;
-        carrier.half_width_khz = row.symbol_rate / 2000.0;
-        carrier.threshold_db = *threshold_db(row);
-        carrier.cn_db = row.cn_db.value_or(defaults.cn_db);
-        carrier.level_dbm = row.level_dbm.value_or(
-            defaults.level_dbm + broadcast::to_db(row.symbol_rate / reference_symbol_rate));
-        widest_khz_ = std::max(widest_khz_, carrier.half_width_khz);
-        auto &side = sides_.at(static_cast<std::size_t>(side_of(row.polarisation)));
-        side.insert(std::lower_bound(side.begin(), side.end(), carrier.frequency_khz, by_frequency),
-                    carrier);
     }
     add_interference();
+}
+
+void Sky::place(const broadcast::Transponder &row, const Defaults &defaults) {
+    Carrier carrier;
+    carrier.transponder = row;
+    carrier.frequency_khz = row.frequency_khz;
+    carrier.half_width_khz = row.symbol_rate / 2000.0;
+    carrier.threshold_db = *threshold_db(row);
+    carrier.cn_db = row.cn_db.value_or(defaults.cn_db);
+    carrier.level_dbm =
+        row.level_dbm.value_or(defaults.level_dbm + carrier.cn_db - defaults.cn_db +
+                               broadcast::to_db(row.symbol_rate / reference_symbol_rate));
+    noise_density_ =
+        std::min(noise_density_, broadcast::from_db(carrier.level_dbm - carrier.cn_db) /
+                                     (2 * carrier.half_width_khz));
+    widest_khz_ = std::max(widest_khz_, carrier.half_width_khz);
+    auto &side = sides_.at(static_cast<std::size_t>(side_of(row.polarisation)));
+    side.insert(std::lower_bound(side.begin(), side.end(), carrier.frequency_khz, by_frequency),
+                carrier);
 }
 
 const Carrier *Sky::in_the_way_of(const broadcast::Transponder &row) const {

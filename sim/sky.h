@@ -47,7 +47,8 @@ class Sky {
     // Levels and C/N of transponders that do not say.
     struct Defaults {
         double cn_db;
-        double level_dbm;  // of a carrier of 27.5 Msym/s; the power density is the same for all
+        double
+            level_dbm;  // of a carrier of 27.5 Msym/s with that C/N; the noise is the same for all
     };
 
     Sky() = default;
@@ -57,15 +58,21 @@ class Sky {
     [[nodiscard]] std::span<const Carrier> between(Side side, double low_khz,
                                                    double high_khz) const;
 
+    // Power density of the LNB's noise at the tuner, mW a kHz: what the defaults leave of a carrier,
+    // or less, where a carrier's level and C/N leave less.
+    [[nodiscard]] double noise_density() const { return noise_density_; }
+
     // The carrier that a row describes, or null, and then why.
     [[nodiscard]] const Carrier *find(const broadcast::Transponder &row, Absence &absence) const;
 
  private:
     [[nodiscard]] const Carrier *in_the_way_of(const broadcast::Transponder &row) const;
     void add_interference();
+    void place(const broadcast::Transponder &row, const Defaults &defaults);
 
     std::array<std::vector<Carrier>, 2> sides_;
     double widest_khz_ = 0;
+    double noise_density_ = 0;
 };
 
 }  // namespace sim

@@ -46,6 +46,18 @@ double density_at(const SpectralLine &line, double distance_khz) {
     return beyond_khz >= slope_khz ? 0 : broadcast::raised_cosine(beyond_khz / slope_khz);
 }
 
+// The share of a carrier's power that lies below a distance from its centre. The slope is taken as
+// a straight one, which has the same power and differs by less than 1 % of it in between.
+double share_below(const SpectralLine &line, double distance_khz) {
+    const double flat_khz = (1 - line.roll_off) * line.symbol_rate_khz / 2;
+    const double slope_khz = line.roll_off * line.symbol_rate_khz;
+    const double beyond_khz = std::clamp(std::abs(distance_khz) - flat_khz, 0.0, slope_khz);
+    const double inside_khz = std::min(std::abs(distance_khz), flat_khz) + beyond_khz -
+                              beyond_khz * beyond_khz / (2 * slope_khz);
+    const double share = inside_khz / line.symbol_rate_khz;
+    return distance_khz < 0 ? 0.5 - share : 0.5 + share;
+}
+
 // Densities over the noise on the engine's grid, from one end of the passband to the other.
 struct Grid {
     double low_khz = 0;
@@ -260,6 +272,11 @@ std::vector<double> densities(std::span<const SpectralLine> lines, double low_kh
         }
     }
     return densities;
+}
+
+double share_between(const SpectralLine &line, double low_khz, double high_khz) {
+    return share_below(line, high_khz - line.offset_khz) -
+           share_below(line, low_khz - line.offset_khz);
 }
 
 std::uint64_t SpectrumEngine::averaging_ns(bool wide) {

@@ -27,6 +27,9 @@ struct Spectrum {
 std::vector<double> densities(std::span<const SpectralLine> lines, double low_khz,
                               double spacing_khz, std::size_t count);
 
+// The share of a carrier's power that lies between two places.
+double share_between(const SpectralLine &line, double low_khz, double high_khz);
+
 // What the registers ask of a search.
 struct SearchSetting {
     bool wide = false;  // the coarse look that reports wide carriers only
