@@ -61,6 +61,25 @@ Json json_of(const TunePlan &plan) {
     return json;
 }
 
+Json json_of(const ScanLeg &leg) {
+    const FrequencyRange downlink = leg.downlink();
+    Json json{{"label", leg.label()}, {"polarisation", polarisation_letter(leg.polarisation)}};
+    if (!leg.band.empty()) {
+        json["band"] = leg.band;
+    }
+    if (leg.cable.switch_port != 0) {
+        json["port"] = leg.cable.switch_port;
+    }
+    json["lof_khz"] = leg.lof_khz;
+    json["supply_volts"] = leg.cable.voltage_18v ? 18 : 13;
+    json["tone"] = leg.cable.tone;
+    json["if_low_mhz"] = leg.if_low_mhz;
+    json["if_high_mhz"] = leg.if_high_mhz;
+    json["low_khz"] = downlink.low_khz;
+    json["high_khz"] = downlink.high_khz;
+    return json;
+}
+
 std::string switch_bytes(const TunePlan &plan) {
     if (plan.switch_pos == 0) {
         return "";

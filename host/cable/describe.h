@@ -4,6 +4,7 @@
 #include <string>
 
 #include "broadcast/transponder.h"
+#include "host/cable/legs.h"
 #include "host/cable/plan.h"
 #include "host/terminal/output.h"
 
@@ -19,6 +20,7 @@ std::string headline(const broadcast::Transponder &transponder);
 Json json_of(const broadcast::Transponder &transponder);
 Json json_of(const broadcast::Lnb &lnb);
 Json json_of(const TunePlan &plan);
+Json json_of(const ScanLeg &leg);
 
 // "E0 10 38 F2"; empty without a switch.
 std::string switch_bytes(const TunePlan &plan);

@@ -41,6 +41,9 @@ std::uint32_t parse_symbol_rate(std::string_view text);
 constexpr std::uint32_t lowest_symbol_rate = 100'000;
 constexpr std::uint32_t highest_symbol_rate = 65'535'999;
 
+// How far two frequencies or two symbol rates are apart.
+constexpr std::uint32_t apart(std::uint32_t a, std::uint32_t b) { return a > b ? a - b : b - a; }
+
 // "10964.25 MHz": no more decimals than the value has.
 std::string format_mhz(std::uint32_t khz);
 

@@ -207,6 +207,10 @@ std::uint32_t ScanLeg::downlink_khz(std::uint32_t if_khz) const {
     return lof_above ? lof_khz - if_khz : lof_khz + if_khz;
 }
 
+std::uint32_t ScanLeg::if_khz(std::uint32_t downlink_khz) const {
+    return lof_above ? lof_khz - downlink_khz : downlink_khz - lof_khz;
+}
+
 FrequencyRange ScanLeg::downlink() const {
     const std::uint32_t a = downlink_khz(if_low_mhz * 1000U);
     const std::uint32_t b = downlink_khz(if_high_mhz * 1000U);

@@ -38,6 +38,8 @@ struct ScanLeg {
     std::uint32_t if_high_mhz = 0;
 
     [[nodiscard]] std::uint32_t downlink_khz(std::uint32_t if_khz) const;
+    // Where a downlink frequency lies on the cable.
+    [[nodiscard]] std::uint32_t if_khz(std::uint32_t downlink_khz) const;
 
     // The downlink frequencies that the stretch stands for.
     [[nodiscard]] FrequencyRange downlink() const;

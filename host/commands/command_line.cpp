@@ -19,6 +19,7 @@
 #include "host/commands/reg.h"
 #include "host/commands/replay.h"
 #include "host/commands/scan.h"
+#include "host/commands/spectrum.h"
 #include "host/commands/sweep.h"
 #include "host/commands/trace.h"
 #include "host/commands/tune.h"
@@ -119,8 +120,7 @@ void add_global_options(CLI::App &app, GlobalOptions &options) {
                        "text, json, jsonl or csv");
     app.add_option("-o,--output", options.output,
                    "where the data go, in the form of the name's suffix (.json .jsonl .csv; in a "
-                   "scan .conf, .xml, "
-                   ".m3u, .html); - is standard output");
+                   "scan .conf, .xml, .m3u, in a scan or spectrum .html); - is standard output");
     app.add_flag("-q,--quiet", options.quiet, "no notes and no progress, only errors");
     app.add_flag("-v,--verbose", options.verbose, "details, and what the driver says");
     app.add_flag("--real-time", options.real_time, "run at the speed of the wall clock");
@@ -267,10 +267,22 @@ void add_sweep(CLI::App &app, Job &job) {
 }
 
 // Where a scan looks.
-void add_scan_range(CLI::App &scan, ScanOptions &options) {
-    scan.add_option("--range", options.range,
-                    "downlink frequencies LOW-HIGH, 11000-11700 say; default: all the LNB reaches");
-    scan.add_option("--if", options.intermediate, "frequencies on the cable LOW-HIGH instead");
+void add_leg_options(CLI::App &command, LegOptions &options) {
+    command.add_option(
+        "--range", options.range,
+        "downlink frequencies LOW-HIGH, 11000-11700 say; default: all the LNB reaches");
+    command.add_option("--if", options.intermediate, "frequencies on the cable LOW-HIGH instead");
+    command.add_flag("--all-ports", options.all_ports,
+                     "every port of the committed switch in turn");
+    command.add_option("--polarisation", options.polarisation, "H, V, L or R alone");
+    command.add_flag("--circular", options.circular,
+                     "right and left instead of vertical and horizontal");
+    command.add_option("--satellite", options.satellite,
+                       "a table: where the dish looks, which says what LNB to expect; the built-in "
+                       "board's dish is turned there");
+}
+
+void add_scan_manner(CLI::App &scan, ScanOptions &options) {
     add_choice<scan_algorithm>(
         scan, "--algorithm", options.algorithm,
         {{"sweep", SCAN_ALGO_SWEEP}, {"stepwise", SCAN_ALGO_STEPWISE}},
@@ -279,14 +291,6 @@ void add_scan_range(CLI::App &scan, ScanOptions &options) {
                     "passes over a leg; the first of several looks for wide carriers only")
         ->check(CLI::Range(1U, 255U))
         ->capture_default_str();
-    scan.add_flag("--all-ports", options.all_ports, "every port of the committed switch in turn");
-    scan.add_option("--polarisation", options.polarisation, "H, V, L or R alone");
-    scan.add_flag("--circular", options.circular,
-                  "right and left instead of vertical and "
-                  "horizontal");
-    scan.add_option("--satellite", options.satellite,
-                    "a table: where the dish looks, which says what LNB to expect; the built-in "
-                    "board's dish is turned there");
 }
 
 void add_scan_list(CLI::App &scan, ScanOptions &options) {
@@ -304,14 +308,36 @@ void add_scan(CLI::App &app, Job &job) {
     CLI::App *scan = app.add_subcommand(
         "scan", "Blind scan: find transponders on all bands and polarisations without a table");
     const auto options = std::make_shared<ScanOptions>();
-    add_scan_range(*scan, *options);
+    add_leg_options(*scan, options->legs);
+    add_scan_manner(*scan, *options);
     scan->add_option("--compare", options->compare,
                      "a table: report its rows as found or missed, and what it has not got");
     add_scan_list(*scan, *options);
     scan->add_option("--report", options->report, "write a page with spectrum and table, HTML");
+    scan->add_flag("--simulated-truth", options->simulated_truth,
+                   "in the page also what the simulated world really has");
     scan->add_flag("--wall-time", options->wall_time,
                    "JSON with the time on the wall, which differs from run to run");
     ask_for(job, *scan, options, run_scan);
+}
+
+void add_spectrum(CLI::App &app, Job &job) {
+    constexpr double least_fall_db = 0.1;
+    constexpr double most_fall_db = 60;
+    CLI::App *spectrum = app.add_subcommand(
+        "spectrum", "Measure what is on the cable: the level over every leg, and the peaks in it");
+    const auto options = std::make_shared<SpectrumOptions>();
+    add_leg_options(*spectrum, options->legs);
+    spectrum->add_option("--compare", options->compare,
+                         "an earlier measurement, written with --format json: show what changed");
+    spectrum
+        ->add_option("--fall", options->fall_db, "name the bands that fell by so many dB, or more")
+        ->check(CLI::Range(least_fall_db, most_fall_db))
+        ->capture_default_str();
+    spectrum->add_option("--report", options->report, "write a page with the pictures, HTML");
+    spectrum->add_flag("--simulated-truth", options->simulated_truth,
+                       "beside the measurement what the simulated world really has");
+    ask_for(job, *spectrum, options, run_spectrum);
 }
 
 void add_unicable_detect(CLI::App &unicable, Job &job) {
@@ -510,6 +536,7 @@ void add_commands(CLI::App &app, Job &job) {
     add_tune(app, job);
     add_sweep(app, job);
     add_scan(app, job);
+    add_spectrum(app, job);
     add_unicable(app, job);
     for (CLI::App *command : app.get_subcommands({})) {
         command->footer(

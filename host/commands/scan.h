@@ -5,23 +5,20 @@
 #include <string>
 
 #include "ds3000/scan/scan_request.h"
+#include "host/commands/leg_plan.h"
 #include "host/commands/program.h"
 #include "host/tables/receiver_lists.h"
 
 namespace host {
 
 struct ScanOptions {
-    std::optional<std::string> range;
-    std::optional<std::string> intermediate;
+    LegOptions legs;
     scan_algorithm algorithm = SCAN_ALGO_SWEEP;
     unsigned passes = 2;
-    bool all_ports = false;
-    bool circular = false;
-    std::optional<std::string> polarisation;
-    std::optional<std::string> satellite;
     std::optional<std::string> compare;
     std::optional<std::string> report;
     std::optional<ListForm> list;  // of the file of -o; absent: as its suffix says
+    bool simulated_truth = false;
     bool wall_time = false;
 };
 

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include "host/commands/page_choice.h"
 #include "host/report/report.h"
 #include "host/terminal/same_word.h"
 
@@ -13,10 +14,6 @@ namespace {
 void write_text(Output &output, const std::string &text) {
     output.text(text);
     output.finish();
-}
-
-bool names_page(const GlobalOptions &options) {
-    return options.output && has_suffix(*options.output, ".html");
 }
 
 // What the file of -o is to hold; absent where that is the data or the page. A .conf may be of
@@ -55,7 +52,7 @@ ScanDestinations::ScanDestinations(const GlobalOptions &options, const ScanFiles
     if (list_form_) {
         list_.emplace(Format::text, options.output);
     }
-    if (const auto page = names_page(options) ? options.output : files.report) {
+    if (const auto page = page_file(options, files.report)) {
         report_.emplace(Format::text, page);
     }
 }

@@ -89,4 +89,17 @@ bool mostly_circular(const std::vector<broadcast::Transponder> &transponders,
     return balance > 0;
 }
 
+bool tells_complaints(HostBoard &board, Console &console) {
+    SimulatedBoard *const simulated = board.simulated();
+    if (simulated == nullptr) {
+        return false;
+    }
+    const std::vector<sim::Complaint> complaints = simulated->receiver().complaints();
+    for (const sim::Complaint &complaint : complaints) {
+        console.error(fmt::format("the driver: {} ({} times), first: {}",
+                                  to_string(complaint.offence), complaint.count, complaint.first));
+    }
+    return !complaints.empty();
+}
+
 }  // namespace host

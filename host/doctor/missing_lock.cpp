@@ -10,7 +10,7 @@
 
 #include "ds3000/chip/ds3000_context.h"
 #include "host/doctor/reception_words.h"
-#include "host/doctor/spectrum_look.h"
+#include "host/scan/spectrum_look.h"
 #include "host/session/reception_reading.h"
 
 namespace host {

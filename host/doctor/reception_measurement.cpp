@@ -6,7 +6,7 @@
 #include "ds3000/demod/power.h"
 #include "ds3000/diseqc/diseqc.h"
 #include "ds3000/hw/register_access.h"
-#include "ds3000/tuner/ts2022.h"
+#include "host/session/input_level.h"
 #include "host/session/lock_wait.h"
 
 namespace host {
@@ -15,20 +15,12 @@ namespace {
 
 namespace reg = ds3000::reg;
 
-// The driver's gain figure grows by 100 for every dB that the signal is weaker.
-double gain_db(std::uint32_t if_mhz) {
-    constexpr std::uint32_t filter_ksps = 27'500;
-    ts2022_set_frequency(if_mhz * 1000, filter_ksps, 0);
-    std::uint32_t gain = 0;
-    ts2022_get_gain(&gain);
-    return gain / 100.0;
-}
-
 std::vector<double> gains_at(const std::vector<std::uint32_t> &places_mhz) {
+    constexpr std::uint32_t filter_ksps = 27'500;
     std::vector<double> gains;
     gains.reserve(places_mhz.size());
     for (const std::uint32_t place_mhz : places_mhz) {
-        gains.push_back(gain_db(place_mhz));
+        gains.push_back(gain_db_at(place_mhz, filter_ksps));
     }
     return gains;
 }

@@ -6,8 +6,8 @@
 #include <optional>
 #include <vector>
 
-#include "host/doctor/spectrum_look.h"
 #include "host/doctor/trial_reception.h"
+#include "host/scan/spectrum_look.h"
 #include "host/session/reception_reading.h"
 
 namespace host {

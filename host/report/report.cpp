@@ -24,6 +24,8 @@ std::string to_string(ReportState state) {
             return "missed";
         case ReportState::unexpected:
             return "unexpected";
+        case ReportState::peak:
+            return "peak";
         default:
             return "found";
     }
@@ -93,6 +95,10 @@ constexpr std::array page_columns{
     PageColumn{"strength", "Strength", "%", true,
                [](const ScanPage &, const ReportTransponder &t) {
                    return optional_number(t.strength_percent);
+               }},
+    PageColumn{"over-noise", "Over noise", "dB", true,
+               [](const ScanPage &, const ReportTransponder &t) {
+                   return optional_number(t.over_noise_db);
                }},
     PageColumn{"port", "Port", "", true,
                [](const ScanPage &, const ReportTransponder &t) {
@@ -177,23 +183,56 @@ std::size_t count_of(const ScanPage &report, ReportState state) {
                       [state](const ReportTransponder &t) { return t.state == state; }));
 }
 
+std::string legend_entry(const std::string &state, const std::string &drawing,
+                         const std::string &text) {
+    return fmt::format(
+        "<li class=\"{}\"><svg width=\"14\" height=\"14\" "
+        "aria-hidden=\"true\">{}</svg><span>{}</span></li>",
+        state, drawing, text);
+}
+
+// What the lines and bars of the pictures are, besides the spectrum itself.
+std::string legend_of_lines(const ScanPage &report) {
+    std::string legend;
+    std::vector<std::string> named;
+    bool has_peaks = false;
+    for (const ReportLeg &leg : report.legs) {
+        has_peaks = has_peaks || !leg.peaks.empty();
+        for (const ReportTrace &trace : leg.traces) {
+            if (std::find(named.begin(), named.end(), trace.kind) == named.end()) {
+                named.push_back(trace.kind);
+                legend += legend_entry(
+                    trace.kind, fmt::format("<path class=\"trace {}\" d=\"M0 7h14\"/>", trace.kind),
+                    html(trace.label));
+            }
+        }
+    }
+    return legend + (has_peaks ? legend_entry("seen", "<path class=\"seen\" d=\"M1 5h12v5h-12z\"/>",
+                                              "peak of the spectrum, locked or not")
+                               : "");
+}
+
 // What the marks mean, with their numbers; the outlines are those that the page's script draws.
 std::string legend_of(const ScanPage &report) {
     const auto entry = [&report](ReportState state, const char *outline, const std::string &text) {
-        return fmt::format(
-            "<li class=\"{}\"><svg width=\"14\" height=\"14\" aria-hidden=\"true\">"
-            "<path class=\"head\" d=\"{}\"/></svg><span><strong>{}</strong> {}</span></li>",
-            to_string(state), outline, count_of(report, state), html(text));
+        return legend_entry(
+            to_string(state), fmt::format("<path class=\"head\" d=\"{}\"/>", outline),
+            fmt::format("<strong>{}</strong> {}", count_of(report, state), html(text)));
     };
     constexpr const char *triangle = "M2 3h10l-5 8z";
+    if (count_of(report, ReportState::peak) != 0) {
+        return entry(ReportState::peak, "M3 3h8v8h-8z", "peaks of the spectrum") +
+               legend_of_lines(report);
+    }
     if (report.compared_with.empty()) {
-        return entry(ReportState::found, triangle, "found");
+        return entry(ReportState::found, triangle, "found") + legend_of_lines(report);
     }
     return entry(ReportState::found, triangle, "found, in " + report.compared_with) +
            entry(ReportState::missed, "M3 3l8 8m0 -8l-8 8",
                  "missed, in " + report.compared_with + " only") +
            entry(ReportState::unexpected, "M7 1l5.5 6 -5.5 6 -5.5 -6z",
-                 "unexpected, not in " + report.compared_with);
+                 "unexpected, not in " + report.compared_with) +
+           legend_of_lines(report);
 }
 
 std::string legs_of(const ScanPage &report) {
@@ -213,11 +252,11 @@ std::string legs_of(const ScanPage &report) {
     return sections;
 }
 
-// The points of a spectrum in steps of 1 kHz and 0.01 dB, less those amid equal ones, which a
-// straight line meets anyway.
-Json leg_data(const ReportLeg &leg) {
+// Points in steps of 1 kHz and 0.01 dB, less those amid equal ones, which a straight line meets
+// anyway.
+void put_points(Json &json, const std::vector<SpectrumPoint> &spectrum) {
     std::vector<SpectrumPoint> points;
-    for (const SpectrumPoint &point : leg.spectrum) {
+    for (const SpectrumPoint &point : spectrum) {
         if (!std::isfinite(point.mhz) || !std::isfinite(point.db)) {
             continue;
         }
@@ -229,14 +268,28 @@ Json leg_data(const ReportLeg &leg) {
             points.push_back(next);
         }
     }
-    Json json{{"label", leg.label},
-              {"low_mhz", leg.low_mhz},
-              {"high_mhz", leg.high_mhz},
-              {"mhz", Json::array()},
-              {"db", Json::array()}};
+    json["mhz"] = Json::array();
+    json["db"] = Json::array();
     for (const SpectrumPoint &point : points) {
         json["mhz"].push_back(point.mhz);
         json["db"].push_back(point.db);
+    }
+}
+
+Json leg_data(const ReportLeg &leg) {
+    Json json{{"label", leg.label}, {"low_mhz", leg.low_mhz}, {"high_mhz", leg.high_mhz}};
+    put_points(json, leg.spectrum);
+    if (!leg.caption.empty()) {
+        json["caption"] = leg.caption;
+    }
+    json["peaks"] = Json::array();
+    for (const ReportPeak &peak : leg.peaks) {
+        json["peaks"].push_back({{"mhz", milli(peak.mhz)}, {"width_mhz", milli(peak.width_mhz)}});
+    }
+    json["traces"] = Json::array();
+    for (const ReportTrace &trace : leg.traces) {
+        Json &added = json["traces"].emplace_back(Json{{"kind", trace.kind}});
+        put_points(added, trace.points);
     }
     return json;
 }
@@ -267,6 +320,7 @@ Json transponder_data(const ReportTransponder &transponder) {
     put("pilots", transponder.pilots);
     put("quality_db", transponder.quality_db);
     put("strength_percent", transponder.strength_percent);
+    put("over_noise_db", transponder.over_noise_db);
     if (transponder.port != 0) {
         json["port"] = transponder.port;
     }
@@ -305,6 +359,10 @@ std::string filled(std::string_view page, const std::map<std::string_view, std::
 }
 
 }  // namespace
+
+ReportTrace simulated_trace(std::vector<SpectrumPoint> truth) {
+    return {"simulated", "simulated: what the simulated world really has", std::move(truth)};
+}
 
 std::string report_page(const ScanPage &report) {
     std::string subtitle;

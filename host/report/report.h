@@ -10,8 +10,9 @@
 
 namespace host {
 
-// What a comparison with a table says of a transponder. Without one all are found.
-enum class ReportState { found, missed, unexpected };
+// What a comparison with a table says of a transponder. Without one all are found. A peak of the
+// spectrum was not tried.
+enum class ReportState { found, missed, unexpected, peak };
 
 // A row of the report and its mark in the picture. A text that is empty and a quantity without a
 // value are not known, and shown as nothing.
@@ -27,10 +28,24 @@ struct ReportTransponder {
     std::optional<bool> pilots;
     std::optional<int> quality_db;
     std::optional<unsigned> strength_percent;
-    unsigned port = 0;    // of the DiSEqC switch; 0: none
-    std::size_t leg = 0;  // index into ScanPage::legs
+    std::optional<double> over_noise_db;  // of a peak, by the levels around it
+    unsigned port = 0;                    // of the DiSEqC switch; 0: none
+    std::size_t leg = 0;                  // index into ScanPage::legs
     ReportState state = ReportState::found;
     std::string note;  // for instance why it was missed
+};
+
+// Another line of a picture, drawn beside the spectrum and named in the legend.
+struct ReportTrace {
+    std::string kind;  // "before" or "simulated": how it is drawn
+    std::string label;
+    std::vector<SpectrumPoint> points;  // rising in frequency
+};
+
+// A peak that the chips report, whether it locked or not.
+struct ReportPeak {
+    double mhz = 0;  // downlink
+    double width_mhz = 0;
 };
 
 // One picture: what one choice of supply, tone and switch port put on the cable.
@@ -38,9 +53,12 @@ struct ReportLeg {
     std::string label;  // as a heading, for instance "Horizontal, high band"
     double low_mhz = 0;
     double high_mhz = 0;
-    // Rising in frequency. Empty where nobody can tell, as on a real board: the picture then has
-    // its marks alone.
-    std::vector<SpectrumPoint> spectrum;
+    // As measured, rising in frequency. Empty where it was not: the picture then has its marks
+    // alone.
+    std::vector<SpectrumPoint> spectrum = {};
+    std::string caption = {};  // how it was measured
+    std::vector<ReportPeak> peaks = {};
+    std::vector<ReportTrace> traces = {};
 };
 
 struct ScanPage {
@@ -50,6 +68,9 @@ struct ScanPage {
     std::vector<ReportLeg> legs;
     std::vector<ReportTransponder> transponders;
 };
+
+// What a simulated world really has, labelled as such.
+ReportTrace simulated_trace(std::vector<SpectrumPoint> truth);
 
 // The whole page: HTML with its style and script inside, which needs nothing from anywhere. Every
 // leg has a picture, in which each of its transponders is one `g.mark`; every transponder has a

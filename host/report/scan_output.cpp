@@ -10,6 +10,7 @@
 #include "host/cable/frequency.h"
 #include "host/cable/lnb.h"
 #include "host/cable/lnb_choice.h"
+#include "host/report/spectrum_output.h"
 #include "host/terminal/presentation.h"
 
 namespace host {
@@ -36,22 +37,7 @@ Json transponder_json(const FoundTransponder &found) {
 }
 
 Json leg_json(const ScannedLeg &scanned) {
-    const ScanLeg &leg = scanned.leg;
-    const FrequencyRange downlink = leg.downlink();
-    Json json{{"label", leg.label()}, {"polarisation", polarisation_letter(leg.polarisation)}};
-    if (!leg.band.empty()) {
-        json["band"] = leg.band;
-    }
-    if (leg.cable.switch_port != 0) {
-        json["port"] = leg.cable.switch_port;
-    }
-    json["lof_khz"] = leg.lof_khz;
-    json["supply_volts"] = leg.cable.voltage_18v ? 18 : 13;
-    json["tone"] = leg.cable.tone;
-    json["if_low_mhz"] = leg.if_low_mhz;
-    json["if_high_mhz"] = leg.if_high_mhz;
-    json["low_khz"] = downlink.low_khz;
-    json["high_khz"] = downlink.high_khz;
+    Json json = json_of(scanned.leg);
     json["complete"] = scanned.result.complete;
     json["candidates"] = scanned.result.candidates;
     json["locked"] = scanned.result.found.size();
@@ -271,6 +257,14 @@ ReportTransponder report_row(const FoundTransponder &found) {
     return row;
 }
 
+ReportLeg page_leg(const ScannedLeg &scanned) {
+    ReportLeg picture = picture_of(scanned.leg, scanned.spectrum);
+    if (!scanned.truth.empty()) {
+        picture.traces.push_back(simulated_trace(scanned.truth));
+    }
+    return picture;
+}
+
 // The first leg that should have shown a row.
 std::size_t leg_for(const broadcast::Transponder &transponder,
                     const std::vector<ScannedLeg> &legs) {
@@ -429,11 +423,7 @@ ScanPage page_of(const ScanResult &result, const std::string &title, const std::
                     result.settings.passes, result.settings.passes == 1 ? "pass" : "passes",
                     result.complete() ? "" : ", " + result.cut_short_by)};
     page.compared_with = result.comparison ? result.comparison->table : "";
-    for (const ScannedLeg &scanned : result.legs) {
-        const FrequencyRange downlink = scanned.leg.downlink();
-        page.legs.push_back({scanned.leg.label(), downlink.low_khz / 1000.0,
-                             downlink.high_khz / 1000.0, scanned.spectrum});
-    }
+    std::transform(result.legs.begin(), result.legs.end(), std::back_inserter(page.legs), page_leg);
     for (std::size_t i = 0; i < result.transponders.size(); ++i) {
         page.transponders.push_back(report_row(result.transponders[i]));
         if (result.comparison && is_unexpected(result, i)) {

@@ -14,13 +14,15 @@
 #include "host/scan/compare.h"
 #include "host/scan/found.h"
 #include "host/scan/leg_scan.h"
+#include "host/scan/leg_spectrum.h"
 
 namespace host {
 
 struct ScannedLeg {
     ScanLeg leg;
     LegResult result;
-    std::vector<SpectrumPoint> spectrum;  // of a simulated world
+    LegSpectrum spectrum;              // where it is asked for; its peaks are the search's
+    std::vector<SpectrumPoint> truth;  // of a simulated world, likewise
 };
 
 // What a blind scan as a whole came to.

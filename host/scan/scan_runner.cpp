@@ -8,16 +8,15 @@
 #include <utility>
 
 #include "ds3000/scan/scan_control.h"
-#include "host/cable/describe.h"
+#include "host/scan/scan_progress.h"
+#include "host/scan/simulated_truth.h"
 
 namespace host {
 
 namespace {
 
-std::string clock_text(double seconds) {
-    const auto whole = static_cast<std::uint64_t>(seconds);
-    return fmt::format("{}:{:02}", whole / 60, whole % 60);
-}
+// Of a leg's time, where its levels are measured too.
+constexpr double share_of_scan = 0.8;
 
 }  // namespace
 
@@ -50,9 +49,15 @@ ScannedLeg ScanRunner::scan_leg(ChipSession &session, const ScanLeg &leg, std::s
     LegScan scan(leg, index, settings_,
                  [&](const LegProgress &progress) { show(leg, index, count, progress); });
     ScannedLeg scanned{
-        leg, scan.run({[this] { return rig_.must_end_by_look(); }, [this] { rig_.look(); }}), {}};
-    if (with_spectrum_) {
-        scanned.spectrum = spectrum_of(leg);
+        leg,
+        scan.run({[this] { return rig_.must_end_by_look(); }, [this] { rig_.look(); }}),
+        {},
+        {}};
+    if (spectrum_.levels && scanned.result.complete) {
+        measure(scanned, index, count);
+    }
+    if (spectrum_.truth) {
+        scanned.truth = simulated_truth(rig_.board(), leg);
     }
     session.take_lines();
     if (scanned.result.complete) {
@@ -64,6 +69,26 @@ ScannedLeg ScanRunner::scan_leg(ChipSession &session, const ScanLeg &leg, std::s
     return scanned;
 }
 
+// The levels of the leg that was just scanned; its peaks are those that the scan's search reported.
+void ScanRunner::measure(ScannedLeg &scanned, std::size_t index, std::size_t count) {
+    const ScanLeg &leg = scanned.leg;
+    const SpectrumWork work{
+        [this] { return rig_.must_end_by_look(); },
+        [&](std::uint32_t if_khz, double share) {
+            const double of_leg = share_of_scan + (1 - share_of_scan) * share;
+            console_.progress(fmt::format(
+                "{}, spectrum",
+                leg_progress(leg, {index, count, of_leg, begin_ns_}, leg.downlink_khz(if_khz))));
+        }};
+    std::vector<SpectrumPeak> peaks;
+    for (const SeenPeak &peak : scanned.result.peaks) {
+        peaks.push_back({leg.if_khz(peak.frequency_khz), peak.symbol_rate_ksps});
+    }
+    scanned.spectrum = measure_levels(leg, work);
+    scanned.spectrum.peaks = distinct_peaks(std::move(peaks));
+    scanned.spectrum.estimate = estimate_noise(scanned.spectrum.levels, scanned.spectrum.peaks);
+}
+
 // Short enough for a terminal of 80 columns. Narrow ones cut it behind the time that is left.
 void ScanRunner::show(const ScanLeg &leg, std::size_t index, std::size_t count,
                       const LegProgress &progress) {
@@ -73,36 +98,11 @@ void ScanRunner::show(const ScanLeg &leg, std::size_t index, std::size_t count,
     if (!console_.shows_progress()) {
         return;
     }
-    const double share = (static_cast<double>(index) + progress.share) / static_cast<double>(count);
-    const double elapsed_s = static_cast<double>(board::wall_now_ns() - begin_ns_) / 1e9;
-    console_.progress(fmt::format(
-        "leg {}/{}{}, {}, {}{} MHz {}, {} candidates, {} locked", index + 1, count,
-        leg.cable.switch_port == 0 ? "" : fmt::format(", port {}", leg.cable.switch_port),
-        clock_text(elapsed_s),
-        share > 0 ? fmt::format("{} to go, ", clock_text(elapsed_s * (1 - share) / share)) : "",
-        progress.frequency_khz / 1000U, polarisation_letter(leg.polarisation), progress.candidates,
-        locked_before_ + progress.locked));
-}
-
-// What is on the cable while the leg is selected, at downlink frequencies.
-std::vector<SpectrumPoint> ScanRunner::spectrum_of(const ScanLeg &leg) {
-    SimulatedBoard *simulated = rig_.board().simulated();
-    if (simulated == nullptr) {
-        return {};
-    }
-    constexpr std::uint32_t step_khz = 500;
-    const std::uint32_t low_khz = leg.if_low_mhz * 1000U;
-    const std::vector<double> density_db =
-        simulated->receiver().cable_spectrum_db(low_khz, leg.if_high_mhz * 1000.0, step_khz);
-    std::vector<SpectrumPoint> points;
-    for (std::size_t i = 0; i < density_db.size(); ++i) {
-        const auto if_khz = static_cast<std::uint32_t>(low_khz + i * step_khz);
-        points.push_back({leg.downlink_khz(if_khz) / 1000.0, density_db[i]});
-    }
-    if (leg.lof_above) {
-        std::reverse(points.begin(), points.end());
-    }
-    return points;
+    const double of_leg = progress.share * (spectrum_.levels ? share_of_scan : 1);
+    console_.progress(
+        fmt::format("{}, {} candidates, {} locked",
+                    leg_progress(leg, {index, count, of_leg, begin_ns_}, progress.frequency_khz),
+                    progress.candidates, locked_before_ + progress.locked));
 }
 
 }  // namespace host

@@ -15,17 +15,22 @@
 
 namespace host {
 
+// What of a leg's spectrum is wanted besides.
+struct SpectrumWish {
+    bool levels = false;  // measure it
+    bool truth = false;   // take down what a simulated world really has
+};
+
 // Scans the legs of a cable one after the other, and shows how far it has come.
 class ScanRunner {
  public:
-    // with_spectrum: take down what a simulated world has on each leg. watch: hears what there is
-    // after each leg, merged as at the end.
-    ScanRunner(ChipRig &rig, Console &console, const ScanSettings &settings, bool with_spectrum,
-               std::function<void(const ScanResult &)> watch)
+    // watch: hears what there is after each leg, merged as at the end.
+    ScanRunner(ChipRig &rig, Console &console, const ScanSettings &settings,
+               const SpectrumWish &spectrum, std::function<void(const ScanResult &)> watch)
         : rig_(rig),
           console_(console),
           settings_(settings),
-          with_spectrum_(with_spectrum),
+          spectrum_(spectrum),
           watch_(std::move(watch)) {}
 
     // What the legs came to, until the end or until the work is to end; without comparison and
@@ -36,14 +41,14 @@ class ScanRunner {
  private:
     ScannedLeg scan_leg(ChipSession &session, const ScanLeg &leg, std::size_t index,
                         std::size_t count);
+    void measure(ScannedLeg &scanned, std::size_t index, std::size_t count);
     void show(const ScanLeg &leg, std::size_t index, std::size_t count,
               const LegProgress &progress);
-    std::vector<SpectrumPoint> spectrum_of(const ScanLeg &leg);
 
     ChipRig &rig_;
     Console &console_;
     ScanSettings settings_;
-    bool with_spectrum_;
+    SpectrumWish spectrum_;
     std::function<void(const ScanResult &)> watch_;
     std::uint64_t begin_ns_ = board::wall_now_ns();
     std::size_t leg_shown_ = 0;

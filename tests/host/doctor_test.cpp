@@ -3,7 +3,7 @@
 
 #include "host/doctor/findings.h"
 #include "host/doctor/reception_words.h"
-#include "host/doctor/spectrum_look.h"
+#include "host/scan/spectrum_look.h"
 
 namespace tests {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/doctor/spectrum_look.h"
+#include "host/scan/spectrum_look.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -8,6 +8,7 @@
 #include <array>
 
 #include "ds3000/scan/spectrum_look.h"
+#include "host/cable/frequency.h"
 
 namespace host {
 
@@ -16,13 +17,11 @@ namespace {
 constexpr std::uint32_t near_khz = 2'000;
 constexpr std::uint32_t same_place_khz = 1'000;
 
-std::uint32_t distance(std::uint32_t a, std::uint32_t b) { return a > b ? a - b : b - a; }
-
 // Whether all but one in five of some peaks are among others.
 bool mostly_within(const std::vector<SpectrumPeak> &some, const std::vector<SpectrumPeak> &others) {
     const auto missing = std::count_if(some.begin(), some.end(), [&](const SpectrumPeak &peak) {
         return std::none_of(others.begin(), others.end(), [&](const SpectrumPeak &other) {
-            return distance(peak.if_khz, other.if_khz) <= same_place_khz &&
+            return apart(peak.if_khz, other.if_khz) <= same_place_khz &&
                    other.suits_rate(peak.symbol_rate_ksps);
         });
     });
@@ -32,11 +31,11 @@ bool mostly_within(const std::vector<SpectrumPeak> &some, const std::vector<Spec
 }  // namespace
 
 bool SpectrumPeak::suits_rate(std::uint32_t wanted_ksps) const {
-    return 10 * distance(symbol_rate_ksps, wanted_ksps) <= 3 * wanted_ksps;
+    return 10 * apart(symbol_rate_ksps, wanted_ksps) <= 3 * wanted_ksps;
 }
 
 bool SpectrumPeak::suits(std::uint32_t wanted_if_khz, std::uint32_t wanted_ksps) const {
-    return distance(if_khz, wanted_if_khz) <= near_khz && suits_rate(wanted_ksps);
+    return apart(if_khz, wanted_if_khz) <= near_khz && suits_rate(wanted_ksps);
 }
 
 std::vector<SpectrumPeak> peaks_near(std::uint32_t if_mhz) {

@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: MIT
+#include "host/commands/spectrum.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+#include <vector>
+
+#include "host/commands/page_choice.h"
+#include "host/report/report.h"
+#include "host/report/spectrum_output.h"
+#include "host/scan/spectrum_runner.h"
+#include "host/session/pace.h"
+#include "host/terminal/columns.h"
+
+namespace host {
+
+namespace {
+
+// Where the data go, and the page where one is asked for.
+struct Destinations {
+    Output data;
+    std::optional<Output> page;
+
+    Destinations(const GlobalOptions &options, const std::optional<std::string> &report)
+        : data(options.format, names_page(options) ? std::nullopt : options.output) {
+        if (const auto file = page_file(options, report)) {
+            page.emplace(Format::text, file);
+        }
+    }
+};
+
+std::string page_title(const LegPlan &plan) {
+    return plan.surroundings.satellite
+               ? fmt::format("Spectrum of {}", plan.surroundings.satellite->name)
+               : "Spectrum";
+}
+
+void compare_legs(SpectrumResult &result, const std::vector<StoredLeg> &then, double fall_db) {
+    for (MeasuredLeg &measured : result.legs) {
+        measured.comparison = compare_leg(measured.leg, measured.spectrum, then, fall_db);
+    }
+}
+
+// Returns the exit status of a measurement, and says what is wrong with it.
+ExitStatus judge_spectrum(const SpectrumResult &result, HostBoard &board, Console &console) {
+    const bool complaints = tells_complaints(board, console);
+    if (!result.complete()) {
+        return ExitStatus::cancelled;
+    }
+    return complaints ? ExitStatus::internal_error : ExitStatus::done;
+}
+
+}  // namespace
+
+ExitStatus run_spectrum(Program &program, const SpectrumOptions &options) {
+    program.honour_only("spectrum", {"board", "lnb", "switch", "real-time", "trace", "driver-log"});
+    refuse_contradicting_pages(program.options, options.report);
+    LegsWanted wanted = read_wanted("spectrum", options.legs, program);
+    const auto then = options.compare ? std::optional(read_spectrum(*options.compare))
+                                      : std::optional<std::vector<StoredLeg>>();
+    RigOptions set_up = program.rig_options();
+    set_up.board.switch_port = wanted.ports.front();
+    ChipRig rig(set_up, program.console);
+    const LegPlan plan = plan_legs(program, options.legs, std::move(wanted), std::nullopt, rig);
+    refuse_truth_without_world(options.simulated_truth, rig.board());
+    Destinations destinations(program.options, options.report);
+    arrange_world(rig, plan);
+    constexpr std::size_t usual_columns = 80;
+    const SpectrumView view{columns_of(stdout).value_or(usual_columns),
+                            options.compare.value_or(""), options.fall_db};
+    return rig.run([&](ChipSession &session) {
+        const std::uint64_t begin_ns = now_ns();
+        SpectrumRunner runner(rig, program.console, options.simulated_truth);
+        SpectrumResult result = runner.run(session, plan.legs);
+        result.lnb = plan.wanted.lnb;
+        result.time_ms = ms_since(begin_ns);
+        if (then) {
+            compare_legs(result, *then, options.fall_db);
+        }
+        write_spectrum(destinations.data, result, view);
+        if (destinations.page) {
+            destinations.page->text(
+                report_page(page_of(result, view, page_title(plan), program.options.board)));
+            destinations.page->finish();
+        }
+        return judge_spectrum(result, rig.board(), program.console);
+    });
+}
+
+}  // namespace host
