@@ -235,19 +235,29 @@ std::string legend_of(const ScanPage &report) {
            legend_of_lines(report);
 }
 
+std::string tally_of(const ScanPage &report, std::size_t leg) {
+    std::size_t peaks = 0;
+    std::size_t transponders = 0;
+    for (const ReportTransponder &transponder : report.transponders) {
+        if (transponder.leg == leg) {
+            ++(transponder.state == ReportState::peak ? peaks : transponders);
+        }
+    }
+    const std::size_t count = peaks + transponders;
+    return fmt::format("{} {}{}", count, peaks != 0 ? "peak" : "transponder",
+                       count == 1 ? "" : "s");
+}
+
 std::string legs_of(const ScanPage &report) {
     std::string sections;
     for (std::size_t i = 0; i < report.legs.size(); ++i) {
         const ReportLeg &leg = report.legs[i];
-        const auto members = std::count_if(
-            report.transponders.begin(), report.transponders.end(),
-            [i](const ReportTransponder &transponder) { return transponder.leg == i; });
         sections += fmt::format(
             "<section class=\"leg\" id=\"leg-{0}\" aria-labelledby=\"leg-{0}-title\">"
             "<div class=\"heading\"><h2 id=\"leg-{0}-title\">{1}</h2>"
-            "<p class=\"tally\">{2} transponder{3}</p></div>"
+            "<p class=\"tally\">{2}</p></div>"
             "<figure data-leg=\"{0}\"></figure></section>\n",
-            i, html(leg.label), members, members == 1 ? "" : "s");
+            i, html(leg.label), tally_of(report, i));
     }
     return sections;
 }

@@ -18,11 +18,8 @@ namespace host {
 namespace {
 
 std::string resolution_in_words() {
-    return fmt::format(
-        "dB over the noise, as the tuner's gain tells; a point each {} MHz of what {} MHz around "
-        "it "
-        "hold together",
-        level_step_mhz, level_resolution_khz / 1000);
+    return fmt::format("dB over the noise, measured every {} MHz through a filter of {} MHz",
+                       level_step_mhz, level_resolution_khz / 1000);
 }
 
 double tenth(double value) { return std::round(value * 10) / 10 + 0.0; }
@@ -241,6 +238,7 @@ ReportTrace before_trace(const MeasuredLeg &measured, const SpectrumView &view) 
 
 ReportLeg report_leg(const MeasuredLeg &measured, const SpectrumView &view) {
     ReportLeg leg = picture_of(measured.leg, measured.spectrum);
+    leg.peaks.clear();  // they have marks of their own
     if (measured.comparison) {
         leg.traces.push_back(before_trace(measured, view));
     }

@@ -27,6 +27,16 @@ void prepare_for_levels(const ScanLeg &leg) {
     ds3000_connect((leg.if_low_mhz + leg.if_high_mhz) / 2, usual_ksps, STANDARD_DVBS);
 }
 
+// From end to end, both included.
+std::vector<std::uint32_t> places_of(const ScanLeg &leg) {
+    std::vector<std::uint32_t> places_mhz;
+    for (std::uint32_t mhz = leg.if_low_mhz; mhz < leg.if_high_mhz; mhz += level_step_mhz) {
+        places_mhz.push_back(mhz);
+    }
+    places_mhz.push_back(leg.if_high_mhz);
+    return places_mhz;
+}
+
 LevelReading read_level(std::uint32_t if_mhz) {
     constexpr std::uint32_t narrowest_filter_ksps = 1'000;
     const double gain_db = gain_db_at(if_mhz, narrowest_filter_ksps);
@@ -68,18 +78,14 @@ LegSpectrum measure_levels(const ScanLeg &leg, const SpectrumWork &work) {
     LegSpectrum spectrum;
     spectrum.complete = true;
     prepare_for_levels(leg);
-    const double width_mhz = leg.if_high_mhz - leg.if_low_mhz;
-    for (std::uint32_t mhz = leg.if_low_mhz;;
-         mhz = std::min(mhz + level_step_mhz, leg.if_high_mhz)) {
+    for (const std::uint32_t place_mhz : places_of(leg)) {
         if (work.cancelled()) {
             spectrum.complete = false;
             break;
         }
-        spectrum.levels.push_back(read_level(mhz));
-        work.watch(mhz * 1000, share_of_levels * (mhz - leg.if_low_mhz) / width_mhz);
-        if (mhz == leg.if_high_mhz) {
-            break;
-        }
+        spectrum.levels.push_back(read_level(place_mhz));
+        work.watch(place_mhz * 1000, share_of_levels * (place_mhz - leg.if_low_mhz) /
+                                         (leg.if_high_mhz - leg.if_low_mhz));
     }
     spectrum.time_ms = ms_since(begin_ns);
     return spectrum;
