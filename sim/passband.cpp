@@ -164,15 +164,19 @@ double intermediate_khz(double carrier_khz, double lof_khz, bool &inverted) {
 Passband::Passband(const Outdoor &outdoor, const TunerOutput &tuner, bool iq_swap)
     : outdoor_(&outdoor), tuner_(&tuner), iq_swap_(iq_swap), legs_(outdoor.legs(reason_, text_)) {}
 
-// Call use(carrier, if_khz, inverted) for every carrier that the filter does not wholly stop, be it
-// that its skirt alone reaches in.
+// Call use(carrier, if_khz, inverted) for every carrier whose edge the filter passes.
 template <typename Use>
 void Passband::for_each_carrier(Use use) const {
     for (const Leg &leg : legs_) {
-        for_each_carrier_of(leg, use);
+        for_each_carrier_of(leg, [&](const Carrier &carrier, double if_khz, bool inverted) {
+            if (has_its_edge_inside(carrier, if_khz)) {
+                use(carrier, if_khz, inverted);
+            }
+        });
     }
 }
 
+// The same of one leg, and for the carriers of which the filter passes the skirt alone.
 template <typename Use>
 void Passband::for_each_carrier_of(const Leg &leg, Use use) const {
     const double reach = tuner_->bandwidth_khz + outside_khz;
@@ -322,9 +326,6 @@ FoundCarrier Passband::find(const CarrierSearch &search) const {
     const bool mirrored = iq_swap_ != search.mirrored;
     Candidate best;
     for_each_carrier([&](const Carrier &carrier, double if_khz, bool inverted) {
-        if (!has_its_edge_inside(carrier, if_khz)) {
-            return;
-        }
         Candidate candidate;
         candidate.carrier = &carrier;
         candidate.if_khz = if_khz;

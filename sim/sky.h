@@ -58,8 +58,8 @@ class Sky {
     [[nodiscard]] std::span<const Carrier> between(Side side, double low_khz,
                                                    double high_khz) const;
 
-    // Power density of the LNB's noise at the tuner, mW a kHz: what the defaults leave of a carrier,
-    // or less, where a carrier's level and C/N leave less.
+    // Power density of the LNB's noise at the tuner, mW a kHz: what the defaults' C/N leaves of
+    // their level, or less, where a carrier's own C/N and level leave less.
     [[nodiscard]] double noise_density() const { return noise_density_; }
 
     // The carrier that a row describes, or null, and then why.

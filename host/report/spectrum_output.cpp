@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "host/cable/describe.h"
-#include "host/report/scan_output.h"
 #include "host/report/spectrum_picture.h"
 #include "host/terminal/presentation.h"
 

@@ -14,8 +14,8 @@ namespace host {
 
 namespace {
 
-// A look shows carriers whole that end within 29 MHz on either side. So wherever one of up to 33 MHz
-// stands, some look shows it.
+// A look shows carriers whole that end within 29 MHz on either side. So wherever one of up to
+// 33 MHz stands, some look shows it.
 constexpr std::uint32_t look_step_khz = 25'000;
 
 // Of a leg's time, what its levels take.
