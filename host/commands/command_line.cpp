@@ -314,6 +314,8 @@ void add_scan(CLI::App &app, Job &job) {
                      "a table: report its rows as found or missed, and what it has not got");
     add_scan_list(*scan, *options);
     scan->add_option("--report", options->report, "write a page with spectrum and table, HTML");
+    scan->add_option("--note", options->note,
+                     "for page and JSON: the place, the weather, what was changed");
     scan->add_flag("--simulated-truth", options->simulated_truth,
                    "in the page also what the simulated world really has");
     scan->add_flag("--wall-time", options->wall_time,
@@ -335,6 +337,8 @@ void add_spectrum(CLI::App &app, Job &job) {
         ->check(CLI::Range(least_fall_db, most_fall_db))
         ->capture_default_str();
     spectrum->add_option("--report", options->report, "write a page with the pictures, HTML");
+    spectrum->add_option("--note", options->note,
+                         "for page and JSON: the place, the weather, what was changed");
     spectrum->add_flag("--simulated-truth", options->simulated_truth,
                        "beside the measurement what the simulated world really has");
     ask_for(job, *spectrum, options, run_spectrum);

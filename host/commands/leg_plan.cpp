@@ -8,7 +8,9 @@
 
 #include "host/cable/frequency.h"
 #include "host/commands/target.h"
+#include "host/session/chip_session.h"
 #include "host/tables/catalogue.h"
+#include "host/terminal/wall_date.h"
 
 namespace host {
 
@@ -110,6 +112,14 @@ void refuse_truth_without_world(bool wanted, HostBoard &board) {
     if (wanted && board.simulated() == nullptr) {
         refuse_usage("--simulated-truth: this board has no simulated world");
     }
+}
+
+FieldRecord record_of_session(const Program &program, const std::string &note) {
+    return record_of({.date = wall_date(),
+                      .note = note,
+                      .board = program.options.board,
+                      .chip = ChipSession::chip_name(),
+                      .placeholder_firmware = ChipSession::embeds_placeholder()});
 }
 
 }  // namespace host

@@ -9,6 +9,7 @@
 #include "host/cable/legs.h"
 #include "host/commands/program.h"
 #include "host/commands/scan_surroundings.h"
+#include "host/report/field_record.h"
 #include "host/session/rig.h"
 #include "host/tables/table.h"
 
@@ -43,5 +44,8 @@ void arrange_world(Workbench &rig, const LegPlan &plan);
 
 // The truth of a simulated world is for boards that have one. Throws Failure (usage).
 void refuse_truth_without_world(bool wanted, HostBoard &board);
+
+// When, where and with what a session works, while it lives. note: of the person.
+FieldRecord record_of_session(const Program &program, const std::string &note);
 
 }  // namespace host

@@ -104,7 +104,8 @@ ExitStatus run_scan(Program &program, const ScanOptions &options) {
         result.wall_ms = (board::wall_now_ns() - wall_begin_ns) / 1'000'000U;
         result.shows_wall_time = options.wall_time;
         result.satellite = plan.surroundings.satellite ? plan.surroundings.satellite->name : "";
-        destinations.write(result, title_of(plan), program.options.board);
+        result.note = options.note;
+        destinations.write(result, title_of(plan), record_of_session(program, options.note));
         return judge(result, rig.board(), program.console);
     });
 }

@@ -18,6 +18,7 @@ struct ScanOptions {
     std::optional<std::string> compare;
     std::optional<std::string> report;
     std::optional<ListForm> list;  // of the file of -o; absent: as its suffix says
+    std::string note;
     bool simulated_truth = false;
     bool wall_time = false;
 };

@@ -75,7 +75,7 @@ void ScanDestinations::show(const ScanResult &so_far) {
 }
 
 void ScanDestinations::write(const ScanResult &result, const std::string &title,
-                             const std::string &board) {
+                             const FieldRecord &record) {
     if (!failure_) {
         attempt([&] { writer_.finish(result); });
     }
@@ -85,7 +85,7 @@ void ScanDestinations::write(const ScanResult &result, const std::string &title,
         });
     }
     if (report_) {
-        attempt([&] { write_text(*report_, report_page(page_of(result, title, board))); });
+        attempt([&] { write_text(*report_, report_page(page_of(result, title, record))); });
     }
     if (failure_) {
         std::rethrow_exception(failure_);

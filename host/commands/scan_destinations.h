@@ -7,6 +7,7 @@
 #include <string>
 
 #include "host/commands/program.h"
+#include "host/report/field_record.h"
 #include "host/report/scan_output.h"
 #include "host/scan/scan_result.h"
 #include "host/tables/receiver_lists.h"
@@ -36,7 +37,7 @@ class ScanDestinations {
     void show(const ScanResult &so_far);
 
     // One that cannot be written costs no other; its failure is thrown when all had their turn.
-    void write(const ScanResult &result, const std::string &title, const std::string &board);
+    void write(const ScanResult &result, const std::string &title, const FieldRecord &record);
 
  private:
     void attempt(const std::function<void()> &writing);

@@ -74,14 +74,15 @@ ExitStatus run_spectrum(Program &program, const SpectrumOptions &options) {
         SpectrumRunner runner(rig, program.console, options.simulated_truth);
         SpectrumResult result = runner.run(session, plan.legs);
         result.lnb = plan.wanted.lnb;
+        result.note = options.note;
         result.time_ms = ms_since(begin_ns);
         if (then) {
             compare_legs(result, *then, options.fall_db);
         }
         write_spectrum(destinations.data, result, view);
         if (destinations.page) {
-            destinations.page->text(
-                report_page(page_of(result, view, page_title(plan), program.options.board)));
+            destinations.page->text(report_page(
+                page_of(result, view, page_title(plan), record_of_session(program, options.note))));
             destinations.page->finish();
         }
         return judge_spectrum(result, rig.board(), program.console);

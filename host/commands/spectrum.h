@@ -14,6 +14,7 @@ struct SpectrumOptions {
     std::optional<std::string> compare;
     double fall_db = 3;
     std::optional<std::string> report;
+    std::string note;
     bool simulated_truth = false;
 };
 

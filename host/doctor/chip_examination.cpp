@@ -10,12 +10,11 @@
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/chip/ts2022_regs.h"
 #include "ds3000/demod/connect.h"
-#include "ds3000/demod/firmware.h"
 #include "ds3000/demod/lock.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/tuner/ts2022.h"
+#include "host/session/chip_session.h"
 #include "host/session/pace.h"
-#include "host/session/placeholder_firmware.h"
 
 namespace host {
 
@@ -78,15 +77,9 @@ Finding look_at_tuner() {
             .values = {{"type", type}, {"identity", identity}}};
 }
 
-bool embeds_placeholder() {
-    const std::uint8_t *image =
-        ds3000_context.chip_type == CHIP_DS300X ? ds3000_firmware_b : ds3000_firmware_a;
-    return is_placeholder_firmware({image, FIRMWARE_SIZE});
-}
-
 // A search begins only when the micro-controller runs its program; what it finds does not matter.
 Finding look_at_firmware(bool simulated) {
-    if (!simulated && embeds_placeholder()) {
+    if (!simulated && ChipSession::embeds_placeholder()) {
         return finding_of(cause_at("firmware", "placeholder_firmware"),
                           "this build embeds a placeholder, which no chip can run");
     }

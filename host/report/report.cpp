@@ -69,6 +69,17 @@ constexpr std::array page_columns{
                [](const ScanPage &, const ReportTransponder &t) {
                    return Cell{fmt::format("{:.3f}", t.frequency_mhz), t.frequency_mhz};
                }},
+    PageColumn{"nominal", "In table", "MHz", true,
+               [](const ScanPage &, const ReportTransponder &t) {
+                   return t.nominal_mhz ? Cell{fmt::format("{:.3f}", *t.nominal_mhz), t.nominal_mhz}
+                                        : Cell{};
+               }},
+    PageColumn{"offset", "Offset", "kHz", true,
+               [](const ScanPage &, const ReportTransponder &t) {
+                   return t.offset_khz ? Cell{fmt::format("{:+}", *t.offset_khz),
+                                              static_cast<double>(*t.offset_khz)}
+                                       : Cell{};
+               }},
     PageColumn{"polarisation", "Pol.", "", false,
                [](const ScanPage &, const ReportTransponder &t) { return Cell{t.polarisation}; }},
     PageColumn{"symbol-rate", "Symbol rate", "ksym/s", true,
@@ -138,6 +149,21 @@ std::string head_of(const PageColumn &column) {
         column.numeric ? "number" : "text", column.key, column.heading, unit);
 }
 
+// A cell of quality or strength has a bar behind it, as long as its share of the greatest there is.
+std::string bar_of(const PageColumn &column, const Cell &cell) {
+    constexpr double most_quality_db = 20;
+    constexpr double most_strength_percent = 100;
+    const std::string_view key = column.key;
+    const double most = key == "quality"    ? most_quality_db
+                        : key == "strength" ? most_strength_percent
+                                            : 0;
+    if (most <= 0 || !cell.value) {
+        return "";
+    }
+    return fmt::format(R"( style="--share:{:.0f}%")",
+                       100 * std::clamp(*cell.value / most, 0.0, 1.0));
+}
+
 std::string cell_of(const ScanPage &report, const ReportTransponder &transponder,
                     const PageColumn &column) {
     const Cell cell = column.cell(report, transponder);
@@ -149,8 +175,9 @@ std::string cell_of(const ScanPage &report, const ReportTransponder &transponder
               : html(cell.text);
     const std::string unit =
         *column.unit == '\0' ? "" : fmt::format(" data-unit=\"{}\"", column.unit);
-    return fmt::format(R"(<td role="cell" class="{} {}" data-label="{}"{}{}>{}</td>)", column.key,
-                       column.numeric ? "number" : "text", column.heading, unit, value, content);
+    return fmt::format(R"(<td role="cell" class="{} {}" data-label="{}"{}{}{}>{}</td>)", column.key,
+                       column.numeric ? "number" : "text", column.heading, unit,
+                       bar_of(column, cell), value, content);
 }
 
 std::string table_of(const ScanPage &report) {
@@ -202,12 +229,12 @@ std::string legend_of_lines(const ScanPage &report) {
             if (std::find(named.begin(), named.end(), trace.kind) == named.end()) {
                 named.push_back(trace.kind);
                 legend += legend_entry(
-                    trace.kind, fmt::format("<path class=\"trace {}\" d=\"M0 7h14\"/>", trace.kind),
+                    trace.kind, fmt::format(R"(<path class="trace {}" d="M0 7h14"/>)", trace.kind),
                     html(trace.label));
             }
         }
     }
-    return legend + (has_peaks ? legend_entry("seen", "<path class=\"seen\" d=\"M1 5h12v5h-12z\"/>",
+    return legend + (has_peaks ? legend_entry("seen", R"(<path class="seen" d="M1 5h12v5h-12z"/>)",
                                               "peak of the spectrum, locked or not")
                                : "");
 }
@@ -216,7 +243,7 @@ std::string legend_of_lines(const ScanPage &report) {
 std::string legend_of(const ScanPage &report) {
     const auto entry = [&report](ReportState state, const char *outline, const std::string &text) {
         return legend_entry(
-            to_string(state), fmt::format("<path class=\"head\" d=\"{}\"/>", outline),
+            to_string(state), fmt::format(R"(<path class="head" d="{}"/>)", outline),
             fmt::format("<strong>{}</strong> {}", count_of(report, state), html(text)));
     };
     constexpr const char *triangle = "M2 3h10l-5 8z";
@@ -235,17 +262,22 @@ std::string legend_of(const ScanPage &report) {
            legend_of_lines(report);
 }
 
+std::string counted_of(std::size_t count, const char *what) {
+    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
+
+// What was found on a leg, and what was missed.
 std::string tally_of(const ScanPage &report, std::size_t leg) {
-    std::size_t peaks = 0;
-    std::size_t transponders = 0;
+    std::map<ReportState, std::size_t> counts;
     for (const ReportTransponder &transponder : report.transponders) {
-        if (transponder.leg == leg) {
-            ++(transponder.state == ReportState::peak ? peaks : transponders);
-        }
+        counts[transponder.state] += transponder.leg == leg ? 1U : 0U;
     }
-    const std::size_t count = peaks + transponders;
-    return fmt::format("{} {}{}", count, peaks != 0 ? "peak" : "transponder",
-                       count == 1 ? "" : "s");
+    if (counts[ReportState::peak] != 0) {
+        return counted_of(counts[ReportState::peak], "peak");
+    }
+    const std::size_t missed = counts[ReportState::missed];
+    return counted_of(counts[ReportState::found] + counts[ReportState::unexpected], "transponder") +
+           (missed != 0 ? fmt::format(", {} missed", missed) : "");
 }
 
 std::string legs_of(const ScanPage &report) {
@@ -318,6 +350,8 @@ Json transponder_data(const ReportTransponder &transponder) {
             json[key] = *value;
         }
     };
+    put("nominal_mhz", transponder.nominal_mhz);
+    put("offset_khz", transponder.offset_khz);
     put_text("polarisation", transponder.polarisation);
     if (transponder.symbol_rate_ksps > 0) {
         json["symbol_rate_ksps"] = milli(transponder.symbol_rate_ksps);
@@ -375,12 +409,14 @@ ReportTrace simulated_trace(std::vector<SpectrumPoint> truth) {
 }
 
 std::string report_page(const ScanPage &report) {
-    std::string subtitle;
-    for (const std::string &line : report.subtitle) {
-        subtitle += "<li>" + html(line) + "</li>";
+    std::string record;
+    for (const RecordedFact &fact : report.record) {
+        record +=
+            fmt::format("<div><dt>{}</dt><dd>{}</dd></div>", html(fact.label), html(fact.value));
     }
     return filled(report_template, {{"title", html(report.title)},
-                                    {"subtitle", subtitle},
+                                    {"verdict", html(report.verdict)},
+                                    {"record", record},
                                     {"legend", legend_of(report)},
                                     {"legs", legs_of(report)},
                                     {"table", table_of(report)},

@@ -2,11 +2,13 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "host/cable/spectrum_point.h"
+#include "host/report/field_record.h"
 
 namespace host {
 
@@ -17,7 +19,9 @@ enum class ReportState { found, missed, unexpected, peak };
 // A row of the report and its mark in the picture. A text that is empty and a quantity without a
 // value are not known, and shown as nothing.
 struct ReportTransponder {
-    double frequency_mhz = 0;  // downlink
+    double frequency_mhz = 0;                // downlink
+    std::optional<double> nominal_mhz;       // the table's, of one that was found in it
+    std::optional<std::int64_t> offset_khz;  // measured less nominal
     std::string polarisation;
     double symbol_rate_ksps = 0;  // 0: not known
     std::string system;
@@ -63,8 +67,9 @@ struct ReportLeg {
 
 struct ScanPage {
     std::string title;
-    std::vector<std::string> subtitle;  // a line each: LNB, algorithm, passes, board
-    std::string compared_with;          // the table's name; empty: not compared
+    std::string verdict;        // a sentence; may be empty
+    FieldRecord record;         // when, where, with what
+    std::string compared_with;  // the table's name; empty: not compared
     std::vector<ReportLeg> legs;
     std::vector<ReportTransponder> transponders;
 };

@@ -10,6 +10,7 @@
 #include "host/cable/frequency.h"
 #include "host/cable/lnb.h"
 #include "host/cable/lnb_choice.h"
+#include "host/report/scan_verdict.h"
 #include "host/report/spectrum_output.h"
 #include "host/terminal/presentation.h"
 
@@ -64,6 +65,24 @@ Json row_json(const ComparedRow &row) {
     return json;
 }
 
+// How far a found row's transponder lies above its place.
+std::int64_t offset_khz(const ScanResult &result, const ComparedRow &row) {
+    return std::int64_t{result.transponders.at(*row.found).frequency_khz} -
+           row.row.transponder.frequency_khz;
+}
+
+// The row that a transponder matches, if one does.
+const ComparedRow *row_of(const ScanResult &result, std::size_t transponder) {
+    if (!result.comparison) {
+        return nullptr;
+    }
+    const auto &rows = result.comparison->rows;
+    const auto row = std::find_if(rows.begin(), rows.end(), [transponder](const ComparedRow &r) {
+        return r.found == transponder;
+    });
+    return row == rows.end() ? nullptr : &*row;
+}
+
 Json counts_json(const Comparison &comparison) {
     Json json{{"table", comparison.table},
               {"rows_compared", comparison.rows.size()},
@@ -72,6 +91,9 @@ Json counts_json(const Comparison &comparison) {
               {"rows_found", comparison.found()},
               {"rows_missed", comparison.missed()},
               {"transponders_unexpected", comparison.unexpected.size()}};
+    if (comparison.common_offset_khz) {
+        json["common_offset_khz"] = *comparison.common_offset_khz;
+    }
     const auto is_findable = [](const ComparedRow &row) { return row.findable.value_or(false); };
     if (!comparison.rows.empty() && comparison.rows.front().findable) {
         json["rows_findable"] =
@@ -83,13 +105,17 @@ Json counts_json(const Comparison &comparison) {
     return json;
 }
 
-Json comparison_json(const Comparison &comparison) {
+Json comparison_json(const ScanResult &result) {
+    const Comparison &comparison = *result.comparison;
     Json json = counts_json(comparison);
     json["found"] = Json::array();
     json["missed"] = Json::array();
     json["unexpected"] = Json::array();
     for (const ComparedRow &row : comparison.rows) {
         json[row.found ? "found" : "missed"].push_back(row_json(row));
+        if (row.found) {
+            json["found"].back()["offset_khz"] = offset_khz(result, row);
+        }
     }
     for (const std::size_t index : comparison.unexpected) {
         json["unexpected"].push_back(index + 1);
@@ -101,6 +127,9 @@ Json summary_json(const ScanResult &result) {
     Json json{{"complete", result.complete()}};
     if (!result.complete()) {
         json["reason"] = result.cut_short_by;
+    }
+    if (!result.note.empty()) {
+        json["note"] = result.note;
     }
     json["lnb"] = json_of(result.lnb);
     json["algorithm"] = algorithm_name(result.settings.algorithm);
@@ -137,7 +166,7 @@ Json whole_json(const ScanResult &result) {
         json["transponders"].push_back(transponder_json(found));
     }
     if (result.comparison) {
-        json["comparison"] = comparison_json(*result.comparison);
+        json["comparison"] = comparison_json(result);
     }
     return json;
 }
@@ -156,7 +185,7 @@ std::vector<std::string> members(bool compares) {
                                    "inverted",      "quality_db",   "strength_percent", "port",
                                    "leg",           "if_khz",       "replaces"};
     if (compares) {
-        names.insert(names.end(), {"state", "row", "cause"});
+        names.insert(names.end(), {"state", "row", "cause", "nominal_khz", "offset_khz"});
     }
     return names;
 }
@@ -206,6 +235,7 @@ constexpr auto found_columns = std::to_array<Column<FoundTransponder>>(
 
 void write_comparison(Output &output, const ScanResult &result) {
     const Comparison &comparison = *result.comparison;
+    output.line(verdict_of(result));
     output.line(fmt::format(
         "against {}: {} of {} rows found, {} missed, {} unexpected; {} rows "
         "outside the scan, {} repeated",
@@ -321,9 +351,14 @@ ScanWriter::ScanWriter(Output &output, bool compares)
 
 void ScanWriter::show(const ScanResult &so_far) {
     for (std::size_t i = 0; i < so_far.transponders.size(); ++i) {
-        const Shown row{so_far.transponders[i], state_of(so_far, i)};
+        Shown row{so_far.transponders[i], state_of(so_far, i), {}, {}};
+        if (const ComparedRow *compared = row_of(so_far, i)) {
+            row.nominal_khz = compared->row.transponder.frequency_khz;
+            row.offset_khz = offset_khz(so_far, *compared);
+        }
         const auto same = [&row](const Shown &earlier) {
-            return earlier.transponder == row.transponder && earlier.state == row.state;
+            return earlier.transponder == row.transponder && earlier.state == row.state &&
+                   earlier.nominal_khz == row.nominal_khz;
         };
         if (std::none_of(shown_.begin(), shown_.end(), same)) {
             show_new(row, so_far);
@@ -357,6 +392,10 @@ void ScanWriter::show_new(const Shown &row, const ScanResult &so_far) {
     }
     if (!row.state.empty()) {
         json["state"] = row.state;
+    }
+    if (row.nominal_khz) {
+        json["nominal_khz"] = *row.nominal_khz;
+        json["offset_khz"] = *row.offset_khz;
     }
     std::string remark;
     for (const std::size_t number : replaced) {
@@ -414,18 +453,26 @@ std::vector<WrittenRow> table_rows(const ScanResult &result) {
     return rows;
 }
 
-ScanPage page_of(const ScanResult &result, const std::string &title, const std::string &board) {
+ScanPage page_of(const ScanResult &result, const std::string &title, const FieldRecord &record) {
     ScanPage page;
     page.title = title;
-    page.subtitle = {
-        fmt::format("LNB {}, board {}", result.lnb.name, board),
-        fmt::format("{}, {} {}{}", algorithm_name(result.settings.algorithm),
-                    result.settings.passes, result.settings.passes == 1 ? "pass" : "passes",
-                    result.complete() ? "" : ", " + result.cut_short_by)};
+    page.verdict = verdict_of(result);
+    page.record = record;
+    page.record.push_back({"LNB", lnb_in_words(result.lnb)});
+    page.record.push_back(
+        {"Scan",
+         fmt::format("{}, {} {}{}", algorithm_name(result.settings.algorithm),
+                     result.settings.passes, result.settings.passes == 1 ? "pass" : "passes",
+                     result.complete() ? "" : ", " + result.cut_short_by)});
+    page.record.push_back({"Duration", duration_in_words(result.time_ms)});
     page.compared_with = result.comparison ? result.comparison->table : "";
     std::transform(result.legs.begin(), result.legs.end(), std::back_inserter(page.legs), page_leg);
     for (std::size_t i = 0; i < result.transponders.size(); ++i) {
         page.transponders.push_back(report_row(result.transponders[i]));
+        if (const ComparedRow *row = row_of(result, i)) {
+            page.transponders.back().nominal_mhz = row->row.transponder.frequency_khz / 1000.0;
+            page.transponders.back().offset_khz = offset_khz(result, *row);
+        }
         if (result.comparison && is_unexpected(result, i)) {
             page.transponders.back().state = ReportState::unexpected;
         }

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "host/report/field_record.h"
 #include "host/report/report.h"
 #include "host/scan/scan_result.h"
 #include "host/tables/table_writer.h"
@@ -32,6 +35,8 @@ class ScanWriter {
     struct Shown {
         FoundTransponder transponder;
         std::string state;
+        std::optional<std::uint32_t> nominal_khz;  // of the table's row that it is
+        std::optional<std::int64_t> offset_khz;    // from that
         bool replaced = false;
     };
 
@@ -48,7 +53,7 @@ class ScanWriter {
 // right: a table says what is transmitted.
 std::vector<WrittenRow> table_rows(const ScanResult &result);
 
-// The transponders and the missed rows as a page's content.
-ScanPage page_of(const ScanResult &result, const std::string &title, const std::string &board);
+// The transponders and the missed rows as a page's content. `record`: what was known beforehand.
+ScanPage page_of(const ScanResult &result, const std::string &title, const FieldRecord &record);
 
 }  // namespace host

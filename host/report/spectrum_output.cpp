@@ -101,6 +101,9 @@ Json measurement_json(const SpectrumResult &result, const SpectrumView &view) {
     if (!result.complete()) {
         json["reason"] = result.cut_short_by;
     }
+    if (!result.note.empty()) {
+        json["note"] = result.note;
+    }
     json["lnb"] = json_of(result.lnb);
     json["resolution_khz"] = level_resolution_khz;
     json["step_khz"] = level_step_mhz * 1000;
@@ -247,6 +250,22 @@ ReportLeg report_leg(const MeasuredLeg &measured, const SpectrumView &view) {
     return leg;
 }
 
+// What a person wants to know first.
+std::string fall_in_words(const SpectrumResult &result, const SpectrumView &view) {
+    std::size_t fallen = 0;
+    std::size_t peaks = 0;
+    for (const MeasuredLeg &measured : result.legs) {
+        peaks += measured.spectrum.peaks.size();
+        fallen += measured.comparison ? measured.comparison->fallen.size() : 0;
+    }
+    return fmt::format("{}{} peak{}{}", result.complete() ? "" : "not complete; so far ", peaks,
+                       peaks == 1 ? "" : "s",
+                       view.compared_with.empty()
+                           ? ""
+                           : fmt::format(", {} band{} fell by {:g} dB or more against {}", fallen,
+                                         fallen == 1 ? "" : "s", view.fall_db, view.compared_with));
+}
+
 ReportTransponder peak_row(const MeasuredLeg &measured, std::size_t leg, std::size_t peak) {
     ReportTransponder row;
     row.state = ReportState::peak;
@@ -283,11 +302,13 @@ void write_spectrum(Output &output, const SpectrumResult &result, const Spectrum
 }
 
 ScanPage page_of(const SpectrumResult &result, const SpectrumView &view, const std::string &title,
-                 const std::string &board) {
+                 const FieldRecord &record) {
     ScanPage page;
     page.title = title;
-    page.subtitle = {fmt::format("LNB {}, board {}{}", result.lnb.name, board,
-                                 result.complete() ? "" : ", " + result.cut_short_by)};
+    page.verdict = fall_in_words(result, view);
+    page.record = record;
+    page.record.push_back({"LNB", lnb_in_words(result.lnb)});
+    page.record.push_back({"Duration", duration_in_words(result.time_ms)});
     for (const MeasuredLeg &measured : result.legs) {
         for (std::size_t i = 0; i < measured.spectrum.peaks.size(); ++i) {
             page.transponders.push_back(peak_row(measured, page.legs.size(), i));

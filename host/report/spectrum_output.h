@@ -23,7 +23,7 @@ void write_spectrum(Output &output, const SpectrumResult &result, const Spectrum
 // The page of a measurement: its picture has the levels, the peaks as marks, and what was measured
 // before.
 ScanPage page_of(const SpectrumResult &result, const SpectrumView &view, const std::string &title,
-                 const std::string &board);
+                 const FieldRecord &record);
 
 // The picture of a leg: levels, caption and peaks.
 ReportLeg picture_of(const ScanLeg &leg, const LegSpectrum &spectrum);

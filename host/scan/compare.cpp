@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <tuple>
+#include <utility>
 
 #include "host/cable/frequency.h"
 
@@ -20,11 +22,74 @@ std::uint32_t tolerance_khz(std::uint32_t symbol_rate) {
     return std::max(least_khz, symbol_rate / 4000U);
 }
 
-bool matches(const broadcast::Transponder &row, const FoundTransponder &found) {
+// How far a transponder lies above a row's place.
+std::int64_t above_khz(const broadcast::Transponder &row, const FoundTransponder &found) {
+    return std::int64_t{found.frequency_khz} - row.frequency_khz;
+}
+
+// Whether they may be the same but for their places.
+bool suit(const broadcast::Transponder &row, const FoundTransponder &found) {
     const std::uint64_t rates_apart = distance(row.symbol_rate, found.symbol_rate);
     return is_selected_by_18v(row.polarisation) == is_selected_by_18v(found.polarisation) &&
-           distance(row.frequency_khz, found.frequency_khz) <= tolerance_khz(row.symbol_rate) &&
            rates_apart * 50 <= row.symbol_rate;
+}
+
+// The differences of those that may be the same, a list for each row that has any.
+std::vector<std::vector<std::int64_t>> differences(const std::vector<TableRow> &rows,
+                                                   const std::vector<FoundTransponder> &found) {
+    constexpr std::int64_t farthest_khz = 12'000;
+    std::vector<std::vector<std::int64_t>> of_rows;
+    for (const TableRow &row : rows) {
+        std::vector<std::int64_t> of_row;
+        for (const FoundTransponder &transponder : found) {
+            const std::int64_t khz = above_khz(row.transponder, transponder);
+            if (suit(row.transponder, transponder) && std::abs(khz) <= farthest_khz) {
+                of_row.push_back(khz);
+            }
+        }
+        if (!of_row.empty()) {
+            of_rows.push_back(std::move(of_row));
+        }
+    }
+    return of_rows;
+}
+
+// The difference of each row that is nearest to a value, where it agrees with that.
+std::vector<std::int64_t> agreeing(const std::vector<std::vector<std::int64_t>> &of_rows,
+                                   std::int64_t value_khz) {
+    constexpr std::int64_t agreement_khz = 1'500;
+    std::vector<std::int64_t> agreeing;
+    for (const std::vector<std::int64_t> &of_row : of_rows) {
+        const std::int64_t nearest =
+            *std::min_element(of_row.begin(), of_row.end(), [&](std::int64_t a, std::int64_t b) {
+                return std::abs(a - value_khz) < std::abs(b - value_khz);
+            });
+        if (std::abs(nearest - value_khz) <= agreement_khz) {
+            agreeing.push_back(nearest);
+        }
+    }
+    return agreeing;
+}
+
+std::optional<std::int64_t> common_offset(const std::vector<TableRow> &rows,
+                                          const std::vector<FoundTransponder> &found) {
+    constexpr std::size_t least = 3;
+    const std::vector<std::vector<std::int64_t>> of_rows = differences(rows, found);
+    std::vector<std::int64_t> best;
+    for (const std::vector<std::int64_t> &of_row : of_rows) {
+        for (const std::int64_t value_khz : of_row) {
+            std::vector<std::int64_t> some = agreeing(of_rows, value_khz);
+            if (some.size() > best.size()) {
+                best = std::move(some);
+            }
+        }
+    }
+    if (best.size() < least || 2 * best.size() < std::min(rows.size(), found.size())) {
+        return std::nullopt;
+    }
+    const auto middle = best.begin() + static_cast<std::ptrdiff_t>(best.size() / 2);
+    std::nth_element(best.begin(), middle, best.end());
+    return *middle;
 }
 
 bool describe_the_same(const broadcast::Transponder &a, const broadcast::Transponder &b) {
@@ -40,22 +105,21 @@ bool lies_within(const broadcast::Transponder &row, const std::vector<ScanLeg> &
 
 // How well a row and a transponder go together; the least is the best.
 struct Pair {
-    std::tuple<std::uint32_t, bool, std::size_t> order;  // distance, other system, row
+    std::tuple<std::int64_t, bool, std::size_t> order;  // distance, other system, row
     std::size_t row;
     std::size_t found;
 };
 
 std::vector<Pair> possible_pairs(const std::vector<TableRow> &rows,
-                                 const std::vector<FoundTransponder> &found) {
+                                 const std::vector<FoundTransponder> &found,
+                                 std::int64_t offset_khz) {
     std::vector<Pair> pairs;
     for (std::size_t r = 0; r < rows.size(); ++r) {
         const broadcast::Transponder &row = rows[r].transponder;
         for (std::size_t f = 0; f < found.size(); ++f) {
-            if (matches(row, found[f])) {
-                pairs.push_back({{distance(row.frequency_khz, found[f].frequency_khz),
-                                  row.system != found[f].signal.system, r},
-                                 r,
-                                 f});
+            const std::int64_t away_khz = std::abs(above_khz(row, found[f]) - offset_khz);
+            if (suit(row, found[f]) && away_khz <= tolerance_khz(row.symbol_rate)) {
+                pairs.push_back({{away_khz, row.system != found[f].signal.system, r}, r, f});
             }
         }
     }
@@ -65,10 +129,11 @@ std::vector<Pair> possible_pairs(const std::vector<TableRow> &rows,
 }
 
 std::vector<std::optional<std::size_t>> match(const std::vector<TableRow> &rows,
-                                              const std::vector<FoundTransponder> &found) {
+                                              const std::vector<FoundTransponder> &found,
+                                              std::int64_t offset_khz) {
     std::vector<std::optional<std::size_t>> of_row(rows.size());
     std::vector<bool> taken(found.size(), false);
-    for (const Pair &pair : possible_pairs(rows, found)) {
+    for (const Pair &pair : possible_pairs(rows, found, offset_khz)) {
         if (!of_row[pair.row] && !taken[pair.found]) {
             of_row[pair.row] = pair.found;
             taken[pair.found] = true;
@@ -87,6 +152,14 @@ std::vector<TableRow> without_repeats(const std::vector<TableRow> &rows) {
         }
     }
     return kept;
+}
+
+std::vector<TableRow> rows_within(const std::vector<TableRow> &rows,
+                                  const std::vector<ScanLeg> &legs) {
+    std::vector<TableRow> within;
+    std::copy_if(rows.begin(), rows.end(), std::back_inserter(within),
+                 [&legs](const TableRow &row) { return lies_within(row.transponder, legs); });
+    return within;
 }
 
 // Why the driver's rules keep a carrier of this symbol rate from its list, if they do: a peak shows
@@ -160,8 +233,9 @@ std::size_t Comparison::found() const {
 Comparison compare(const Table &table, const std::vector<ScanLeg> &legs,
                    const std::vector<FoundTransponder> &found) {
     const std::vector<TableRow> rows = without_repeats(table.rows);
-    const auto of_row = match(rows, found);
     Comparison comparison;
+    comparison.common_offset_khz = common_offset(rows_within(rows, legs), found);
+    const auto of_row = match(rows, found, comparison.common_offset_khz.value_or(0));
     comparison.table = table.name;
     comparison.rows_repeated = table.rows.size() - rows.size();
     std::vector<bool> expected(found.size(), false);
@@ -194,7 +268,10 @@ void explain(Comparison &comparison, const sim::Receiver &receiver,
         if (!*row.receivable) {
             row.cause = reception.text;
         } else if (!row.found) {
-            row.cause = rule.empty() ? sight_of(transponder, legs, found) : rule;
+            broadcast::Transponder drifted = transponder;
+            drifted.frequency_khz = static_cast<std::uint32_t>(
+                transponder.frequency_khz + comparison.common_offset_khz.value_or(0));
+            row.cause = rule.empty() ? sight_of(drifted, legs, found) : rule;
         }
     }
 }

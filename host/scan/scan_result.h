@@ -27,6 +27,7 @@ struct ScannedLeg {
 
 // What a blind scan as a whole came to.
 struct ScanResult {
+    std::string note;  // of the person: the place, say
     broadcast::Lnb lnb;
     std::string satellite = {};  // that the dish looks at, where that is known
     ScanSettings settings;

@@ -24,6 +24,7 @@ struct MeasuredLeg {
 
 // What a measurement of the cable as a whole came to.
 struct SpectrumResult {
+    std::string note;  // of the person: the place, say
     broadcast::Lnb lnb;
     std::vector<MeasuredLeg> legs;  // those begun
     std::size_t legs_planned = 0;

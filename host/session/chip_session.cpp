@@ -2,8 +2,11 @@
 #include "host/session/chip_session.h"
 
 #include "ds3000/chip/ds3000_context.h"
+#include "ds3000/demod/firmware.h"
+#include "ds3000/demod/power.h"
 #include "ds3000/hw/hdi.h"
 #include "host/session/front_end.h"
+#include "host/session/placeholder_firmware.h"
 #include "host/terminal/failure.h"
 
 namespace host {
@@ -71,6 +74,17 @@ void ChipSession::receive_through(const UserBand &band, std::uint16_t bank) {
 }
 
 void ChipSession::receive_directly() { ds3000_context.unicable_enabled = 0; }
+
+std::string ChipSession::chip_name() {
+    const char *const name = ds3000_chip_name(ds3000_context.chip_type);
+    return name == nullptr ? "" : name;
+}
+
+bool ChipSession::embeds_placeholder() {
+    const std::uint8_t *image =
+        ds3000_context.chip_type == CHIP_DS300X ? ds3000_firmware_b : ds3000_firmware_a;
+    return is_placeholder_firmware({image, FIRMWARE_SIZE});
+}
 
 void ChipSession::take_lines() { log_.add(capture_.take()); }
 

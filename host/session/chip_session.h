@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "ds3000/hw/driver_record.h"
 #include "host/cable/cable_leg.h"
@@ -39,6 +40,12 @@ class ChipSession {
     // given too, or from the cable as it is.
     static void receive_through(const UserBand &band, std::uint16_t bank);
     static void receive_directly();
+
+    // The demodulator's name as the driver identified it; empty where it is unknown.
+    [[nodiscard]] static std::string chip_name();
+
+    // Whether the firmware that this build gives to such a chip is a placeholder.
+    [[nodiscard]] static bool embeds_placeholder();
 
     // Hand to the log what the driver wrote to standard error since the last call.
     void take_lines();

@@ -169,7 +169,7 @@ TEST_F(CtlScan, csv_has_a_row_for_each_transponder_and_each_missed_row) {
     EXPECT_THAT(run.out, testing::StartsWith("frequency_khz,polarisation,symbol_rate_sps,system,"));
     EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 4);
     const Outcome compared = scan("--format csv --compare Known");
-    EXPECT_THAT(compared.out, HasSubstr(",state,row,cause\n"));
+    EXPECT_THAT(compared.out, HasSubstr(",state,row,cause,nominal_khz,offset_khz\n"));
     EXPECT_THAT(compared.out, HasSubstr(",missed,2,"));
     EXPECT_EQ(std::count(compared.out.begin(), compared.out.end(), '\n'), 5);
 }

@@ -87,15 +87,18 @@ TEST(ReportPage, is_one_document_that_takes_nothing_from_anywhere) {
     EXPECT_THAT(all_between(page, "<link ", ">"), ElementsAre("rel=\"icon\" href=\"data:,\""));
 }
 
-TEST(ReportPage, shows_title_and_subtitle) {
+TEST(ReportPage, shows_title_verdict_and_record) {
     ScanPage report = report_of({});
-    report.subtitle = {"LNB universal", "sweep, 2 passes"};
+    report.verdict = "all 3 rows found";
+    report.record = {{"Date", "2026-11-22 07:00:00 +0000"}, {"LNB", "universal"}};
 
     const std::string page = report_page(report);
 
     EXPECT_THAT(page, HasSubstr("<title>Scan</title>"));
     EXPECT_THAT(page, HasSubstr("<h1>Scan</h1>"));
-    EXPECT_THAT(page, HasSubstr("<li>LNB universal</li><li>sweep, 2 passes</li>"));
+    EXPECT_THAT(page, HasSubstr("<p class=\"verdict\">all 3 rows found</p>"));
+    EXPECT_THAT(page, HasSubstr("<dt>Date</dt><dd>2026-11-22 07:00:00 +0000</dd></div>"
+                                "<div><dt>LNB</dt><dd>universal</dd></div>"));
 }
 
 TEST(ReportPage, has_a_row_and_a_mark_for_every_transponder) {
@@ -224,6 +227,28 @@ TEST(ReportPage, without_a_comparison_nothing_is_said_of_one) {
     EXPECT_FALSE(data_of(page).contains("compared_with"));
 }
 
+TEST(ReportPage, leg_counts_what_was_found_and_what_was_missed) {
+    ScanPage report = report_of({at(10'800), at(10'900), at(11'000)});
+    report.compared_with = "table";
+    report.transponders[1].state = ReportState::missed;
+    report.transponders[2].state = ReportState::unexpected;
+
+    EXPECT_THAT(all_between(report_page(report), "<p class=\"tally\">", "</p>"),
+                ElementsAre("2 transponders, 1 missed"));
+}
+
+TEST(ReportPage, nominal_stands_beside_measured) {
+    ScanPage report = report_of({at(10'801.2)});
+    report.transponders[0].nominal_mhz = 10'800;
+    report.transponders[0].offset_khz = 1'200;
+
+    const std::string page = report_page(report);
+
+    EXPECT_THAT(cell(rows_of(page).at(0), "nominal"), testing::EndsWith(">10800.000"));
+    EXPECT_THAT(cell(rows_of(page).at(0), "offset"), testing::EndsWith(">+1200"));
+    EXPECT_EQ(data_of(page)["transponders"][0]["offset_khz"], 1200);
+}
+
 TEST(ReportPage, empty_report_says_so) {
     const std::string page = report_page(report_of({}));
 
@@ -238,7 +263,8 @@ TEST(ReportPage, texts_are_escaped_wherever_they_stand) {
         "&lt;/script&gt;&lt;!--&lt;script&gt;alert(1)&lt;/script&gt; &amp; &quot;&#39;{{data}}";
     ScanPage report = report_of({at(10'800)});
     report.title = report.compared_with = report.legs[0].label = evil;
-    report.subtitle = {evil};
+    report.verdict = evil;
+    report.record = {{evil, evil}};
     ReportTransponder &row = report.transponders[0];
     row.polarisation = row.system = row.modulation = row.fec = row.roll_off = evil;
     row.inversion = row.note = evil;
@@ -250,7 +276,7 @@ TEST(ReportPage, texts_are_escaped_wherever_they_stand) {
     EXPECT_EQ(all_between(page, "<script", ">").size(), 2U);
     EXPECT_EQ(all_between(page, "</script", ">").size(), 2U);
     EXPECT_THAT(page, HasSubstr("<title>" + harmless + "</title>"));
-    EXPECT_THAT(page, HasSubstr("<li>" + harmless + "</li>"));
+    EXPECT_THAT(page, HasSubstr("<dt>" + harmless + "</dt><dd>" + harmless + "</dd>"));
     EXPECT_THAT(page, HasSubstr("-title\">" + harmless + "</h2>"));
     for (const char *column :
          {"polarisation", "system", "modulation", "fec", "roll-off", "inversion", "note"}) {

@@ -144,6 +144,41 @@ TEST_F(ScanCompare, rows_of_legs_not_scanned_are_not_missed) {
     EXPECT_THAT(compared().rows, IsEmpty());
 }
 
+// Twenty rows in a raster of 20 MHz, seen with an oscillator 8 MHz too low.
+TEST_F(ScanCompare, drift_is_taken_off_before_rows_are_matched) {
+    for (std::uint32_t i = 0; i < 20; ++i) {
+        row(11'000'000 + 20'000 * i, 10'000 + 100 * (i % 2));
+        find(11'008'000 + 20'000 * i + 10 * (i % 3), 10'000 + 100 * (i % 2));
+    }
+    row(11'500'000, 12'000);
+
+    const Comparison comparison = compared();
+
+    EXPECT_EQ(comparison.found(), 20U);
+    EXPECT_THAT(comparison.unexpected, IsEmpty());
+    EXPECT_EQ(comparison.common_offset_khz, 8'010);
+}
+
+TEST_F(ScanCompare, another_satellite_is_not_drift) {
+    for (std::uint32_t i = 0; i < 20; ++i) {
+        row(11'000'000 + 20'000 * i, 10'000);
+        find(11'003'500 + 23'000 * i, 10'000);
+    }
+
+    EXPECT_EQ(compared().common_offset_khz, std::nullopt);
+    EXPECT_LT(compared().found(), 8U);
+}
+
+TEST_F(ScanCompare, two_rows_are_too_few_for_a_common_offset) {
+    row(11'000'000, 10'000);
+    row(11'100'000, 10'000);
+    find(11'004'000, 10'000);
+    find(11'104'000, 10'000);
+
+    EXPECT_EQ(compared().common_offset_khz, std::nullopt);
+    EXPECT_EQ(compared().found(), 0U);
+}
+
 // What the simulated world says of rows that were missed.
 class ScanExplain : public ScanCompare {
  protected:

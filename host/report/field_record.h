@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "broadcast/lnb.h"
+
+namespace host {
+
+// What a report says of the circumstances: a label and a value each.
+struct RecordedFact {
+    std::string label;
+    std::string value;
+};
+using FieldRecord = std::vector<RecordedFact>;
+
+// What of a session goes into it.
+struct RecordedSession {
+    std::string date;
+    std::string note;  // of the person; empty: none
+    std::string board;
+    std::string chip;
+    bool placeholder_firmware = false;
+};
+FieldRecord record_of(const RecordedSession &session);
+
+// "universal, oscillators 9750 and 10600 MHz, switching at 11700 MHz".
+std::string lnb_in_words(const broadcast::Lnb &lnb);
+
+// "1 min 32.4 s of the receiver's time".
+std::string duration_in_words(std::uint64_t time_ms);
+
+}  // namespace host
