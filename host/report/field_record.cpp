@@ -15,26 +15,25 @@ FieldRecord record_of(const RecordedSession &session) {
     record.push_back({"Board", session.chip.empty()
                                    ? session.board
                                    : fmt::format("{}, {}", session.board, session.chip)});
-    record.push_back({"Firmware", session.placeholder_firmware
-                                      ? "placeholder, for simulated chips only"
-                                      : "image of the build"});
+    record.push_back({"Firmware", session.placeholder_firmware ? "placeholder, simulated chips only"
+                                                               : "as built in"});
     record.push_back({"Program", "ds3000-ctl " DS3000_VERSION});
     return record;
 }
 
 std::string lnb_in_words(const broadcast::Lnb &lnb) {
-    if (lnb.high_khz == 0) {
-        return fmt::format("{}, oscillator {}", lnb.name, format_mhz(lnb.low_khz));
+    std::string words = fmt::format("{}, {:g}", lnb.name, lnb.low_khz / 1000.0);
+    if (lnb.high_khz != 0) {
+        words += fmt::format("/{:g}", lnb.high_khz / 1000.0);
     }
-    return fmt::format(
-        "{}, oscillators {:g} and {}{}", lnb.name, lnb.low_khz / 1000.0, format_mhz(lnb.high_khz),
-        lnb.switch_khz == 0 ? "" : fmt::format(", switching at {}", format_mhz(lnb.switch_khz)));
+    words += " MHz";
+    return lnb.switch_khz == 0 ? words
+                               : words + fmt::format(" from {}", format_mhz(lnb.switch_khz));
 }
 
 std::string duration_in_words(std::uint64_t time_ms) {
     const std::uint64_t minutes = time_ms / 60'000;
-    return fmt::format("{}{:.1f} s of the receiver's time",
-                       minutes == 0 ? "" : fmt::format("{} min ", minutes),
+    return fmt::format("{}{:.1f} s", minutes == 0 ? "" : fmt::format("{} min ", minutes),
                        static_cast<double>(time_ms % 60'000) / 1000);
 }
 

@@ -26,10 +26,10 @@ struct RecordedSession {
 };
 FieldRecord record_of(const RecordedSession &session);
 
-// "universal, oscillators 9750 and 10600 MHz, switching at 11700 MHz".
+// "universal, 9750/10600 MHz from 11700 MHz": the oscillators, and where the second one takes over.
 std::string lnb_in_words(const broadcast::Lnb &lnb);
 
-// "1 min 32.4 s of the receiver's time".
+// "1 min 32.4 s".
 std::string duration_in_words(std::uint64_t time_ms);
 
 }  // namespace host
