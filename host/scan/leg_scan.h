@@ -8,6 +8,7 @@
 
 #include "ds3000/scan/scan_request.h"
 #include "host/cable/legs.h"
+#include "host/scan/attendance.h"
 #include "host/scan/found.h"
 
 namespace host {
@@ -41,12 +42,6 @@ struct LegProgress {
     unsigned candidates = 0;
     unsigned locked = 0;
     double share = 0;  // of the leg's work, estimated
-};
-
-// Who attends to the board during a scan.
-struct Attendance {
-    std::function<bool()> must_end;               // the board is gone, or a person wants the end
-    std::function<void()> look_at_chips = [] {};  // once more, before a leg is called complete
 };
 
 // One leg's blind scan by the chip layer, with a measurement of everything that locks. The chips

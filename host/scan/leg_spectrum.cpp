@@ -21,6 +21,12 @@ constexpr std::uint32_t look_step_khz = 25'000;
 // Of a leg's time, what its levels take.
 constexpr double share_of_levels = 0.7;
 
+// Whether what was read last is worth nothing: of chips that are gone, or that a person stopped.
+bool is_over(const Attendance &attendance) {
+    attendance.look_at_chips();
+    return attendance.must_end();
+}
+
 // The demodulator's gain control works as it does for reception, whatever was done before.
 void prepare_for_levels(const ScanLeg &leg) {
     constexpr std::int32_t usual_ksps = 22'000;
@@ -50,13 +56,13 @@ std::vector<SpectrumPeak> search_peaks(const ScanLeg &leg, const SpectrumWork &w
     const std::uint32_t low_khz = leg.if_low_mhz * 1000;
     const std::uint32_t high_khz = leg.if_high_mhz * 1000;
     for (std::uint32_t khz = low_khz; khz < high_khz; khz += look_step_khz) {
-        if (work.cancelled()) {
-            complete = false;
-            break;
-        }
         const double share = static_cast<double>(khz - low_khz) / (high_khz - low_khz);
         work.watch(khz, share_of_levels + (1 - share_of_levels) * share);
         const std::vector<SpectrumPeak> seen = peaks_near(khz / 1000);
+        if (is_over(work.attendance)) {
+            complete = false;
+            break;
+        }
         std::copy_if(seen.begin(), seen.end(), std::back_inserter(peaks),
                      [&](const SpectrumPeak &peak) {
                          return peak.if_khz >= low_khz && peak.if_khz <= high_khz;
@@ -79,11 +85,12 @@ LegSpectrum measure_levels(const ScanLeg &leg, const SpectrumWork &work) {
     spectrum.complete = true;
     prepare_for_levels(leg);
     for (const std::uint32_t place_mhz : places_of(leg)) {
-        if (work.cancelled()) {
+        const LevelReading reading = read_level(place_mhz);
+        if (is_over(work.attendance)) {
             spectrum.complete = false;
             break;
         }
-        spectrum.levels.push_back(read_level(place_mhz));
+        spectrum.levels.push_back(reading);
         work.watch(place_mhz * 1000, share_of_levels * (place_mhz - leg.if_low_mhz) /
                                          (leg.if_high_mhz - leg.if_low_mhz));
     }
@@ -94,7 +101,9 @@ LegSpectrum measure_levels(const ScanLeg &leg, const SpectrumWork &work) {
 LegSpectrum measure_spectrum(const ScanLeg &leg, const SpectrumWork &work) {
     const std::uint64_t begin_ns = now_ns();
     LegSpectrum spectrum = measure_levels(leg, work);
-    spectrum.peaks = search_peaks(leg, work, spectrum.complete);
+    if (spectrum.complete) {
+        spectrum.peaks = search_peaks(leg, work, spectrum.complete);
+    }
     spectrum.estimate = estimate_noise(spectrum.levels, spectrum.peaks);
     spectrum.time_ms = ms_since(begin_ns);
     return spectrum;

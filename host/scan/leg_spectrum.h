@@ -8,6 +8,7 @@
 
 #include "host/cable/legs.h"
 #include "host/cable/spectrum_point.h"
+#include "host/scan/attendance.h"
 #include "host/scan/spectrum_levels.h"
 #include "host/scan/spectrum_look.h"
 
@@ -19,12 +20,12 @@ struct LegSpectrum {
     std::vector<SpectrumPeak> peaks;   // likewise; of carriers, whether they can be received or not
     std::optional<NoiseEstimate> estimate;  // of those levels and peaks; nothing without a level
     std::uint64_t time_ms = 0;              // of the receiver
-    bool complete = false;                  // not cancelled
+    bool complete = false;                  // not cut short
 };
 
 // What a measurement goes by.
 struct SpectrumWork {
-    std::function<bool()> cancelled;
+    Attendance attendance;
     // Where it is, and which share of the leg is done.
     std::function<void(std::uint32_t if_khz, double share)> watch;
 };

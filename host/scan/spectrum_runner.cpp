@@ -26,7 +26,7 @@ MeasuredLeg SpectrumRunner::measure_leg(ChipSession &session, const ScanLeg &leg
                                         std::size_t count) {
     session.select(leg.cable);
     const SpectrumWork work{
-        [this] { return rig_.must_end_by_look(); },
+        {[this] { return rig_.must_end(); }, [this] { rig_.look(); }},
         [&](std::uint32_t if_khz, double share) {
             if (console_.shows_progress()) {
                 console_.progress(

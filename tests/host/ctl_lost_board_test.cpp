@@ -48,11 +48,12 @@ std::string rows(unsigned count) {
 class LostBoard : public CtlTest, public testing::WithParamInterface<Fate> {
  protected:
     LostBoard() {
-        std::string world = GetParam().scenario;
+        std::string world;
         for (unsigned i = 0; i < 30; ++i) {
             world += carrier(10'750 + i * 30, 'H') + carrier(10'765 + i * 30, 'V');
         }
-        write_file("world.toml", world);
+        write_file("whole.toml", world);
+        write_file("world.toml", GetParam().scenario + world);
         write_file("Table", rows(30));
     }
 
@@ -87,6 +88,23 @@ TEST_P(LostBoard, ends_a_scan) {
     EXPECT_EQ(scan.at("reason"), GetParam().reason);
     EXPECT_EQ(scan.at("legs").back().at("complete"), false);
     expect_soon(scan);
+}
+
+TEST_P(LostBoard, ends_a_spectrum_whose_levels_are_true) {
+    const json spectrum = ends_soon("spectrum");
+    EXPECT_EQ(breaks_schema(spectrum, "spectrum"), "");
+    EXPECT_EQ(spectrum.at("complete"), false);
+    EXPECT_EQ(spectrum.at("reason"), GetParam().reason);
+    EXPECT_EQ(spectrum.at("legs").back().at("complete"), false);
+    const json whole = parse_json(ctl("spectrum --board sim:whole.toml --format json").out);
+    const json &levels = spectrum.at("legs").back().at("levels");
+    ASSERT_GE(levels.size(), 20U);
+    for (std::size_t i = 0; i < levels.size(); ++i) {
+        const json &true_level = whole.at("legs").at(0).at("levels").at(i);
+        EXPECT_EQ(levels[i].at("if_khz"), true_level.at("if_khz"));
+        EXPECT_EQ(levels[i].at("level_db"), true_level.at("level_db"));
+    }
+    expect_soon(spectrum);
 }
 
 TEST_P(LostBoard, ends_a_sweep_whose_rows_are_true) {

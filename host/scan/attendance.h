@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+
+namespace host {
+
+// Who attends to the board during the work on a leg.
+struct Attendance {
+    std::function<bool()> must_end;               // the board is gone, or a person wants the end
+    std::function<void()> look_at_chips = [] {};  // once more, before anything is called complete
+};
+
+}  // namespace host
