@@ -26,9 +26,10 @@ std::string lnb_in_words(const broadcast::Lnb &lnb) {
     if (lnb.high_khz != 0) {
         words += fmt::format("/{:g}", lnb.high_khz / 1000.0);
     }
-    words += " MHz";
-    return lnb.switch_khz == 0 ? words
-                               : words + fmt::format(" from {}", format_mhz(lnb.switch_khz));
+    if (lnb.switch_khz != 0) {
+        words += fmt::format(", from {:g}", lnb.switch_khz / 1000.0);
+    }
+    return words + " MHz";
 }
 
 std::string duration_in_words(std::uint64_t time_ms) {

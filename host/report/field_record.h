@@ -26,7 +26,7 @@ struct RecordedSession {
 };
 FieldRecord record_of(const RecordedSession &session);
 
-// "universal, 9750/10600 MHz from 11700 MHz": the oscillators, and where the second one takes over.
+// "universal, 9750/10600, from 11700 MHz": the oscillators, and where the second one takes over.
 std::string lnb_in_words(const broadcast::Lnb &lnb);
 
 // "1 min 32.4 s".

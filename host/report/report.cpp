@@ -60,6 +60,10 @@ struct PageColumn {
     Cell (*cell)(const ScanPage &, const ReportTransponder &);
 };
 
+std::string signed_number(std::int64_t value) {
+    return value == 0 ? "0" : fmt::format("{:+}", value);
+}
+
 Cell optional_number(std::optional<double> value) {
     return value ? Cell{trimmed(*value), value} : Cell{};
 }
@@ -76,7 +80,7 @@ constexpr std::array page_columns{
                }},
     PageColumn{"offset", "Offset", "kHz", true,
                [](const ScanPage &, const ReportTransponder &t) {
-                   return t.offset_khz ? Cell{fmt::format("{:+}", *t.offset_khz),
+                   return t.offset_khz ? Cell{signed_number(*t.offset_khz),
                                               static_cast<double>(*t.offset_khz)}
                                        : Cell{};
                }},
@@ -115,10 +119,6 @@ constexpr std::array page_columns{
                [](const ScanPage &, const ReportTransponder &t) {
                    return t.port == 0 ? Cell{} : optional_number(t.port);
                }},
-    PageColumn{"leg", "Picture", "", false,
-               [](const ScanPage &report, const ReportTransponder &t) {
-                   return Cell{report.legs.size() > 1 ? report.legs.at(t.leg).label : ""};
-               }},
     PageColumn{"state", "State", "", false,
                [](const ScanPage &report, const ReportTransponder &t) {
                    return Cell{report.compared_with.empty() ? "" : to_string(t.state)};
@@ -144,8 +144,8 @@ std::string head_of(const PageColumn &column) {
     const std::string unit =
         *column.unit == '\0' ? "" : fmt::format(" <span class=\"unit\">{}</span>", column.unit);
     return fmt::format(
-        "<th role=\"columnheader\" scope=\"col\" class=\"{}\" data-column=\"{}\" "
-        "aria-sort=\"none\"><button type=\"button\">{}{}</button></th>",
+        "<th role=\"columnheader\" scope=\"col\" class=\"{1} {0}\" data-column=\"{1}\" "
+        "aria-sort=\"none\"><button type=\"button\">{2}{3}</button></th>",
         column.numeric ? "number" : "text", column.key, column.heading, unit);
 }
 
@@ -210,6 +210,8 @@ std::size_t count_of(const ScanPage &report, ReportState state) {
                       [state](const ReportTransponder &t) { return t.state == state; }));
 }
 
+bool shows_peaks(const ScanPage &report) { return count_of(report, ReportState::peak) != 0; }
+
 std::string legend_entry(const std::string &state, const std::string &drawing,
                          const std::string &text) {
     return fmt::format(
@@ -247,7 +249,7 @@ std::string legend_of(const ScanPage &report) {
             fmt::format("<strong>{}</strong> {}", count_of(report, state), html(text)));
     };
     constexpr const char *triangle = "M2 3h10l-5 8z";
-    if (count_of(report, ReportState::peak) != 0) {
+    if (shows_peaks(report)) {
         return entry(ReportState::peak, "M3 3h8v8h-8z", "peaks of the spectrum") +
                legend_of_lines(report);
     }
@@ -419,6 +421,7 @@ std::string report_page(const ScanPage &report) {
                                     {"record", record},
                                     {"legend", legend_of(report)},
                                     {"legs", legs_of(report)},
+                                    {"rows", shows_peaks(report) ? "Peaks" : "Transponders"},
                                     {"table", table_of(report)},
                                     {"data", data_of(report)}});
 }

@@ -308,6 +308,7 @@ ReportTransponder report_row(const ComparedRow &row, const std::vector<ScannedLe
     const broadcast::Transponder &transponder = row.row.transponder;
     ReportTransponder missed;
     missed.frequency_mhz = transponder.frequency_khz / 1000.0;
+    missed.nominal_mhz = missed.frequency_mhz;
     missed.polarisation = polarisation_letter(transponder.polarisation);
     missed.symbol_rate_ksps = transponder.symbol_rate / 1000.0;
     missed.system = to_string(transponder.system);

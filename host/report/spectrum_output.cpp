@@ -262,8 +262,11 @@ std::string fall_in_words(const SpectrumResult &result, const SpectrumView &view
                        peaks == 1 ? "" : "s",
                        view.compared_with.empty()
                            ? ""
-                           : fmt::format(", {} band{} fell by {:g} dB or more against {}", fallen,
-                                         fallen == 1 ? "" : "s", view.fall_db, view.compared_with));
+                           : fmt::format(", {} fell by {:g} dB or more against {}",
+                                         fallen == 0   ? "nothing"
+                                         : fallen == 1 ? "1 band"
+                                                       : fmt::format("{} bands", fallen),
+                                         view.fall_db, view.compared_with));
 }
 
 ReportTransponder peak_row(const MeasuredLeg &measured, std::size_t leg, std::size_t peak) {

@@ -327,6 +327,73 @@ def check_structure(check):
     check.expect("identifiers are unique", len(identifiers) == len(set(identifiers)), identifiers)
 
 
+def overlaps(check, selector):
+    """Pairs of boxes that overlap in a picture, by more than the blur of a line."""
+    return check.script("""
+        const pairs = [];
+        for (const figure of document.querySelectorAll('figure')) {
+            const boxes = [...figure.querySelectorAll(arguments[0])]
+                .filter((element) => getComputedStyle(element).visibility !== 'hidden')
+                .map((element) => element.getBoundingClientRect()).filter((box) => box.width > 0);
+            boxes.forEach((a, i) => boxes.slice(i + 1).forEach((b) => {
+                if (Math.min(a.right, b.right) - Math.max(a.left, b.left) > 0.75 &&
+                    Math.min(a.bottom, b.bottom) - Math.max(a.top, b.top) > 0.75) {
+                    pairs.push([figure.dataset.leg, Math.round(a.left), Math.round(b.left)]);
+                }
+            }));
+        }
+        return pairs.slice(0, 5)""", selector)
+
+
+def check_alignment(check, width):
+    """The tools of all pictures stand alike, between the picture's own edges."""
+    places = check.script("""
+        return [...document.querySelectorAll('section.leg')].map((leg) => {
+            const figure = leg.querySelector('figure').getBoundingClientRect();
+            const buttons = [...leg.querySelectorAll('.tools button')]
+                .map((button) => button.getBoundingClientRect());
+            const range = leg.querySelector('.range').getBoundingClientRect();
+            return {
+                title: leg.querySelector('h2').getBoundingClientRect().left - figure.left,
+                tops: [...new Set(buttons.map((box) => Math.round(box.top - figure.top)))],
+                left: Math.min(range.left, buttons[0].left) - figure.left,
+                right: figure.right - buttons.at(-1).right}})""")
+    for place in places:
+        check.expect(f"{width}: a title begins where its picture does", abs(place["title"]) < 1,
+                     place)
+        check.expect(f"{width}: the buttons stand in one row", len(place["tops"]) == 1, place)
+        if width > 640:
+            check.expect(f"{width}: the buttons end where the picture does",
+                         abs(place["right"]) < 1, place)
+        if width <= 960:
+            check.expect(f"{width}: the range begins where the picture does",
+                         abs(place["left"]) < 1, place)
+    check.expect(f"{width}: all buttons stand alike",
+                 len({(place["tops"][0], round(place["right"])) for place in places}) == 1, places)
+
+
+def check_paper(check):
+    """As on A4 between Chromium's usual margins."""
+    width, height = 717, 1046
+    check.driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
+        "width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
+    check.driver.execute_cdp_cmd("Emulation.setEmulatedMedia", {"media": "print"})
+    check.open()
+    check.script("dispatchEvent(new Event('beforeprint'))")
+    outside = check.script("""return [...document.querySelectorAll('th, td, svg, dd, p')]
+        .filter((element) => element.getBoundingClientRect().right > arguments[0] + 0.5)
+        .map((element) => `${element.tagName}.${element.className}`).slice(0, 5)""", width)
+    check.expect("fits on A4", not outside, outside)
+    check.expect("no mark overlaps another on paper", not overlaps(check, ".mark .head"),
+                 overlaps(check, ".mark .head"))
+    bottoms = check.script("""return [...document.querySelectorAll('section.leg')]
+        .map((leg) => leg.getBoundingClientRect().bottom)""")
+    check.expect("four pictures fit on the first page", bottoms[:4][-1] < height, bottoms)
+    check.script("dispatchEvent(new Event('afterprint'))")
+    check.driver.execute_cdp_cmd("Emulation.setEmulatedMedia", {"media": ""})
+    check.driver.execute_cdp_cmd("Emulation.clearDeviceMetricsOverride", {})
+
+
 def check_widths(check):
     for width in (320, 390, 768, 1024, 1220, 1280, 1920):
         check.driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
@@ -339,6 +406,10 @@ def check_widths(check):
                 .map((element) => `${element.tagName}.${element.className}`).slice(0, 5)""", width)
         scrolls = check.script("return document.documentElement.scrollWidth > innerWidth")
         check.expect(f"{width} pixels are wide enough", not scrolls and not outside, outside)
+        check_alignment(check, width)
+        for what in (".mark .head", ".mark text"):
+            pairs = overlaps(check, what) if width >= 390 else []
+            check.expect(f"{width}: no {what} overlaps another", not pairs, pairs)
         if width == 390:
             check_marks(check)
             check_sorting(check)
@@ -377,7 +448,7 @@ def main():
     parser.add_argument("pages", nargs="+", type=pathlib.Path)
     arguments = parser.parse_args()
     checks = [check_marks, check_structure, check_sorting, check_zoom, check_links, check_colours,
-              check_widths, *([check_states] if arguments.states else []), check_silence]
+              check_widths, check_paper, *([check_states] if arguments.states else []), check_silence]
     failures = 0
     with tempfile.TemporaryDirectory() as profile:
         driver = browser(profile)
