@@ -15,8 +15,6 @@ namespace host {
 
 namespace {
 
-std::uint32_t distance(std::uint32_t a, std::uint32_t b) { return a > b ? a - b : b - a; }
-
 std::uint32_t tolerance_khz(std::uint32_t symbol_rate) {
     constexpr std::uint32_t least_khz = 3000;
     return std::max(least_khz, symbol_rate / 4000U);
@@ -29,7 +27,7 @@ std::int64_t above_khz(const broadcast::Transponder &row, const FoundTransponder
 
 // Whether they may be the same but for their places.
 bool suit(const broadcast::Transponder &row, const FoundTransponder &found) {
-    const std::uint64_t rates_apart = distance(row.symbol_rate, found.symbol_rate);
+    const std::uint64_t rates_apart = apart(row.symbol_rate, found.symbol_rate);
     return is_selected_by_18v(row.polarisation) == is_selected_by_18v(found.polarisation) &&
            rates_apart * 50 <= row.symbol_rate;
 }
@@ -180,7 +178,7 @@ std::string sight_of(const broadcast::Transponder &row, const std::vector<SeenLe
                      const std::vector<FoundTransponder> &found) {
     // Within the half width of either.
     const auto is_near = [&row](std::uint32_t khz, std::uint32_t ksps) {
-        return distance(row.frequency_khz, khz) * 2 <= std::max(row.symbol_rate / 1000U, ksps);
+        return apart(row.frequency_khz, khz) * 2 <= std::max(row.symbol_rate / 1000U, ksps);
     };
     for (const FoundTransponder &other : found) {
         if (is_selected_by_18v(other.polarisation) == is_selected_by_18v(row.polarisation) &&
@@ -195,8 +193,8 @@ std::string sight_of(const broadcast::Transponder &row, const std::vector<SeenLe
             if (seen.leg.cable.voltage_18v == is_selected_by_18v(row.polarisation) &&
                 is_near(peak.frequency_khz, peak.symbol_rate_ksps) &&
                 (nearest == nullptr ||
-                 distance(peak.symbol_rate_ksps, row.symbol_rate / 1000U) <
-                     distance(nearest->symbol_rate_ksps, row.symbol_rate / 1000U))) {
+                 apart(peak.symbol_rate_ksps, row.symbol_rate / 1000U) <
+                     apart(nearest->symbol_rate_ksps, row.symbol_rate / 1000U))) {
                 nearest = &peak;
             }
         }
