@@ -42,6 +42,13 @@ void add_comparison(ScanResult &result, const Table &table, HostBoard &board) {
     }
 }
 
+void refuse_wrong_pages(const GlobalOptions &global, const ScanOptions &options) {
+    refuse_contradicting_pages(global, options.report);
+    if (options.simulated_truth && !page_file(global, options.report)) {
+        refuse_usage("--simulated-truth is drawn into the page of --report");
+    }
+}
+
 // What is wrong with the scan, said to a person. Returns the exit status.
 ExitStatus judge(const ScanResult &result, HostBoard &board, Console &console) {
     const bool complaints = tells_complaints(board, console);
@@ -69,10 +76,7 @@ ExitStatus judge(const ScanResult &result, HostBoard &board, Console &console) {
 ExitStatus run_scan(Program &program, const ScanOptions &options) {
     program.honour_only("scan", {"board", "lnb", "switch", "real-time", "trace", "driver-log"});
     LegsWanted wanted = read_wanted("scan", options.legs, program);
-    refuse_contradicting_pages(program.options, options.report);
-    if (options.simulated_truth && !page_file(program.options, options.report)) {
-        refuse_usage("--simulated-truth is drawn into the page of --report");
-    }
+    refuse_wrong_pages(program.options, options);
     const auto table =
         options.compare ? std::optional(table_named(*options.compare)) : std::nullopt;
     const std::uint64_t wall_begin_ns = board::wall_now_ns();

@@ -36,12 +36,6 @@ std::string page_title(const LegPlan &plan) {
                : "Spectrum";
 }
 
-void compare_legs(SpectrumResult &result, const std::vector<StoredLeg> &then, double fall_db) {
-    for (MeasuredLeg &measured : result.legs) {
-        measured.comparison = compare_leg(measured.leg, measured.spectrum, then, fall_db);
-    }
-}
-
 // Returns the exit status of a measurement, and says what is wrong with it.
 ExitStatus judge_spectrum(const SpectrumResult &result, HostBoard &board, Console &console) {
     const bool complaints = tells_complaints(board, console);
@@ -71,15 +65,20 @@ ExitStatus run_spectrum(Program &program, const SpectrumOptions &options) {
                             options.compare.value_or(""), options.fall_db};
     return rig.run([&](ChipSession &session) {
         const std::uint64_t begin_ns = now_ns();
-        SpectrumRunner runner(rig, program.console, options.simulated_truth);
+        SpectrumWriter writer(destinations.data, view);
+        SpectrumRunner runner(
+            rig, program.console, options.simulated_truth, [&](MeasuredLeg &measured) {
+                if (then) {
+                    measured.comparison =
+                        compare_leg(measured.leg, measured.spectrum, *then, view.fall_db);
+                }
+                writer.show(measured);
+            });
         SpectrumResult result = runner.run(session, plan.legs);
         result.lnb = plan.wanted.lnb;
         result.note = options.note;
         result.time_ms = ms_since(begin_ns);
-        if (then) {
-            compare_legs(result, *then, options.fall_db);
-        }
-        write_spectrum(destinations.data, result, view);
+        writer.finish(result);
         if (destinations.page) {
             destinations.page->text(report_page(
                 page_of(result, view, page_title(plan), record_of_session(program, options.note))));

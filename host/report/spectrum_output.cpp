@@ -122,40 +122,36 @@ Json spectrum_json(const SpectrumResult &result, const SpectrumView &view) {
     return json;
 }
 
-std::vector<Json> spectrum_lines(const SpectrumResult &result, const SpectrumView &view) {
-    std::vector<Json> lines = all_tagged("ds3000.spectrum.leg/1", measured_objects(result));
-    lines.push_back(tagged("ds3000.spectrum.summary/1", measurement_json(result, view)));
-    return lines;
-}
-
 // A row for each level.
-Sheet level_sheet(const SpectrumResult &result, const SpectrumView &view) {
+std::vector<Json> level_rows(const MeasuredLeg &measured) {
     std::vector<Json> rows;
-    for (const MeasuredLeg &measured : result.legs) {
-        const Json leg = measured_json(measured);
-        for (const Json &level : leg["levels"]) {
-            rows.push_back(level);
-            rows.back()["polarisation"] = leg["polarisation"];
-            rows.back()["lof_khz"] = leg["lof_khz"];
-            if (leg.contains("port")) {
-                rows.back()["port"] = leg["port"];
-            }
-            if (!measured.comparison) {
-                continue;
-            }
-            for (const Json &change : leg["comparison"]["changes"]) {
-                if (change["frequency_khz"] == level["frequency_khz"]) {
-                    rows.back()["change_db"] = change["change_db"];
-                }
+    const Json leg = measured_json(measured);
+    for (const Json &level : leg["levels"]) {
+        rows.push_back(level);
+        rows.back()["polarisation"] = leg["polarisation"];
+        rows.back()["lof_khz"] = leg["lof_khz"];
+        if (leg.contains("port")) {
+            rows.back()["port"] = leg["port"];
+        }
+        if (!measured.comparison) {
+            continue;
+        }
+        for (const Json &change : leg["comparison"]["changes"]) {
+            if (change["frequency_khz"] == level["frequency_khz"]) {
+                rows.back()["change_db"] = change["change_db"];
             }
         }
     }
+    return rows;
+}
+
+std::vector<std::string> members_of(const SpectrumView &view) {
     std::vector<std::string> members{"frequency_khz", "polarisation", "port",         "lof_khz",
                                      "if_khz",        "level_db",     "over_noise_db"};
     if (!view.compared_with.empty()) {
         members.emplace_back("change_db");
     }
-    return sheet_of(members, rows);
+    return members;
 }
 
 double low_mhz(const ScanLeg &leg) { return leg.downlink().low_khz / 1000.0; }
@@ -203,7 +199,8 @@ void write_changes(Output &output, const MeasuredLeg &measured, const SpectrumVi
 void write_picture(Output &output, const MeasuredLeg &measured, const SpectrumView &view) {
     constexpr std::size_t rows = 10;
     const LegSpectrum &spectrum = measured.spectrum;
-    output.line(fmt::format("{}{}", measured.leg.label(), spectrum.complete ? "" : ", cancelled"));
+    output.line(
+        fmt::format("{}{}", measured.leg.label(), spectrum.complete ? "" : ", not complete"));
     if (!spectrum.estimate) {
         output.line("nothing was measured");
         return;
@@ -219,11 +216,7 @@ void write_picture(Output &output, const MeasuredLeg &measured, const SpectrumVi
     }
 }
 
-void write_pictures(Output &output, const SpectrumResult &result, const SpectrumView &view) {
-    for (const MeasuredLeg &measured : result.legs) {
-        write_picture(output, measured, view);
-        output.line("");
-    }
+void write_totals(Output &output, const SpectrumResult &result) {
     output.line(resolution_in_words());
     output.line(fmt::format("{} of {} legs, {:.1f} s of the receiver's time{}", result.legs.size(),
                             result.legs_planned, static_cast<double>(result.time_ms) / 1000,
@@ -297,11 +290,30 @@ ReportLeg picture_of(const ScanLeg &leg, const LegSpectrum &spectrum) {
     return picture;
 }
 
-void write_spectrum(Output &output, const SpectrumResult &result, const SpectrumView &view) {
-    present(output, {.text = [&](Output &text) { write_pictures(text, result, view); },
-                     .json = [&] { return spectrum_json(result, view); },
-                     .lines = [&] { return spectrum_lines(result, view); },
-                     .sheet = [&] { return level_sheet(result, view); }});
+SpectrumWriter::SpectrumWriter(Output &output, SpectrumView view)
+    : rows_(output, members_of(view)), view_(std::move(view)) {}
+
+void SpectrumWriter::show(const MeasuredLeg &measured) {
+    rows_.show({.text =
+                    [&](Output &text) {
+                        write_picture(text, measured, view_);
+                        text.line("");
+                    },
+                .line = [&] { return tagged("ds3000.spectrum.leg/1", measured_json(measured)); }});
+    for (const std::vector<std::string> &cells :
+         sheet_of(members_of(view_), level_rows(measured)).rows) {
+        rows_.show({.cells = [&] { return cells; }});
+    }
+}
+
+void SpectrumWriter::finish(const SpectrumResult &result) {
+    rows_.finish({.text = [&](Output &text) { write_totals(text, result); },
+                  .json = [&] { return spectrum_json(result, view_); },
+                  .lines =
+                      [&] {
+                          return std::vector<Json>{
+                              tagged("ds3000.spectrum.summary/1", measurement_json(result, view_))};
+                      }});
 }
 
 ScanPage page_of(const SpectrumResult &result, const SpectrumView &view, const std::string &title,

@@ -6,7 +6,7 @@
 
 #include "host/report/report.h"
 #include "host/scan/spectrum_result.h"
-#include "host/terminal/output.h"
+#include "host/terminal/presentation.h"
 
 namespace host {
 
@@ -17,8 +17,21 @@ struct SpectrumView {
     double fall_db = 0;         // from which on a level counts as fallen
 };
 
-// Write a measurement in the output's format, and finish the output.
-void write_spectrum(Output &output, const SpectrumResult &result, const SpectrumView &view);
+// Writes a measurement in the output's format: each leg as soon as it is known, then the totals;
+// JSON as a whole at the end.
+class SpectrumWriter {
+ public:
+    SpectrumWriter(Output &output, SpectrumView view);
+
+    void show(const MeasuredLeg &measured);
+
+    // The last of it; the output is then finished.
+    void finish(const SpectrumResult &result);
+
+ private:
+    RowStream rows_;
+    SpectrumView view_;
+};
 
 // The page of a measurement: its picture has the levels, the peaks as marks, and what was measured
 // before.

@@ -16,8 +16,9 @@ SpectrumResult SpectrumRunner::run(ChipSession &session, const std::vector<ScanL
             break;
         }
         result.legs.push_back(measure_leg(session, leg, result.legs.size(), legs.size()));
+        console_.progress("");
+        watch_(result.legs.back());
     }
-    console_.progress("");
     result.cut_short_by = rig_.cut_short_by();
     return result;
 }

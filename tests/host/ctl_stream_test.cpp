@@ -57,6 +57,15 @@ TEST_F(CtlStream, a_sweep_that_is_killed_leaves_its_rows_in_the_pipe) {
     EXPECT_TRUE(read_file("rows").ends_with("\n"));
 }
 
+TEST_F(CtlStream, a_spectrum_that_is_killed_leaves_its_legs_in_the_pipe) {
+    (void)killed("spectrum --if 950M-1000M --format jsonl", 1);
+    const auto legs = lines_of("rows");
+    ASSERT_GE(legs.size(), 1U);
+    EXPECT_LT(legs.size(), 5U) << "it was killed before the end";
+    EXPECT_EQ(breaks_schema(json::parse(legs[0]), "spectrum-leg"), "");
+    EXPECT_EQ(json::parse(legs[0]).at("complete"), true);
+}
+
 TEST_F(CtlStream, and_in_json_lines_and_in_text) {
     (void)killed("sweep Sky --format jsonl", 2);
     const auto rows = lines_of("rows");
