@@ -30,6 +30,8 @@ ExitStatus run_job(const Job &job, Program &program) {
         return ended_by(error, ExitStatus::nothing_found);
     } catch (const ReaderGone &) {
         return ExitStatus::reader_gone;
+    } catch (const WritingStopped &stop) {
+        return ended_by(stop, ExitStatus::cancelled);
     } catch (const std::exception &error) {
         return ended_by(error, ExitStatus::internal_error);
     }

@@ -153,6 +153,9 @@ void ReplacedFile::publish() {
 void ReplacedFile::fail(int error) const {
     const std::string message =
         fmt::format("{} cannot be written: {}", title_, std::strerror(error));
+    if (error == EINTR) {
+        throw WritingStopped(fmt::format("cancelled before {} could be written", title_));
+    }
     if (error == EPIPE && to_standard_output_) {
         throw ReaderGone(message);
     }

@@ -22,6 +22,11 @@ class ReaderGone : public OutputError {
     using OutputError::OutputError;
 };
 
+// A signal ended the wait for somebody who reads.
+class WritingStopped : public OutputError {
+    using OutputError::OutputError;
+};
+
 // The file that a name stands for: symbolic links are followed, also one to a file that is not
 // there yet.
 std::string file_behind(const std::string &name);

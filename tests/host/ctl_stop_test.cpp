@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <string>
@@ -77,6 +78,21 @@ TEST_F(CtlStop, an_hour_of_standby_is_not_waited_for) {
         "while ! grep -q 'gpio 6 0' trace.part && kill -0 $!; do sleep 0.02; done "
         "2>/dev/null\nkill -INT $!\nwait $!");
     EXPECT_EQ(run.status, 130) << read_file("err");
+}
+
+// Opening a pipe to write waits for one who reads.
+TEST_F(CtlStop, a_pipe_that_nobody_reads_is_not_waited_for) {
+    for (const char *option : {"-o", "--trace", "--driver-log"}) {
+        for (const char *signal : {"INT", "TERM", "HUP", "QUIT"}) {
+            const Outcome run = shell(fmt::format(
+                "[ -p pipe ] || mkfifo pipe\nset -m\n\"$CTL\" info {} pipe >out 2>err &\n"
+                "while ! grep -q wait_for_partner /proc/$!/wchan && kill -0 $!; do sleep 0.02; "
+                "done 2>/dev/null\nkill -{} $!\nwait $!",
+                option, signal));
+            EXPECT_EQ(run.status, 130) << option << ' ' << signal;
+            EXPECT_THAT(read_file("err"), HasSubstr("cancelled before")) << option << ' ' << signal;
+        }
+    }
 }
 
 TEST_F(CtlStop, no_number_is_no_time) {
