@@ -206,11 +206,8 @@ void present_registers(Output &output, const std::vector<RegisterReading> &readi
                  [&] {
                      Json whole{{"schema", "ds3000.registers/1"},
                                 {"access", access == Access::write ? "write" : "read"},
-                                {"started", state.start_up},
-                                {"complete", cut_short_by.empty()}};
-                     if (!cut_short_by.empty()) {
-                         whole["reason"] = cut_short_by;
-                     }
+                                {"started", state.start_up}};
+                     whole.update(completeness(cut_short_by));
                      whole["registers"] = objects;
                      return whole;
                  },

@@ -94,10 +94,7 @@ Json complaint_json(const sim::Complaint &complaint) {
 
 // All but the rows.
 Json summary_json(const SweepReport &report) {
-    Json json{{"complete", report.complete()}};
-    if (!report.complete()) {
-        json["reason"] = report.cut_short_by;
-    }
+    Json json = completeness(report.cut_short_by);
     json["tables"] = Json::array();
     for (const Table &table : report.tables) {
         Json entry{{"table", table.name}};

@@ -71,11 +71,8 @@ Json bands_json(const std::vector<FoundBand> &bands) {
 Json search_json(const Detection &detection) {
     Json json{{"from_mhz", detection.range.from_mhz},
               {"to_mhz", detection.range.to_mhz},
-              {"command_sent", detection.command_sent},
-              {"complete", detection.cut_short_by.empty()}};
-    if (!detection.cut_short_by.empty()) {
-        json["reason"] = detection.cut_short_by;
-    }
+              {"command_sent", detection.command_sent}};
+    json.update(completeness(detection.cut_short_by));
     json["duration_ms"] = detection.duration_ms;
     return json;
 }

@@ -124,10 +124,7 @@ Json comparison_json(const ScanResult &result) {
 }
 
 Json summary_json(const ScanResult &result) {
-    Json json{{"complete", result.complete()}};
-    if (!result.complete()) {
-        json["reason"] = result.cut_short_by;
-    }
+    Json json = completeness(result.cut_short_by);
     if (!result.note.empty()) {
         json["note"] = result.note;
     }

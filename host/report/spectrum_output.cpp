@@ -97,10 +97,7 @@ std::vector<Json> measured_objects(const SpectrumResult &result) {
 }
 
 Json measurement_json(const SpectrumResult &result, const SpectrumView &view) {
-    Json json{{"complete", result.complete()}};
-    if (!result.complete()) {
-        json["reason"] = result.cut_short_by;
-    }
+    Json json = completeness(result.cut_short_by);
     if (!result.note.empty()) {
         json["note"] = result.note;
     }

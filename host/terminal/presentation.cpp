@@ -88,6 +88,14 @@ Json tagged(std::string_view schema, const Json &members) {
     return json;
 }
 
+Json completeness(std::string_view cut_short_by) {
+    Json json{{"complete", cut_short_by.empty()}};
+    if (!cut_short_by.empty()) {
+        json["reason"] = cut_short_by;
+    }
+    return json;
+}
+
 std::vector<Json> all_tagged(std::string_view schema, const std::vector<Json> &objects) {
     std::vector<Json> lines;
     lines.reserve(objects.size());

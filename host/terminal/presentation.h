@@ -61,4 +61,7 @@ void write_labelled(Output &output, std::size_t width,
 Json tagged(std::string_view schema, const Json &members);
 std::vector<Json> all_tagged(std::string_view schema, const std::vector<Json> &objects);
 
+// How far a piece of work came: "complete", and the "reason" where something cut it short.
+Json completeness(std::string_view cut_short_by);
+
 }  // namespace host
