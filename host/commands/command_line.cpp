@@ -143,6 +143,13 @@ void add_target_options(CLI::App &command, TargetOptions &options) {
     command.add_option("--system", options.system, "dvbs or dvbs2");
 }
 
+void add_user_band_options(CLI::App &command, UserBandOptions &options) {
+    command.add_option("--user-band", options.user_band,
+                       "INDEX:FREQ or INDEX:FREQ:BANK; auto searches and takes the first");
+    add_choice<Position>(command, "--position", options.position,
+                         {{"A", Position::a}, {"B", Position::b}}, "the unit's dish: A or B");
+}
+
 void add_doctor(CLI::App &app, Job &job) {
     CLI::App *doctor = app.add_subcommand(
         "doctor", "Examine a board step by step and say what to do about what is wrong");
@@ -364,11 +371,8 @@ void add_unicable_tune(CLI::App &unicable, Job &job) {
         "tune", "Tune to one transponder through a user band and report the lock");
     const auto options = std::make_shared<UnicableTuneOptions>();
     add_target_options(*tune, options->target);
-    tune->add_option("--user-band", options->user_band,
-                     "INDEX:FREQ or INDEX:FREQ:BANK; auto searches and takes the first")
-        ->required();
-    add_choice<Position>(*tune, "--position", options->position,
-                         {{"A", Position::a}, {"B", Position::b}}, "the unit's dish: A or B");
+    add_user_band_options(*tune, options->band);
+    tune->get_option("--user-band")->required();
     tune->add_option("--timeout", options->timeout_s,
                      "seconds to wait for lock after each channel change")
         ->check(seconds_from(least_timeout_s))

@@ -8,28 +8,13 @@
 #include "host/cable/describe.h"
 #include "host/cable/frequency.h"
 #include "host/commands/reception_output.h"
-#include "host/tables/catalogue.h"
+#include "host/commands/tune_way.h"
+#include "host/session/channel.h"
 #include "host/terminal/presentation.h"
 
 namespace host {
 
 namespace {
-
-// The way to a target on a board.
-struct Way {
-    broadcast::Lnb lnb;
-    tune_request request;
-    TunePlan plan;
-};
-
-// The result as it grows: what was asked for, what became of it.
-Json begin_result(const Target &target, const broadcast::Lnb &lnb, const TunePlan &plan) {
-    Json result{{"schema", "ds3000.tune/1"}};
-    result.update(json_of(target));
-    result["lnb"] = json_of(lnb);
-    result["plan"] = json_of(plan);
-    return result;
-}
 
 std::string yes_no(bool value) { return value ? "yes" : "no"; }
 
@@ -50,7 +35,7 @@ void write_plan_text(Output &output, const Target &target, const broadcast::Lnb 
     line("switch bytes", plan.switch_pos != 0 ? switch_bytes(plan) : "none");
 }
 
-void write_text(Output &output, const Json &result, const Target &target, const Way &way,
+void write_text(Output &output, const Json &result, const Target &target, const TuneWay &way,
                 const Reception &reception) {
     write_fact(output, "transponder", headline(target.transponder));
     write_fact(output, "path", summary(way.lnb, way.plan));
@@ -77,31 +62,9 @@ void refuse_answer(TuneAnswer answer, const TunePlan &plan) {
     }
 }
 
-void point_dish(Workbench &rig, const Program &program, const Target &target) {
-    SimulatedBoard *simulated = rig.board().simulated();
-    if (target.table) {
-        rig.point_at(satellite_of(target), program.options.switch_port);
-    } else if (simulated != nullptr && simulated->is_demo()) {
-        rig.point_at(demo_satellite(), program.options.switch_port);
-    }
-}
-
-// Choose the way, and arrange a simulated world for it.
-Way prepare(Workbench &rig, const Program &program, const Target &target) {
-    const LnbSource lnbs(program.chosen_lnb(), rig.board().fitted_lnb(), {target.transponder});
-    Way way{lnbs.for_transponder(target.transponder), {}, {}};
-    way.request = request_for(target.transponder, way.lnb, program.options.switch_port);
-    way.plan = plan_tune(way.request);
-    rig.fit_lnb(way.lnb);
-    point_dish(rig, program, target);
-    program.console.detail(
-        fmt::format("{}: {}", headline(target.transponder), summary(way.lnb, way.plan)));
-    return way;
-}
-
-void show_reception(Output &output, const Target &target, const Way &way, Via via,
+void show_reception(Output &output, const Target &target, const TuneWay &way, Via via,
                     Reception &reception, Workbench &rig) {
-    Json result = begin_result(target, way.lnb, way.plan);
+    Json result = tagged("ds3000.tune/1", json_of(target, way.lnb, way.plan));
     add_reception(result, reception, rig);
     result["via"] = via == Via::chip ? "chip" : "plugin";
     present(output,
@@ -138,7 +101,7 @@ ExitStatus status_of(const Reception &reception, const Program &program) {
 ExitStatus tune_with_plugin(Program &program, const TuneOptions &options, const Target &target) {
     Output output(program.options.format, program.options.output);
     Rig rig(program.rig_options(), program.console);
-    const Way way = prepare(rig, program, target);
+    const TuneWay way = prepare_way(rig, program, target);
     return rig.run([&](Session &session) {
         refuse_answer(session.tune(way.request), way.plan);
         Reception reception;
@@ -165,11 +128,9 @@ void refuse_to_keep_supply(HostBoard &board) {
     }
 }
 
-Reception receive_with_chips(ChipSession &session, const Way &way, const TuneOptions &options,
+Reception receive_with_chips(ChipSession &session, const TuneWay &way, const TuneOptions &options,
                              ChipRig &rig, Console &console) {
-    ChipSession::receive_directly();
-    session.select(leg_of(way.plan));
-    set_up_channel(way.plan);
+    tune_directly(session, way.plan);
     Reception reception =
         ChipReceptionReader(way.plan).await_lock(patience_of(options, rig, console));
     console.progress("");
@@ -189,7 +150,7 @@ ExitStatus tune_with_chips(Program &program, const TuneOptions &options, const T
     if (options.keep_lnb_power) {
         refuse_to_keep_supply(rig.board());
     }
-    const Way way = prepare(rig, program, target);
+    const TuneWay way = prepare_way(rig, program, target);
     if (way.plan.refusal) {
         throw Failure(ExitStatus::outside_limits, *way.plan.refusal);
     }
@@ -220,8 +181,7 @@ ExitStatus show_plan(Program &program, const Target &target) {
     const broadcast::Lnb &lnb = lnbs.for_transponder(target.transponder);
     const TunePlan plan =
         plan_tune(request_for(target.transponder, lnb, program.options.switch_port));
-    Json result = begin_result(target, lnb, plan);
-    result["schema"] = "ds3000.plan/1";
+    Json result = tagged("ds3000.plan/1", json_of(target, lnb, plan));
     result["accepted"] = !plan.refusal;
     present(output, {.text = [&](Output &text) { write_plan_text(text, target, lnb, plan); },
                      .json = [&result] { return result; },

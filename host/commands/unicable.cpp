@@ -10,7 +10,7 @@
 
 #include "host/cable/describe.h"
 #include "host/cable/user_band.h"
-#include "host/commands/unicable_tune.h"
+#include "host/commands/unicable_way.h"
 #include "host/session/pace.h"
 #include "host/session/rig.h"
 #include "host/session/unicable_search.h"
