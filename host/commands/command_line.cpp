@@ -16,6 +16,7 @@
 #include "host/commands/doctor.h"
 #include "host/commands/info.h"
 #include "host/commands/list.h"
+#include "host/commands/monitor.h"
 #include "host/commands/reg.h"
 #include "host/commands/replay.h"
 #include "host/commands/scan.h"
@@ -42,6 +43,7 @@ constexpr const char *exit_statuses = R"(Exit status:
   3    plug-in or board cannot be loaded
   4    hardware absent or wrong identity
   5    no lock in time
+  6    lock lost while it was watched
   7    nothing found
   8    bad input file
   9    outside the limits
@@ -257,6 +259,24 @@ void add_tune(CLI::App &app, Job &job) {
         options->timeout_given = timeout->count() > 0;
         job = [options](Program &program) { return run_tune(program, *options); };
     });
+}
+
+void add_watch_options(CLI::App &command, WatchOptions &options) {
+    command.add_option("--every", options.every_s, "seconds from reading to reading; default: 1")
+        ->check(seconds_from(least_timeout_s));
+    command.add_option("--for", options.for_s, "seconds to watch; default: until it is stopped")
+        ->check(seconds_from(least_timeout_s));
+}
+
+void add_monitor(CLI::App &app, Job &job) {
+    CLI::App *monitor = app.add_subcommand(
+        "monitor", "Stay on one transponder and show how its reception does, to align a dish by");
+    const auto options = std::make_shared<MonitorOptions>();
+    add_target_options(*monitor, options->target);
+    add_user_band_options(*monitor, options->band);
+    monitor->get_option("--position")->needs(monitor->get_option("--user-band"));
+    add_watch_options(*monitor, options->watch);
+    ask_for(job, *monitor, options, run_monitor);
 }
 
 void add_sweep(CLI::App &app, Job &job) {
@@ -539,6 +559,7 @@ void add_commands(CLI::App &app, Job &job) {
     add_doctor(app, job);
     add_info(app, job);
     add_list(app, job);
+    add_monitor(app, job);
     add_reg(app, job);
     add_trace(app, job);
     add_tune(app, job);

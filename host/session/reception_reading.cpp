@@ -36,8 +36,6 @@ QualityReading judged(int quality_db, const SignalInfo &signal) {
     return {quality_db, signal, needed_db(signal)};
 }
 
-double hundredths(double value) { return std::round(value * 100) / 100; }
-
 }  // namespace
 
 std::optional<double> QualityReading::margin_db() const {
@@ -49,6 +47,8 @@ QualityReading measure_quality() {
     pause_ms(settling_ms);
     return judged(measure_quality_db(), read_signal_info());
 }
+
+double hundredths(double value) { return std::round(value * 100) / 100; }
 
 std::int32_t drift_that_moves(const TunePlan &plan, std::int32_t above_khz) {
     return plan.inverted ? above_khz : -above_khz;

@@ -27,6 +27,9 @@ struct QualityReading {
 // Ask the chip layer, which must hold a locked channel, when the figures have settled.
 QualityReading measure_quality();
 
+// A value as JSON has it that is no finer: rounded to hundredths.
+double hundredths(double value);
+
 // How far the LNB's oscillator is off when the carrier of a plan lies so far above its place: an
 // oscillator above the band moves the carrier with it, one below it the other way.
 std::int32_t drift_that_moves(const TunePlan &plan, std::int32_t above_khz);

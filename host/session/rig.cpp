@@ -87,7 +87,9 @@ ExitStatus Workbench::live(BoardWatch::Work work, const std::function<ExitStatus
         log_.show_recent(driver_heading);
         throw;
     }
-    if (status != ExitStatus::done && status != ExitStatus::cancelled) {
+    // A lock that was there and went is not the driver's doing.
+    if (status != ExitStatus::done && status != ExitStatus::cancelled &&
+        status != ExitStatus::lock_lost) {
         log_.show_recent(driver_heading);
     }
     board_->finish();

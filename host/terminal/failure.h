@@ -14,6 +14,7 @@ enum class ExitStatus : int {
     not_loadable = 3,
     hardware_absent = 4,
     no_lock = 5,
+    lock_lost = 6,
     nothing_found = 7,
     bad_input = 8,
     outside_limits = 9,

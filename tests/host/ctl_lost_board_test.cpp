@@ -140,6 +140,16 @@ TEST_P(LostBoard, ends_a_tune_with_the_chips_and_its_supply) {
     EXPECT_EQ(run.err.find("stays supplied"), std::string::npos);
 }
 
+TEST_P(LostBoard, ends_a_monitor_whose_readings_are_true) {
+    const json watched = ends_soon("monitor Table 1");
+    EXPECT_EQ(breaks_schema(watched, "monitor"), "");
+    EXPECT_EQ(watched.at("complete"), false);
+    EXPECT_EQ(watched.at("reason"), GetParam().reason);
+    EXPECT_LE(last_time_s(), (GetParam().from_ms + longest_ms) / 1000.0);
+    EXPECT_EQ(watched.at("readings").at(10).at("locked"), true);
+    EXPECT_LE(watched.at("losses"), 1) << "that of the chips which lost their set-up";
+}
+
 TEST_P(LostBoard, is_what_a_doctor_says) {
     const json findings = ends_soon("doctor Table 1 --watch 3600");
     EXPECT_EQ(breaks_schema(findings, "doctor"), "");

@@ -43,6 +43,10 @@ TEST_P(CtlStopSignal, ends_a_tune_with_the_supply_off) {
                          "--timeout 3600")));
 }
 
+TEST_P(CtlStopSignal, ends_a_monitor_with_the_supply_off) {
+    expect_end(shell(stopped_by(GetParam(), "monitor Astra-19.2E 1 --every 3600")));
+}
+
 INSTANTIATE_TEST_SUITE_P(Signals, CtlStopSignal, testing::Values("INT", "TERM", "HUP", "QUIT"));
 
 TEST_F(CtlStop, nohup_is_respected) {
@@ -96,8 +100,8 @@ TEST_F(CtlStop, a_pipe_that_nobody_reads_is_not_waited_for) {
 }
 
 TEST_F(CtlStop, no_number_is_no_time) {
-    for (const char *option :
-         {"tune Astra-19.2E 1 --timeout", "doctor --watch", "doctor --standby"}) {
+    for (const char *option : {"tune Astra-19.2E 1 --timeout", "doctor --watch", "doctor --standby",
+                               "monitor Astra-19.2E 1 --every", "monitor Astra-19.2E 1 --for"}) {
         for (const char *seconds : {"nan", "inf", "-nan"}) {
             const Outcome run = ctl(std::string(option) + " " + seconds);
             EXPECT_EQ(run.status, 2) << option << ' ' << seconds;

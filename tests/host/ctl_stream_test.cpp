@@ -105,6 +105,13 @@ TEST_F(CtlStream, an_examination_that_is_killed_leaves_its_steps) {
     EXPECT_EQ(parse_json(rows[1]).at("step"), "bus");
 }
 
+TEST_F(CtlStream, a_monitor_that_is_killed_leaves_its_readings) {
+    (void)killed("monitor Sky 2 --every 0.1 --format jsonl", 2);
+    const auto rows = lines_of("rows");
+    ASSERT_GE(rows.size(), 2U);
+    EXPECT_EQ(breaks_schema(parse_json(rows[1]), "monitor-reading"), "");
+}
+
 TEST_F(CtlStream, json_lines_of_an_examination_end_with_its_summary) {
     ASSERT_EQ(ctl("doctor --format jsonl -o rows").status, 0);
     const auto rows = lines_of("rows");
