@@ -262,10 +262,14 @@ void add_tune(CLI::App &app, Job &job) {
 }
 
 void add_watch_options(CLI::App &command, WatchOptions &options) {
-    command.add_option("--every", options.every_s, "seconds from reading to reading; default: 1")
+    command
+        .add_option("--every", options.every_s,
+                    "seconds from reading to reading; default: 1, on a screen 0.2")
         ->check(seconds_from(least_timeout_s));
     command.add_option("--for", options.for_s, "seconds to watch; default: until it is stopped")
         ->check(seconds_from(least_timeout_s));
+    command.add_flag("--tone", options.tone,
+                     "on a screen: ring the terminal's bell, the faster the better the reception");
 }
 
 void add_monitor(CLI::App &app, Job &job) {

@@ -18,9 +18,6 @@ constexpr double least_lift_db = 3;
 // A lock that takes longer is late: the slowest of the simulated receiver's takes half of it.
 constexpr std::uint64_t late_lock_ms = 1'000;
 
-// Less than this above the threshold, and a shower takes the picture.
-constexpr double little_margin_db = 2;
-
 // An LNB this far off takes a good part of the 4000 kHz within which the driver believes a lock.
 constexpr std::int32_t much_drift_khz = 1'500;
 

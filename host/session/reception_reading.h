@@ -15,6 +15,9 @@
 
 namespace host {
 
+// Less than this above the threshold, and a shower takes the picture.
+inline constexpr double little_margin_db = 2;
+
 // What a lock is worth.
 struct QualityReading {
     int quality_db = 0;                  // C/N, whole dB

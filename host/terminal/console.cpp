@@ -57,6 +57,10 @@ void Console::say(std::string_view text) {
         return;
     }
     const std::lock_guard lock(mutex_);
+    if (held_) {
+        *held_ += text;
+        return;
+    }
     clear_progress();
     fmt::print(people_.get(), "{}", trace::printable(text));
     std::fflush(people_.get());
@@ -67,6 +71,22 @@ void Console::clear_progress() {
         fmt::print(people_.get(), "\r\x1b[K");
         progress_shown_ = false;
     }
+}
+
+Console::Hold::Hold(Console &console) : console_(console) {
+    const std::lock_guard lock(console_.mutex_);
+    console_.clear_progress();
+    console_.held_.emplace();
+}
+
+Console::Hold::~Hold() {
+    std::string text;
+    {
+        const std::lock_guard lock(console_.mutex_);
+        text.swap(*console_.held_);
+        console_.held_.reset();
+    }
+    console_.say(text);
 }
 
 }  // namespace host

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -33,7 +34,19 @@ class Console {
     // The one updating line of a terminal, cut to its width, so what matters most comes first;
     // nothing when standard error is none, or under -q.
     void progress(std::string_view text);
-    [[nodiscard]] bool shows_progress() const { return terminal_ && !quiet_; }
+    [[nodiscard]] bool shows_progress() const { return terminal_ && !quiet_ && !held_; }
+
+    // While one exists, what is said waits until it goes: somebody else has the terminal.
+    class Hold {
+     public:
+        explicit Hold(Console &console);
+        Hold(const Hold &) = delete;
+        Hold &operator=(const Hold &) = delete;
+        ~Hold();
+
+     private:
+        Console &console_;
+    };
 
  private:
     void say(std::string_view text);
@@ -45,6 +58,7 @@ class Console {
     bool quiet_ = false;
     bool verbose_ = false;
     bool progress_shown_ = false;
+    std::optional<std::string> held_;  // what waits, while somebody holds
 };
 
 }  // namespace host

@@ -28,6 +28,7 @@ std::atomic<void (*)()> hook{nullptr};
 static_assert(std::atomic<void (*)()>::is_always_lock_free, "the signal handler reads it");
 
 std::atomic<void (*)()> last_resort{nullptr};
+std::atomic<void (*)()> leave_hook{nullptr};
 
 constexpr unsigned most_nudges = 100;
 std::atomic<unsigned> nudges{0};  // of the call that blocks
@@ -41,7 +42,13 @@ void nudge_every(suseconds_t us) {
     ::setitimer(ITIMER_REAL, &interval, nullptr);
 }
 
+[[noreturn]] void leave() {
+    run_leave_hook();
+    _exit(static_cast<int>(ExitStatus::cancelled));
+}
+
 [[noreturn]] void leave_for_good() {
+    run_leave_hook();
     if (void (*const function)() = last_resort.load()) {
         function();
     }
@@ -65,7 +72,7 @@ void pass_on_nudge(int) {
 void remember_interrupt(int signal) {
     if (interrupted.exchange(true)) {
         if (signal != SIGHUP) {
-            _exit(static_cast<int>(ExitStatus::cancelled));
+            leave();
         }
         return;
     }
@@ -120,6 +127,16 @@ InterruptHook::~InterruptHook() { hook = nullptr; }
 LastResort::LastResort(void (*function)()) { last_resort = function; }
 
 LastResort::~LastResort() { last_resort = nullptr; }
+
+LeaveHook::LeaveHook(void (*function)()) { leave_hook = function; }
+
+LeaveHook::~LeaveHook() { leave_hook = nullptr; }
+
+void run_leave_hook() {
+    if (void (*const function)() = leave_hook.exchange(nullptr)) {
+        function();
+    }
+}
 
 BlockingCall::BlockingCall() {
     nudges = 0;

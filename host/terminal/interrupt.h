@@ -54,4 +54,18 @@ class LastResort {
     ~LastResort();
 };
 
+// While one exists, what is to be done before the program leaves from within a signal handler, for
+// whatever reason: a second signal, a call that does not come back, an error that kills it. It may
+// do what is safe there. At most one exists.
+class LeaveHook {
+ public:
+    explicit LeaveHook(void (*function)());
+    LeaveHook(const LeaveHook &) = delete;
+    LeaveHook &operator=(const LeaveHook &) = delete;
+    ~LeaveHook();
+};
+
+// Do it; for signal handlers.
+void run_leave_hook();
+
 }  // namespace host

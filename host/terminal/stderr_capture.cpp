@@ -16,6 +16,8 @@
 #include <system_error>
 #include <vector>
 
+#include "host/terminal/interrupt.h"
+
 // A sanitizer's report is for the person who started the program.
 extern "C" __attribute__((weak)) void __sanitizer_set_report_fd(void *descriptor);
 
@@ -43,6 +45,7 @@ constexpr std::array<int, 3> deadly_signals{SIGABRT, SIGSEGV, SIGBUS};
 
 // Only calls that are safe in a signal handler.
 void release_capture(int signal) {
+    run_leave_hook();
     std::array<char, 512> part{};
     off_t place = taken;
     for (ssize_t got = 0; (got = ::pread(memory_in_force, part.data(), part.size(), place)) > 0;) {
