@@ -239,6 +239,21 @@ void add_trace(CLI::App &app, Job &job) {
     add_trace_export(*trace, job);
 }
 
+// Returns what it added.
+std::vector<CLI::Option *> add_watch_options(CLI::App &command, WatchOptions &options) {
+    return {
+        command
+            .add_option("--every", options.every_s,
+                        "seconds from reading to reading; default: 1, on a screen 0.2")
+            ->check(seconds_from(least_timeout_s)),
+        command
+            .add_option("--for", options.for_s, "seconds to watch; default: until it is stopped")
+            ->check(seconds_from(least_timeout_s)),
+        command.add_flag(
+            "--tone", options.tone,
+            "on a screen: ring the terminal's bell, the faster the better the reception")};
+}
+
 void add_tune(CLI::App &app, Job &job) {
     CLI::App *tune = app.add_subcommand(
         "tune", "Tune to one transponder, by numbers or by a table's row, and report the lock");
@@ -255,21 +270,15 @@ void add_tune(CLI::App &app, Job &job) {
         "plugin, as a receiver does (default), or chip, which tells margin and MODCOD");
     tune->add_flag("--keep-lnb-power", options->keep_lnb_power,
                    "leave the LNB supplied and the chips tuned at the end; goes --via chip");
+    CLI::Option *watch = tune->add_flag("--watch", options->watch,
+                                        "with lock, go on as monitor does; goes --via chip");
+    for (CLI::Option *option : add_watch_options(*tune, options->watching)) {
+        option->needs(watch);
+    }
     tune->callback([&job, options, timeout] {
         options->timeout_given = timeout->count() > 0;
         job = [options](Program &program) { return run_tune(program, *options); };
     });
-}
-
-void add_watch_options(CLI::App &command, WatchOptions &options) {
-    command
-        .add_option("--every", options.every_s,
-                    "seconds from reading to reading; default: 1, on a screen 0.2")
-        ->check(seconds_from(least_timeout_s));
-    command.add_option("--for", options.for_s, "seconds to watch; default: until it is stopped")
-        ->check(seconds_from(least_timeout_s));
-    command.add_flag("--tone", options.tone,
-                     "on a screen: ring the terminal's bell, the faster the better the reception");
 }
 
 void add_monitor(CLI::App &app, Job &job) {

@@ -62,20 +62,25 @@ void refuse_answer(TuneAnswer answer, const TunePlan &plan) {
     }
 }
 
-void show_reception(Output &output, const Target &target, const TuneWay &way, Via via,
-                    Reception &reception, Workbench &rig) {
+Json result_of(const Target &target, const TuneWay &way, Via via, Reception &reception,
+               Workbench &rig) {
     Json result = tagged("ds3000.tune/1", json_of(target, way.lnb, way.plan));
     add_reception(result, reception, rig);
     result["via"] = via == Via::chip ? "chip" : "plugin";
-    present(output,
-            {.text = [&](Output &text) { write_text(text, result, target, way, reception); },
-             .json = [&result] { return result; },
-             .sheet =
-                 [&result] {
-                     Json flat = result;
-                     spread(flat, "signal");
-                     return sheet_of(flat);
-                 }});
+    return result;
+}
+
+// Of things that outlive it.
+Presentation presentation_of(const Json &result, const Target &target, const TuneWay &way,
+                             const Reception &reception) {
+    return {.text = [&](Output &text) { write_text(text, result, target, way, reception); },
+            .json = [&result] { return result; },
+            .sheet =
+                [&result] {
+                    Json flat = result;
+                    spread(flat, "signal");
+                    return sheet_of(flat);
+                }};
 }
 
 // When to give up waiting for lock. It shows how long has been waited.
@@ -115,7 +120,8 @@ ExitStatus tune_with_plugin(Program &program, const TuneOptions &options, const 
         Session::settle([&rig] { return rig.must_end(); });
         rig.look();
         reception.reading = PublishedReception(session).read();
-        show_reception(output, target, way, Via::plugin, reception, rig);
+        const Json result = result_of(target, way, Via::plugin, reception, rig);
+        present(output, presentation_of(result, target, way, reception));
         return status_of(reception, program);
     });
 }
@@ -128,11 +134,10 @@ void refuse_to_keep_supply(HostBoard &board) {
     }
 }
 
-Reception receive_with_chips(ChipSession &session, const TuneWay &way, const TuneOptions &options,
-                             ChipRig &rig, Console &console) {
+Reception receive_with_chips(ChipSession &session, ChipReceptionReader &reader, const TuneWay &way,
+                             const TuneOptions &options, ChipRig &rig, Console &console) {
     tune_directly(session, way.plan);
-    Reception reception =
-        ChipReceptionReader(way.plan).await_lock(patience_of(options, rig, console));
+    Reception reception = reader.await_lock(patience_of(options, rig, console));
     console.progress("");
     rig.look();
     if (rig.must_end()) {
@@ -142,11 +147,60 @@ Reception receive_with_chips(ChipSession &session, const TuneWay &way, const Tun
     return reception;
 }
 
+// Show what became of a tune, stay on it and show that: in JSON as one, else as it comes.
+ExitStatus show_and_watch(const Program &program, ChipRig &rig, ChipSession &session,
+                          ChipReceptionReader &reader, const WatchedChannel &channel,
+                          const WatchOptions &options, Output &output, const Presentation &tune) {
+    if (output.format() == Format::text) {
+        tune.text(output);
+    } else if (output.format() == Format::jsonl) {
+        output.json(tune.json());
+    }
+    output.flush();
+    MonitorWriter writer(output);
+    const MonitorReport report =
+        watch_channel(program, rig, session, reader, channel, options, writer);
+    if (output.format() == Format::json) {
+        Json whole = tune.json();
+        whole["watch"] = writer.whole(report);
+        output.json(whole);
+        output.finish();
+    } else {
+        writer.finish(report);
+    }
+    return status_of(report);
+}
+
+ExitStatus tune_in(Program &program, const TuneOptions &options, const Target &target,
+                   const TuneWay &way, ChipRig &rig, Output &output, ChipSession &session) {
+    ChipReceptionReader reader(way.plan);
+    Reception reception = receive_with_chips(session, reader, way, options, rig, program.console);
+    const Json result = result_of(target, way, Via::chip, reception, rig);
+    const Presentation tune = presentation_of(result, target, way, reception);
+    ExitStatus status = status_of(reception, program);
+    if (options.watch && reception.lock_ms && !rig.must_end()) {
+        status = show_and_watch(program, rig, session, reader,
+                                {.title = title_of(target),
+                                 .about = Json::object(),
+                                 .set_up = [&] { tune_directly(session, way.plan); }},
+                                options.watching, output, tune);
+    } else {
+        present(output, tune);
+    }
+    if (options.keep_lnb_power && !rig.must_end()) {
+        session.leave_running();
+        program.console.note("The LNB stays supplied and the chips stay tuned");
+    }
+    return program.interrupt.requested() ? ExitStatus::cancelled : status;
+}
+
 ExitStatus tune_with_chips(Program &program, const TuneOptions &options, const Target &target) {
     program.honour_only("tune --via chip",
                         {"board", "lnb", "switch", "real-time", "trace", "driver-log"});
+    const RigOptions set_up =
+        options.watch ? rig_options_for_watch(program, options.watching) : program.rig_options();
     Output output(program.options.format, program.options.output);
-    ChipRig rig(program.rig_options(), program.console);
+    ChipRig rig(set_up, program.console);
     if (options.keep_lnb_power) {
         refuse_to_keep_supply(rig.board());
     }
@@ -155,14 +209,7 @@ ExitStatus tune_with_chips(Program &program, const TuneOptions &options, const T
         throw Failure(ExitStatus::outside_limits, *way.plan.refusal);
     }
     return rig.run([&](ChipSession &session) {
-        Reception reception = receive_with_chips(session, way, options, rig, program.console);
-        show_reception(output, target, way, Via::chip, reception, rig);
-        if (options.keep_lnb_power && !rig.must_end()) {
-            session.leave_running();
-            program.console.note("The LNB stays supplied and the chips stay tuned");
-        }
-        return program.interrupt.requested() ? ExitStatus::cancelled
-                                             : status_of(reception, program);
+        return tune_in(program, options, target, way, rig, output, session);
     });
 }
 
@@ -193,7 +240,7 @@ ExitStatus show_plan(Program &program, const Target &target) {
 }
 
 Via via_of(const TuneOptions &options) {
-    return options.via.value_or(options.keep_lnb_power ? Via::chip : Via::plugin);
+    return options.via.value_or(options.keep_lnb_power || options.watch ? Via::chip : Via::plugin);
 }
 
 void check_options(const TuneOptions &options) {
@@ -205,6 +252,12 @@ void check_options(const TuneOptions &options) {
     refuse_with_plan(options.timeout_given, "--timeout");
     refuse_with_plan(options.via.has_value(), "--via");
     refuse_with_plan(options.keep_lnb_power, "--keep-lnb-power");
+    refuse_with_plan(options.watch, "--watch");
+    if (options.watch && via_of(options) == Via::plugin) {
+        refuse_usage(
+            "--watch cannot be honoured: the plug-in tells neither margin nor carrier nor errors, "
+            "and takes the same channel again for nothing new; --via chip can");
+    }
     if (options.keep_lnb_power && via_of(options) == Via::plugin) {
         refuse_usage(
             "--keep-lnb-power cannot be honoured: the plug-in switches the LNB supply off when it "
@@ -217,6 +270,10 @@ void check_options(const TuneOptions &options) {
 
 ExitStatus run_tune(Program &program, const TuneOptions &options) {
     check_options(options);
+    if (options.watch && program.options.format == Format::csv) {
+        refuse_usage(
+            "tune --watch has rows of two kinds; use --format text, json or jsonl, or monitor");
+    }
     const Target target = find_target("tune", options.target, program.console);
     const GlobalOptions global = at_port_of(target, program.options);
     Program at_port = program.with(global);

@@ -3,6 +3,7 @@
 
 #include <optional>
 
+#include "host/commands/monitor.h"
 #include "host/commands/program.h"
 #include "host/commands/target.h"
 
@@ -18,6 +19,8 @@ struct TuneOptions {
     bool timeout_given = false;
     bool show_plan = false;
     bool keep_lnb_power = false;
+    bool watch = false;  // stay on it once it has locked
+    WatchOptions watching;
 };
 
 ExitStatus run_tune(Program &program, const TuneOptions &options);

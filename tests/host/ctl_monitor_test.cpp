@@ -230,5 +230,58 @@ TEST_F(CtlMonitor, does_not_let_names_steer_the_terminal) {
     EXPECT_EQ(run.err.find('\x1B'), std::string::npos);
 }
 
+class TuneWatch : public CtlMonitor {
+ protected:
+    void SetUp() override { write_file("world.toml", carrier_and("")); }
+
+    [[nodiscard]] Outcome tune(const std::string &options) const {
+        return ctl(fmt::format("tune --board sim:world.toml {} {}", numbers, options));
+    }
+};
+
+TEST_F(TuneWatch, goes_on_as_a_monitor) {
+    run = tune("--watch --for 3 --format json");
+    EXPECT_EQ(run.status, 0) << run.err;
+    const json result = parse_json(run.out);
+    EXPECT_EQ(breaks_schema(result, "tune"), "");
+    EXPECT_EQ(result.at("via"), "chip");
+    ASSERT_EQ(result.at("watch").at("readings").size(), 3U);
+    EXPECT_TRUE(result.at("watch").at("readings").front().contains("strength_percent"))
+        << "the tune has read sixteen times";
+}
+
+TEST_F(TuneWatch, shows_the_tune_first) {
+    const auto rows = lines(tune("--watch --for 2 --format jsonl").out);
+    ASSERT_EQ(rows.size(), 4U);
+    EXPECT_EQ(breaks_schema(parse_json(rows[0]), "tune"), "");
+    EXPECT_EQ(breaks_schema(parse_json(rows[1]), "monitor-reading"), "");
+    EXPECT_EQ(parse_json(rows[3]).at("schema"), "ds3000.monitor.summary/1");
+    EXPECT_THAT(tune("--watch --for 2").out, StartsWith("transponder "));
+}
+
+TEST_F(TuneWatch, does_not_watch_what_has_no_lock) {
+    write_file("world.toml", "");
+    run = tune("--watch --timeout 1 --format json");
+    EXPECT_EQ(run.status, 5);
+    EXPECT_FALSE(parse_json(run.out).contains("watch"));
+}
+
+TEST_F(TuneWatch, can_leave_the_lnb_supplied) {
+    run = tune("--watch --for 2 --keep-lnb-power --trace trace");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.err, HasSubstr("stays supplied"));
+    const std::string trace = read_file("trace");
+    EXPECT_EQ(trace.find("gpio 6 0", trace.find("gpio 6 1")), std::string::npos);
+}
+
+TEST_F(TuneWatch, says_what_it_cannot_honour) {
+    EXPECT_THAT(tune("--watch --via plugin").err, HasSubstr("--watch cannot be honoured"));
+    EXPECT_THAT(tune("--watch --format csv").err, HasSubstr("rows of two kinds"));
+    EXPECT_THAT(tune("--watch --show-plan").err, HasSubstr("no use for --watch"));
+    EXPECT_THAT(tune("--every 1").err, HasSubstr("--watch"));
+    EXPECT_THAT(monitor("--tone").err, HasSubstr("--tone"));
+    EXPECT_THAT(monitor("--position B").err, HasSubstr("--user-band"));
+}
+
 }  // namespace
 }  // namespace tests
