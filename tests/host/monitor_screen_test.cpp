@@ -33,9 +33,9 @@ class MonitorScreen : public CtlTest {
         write_file("world.toml", carrier);
     }
 
-    // Shell commands around a terminal of this size in which the monitor runs. In them `await` waits
-    // until the terminal shows a pattern, `shown NAME` keeps what it shows in a file, `await_end`
-    // waits for the monitor's end, and $T is tmux.
+    // Shell commands around a terminal of this size in which the monitor runs. `await` waits until
+    // the terminal shows a pattern, `shown NAME` keeps what it shows in a file, `await_end` waits
+    // for the monitor's end, `monitor` is its process, and $T is tmux.
     [[nodiscard]] Outcome watched(int columns, int rows, const std::string &options,
                                   const std::string &commands) const {
         write_file(
