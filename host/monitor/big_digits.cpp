@@ -34,9 +34,9 @@ constexpr std::array figures{
 // clang-format on
 
 const Figure *figure_of(char character) {
-    const auto found = std::find_if(figures.begin(), figures.end(), [=](const Figure &figure) {
-        return figure.character == character;
-    });
+    const auto *const found =
+        std::find_if(figures.begin(), figures.end(),
+                     [=](const Figure &figure) { return figure.character == character; });
     return found == figures.end() ? nullptr : &*found;
 }
 

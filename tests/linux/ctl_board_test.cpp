@@ -144,9 +144,10 @@ class CtlBoardInRealTime : public CtlBoard {
         return last == transfers.rend() ? "" : *last;
     }
 
-    const std::string tune = std::string("tune ") + board_option +
-                             " --polarisation V --symbol-rate 22M --system dvbs2 --format json "
-                             "--frequency ";
+    const std::string numbers = std::string(board_option) +
+                                " --polarisation V --symbol-rate 22M --system dvbs2 --frequency ";
+    const std::string tune = "tune --format json " + numbers;
+    const std::string monitor = "monitor --format json " + numbers;
 
  private:
     board::VirtualClock clock_;
@@ -160,6 +161,32 @@ TEST_F(CtlBoardInRealTime, a_tune_locks_and_leaves_the_supply_off) {
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(parse_json(run.out).at("locked"), true) << run.out;
     EXPECT_EQ(std::count(adapter.transfers().begin(), adapter.transfers().end(), "0x0A w 44"), 1);
+    EXPECT_EQ(last_supply_command(), "0x0A w 00");
+}
+
+TEST_F(CtlBoardInRealTime, a_monitor_reads_and_leaves_the_supply_off) {
+    const Outcome run = folder.ctl(monitor + "10900M --for 2");
+
+    EXPECT_EQ(run.status, 0) << run.err;
+    const auto watched = parse_json(run.out);
+    EXPECT_EQ(breaks_schema(watched, "monitor"), "");
+    ASSERT_EQ(watched.at("readings").size(), 2U);
+    EXPECT_EQ(watched.at("readings").back().at("locked"), true);
+    EXPECT_EQ(last_supply_command(), "0x0A w 00");
+}
+
+TEST_F(CtlBoardInRealTime, a_signal_ends_a_monitor_soon) {
+    const Outcome run =
+        folder.shell("\"$CTL\" monitor --every 0.1 --format jsonl " + numbers +
+                     "10900M >rows &\n"
+                     "until grep -q locked rows || ! kill -0 $!; do sleep 0.05; done 2>/dev/null\n"
+                     "begin=$(date +%s%N)\nkill -TERM $!\nwait $!\nstatus=$?\n"
+                     "echo $((($(date +%s%N) - begin) / 1000000))\ntail -n 1 rows\nexit $status");
+
+    EXPECT_EQ(run.status, 130) << run.err;
+    // One poll, and the chips' way to sleep, on a loaded machine.
+    EXPECT_LT(std::stoi(run.out), 2'000);
+    EXPECT_EQ(parse_json(run.out.substr(run.out.find('{'))).at("reason"), "cancelled");
     EXPECT_EQ(last_supply_command(), "0x0A w 00");
 }
 
@@ -225,6 +252,15 @@ TEST_P(CtlLossInRealTime, ends_a_tune) {
 
     EXPECT_EQ(run.status, 4) << run.err;
     EXPECT_EQ(parse_json(run.out).at("reason"), GetParam().reason) << run.out;
+    EXPECT_EQ(last_supply_command(), "0x0A w 00");
+}
+
+TEST_P(CtlLossInRealTime, ends_a_monitor) {
+    const Outcome run = folder.ctl(monitor + "10900M");
+
+    EXPECT_EQ(run.status, 4) << run.err;
+    EXPECT_EQ(parse_json(run.out).at("reason"), GetParam().reason) << run.out;
+    EXPECT_LE(parse_json(run.out).at("watched_ms"), goes_at_ms + 5'000);
     EXPECT_EQ(last_supply_command(), "0x0A w 00");
 }
 
