@@ -22,7 +22,7 @@ void MeterScreen::attend(std::uint64_t time_ms) {
         draw();
     }
     const char key = screen_.take_key();
-    ended_ = ended_ || key == 'q' || key == 'Q';
+    ended_ = ended_ || key == 'q' || key == 'Q' || !screen_.is_there();
     if (meter_.face().sounds) {
         sound(time_ms);
     }

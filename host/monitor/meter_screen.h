@@ -21,7 +21,7 @@ class MeterScreen {
     // To be called at each poll.
     void attend(std::uint64_t time_ms);
 
-    // Whether the person at the screen has seen enough.
+    // Whether the person at the screen has seen enough, or is gone with it.
     [[nodiscard]] bool ended() const { return ended_; }
 
  private:

@@ -145,6 +145,8 @@ class CursesScreen final : public Screen {
         return terminal_ != nullptr && !capability("cup").empty();
     }
 
+    [[nodiscard]] bool is_there() const override { return ::isatty(STDOUT_FILENO) != 0; }
+
     [[nodiscard]] ScreenSize size() override {
         winsize size{};
         if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0 &&

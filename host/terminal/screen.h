@@ -16,6 +16,9 @@ class Screen {
     Screen &operator=(const Screen &) = delete;
     virtual ~Screen() = default;
 
+    // Whether there still is one: its window may have been closed without a word to the program.
+    [[nodiscard]] virtual bool is_there() const = 0;
+
     // As it is now: a person may have changed it.
     [[nodiscard]] virtual ScreenSize size() = 0;
 

@@ -118,6 +118,7 @@ TEST(Meter, keeps_the_best_and_the_last_errors_of_a_lock) {
 // What a terminal would see.
 class FakeScreen final : public host::Screen {
  public:
+    [[nodiscard]] bool is_there() const override { return there; }
     [[nodiscard]] host::ScreenSize size() override { return now; }
     [[nodiscard]] bool shows_blocks() const override { return true; }
     void show(const host::Picture &picture) override {
@@ -132,7 +133,18 @@ class FakeScreen final : public host::Screen {
     int drawings = 0;
     int rings = 0;
     char key = '\0';
+    bool there = true;
 };
+
+TEST(MeterScreen, ends_with_its_terminal) {
+    FakeScreen screen;
+    host::MeterScreen meter(screen, "", false);
+    meter.attend(50);
+    EXPECT_FALSE(meter.ended());
+    screen.there = false;
+    meter.attend(100);
+    EXPECT_TRUE(meter.ended());
+}
 
 TEST(MeterScreen, follows_the_size_of_the_terminal) {
     FakeScreen screen;

@@ -132,6 +132,14 @@ TEST_F(MonitorDish, bars_rise_and_fall_with_the_dish) {
     EXPECT_THAT(read_file("low"), HasSubstr("│")) << "the peak is held";
 }
 
+// The shell around it keeps the signal that says so to itself.
+TEST_F(MonitorScreen, ends_when_its_terminal_is_gone) {
+    const Outcome run = watched(80, 24, "",
+                                "await 'LOCKED'\nmonitor=$(monitor)\n$T kill-server\n"
+                                "ended() { ! kill -0 $monitor; }\ntries ended 2>/dev/null\n");
+    EXPECT_EQ(run.status, 0) << run.err;
+}
+
 TEST_F(MonitorScreen, follows_the_size_of_the_terminal) {
     const Outcome run =
         watched(80, 24, "",
