@@ -117,7 +117,9 @@ void ReplacedFile::write(std::string_view text) {
         return;
     }
     empty_ = false;
-    if (std::fwrite(text.data(), 1, text.size(), file_.get()) != text.size()) {
+    // A line that a terminal does not take counts as written: it did fit into the buffer.
+    if (std::fwrite(text.data(), 1, text.size(), file_.get()) != text.size() ||
+        std::ferror(file_.get()) != 0) {
         remember_error();
     }
 }

@@ -144,6 +144,15 @@ TEST_F(MonitorScreen, ends_when_its_terminal_is_gone) {
     EXPECT_EQ(run.status, 0) << run.err;
 }
 
+TEST_F(MonitorScreen, lines_end_when_their_terminal_is_gone) {
+    const Outcome run = watched(80, 24, "",
+                                begun_anew(80, 24, "TERM=dumb") +
+                                    "await 'a line a reading'\nawait '^ .*locked'\n"
+                                    "monitor=$(monitor)\n$T kill-server\n"
+                                    "ended() { ! kill -0 $monitor; }\ntries ended 2>/dev/null\n");
+    EXPECT_EQ(run.status, 0) << run.err;
+}
+
 TEST_F(MonitorScreen, follows_the_size_of_the_terminal) {
     const Outcome run =
         watched(80, 24, "",
