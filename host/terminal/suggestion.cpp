@@ -35,8 +35,10 @@ std::size_t distance_between(std::string_view a, std::string_view b) {
 }  // namespace
 
 std::string did_you_mean(std::string_view word, const std::vector<std::string> &known) {
-    // One slip, or one in four letters of a long word.
-    const std::size_t most_slips = std::max<std::size_t>(1, word.size() / 4);
+    // One slip in a short word; two letters that changed places are two; more in long words.
+    constexpr std::size_t short_word = 3;
+    const std::size_t most_slips =
+        word.size() <= short_word ? 1 : std::max<std::size_t>(2, word.size() / 4);
     std::size_t least = most_slips + 1;
     std::string_view nearest;
     for (const std::string &candidate : known) {
