@@ -148,6 +148,8 @@ TEST_F(CtlFiles, a_file_of_the_run_is_never_written_to) {
         {"tune Known 1 --board replay:it.trace", {"Known", "it.trace"}},
         {"scan --board sim:world.toml --compare Known", {"world.toml", "Known", "Sky"}, true},
         {"scan --satellite Known", {"Known"}, true},
+        {"monitor Known 1", {"Known"}},
+        {"spectrum --compare Known", {"Known"}},
         {"doctor Known 1 --board sim:world.toml", {"Known", "world.toml", "Sky"}},
         {"list transponders Known", {"Known"}, false, false},
         {"trace show it.trace", {"it.trace"}, false, false},
