@@ -154,7 +154,7 @@ TEST_F(CtlStream, what_takes_time_shows_progress_on_a_terminal) {
 
 // The steps' names, and a word that is longer, go beyond.
 TEST_F(CtlStream, an_examination_keeps_to_the_terminal_s_width) {
-    for (const std::size_t columns : {40, 60, 200}) {
+    for (const std::size_t columns : {40U, 60U, 200U}) {
         const Outcome run = shell("script -qec \"stty cols " + std::to_string(columns) +
                                   "; '$CTL' -q doctor 2>/dev/null\" /dev/null");
         std::istringstream lines(run.out);
