@@ -202,8 +202,11 @@ TEST_F(CtlBoardInRealTime, info_names_node_and_chips) {
 }
 
 TEST_F(CtlBoardInRealTime, ctrl_c_leaves_the_supply_off) {
-    const Outcome run =
-        folder.shell("timeout --preserve-status -s INT 2 \"$CTL\" " + tune + "11100M --timeout 60");
+    const Outcome run = folder.shell(
+        "\"$CTL\" " + tune +
+        "11100M --timeout 60 --trace trace &\n"
+        "while ! grep -q 'idle_thread.* is off' trace.part && kill -0 $!; do sleep 0.05; done "
+        "2>/dev/null\nkill -INT $!\nwait $!");
 
     EXPECT_EQ(run.status, 130) << run.err;
     EXPECT_EQ(parse_json(run.out).at("locked"), false) << run.out;
