@@ -54,9 +54,10 @@ std::size_t utf8_length(std::string_view text) {
         return 0;
     }
     const std::uint8_t front = byte_of(text.front());
-    const auto lead = std::find_if(leads.begin(), leads.end(), [front](const Lead &candidate) {
-        return front >= candidate.first && front <= candidate.last;
-    });
+    const auto *const lead =
+        std::find_if(leads.begin(), leads.end(), [front](const Lead &candidate) {
+            return front >= candidate.first && front <= candidate.last;
+        });
     if (lead == leads.end() || text.size() < lead->length) {
         return 0;
     }
