@@ -37,11 +37,12 @@ class MonitorScreen : public CtlTest {
     // the terminal shows a pattern, `shown NAME` keeps what it shows in a file, `await_end` waits
     // for the monitor's end, `monitor` is its process, and $T is tmux.
     [[nodiscard]] Outcome watched(int columns, int rows, const std::string &options,
-                                  const std::string &commands) const {
+                                  const std::string &commands,
+                                  const std::string &environment = "LC_ALL=C.UTF-8") const {
         write_file(
             "job",
-            "export LC_ALL=C.UTF-8\ntrap : INT QUIT HUP\necho what was before\nstty -g "
-            ">settings-before\n" +
+            "export " + environment +
+                "\ntrap : INT QUIT HUP\necho what was before\nstty -g >settings-before\n" +
                 fmt::format("sh -c 'echo $$ >pid; exec $CTL monitor --board sim:world.toml "
                             "--frequency 11000M "
                             "--polarisation H --symbol-rate 22M --system dvbs2 {}'\n",
@@ -52,17 +53,9 @@ class MonitorScreen : public CtlTest {
                            commands);
     }
 
-    // Commands that begin again with another environment.
-    static std::string begun_anew(int columns, int rows, const char *environment) {
-        return fmt::format(
-            "$T kill-server\nsed -i '1s/$/ {}/' job\n"
-            "$T new-session -d -x {} -y {} 'exec sh job'\n",
-            environment, columns, rows);
-    }
-
     [[nodiscard]] Outcome in_terminal(const std::string &commands) const {
         return shell(
-            "T='tmux -S terminal -f /dev/null'\n"
+            "T=\"tmux -S terminal-$$ -f /dev/null\"\n"
             "tries() { n=0; until \"$@\"; do n=$((n + 1)); [ $n -lt 600 ] || exit 99; sleep 0.05; "
             "done; }\n"
             "trap '$T kill-server' EXIT\n"
@@ -146,10 +139,10 @@ TEST_F(MonitorScreen, ends_when_its_terminal_is_gone) {
 
 TEST_F(MonitorScreen, lines_end_when_their_terminal_is_gone) {
     const Outcome run = watched(80, 24, "",
-                                begun_anew(80, 24, "TERM=dumb") +
-                                    "await 'a line a reading'\nawait '^ .*locked'\n"
-                                    "monitor=$(monitor)\n$T kill-server\n"
-                                    "ended() { ! kill -0 $monitor; }\ntries ended 2>/dev/null\n");
+                                "await 'a line a reading'\nawait '^ .*locked'\n"
+                                "monitor=$(monitor)\n$T kill-server\n"
+                                "ended() { ! kill -0 $monitor; }\ntries ended 2>/dev/null\n",
+                                "TERM=dumb");
     EXPECT_EQ(run.status, 0) << run.err;
 }
 
@@ -226,7 +219,7 @@ TEST_F(MonitorScreen, has_colours_unless_they_are_not_wanted) {
     const std::string look = "await GOOD\n$T capture-pane -p -e >coloured\n";
     ASSERT_EQ(watched(40, 12, "", look).status, 0);
     EXPECT_THAT(read_file("coloured"), HasSubstr("\x1B[32m"));
-    ASSERT_EQ(watched(40, 12, "", begun_anew(40, 12, "NO_COLOR=1") + look).status, 0);
+    ASSERT_EQ(watched(40, 12, "", look, "LC_ALL=C.UTF-8 NO_COLOR=1").status, 0);
     EXPECT_THAT(read_file("coloured"), HasSubstr("GOOD"));
     EXPECT_THAT(read_file("coloured"), Not(HasSubstr("\x1B[32m")));
 }
@@ -239,8 +232,7 @@ TEST_F(MonitorScreen, rings_the_bell_when_asked) {
 }
 
 TEST_F(MonitorScreen, does_without_unicode) {
-    const Outcome run =
-        watched(40, 12, "", begun_anew(40, 12, "LC_ALL=C") + "await GOOD\nshown c\n");
+    const Outcome run = watched(40, 12, "", "await GOOD\nshown c\n", "LC_ALL=C");
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_THAT(lines_of("c").at(7), StartsWith("C/N      ####"));
 }
@@ -251,7 +243,7 @@ TEST_F(MonitorScreen, is_lines_where_rows_are_asked_for) {
 }
 
 TEST_F(MonitorScreen, is_lines_on_a_terminal_that_cannot_show_more) {
-    const Outcome run = watched(80, 24, "--for 1", begun_anew(80, 24, "TERM=dumb") + leave_words);
+    const Outcome run = watched(80, 24, "--for 1", leave_words, "TERM=dumb");
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_THAT(read_file("after"), HasSubstr("shows no full screen"));
     EXPECT_THAT(read_file("after"), HasSubstr("  locked 1."));
