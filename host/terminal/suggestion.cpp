@@ -48,7 +48,7 @@ std::string did_you_mean(std::string_view word, const std::vector<std::string> &
             nearest = candidate;
         }
     }
-    return nearest.empty() ? "" : fmt::format("; did you mean {}?", nearest);
+    return nearest.empty() ? "" : fmt::format(" (did you mean {}?)", nearest);
 }
 
 }  // namespace host

@@ -46,15 +46,15 @@ TEST_F(CtlRefusal, usage) {
 
 TEST_F(CtlRefusal, misspelt_words_are_named_with_what_may_be_meant) {
     expect("tune --polarization H", 2,
-           "ds3000-ctl: there is no option --polarization; did you mean --polarisation?; see "
+           "ds3000-ctl: there is no option --polarization (did you mean --polarisation?); see "
            "ds3000-ctl tune --help\n");
-    expect("sweep --reel-time x", 2, "--reel-time; did you mean --real-time?");
+    expect("sweep --reel-time x", 2, "--reel-time (did you mean --real-time?)");
     expect("--foo", 2, "ds3000-ctl: there is no option --foo; see ds3000-ctl --help\n");
-    expect("--fromat=json info", 2, "no option --fromat; did you mean --format?; see");
-    expect("swep", 2, "'swep' is no subcommand; did you mean sweep?; see ds3000-ctl --help\n");
+    expect("--fromat=json info", 2, "no option --fromat (did you mean --format?); see");
+    expect("swep", 2, "'swep' is no subcommand (did you mean sweep?); see ds3000-ctl --help\n");
     expect("unicable detec", 2,
-           "'detec' is no subcommand; did you mean detect?; see ds3000-ctl unicable --help\n");
-    expect("reg wirte demod 1 1", 2, "'wirte' is no subcommand; did you mean write?");
+           "'detec' is no subcommand (did you mean detect?); see ds3000-ctl unicable --help\n");
+    expect("reg wirte demod 1 1", 2, "'wirte' is no subcommand (did you mean write?)");
     expect("info more", 2, "'more' is more than it takes; see ds3000-ctl info --help\n");
     expect("info --switch x", 2, "; see ds3000-ctl info --help\n");
 }
