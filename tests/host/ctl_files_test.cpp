@@ -129,7 +129,7 @@ TEST_F(CtlFiles, a_reader_that_has_enough_ends_the_run_quietly) {
 // Each input of a command beside each of its outputs, under its name and under another.
 TEST_F(CtlFiles, a_file_of_the_run_is_never_written_to) {
     ASSERT_EQ(ctl(std::string(tune_in_world) + "--trace it.trace").status, 0);
-    ASSERT_EQ(shell("cp \"$(dirname $CTL)/../lib/dvb_ts_tuner_ds3000_and_ts2022.so\" plug.so\n"
+    ASSERT_EQ(shell("set -e; cp '" DS3000_PLUGIN_FILE "' plug.so\n"
                     "for f in Known Sky world.toml it.trace plug.so; do\n"
                     "ln $f hard-$f; ln -s $f soft-$f; done; mkdir d")
                   .status,
