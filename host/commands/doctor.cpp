@@ -133,9 +133,9 @@ std::unique_ptr<ChipRig> open_rig(const Program &program, Findings &findings) {
 }
 
 void show_step(Console &console, Step step) {
-    const auto row = std::find_if(step_rows.begin(), step_rows.end(), [step](const StepRow &known) {
-        return known.name == step.name();
-    });
+    const auto *const row =
+        std::find_if(step_rows.begin(), step_rows.end(),
+                     [step](const StepRow &known) { return known.name == step.name(); });
     console.progress(fmt::format("{}, step {} of {}", step.name(), row - step_rows.begin() + 1,
                                  step_rows.size()));
 }
