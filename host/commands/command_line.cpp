@@ -108,8 +108,8 @@ void ask_for(Job &job, CLI::App &command, ExitStatus (*run)(Program &)) {
 void add_global_options(CLI::App &app, GlobalOptions &options) {
     app.add_option(
         "--board", options.board,
-        "sim (built-in world, default), sim:FILE.toml (a scenario), replay:FILE (a trace) or "
-        "linux:i2c=/dev/i2c-N[,gpio=gpiochipN[:ENABLE[:SELECT]]] (a real board)");
+        "linux:i2c=/dev/i2c-N[,gpio=gpiochipN[:ENABLE[:SELECT]]] (a real board), replay:FILE (a "
+        "trace), sim:FILE.toml (a scenario) or sim (built-in world, default)");
     app.add_option("--plugin", options.plugin, "the plug-in's file");
     app.add_option("--lnb", options.lnb, "NAME (see list lnb) or LOW[,HIGH[,SWITCH]] in MHz");
     app.add_option("--switch", options.switch_port, "committed-switch port, 0 without a switch")

@@ -105,10 +105,10 @@ ExitStatus list_lnbs(Program &program) {
 ExitStatus list_boards(Program &program) {
     program.honour_only("list boards", {});
     const std::vector<BoardForm> forms{
-        {"sim", "a simulated receiver in a built-in world"},
-        {"sim:FILE.toml", "a simulated receiver in the world of a scenario file"},
         {linux_address_form, "a real board on an I2C adapter of this machine"},
-        {"replay:FILE", "a recorded session; the driver must do what it did then"}};
+        {"replay:FILE", "a recorded session; the driver must do what it did then"},
+        {"sim:FILE.toml", "a simulated receiver in the world of a scenario file"},
+        {"sim", "a simulated receiver in a built-in world, the default"}};
     write_list<BoardForm>(program, "boards", forms, board_columns, [](const BoardForm &form) {
         return Json{{"uri", form.uri}, {"description", form.description}};
     });
