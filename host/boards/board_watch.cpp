@@ -88,8 +88,10 @@ void BoardWatch::perform(board::Transfer &transfer) {
         bus_ = transfer.bus;
     }
     if (tells_of_chips(transfer)) {
-        account(transfer.outcome == board::Transfer::Outcome::ok, time_ns() - begin_ns);
+        account(transfer.address, transfer.outcome == board::Transfer::Outcome::ok,
+                time_ns() - begin_ns);
     }
+    plan_looks();
     // After a read the demodulator's repeater is shut, and nothing is left half done.
     if (look_due_ && transfer.kind == Kind::read && transfer.address == DEMOD_ADDRESS) {
         look();
@@ -97,15 +99,17 @@ void BoardWatch::perform(board::Transfer &transfer) {
 }
 
 void BoardWatch::begin_work(Work work) {
-    failures_ = 0;
-    failing_ns_ = 0;
+    failures_ = {};
+    tuner_failures_ = {};
+    tuner_has_answered_ = false;
+    is_ending_ = false;
     work_ = work;
 }
 
-// The chips are to be sent to sleep after it, unless it is known that they will not hear.
 void BoardWatch::end_work() {
     work_ = Work::none;
-    if (!lost_ && failures_ < 2) {
+    is_ending_ = true;
+    if (!lost_ && failures_.count < 2 && failures_.took_ns < slow_failure_ns) {
         spares_ = false;
     }
 }
@@ -118,22 +122,48 @@ bool BoardWatch::is_cut_short() {
     return cut;
 }
 
-void BoardWatch::account(bool succeeded, std::uint64_t took_ns) {
-    if (succeeded) {
-        failures_ = 0;
-        failing_ns_ = 0;
+void BoardWatch::account(unsigned address, bool succeeded, std::uint64_t took_ns) {
+    if (!succeeded) {
+        account_failure(address, took_ns);
         return;
     }
-    if (work_ == Work::none) {
+    failures_ = {};
+    if (address == TUNER_ADDRESS) {
+        tuner_failures_ = {};
+        tuner_has_answered_ = true;
+    }
+}
+
+void BoardWatch::account_failure(unsigned address, std::uint64_t took_ns) {
+    ++failed_transfers_;
+    if (work_ == Work::none && !is_ending_) {
         return;
     }
-    ++failures_;
-    failing_ns_ += took_ns;
-    if (failures_ >= most_failures || (failures_ > 1 && failing_ns_ >= longest_failing_ns)) {
-        lose(BoardLoss::bus_lost);
+    failures_.add(took_ns);
+    if (address == TUNER_ADDRESS && tuner_has_answered_) {
+        tuner_failures_.add(took_ns);
+    }
+    const bool is_hopeless = failures_.are_too_many() || tuner_failures_.are_too_many();
+    if (is_ending_) {
+        spares_ = spares_ || is_hopeless || (stopped_() && took_ns >= slow_failure_ns);
+    } else if (is_hopeless) {
+        lose_bus();
     } else if (stopped_()) {
         spares_ = true;
         tell_of_end();
+    }
+}
+
+BoardWatch::RegularLooks::RegularLooks(BoardWatch &watch) : watch_(watch) {
+    watch_.looks_regularly_ = true;
+    watch_.looked_ns_ = time_ns();
+}
+
+void BoardWatch::plan_looks() {
+    constexpr std::uint64_t period_ns = 1'000'000'000;
+    if (looks_regularly_ && time_ns() - looked_ns_ >= period_ns) {
+        looked_ns_ = time_ns();
+        look_soon();
     }
 }
 
@@ -174,12 +204,20 @@ std::optional<std::uint8_t> BoardWatch::read_register(std::uint8_t reg) {
             board_.perform(transfer);
         }
         const bool succeeded = transfer.outcome == board::Transfer::Outcome::ok;
-        account(succeeded, time_ns() - begin_ns);
+        account(DEMOD_ADDRESS, succeeded, time_ns() - begin_ns);
         if (succeeded) {
             return transfer.received.front();
         }
     }
     return std::nullopt;
+}
+
+// A tuner is also deaf because the demodulator in front of it has forgotten its set-up.
+void BoardWatch::lose_bus() {
+    if (!failures_.are_too_many() && !lost_) {
+        look();
+    }
+    lose(BoardLoss::bus_lost);
 }
 
 void BoardWatch::lose(BoardLoss loss) {

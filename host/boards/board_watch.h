@@ -29,11 +29,15 @@ std::string explanation_of(BoardLoss loss);
 // are still served.
 //
 // The chips are gone when so many transfers to them failed one after the other, or when those took
-// so long together, or when a look at them says so.
+// so long together, or when a look at them says so. A tuner that has answered is watched for itself
+// too: the demodulator's repeater in front of it answers whether it is there or not.
 class BoardWatch final : public board::Board {
  public:
     static constexpr unsigned most_failures = 20;
     static constexpr std::uint64_t longest_failing_ns = 2'000'000'000;
+
+    // A failure that took so long is that of a bus on which nothing moves.
+    static constexpr std::uint64_t slow_failure_ns = 100'000'000;
 
     // stopped: whether a person wants the work to end; a transfer that fails then is the last of
     // the work.
@@ -47,6 +51,9 @@ class BoardWatch final : public board::Board {
     // transfers fail and its waits are over at once, until end_work().
     enum class Work : std::uint8_t { none, of_plugin, of_this_thread };
     void begin_work(Work work);
+
+    // What follows puts the chips to sleep, unless it is known that they will not hear: nobody who
+    // stopped the work waits for one slow failure after the other.
     void end_work();
 
     // Look whether the chips still are as a start-up left them: who they are, and awake. By the
@@ -57,7 +64,23 @@ class BoardWatch final : public board::Board {
     void look_soon() { look_due_ = may_look_; }
     [[nodiscard]] bool look_is_due() const { return look_due_; }
 
+    // The same about once a second while this exists: for an operation of the driver that takes
+    // many seconds.
+    class RegularLooks {
+     public:
+        explicit RegularLooks(BoardWatch &watch);
+        RegularLooks(const RegularLooks &) = delete;
+        RegularLooks &operator=(const RegularLooks &) = delete;
+        ~RegularLooks() { watch_.looks_regularly_ = false; }
+
+     private:
+        BoardWatch &watch_;
+    };
+
     [[nodiscard]] std::optional<BoardLoss> loss() const;
+
+    // How many transfers to the chips have failed.
+    [[nodiscard]] std::uint64_t failed_transfers() const { return failed_transfers_; }
 
     // Called once, on the thread that uses the board, when the chips are gone or the work is cut
     // short: what the driver says from then on means nothing.
@@ -65,9 +88,26 @@ class BoardWatch final : public board::Board {
     [[nodiscard]] bool has_ended() const { return told_; }
 
  private:
+    // Transfers that failed one after the other.
+    struct Failures {
+        unsigned count = 0;
+        std::uint64_t took_ns = 0;  // together
+
+        void add(std::uint64_t ns) {
+            ++count;
+            took_ns += ns;
+        }
+        [[nodiscard]] bool are_too_many() const {
+            return count >= most_failures || (count > 1 && took_ns >= longest_failing_ns);
+        }
+    };
+
     bool is_cut_short();
-    void account(bool succeeded, std::uint64_t took_ns);
+    void account(unsigned address, bool succeeded, std::uint64_t took_ns);
+    void account_failure(unsigned address, std::uint64_t took_ns);
+    void plan_looks();
     std::optional<std::uint8_t> read_register(std::uint8_t reg);
+    void lose_bus();
     void lose(BoardLoss loss);
     void tell_of_end();
 
@@ -77,8 +117,13 @@ class BoardWatch final : public board::Board {
     std::function<void()> tell_ = [] {};
     std::atomic<bool> told_ = false;
     void *bus_ = nullptr;
-    unsigned failures_ = 0;         // one after the other
-    std::uint64_t failing_ns_ = 0;  // that they took together
+    Failures failures_;
+    Failures tuner_failures_;
+    std::atomic<std::uint64_t> failed_transfers_ = 0;
+    bool tuner_has_answered_ = false;
+    bool is_ending_ = false;
+    bool looks_regularly_ = false;
+    std::uint64_t looked_ns_ = 0;
     std::atomic<Work> work_ = Work::none;
     std::atomic<bool> look_due_ = false;
     std::atomic<bool> spares_ = false;  // transfers to the chips fail at once

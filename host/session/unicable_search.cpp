@@ -40,6 +40,7 @@ std::vector<FoundBand> search_user_bands(const SearchRange &range, bool send_com
     std::vector<ub_entry> entries(span_mhz / sweep_step_mhz + 1);
     std::vector<ub_entry> until_end;
     watch.on_end([&] { until_end = entries; });
+    const BoardWatch::RegularLooks looks(watch);
     ub_detect(range.from_mhz, range.to_mhz, entries.data(), send_command ? 1 : 0);
     watch.on_end([] {});
     std::vector<FoundBand> found;
@@ -51,8 +52,9 @@ std::vector<FoundBand> search_user_bands(const SearchRange &range, bool send_com
     return found;
 }
 
-void identify_user_bands(std::vector<FoundBand> &bands, std::uint16_t bank, const BoardWatch &watch,
+void identify_user_bands(std::vector<FoundBand> &bands, std::uint16_t bank, BoardWatch &watch,
                          const std::function<void(const FoundBand &)> &settled) {
+    const BoardWatch::RegularLooks looks(watch);
     std::vector<FoundBand *> with_tone;
     with_tone.reserve(bands.size());
     for (FoundBand &band : bands) {

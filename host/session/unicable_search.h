@@ -37,7 +37,7 @@ std::vector<FoundBand> search_user_bands(const SearchRange &range, bool send_com
 // turn for a channel and see whose tone goes. `bank` must be one that the unit can deliver. The
 // bands asked lose their tones. When the watch sees the work end before its time, the rest stay
 // without. settled: hears of each band as soon as nothing more will be known of it.
-void identify_user_bands(std::vector<FoundBand> &bands, std::uint16_t bank, const BoardWatch &watch,
+void identify_user_bands(std::vector<FoundBand> &bands, std::uint16_t bank, BoardWatch &watch,
                          const std::function<void(const FoundBand &)> &settled);
 
 }  // namespace host

@@ -33,10 +33,11 @@ class FailingBoard final : public board::Board {
         if (transfer.kind == Kind::read) {
             transfer.received.front() = registers[transfer.sent.front()];
         }
-        transfer.answer(!fails);
+        transfer.answer(!fails && !(tuner_is_gone && transfer.address == TUNER_ADDRESS));
     }
 
     bool fails = false;
+    bool tuner_is_gone = false;
     std::uint64_t takes_ns = 0;
     unsigned carried = 0;
     unsigned others = 0;
@@ -56,6 +57,14 @@ class BoardWatchTest : public testing::Test {
     void writes(unsigned count) {
         for (unsigned i = 0; i < count; ++i) {
             write();
+        }
+    }
+
+    // As the driver reaches it: the demodulator's repeater, then the tuner behind it.
+    void write_behind_repeater(unsigned count) {
+        for (unsigned i = 0; i < count; ++i) {
+            write(DEMOD_ADDRESS);
+            write(TUNER_ADDRESS);
         }
     }
 
@@ -109,6 +118,34 @@ TEST_F(BoardWatchTest, one_failure_is_none_however_long_it_takes) {
     board.fails = true;
     board.takes_ns = 10'000'000'000;
     writes(1);
+    EXPECT_EQ(watch.loss(), std::nullopt);
+}
+
+TEST_F(BoardWatchTest, a_tuner_that_answered_and_is_gone_behind_its_repeater_loses_the_board) {
+    watch.begin_work(BoardWatch::Work::of_plugin);
+    write_behind_repeater(1);
+    board.tuner_is_gone = true;
+    write_behind_repeater(19);
+    EXPECT_EQ(watch.loss(), std::nullopt);
+
+    write_behind_repeater(1);
+
+    EXPECT_EQ(watch.loss(), BoardLoss::bus_lost);
+}
+
+TEST_F(BoardWatchTest, a_tuner_that_fails_now_and_then_is_there) {
+    watch.begin_work(BoardWatch::Work::of_plugin);
+    for (unsigned i = 0; i < 100; ++i) {
+        board.tuner_is_gone = i % 20 != 0;
+        write_behind_repeater(1);
+    }
+    EXPECT_EQ(watch.loss(), std::nullopt);
+}
+
+TEST_F(BoardWatchTest, a_board_without_a_tuner_has_none_to_lose) {
+    watch.begin_work(BoardWatch::Work::of_plugin);
+    board.tuner_is_gone = true;
+    write_behind_repeater(100);
     EXPECT_EQ(watch.loss(), std::nullopt);
 }
 
@@ -245,6 +282,77 @@ TEST_F(BoardWatchTest, a_dying_bus_is_left_alone_after_work_that_was_stopped) {
     writes(5);
 
     EXPECT_EQ(board.carried, 2U);
+}
+
+TEST_F(BoardWatchTest, nobody_who_stopped_the_work_waits_for_a_bus_on_which_nothing_moves) {
+    watch.begin_work(BoardWatch::Work::of_plugin);
+    board.fails = true;
+    board.takes_ns = 1'000'000'000;
+    stopped = true;
+    write();
+    watch.end_work();
+
+    writes(6);
+
+    EXPECT_EQ(board.carried, 1U);
+}
+
+TEST_F(BoardWatchTest, one_slow_failure_after_work_that_was_stopped_is_the_last) {
+    watch.begin_work(BoardWatch::Work::of_this_thread);
+    stopped = true;
+    write();
+    watch.end_work();
+    board.fails = true;
+    board.takes_ns = 1'000'000'000;
+
+    writes(6);
+
+    EXPECT_EQ(board.carried, 1U);
+}
+
+TEST_F(BoardWatchTest,
+       a_short_failure_after_work_that_was_stopped_leaves_the_chips_to_their_sleep) {
+    watch.begin_work(BoardWatch::Work::of_plugin);
+    board.fails = true;
+    stopped = true;
+    write();
+    watch.end_work();
+    board.fails = false;
+
+    write();
+
+    EXPECT_TRUE(last_write_done_);
+}
+
+TEST_F(BoardWatchTest, a_bus_that_dies_after_the_work_is_given_up) {
+    watch.begin_work(BoardWatch::Work::of_plugin);
+    watch.end_work();
+    board.fails = true;
+    writes(30);
+    EXPECT_EQ(board.carried, BoardWatch::most_failures);
+}
+
+TEST_F(BoardWatchTest, long_operations_are_looked_at_every_second) {
+    watch.begin_work(BoardWatch::Work::of_this_thread);
+    {
+        const BoardWatch::RegularLooks looks(watch);
+        clock.spend_ns(999'000'000);
+        read(0x0D);
+        board.registers[0x08] = 0x00;
+        EXPECT_EQ(watch.loss(), std::nullopt);
+        clock.spend_ns(1'000'000);
+        read(0x0D);
+    }
+    EXPECT_EQ(watch.loss(), BoardLoss::power_lost);
+}
+
+TEST_F(BoardWatchTest, looks_are_over_with_the_operation) {
+    watch.begin_work(BoardWatch::Work::of_this_thread);
+    { const BoardWatch::RegularLooks looks(watch); }
+    board.registers[0x08] = 0x00;
+    clock.spend_ns(2'000'000'000);
+    read(0x0D);
+    EXPECT_EQ(watch.loss(), std::nullopt);
 }
 
 }  // namespace

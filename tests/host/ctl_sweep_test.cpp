@@ -138,13 +138,16 @@ TEST_F(CtlSweep, no_machine_or_wall_clock_data_in_json) {
 }
 
 TEST_F(CtlSweep, a_receivable_transponder_without_lock_is_a_defect) {
-    write_file("deaf.toml", "[[fault]]\nkind = \"nack_address\"\naddress = 0xC0\nfrom_ms = 400\n");
+    // The tuner misses most of what one tune writes, and is there again.
+    write_file("deaf.toml",
+               "[[fault]]\nkind = \"nack_transfer\"\naddress = 0xC0\nnth = 50\ncount = 15\n");
 
     const Outcome run = ctl("sweep Clean --board sim:deaf.toml --format json");
 
     EXPECT_EQ(run.status, 5);
     EXPECT_THAT(run.err, HasSubstr("receivable, but no lock: no_lock      Clean:"));
-    EXPECT_GT(parse_json(run.out).at("totals").at("no_lock"), 0);
+    EXPECT_EQ(parse_json(run.out).at("totals").at("no_lock"), 1);
+    EXPECT_EQ(parse_json(run.out).at("totals").at("locked"), 2);
 }
 
 TEST_F(CtlSweep, what_the_hardware_complains_about_is_a_defect) {
