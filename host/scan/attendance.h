@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <functional>
 
 namespace host {
@@ -9,6 +10,7 @@ namespace host {
 struct Attendance {
     std::function<bool()> must_end;               // the board is gone, or a person wants the end
     std::function<void()> look_at_chips = [] {};  // once more, before anything is called complete
+    std::function<std::uint64_t()> failed_transfers = [] { return 0; };  // to the chips, so far
 };
 
 }  // namespace host

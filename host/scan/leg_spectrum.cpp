@@ -2,6 +2,7 @@
 #include "host/scan/leg_spectrum.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "ds3000/chip/ds3000_context.h"
@@ -50,6 +51,18 @@ LevelReading read_level(std::uint32_t if_mhz) {
     return {static_cast<std::uint32_t>(if_khz), -gain_db};
 }
 
+// A transfer may fail on any bus, and what was read then is no level: once more, else none.
+std::optional<LevelReading> sound_level(std::uint32_t if_mhz, const Attendance &attendance) {
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        const std::uint64_t failed_before = attendance.failed_transfers();
+        const LevelReading reading = read_level(if_mhz);
+        if (attendance.failed_transfers() == failed_before) {
+            return reading;
+        }
+    }
+    return std::nullopt;
+}
+
 std::vector<SpectrumPeak> search_peaks(const ScanLeg &leg, const SpectrumWork &work,
                                        bool &complete) {
     std::vector<SpectrumPeak> peaks;
@@ -85,12 +98,14 @@ LegSpectrum measure_levels(const ScanLeg &leg, const SpectrumWork &work) {
     spectrum.complete = true;
     prepare_for_levels(leg);
     for (const std::uint32_t place_mhz : places_of(leg)) {
-        const LevelReading reading = read_level(place_mhz);
+        const std::optional<LevelReading> reading = sound_level(place_mhz, work.attendance);
         if (is_over(work.attendance)) {
             spectrum.complete = false;
             break;
         }
-        spectrum.levels.push_back(reading);
+        if (reading) {
+            spectrum.levels.push_back(*reading);
+        }
         work.watch(place_mhz * 1000, share_of_levels * (place_mhz - leg.if_low_mhz) /
                                          (leg.if_high_mhz - leg.if_low_mhz));
     }

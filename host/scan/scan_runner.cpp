@@ -73,7 +73,8 @@ ScannedLeg ScanRunner::scan_leg(ChipSession &session, const ScanLeg &leg, std::s
 void ScanRunner::measure(ScannedLeg &scanned, std::size_t index, std::size_t count) {
     const ScanLeg &leg = scanned.leg;
     const SpectrumWork work{
-        {[this] { return rig_.must_end(); }, [this] { rig_.look(); }},
+        {[this] { return rig_.must_end(); }, [this] { rig_.look(); },
+         [this] { return rig_.board().watch().failed_transfers(); }},
         [&](std::uint32_t if_khz, double share) {
             const double of_leg = share_of_scan + (1 - share_of_scan) * share;
             console_.progress(fmt::format(

@@ -27,7 +27,8 @@ MeasuredLeg SpectrumRunner::measure_leg(ChipSession &session, const ScanLeg &leg
                                         std::size_t count) {
     session.select(leg.cable);
     const SpectrumWork work{
-        {[this] { return rig_.must_end(); }, [this] { rig_.look(); }},
+        {[this] { return rig_.must_end(); }, [this] { rig_.look(); },
+         [this] { return rig_.board().watch().failed_transfers(); }},
         [&](std::uint32_t if_khz, double share) {
             if (console_.shows_progress()) {
                 console_.progress(

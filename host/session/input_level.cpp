@@ -11,7 +11,7 @@ double gain_db_at(std::uint32_t if_mhz, std::uint32_t filter_ksps) {
     ts2022_set_frequency(if_mhz * 1000, filter_ksps, 0);
     std::uint32_t gain = 0;
     ts2022_get_gain(&gain);
-    return gain / figure_per_db;
+    return static_cast<std::int32_t>(gain) / figure_per_db;
 }
 
 }  // namespace host
