@@ -41,7 +41,7 @@ bool Findings::begins(Step step) {
         return false;
     }
     if (end_.loss()) {
-        skip(step, "the board is gone");
+        tell_loss(step);
         return false;
     }
     announce_(step);
@@ -52,15 +52,24 @@ void Findings::take(Finding finding) {
     end_.look_at_chips();
     if (end_.stopped()) {
         skip(finding.step, "cancelled");
-    } else if (const std::optional<BoardLoss> loss = end_.loss()) {
-        Finding gone = finding_of(*loss == BoardLoss::bus_lost ? cause_at("tuner", "bus_lost")
-                                                               : cause_at("tuner", "power_lost"),
-                                  explanation_of(*loss));
-        gone.step = finding.step;
-        add(std::move(gone));
+    } else if (end_.loss()) {
+        tell_loss(finding.step);
     } else {
         add(std::move(finding));
     }
+}
+
+void Findings::tell_loss(Step step) {
+    if (std::exchange(loss_is_told_, true)) {
+        skip(step, "the board is gone");
+        return;
+    }
+    const BoardLoss loss = *end_.loss();
+    Finding gone = finding_of(loss == BoardLoss::bus_lost ? cause_at("tuner", "bus_lost")
+                                                          : cause_at("tuner", "power_lost"),
+                              explanation_of(loss));
+    gone.step = step;
+    add(std::move(gone));
 }
 
 void Findings::add(Finding finding) {

@@ -56,7 +56,7 @@ class Findings {
     [[nodiscard]] bool must_end() const { return end_.stopped() || end_.loss(); }
 
     // Add what a measurement comes to. What was cut short is skipped, and all that comes after it;
-    // the step in which the board went away says so.
+    // the step in which the board is seen to be gone says so.
     template <typename Measure>
     void examine(Step step, Measure measure) {
         if (begins(step)) {
@@ -89,10 +89,12 @@ class Findings {
  private:
     bool begins(Step step);
     void take(Finding finding);
+    void tell_loss(Step step);
 
     Watch watch_;
     Announce announce_;
     ExaminationEnd end_;
+    bool loss_is_told_ = false;
     std::vector<Finding> findings_;
 };
 
