@@ -97,10 +97,10 @@ std::function<bool(std::uint64_t)> patience_of(const TuneOptions &options, Workb
 }
 
 ExitStatus status_of(const Reception &reception, const Program &program) {
-    if (reception.lock_ms) {
-        return ExitStatus::done;
+    if (program.interrupt.requested()) {
+        return ExitStatus::cancelled;
     }
-    return program.interrupt.requested() ? ExitStatus::cancelled : ExitStatus::no_lock;
+    return reception.lock_ms ? ExitStatus::done : ExitStatus::no_lock;
 }
 
 ExitStatus tune_with_plugin(Program &program, const TuneOptions &options, const Target &target) {
@@ -119,7 +119,9 @@ ExitStatus tune_with_plugin(Program &program, const TuneOptions &options, const 
         program.console.progress("");
         Session::settle([&rig] { return rig.must_end(); });
         rig.look();
-        reception.reading = PublishedReception(session).read();
+        if (!rig.must_end()) {
+            reception.reading = PublishedReception(session).read();
+        }
         const Json result = result_of(target, way, Via::plugin, reception, rig);
         present(output, presentation_of(result, target, way, reception));
         return status_of(reception, program);
@@ -179,11 +181,14 @@ ExitStatus tune_in(Program &program, const TuneOptions &options, const Target &t
     const Presentation tune = presentation_of(result, target, way, reception);
     ExitStatus status = status_of(reception, program);
     if (options.watch && reception.lock_ms && !rig.must_end()) {
-        status = show_and_watch(program, rig, session, reader,
-                                {.title = title_of(target),
-                                 .about = Json::object(),
-                                 .set_up = [&] { tune_directly(session, way.plan); }},
-                                options.watching, output, tune);
+        // In JSON it stands within the tune, which says what it is about.
+        const bool stands_alone = output.format() != Format::json;
+        status = show_and_watch(
+            program, rig, session, reader,
+            {.title = title_of(target),
+             .about = stands_alone ? json_of(target, way.lnb, way.plan) : Json::object(),
+             .set_up = [&] { tune_directly(session, way.plan); }},
+            options.watching, output, tune);
     } else {
         present(output, tune);
     }

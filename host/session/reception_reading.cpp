@@ -11,6 +11,7 @@
 #include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/demod/carrier.h"
 #include "ds3000/demod/connect.h"
+#include "ds3000/demod/lock_status.h"
 #include "ds3000/demod/signal_quality.h"
 #include "ds3000/demod/signal_strength.h"
 #include "ds3000/hw/register_access.h"
@@ -30,6 +31,12 @@ std::optional<double> needed_db(const SignalInfo &info) {
     return info.modulation && info.code_rate
                ? broadcast::threshold_db(info.system, *info.modulation, *info.code_rate)
                : std::nullopt;
+}
+
+// One transfer may fail on any bus.
+bool has_lock_still() {
+    ds3000::demod_byte byte;
+    return ds3000::has_lock(byte) || ds3000::has_lock(byte);
 }
 
 QualityReading judged(int quality_db, const SignalInfo &signal) {
@@ -196,7 +203,8 @@ void set_up_channel(const TunePlan &plan) {
 }
 
 bool ChipReceptionReader::poll() {
-    locked_ = poll_lock();
+    const bool had_lock = locked_;
+    locked_ = poll_lock() || (had_lock && has_lock_still());
     std::uint8_t percent = 0;
     quality_db_ = measure_quality_db();
     signal_strength(&percent);
@@ -213,7 +221,18 @@ ReceptionReading ChipReceptionReader::read() {
     return look_closer();
 }
 
+// While the lock goes, the registers are on their way to those of no channel.
 ReceptionReading ChipReceptionReader::look_closer() {
+    const ReceptionReading reading = ask_for_all();
+    if (!locked_ || has_lock_still()) {
+        return reading;
+    }
+    locked_ = false;
+    errors_.forget();
+    return ask_for_all();
+}
+
+ReceptionReading ChipReceptionReader::ask_for_all() {
     ReceptionReading reading;
     reading.locked = locked_;
     if (locked_) {

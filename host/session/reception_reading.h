@@ -134,10 +134,11 @@ class ChipReceptionReader final : public ReceptionReader {
  public:
     explicit ChipReceptionReader(TunePlan plan) : plan_(std::move(plan)) {}
 
-    // Do what the plug-in's worker thread does at each of its turns. Returns whether there is lock.
+    // Do what the plug-in's worker thread does at each of its turns. Returns whether there is lock;
+    // one that went is looked for a second time.
     bool poll();
 
-    // Poll, and ask for all the rest.
+    // Poll, and ask for all the rest. When the lock goes meanwhile, there is none in the reading.
     ReceptionReading read() override;
 
     // Wait for lock as that thread does, polling every 50 ms. With lock, sixteen more polls let the
@@ -146,6 +147,7 @@ class ChipReceptionReader final : public ReceptionReader {
 
  private:
     ReceptionReading look_closer();
+    ReceptionReading ask_for_all();
 
     TunePlan plan_;
     ErrorCounter errors_;
