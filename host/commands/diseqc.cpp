@@ -12,6 +12,7 @@
 
 #include "host/cable/diseqc_messages.h"
 #include "host/cable/polar_mount.h"
+#include "host/commands/reception_output.h"
 #include "host/session/diseqc_bus.h"
 #include "host/session/pace.h"
 #include "host/session/rig.h"
@@ -44,9 +45,10 @@ std::string bytes_and_words(std::span<const std::uint8_t> bytes) {
     return fmt::format("{}  {}", diseqc_bytes(bytes), diseqc_in_words(bytes));
 }
 
+// cut_short_by: what ended the supply's time; empty when nothing did.
 Json exchange_json(const CableTask &task, const DiseqcSupply &supply,
-                   const DiseqcExchange &exchange) {
-    Json json{{"schema", "ds3000.diseqc/1"}};
+                   const DiseqcExchange &exchange, std::string_view cut_short_by) {
+    Json json = tagged("ds3000.diseqc/1", completeness(cut_short_by));
     if (task.message.empty()) {
         json["burst"] = task.burst_b ? "B" : "A";
     } else {
@@ -65,6 +67,13 @@ Json exchange_json(const CableTask &task, const DiseqcSupply &supply,
     }
     json["hold_s"] = hold_of(task, supply);
     return json;
+}
+
+Json flat_exchange(Json exchange) {
+    for (const char *group : {"message", "mount", "reply"}) {
+        spread(exchange, group);
+    }
+    return exchange;
 }
 
 std::string answer_words(const DiseqcExchange &exchange) {
@@ -132,7 +141,9 @@ ExitStatus finish_task(const CableTask &task, double hold_s, DiseqcBus &bus, Chi
         console.note(fmt::format("The LNB supply stays on for {:g} s{}; Ctrl-C ends it", hold_s,
                                  moves_motor(task.message) ? " while the motor turns" : ""));
     }
-    if (hold_supply(hold_s, rig, console)) {
+    const bool held = hold_supply(hold_s, rig, console);
+    rig.look();
+    if (held && !rig.must_end()) {
         return ExitStatus::done;
     }
     if (moves_motor(task.message) && !rig.loss()) {
@@ -142,6 +153,18 @@ ExitStatus finish_task(const CableTask &task, double hold_s, DiseqcBus &bus, Chi
     return ExitStatus::cancelled;
 }
 
+DiseqcExchange exchange_on(DiseqcBus &bus, const CableTask &task) {
+    if (task.message.empty()) {
+        bus.send_burst(task.burst_b);
+        return {};
+    }
+    if (is_for_motor(task.message)) {
+        DiseqcBus::wake_motor();
+    }
+    return bus.send(task.message, task.wants_reply);
+}
+
+// People see at once what was sent; what programs read also says how it ended.
 ExitStatus put_on_cable(Program &program, std::string_view command, const CableTask &task,
                         const DiseqcSupply &supply) {
     program.honour_only(command, {"board", "real-time", "trace", "driver-log"});
@@ -149,22 +172,26 @@ ExitStatus put_on_cable(Program &program, std::string_view command, const CableT
     ChipRig rig(program.rig_options(), program.console);
     return rig.run([&](ChipSession &session) {
         DiseqcBus bus(session, rig.board().watch(), supply.volts == 18, supply.tone);
-        DiseqcExchange exchange;
-        if (task.message.empty()) {
-            bus.send_burst(task.burst_b);
-        } else {
-            if (is_for_motor(task.message)) {
-                DiseqcBus::wake_motor();
-            }
-            exchange = bus.send(task.message, task.wants_reply);
+        const DiseqcExchange exchange = exchange_on(bus, task);
+        const auto json = [&] { return exchange_json(task, supply, exchange, rig.cut_short_by()); };
+        const auto show = [&] {
+            present(output, {.text =
+                                 [&](Output &text) {
+                                     write_labelled(text, 10,
+                                                    exchange_lines(task, supply, exchange));
+                                 },
+                             .json = json,
+                             .sheet = [&] { return sheet_of(flat_exchange(json())); }});
+        };
+        const bool is_for_people = output.format() == Format::text;
+        if (is_for_people) {
+            show();
         }
-        present(output, {.text =
-                             [&](Output &text) {
-                                 write_labelled(text, 10, exchange_lines(task, supply, exchange));
-                             },
-                         .json = [&] { return exchange_json(task, supply, exchange); }});
         const ExitStatus status = status_of(exchange.answer, program.console);
         const ExitStatus end = finish_task(task, hold_of(task, supply), bus, rig, program.console);
+        if (!is_for_people) {
+            show();
+        }
         return end == ExitStatus::done ? status : end;
     });
 }

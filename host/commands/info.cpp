@@ -143,6 +143,11 @@ ExitStatus run_info(Program &program, const InfoOptions &options) {
     Output output(program.options.format, program.options.output);
     Rig rig(program.rig_options(), program.console);
     return rig.run([&](Session &session) {
+        // The plug-in's thread leaves the bus alone until a channel is chosen.
+        rig.board().watch().look();
+        if (rig.must_end()) {
+            return ExitStatus::cancelled;
+        }
         Json info{{"schema", "ds3000.info/1"}};
         info["plugin"] = describe_plugin(rig.plugin());
         info["board"] = describe_board(rig.board(), session);

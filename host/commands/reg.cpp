@@ -226,7 +226,7 @@ ExitStatus read_all(Program &program, const std::vector<RegisterPlace> &places,
         readings.reserve(places.size());
         for (const RegisterPlace &place : places) {
             const RegisterReading reading = read_register(place);
-            if (bench.must_end()) {
+            if (bench.must_end_by_look()) {
                 break;  // it may have been cut short
             }
             readings.push_back(reading);

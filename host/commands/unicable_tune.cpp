@@ -18,8 +18,7 @@ constexpr const char *command_name = "unicable tune";
 
 Json make_result(const UnicableWay &way, const UserBand &band, const UserBandPlan &channel,
                  UserBandReception &reception, Workbench &rig) {
-    Json result{{"schema", "ds3000.unicable-tune/1"}};
-    result.update(json_of(way, band, channel));
+    Json result = tagged("ds3000.unicable-tune/1", json_of(way, band, channel));
     result["attempts"] = reception.attempts;
     add_reception(result, reception, rig);
     return result;
@@ -66,10 +65,35 @@ ExitStatus status_of(const Program &program, const UserBandReception &reception)
     return program.interrupt.requested() ? ExitStatus::cancelled : ExitStatus::no_lock;
 }
 
+// What programs read has a result when the search for a band was cut short, too.
+void present_cut_search(const UnicableWay &way, Workbench &rig, Output &output) {
+    if (output.format() == Format::text) {
+        return;
+    }
+    Json result = tagged("ds3000.unicable-tune/1", json_of(way));
+    result["locked"] = false;
+    result["reason"] = rig.cut_short_by();
+    present(output, {.text = [](Output &) {},
+                     .json = [&result] { return result; },
+                     .sheet = [&result] { return sheet_of(flat(result)); }});
+}
+
+UserBand band_to_tune_through(ChipSession &session, const UnicableWay &way, ChipRig &rig,
+                              Output &output, Console &console) {
+    try {
+        return find_user_band(session, way, rig, console);
+    } catch (const Failure &failure) {
+        if (failure.status() == ExitStatus::cancelled) {
+            present_cut_search(way, rig, output);
+        }
+        throw;
+    }
+}
+
 ExitStatus tune_through(Program &program, const UnicableTuneOptions &options,
                         const UnicableWay &way, ChipRig &rig, Output &output,
                         ChipSession &session) {
-    const UserBand band = find_user_band(session, way, rig, program.console);
+    const UserBand band = band_to_tune_through(session, way, rig, output, program.console);
     const UserBandPlan channel = plan_user_band(band, way.tune, way.lnb, way.position);
     const UserBandPatience patience{options.attempts,
                                     static_cast<std::uint64_t>(options.timeout_s * 1000.0),

@@ -117,11 +117,16 @@ UserBand find_user_band(ChipSession &session, const UnicableWay &way, ChipRig &r
     return way.band ? *way.band : search_for_band(session, way, rig, console);
 }
 
-Json json_of(const UnicableWay &way, const UserBand &band, const UserBandPlan &channel) {
+Json json_of(const UnicableWay &way) {
     Json json = json_of(way.target);
     json["lnb"] = json_of(way.lnb);
     json["plan"] = plan_json(way.tune);
     json["position"] = way.position == Position::b ? "B" : "A";
+    return json;
+}
+
+Json json_of(const UnicableWay &way, const UserBand &band, const UserBandPlan &channel) {
+    Json json = json_of(way);
     json["user_band"] = user_band_json(band, channel);
     json["user_band"]["searched"] = !way.band;
     return json;

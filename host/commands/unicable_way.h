@@ -40,7 +40,8 @@ void arrange_world(Workbench &rig, const UnicableWay &way);
 UserBand find_user_band(ChipSession &session, const UnicableWay &way, ChipRig &rig,
                         Console &console);
 
-// The members of a result that say which way it was.
+// The members of a result that say which way it was, and through which band it led.
+Json json_of(const UnicableWay &way);
 Json json_of(const UnicableWay &way, const UserBand &band, const UserBandPlan &channel);
 
 // Whether the world is a simulated one without a Unicable unit, and what to do about it.

@@ -130,6 +130,12 @@ TEST_F(CtlDiseqc, goto_computes_the_mounts_angle) {
     EXPECT_EQ(json.at("mount").at("hour_angle_east_deg"), -33.18);
     EXPECT_EQ(json.at("message").at("bytes"), "E0 31 6E D2 13");
 
+    const std::string csv =
+        ctl("diseqc goto -30 --latitude 48 --longitude 0 --hold 0 --format csv").out;
+    EXPECT_THAT(csv, HasSubstr("message_bytes"));
+    EXPECT_THAT(csv, HasSubstr("E0 31 6E D2 13"));
+    EXPECT_THAT(csv, HasSubstr("-33.18"));
+
     const Outcome below = ctl("diseqc goto 100W --latitude 48N --longitude 11E");
     EXPECT_EQ(below.status, 9);
     EXPECT_THAT(below.err, HasSubstr("below the horizon"));
