@@ -11,7 +11,6 @@
 #include "ds3000/chip/ds3000_regs.h"
 #include "ds3000/demod/carrier.h"
 #include "ds3000/demod/connect.h"
-#include "ds3000/demod/lock_status.h"
 #include "ds3000/demod/signal_quality.h"
 #include "ds3000/demod/signal_strength.h"
 #include "ds3000/hw/register_access.h"
@@ -33,11 +32,8 @@ std::optional<double> needed_db(const SignalInfo &info) {
                : std::nullopt;
 }
 
-// One transfer may fail on any bus.
-bool has_lock_still() {
-    ds3000::demod_byte byte;
-    return ds3000::has_lock(byte) || ds3000::has_lock(byte);
-}
+// One transfer may fail on any bus: a lock is gone when two polls say so.
+bool has_lock_still() { return poll_lock() || poll_lock(); }
 
 QualityReading judged(int quality_db, const SignalInfo &signal) {
     return {quality_db, signal, needed_db(signal)};
@@ -204,7 +200,7 @@ void set_up_channel(const TunePlan &plan) {
 
 bool ChipReceptionReader::poll() {
     const bool had_lock = locked_;
-    locked_ = poll_lock() || (had_lock && has_lock_still());
+    locked_ = had_lock ? has_lock_still() : poll_lock();
     std::uint8_t percent = 0;
     quality_db_ = measure_quality_db();
     signal_strength(&percent);
