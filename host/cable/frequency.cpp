@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <limits>
 #include <optional>
+#include <utility>
 
 #include "host/terminal/reading_error.h"
 #include "host/terminal/same_word.h"
@@ -117,6 +118,17 @@ std::optional<std::uint64_t> scaled(const Decimal &number, unsigned exponent) {
     return value;
 }
 
+// What a number of symbols a second without a prefix may have meant, for a refusal as too low.
+std::string meant_rate(const Decimal &number, std::string_view written) {
+    for (const auto &[prefix, exponent] : {std::pair{'k', 3U}, std::pair{'M', 6U}}) {
+        const std::uint64_t rate = scaled(number, exponent).value_or(0);
+        if (number.suffix == '\0' && rate >= lowest_symbol_rate && rate <= highest_symbol_rate) {
+            return fmt::format("; for {0}sym/s write {1}{0}", prefix, written);
+        }
+    }
+    return "";
+}
+
 std::string format_thousandths(std::uint32_t value) {
     std::string text = fmt::format("{}.{:03}", value / 1000, value % 1000);
     text.erase(text.find_last_not_of('0') + 1);
@@ -129,14 +141,17 @@ std::string format_thousandths(std::uint32_t value) {
 }  // namespace
 
 FrequencyReading parse_frequency(std::string_view text) {
-    const auto number = parse_decimal(without_unit(text, "hz"));
+    auto number = parse_decimal(without_unit(text, "hz"));
     if (!number) {
         throw FormError(
             fmt::format("'{}' is no frequency; write 10964.25M, 10.96425G or 10964250k", text));
     }
     FrequencyReading reading;
     unsigned exponent_to_khz = 0;
-    if (number->suffix == '\0') {
+    if (number->suffix == '\0' && has_suffix(text, "hz")) {
+        constexpr unsigned decimals_of_khz = 3;
+        number->decimals += decimals_of_khz;
+    } else if (number->suffix == '\0') {
         reading.unit_assumed = true;
         const bool below = number->digits < scaled({bare_khz_from}, number->decimals);
         exponent_to_khz = below ? 3 : 0;
@@ -183,10 +198,8 @@ std::uint32_t parse_symbol_rate(std::string_view text) {
         throw FormError(fmt::format("symbol rate '{}' is finer than 1 sym/s", text));
     }
     if (*rate < lowest_symbol_rate) {
-        throw LimitError(
-            fmt::format("symbol rate {} sym/s is below {} sym/s; bare numbers are sym/s, "
-                        "for ksym/s write {}k",
-                        *rate, lowest_symbol_rate, text));
+        throw LimitError(fmt::format("symbol rate {} sym/s is below {} sym/s{}", *rate,
+                                     lowest_symbol_rate, meant_rate(*number, trimmed(rate_text))));
     }
     if (*rate > highest_symbol_rate) {
         throw LimitError(

@@ -16,9 +16,9 @@ struct FrequencyReading {
     bool unit_assumed = false;  // a bare number: the unit was chosen by its size
 };
 
-// Read 10964.25M, 10.96425G, 10964250k, 10964 MHz, 11e3M: each with or without "Hz" behind it. A
-// bare number below 100000 is MHz, else kHz. Nothing is rounded: a value finer than 1 kHz is
-// refused. Throws FormError or LimitError saying what is wrong.
+// Read 10964.25M, 10.96425G, 10964250k, 10964 MHz, 11e3M: each with or without "Hz" behind it;
+// "Hz" alone is hertz. A bare number below 100000 is MHz, else kHz. Nothing is rounded: a value
+// finer than 1 kHz is refused. Throws FormError or LimitError saying what is wrong.
 FrequencyReading parse_frequency(std::string_view text);
 
 // A downlink as lists of transponders print it.

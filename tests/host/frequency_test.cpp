@@ -10,6 +10,7 @@ namespace host {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 
 enum class Refusal { none, form, limit };
 
@@ -52,6 +53,22 @@ TEST(Frequency, nothing_is_rounded) {
         EXPECT_EQ(kind, Refusal::form) << text;
         EXPECT_THAT(message, HasSubstr("finer than 1 kHz"));
     }
+}
+
+TEST(Frequency, hz_without_a_prefix_is_hertz) {
+    EXPECT_EQ(parse_frequency("11494000000Hz").khz, 11494000U);
+    EXPECT_EQ(parse_frequency("11494250000.000 hz").khz, 11494250U);
+    EXPECT_EQ(parse_frequency("11494e6 Hz").khz, 11494000U);
+    EXPECT_EQ(parse_frequency("11.494e9Hz").khz, 11494000U);
+    EXPECT_EQ(parse_frequency("11494000Hz").khz, 11494U);
+    EXPECT_FALSE(parse_frequency("11494000000Hz").unit_assumed);
+    for (const char *text : {"11494Hz", "11494000500Hz", "11494000000.5Hz"}) {
+        const auto [kind, message] = refusal(parse_frequency, text);
+        EXPECT_EQ(kind, Refusal::form) << text;
+        EXPECT_THAT(message, HasSubstr("finer than 1 kHz"));
+    }
+    EXPECT_EQ(refusal(parse_frequency, "Hz").first, Refusal::form);
+    EXPECT_EQ(refusal(parse_frequency, "4294967296000Hz").first, Refusal::limit);
 }
 
 TEST(Frequency, what_is_no_number_is_a_usage_error) {
@@ -114,6 +131,10 @@ TEST(SymbolRate, a_forgotten_suffix_is_refused_with_the_mend) {
     const auto [kind, message] = refusal(parse_symbol_rate, "22000");
     EXPECT_EQ(kind, Refusal::limit);
     EXPECT_THAT(message, HasSubstr("22000k"));
+    EXPECT_THAT(refusal(parse_symbol_rate, "22000 sym/s").second,
+                HasSubstr("for ksym/s write 22000k"));
+    EXPECT_THAT(refusal(parse_symbol_rate, "22sym/s").second, HasSubstr("for Msym/s write 22M"));
+    EXPECT_THAT(refusal(parse_symbol_rate, "22k").second, Not(HasSubstr("write")));
 }
 
 TEST(SymbolRate, refuses_what_is_too_high_or_no_number) {
