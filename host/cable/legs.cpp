@@ -103,13 +103,12 @@ broadcast::Polarisation polarisation_of(bool voltage_18v, bool circular) {
     return voltage_18v ? broadcast::Polarisation::horizontal : broadcast::Polarisation::vertical;
 }
 
-// Whether an oscillator shows more of a stretch by lying above the carriers than below them.
+// Whether an oscillator shows a stretch by lying above the carriers. A generous stretch reaches to
+// both sides of it: what it is made for goes before the mirror image, where no satellite transmits.
 bool lies_above(const Oscillator &oscillator, const Stretch &downlink) {
-    const auto shown_khz = [&](bool above) {
-        const Stretch reach = through(oscillator.lof_khz, above, oscillator.cable);
-        return std::max(std::int64_t{0}, common_part(reach, downlink).width_khz());
-    };
-    return shown_khz(true) > shown_khz(false);
+    const bool usual = lies_above_its_band(oscillator.lof_khz);
+    const Stretch reach = through(oscillator.lof_khz, usual, oscillator.cable);
+    return common_part(reach, downlink).width_khz() > 0 ? usual : !usual;
 }
 
 // What an oscillator shows of the wanted stretch, or nothing.

@@ -74,14 +74,31 @@ TEST(ScanLegs, range_above_and_below_an_oscillator_decides_its_side) {
     EXPECT_FALSE(scan_legs(wanted)[0].lof_above);
 }
 
-TEST(ScanLegs, range_on_both_sides_of_an_oscillator_is_cut_to_the_side_that_shows_more) {
-    LegsWanted wanted = through("C-BAND");
-    wanted.downlink = FrequencyRange{3'000'000, 6'200'000};
-    EXPECT_THAT(briefs(wanted), ElementsAre("V 13V 950-2150", "H 18V 950-2150"));
-    EXPECT_TRUE(scan_legs(wanted)[0].lof_above);
-    wanted.downlink = FrequencyRange{4'100'000, 7'000'000};
-    EXPECT_THAT(briefs(wanted), ElementsAre("V 13V 950-1850", "H 18V 950-1850"));
-    EXPECT_FALSE(scan_legs(wanted)[0].lof_above);
+TEST(ScanLegs, range_on_both_sides_of_an_oscillator_is_cut_to_the_side_it_is_made_for) {
+    struct Case {
+        const char *lnb;
+        FrequencyRange range;
+        std::string leg;
+        bool above;
+    };
+    for (const Case &c : std::vector<Case>{
+             {"C-BAND", {3'000'000, 6'200'000}, "V 13V 950-2150", true},
+             {"C-BAND", {3'000'000, 12'000'000}, "V 13V 950-2150", true},
+             {"C-BAND", {4'100'000, 7'000'000}, "V 13V 950-1050", true},
+             {"C-MULT", {0, 12'000'000}, "V 13V 950-1550", true},
+             {"EXTENDED", {0, 11'700'000}, "V low 13V 950-1950", false},
+             {"EXTENDED", {7'600'000, 10'800'000}, "V low 13V 950-1050", false},
+             {"STANDARD", {0, 11'000'000}, "V 13V 950-1000", false},
+             {"DBS", {9'000'000, 12'700'000}, "V 13V 950-1450", false},
+             {"14350", {12'200'000, 17'000'000}, "V 13V 950-2150", true},
+             {"18250", {16'000'000, 19'700'000}, "V 13V 950-1450", false},
+         }) {
+        LegsWanted wanted = through(c.lnb);
+        wanted.polarisation = Polarisation::vertical;
+        wanted.downlink = c.range;
+        EXPECT_THAT(briefs(wanted), ElementsAre(c.leg)) << c.lnb;
+        EXPECT_EQ(scan_legs(wanted)[0].lof_above, c.above) << c.lnb;
+    }
 }
 
 TEST(ScanLegs, range_is_cut_at_the_switch_and_rounded_outwards) {
