@@ -76,6 +76,11 @@ std::string to_string(CodeRate rate) { return name_of(code_rate_names, rate); }
 std::string to_string(RollOff roll_off) { return name_of(roll_off_names, roll_off); }
 
 std::string modcod_name(const Transponder &transponder) {
+    return to_string(transponder.modulation) +
+           (transponder.code_rate ? ' ' + to_string(*transponder.code_rate) : "");
+}
+
+std::string modcod_on_air(const Transponder &transponder) {
     return to_string(transponder.modulation) + ' ' + to_string(code_rate_of(transponder));
 }
 

@@ -50,14 +50,19 @@ struct Satellite {
 CodeRate usual_code_rate(System system, Modulation modulation);
 CodeRate code_rate_of(const Transponder &transponder);
 
-// "QPSK 3/4", "DVB-S2", "11494 H 22000 DVB-S2 8PSK 2/3".
+// "DVB-S2", "11494 H 22000 DVB-S2 8PSK 2/3".
 std::string to_string(System system);
 std::string to_string(Polarisation polarisation);
 std::string to_string(Modulation modulation);
 std::string to_string(CodeRate rate);
 std::string to_string(RollOff roll_off);
-std::string modcod_name(const Transponder &transponder);
 std::string describe(const Transponder &transponder);
+
+// "QPSK 3/4", or "QPSK" where the code rate is not known.
+std::string modcod_name(const Transponder &transponder);
+
+// The same with the code rate that a simulated world transmits where it is not known.
+std::string modcod_on_air(const Transponder &transponder);
 
 // The inverse of to_string, capitals or not; absent when the text names none. Code rates are
 // written "3/4", polarisations also by their first letter.

@@ -111,7 +111,7 @@ std::string explain(const Candidate &candidate, const CarrierSearch &search,
             return fmt::format("locked on {}, C/N {:.1f} dB", name, candidate.cn_db);
         case Reason::cn_below_threshold:
             return fmt::format("C/N {:.1f} dB below the threshold {:.1f} dB of {}", candidate.cn_db,
-                               carrier.threshold_db, modcod_name(carrier.transponder));
+                               carrier.threshold_db, modcod_on_air(carrier.transponder));
         case Reason::table_byte:
             return search.table_fault;
         case Reason::standard:

@@ -51,7 +51,7 @@ Reception demodulate(Reception reception, const Carrier &carrier, std::int32_t d
     if (carrier.cn_db < carrier.threshold_db) {
         return fail(reception, Obstacle::cn,
                     fmt::format("C/N {:.1f} dB below the threshold {:.1f} dB of {}", carrier.cn_db,
-                                carrier.threshold_db, modcod_name(carrier.transponder)));
+                                carrier.threshold_db, modcod_on_air(carrier.transponder)));
     }
     if (reception.cn_db < carrier.threshold_db) {
         return fail(reception, Obstacle::overlapped,

@@ -91,6 +91,10 @@ TEST(Modcod, payload_rates_are_the_usual_ones) {
 
 TEST(Modcod, names_read_back) {
     EXPECT_EQ(broadcast::describe(dvbs2_8psk_2_3), "10900 V 22000 DVB-S2 8PSK 2/3");
+    broadcast::Transponder open = dvbs2_8psk_2_3;
+    open.code_rate.reset();
+    EXPECT_EQ(broadcast::describe(open), "10900 V 22000 DVB-S2 8PSK");
+    EXPECT_EQ(broadcast::modcod_on_air(open), "8PSK 2/3");
     EXPECT_EQ(broadcast::code_rate_named("9/10"), CodeRate::r9_10);
     EXPECT_EQ(broadcast::code_rate_named("9/11"), std::nullopt);
     EXPECT_EQ(broadcast::polarisation_named("R"), broadcast::Polarisation::right);

@@ -44,6 +44,25 @@ TEST_F(CtlList, unusable_rows_are_named_on_standard_error) {
     EXPECT_EQ(ctl("list transponders Small -q").err, "");
 }
 
+TEST_F(CtlList, code_rate_that_the_table_leaves_open_is_not_invented) {
+    const auto automatic = [](std::string row) {
+        return row.replace(row.find("INNER_FEC = 2/3"), 15, "INNER_FEC = AUTO");
+    };
+    write_file("Small", table_row(11494000, 22000000) + automatic(table_row(11582000, 22000000)));
+    write_file("satellites.xml",
+               R"(<satellites><sat name="S" position="192"><transponder frequency="11494000" )"
+               R"(symbol_rate="22000000" polarization="0" fec_inner="0" system="0" )"
+               R"(modulation="1"/></sat></satellites>)");
+
+    const auto rows = parse_json(ctl("list transponders Small --format json").out).at("entries");
+    EXPECT_EQ(rows.at(0).at("modcod"), "8PSK 2/3");
+    EXPECT_EQ(rows.at(1).at("modcod"), "8PSK");
+    EXPECT_THAT(ctl("list transponders satellites.xml --format csv").out, HasSubstr("DVB-S,QPSK,"));
+    const Outcome sweep = ctl("sweep Small -v");
+    EXPECT_THAT(sweep.out, HasSubstr("11494 H 22000 DVB-S2 8PSK 2/3  "));
+    EXPECT_THAT(sweep.out, HasSubstr("11582 H 22000 DVB-S2 8PSK  "));
+}
+
 TEST_F(CtlList, satellites_are_the_installed_tables) {
     const Outcome run = ctl("list satellites --format json");
     if (host::installed_tables().empty()) {

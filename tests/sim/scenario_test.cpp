@@ -286,7 +286,7 @@ INSTANTIATE_TEST_SUITE_P(
                 "0.3 is none of 0.35, 0.25, 0.20"},
         Mistake{"[[transponder]]\nfrequency_khz = 1\npolarisation = \"V\"\nsymbol_rate = 1\n"
                 "modulation = \"8PSK\"\n",
-                "dir/test.toml:1: transponder: DVB-S has no 8PSK 3/4"},
+                "dir/test.toml:1: transponder: DVB-S has no 8PSK"},
         Mistake{"[[transponder]]\nfrequency_khz = 1\npolarisation = \"V\"\nsymbol_rate = 1\n"
                 "system = \"DVB-S2\"\nmodulation = \"32APSK\"\ncode_rate = \"2/3\"\n",
                 "transponder: DVB-S2 has no 32APSK 2/3"},
