@@ -9,6 +9,7 @@
 #include <cctype>
 #include <charconv>
 
+#include "host/terminal/counted.h"
 #include "host/terminal/reading_error.h"
 
 namespace host {
@@ -153,7 +154,7 @@ void read_drive(Data data, DiseqcReading &reading) {
     } else {
         const int steps = 0x100 - data[0];
         reading.fields["steps"] = steps;
-        reading.words.push_back(fmt::format("by {} step{}", steps, steps == 1 ? "" : "s"));
+        reading.words.push_back("by " + counted(static_cast<std::uint64_t>(steps), "step"));
     }
 }
 
@@ -353,8 +354,8 @@ void read_command(std::uint8_t code, Data data, DiseqcReading &reading) {
     }
     reading.command = found->name;
     if (data.size() < found->least || data.size() > found->most) {
-        reading.fault = fmt::format("{} data byte{} where {} expected", data.size(),
-                                    data.size() == 1 ? "" : "s", expected_data(*found));
+        reading.fault = fmt::format("{} where {} expected", counted(data.size(), "data byte"),
+                                    expected_data(*found));
         keep_data(data, reading);
     } else if (found->read != nullptr) {
         found->read(data, reading);

@@ -11,6 +11,7 @@
 #include "host/cable/plan.h"
 #include "host/tables/catalogue.h"
 #include "host/tables/table.h"
+#include "host/terminal/counted.h"
 
 namespace host {
 
@@ -96,8 +97,8 @@ bool tells_complaints(HostBoard &board, Console &console) {
     }
     const std::vector<sim::Complaint> complaints = simulated->receiver().complaints();
     for (const sim::Complaint &complaint : complaints) {
-        console.error(fmt::format("the driver: {} ({} times), first: {}",
-                                  to_string(complaint.offence), complaint.count, complaint.first));
+        console.error(fmt::format("the driver: {}, {}, first: {}", to_string(complaint.offence),
+                                  times_in_words(complaint.count), complaint.first));
     }
     return !complaints.empty();
 }

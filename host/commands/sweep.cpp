@@ -10,6 +10,7 @@
 #include "host/session/rig.h"
 #include "host/tables/catalogue.h"
 #include "host/tables/table.h"
+#include "host/terminal/counted.h"
 
 namespace host {
 
@@ -18,8 +19,8 @@ namespace {
 // What is wrong with the driver by this sweep, said to a person. Returns the exit status.
 ExitStatus judge(const SweepReport &report, Console &console) {
     for (const sim::Complaint &complaint : report.complaints) {
-        console.error(fmt::format("the driver: {}, {} times, first: {}",
-                                  to_string(complaint.offence), complaint.count, complaint.first));
+        console.error(fmt::format("the driver: {}, {}, first: {}", to_string(complaint.offence),
+                                  times_in_words(complaint.count), complaint.first));
     }
     unsigned defects = 0;
     for (const SweptRow &row : report.rows) {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "host/cable/describe.h"
+#include "host/terminal/counted.h"
 
 namespace host {
 
@@ -168,8 +169,9 @@ void write_reasons(Output &output, const SweepReport &report) {
 void write_text(Output &output, const SweepReport &report) {
     write_aligned(output, sheet_of(totals_columns, totals_by_table(report)), 1);
     write_reasons(output, report);
-    output.line(fmt::format("{} rows in {:.1f} s of the receiver's time, {:.1f} s on the wall{}",
-                            report.rows.size(), static_cast<double>(report.virtual_ms) / 1e3,
+    output.line(fmt::format("{} in {:.1f} s of the receiver's time, {:.1f} s on the wall{}",
+                            counted(report.rows.size(), "row"),
+                            static_cast<double>(report.virtual_ms) / 1e3,
                             static_cast<double>(report.wall_ms) / 1e3,
                             report.complete() ? "" : ", " + report.cut_short_by));
 }

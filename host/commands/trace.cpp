@@ -11,6 +11,7 @@
 #include "host/boards/trace_file.h"
 #include "host/explain/explain.h"
 #include "host/explain/export.h"
+#include "host/terminal/counted.h"
 #include "host/terminal/presentation.h"
 #include "trace/diff.h"
 
@@ -72,8 +73,9 @@ void show_text(Output &output, trace::TraceReader trace) {
                                              front_width, line.text, event_width, line.meaning);
         output.line(text.substr(0, text.find_last_not_of(' ') + 1));
     });
-    output.line(fmt::format("---- {} events, {} transfers ({} failed) of {} bytes in {:.6f} s",
-                            totals.events, totals.transfers, totals.failed, totals.bytes,
+    output.line(fmt::format("---- {}, {} ({} failed) of {} in {:.6f} s",
+                            counted(totals.events, "event"), counted(totals.transfers, "transfer"),
+                            totals.failed, counted(totals.bytes, "byte"),
                             static_cast<double>(totals.duration_us) / 1e6));
     for (const auto &[name, sum_us] : totals.waits_us) {
         output.line(fmt::format("---- {} waited {:.6f} s", name.empty() ? "the driver" : name,

@@ -12,6 +12,7 @@
 #include "host/doctor/reception_words.h"
 #include "host/scan/spectrum_look.h"
 #include "host/session/reception_reading.h"
+#include "host/terminal/counted.h"
 
 namespace host {
 
@@ -201,8 +202,8 @@ Finding MissingLock::compare_tone() {
     const auto without = look_along(leg);
     leg.tone = true;
     const auto with = look_along(leg);
-    const std::string seen =
-        fmt::format("{} carriers without the tone, {} with it", without.size(), with.size());
+    const std::string seen = fmt::format("{} without the tone, {} with it",
+                                         counted(without.size(), "carrier"), with.size());
     if (same_carriers(without, with)) {
         return finding_of(cause_at("tone", "tone_missing"), seen + ", the same ones");
     }
@@ -216,7 +217,7 @@ Finding MissingLock::compare_voltage() {
     leg.voltage_18v = true;
     const auto at_18v = look_along(leg);
     const std::string seen =
-        fmt::format("{} carriers with 13 V, {} with 18 V", at_13v.size(), at_18v.size());
+        fmt::format("{} with 13 V, {} with 18 V", counted(at_13v.size(), "carrier"), at_18v.size());
     // Strong carriers leak into the other polarisation; but then the wanted one is there.
     if (!carrier_is_there() && same_carriers(at_13v, at_18v)) {
         return finding_of(cause_at("voltage", "voltage_stuck"), seen + ", the same ones");

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "host/report/report_template.h"
+#include "host/terminal/counted.h"
 #include "host/terminal/html.h"
 #include "host/terminal/output.h"
 
@@ -264,10 +265,6 @@ std::string legend_of(const ScanPage &report) {
            legend_of_lines(report);
 }
 
-std::string counted_of(std::size_t count, const char *what) {
-    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
-}
-
 // What was found on a leg, and what was missed.
 std::string tally_of(const ScanPage &report, std::size_t leg) {
     std::map<ReportState, std::size_t> counts;
@@ -275,10 +272,10 @@ std::string tally_of(const ScanPage &report, std::size_t leg) {
         counts[transponder.state] += transponder.leg == leg ? 1U : 0U;
     }
     if (counts[ReportState::peak] != 0) {
-        return counted_of(counts[ReportState::peak], "peak");
+        return counted(counts[ReportState::peak], "peak");
     }
     const std::size_t missed = counts[ReportState::missed];
-    return counted_of(counts[ReportState::found] + counts[ReportState::unexpected], "transponder") +
+    return counted(counts[ReportState::found] + counts[ReportState::unexpected], "transponder") +
            (missed != 0 ? fmt::format(", {} missed", missed) : "");
 }
 

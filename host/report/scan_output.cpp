@@ -12,6 +12,7 @@
 #include "host/cable/lnb_choice.h"
 #include "host/report/scan_verdict.h"
 #include "host/report/spectrum_output.h"
+#include "host/terminal/counted.h"
 #include "host/terminal/presentation.h"
 
 namespace host {
@@ -187,10 +188,6 @@ std::vector<std::string> members(bool compares) {
     return names;
 }
 
-std::string counted(std::size_t count, const char *what) {
-    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
-}
-
 std::string bare(const std::string &text_with_unit) {
     return text_with_unit.substr(0, text_with_unit.find(' '));
 }
@@ -234,10 +231,10 @@ void write_comparison(Output &output, const ScanResult &result) {
     const Comparison &comparison = *result.comparison;
     output.line(verdict_of(result));
     output.line(fmt::format(
-        "against {}: {} of {} rows found, {} missed, {} unexpected; {} rows "
-        "outside the scan, {} repeated",
-        comparison.table, comparison.found(), comparison.rows.size(), comparison.missed(),
-        comparison.unexpected.size(), comparison.rows_outside, comparison.rows_repeated));
+        "against {}: {} of {} found, {} missed, {} unexpected; {} outside the scan, {} repeated",
+        comparison.table, comparison.found(), counted(comparison.rows.size(), "row"),
+        comparison.missed(), comparison.unexpected.size(), counted(comparison.rows_outside, "row"),
+        comparison.rows_repeated));
     for (const ComparedRow &row : comparison.rows) {
         if (!row.found) {
             output.line(fmt::format("missed      {}:{}  {}{}", comparison.table, row.row.place.row,
@@ -258,12 +255,12 @@ void write_text(Output &output, const ScanResult &result) {
     if (result.comparison) {
         write_comparison(output, result);
     }
-    output.line(
-        fmt::format("{} in {} of {} legs, {:.1f} s of the receiver's time, {:.1f} s on the wall{}",
-                    counted(result.transponders.size(), "transponder"), result.legs_complete(),
-                    result.legs_planned, static_cast<double>(result.time_ms) / 1000.0,
-                    static_cast<double>(result.wall_ms) / 1000.0,
-                    result.complete() ? "" : "; " + result.cut_short_by));
+    output.line(fmt::format(
+        "{} in {} of {}, {:.1f} s of the receiver's time, {:.1f} s on the wall{}",
+        counted(result.transponders.size(), "transponder"), result.legs_complete(),
+        counted(result.legs_planned, "leg"), static_cast<double>(result.time_ms) / 1000.0,
+        static_cast<double>(result.wall_ms) / 1000.0,
+        result.complete() ? "" : "; " + result.cut_short_by));
 }
 
 ReportTransponder report_row(const FoundTransponder &found) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "host/report/scan_verdict.h"
+#include "host/terminal/counted.h"
 
 #include <fmt/format.h>
 
@@ -10,15 +11,13 @@ namespace host {
 
 namespace {
 
-std::string counted_transponders(std::size_t count) {
-    return fmt::format("{} transponder{}", count, count == 1 ? "" : "s");
-}
-
 std::string rows_in_words(const Comparison &comparison) {
     const std::size_t rows = comparison.rows.size();
-    std::string words = comparison.missed() == 0 && rows != 0
-                            ? fmt::format("all {} rows found", rows)
-                            : fmt::format("{} of {} rows found", comparison.found(), rows);
+    const bool all = comparison.missed() == 0 && rows != 0;
+    std::string words =
+        !all        ? fmt::format("{} of {} found", comparison.found(), counted(rows, "row"))
+        : rows == 1 ? "the one row found"
+                    : fmt::format("all {} found", counted(rows, "row"));
     if (comparison.found() != 0 && comparison.missed() != 0) {
         words += fmt::format(", {} missed", comparison.missed());
     }
@@ -42,7 +41,8 @@ std::string drift_in_words(const Comparison &comparison) {
     const std::int64_t offset_khz = comparison.common_offset_khz.value_or(0);
     return std::abs(offset_khz) < least_khz
                ? ""
-               : fmt::format(", LNB {:+.1f} MHz {}", -static_cast<double>(offset_khz) / 1000,
+               : fmt::format(", LNB {:.1f} MHz {}",
+                             std::abs(static_cast<double>(offset_khz)) / 1000,
                              offset_khz < 0 ? "high" : "low");
 }
 
@@ -54,7 +54,7 @@ std::string what_was_found(const ScanResult &result) {
     }
     return result.transponders.empty()
                ? "nothing found"
-               : counted_transponders(result.transponders.size()) + " found";
+               : counted(result.transponders.size(), "transponder") + " found";
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 
 #include "host/cable/describe.h"
 #include "host/report/spectrum_picture.h"
+#include "host/terminal/counted.h"
 #include "host/terminal/presentation.h"
 
 namespace host {
@@ -205,8 +206,8 @@ void write_picture(Output &output, const MeasuredLeg &measured, const SpectrumVi
     write_lines(output, drawn({low_mhz(measured.leg), high_mhz(measured.leg),
                                over_noise(measured.leg, spectrum), marks_of(measured), true},
                               view.columns, rows));
-    output.line(fmt::format("noise at {:.1f} dB, {} peak{}, {:.1f} s", spectrum.estimate->noise_db,
-                            spectrum.peaks.size(), spectrum.peaks.size() == 1 ? "" : "s",
+    output.line(fmt::format("noise at {:.1f} dB, {}, {:.1f} s", spectrum.estimate->noise_db,
+                            counted(spectrum.peaks.size(), "peak"),
                             static_cast<double>(spectrum.time_ms) / 1000));
     if (!view.compared_with.empty()) {
         write_changes(output, measured, view);
@@ -215,8 +216,9 @@ void write_picture(Output &output, const MeasuredLeg &measured, const SpectrumVi
 
 void write_totals(Output &output, const SpectrumResult &result) {
     output.line(resolution_in_words());
-    output.line(fmt::format("{} of {} legs, {:.1f} s of the receiver's time{}", result.legs.size(),
-                            result.legs_planned, static_cast<double>(result.time_ms) / 1000,
+    output.line(fmt::format("{} of {}, {:.1f} s of the receiver's time{}", result.legs.size(),
+                            counted(result.legs_planned, "leg"),
+                            static_cast<double>(result.time_ms) / 1000,
                             result.complete() ? "" : "; " + result.cut_short_by));
 }
 
@@ -248,15 +250,12 @@ std::string fall_in_words(const SpectrumResult &result, const SpectrumView &view
         peaks += measured.spectrum.peaks.size();
         fallen += measured.comparison ? measured.comparison->fallen.size() : 0;
     }
-    return fmt::format("{}{} peak{}{}", result.complete() ? "" : "not complete; so far ", peaks,
-                       peaks == 1 ? "" : "s",
-                       view.compared_with.empty()
-                           ? ""
-                           : fmt::format(", {} fell by {:g} dB or more against {}",
-                                         fallen == 0   ? "nothing"
-                                         : fallen == 1 ? "1 band"
-                                                       : fmt::format("{} bands", fallen),
-                                         view.fall_db, view.compared_with));
+    return fmt::format(
+        "{}{}{}", result.complete() ? "" : "not complete; so far ", counted(peaks, "peak"),
+        view.compared_with.empty() ? ""
+                                   : fmt::format(", {} fell by {:g} dB or more against {}",
+                                                 fallen == 0 ? "nothing" : counted(fallen, "band"),
+                                                 view.fall_db, view.compared_with));
 }
 
 ReportTransponder peak_row(const MeasuredLeg &measured, std::size_t leg, std::size_t peak) {
