@@ -91,6 +91,9 @@ constexpr std::array page_columns{
                [](const ScanPage &, const ReportTransponder &t) {
                    return t.symbol_rate_ksps > 0 ? optional_number(t.symbol_rate_ksps) : Cell{};
                }},
+    PageColumn{
+        "peak-width", "Width", "kHz", true,
+        [](const ScanPage &, const ReportTransponder &t) { return optional_number(t.width_khz); }},
     PageColumn{"system", "System", "", false,
                [](const ScanPage &, const ReportTransponder &t) { return Cell{t.system}; }},
     PageColumn{"modulation", "Modulation", "", false,
@@ -355,6 +358,7 @@ Json transponder_data(const ReportTransponder &transponder) {
     if (transponder.symbol_rate_ksps > 0) {
         json["symbol_rate_ksps"] = milli(transponder.symbol_rate_ksps);
     }
+    put("width_khz", transponder.width_khz);
     put_text("system", transponder.system);
     put_text("modulation", transponder.modulation);
     put_text("fec", transponder.fec);

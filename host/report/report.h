@@ -23,7 +23,8 @@ struct ReportTransponder {
     std::optional<double> nominal_mhz;       // the table's, of one that was found in it
     std::optional<std::int64_t> offset_khz;  // measured less nominal
     std::string polarisation;
-    double symbol_rate_ksps = 0;  // 0: not known
+    double symbol_rate_ksps = 0;             // 0: not known
+    std::optional<std::uint32_t> width_khz;  // of a peak, which has no symbol rate
     std::string system;
     std::string modulation;
     std::string fec;

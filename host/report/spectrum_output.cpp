@@ -265,7 +265,7 @@ ReportTransponder peak_row(const MeasuredLeg &measured, std::size_t leg, std::si
     row.port = measured.leg.cable.switch_port;
     row.frequency_mhz = measured.leg.downlink_khz(measured.spectrum.peaks[peak].if_khz) / 1000.0;
     row.polarisation = polarisation_letter(measured.leg.polarisation);
-    row.symbol_rate_ksps = measured.spectrum.peaks[peak].symbol_rate_ksps;
+    row.width_khz = measured.spectrum.peaks[peak].symbol_rate_ksps;
     if (measured.spectrum.estimate) {
         row.over_noise_db = tenth(measured.spectrum.estimate->over_noise_db.at(peak));
     }

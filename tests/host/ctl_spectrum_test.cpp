@@ -182,7 +182,13 @@ TEST_F(CtlSpectrum, page_has_levels_peaks_and_what_was_before) {
     EXPECT_EQ(leg.at("traces").at(0).at("kind"), "before");
     EXPECT_EQ(leg.at("traces").at(1).at("kind"), "simulated");
     ASSERT_EQ(data.at("transponders").size(), 2U);
-    EXPECT_EQ(data.at("transponders").at(0).at("state"), "peak");
+    for (const json &peak : data.at("transponders")) {
+        EXPECT_EQ(peak.at("state"), "peak");
+        EXPECT_GT(peak.at("width_khz").get<unsigned>(), 10'000U);
+        EXPECT_FALSE(peak.contains("symbol_rate_ksps"));
+    }
+    EXPECT_THAT(read_file("page.html"), HasSubstr("data-label=\"Width\" data-unit=\"kHz\""));
+    EXPECT_THAT(read_file("page.html"), Not(HasSubstr("data-label=\"Symbol rate\"")));
     EXPECT_EQ(spectrum("-o page.html --report other.html").status, 2);
     EXPECT_EQ(spectrum("--report -").status, 2);
 }
