@@ -199,6 +199,18 @@ std::optional<Fault::Kind> fault_named(const std::string &name) {
                                 : std::optional(static_cast<Fault::Kind>(found - names.begin()));
 }
 
+void refuse_what_no_standard_has(const Section &section, const broadcast::Transponder &row) {
+    if (!threshold_db(row)) {
+        section.refuse_whole(fmt::format("{} has no {}", to_string(row.system), modcod_name(row)));
+    }
+    if (row.system == broadcast::System::dvbs && row.roll_off != broadcast::RollOff::r35) {
+        section.refuse_key(section.node("roll_off"), "roll_off", "DVB-S has 0.35 only");
+    }
+    if (row.system == broadcast::System::dvbs && row.pilots) {
+        section.refuse_key(section.node("pilots"), "pilots", "DVB-S has none");
+    }
+}
+
 // Reads the whole file into a scenario, section by section.
 class Reader {
  public:
@@ -413,9 +425,7 @@ void Reader::read_transponder(Section section) {
                            fmt::format("{} is none of 0.35, 0.25, 0.20", roll_off));
     }
     row.roll_off = *known;
-    if (!threshold_db(row)) {
-        section.refuse_whole(fmt::format("{} has no {}", to_string(row.system), modcod_name(row)));
-    }
+    refuse_what_no_standard_has(section, row);
     row.source = section.place();
     satellite.transponders.push_back(row);
 }

@@ -290,6 +290,12 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{"[[transponder]]\nfrequency_khz = 1\npolarisation = \"V\"\nsymbol_rate = 1\n"
                 "system = \"DVB-S2\"\nmodulation = \"32APSK\"\ncode_rate = \"2/3\"\n",
                 "transponder: DVB-S2 has no 32APSK 2/3"},
+        Mistake{"[[transponder]]\nfrequency_khz = 1\npolarisation = \"V\"\nsymbol_rate = 1\n"
+                "roll_off = 0.20\n",
+                "dir/test.toml:5: transponder.roll_off: DVB-S has 0.35 only"},
+        Mistake{"[[transponder]]\nfrequency_khz = 1\npolarisation = \"V\"\nsymbol_rate = 1\n"
+                "system = \"DVB-S\"\npilots = true\n",
+                "dir/test.toml:6: transponder.pilots: DVB-S has none"},
         Mistake{"[[override]]\nfrequency_khz = 1\npolarisation = \"V\"\n",
                 "has no row within 1000 kHz of 1 vertical"},
         Mistake{"[switch]\n", "switch: ports is missing"},
