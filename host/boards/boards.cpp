@@ -1,14 +1,32 @@
 // SPDX-License-Identifier: MIT
 #include "host/boards/boards.h"
 
+#include <fmt/format.h>
+
 #include "host/boards/linux_address.h"
 #include "host/boards/linux_host_board.h"
 #include "host/boards/replayed_board.h"
 #include "host/boards/simulated_board.h"
+#include "host/terminal/failure.h"
 
 namespace host {
 
+namespace {
+
+// "sim:" and "replay:" stand before a file's name.
+void refuse_without_file(const std::string &uri) {
+    if (uri == "sim:" || (is_replay_uri(uri) && recording_of(uri).empty())) {
+        throw Failure(ExitStatus::usage,
+                      fmt::format("board '{0}': the file's name is missing; write {0}FILE, or see "
+                                  "ds3000-ctl list boards",
+                                  uri));
+    }
+}
+
+}  // namespace
+
 std::unique_ptr<HostBoard> open_board(const BoardOptions &options, Console &console) {
+    refuse_without_file(options.uri);
     if (is_linux_uri(options.uri)) {
         return open_linux_board(options, console);
     }
@@ -19,6 +37,7 @@ std::unique_ptr<HostBoard> open_board(const BoardOptions &options, Console &cons
 }
 
 std::vector<std::string> files_of_board(const BoardOptions &options) {
+    refuse_without_file(options.uri);
     if (is_linux_uri(options.uri)) {
         const LinuxAddress address = parse_linux_address(options.uri);
         return address.gpio ? std::vector{address.i2c_node, address.gpio->node}

@@ -105,6 +105,12 @@ TEST_F(CtlRefusal, boards_and_scenarios) {
     expect("info --board linux:i2c=/dev/i2c-9999", 3, "/dev/i2c-9999");
     expect("info --board tape:x", 3, "not supported by this build");
     expect("info --board replay:x", 8, "trace x: No such file");
+    expect("info --board sim:", 2, "ds3000-ctl: board 'sim:': the file's name is missing");
+    expect("info --board replay:", 2, "ds3000-ctl: board 'replay:': the file's name is missing");
+    expect(
+        "tune --board sim: --show-plan --frequency 11494M --polarisation H --symbol-rate 22M "
+        "--system dvbs2",
+        2, "the file's name is missing");
     expect("info --board simulator", 3, "'simulator'");
     expect("info --board sim:missing.toml", 8, "missing.toml");
     expect("info --board sim:bad.toml", 8, "bad.toml:2");
