@@ -12,6 +12,7 @@
 #include "host/cable/lnb_types.h"
 #include "host/terminal/reading_error.h"
 #include "host/terminal/same_word.h"
+#include "host/terminal/suggestion.h"
 
 namespace host {
 
@@ -78,10 +79,11 @@ const broadcast::Lnb &lnb_named(std::string_view name) {
         const bool is_type =
             std::any_of(lnb_types.begin(), lnb_types.end(),
                         [name](const LnbType &type) { return same_word(type.name, name); });
-        throw FormError(fmt::format(
-            "LNB '{}' {}; known are {}, or give LOW[,HIGH[,SWITCH]] in MHz", name,
-            is_type ? "needs more oscillators than a request can carry" : "is not known",
-            fmt::join(names, ", ")));
+        throw FormError(fmt::format("LNB '{}' {}; known are {}, or give LOW[,HIGH[,SWITCH]] in MHz",
+                                    name,
+                                    is_type ? "needs more oscillators than a request can carry"
+                                            : "is not known" + did_you_mean(name, names),
+                                    fmt::join(names, ", ")));
     }
     return *found;
 }

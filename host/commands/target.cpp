@@ -11,6 +11,7 @@
 #include "host/tables/catalogue.h"
 #include "host/terminal/failure.h"
 #include "host/terminal/reading_error.h"
+#include "host/terminal/suggestion.h"
 
 namespace host {
 
@@ -22,7 +23,8 @@ broadcast::System parse_system(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     if (text != "dvbs" && text != "dvbs2") {
-        refuse_usage(fmt::format("'{}' is no delivery system; write dvbs or dvbs2", given));
+        refuse_usage(fmt::format("'{}' is no delivery system{}; write dvbs or dvbs2", given,
+                                 did_you_mean(given, {"dvbs2", "dvbs"})));
     }
     return text == "dvbs2" ? broadcast::System::dvbs2 : broadcast::System::dvbs;
 }
@@ -90,7 +92,9 @@ Target target_in_table(std::string_view command, const TargetOptions &options) {
 broadcast::Polarisation parse_polarisation(const std::string &text) {
     const auto polarisation = broadcast::polarisation_named(text);
     if (!polarisation) {
-        refuse_usage(fmt::format("'{}' is no polarisation; write H, V, L or R", text));
+        const std::vector<std::string> polarisations{"horizontal", "vertical", "left", "right"};
+        refuse_usage(fmt::format("'{}' is no polarisation{}; write H, V, L or R", text,
+                                 did_you_mean(text, polarisations)));
     }
     return *polarisation;
 }

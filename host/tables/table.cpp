@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <utility>
@@ -16,6 +17,7 @@
 #include "host/tables/satellites_xml.h"
 #include "host/tables/vocabulary.h"
 #include "host/terminal/same_word.h"
+#include "host/terminal/suggestion.h"
 
 namespace host {
 
@@ -192,6 +194,13 @@ Choice rows_named(const Table &table, const std::string &name) {
     });
 }
 
+std::vector<std::string> names_in(const Table &table) {
+    std::vector<std::string> names;
+    std::transform(table.rows.begin(), table.rows.end(), std::back_inserter(names),
+                   [](const TableRow &row) { return row.name; });
+    return names;
+}
+
 Choice rows_numbered(const Table &table, const std::string &number) {
     if (number.empty() || number.size() > 5 ||
         !std::all_of(number.begin(), number.end(), [](unsigned char c) { return isdigit(c); })) {
@@ -278,9 +287,10 @@ const TableRow &find_row(const Table &table, const std::string &selector) {
     }
     if (choice.empty()) {
         throw NoSuchRow(
-            fmt::format("'{}' is no name, number or frequency of a usable row in {}; see "
+            fmt::format("'{}' is no name, number or frequency of a usable row in {}{}; see "
                         "ds3000-ctl list transponders {}",
-                        selector, table.file.string(), table.file.string()));
+                        selector, table.file.string(), did_you_mean(selector, names_in(table)),
+                        table.file.string()));
     }
     if (!all_alike(choice)) {
         std::string rows;

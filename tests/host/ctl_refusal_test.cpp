@@ -66,6 +66,8 @@ TEST_F(CtlRefusal, numbers_that_are_none) {
     };
     expect(with("11494M", "abc"), 2, "no frequency");
     expect(with(" H ", " X "), 2, "no polarisation");
+    expect(with(" H ", " vertcal "), 2, "no polarisation (did you mean vertical?)");
+    expect(with("dvbs2", "dbvs2"), 2, "no delivery system (did you mean dvbs2?)");
     expect(with("22M", "fast"), 2, "no symbol rate");
     expect(with("dvbs2", "dvbt"), 2, "no delivery system");
     expect(with("22M", "22000"), 9, "22000k");
@@ -85,6 +87,8 @@ TEST_F(CtlRefusal, tables_and_rows) {
     expect("sweep Long", 8, "Long:2: the value of INVERSION has 60 characters");
     expect("tune Small", 2, "needs a row");
     expect("tune Small Arte", 7, "'Arte'");
+    write_file("Named", table_row(11494000, 22000000, "ARD Digital"));
+    expect("tune Named 'ARD Digitl'", 7, "in Named (did you mean ARD Digital?); see");
     expect("tune Small 1 --frequency 11494M", 2, "not both");
 }
 

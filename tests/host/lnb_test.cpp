@@ -44,6 +44,8 @@ TEST(Lnb, oscillators_are_given_in_mhz) {
 
 TEST(Lnb, wrong_descriptions_are_refused_with_what_is_known) {
     EXPECT_THAT(refusal("NOSUCH"), HasSubstr("EXTENDED"));
+    EXPECT_THAT(refusal("UNIVERSL"), HasSubstr("is not known (did you mean UNIVERSAL?); known"));
+    EXPECT_THAT(refusal("c-bnd"), HasSubstr("(did you mean C-BAND?)"));
     EXPECT_THAT(refusal("AMAZONAS"), HasSubstr("more oscillators"));
     EXPECT_THAT(refusal("1,2,3"), HasSubstr("1 MHz"));
     EXPECT_THAT(refusal("9750,10600,11700,12000"), HasSubstr("three"));
