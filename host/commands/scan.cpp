@@ -49,6 +49,16 @@ void refuse_wrong_pages(const GlobalOptions &global, const ScanOptions &options)
     }
 }
 
+void write_all(ScanDestinations &destinations, const ScanResult &result, const std::string &title,
+               const Program &program) {
+    destinations.write(result, title, record_of_session(program, result.note));
+    if (destinations.mixes_ports(result)) {
+        program.console.note(
+            "the list holds rows of several switch ports, and its form does not say of which; a "
+            "DVBv5 file and a playlist do");
+    }
+}
+
 // What is wrong with the scan, said to a person. Returns the exit status.
 ExitStatus judge(const ScanResult &result, HostBoard &board, Console &console) {
     const bool complaints = tells_complaints(board, console);
@@ -109,7 +119,7 @@ ExitStatus run_scan(Program &program, const ScanOptions &options) {
         result.shows_wall_time = options.wall_time;
         result.satellite = plan.surroundings.satellite ? plan.surroundings.satellite->name : "";
         result.note = options.note;
-        destinations.write(result, title_of(plan), record_of_session(program, options.note));
+        write_all(destinations, result, title_of(plan), program);
         return judge(result, rig.board(), program.console);
     });
 }

@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "host/commands/page_choice.h"
 #include "host/report/report.h"
 #include "host/terminal/same_word.h"
@@ -90,6 +92,14 @@ void ScanDestinations::write(const ScanResult &result, const std::string &title,
     if (failure_) {
         std::rethrow_exception(failure_);
     }
+}
+
+bool ScanDestinations::mixes_ports(const ScanResult &result) const {
+    const auto &rows = result.transponders;
+    return list_form_ && !tells_switch_port(*list_form_) &&
+           std::any_of(rows.begin(), rows.end(), [&rows](const FoundTransponder &row) {
+               return row.port != rows.front().port;
+           });
 }
 
 }  // namespace host

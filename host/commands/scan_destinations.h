@@ -39,6 +39,9 @@ class ScanDestinations {
     // One that cannot be written costs no other; its failure is thrown when all had their turn.
     void write(const ScanResult &result, const std::string &title, const FieldRecord &record);
 
+    // Whether the list holds rows of several switch ports that it cannot tell apart.
+    [[nodiscard]] bool mixes_ports(const ScanResult &result) const;
+
  private:
     void attempt(const std::function<void()> &writing);
 

@@ -203,6 +203,8 @@ std::string to_string(ListForm form) {
     }
 }
 
+bool tells_switch_port(ListForm form) { return form == ListForm::dvbv5 || form == ListForm::m3u; }
+
 std::optional<int> orbital_position(std::string_view satellite) {
     const std::string_view place = satellite.substr(satellite.find_last_of(" -") + 1);
     if (place.empty() || std::string_view("EWew").find(place.back()) == std::string_view::npos) {

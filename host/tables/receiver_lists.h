@@ -19,6 +19,9 @@ std::optional<ListForm> list_form_of(std::string_view file);
 // "a DVBv5 table", "a satellites.xml".
 std::string to_string(ListForm form);
 
+// Whether rows of such a list say the port of the switch.
+bool tells_switch_port(ListForm form);
+
 // Where a satellite stands, in tenths of a degree east, by the end of its name: Astra-19.2E,
 // "Hispasat 30.0W"; absent where the name does not say.
 std::optional<int> orbital_position(std::string_view satellite);

@@ -276,6 +276,23 @@ TEST_F(CtlScan, c_band_comes_out_upright) {
               2);
 }
 
+TEST_F(CtlScan, list_that_cannot_tell_ports_apart_comes_with_a_note) {
+    write_file("ports.toml",
+               "[[satellite]]\nname = \"one\"\n[[satellite]]\nname = \"two\"\n"
+               "[switch]\nports = [\"one\", \"\", \"two\"]\n" +
+                   transponder("11_000_000", 'V', "22_000_000", "satellite = \"one\"\n") +
+                   transponder("11_000_000", 'V', "22_000_000", "satellite = \"two\"\n"));
+    const std::string arguments =
+        "scan --board sim:ports.toml --range 10980M-11020M --polarisation V ";
+    const auto note = HasSubstr("rows of several switch ports");
+
+    EXPECT_THAT(ctl(arguments + "--all-ports -o list.xml").err, note);
+    EXPECT_THAT(ctl(arguments + "--all-ports --to vdr -o list.conf").err, note);
+    EXPECT_THAT(ctl(arguments + "--all-ports -o dvbv5.conf").err, Not(note));
+    EXPECT_THAT(ctl(arguments + "--all-ports -o list.m3u").err, Not(note));
+    EXPECT_THAT(ctl(arguments + "--switch 3 -o list.xml").err, Not(note));
+}
+
 TEST_F(CtlScan, looks_behind_every_port_of_the_switch) {
     write_file("ports.toml",
                "[[satellite]]\nname = \"one\"\n[[satellite]]\nname = \"two\"\n"
