@@ -41,8 +41,7 @@ std::string drift_in_words(const Comparison &comparison) {
     const std::int64_t offset_khz = comparison.common_offset_khz.value_or(0);
     return std::abs(offset_khz) < least_khz
                ? ""
-               : fmt::format(", LNB {:.1f} MHz {}",
-                             std::abs(static_cast<double>(offset_khz)) / 1000,
+               : fmt::format(", LNB {:+.1f} MHz {}", -static_cast<double>(offset_khz) / 1000,
                              offset_khz < 0 ? "high" : "low");
 }
 

@@ -8,7 +8,7 @@
 namespace host {
 
 // What a scan comes to, in one sentence: "1 of 93 rows found, 82 unexpected: probably another
-// satellite", "all 93 rows found, LNB 1.2 MHz high".
+// satellite", "all 93 rows found, LNB +1.2 MHz high".
 std::string verdict_of(const ScanResult &result);
 
 }  // namespace host

@@ -29,9 +29,9 @@ TEST(ScanVerdict, rows_are_counted_in_words) {
 TEST(ScanVerdict, drift_is_an_amount_and_a_side) {
     host::ScanResult result = compared(83, 83);
     result.comparison->common_offset_khz = 4'300;
-    EXPECT_EQ(verdict_of(result), "all 83 rows found, LNB 4.3 MHz low");
+    EXPECT_EQ(verdict_of(result), "all 83 rows found, LNB -4.3 MHz low");
     result.comparison->common_offset_khz = -1'200;
-    EXPECT_EQ(verdict_of(result), "all 83 rows found, LNB 1.2 MHz high");
+    EXPECT_EQ(verdict_of(result), "all 83 rows found, LNB +1.2 MHz high");
 }
 
 TEST(Counted, one_is_singular) {
