@@ -18,6 +18,9 @@ constexpr double scale_db = 5;
 
 constexpr double slack_db = 1;  // below a multiple of the scale that the picture does without
 
+constexpr double most_db =
+    200;  // no cable differs by more; what does is drawn at the picture's end
+
 // The least and the greatest level that a picture shows: multiples of the scale, 0 among them.
 struct Heights {
     double low_db = 0;
@@ -25,17 +28,20 @@ struct Heights {
 
     explicit Heights(const std::vector<SpectrumPoint> &points) {
         for (const SpectrumPoint &point : points) {
-            low_db = std::min(low_db, std::floor((point.db + slack_db) / scale_db) * scale_db);
-            high_db = std::max(high_db, std::ceil(point.db / scale_db) * scale_db);
+            const double db = std::clamp(point.db, -most_db, most_db);
+            low_db = std::min(low_db, std::floor((db + slack_db) / scale_db) * scale_db);
+            high_db = std::max(high_db, std::ceil(db / scale_db) * scale_db);
         }
     }
     [[nodiscard]] double place(double db, std::size_t height) const {
-        return (db - low_db) / (high_db - low_db) * static_cast<double>(height - 1);
+        const double shown_db = std::clamp(db, low_db, high_db);
+        return (shown_db - low_db) / (high_db - low_db) * static_cast<double>(height - 1);
     }
 };
 
 std::size_t rounded(double place) {
-    return static_cast<std::size_t>(std::lround(std::max(place, 0.0)));
+    constexpr double most = 1e6;  // far beyond any picture
+    return static_cast<std::size_t>(std::lround(std::min(std::max(0.0, place), most)));
 }
 
 // The level at a place, on the line between the points around it.
@@ -118,10 +124,12 @@ std::string scale_below(const TerminalPicture &picture, std::size_t columns) {
         (picture.high_mhz - picture.low_mhz) / static_cast<double>(columns);
     const double step = std::max(round_step(mhz_per_column * columns_a_label), 1.0);
     std::string line(columns, ' ');
-    const auto first = std::lround(std::ceil(picture.low_mhz / step));
-    const auto last = std::lround(std::floor(picture.high_mhz / step));
-    for (auto i = first; i <= last; ++i) {
-        const double mhz = static_cast<double>(i) * step;
+    const double first = std::ceil(picture.low_mhz / step);
+    for (std::size_t i = 0; i < columns; ++i) {
+        const double mhz = (first + static_cast<double>(i)) * step;
+        if (mhz > picture.high_mhz) {
+            break;
+        }
         const std::string label = fmt::format("{:.0f}", mhz);
         const std::size_t middle = rounded((mhz - picture.low_mhz) / mhz_per_column);
         const std::size_t begin = middle > label.size() / 2 ? middle - label.size() / 2 : 0;

@@ -20,7 +20,8 @@ struct StoredLeg {
     std::vector<SpectrumPoint> levels;  // downlink, rising; over the level that needs no gain
 };
 
-// Read what `spectrum --format json` wrote. Throws Failure (bad_input).
+// Read what `spectrum --format json` wrote. Throws Failure (bad_input), also for a figure that no
+// measurement has, with its place.
 std::vector<StoredLeg> read_spectrum(const std::string &file);
 
 // A stretch in which the level fell.

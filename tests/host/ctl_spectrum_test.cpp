@@ -166,6 +166,55 @@ TEST_F(CtlSpectrum, file_that_is_no_spectrum_is_refused) {
     }
 }
 
+// A measurement with one figure that none has, and the sentence that says where it is.
+TEST_F(CtlSpectrum, figures_that_no_measurement_has_are_refused) {
+    const auto refusal_of = [&](const std::string &leg) {
+        write_file("bad.json", R"({"schema": "ds3000.spectrum/1", "legs": [)" + leg + "]}");
+        const Outcome run = shell(
+            "timeout -k 2 60 $CTL spectrum --range 10960M-11160M --polarisation V --compare "
+            "bad.json");
+        EXPECT_EQ(run.status, 8) << leg << run.err;
+        EXPECT_EQ(run.out, "") << leg;
+        return run.err;
+    };
+    const auto level = [](const std::string &khz, const std::string &db) {
+        return R"({"polarisation": "V", "lof_khz": 9750000, "levels": [)"
+               R"({"frequency_khz": 10970000, "level_db": -60}, {"frequency_khz": )" +
+               khz + R"(, "level_db": )" + db + "}]}";
+    };
+    const auto leg = [](const std::string &members) {
+        return "{" + members + R"(, "levels": []})";
+    };
+
+    for (const char *db : {"1e308", "-1e308", "50.1", "-151"}) {
+        EXPECT_THAT(
+            refusal_of(level("11000000", db)),
+            testing::StartsWith("ds3000-ctl: spectrum bad.json: leg 1, level 2: level_db "));
+    }
+    for (const char *khz : {"1e308", "-1", "0", "9750000", "12000000", "7500000"}) {
+        EXPECT_THAT(refusal_of(level(khz, "-60")), HasSubstr("leg 1, level 2: frequency_khz "));
+    }
+    EXPECT_THAT(refusal_of(level("11000000", "\"-60\"")), HasSubstr("level_db is no number"));
+    EXPECT_THAT(refusal_of(level("11000000", "1e400")), HasSubstr("bad.json: "));
+    for (const char *lof : {"-9750000", "0", "9750000.5", "4e9", "null"}) {
+        EXPECT_THAT(refusal_of(leg(std::string(R"("polarisation": "V", "lof_khz": )") + lof)),
+                    HasSubstr("leg 1: lof_khz "));
+    }
+    for (const char *port : {"-1", "0", "5", "1.5", "4294967297"}) {
+        EXPECT_THAT(
+            refusal_of(
+                leg(std::string(R"("polarisation": "V", "lof_khz": 9750000, "port": )") + port)),
+            HasSubstr("leg 1: port "));
+    }
+    for (const char *letter : {"\"X\"", "1", "\"\""}) {
+        EXPECT_THAT(
+            refusal_of(leg(std::string(R"("lof_khz": 9750000, "polarisation": )") + letter)),
+            HasSubstr("leg 1: polarisation "));
+    }
+    EXPECT_THAT(refusal_of(R"({"polarisation": "V", "lof_khz": 9750000, "levels": {}})"),
+                HasSubstr("leg 1: has no levels"));
+}
+
 TEST_F(CtlSpectrum, page_has_levels_peaks_and_what_was_before) {
     EXPECT_EQ(spectrum("--board sim:world.toml --format json -o before.json").status, 0);
 

@@ -107,4 +107,18 @@ TEST(TerminalPicture, has_scales_marks_and_as_many_columns_as_there_are) {
     EXPECT_THAT(lines[5], HasSubstr("10750"));
 }
 
+// It ends at 200 dB. A row's number is the least multiple of the scale in it: the top row begins at
+// 11.5 of 15 dots, 153.3 dB.
+TEST(TerminalPicture, of_levels_that_no_cable_has_is_as_large_as_any) {
+    const auto lines_with = [](double db) {
+        return host::drawn({10'700, 10'800, {{10'700, 0}, {10'750, db}, {10'800, 0}}, {}, true}, 45,
+                           4);
+    };
+    for (const double db : {1e9, 1e308}) {
+        ASSERT_EQ(lines_with(db).size(), 5U) << db;
+        EXPECT_EQ(lines_with(db)[0].substr(0, 5), " 155 ") << db;
+        EXPECT_EQ(lines_with(-db)[3].substr(0, 5), "-200 ") << db;
+    }
+}
+
 }  // namespace tests
