@@ -56,17 +56,19 @@ constexpr double least_timeout_s = 0.05;
 constexpr double most_seconds = 86400.0;
 
 // CLI11's own check of a range lets through what is no number.
-CLI::Validator seconds_from(double least) {
-    const std::string range = fmt::format("in [{} - {}]", least, most_seconds);
-    return {[least, range](const std::string &text) -> std::string {
-                double seconds = 0;
-                const bool is_number = CLI::detail::lexical_cast(text, seconds);
-                return is_number && seconds >= least && seconds <= most_seconds
+CLI::Validator number_of(const char *unit, double least, double most) {
+    const std::string range = fmt::format("in [{} - {}]", least, most);
+    return {[unit, least, most, range](const std::string &text) -> std::string {
+                double number = 0;
+                const bool is_number = CLI::detail::lexical_cast(text, number);
+                return is_number && number >= least && number <= most
                            ? ""
-                           : fmt::format("'{}' is no number of seconds {}", text, range);
+                           : fmt::format("'{}' is no number of {} {}", text, unit, range);
             },
             range};
 }
+
+CLI::Validator seconds_from(double least) { return number_of("seconds", least, most_seconds); }
 
 // Adds an option that takes one of a few words, in capitals or not; another word is refused with
 // those to choose from. Unlike with CLI11's transformers the parsed command line keeps the word,
@@ -370,11 +372,13 @@ void add_spectrum(CLI::App &app, Job &job) {
         "spectrum", "Measure what is on the cable: the level over every leg, and the peaks in it");
     const auto options = std::make_shared<SpectrumOptions>();
     add_leg_options(*spectrum, options->legs);
-    spectrum->add_option("--compare", options->compare,
-                         "an earlier measurement, written with --format json: show what changed");
+    CLI::Option *compare = spectrum->add_option(
+        "--compare", options->compare,
+        "an earlier measurement, written with --format json: show what changed");
     spectrum
         ->add_option("--fall", options->fall_db, "name the bands that fell by so many dB, or more")
-        ->check(CLI::Range(least_fall_db, most_fall_db))
+        ->needs(compare)
+        ->check(number_of("dB", least_fall_db, most_fall_db))
         ->capture_default_str();
     spectrum->add_option("--report", options->report, "write a page with the pictures, HTML");
     spectrum->add_option("--note", options->note,

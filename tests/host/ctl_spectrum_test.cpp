@@ -215,6 +215,18 @@ TEST_F(CtlSpectrum, figures_that_no_measurement_has_are_refused) {
                 HasSubstr("leg 1: has no levels"));
 }
 
+TEST_F(CtlSpectrum, a_fall_is_a_number_and_of_use_only_in_a_comparison) {
+    EXPECT_EQ(spectrum("--board sim:world.toml --format json -o before.json").status, 0);
+    for (const char *fall : {"nan", "-nan", "inf", "0", "60.1", "3dB"}) {
+        const Outcome run = spectrum(std::string("--compare before.json --fall ") + fall);
+        EXPECT_EQ(run.status, 2) << fall;
+        EXPECT_THAT(run.err, HasSubstr("in [0.1 - 60]")) << fall;
+    }
+    const Outcome alone = spectrum("--fall 5");
+    EXPECT_EQ(alone.status, 2);
+    EXPECT_THAT(alone.err, HasSubstr("--compare"));
+}
+
 TEST_F(CtlSpectrum, page_has_levels_peaks_and_what_was_before) {
     EXPECT_EQ(spectrum("--board sim:world.toml --format json -o before.json").status, 0);
 
