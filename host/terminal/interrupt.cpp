@@ -5,6 +5,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <string_view>
@@ -31,11 +32,22 @@ std::atomic<void (*)()> last_resort{nullptr};
 std::atomic<void (*)()> leave_hook{nullptr};
 
 constexpr unsigned most_nudges = 100;
-std::atomic<unsigned> nudges{0};  // of the call that blocks
 
-std::atomic<bool> blocking{false};
-std::atomic<pthread_t> blocked_thread{};
+// A call that may block: each thread has at most one at a time.
+struct OpenCall {
+    std::atomic<bool> taken{false};
+    std::atomic<bool> blocking{false};
+    std::atomic<pthread_t> thread{};
+    std::atomic<unsigned> nudges{0};
+};
 static_assert(std::atomic<pthread_t>::is_always_lock_free, "the signal handler reads it");
+
+std::array<OpenCall, BlockingCall::most> open_calls;
+
+bool something_blocks() {
+    return std::any_of(open_calls.begin(), open_calls.end(),
+                       [](const OpenCall &call) { return call.blocking.load(); });
+}
 
 void nudge_every(suseconds_t us) {
     const itimerval interval{{0, us}, {0, us}};
@@ -58,14 +70,19 @@ void nudge_every(suseconds_t us) {
     _exit(static_cast<int>(ExitStatus::cancelled));
 }
 
-// Being called is what interrupts the thread that gets the signal; the thread that matters may be
-// another.
-void pass_on_nudge(int) {
-    if (blocking && ++nudges > most_nudges) {
-        leave_for_good();
+// Being called is what interrupts the thread that gets the signal; the threads that matter may be
+// others. What they get so is not passed on again.
+void pass_on_nudge(int, siginfo_t *info, void *) {
+    if (info->si_code == SI_TKILL) {
+        return;
     }
-    if (blocking && pthread_equal(blocked_thread, pthread_self()) == 0) {
-        pthread_kill(blocked_thread, nudge);
+    for (OpenCall &call : open_calls) {
+        if (call.blocking && ++call.nudges > most_nudges) {
+            leave_for_good();
+        }
+        if (call.blocking && pthread_equal(call.thread, pthread_self()) == 0) {
+            pthread_kill(call.thread, nudge);
+        }
     }
 }
 
@@ -79,7 +96,7 @@ void remember_interrupt(int signal) {
     if (void (*const function)() = hook.load()) {
         function();
     }
-    if (blocking) {
+    if (something_blocks()) {
         nudge_every(nudge_every_us);
     }
 }
@@ -89,6 +106,13 @@ void handle(int signal, void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
     ::sigaction(signal, &action, nullptr);
+}
+
+void handle_nudges() {
+    struct sigaction action {};
+    action.sa_sigaction = pass_on_nudge;
+    action.sa_flags = SA_SIGINFO;
+    ::sigaction(nudge, &action, nullptr);
 }
 
 // Shells ignore INT and QUIT for what they run in the background, which is no wish of a person's.
@@ -102,7 +126,7 @@ bool stays_ignored(int signal) {
 
 InterruptWatch::InterruptWatch() : interrupted_(interrupted) {
     interrupted = false;
-    handle(nudge, pass_on_nudge);
+    handle_nudges();
     for (const int signal : interrupts) {
         if (!stays_ignored(signal)) {
             handle(signal, remember_interrupt);
@@ -139,18 +163,33 @@ void run_leave_hook() {
 }
 
 BlockingCall::BlockingCall() {
-    nudges = 0;
-    blocked_thread = pthread_self();
-    blocking = true;
+    while (index_ < most && open_calls.at(index_).taken.exchange(true)) {
+        ++index_;
+    }
+    if (index_ == most) {
+        return;
+    }
+    OpenCall &call = open_calls.at(index_);
+    call.nudges = 0;
+    call.thread = pthread_self();
+    call.blocking = true;
     if (interrupted) {
         nudge_every(nudge_every_us);
     }
 }
 
 BlockingCall::~BlockingCall() {
-    blocking = false;
-    if (interrupted) {
+    if (index_ == most) {
+        return;
+    }
+    open_calls.at(index_).blocking = false;
+    open_calls.at(index_).taken = false;
+    if (interrupted && !something_blocks()) {
         nudge_every(0);
+        // Another thread's call may just have begun.
+        if (something_blocks()) {
+            nudge_every(nudge_every_us);
+        }
     }
 }
 

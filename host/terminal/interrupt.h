@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 
 namespace host {
 
@@ -35,13 +36,18 @@ class InterruptHook {
 // A system call of this thread that may block for ever: while one exists, an interrupt makes the
 // call fail with EINTR, whichever thread gets the signal and however shortly before the call it
 // came. Where the call does not come back within two seconds all the same, the program leaves with
-// status 130. At most one exists in the process at a time that counts: the last one made.
+// status 130. Each thread has at most one at a time; more than a few threads at once are left alone.
 class BlockingCall {
  public:
+    static constexpr std::size_t most = 4;
+
     BlockingCall();
     BlockingCall(const BlockingCall &) = delete;
     BlockingCall &operator=(const BlockingCall &) = delete;
     ~BlockingCall();
+
+ private:
+    std::size_t index_ = 0;  // among those that exist
 };
 
 // While one exists, what is to be done before the program leaves a call that does not come back; in

@@ -113,10 +113,11 @@ ReplacedFile::~ReplacedFile() {
 }
 
 void ReplacedFile::write(std::string_view text) {
-    if (text.empty()) {
+    if (text.empty() || error_ != 0) {
         return;
     }
     empty_ = false;
+    const auto call = call_that_may_block();
     // A line that a terminal does not take counts as written: it did fit into the buffer.
     if (std::fwrite(text.data(), 1, text.size(), file_.get()) != text.size() ||
         std::ferror(file_.get()) != 0) {
@@ -125,9 +126,18 @@ void ReplacedFile::write(std::string_view text) {
 }
 
 void ReplacedFile::flush() {
+    if (error_ != 0) {
+        return;
+    }
+    const auto call = call_that_may_block();
     if (std::fflush(file_.get()) != 0) {
         remember_error();
     }
+}
+
+// A pipe that is full waits for its reader, which is no matter for the thread of a driver.
+std::optional<BlockingCall> ReplacedFile::call_that_may_block() const {
+    return part_.empty() ? std::optional<BlockingCall>(std::in_place) : std::nullopt;
 }
 
 void ReplacedFile::remember_error() { error_ = error_ == 0 ? errno : error_; }

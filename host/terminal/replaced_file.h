@@ -9,6 +9,7 @@
 
 #include "host/terminal/columns.h"
 #include "host/terminal/file.h"
+#include "host/terminal/interrupt.h"
 
 namespace host {
 
@@ -52,7 +53,7 @@ class ReplacedFile {
     ~ReplacedFile();
 
     // Neither throws: what went wrong is for check() or publish() to say, for one who writes in
-    // the driver's midst.
+    // the driver's midst. What comes after that is dropped. A signal ends the wait for a reader.
     void write(std::string_view text);
     void flush();
 
@@ -72,6 +73,7 @@ class ReplacedFile {
     ReplacedFile();
     void use_stream(int stream);
     void open_beside();
+    [[nodiscard]] std::optional<BlockingCall> call_that_may_block() const;
     void remember_error();
     [[noreturn]] void fail(int error) const;
 

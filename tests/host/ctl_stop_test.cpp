@@ -9,6 +9,8 @@
 namespace tests {
 namespace {
 
+using testing::AnyOf;
+using testing::EndsWith;
 using testing::HasSubstr;
 
 // Starts a command that would take an hour of real time, waits until its trace has an event, the
@@ -107,6 +109,42 @@ TEST_F(CtlStop, a_pipe_that_nobody_reads_is_not_waited_for) {
             EXPECT_THAT(read_file("err"), HasSubstr("cancelled before")) << option << ' ' << signal;
         }
     }
+}
+
+// The pipe is full from the beginning, and whoever could read it does not. Waits for the thread that
+// writes, whichever it is.
+TEST_F(CtlStop, a_full_pipe_is_not_waited_for) {
+    for (const char *option : {"--trace", "--driver-log"}) {
+        for (const char *command :
+             {"sweep Astra-19.2E", "scan", "doctor", "tune Astra-19.2E 1", "spectrum"}) {
+            for (const char *signal : {"INT", "HUP"}) {
+                const Outcome run = shell(fmt::format(
+                    "[ -p pipe ] || mkfifo pipe\nexec 3<>pipe\n"
+                    "dd if=/dev/zero of=pipe bs=512 count=1000 oflag=nonblock 2>/dev/null\nset -m\n"
+                    "\"$CTL\" {} {} pipe >out 2>err &\n"
+                    "while ! grep -q pipe_write /proc/$!/task/*/wchan && kill -0 $!; do "
+                    "sleep 0.02; done 2>/dev/null\n"
+                    "kill -{} $!\nwait $!",
+                    command, option, signal));
+                EXPECT_EQ(run.status, 130) << command << ' ' << option << ' ' << signal;
+                // A start-up that is cut short says nothing.
+                EXPECT_THAT(read_file("err"), AnyOf("", EndsWith("pipe could be written\n")))
+                    << command << ' ' << option;
+            }
+        }
+    }
+}
+
+TEST_F(CtlStop, a_session_whose_log_is_full_ends_with_the_supply_off) {
+    const Outcome run = shell(
+        "mkfifo pipe\nexec 3<>pipe\n"
+        "dd if=/dev/zero of=pipe bs=512 count=1000 oflag=nonblock 2>/dev/null\nset -m\n"
+        "\"$CTL\" sweep Astra-19.2E --driver-log pipe --trace trace >out 2>err &\n"
+        "while ! grep -q pipe_write /proc/$!/task/*/wchan && kill -0 $!; do sleep 0.02; done "
+        "2>/dev/null\nkill -INT $!\nwait $!");
+    EXPECT_EQ(run.status, 130) << read_file("err");
+    const std::string trace = read_file("trace");
+    EXPECT_GE(trace.rfind("gpio 6 0") + 1, trace.rfind("gpio 6 1") + 1);
 }
 
 TEST_F(CtlStop, no_number_is_no_time) {
