@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <exception>
 #include <memory>
 #include <stdexcept>
 #include <variant>
@@ -23,6 +24,7 @@ namespace {
 struct Replay {
     ReplayReport report;
     ExitStatus session = ExitStatus::done;
+    std::exception_ptr lost_log;  // why the driver log could not be written, if it could not
 };
 
 std::vector<std::string> words_to_replay(const ReplayOptions &options) {
@@ -72,8 +74,18 @@ Replay replay(const std::string &file, const CommandRequest &request, const Prog
     console.set_verbose(options.verbose);
     const auto report = std::make_shared<ReplayReport>();
     Program player{request.given, options, console, program.interrupt, report};
-    const ExitStatus session = run_job(request.job, player);
-    return {*report, session};
+    std::exception_ptr lost_log;
+    // Of what the recorded command writes only the driver log goes anywhere.
+    const Job job = [&](Program &played) {
+        try {
+            return request.job(played);
+        } catch (const OutputError &) {
+            lost_log = std::current_exception();
+            return ExitStatus::internal_error;
+        }
+    };
+    const ExitStatus session = run_job(job, player);
+    return {*report, session, lost_log};
 }
 
 Json difference_json(const trace::Difference &difference) {
@@ -127,7 +139,7 @@ ExitStatus run_replay(Program &program, const ReplayOptions &options, const Comm
     const CommandReading reading = read_recorded(reader, words, program.console);
     const auto *request = std::get_if<CommandRequest>(&reading);
     const Replay replayed = request != nullptr ? replay(options.file, *request, program)
-                                               : Replay{{}, std::get<ExitStatus>(reading)};
+                                               : Replay{{}, std::get<ExitStatus>(reading), {}};
     if (replayed.report.events == 0) {
         throw Failure(
             replayed.session == ExitStatus::done ? ExitStatus::bad_input : replayed.session,
@@ -139,6 +151,9 @@ ExitStatus run_replay(Program &program, const ReplayOptions &options, const Comm
     }
     present(output, {.text = [&](Output &text) { write_text(text, replayed, options.file); },
                      .json = [&] { return replay_json(replayed, options.file); }});
+    if (replayed.lost_log) {
+        std::rethrow_exception(replayed.lost_log);
+    }
     return replayed.report.difference ? ExitStatus::differs : ExitStatus::done;
 }
 

@@ -12,7 +12,7 @@ DriverLog::DriverLog(const std::optional<std::string> &target, Console &console)
 
 DriverLog::~DriverLog() {
     try {
-        if (file_ && !file_->empty()) {
+        if (file_ && !finished_ && !file_->empty()) {
             finish();
         }
     } catch (const OutputError &error) {
@@ -43,9 +43,9 @@ void DriverLog::show_recent(std::string_view heading) {
 }
 
 void DriverLog::finish() {
+    finished_ = true;
     if (file_) {
         file_->publish();
-        file_.reset();
     }
 }
 

@@ -37,6 +37,7 @@ class DriverLog {
     bool keeps_recent_;
     bool live_;
     std::optional<ReplacedFile> file_;
+    bool finished_ = false;
     std::string recent_;
 };
 

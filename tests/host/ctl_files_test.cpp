@@ -114,6 +114,27 @@ TEST_F(CtlFiles, a_full_disk_is_one_sentence) {
     }
 }
 
+TEST_F(CtlFiles, a_driver_log_that_is_full_is_one_sentence) {
+    for (const std::string command :
+         {"tune Known 1", "sweep Known", "scan --range 11490M-11500M", "doctor",
+          "monitor Known 1 --for 2", "spectrum --if 1700M-1760M --polarisation H"}) {
+        const Outcome run = ctl(command + " --driver-log /dev/full");
+        EXPECT_EQ(run.status, 1) << command;
+        EXPECT_EQ(run.err,
+                  "ds3000-ctl: driver log /dev/full cannot be written: No space left on device\n")
+            << command;
+    }
+}
+
+TEST_F(CtlFiles, a_replay_whose_driver_log_is_full_reports_and_fails) {
+    EXPECT_EQ(ctl("tune Known 1 --trace recorded").status, 0);
+    const Outcome run = ctl("trace replay recorded --driver-log /dev/full");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.out, HasSubstr("no difference"));
+    EXPECT_EQ(run.err,
+              "ds3000-ctl: driver log /dev/full cannot be written: No space left on device\n");
+}
+
 TEST_F(CtlFiles, a_reader_that_has_enough_ends_the_run_quietly) {
     for (const std::string command :
          {"list satellites", "list lnb --format csv", "sweep Known Sky --format csv"}) {
