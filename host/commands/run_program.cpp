@@ -13,6 +13,8 @@ namespace host {
 int run_program(int argc, const char *const *argv) {
     // A reader that goes away is a write error like any other, so that the receiver is shut down.
     std::signal(SIGPIPE, SIG_IGN);
+    // So is a file that has grown as large as it may.
+    std::signal(SIGXFSZ, SIG_IGN);
     Console console;
     const auto reading = read_command_line({argv + std::min(argc, 1), argv + argc}, console);
     if (const auto *status = std::get_if<ExitStatus>(&reading)) {

@@ -135,6 +135,12 @@ TEST_F(CtlFiles, a_replay_whose_driver_log_is_full_reports_and_fails) {
               "ds3000-ctl: driver log /dev/full cannot be written: No space left on device\n");
 }
 
+TEST_F(CtlFiles, a_file_that_may_grow_no_larger_is_one_sentence) {
+    const Outcome run = shell("ulimit -f 8\n\"$CTL\" tune Known 1 --trace large");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err, "ds3000-ctl: trace large cannot be written: File too large\n");
+}
+
 TEST_F(CtlFiles, a_reader_that_has_enough_ends_the_run_quietly) {
     for (const std::string command :
          {"list satellites", "list lnb --format csv", "sweep Known Sky --format csv"}) {
