@@ -59,7 +59,10 @@ std::string part_beside(const std::string &file) { return file + ".part"; }
 ReplacedFile::ReplacedFile(std::string_view title, const std::string &name)
     : title_(title_of(title, name)), target_(file_behind(name)) {
     struct stat status {};
-    const bool there = ::stat(target_.c_str(), &status) == 0;
+    const bool there = ::stat(name.c_str(), &status) == 0;
+    if (!there && errno != ENOENT) {
+        fail(errno);
+    }
     if (const auto stream = there ? own_stream(status) : std::nullopt) {
         use_stream(*stream);
     } else if (there && !S_ISREG(status.st_mode)) {

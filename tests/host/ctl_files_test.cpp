@@ -141,6 +141,14 @@ TEST_F(CtlFiles, a_file_that_may_grow_no_larger_is_one_sentence) {
     EXPECT_EQ(run.err, "ds3000-ctl: trace large cannot be written: File too large\n");
 }
 
+TEST_F(CtlFiles, links_that_lead_nowhere_are_left_as_they_are) {
+    const Outcome run =
+        shell("ln -s a b\nln -s b a\n\"$CTL\" list lnb -o a\necho $?\nreadlink a b\nls");
+    EXPECT_EQ(run.err, "ds3000-ctl: a cannot be written: Too many levels of symbolic links\n");
+    EXPECT_THAT(run.out, StartsWith("1\nb\na\n"));
+    EXPECT_THAT(run.out, Not(HasSubstr(".part")));
+}
+
 TEST_F(CtlFiles, a_reader_that_has_enough_ends_the_run_quietly) {
     for (const std::string command :
          {"list satellites", "list lnb --format csv", "sweep Known Sky --format csv"}) {
