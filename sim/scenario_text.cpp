@@ -37,6 +37,11 @@ class TextWalk {
         if ((c < 0x20 && !is_blank) || c == 0x7F) {
             refuse(fmt::format("a control character (0x{:02X})", c));
         }
+        // Those of two bytes: a terminal takes them for ESC and a letter.
+        if (c == 0xC2 && rest_.size() > 1 && static_cast<unsigned char>(rest_[1]) < 0xA0) {
+            refuse(fmt::format("a control character (U+00{:02X})",
+                               static_cast<unsigned char>(rest_[1])));
+        }
         if (c >= 0x80 && place_ == Place::outside) {
             refuse("a character that is no ASCII, outside of comments and strings");
         }

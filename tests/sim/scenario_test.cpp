@@ -224,6 +224,10 @@ TEST(ScenarioFile, control_characters_are_refused_everywhere) {
                 HasSubstr("dir/test.toml:3: a control character (0x1B)"));
     EXPECT_THAT(error_of("[[satellite]]\nname = '''\n\n\x7F'''"),
                 HasSubstr("dir/test.toml:4: a control character (0x7F)"));
+    EXPECT_THAT(error_of("seed = 1\n# \xC2\x80"),
+                HasSubstr("dir/test.toml:2: a control character (U+0080)"));
+    EXPECT_THAT(error_of("[[satellite]]\nname = \"\xC2\x9F\""),
+                HasSubstr("dir/test.toml:2: a control character (U+009F)"));
     EXPECT_THAT(error_of("seed = 1\rseed = 2"), HasSubstr("a control character (0x0D)"));
     EXPECT_THAT(error_of(std::string("seed = 1\0", 9)), HasSubstr("a control character (0x00)"));
 }
