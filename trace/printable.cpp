@@ -36,17 +36,21 @@ constexpr std::array<Lead, 9> leads{{{0x00, 0x7F, 1, 0x00, 0xFF},
                                      {0xF1, 0xF3, 4, 0x80, 0xBF},
                                      {0xF4, 0xF4, 4, 0x80, 0x8F}}};
 
-// U+0080 to U+009F: a terminal takes them for ESC and a letter.
-bool is_wide_control(std::string_view character) {
-    return character.size() == 2 && byte_of(character[0]) == 0xC2 && byte_of(character[1]) < 0xA0;
-}
+struct CodeRange {
+    char32_t first;
+    char32_t last;
+};
+
+// Of two or three bytes each.
+constexpr std::array<CodeRange, 5> steering{{
+    {0x80, 0x9F},      // a terminal takes them for ESC and a letter
+    {0x61C, 0x61C},    // the direction of letters
+    {0x200E, 0x200F},  // the same
+    {0x2028, 0x202E},  // ends of lines and paragraphs, directions of stretches
+    {0x2066, 0x2069},  // directions of stretches
+}};
 
 bool is_plain(char c) { return c == '\n' || c == '\t' || (byte_of(c) < 0x80 && !is_control(c)); }
-
-// Of a character that is not plain.
-bool is_shown(std::string_view character) {
-    return character.size() > 1 && !is_wide_control(character);
-}
 
 // How many bytes the well-formed character in front of a text has; 0 where there is none.
 std::size_t utf8_length(std::string_view text) {
@@ -67,7 +71,33 @@ std::size_t utf8_length(std::string_view text) {
     return whole && std::all_of(rest.begin(), rest.end(), is_continuation) ? lead->length : 0;
 }
 
+// Of a character of two or three bytes.
+char32_t code_of(std::string_view character) {
+    char32_t code = byte_of(character.front()) & (character.size() == 2 ? 0x1FU : 0x0FU);
+    for (const char c : character.substr(1)) {
+        code = code << 6U | (byte_of(c) & 0x3FU);
+    }
+    return code;
+}
+
+// Of a character that is not plain.
+bool is_shown(std::string_view character) {
+    return character.size() > 1 && steering_character(character).length == 0;
+}
+
 }  // namespace
+
+SteeringCharacter steering_character(std::string_view text) {
+    const std::size_t length = utf8_length(text);
+    if (length != 2 && length != 3) {
+        return {};
+    }
+    const char32_t code = code_of(text.substr(0, length));
+    const bool steers = std::any_of(steering.begin(), steering.end(), [code](CodeRange range) {
+        return code >= range.first && code <= range.last;
+    });
+    return steers ? SteeringCharacter{code, length} : SteeringCharacter{};
+}
 
 bool is_control(char c) { return byte_of(c) < 0x20 || byte_of(c) == 0x7F; }
 

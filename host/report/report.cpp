@@ -14,6 +14,7 @@
 #include "host/terminal/counted.h"
 #include "host/terminal/html.h"
 #include "host/terminal/output.h"
+#include "trace/printable.h"
 
 namespace host {
 
@@ -34,9 +35,8 @@ std::string to_string(ReportState state) {
 
 // JSON for the inside of a script element, which only "<" could end: there is none outside strings.
 std::string script_data(const Json &json) {
-    const std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
     std::string escaped;
-    for (const char c : text) {
+    for (const char c : json_text(json, true)) {
         escaped += c == '<' ? std::string("\\u003c") : std::string(1, c);
     }
     return escaped;
@@ -371,14 +371,14 @@ Json transponder_data(const ReportTransponder &transponder) {
     if (transponder.port != 0) {
         json["port"] = transponder.port;
     }
-    put_text("note", transponder.note);
+    put_text("note", trace::printable(transponder.note));
     return json;
 }
 
 std::string data_of(const ScanPage &report) {
     Json json{{"legs", Json::array()}, {"transponders", Json::array()}};
     if (!report.compared_with.empty()) {
-        json["compared_with"] = report.compared_with;
+        json["compared_with"] = trace::printable(report.compared_with);
     }
     for (const ReportLeg &leg : report.legs) {
         json["legs"].push_back(leg_data(leg));

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <utility>
 
 #include "host/terminal/same_word.h"
@@ -65,13 +66,13 @@ std::string json_text(const Json &value, bool on_one_line) {
     std::string escaped;
     escaped.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
-        // The library leaves DEL and U+0080 to U+009F as they are.
-        const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+        // The library leaves DEL and what has several bytes as it is.
+        const auto wide = trace::steering_character(std::string_view(text).substr(i, 3));
         if (text[i] == '\x7F') {
             escaped += "\\u007f";
-        } else if (text[i] == '\xC2' && next < 0xA0) {
-            escaped += fmt::format("\\u{:04x}", next);
-            ++i;
+        } else if (wide.length > 0) {
+            escaped += fmt::format("\\u{:04x}", static_cast<std::uint32_t>(wide.code));
+            i += wide.length - 1;
         } else {
             escaped += text[i];
         }

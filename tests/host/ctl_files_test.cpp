@@ -335,6 +335,24 @@ TEST_F(CtlFiles, nothing_from_outside_steers_the_terminal) {
         << "JSON holds the name itself";
 }
 
+TEST_F(CtlFiles, names_do_not_turn_a_line_round) {
+    write_file("Turned", table_row(11494000, 22000000, "a\u202Eb\u2069\u2028\u0085"));
+    const std::string shown = "a\\xE2\\x80\\xAEb\\xE2\\x81\\xA9\\xE2\\x80\\xA8\\xC2\\x85";
+    EXPECT_THAT(ctl("list transponders Turned").out, HasSubstr(shown));
+    EXPECT_THAT(ctl("list transponders Turned --format csv").out, HasSubstr(shown));
+    const auto entries = parse_json(ctl("list transponders Turned --format json").out);
+    EXPECT_EQ(entries.at("entries").at(0).at("name"), "a\u202Eb\u2069\u2028\u0085");
+
+    write_file("Other\u202E", table_row(11498000, 22000000, "a\u202Eb"));
+    EXPECT_EQ(ctl("scan --range 11490M-11500M --compare Other\u202E -o page.html").status, 0);
+    const std::string page = read_file("page.html");
+    EXPECT_THAT(page, Not(HasSubstr("\u202E")));
+    EXPECT_THAT(page, HasSubstr("Other\\xE2\\x80\\xAE"));
+    const std::string begin = "id=\"report\">";
+    const std::size_t from = page.find(begin) + begin.size();
+    EXPECT_TRUE(parse_json(page.substr(from, page.find("</script>", from) - from)).is_object());
+}
+
 TEST_F(CtlFiles, inputs_are_regular_files) {
     ASSERT_EQ(shell("mkfifo pipe; mkdir folder; cp Known plug.so").status, 0);
     struct Input {

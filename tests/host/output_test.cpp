@@ -35,6 +35,11 @@ TEST(Output, json_is_spread_over_lines_and_jsonl_is_not) {
               "{\n  \"b\": 1,\n  \"a\": \"\xEF\xBF\xBD\"\n}\n{\"b\":1,\"a\":\"\xEF\xBF\xBD\"}\n");
 }
 
+TEST(Output, json_escapes_what_steers_a_terminal_or_turns_its_line_round) {
+    EXPECT_EQ(json_text(Json("\x7F \u0085 \u061C \u200F \u2028 \u202E \u2069 \u20AC"), true),
+              "\"\\u007f \\u0085 \\u061c \\u200f \\u2028 \\u202e \\u2069 \u20AC\"");
+}
+
 TEST(Output, a_file_that_cannot_be_written_is_an_error) {
     const auto write = [](const char *file) {
         Output output(Format::text, file);

@@ -15,6 +15,17 @@ TEST(Printable, what_steers_a_terminal_is_escaped) {
     EXPECT_EQ(trace::printable("\xC2\x80 \xC2\x9F \xC2\xA0"), "\\xC2\\x80 \\xC2\\x9F \xC2\xA0");
 }
 
+// The first and the last of each stretch, and their neighbours that stay.
+TEST(Printable, what_turns_a_line_round_is_escaped) {
+    EXPECT_EQ(trace::printable("\u061B\u061C\u061D"), "\u061B\\xD8\\x9C\u061D");
+    EXPECT_EQ(trace::printable("\u200D\u200E\u200F\u2010"),
+              "\u200D\\xE2\\x80\\x8E\\xE2\\x80\\x8F\u2010");
+    EXPECT_EQ(trace::printable("\u2027\u2028\u2029\u202A\u202E\u202F"),
+              "\u2027\\xE2\\x80\\xA8\\xE2\\x80\\xA9\\xE2\\x80\\xAA\\xE2\\x80\\xAE\u202F");
+    EXPECT_EQ(trace::printable("\u2065\u2066\u2069\u206A"),
+              "\u2065\\xE2\\x81\\xA6\\xE2\\x81\\xA9\u206A");
+}
+
 TEST(Printable, text_stays) {
     EXPECT_EQ(trace::printable(""), "");
     EXPECT_EQ(trace::printable("two\nlines\tand \\x1B"), "two\nlines\tand \\x1B");
