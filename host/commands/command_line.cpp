@@ -5,7 +5,6 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <iostream>
 #include <memory>
 #include <sstream>
 #include <string_view>
@@ -677,11 +676,24 @@ std::string fault_of(const CLI::App &app, const CLI::App &command, const CLI::Pa
                : fmt::format("'{}' is no subcommand{}", word, did_you_mean(word, subcommands));
 }
 
-ExitStatus refuse(const CLI::App &app, const CLI::ParseError &error, Console &console) {
-    if (error.get_exit_code() == 0) {
-        std::ostringstream none;
-        app.exit(error, std::cout, none);
+// Help or version, as a job like any other: it writes data.
+CommandRequest what_was_asked_for(const CLI::App &app, const CLI::ParseError &error) {
+    std::ostringstream text;
+    std::ostringstream none;
+    app.exit(error, text, none);
+    CommandRequest request;
+    request.job = [shown = text.str()](Program &program) {
+        Output output(Format::text, program.options.output);
+        output.text(shown);
+        output.finish();
         return ExitStatus::done;
+    };
+    return request;
+}
+
+CommandReading refuse(const CLI::App &app, const CLI::ParseError &error, Console &console) {
+    if (error.get_exit_code() == 0) {
+        return what_was_asked_for(app, error);
     }
     const CLI::App &command = command_meant(app);
     // The message may repeat what was written; on the console that steers no terminal.

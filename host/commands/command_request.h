@@ -18,8 +18,8 @@ struct CommandRequest {
     Job job;
 };
 
-// A command line that was read; nothing but the exit status where help was asked for, which is
-// shown, or where a word was wrong, which is refused.
+// A command line that was read; nothing but the exit status where a word was wrong, which is
+// refused. Help is a request like any other.
 using CommandReading = std::variant<CommandRequest, ExitStatus>;
 
 // What reads the words behind the program's name.

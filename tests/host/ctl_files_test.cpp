@@ -272,6 +272,17 @@ TEST_F(CtlFiles, a_suffix_and_format_that_contradict_are_refused) {
     EXPECT_EQ(ctl("info -o a.csv").status, 2) << "there are no rows";
 }
 
+TEST_F(CtlFiles, help_that_cannot_be_written_is_one_sentence) {
+    for (const char *arguments : {"--help", "--version", "tune --help", "trace show --help"}) {
+        const Outcome run = shell(std::string("\"$CTL\" ") + arguments + " >/dev/full");
+        EXPECT_EQ(run.status, 1) << arguments;
+        EXPECT_EQ(run.err,
+                  "ds3000-ctl: standard output cannot be written: No space left on device\n");
+        EXPECT_EQ(ctl(arguments).status, 0);
+        EXPECT_THAT(ctl(arguments).out, HasSubstr("ds3000-ctl"));
+    }
+}
+
 TEST_F(CtlFiles, a_scan_writes_the_page_or_the_table_that_the_suffix_names) {
     const std::string scan = "scan --range 11490M-11500M --format csv -o ";
     const Outcome page = ctl(scan + "page.HTML");
