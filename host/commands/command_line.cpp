@@ -2,6 +2,7 @@
 #include "host/commands/command_line.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -613,10 +614,41 @@ void collect_given(const CLI::App &command, GivenCommands &given) {
     }
 }
 
+// The suffixes of names that a command writes what they say into; refuse_rows() is about .csv.
+std::vector<std::string_view> suffixes_written_by(std::string_view command) {
+    std::vector<std::string_view> suffixes{".json", ".jsonl", ".csv"};
+    if (command == "spectrum" || command == "scan") {
+        suffixes.emplace_back(".html");
+    }
+    if (command == "scan") {
+        suffixes.insert(suffixes.end(), {".conf", ".xml", ".m3u"});
+    }
+    return suffixes;
+}
+
+// Returns what is wrong with a name of -o that says what belongs into the file; empty when nothing
+// is.
+std::string fault_of_suffix(std::string_view command, std::string_view file) {
+    const auto is_suffix = [file](std::string_view suffix) { return has_suffix(file, suffix); };
+    const auto written = suffixes_written_by(command);
+    const auto known = suffixes_written_by("scan");
+    const auto suffix = std::find_if(known.begin(), known.end(), is_suffix);
+    if (suffix == known.end() || std::any_of(written.begin(), written.end(), is_suffix)) {
+        return "";
+    }
+    return fmt::format("-o {}: {} writes no {}; it writes {}, and text into other names", file,
+                       command, *suffix, fmt::join(written, ", "));
+}
+
 // The format that the name of -o asks for, unless --format does. Returns what is wrong with the
 // two; empty when nothing is.
 std::string settle_format(CommandRequest &request) {
     GlobalOptions &options = request.options;
+    if (const std::string fault =
+            options.output ? fault_of_suffix(request.given.at(1).name, *options.output) : "";
+        !fault.empty()) {
+        return fault;
+    }
     const auto named = options.output ? format_of_name(*options.output) : std::nullopt;
     if (named && gives_global(request.given, "format") && *named != options.format) {
         return fmt::format("-o {} asks for another format than --format does; leave --format out",

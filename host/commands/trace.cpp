@@ -257,6 +257,12 @@ ExitStatus export_trace(Program &program, const TraceExportOptions &options) {
     if (gives_global(program.given, "format")) {
         refuse_usage("trace export has its form from --to, not --format");
     }
+    const auto named =
+        program.options.output ? format_of_name(*program.options.output) : std::nullopt;
+    if (named && (named != Format::jsonl || options.form != "jsonl")) {
+        refuse_usage(fmt::format("-o {} asks for another form than --to {} does; name another file",
+                                 *program.options.output, options.form));
+    }
     const trace::Trace trace = read_trace(options.file);
     if (options.form == "jsonl") {
         Output output(Format::jsonl, program.options.output);

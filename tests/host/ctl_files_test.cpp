@@ -272,6 +272,38 @@ TEST_F(CtlFiles, a_suffix_and_format_that_contradict_are_refused) {
     EXPECT_EQ(ctl("info -o a.csv").status, 2) << "there are no rows";
 }
 
+TEST_F(CtlFiles, a_suffix_of_what_a_command_cannot_write_is_refused) {
+    for (const std::string command : {"tune Known 1", "list lnb", "sweep Known", "info", "doctor",
+                                      "trace show it", "unicable detect", "diseqc switch 1"}) {
+        for (const char *suffix : {".html", ".HTML", ".conf", ".xml", ".m3u"}) {
+            const Outcome run = ctl(command + " -o x" + suffix);
+            EXPECT_EQ(run.status, 2) << command << suffix;
+            EXPECT_THAT(run.err, HasSubstr("it writes .json, .jsonl, .csv, and text")) << command;
+            EXPECT_FALSE(exists(std::string("x") + suffix));
+        }
+    }
+    for (const char *suffix : {".conf", ".xml", ".m3u"}) {
+        const Outcome run =
+            ctl(std::string("spectrum --if 1700M-1760M --polarisation H -o x") + suffix);
+        EXPECT_EQ(run.status, 2) << suffix;
+        EXPECT_THAT(run.err, HasSubstr("it writes .json, .jsonl, .csv, .html, and text"));
+    }
+    EXPECT_EQ(ctl("list lnb -o list.txt").status, 0);
+}
+
+TEST_F(CtlFiles, an_export_has_the_suffix_of_its_form) {
+    EXPECT_EQ(ctl("info --trace it").status, 0);
+    for (const char *arguments :
+         {"jsonl -o x.json", "jsonl -o x.csv", "jsonl -o x.html", "i2ctransfer -o x.jsonl",
+          "i2ctransfer -o x.JSON", "i2ctransfer -o x.xml"}) {
+        const Outcome run = ctl(std::string("trace export it --to ") + arguments);
+        EXPECT_EQ(run.status, 2) << arguments;
+        EXPECT_EQ(run.out, "") << arguments;
+    }
+    EXPECT_EQ(ctl("trace export it --to jsonl -o x.jsonl").status, 0);
+    EXPECT_EQ(ctl("trace export it --to i2ctransfer -o x.sh").status, 0);
+}
+
 TEST_F(CtlFiles, help_that_cannot_be_written_is_one_sentence) {
     for (const char *arguments : {"--help", "--version", "tune --help", "trace show --help"}) {
         const Outcome run = shell(std::string("\"$CTL\" ") + arguments + " >/dev/full");
