@@ -36,7 +36,8 @@ class InterruptHook {
 // A system call of this thread that may block for ever: while one exists, an interrupt makes the
 // call fail with EINTR, whichever thread gets the signal and however shortly before the call it
 // came. Where the call does not come back within two seconds all the same, the program leaves with
-// status 130. Each thread has at most one at a time; more than a few threads at once are left alone.
+// status 130. Each thread has at most one at a time; of more than a few at once the rest is left
+// alone.
 class BlockingCall {
  public:
     static constexpr std::size_t most = 4;

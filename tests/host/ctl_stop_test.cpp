@@ -111,7 +111,7 @@ TEST_F(CtlStop, a_pipe_that_nobody_reads_is_not_waited_for) {
     }
 }
 
-// The pipe is full from the beginning, and whoever could read it does not. Waits for the thread that
+// The pipe is full from the beginning, and nobody reads it. Waits for the thread that
 // writes, whichever it is.
 TEST_F(CtlStop, a_full_pipe_is_not_waited_for) {
     for (const char *option : {"--trace", "--driver-log"}) {

@@ -141,7 +141,7 @@ TEST_F(CtlSatellitesXml, stands_wherever_a_table_does) {
     EXPECT_EQ(missing.status, 8);
     EXPECT_THAT(missing.err, HasSubstr("has no satellite 'Nowhere'"));
     EXPECT_EQ(ctl("tune none.xml:19.2E 1").status, 8);
-    const Outcome shared = ctl("tune list.xml:19.2E 11494H -o ./list.xml");
+    const Outcome shared = ctl("scan --satellite list.xml:19.2E -o ./list.xml");
     EXPECT_EQ(shared.status, 2);
     EXPECT_THAT(shared.err, HasSubstr("the run reads this file"));
     EXPECT_EQ(read_file("list.xml"), two_satellites);
