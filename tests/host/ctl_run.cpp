@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <sys/wait.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -21,7 +22,8 @@ std::string contents(const std::filesystem::path &file) {
 
 }  // namespace
 
-CtlTest::CtlTest() {
+// The program is to hear HUP as it does from a shell, also where the tests are run under nohup.
+CtlTest::CtlTest() : hang_up_(std::signal(SIGHUP, SIG_DFL)) {
     std::string pattern = (std::filesystem::temp_directory_path() / "ds3000-ctl-XXXXXX").string();
     if (::mkdtemp(pattern.data()) == nullptr) {
         ADD_FAILURE() << "no temporary folder";
@@ -32,6 +34,7 @@ CtlTest::CtlTest() {
 CtlTest::~CtlTest() {
     std::error_code error;
     std::filesystem::remove_all(folder_, error);
+    std::signal(SIGHUP, hang_up_);
 }
 
 Outcome CtlTest::ctl(const std::string &arguments) const { return shell("\"$CTL\" " + arguments); }

@@ -33,6 +33,7 @@ class CtlTest : public testing::Test {
     [[nodiscard]] bool exists(const std::string &name) const;
 
  private:
+    void (*hang_up_)(int);
     std::filesystem::path folder_;
 };
 
