@@ -644,7 +644,7 @@ std::string fault_of_suffix(std::string_view command, std::string_view file) {
 // two; empty when nothing is.
 std::string settle_format(CommandRequest &request) {
     GlobalOptions &options = request.options;
-    if (const std::string fault =
+    if (std::string fault =
             options.output ? fault_of_suffix(request.given.at(1).name, *options.output) : "";
         !fault.empty()) {
         return fault;
