@@ -77,6 +77,9 @@ class Player : public board::Board {
     // The latest time that was recorded up to that event, or up to the one that came last.
     [[nodiscard]] std::uint64_t time_us() const { return time_us_; }
 
+    // Whether the event played last is a read whose second call is still to come.
+    [[nodiscard]] bool awaits_read() const { return open_read_.has_value(); }
+
  private:
     const Event *expect(const board::Transfer &actual);
     [[nodiscard]] bool same_request(const Event &expected, const board::Transfer &actual);

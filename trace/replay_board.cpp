@@ -69,7 +69,7 @@ void ReplayBoard::await_turn() {
 }
 
 void ReplayBoard::keep_time() {
-    const std::uint64_t time_ns = player_.time_us() * 1000U;
+    const std::uint64_t time_ns = ends_us_ * 1000U;
     if (time_ns > clock_.now_ns()) {
         clock_.spend_ns(time_ns - clock_.now_ns());
     }
@@ -92,9 +92,16 @@ void ReplayBoard::perform(board::Transfer &transfer) {
     if (begins_event(transfer)) {
         await_turn();
     }
+    const bool awaited_read = player_.awaits_read();
     const std::size_t event = player_.played();
     player_.perform(transfer);
-    if (player_.played() != event + 1) {
+    if (player_.played() == event + 1) {
+        ends_us_ = player_.time_us();
+    } else if (!awaited_read) {
+        return;
+    }
+    // What a read took was recorded as a whole: it is spent where it mostly is, in its second call.
+    if (player_.awaits_read()) {
         return;
     }
     keep_time();

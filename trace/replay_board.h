@@ -38,7 +38,8 @@ class ReplayBoard : public board::Board {
     // When the thread of each wait was awake again at the latest; 0 where it did nothing more.
     // Empty but for a recording of the system's clock, where this is not when the wait ended.
     std::vector<std::uint64_t> awake_us_;
-    std::size_t waits_ = 0;  // that came
+    std::size_t waits_ = 0;      // that came
+    std::uint64_t ends_us_ = 0;  // when the event played last was over
 };
 
 }  // namespace trace

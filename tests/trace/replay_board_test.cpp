@@ -75,6 +75,22 @@ TEST_F(ReplayBoardTest, each_event_takes_the_clock_to_its_recorded_time) {
     EXPECT_EQ(board.player().difference(), "");
 }
 
+TEST_F(ReplayBoardTest, the_call_that_fails_is_the_one_that_takes_long) {
+    ReplayBoard &board = replay(
+        "[0.000100 main] bus open -> ok\n[1.000300 main] read demod 0D -> nack\n"
+        "[2.000300 main] read demod 0D -> nack address\n");
+    void *bus = board.open_bus();
+    std::array<std::uint8_t, 1> byte{0x0D};
+
+    EXPECT_TRUE(board.write(bus, 0xD0, byte, 1));
+    EXPECT_EQ(now_us(), 100U);
+    EXPECT_FALSE(board.read(bus, 0xD0, byte, 3));
+    EXPECT_EQ(now_us(), 1'000'300U);
+
+    EXPECT_FALSE(board.write(bus, 0xD0, byte, 1));
+    EXPECT_EQ(now_us(), 2'000'300U);
+}
+
 TEST_F(ReplayBoardTest, a_difference_does_not_move_the_clock) {
     ReplayBoard &board = replay("[1.000000 main] gpio 6 1\n");
 
