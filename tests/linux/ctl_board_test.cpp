@@ -62,6 +62,7 @@ class CtlBoard : public MockedBoardTest {
     class Folder final : public CtlTest {
      public:
         using CtlTest::ctl;
+        using CtlTest::read_file;
         using CtlTest::shell;
 
      private:
@@ -175,6 +176,20 @@ TEST_F(CtlBoardInRealTime, a_monitor_reads_and_leaves_the_supply_off) {
     EXPECT_EQ(last_supply_command(), "0x0A w 00");
 }
 
+TEST_F(CtlBoardInRealTime, a_scan_s_report_has_the_spectrum_that_was_measured) {
+    const Outcome run = folder.ctl(std::string("scan --format json --polarisation V --range ") +
+                                   "10870M-10930M --report page.html " + board_option);
+
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(parse_json(run.out).at("transponders").size(), 1U);
+    const std::string page = folder.read_file("page.html");
+    EXPECT_THAT(page, HasSubstr("measured every 6 MHz"));
+    // A carrier of 17 dB.
+    const std::string levels = page.substr(page.find("\"db\":["), 400);
+    EXPECT_THAT(levels, testing::ContainsRegex("[,\\[]1[5-9]\\.")) << levels;
+    EXPECT_EQ(last_supply_command(), "0x0A w 00");
+}
+
 TEST_F(CtlBoardInRealTime, a_signal_ends_a_monitor_soon) {
     const Outcome run =
         folder.shell("\"$CTL\" monitor --every 0.1 --format jsonl " + numbers +
@@ -255,6 +270,17 @@ TEST_P(CtlLossInRealTime, ends_a_tune) {
 
     EXPECT_EQ(run.status, 4) << run.err;
     EXPECT_EQ(parse_json(run.out).at("reason"), GetParam().reason) << run.out;
+    EXPECT_EQ(last_supply_command(), "0x0A w 00");
+}
+
+TEST_P(CtlLossInRealTime, ends_a_scan) {
+    const Outcome run = folder.ctl(std::string("scan --format json ") + board_option);
+
+    EXPECT_EQ(run.status, 4) << run.err;
+    const auto scan = parse_json(run.out);
+    EXPECT_EQ(scan.at("complete"), false);
+    EXPECT_EQ(scan.at("reason"), GetParam().reason) << run.out;
+    EXPECT_LE(scan.at("virtual_time_ms"), goes_at_ms + 5'000);
     EXPECT_EQ(last_supply_command(), "0x0A w 00");
 }
 
