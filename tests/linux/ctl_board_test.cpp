@@ -64,6 +64,7 @@ class CtlBoard : public MockedBoardTest {
         using CtlTest::ctl;
         using CtlTest::read_file;
         using CtlTest::shell;
+        using CtlTest::write_file;
 
      private:
         void TestBody() override {}
@@ -263,6 +264,14 @@ sim::Scenario brown_out_scenario() {
 class CtlLossInRealTime : public CtlBoardInRealTime, public testing::WithParamInterface<Loss> {
  protected:
     CtlLossInRealTime() : CtlBoardInRealTime(GetParam().scenario()) {}
+
+    // The result of a command, and its end.
+    [[nodiscard]] nlohmann::json ends(const std::string &command) const {
+        const Outcome run = folder.ctl(command + " --format json " + board_option);
+        EXPECT_EQ(run.status, 4) << run.err;
+        EXPECT_EQ(last_supply_command(), "0x0A w 00");
+        return parse_json(run.out);
+    }
 };
 
 TEST_P(CtlLossInRealTime, ends_a_tune) {
@@ -274,14 +283,36 @@ TEST_P(CtlLossInRealTime, ends_a_tune) {
 }
 
 TEST_P(CtlLossInRealTime, ends_a_scan) {
-    const Outcome run = folder.ctl(std::string("scan --format json ") + board_option);
-
-    EXPECT_EQ(run.status, 4) << run.err;
-    const auto scan = parse_json(run.out);
+    const auto scan = ends("scan");
     EXPECT_EQ(scan.at("complete"), false);
-    EXPECT_EQ(scan.at("reason"), GetParam().reason) << run.out;
+    EXPECT_EQ(scan.at("reason"), GetParam().reason);
     EXPECT_LE(scan.at("virtual_time_ms"), goes_at_ms + 5'000);
-    EXPECT_EQ(last_supply_command(), "0x0A w 00");
+}
+
+TEST_P(CtlLossInRealTime, ends_a_spectrum) {
+    const auto spectrum = ends("spectrum");
+    EXPECT_EQ(spectrum.at("complete"), false);
+    EXPECT_EQ(spectrum.at("reason"), GetParam().reason);
+    EXPECT_LE(spectrum.at("virtual_time_ms"), goes_at_ms + 5'000);
+}
+
+TEST_P(CtlLossInRealTime, ends_a_sweep) {
+    folder.write_file("Table",
+                      table_row(11'100'000, 22'000'000) + table_row(11'200'000, 22'000'000));
+    const auto sweep = ends("sweep Table --as-wired");
+    EXPECT_EQ(sweep.at("complete"), false);
+    EXPECT_EQ(sweep.at("reason"), GetParam().reason);
+    EXPECT_LE(sweep.at("virtual_time_ms"), goes_at_ms + 5'000);
+}
+
+// The placeholder that this build has for firmware is what it finds first.
+TEST_P(CtlLossInRealTime, is_what_a_doctor_says) {
+    const auto findings = ends(
+        "doctor --watch 60 --frequency 10900M --polarisation V --symbol-rate 22M --system dvbs2");
+    const auto &steps = findings.at("steps");
+    EXPECT_TRUE(std::any_of(steps.begin(), steps.end(), [](const auto &step) {
+        return step.value("cause", "") == GetParam().reason;
+    })) << findings;
 }
 
 TEST_P(CtlLossInRealTime, ends_a_monitor) {
