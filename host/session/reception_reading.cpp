@@ -33,7 +33,10 @@ std::optional<double> needed_db(const SignalInfo &info) {
 }
 
 // One transfer may fail on any bus: a lock is gone when two polls say so.
-bool has_lock_still() { return poll_lock() || poll_lock(); }
+bool has_lock_still() {
+    const bool seen = poll_lock();
+    return seen || poll_lock();
+}
 
 QualityReading judged(int quality_db, const SignalInfo &signal) {
     return {quality_db, signal, needed_db(signal)};
