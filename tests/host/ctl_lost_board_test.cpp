@@ -48,7 +48,18 @@ std::string rows(unsigned count) {
     return text;
 }
 
-class LostBoard : public CtlTest, public testing::WithParamInterface<Fate> {
+class RecordedRun : public CtlTest {
+ protected:
+    // When the trace ends, in the receiver's time.
+    [[nodiscard]] double last_time_s() const {
+        const std::string trace = read_file("trace");
+        return std::stod(trace.substr(trace.rfind("\n[") + 2));
+    }
+
+    Outcome run;
+};
+
+class LostBoard : public RecordedRun, public testing::WithParamInterface<Fate> {
  protected:
     LostBoard() {
         std::string world;
@@ -74,14 +85,6 @@ class LostBoard : public CtlTest, public testing::WithParamInterface<Fate> {
     static void expect_soon(const json &result) {
         EXPECT_LE(result.at("virtual_time_ms").get<unsigned>(), GetParam().from_ms + longest_ms);
     }
-
-    // When the trace ends, in the receiver's time.
-    [[nodiscard]] double last_time_s() const {
-        const std::string trace = read_file("trace");
-        return std::stod(trace.substr(trace.rfind("\n[") + 2));
-    }
-
-    Outcome run;
 };
 
 TEST_P(LostBoard, ends_a_scan) {
@@ -171,7 +174,7 @@ struct EarlyFate {
     std::string reason;
 };
 
-class EarlyLoss : public CtlTest, public testing::WithParamInterface<EarlyFate> {
+class EarlyLoss : public RecordedRun, public testing::WithParamInterface<EarlyFate> {
  protected:
     // The result of a command on a board that is gone before the work begins.
     json early(const std::string &command) {
@@ -182,14 +185,6 @@ class EarlyLoss : public CtlTest, public testing::WithParamInterface<EarlyFate> 
         EXPECT_EQ(run.status, 4) << command << run.out << run.err;
         return parse_json(run.out);
     }
-
-    // When the trace ends, in the receiver's time.
-    [[nodiscard]] double last_time_s() const {
-        const std::string trace = read_file("trace");
-        return std::stod(trace.substr(trace.rfind("\n[") + 2));
-    }
-
-    Outcome run;
 };
 
 TEST_P(EarlyLoss, is_no_health) {
