@@ -102,14 +102,13 @@ void BoardWatch::begin_work(Work work) {
     failures_ = {};
     tuner_failures_ = {};
     tuner_has_answered_ = false;
-    is_ending_ = false;
+    may_hear_ = true;
     work_ = work;
 }
 
 void BoardWatch::end_work() {
-    work_ = Work::none;
-    is_ending_ = true;
-    if (!lost_ && failures_.count < 2 && failures_.took_ns < slow_failure_ns) {
+    work_ = Work::ending;
+    if (!lost_ && may_hear_) {
         spares_ = false;
     }
 }
@@ -136,7 +135,7 @@ void BoardWatch::account(unsigned address, bool succeeded, std::uint64_t took_ns
 
 void BoardWatch::account_failure(unsigned address, std::uint64_t took_ns) {
     ++failed_transfers_;
-    if (work_ == Work::none && !is_ending_) {
+    if (work_ == Work::none) {
         return;
     }
     failures_.add(took_ns);
@@ -144,11 +143,12 @@ void BoardWatch::account_failure(unsigned address, std::uint64_t took_ns) {
         tuner_failures_.add(took_ns);
     }
     const bool is_hopeless = failures_.are_too_many() || tuner_failures_.are_too_many();
-    if (is_ending_) {
+    if (work_ == Work::ending) {
         spares_ = spares_ || is_hopeless || (stopped_() && took_ns >= slow_failure_ns);
     } else if (is_hopeless) {
         lose_bus();
     } else if (stopped_()) {
+        may_hear_ = failures_.count < 2 && took_ns < slow_failure_ns;
         spares_ = true;
         tell_of_end();
     }

@@ -49,7 +49,7 @@ class BoardWatch final : public board::Board {
     // Whose work the board does from now on. A plug-in has a thread of its own, which must have its
     // sleeps; work of the calling thread alone is cut short as a whole when a person stops it: its
     // transfers fail and its waits are over at once, until end_work().
-    enum class Work : std::uint8_t { none, of_plugin, of_this_thread };
+    enum class Work : std::uint8_t { none, of_plugin, of_this_thread, ending };
     void begin_work(Work work);
 
     // What follows puts the chips to sleep, unless it is known that they will not hear: nobody who
@@ -121,12 +121,12 @@ class BoardWatch final : public board::Board {
     Failures tuner_failures_;
     std::atomic<std::uint64_t> failed_transfers_ = 0;
     bool tuner_has_answered_ = false;
-    bool is_ending_ = false;
     bool looks_regularly_ = false;
     std::uint64_t looked_ns_ = 0;
     std::atomic<Work> work_ = Work::none;
     std::atomic<bool> look_due_ = false;
-    std::atomic<bool> spares_ = false;  // transfers to the chips fail at once
+    std::atomic<bool> spares_ = false;   // transfers to the chips fail at once
+    std::atomic<bool> may_hear_ = true;  // the chips, when they are sent to sleep after a stop
     std::atomic<bool> lost_ = false;
     std::atomic<BoardLoss> loss_ = BoardLoss::bus_lost;  // when lost_
 };
