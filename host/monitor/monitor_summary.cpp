@@ -4,7 +4,6 @@
 namespace host {
 
 void MonitorSummary::add(const ReceptionReading &reading) {
-    ++readings;
     if (reading.quality) {
         quality_db.add(reading.quality->quality_db);
         if (const auto margin = reading.quality->margin_db()) {

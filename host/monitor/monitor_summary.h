@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 
@@ -30,7 +29,6 @@ class Span {
 
 // What the readings of a watch come to.
 struct MonitorSummary {
-    std::size_t readings = 0;
     Span<int> quality_db;
     Span<double> margin_db;
     std::uint64_t errors = 0;
