@@ -7,6 +7,7 @@
 #include <set>
 
 #include "host/boards/linux_board.h"
+#include "host/terminal/counted.h"
 #include "host/terminal/failure.h"
 
 namespace host {
@@ -36,7 +37,7 @@ class TroubleDesk final : public BoardTroubles {
     void sum_up() {
         const std::lock_guard lock(mutex_);
         if (failed_ != 0) {
-            console_.note(fmt::format("{} transfers failed{}", failed_,
+            console_.note(fmt::format("{} failed{}", counted(failed_, "transfer"),
                                       console_.verbose() ? "" : "; -v shows them"));
         }
         if (refused_ != 0) {

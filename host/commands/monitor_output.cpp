@@ -5,6 +5,7 @@
 
 #include "host/commands/reception_output.h"
 #include "host/monitor/reading_words.h"
+#include "host/terminal/counted.h"
 
 namespace host {
 
@@ -52,10 +53,6 @@ std::string line_of(const MonitorReading &reading) {
     return line;
 }
 
-std::string so_often(unsigned count) {
-    return count == 1 ? "once" : fmt::format("{} times", count);
-}
-
 Json summary_json(const MonitorSummary &summary, const MonitorReport &report) {
     Json json = report.about;
     json["complete"] = report.cut_short_by.empty();
@@ -87,7 +84,7 @@ void write_summary(Output &output, const MonitorSummary &summary, const MonitorR
         fmt::format("watched {:.1f} s, locked {:.1f} s of it; lock lost {}, search begun "
                     "anew {}{}",
                     in_seconds(report.watched_ms), in_seconds(report.lock.locked_ms()),
-                    so_often(report.lock.losses()), so_often(report.lock.restarts()),
+                    times_in_words(report.lock.losses()), times_in_words(report.lock.restarts()),
                     report.cut_short_by.empty() ? "" : "; " + report.cut_short_by));
     if (!summary.quality_db.empty()) {
         output.line(

@@ -8,6 +8,7 @@
 #include "host/commands/reception_output.h"
 #include "host/session/rig.h"
 #include "host/session/unicable_reception.h"
+#include "host/terminal/counted.h"
 #include "host/terminal/presentation.h"
 
 namespace host {
@@ -52,10 +53,10 @@ Json flat(const Json &result) {
 
 void advise(Console &console, const UserBand &band, const UserBandReception &reception) {
     console.note(fmt::format(
-        "No lock through user band {} at {} MHz after {} channel change{}. The unit gives no "
+        "No lock through user band {} at {} MHz after {}. The unit gives no "
         "answer: check the band's index and frequency, that no other receiver uses it, and the "
         "position.",
-        band.index, band.frequency_mhz, reception.attempts, reception.attempts == 1 ? "" : "s"));
+        band.index, band.frequency_mhz, counted(reception.attempts, "channel change")));
 }
 
 ExitStatus status_of(const Program &program, const UserBandReception &reception) {
