@@ -5,11 +5,9 @@
 #include <cmath>
 
 #include "broadcast/modcod.h"
-#include "ds3000/chip/ds3000_regs.h"
+#include "sim/demodulator_regs.h"
 
 namespace sim {
-
-namespace reg = ds3000::reg;
 
 namespace {
 

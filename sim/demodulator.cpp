@@ -6,16 +6,13 @@
 #include <algorithm>
 #include <cmath>
 
-#include "ds3000/chip/ds3000_regs.h"
+#include "sim/demodulator_regs.h"
 
 namespace sim {
 
-namespace reg = ds3000::reg;
-
 namespace {
 
-constexpr std::uint8_t identity_bits = 0xC0;  // of 0xB2
-constexpr std::uint8_t tap_index = 0x70;      // selects what 0x71..0x73 reach
+constexpr std::uint8_t tap_index = 0x70;  // selects what 0x71..0x73 reach
 constexpr std::uint8_t first_tap = 0x71;
 constexpr std::uint8_t last_tap = 0x73;
 constexpr std::uint8_t restart_equaliser = 0x03;  // of 0xBD
@@ -75,7 +72,7 @@ constexpr auto status_registers = [] {
 Demodulator::Demodulator(const Scenario &scenario, SignalSource &source, Outdoor &outdoor,
                          Watch &watch)
     : chip_(scenario.board.chip),
-      mcu_identity_(chip_ == Chip::ds3103 ? identity_bits : 0),
+      mcu_identity_(chip_ == Chip::ds3103 ? reg::mcu_identity_mask : 0),
       source_(&source),
       watch_(&watch),
       diseqc_(outdoor),

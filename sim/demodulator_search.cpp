@@ -5,16 +5,13 @@
 #include <algorithm>
 #include <cmath>
 
-#include "ds3000/chip/ds3000_regs.h"
 #include "sim/demodulator.h"
+#include "sim/demodulator_regs.h"
 
 namespace sim {
 
-namespace reg = ds3000::reg;
-
 namespace {
 
-constexpr std::uint8_t spectrum_mode = 0x80;    // of 0x08
 constexpr std::uint8_t spectrum_enable = 0x73;  // of 0x90
 constexpr std::uint64_t tone_boot_ns = 3'000'000;
 constexpr std::uint64_t tone_settling_ns = 20'000'000;
@@ -44,8 +41,8 @@ constexpr std::array tone_rows{Row{0x0C, 0x06}, Row{0x33, 0x35}, Row{0x35, 0x20}
 
 Demodulator::Job Demodulator::job_from_registers() const {
     const auto &plain = regs_.plain;
-    if ((plain[reg::mode] & spectrum_mode) != 0 &&
-        (plain[0x90] & spectrum_enable) == spectrum_enable) {
+    if ((plain[reg::mode] & reg::mode_spectrum) != 0 &&
+        (plain[reg::reg_90] & spectrum_enable) == spectrum_enable) {
         return Job::spectrum;
     }
     return all_hold(plain, tone_rows) ? Job::tone : Job::reception;
@@ -53,10 +50,10 @@ Demodulator::Job Demodulator::job_from_registers() const {
 
 bool Demodulator::engine_is_set_up() const {
     const auto &plain = regs_.plain;
-    const bool window =
-        all_hold(plain, wide_rows) || (all_hold(plain, narrow_rows) && (plain[0x94] & 0x04) != 0 &&
-                                       (plain[0x92] == 0x01 || plain[0x92] == 0x03));
-    return window && all_hold(plain, front_rows) && (plain[0x94] & 0x11) == 0x11 &&
+    const bool window = all_hold(plain, wide_rows) ||
+                        (all_hold(plain, narrow_rows) && (plain[reg::reg_94] & 0x04) != 0 &&
+                         (plain[reg::reg_92] == 0x01 || plain[reg::reg_92] == 0x03));
+    return window && all_hold(plain, front_rows) && (plain[reg::reg_94] & 0x11) == 0x11 &&
            (plain[reg::spectrum] & 0x91) == 0x91 && (plain[reg::reg_25] & 0x08) != 0;
 }
 
@@ -86,7 +83,7 @@ void Demodulator::write_search_control(std::uint8_t value, std::uint64_t now_ns)
         return;
     }
     if (starts) {
-        const SearchSetting setting{all_hold(regs_.plain, wide_rows), regs_.plain[0x92] + 1U,
+        const SearchSetting setting{all_hold(regs_.plain, wide_rows), regs_.plain[reg::reg_92] + 1U,
                                     programmed_carrier_khz()};
         engine_.search(source_->spectrum(mirrors()), setting, now_ns, engine_ready_ns());
     } else if ((value & reg::search_next) != 0) {

@@ -5,14 +5,11 @@
 
 namespace sim {
 
-namespace reg = ds3000::reg;
-
 namespace {
 
 constexpr std::uint64_t byte_ns = 13'500'000;
 constexpr std::uint64_t burst_ns = 12'500'000;
 constexpr std::uint64_t reply_delay_ns = 20'000'000;
-constexpr std::uint8_t operation_mask = 0x07;
 constexpr std::uint8_t reply_count_max = 7;
 
 }  // namespace
@@ -34,7 +31,7 @@ void DiseqcMaster::write_control(std::uint8_t value, std::uint64_t now_ns) {
     continuous_ = false;
     due_ns_ = never;
     operation_ = Operation::none;
-    const std::uint8_t operation = value & operation_mask;
+    const std::uint8_t operation = value & reg::diseqc_operation_mask;
     if (operation == reg::diseqc_tone) {
         continuous_ = true;
     } else if ((value & reg::diseqc_busy) == 0 && operation == reg::diseqc_send_message) {

@@ -6,7 +6,7 @@
 #include <limits>
 #include <vector>
 
-#include "ds3000/chip/ds3000_regs.h"
+#include "sim/demodulator_regs.h"
 #include "sim/outdoor.h"
 
 namespace sim {
@@ -28,7 +28,7 @@ class DiseqcMaster {
     void set_powered(bool powered);
 
     static bool owns(std::uint8_t reg) {
-        return reg >= ds3000::reg::diseqc_control && reg <= ds3000::reg::diseqc_reply_errors;
+        return reg >= reg::diseqc_control && reg <= reg::diseqc_reply_errors;
     }
     void write(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
     [[nodiscard]] std::uint8_t read(std::uint8_t reg, std::uint64_t now_ns) const;

@@ -6,12 +6,11 @@
 #include <algorithm>
 #include <cmath>
 
+#include "sim/wiring.h"
+
 namespace sim {
 
 namespace {
-
-constexpr std::uint8_t lnbh23_enable = 0x04;
-constexpr std::uint8_t lnbh23_18v = 0x08;
 
 constexpr std::uint8_t write_committed = 0x38;
 constexpr std::uint8_t read_committed = 0x14;
@@ -194,10 +193,10 @@ const Sky *Outdoor::sky_at(unsigned port) const {
 unsigned Outdoor::port() const { return has_switch_ ? 1U + ((switch_lines_ >> 2) & 3U) : 0U; }
 
 unsigned Outdoor::volts() const {
-    if (supply_is_dead_ || !enabled_ || (has_lnbh23_ && (lnbh23_ & lnbh23_enable) == 0)) {
+    if (supply_is_dead_ || !enabled_ || (has_lnbh23_ && (lnbh23_ & wiring::lnbh23_enable) == 0)) {
         return 0;
     }
-    return (has_lnbh23_ ? (lnbh23_ & lnbh23_18v) != 0 : line_18v_) ? 18 : 13;
+    return (has_lnbh23_ ? (lnbh23_ & wiring::lnbh23_18v) != 0 : line_18v_) ? 18 : 13;
 }
 
 std::vector<Leg> Outdoor::unicable_legs() const {

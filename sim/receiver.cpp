@@ -7,7 +7,6 @@
 #include <optional>
 
 #include "broadcast/modcod.h"
-#include "ds3000/hw/hdi.h"
 #include "sim/bus_clock.h"
 #include "sim/bus_faults.h"
 #include "sim/calendar.h"
@@ -16,6 +15,7 @@
 #include "sim/passband.h"
 #include "sim/reception.h"
 #include "sim/tuner.h"
+#include "sim/wiring.h"
 
 namespace sim {
 
@@ -23,12 +23,6 @@ namespace {
 
 using Kind = board::Transfer::Kind;
 using Stage = board::Transfer::Stage;
-
-constexpr std::uint8_t demodulator_address = 0xD0;
-constexpr std::uint8_t tuner_address = 0xC0;
-constexpr std::uint8_t lnbh23_address = 0x14;
-constexpr unsigned supply_enable_line = 6;
-constexpr unsigned supply_18v_line = 7;
 
 // Nine bits a byte, the address first; a bit for each start, repeated start and stop.
 std::uint64_t bits_of(std::size_t bytes, bool stops) {
@@ -93,8 +87,14 @@ class Receiver::Impl final : public SignalSource {
     bool may_use(void *bus, const char *what) {
         return (bus_open_ && bus == &bus_open_) || refuse(what);
     }
+    // The host's adapter knows two ways to end a transfer and refuses any other.
+    static bool may_end_so(const board::Transfer &asked) {
+        return asked.kind == Kind::check || asked.flags == wiring::complete_flags ||
+               asked.flags == wiring::open_flags;
+    }
     bool may_carry(const board::Transfer &asked, const char *what) {
-        return asked.stage == Stage::clashing ? refuse_clash() : may_use(asked.bus, what);
+        return asked.stage == Stage::clashing ? refuse_clash()
+                                              : may_use(asked.bus, what) && may_end_so(asked);
     }
     bool refuse(const char *what);
     bool refuse_clash();
@@ -187,11 +187,11 @@ bool Receiver::Impl::refuse_clash() {
 
 bool Receiver::Impl::answers(std::uint8_t address, bool repeater_open) const {
     switch (address) {
-        case demodulator_address:
+        case wiring::demodulator_address:
             return setup_.demodulator_fitted;
-        case tuner_address:
+        case wiring::tuner_address:
             return setup_.tuner_fitted && repeater_open;
-        case lnbh23_address:
+        case wiring::lnbh23_address:
             return setup_.lnbh23;
         default:
             return false;
@@ -218,7 +218,7 @@ Receiver::Impl::Outcome Receiver::Impl::transfer(Transfer::Kind kind, std::uint8
     }
     catch_up_to(outcome.now_ns);
     record(kind, address, data, outcome);
-    if (address == tuner_address) {
+    if (address == wiring::tuner_address) {
         if (!repeater_open) {
             watch_.complain(Offence::tuner_without_repeater, outcome.now_ns,
                             demodulator_.powered() ? "the repeater was not opened for this transfer"
@@ -251,9 +251,9 @@ inline void Receiver::Impl::deliver(std::uint8_t address, std::span<const std::u
     if (data.empty()) {
         return;
     }
-    if (address == lnbh23_address) {
+    if (address == wiring::lnbh23_address) {
         outdoor_.set_lnbh23(data.back());
-    } else if (address == demodulator_address) {
+    } else if (address == wiring::demodulator_address) {
         demodulator_pointer_ = data[0];
         if (data.size() > 1) {
             demodulator_.write(data[0], data.subspan(1), now_ns);
@@ -273,10 +273,10 @@ inline void Receiver::Impl::deliver(std::uint8_t address, std::span<const std::u
 }
 
 inline std::uint8_t Receiver::Impl::fetch(std::uint8_t address, std::uint64_t now_ns) {
-    if (address == demodulator_address) {
+    if (address == wiring::demodulator_address) {
         return demodulator_.read(demodulator_pointer_++, now_ns);
     }
-    if (address == tuner_address) {
+    if (address == wiring::tuner_address) {
         if (Tuner::reads_gain(tuner_pointer_)) {
             (void)gain();
         }
@@ -297,7 +297,8 @@ inline bool Receiver::Impl::write(const board::Transfer &asked) {
     if (!may_carry(asked, "write")) {
         return false;
     }
-    const auto kind = asked.flags == HDI_OPEN ? Transfer::Kind::open_write : Transfer::Kind::write;
+    const auto kind =
+        asked.flags == wiring::open_flags ? Transfer::Kind::open_write : Transfer::Kind::write;
     const auto address = static_cast<std::uint8_t>(asked.address);
     const std::span<const std::uint8_t> data = asked.sent;
     const Outcome outcome = transfer(kind, address, data.size(), data);
@@ -336,9 +337,9 @@ void Receiver::Impl::set_gpio(unsigned line, unsigned level) {
                             1,
                             {static_cast<std::uint8_t>(level)},
                             now_ns};
-    if (line == supply_enable_line) {
+    if (line == wiring::supply_enable_line) {
         outdoor_.set_supply_enable(level != 0);
-    } else if (line == supply_18v_line) {
+    } else if (line == wiring::supply_18v_line) {
         outdoor_.set_supply_18v(level != 0);
     }
     if (outdoor_.changes() != outdoor_changes_) {

@@ -10,11 +10,9 @@
 #include <optional>
 
 #include "broadcast/arithmetic.h"
-#include "ds3000/chip/ds3000_regs.h"
+#include "sim/demodulator_regs.h"
 
 namespace sim {
-
-namespace reg = ds3000::reg;
 
 namespace {
 

@@ -6,11 +6,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "ds3000/chip/ts2022_regs.h"
+#include "sim/tuner_regs.h"
 
 namespace sim {
-
-namespace tuner_reg = ts2022::reg;
 
 namespace {
 
@@ -21,10 +19,6 @@ constexpr double highest_lo_khz = 2'170'000;
 // The first VCO core's bands 0..127 lie evenly over its range.
 constexpr double lowest_vco_khz = 1'080'000;
 constexpr double highest_vco_khz = 2'320'000;
-
-constexpr std::uint8_t band_divide_by_2 = 0x10;
-constexpr std::uint8_t band_second_core = 0x80;
-constexpr std::uint8_t second_core_bias = 0x6F;
 
 // A register that has to hold one value.
 struct Required {
@@ -121,7 +115,7 @@ void Tuner::write(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns) {
             divider_order_ = writes_;
             break;
         case tuner_reg::band:
-            if (((old ^ value) & band_divide_by_2) != 0) {
+            if (((old ^ value) & tuner_reg::band_divide_by_2) != 0) {
                 divider_order_ = writes_;
             }
             break;
@@ -171,11 +165,12 @@ std::uint8_t Tuner::read(std::uint8_t reg, std::uint64_t now_ns) const {
             return filter_.done(now_ns) ? filter_result() : std::uint8_t{0};
         case tuner_reg::agc_state:
             // Bit 6 tells a gain of 0 from a gain control that has not been started.
-            return agc_.done(now_ns) ? 0x40 | gain_.baseband : 0;
+            return agc_.done(now_ns) ? tuner_reg::agc_started | gain_.baseband : 0;
         case tuner_reg::rf_gain:
             return gain_.lna;
         case tuner_reg::band_state:
-            return static_cast<std::uint8_t>((low_band() ? 0x80 : 0) | (gain_.rf << 3));
+            return static_cast<std::uint8_t>((low_band() ? tuner_reg::band_state_low : 0) |
+                                             (gain_.rf << tuner_reg::band_state_gain_shift));
         default:
             return regs_[reg];
     }
@@ -195,7 +190,7 @@ std::uint32_t Tuner::divider() const {
     return programmed < 8192 ? programmed - 1024 : programmed - 3072;
 }
 
-bool Tuner::low_band() const { return (regs_[tuner_reg::band] & band_divide_by_2) != 0; }
+bool Tuner::low_band() const { return (regs_[tuner_reg::band] & tuner_reg::band_divide_by_2) != 0; }
 
 double Tuner::vco_khz() const { return divider() * reference_khz / 28; }
 
@@ -205,8 +200,8 @@ unsigned Tuner::first_core_band() const {
 }
 
 bool Tuner::second_core() const {
-    return (regs_[tuner_reg::band] & band_second_core) != 0 &&
-           regs_[tuner_reg::reg_11] == second_core_bias;
+    return (regs_[tuner_reg::band] & tuner_reg::band_second_core) != 0 &&
+           regs_[tuner_reg::reg_11] == tuner_reg::second_core_bias;
 }
 
 std::uint8_t Tuner::vco_band() const {
@@ -216,7 +211,8 @@ std::uint8_t Tuner::vco_band() const {
 
 // Type 2 calibrates its two channels one after the other (0x41); they differ a little.
 std::uint8_t Tuner::filter_result() const {
-    return static_cast<std::uint8_t>(filter_centre_ + (regs_[tuner_reg::reg_41] == 0x0D ? 2 : 0));
+    return static_cast<std::uint8_t>(
+        filter_centre_ + (regs_[tuner_reg::reg_41] == tuner_reg::reg_41_second_channel ? 2 : 0));
 }
 
 std::string Tuner::synthesiser_fault() const {
@@ -263,7 +259,7 @@ std::string Tuner::filter_fault() const {
     if (type_ == 1) {
         return {};
     }
-    if ((regs_[tuner_reg::reg_25] & 0x80) == 0) {
+    if ((regs_[tuner_reg::reg_25] & tuner_reg::reg_25_stored) == 0) {
         return "tuner filter result not stored: 0x25 bit 7 is clear";
     }
     return wrong_one(regs_, filter_type_2);

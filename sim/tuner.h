@@ -8,6 +8,7 @@
 #include "sim/calibration.h"
 #include "sim/gain.h"
 #include "sim/scenario.h"
+#include "sim/tuner_regs.h"
 #include "sim/verdict.h"
 #include "sim/watch.h"
 
@@ -79,10 +80,10 @@ class Tuner {
     std::uint64_t divider_order_ = 0;
     std::uint64_t filter_order_ = 0;
     // Durations well under the 5, 5, 2 and 20 ms that a driver has to allow for.
-    Calibration vco_{0x10, 3'000'000};
-    Calibration lo_{0x08, 3'000'000};
-    Calibration filter_{0x04, 1'000'000};
-    Calibration agc_{0x01, 12'000'000};
+    Calibration vco_{tuner_reg::vco_block, 3'000'000};
+    Calibration lo_{tuner_reg::lo_block, 3'000'000};
+    Calibration filter_{tuner_reg::filter_block, 1'000'000};
+    Calibration agc_{tuner_reg::agc_block, 12'000'000};
 };
 
 }  // namespace sim

@@ -5,17 +5,19 @@
 
 #include <algorithm>
 
+#include "sim/wiring.h"
+
 namespace sim {
 
 namespace {
 
 std::string device_name(std::uint8_t address) {
     switch (address) {
-        case 0xD0:
+        case wiring::demodulator_address:
             return "demod";
-        case 0xC0:
+        case wiring::tuner_address:
             return "tuner";
-        case 0x14:
+        case wiring::lnbh23_address:
             return "lnbh23";
         default:
             return fmt::format("{:02X}", address);

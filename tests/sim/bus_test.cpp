@@ -41,6 +41,20 @@ TEST_F(Bus, register_read_takes_39_bits_in_two_transfers) {
     EXPECT_EQ(receiver().bus_statistics().transfers, 2U);
 }
 
+TEST_F(Bus, transfer_ends_with_a_stop_or_open_and_in_no_other_way) {
+    open();
+    const std::array<std::uint8_t, 2> repeater{0x03, 0x11};
+    const auto write_with = [&repeater](unsigned flags) {
+        return hdi_Write_i2c_port(ds3000_context.i2c_bus, 0xD0, repeater.data(), 2, flags);
+    };
+
+    EXPECT_NE(write_with(3), 0);
+    EXPECT_NE(write_with(1), 0);
+    EXPECT_EQ(write_with(0), 0);
+    EXPECT_EQ(write_with(2), 0);
+    EXPECT_EQ(write_with(7), 0);
+}
+
 TEST_F(Bus, clock_comes_from_the_scenario) {
     scenario.board.bus_clock_hz = 100'000;
     open();
