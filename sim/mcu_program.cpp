@@ -3,45 +3,62 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
+#include <algorithm>
 #include <optional>
-#include <string_view>
+
+extern "C" {
+extern const std::uint8_t sim_program_image_a[sim::program_size];
+extern const std::uint8_t sim_program_image_b[sim::program_size];
+}
 
 namespace sim {
 
 namespace {
 
+using Bytes = std::span<const std::uint8_t>;
+
 constexpr std::size_t block_size = 64;
-constexpr std::string_view mark = "DS3000 PLACEHOLDER FIRMWARE ";
-constexpr std::string_view number_mark = ", BLOCK ";
-constexpr std::size_t number_at = mark.size() + 1 + number_mark.size();
+constexpr std::size_t block_count = program_size / block_size;
 
-struct MarkedBlock {
-    char letter;
-    std::size_t number;
-};
-
-std::string_view text_of(std::span<const std::uint8_t> bytes) {
-    return {reinterpret_cast<const char *>(bytes.data()), bytes.size()};
+Bytes block_at(Bytes program, std::size_t number) {
+    return program.subspan(number * block_size, block_size);
 }
 
-std::optional<MarkedBlock> marked_block(std::span<const std::uint8_t> bytes) {
-    const std::string_view text = text_of(bytes);
-    if (text.size() < number_at + 3 || !text.starts_with(mark) ||
-        text.substr(mark.size() + 1, number_mark.size()) != number_mark) {
-        return std::nullopt;
+bool same(Bytes a, Bytes b) { return std::equal(a.begin(), a.end(), b.begin(), b.end()); }
+
+std::optional<std::size_t> number_in(ProgramImage image, Bytes block) {
+    for (std::size_t number = 0; number < block_count; ++number) {
+        if (same(block_at(image, number), block)) {
+            return number;
+        }
     }
-    MarkedBlock block{text[mark.size()], 0};
-    const char *digits = text.data() + number_at;
-    const auto end = std::from_chars(digits, digits + 3, block.number);
-    return end.ptr == digits + 3 ? std::optional(block) : std::nullopt;
+    return std::nullopt;
 }
 
-char letter_for(Chip chip) { return chip == Chip::ds300x ? 'B' : 'A'; }
+bool shares_a_block(Bytes program, ProgramImage image) {
+    for (std::size_t number = 0; number < block_count; ++number) {
+        if (same(block_at(program, number), block_at(image, number))) {
+            return true;
+        }
+    }
+    return false;
+}
 
 }  // namespace
 
-void McuProgram::power_on() { *this = McuProgram(chip_, *watch_); }
+ProgramImages images_of_this_build() {
+    return {ProgramImage(sim_program_image_a), ProgramImage(sim_program_image_b)};
+}
+
+McuProgram::Image McuProgram::own_image() const {
+    return chip_ == Chip::ds300x ? Image{'B', images_.b} : Image{'A', images_.a};
+}
+
+McuProgram::Image McuProgram::other_image() const {
+    return chip_ == Chip::ds300x ? Image{'A', images_.a} : Image{'B', images_.b};
+}
+
+void McuProgram::power_on() { *this = McuProgram(chip_, *watch_, images_); }
 
 void McuProgram::hold() {
     if (!held_) {
@@ -50,7 +67,7 @@ void McuProgram::hold() {
     held_ = true;
 }
 
-void McuProgram::block(std::span<const std::uint8_t> bytes, std::uint64_t now_ns) {
+void McuProgram::block(Bytes bytes, std::uint64_t now_ns) {
     if (!held_) {
         watch_->complain(Offence::firmware_out_of_hold, now_ns,
                          fmt::format("a program block of {} bytes while the micro-controller is "
@@ -62,45 +79,73 @@ void McuProgram::block(std::span<const std::uint8_t> bytes, std::uint64_t now_ns
         loading_ = true;
         bytes_.clear();
     }
-    check_block_number(bytes, now_ns);
-    if (bytes_.size() <= image_size) {
+    check_place(bytes, now_ns);
+    if (bytes_.size() <= program_size) {
         bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
     }
 }
 
-void McuProgram::check_block_number(std::span<const std::uint8_t> bytes, std::uint64_t now_ns) {
-    const auto marked = marked_block(bytes);
-    if (marked && marked->number * block_size != bytes_.size()) {
-        watch_->complain(Offence::firmware_out_of_order, now_ns,
-                         fmt::format("program block {} at byte {}", marked->number, bytes_.size()));
+void McuProgram::check_place(Bytes bytes, std::uint64_t now_ns) {
+    const std::size_t at = bytes_.size();
+    for (const Image &image : {own_image(), other_image()}) {
+        if (at + bytes.size() <= program_size &&
+            same(image.bytes.subspan(at, bytes.size()), bytes)) {
+            return;
+        }
+    }
+    for (const Image &image : {own_image(), other_image()}) {
+        if (const auto number = number_in(image.bytes, bytes)) {
+            watch_->complain(Offence::firmware_out_of_order, now_ns,
+                             fmt::format("program block {} at byte {}", *number, at));
+            return;
+        }
     }
 }
 
-std::string McuProgram::fault_of_image() const {
-    if (bytes_.size() != image_size) {
-        return fmt::format("{}{} bytes of program loaded, {} needed",
-                           bytes_.size() > image_size ? "more than " : "",
-                           bytes_.size() > image_size ? image_size : bytes_.size(), image_size);
+std::string McuProgram::fault_of_size() const {
+    if (bytes_.size() > program_size) {
+        return fmt::format("more than {} bytes of program loaded, {} needed", program_size,
+                           program_size);
     }
-    const auto first = marked_block(bytes_);
-    if (!first) {
+    return fmt::format("{} bytes of program loaded, {} needed", bytes_.size(), program_size);
+}
+
+std::string McuProgram::fault_of_block(const Image &image, std::size_t number) const {
+    const Bytes block = block_at(bytes_, number);
+    if (const auto wanted = number_in(image.bytes, block)) {
+        return fmt::format("program block {} is not where it belongs, block {} is there", number,
+                           *wanted);
+    }
+    const Bytes right = block_at(image.bytes, number);
+    const auto [is, needed] = std::ranges::mismatch(block, right);
+    return fmt::format("program byte {} in block {} is 0x{:02X}, image {} has 0x{:02X}",
+                       number * block_size + static_cast<std::size_t>(is - block.begin()), number,
+                       *is, image.letter, *needed);
+}
+
+std::string McuProgram::fault_of_image() const {
+    const Image own = own_image();
+    const Image other = other_image();
+    if (same(bytes_, own.bytes)) {
         return {};
     }
-    if (first->letter != letter_for(chip_)) {
-        return fmt::format("program image {} does not run on {}", first->letter, to_string(chip_));
+    if (same(bytes_, other.bytes)) {
+        return fmt::format("program image {} does not run on {}", other.letter, to_string(chip_));
     }
-    for (std::size_t i = 0; i < image_size / block_size; ++i) {
-        const auto block = marked_block(std::span(bytes_).subspan(i * block_size, block_size));
-        if (!block || block->number != i || block->letter != first->letter) {
-            return fmt::format("program block {} is not where it belongs", i);
-        }
+    if (!shares_a_block(bytes_, own.bytes)) {
+        return fmt::format("the program is neither image {} nor image {} of this build", own.letter,
+                           other.letter);
     }
-    return {};
+    std::size_t number = 0;
+    while (same(block_at(bytes_, number), block_at(own.bytes, number))) {
+        ++number;
+    }
+    return fault_of_block(own, number);
 }
 
 void McuProgram::release() {
     if (held_ && loading_) {
-        fault_ = fault_of_image();
+        fault_ = bytes_.size() == program_size ? fault_of_image() : fault_of_size();
         loading_ = false;
     }
     held_ = false;

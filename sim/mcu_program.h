@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -11,17 +12,27 @@
 
 namespace sim {
 
+inline constexpr std::size_t program_size = 8192;
+using ProgramImage = std::span<const std::uint8_t, program_size>;
+
+// The programs that there are: A is written for DS3002B and DS3103, B for DS300X.
+struct ProgramImages {
+    ProgramImage a;
+    ProgramImage b;
+};
+
+// Those that the build was given, or its placeholders.
+ProgramImages images_of_this_build();
+
 // The program memory of the demodulator's micro-controller.
 //
-// It takes blocks only while the micro-controller is held, and runs when exactly 8192 bytes came in
-// since the hold began; a hold without any block keeps the program that is there. The images that
-// the build makes when it is given none carry their letter and block numbers in clear: A runs on
-// DS3002B and DS3103, B on DS300X. Other images are checked for their size only.
+// It takes blocks only while the micro-controller is held, and a hold without any block keeps the
+// program that is there. Released, it runs the image of its chip and nothing else: code with one
+// wrong byte goes astray sooner or later, and which byte does no harm nobody outside can tell.
 class McuProgram {
  public:
-    static constexpr std::size_t image_size = 8192;
-
-    McuProgram(Chip chip, Watch &watch) : chip_(chip), watch_(&watch) {}
+    McuProgram(Chip chip, Watch &watch, const ProgramImages &images = images_of_this_build())
+        : chip_(chip), images_(images), watch_(&watch) {}
 
     void power_on();
     void hold();
@@ -34,10 +45,20 @@ class McuProgram {
     [[nodiscard]] std::span<const std::uint8_t> bytes() const { return bytes_; }
 
  private:
-    void check_block_number(std::span<const std::uint8_t> bytes, std::uint64_t now_ns);
+    struct Image {
+        char letter;
+        ProgramImage bytes;
+    };
+
+    [[nodiscard]] Image own_image() const;
+    [[nodiscard]] Image other_image() const;
+    void check_place(std::span<const std::uint8_t> bytes, std::uint64_t now_ns);
+    [[nodiscard]] std::string fault_of_size() const;
     [[nodiscard]] std::string fault_of_image() const;
+    [[nodiscard]] std::string fault_of_block(const Image &image, std::size_t number) const;
 
     Chip chip_;
+    ProgramImages images_;
     Watch *watch_;
     bool held_ = false;
     bool loading_ = false;

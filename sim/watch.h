@@ -16,7 +16,7 @@ enum class Offence {
     tuner_without_repeater,     // a tuner transfer for which the repeater was not opened
     powered_down_access,        // a function of a chip that is powered down
     firmware_out_of_hold,       // a program block while the micro-controller runs
-    firmware_out_of_order,      // a marked program block in another place than its number says
+    firmware_out_of_order,      // a block of a program in another place than in its image
     two_threads,                // a transfer while another thread's is in progress
     closed_bus,                 // a transfer on a bus that is not open
     transfer_left_open,         // a register address that no read followed

@@ -2,12 +2,13 @@
 #include "ds3000/demod/firmware.h"
 
 #include <algorithm>
-#include <array>
+#include <span>
 #include <vector>
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/power.h"
 #include "ds3000/hw/register_access.h"
+#include "sim/mcu_program.h"
 #include "tests/sim/receiver_test.h"
 
 namespace tests {
@@ -18,16 +19,9 @@ using testing::HasSubstr;
 
 class Firmware : public ReceiverTest {
  protected:
-    static std::vector<std::uint8_t> marked_image(char letter) {
-        std::vector<std::uint8_t> image;
-        for (int number = 0; number < 128; ++number) {
-            std::string block = "DS3000 PLACEHOLDER FIRMWARE ";
-            block += letter;
-            block += ", BLOCK " + std::to_string(1000 + number).substr(1);
-            block.resize(64, '.');
-            image.insert(image.end(), block.begin(), block.end());
-        }
-        return image;
+    static std::vector<std::uint8_t> image(char letter) {
+        const std::uint8_t *bytes = letter == 'B' ? ds3000_firmware_b : ds3000_firmware_a;
+        return {bytes, bytes + FIRMWARE_SIZE};
     }
 
     void awake() {
@@ -57,19 +51,19 @@ TEST_F(Firmware, chip_has_no_program_at_power_on) {
 
 TEST_F(Firmware, held_chip_takes_the_whole_image_and_runs) {
     awake();
-    const auto image = marked_image('A');
+    const auto program = image('A');
 
-    EXPECT_EQ(load_firmware(image.data()), 0);
+    EXPECT_EQ(load_firmware(program.data()), 0);
 
     EXPECT_TRUE(runs());
-    EXPECT_TRUE(std::equal(image.begin(), image.end(), receiver().firmware().begin(),
+    EXPECT_TRUE(std::equal(program.begin(), program.end(), receiver().firmware().begin(),
                            receiver().firmware().end()));
 }
 
 TEST_F(Firmware, short_image_does_not_run) {
     awake();
 
-    load(marked_image('A'), 8191);
+    load(image('A'), 8191);
 
     EXPECT_FALSE(runs());
     EXPECT_THAT(receiver().verdict().text, HasSubstr("8191 bytes of program loaded, 8192 needed"));
@@ -77,10 +71,10 @@ TEST_F(Firmware, short_image_does_not_run) {
 
 TEST_F(Firmware, long_image_does_not_run) {
     awake();
-    auto image = marked_image('A');
-    image.resize(8192 + 64);
+    auto program = image('A');
+    program.resize(8192 + 64);
 
-    load(image, image.size());
+    load(program, program.size());
 
     EXPECT_FALSE(runs());
     EXPECT_THAT(receiver().verdict().text, HasSubstr("more than 8192"));
@@ -88,10 +82,10 @@ TEST_F(Firmware, long_image_does_not_run) {
 
 TEST_F(Firmware, image_sent_without_holding_the_chip_does_not_run) {
     awake();
-    const auto image = marked_image('A');
+    const auto program = image('A');
 
-    for (std::size_t at = 0; at < image.size(); at += 64) {
-        demod_write_block(0xB0, image.data() + at, 64);
+    for (std::size_t at = 0; at < program.size(); at += 64) {
+        demod_write_block(0xB0, program.data() + at, 64);
     }
 
     EXPECT_FALSE(runs());
@@ -99,19 +93,19 @@ TEST_F(Firmware, image_sent_without_holding_the_chip_does_not_run) {
 
 TEST_F(Firmware, new_load_begins_at_the_start) {
     awake();
-    const auto image = marked_image('A');
+    const auto program = image('A');
 
-    load(image, 64);
+    load(program, 64);
     EXPECT_FALSE(runs());
-    load(image, image.size());
+    load(program, program.size());
 
     EXPECT_TRUE(runs());
 }
 
 TEST_F(Firmware, hold_without_a_load_keeps_the_program) {
     awake();
-    const auto image = marked_image('A');
-    load(image, image.size());
+    const auto program = image('A');
+    load(program, program.size());
 
     poke(0xB2, 0x01);
     EXPECT_THAT(receiver().verdict(), HasReason(Reason::mcu_held));
@@ -122,21 +116,14 @@ TEST_F(Firmware, hold_without_a_load_keeps_the_program) {
 
 TEST_F(Firmware, blocks_out_of_order_do_not_run) {
     awake();
-    auto image = marked_image('A');
-    std::swap_ranges(image.begin() + 64, image.begin() + 128, image.begin() + 640);
+    auto program = image('A');
+    std::swap_ranges(program.begin() + 64, program.begin() + 128, program.begin() + 640);
 
-    load(image, image.size());
+    load(program, program.size());
 
     EXPECT_FALSE(runs());
-    EXPECT_THAT(receiver().verdict().text, HasSubstr("block 1 "));
-}
-
-TEST_F(Firmware, image_without_the_mark_is_taken_by_its_size) {
-    awake();
-
-    load(std::vector<std::uint8_t>(8192, 0x5A), 8192);
-
-    EXPECT_TRUE(runs());
+    EXPECT_THAT(receiver().verdict().text,
+                HasSubstr("program block 1 is not where it belongs, block 10 is there"));
 }
 
 struct Fit {
@@ -151,7 +138,7 @@ TEST_P(ImageLetter, decides_on_which_chip_it_runs) {
     scenario.board.chip = GetParam().chip;
     awake();
 
-    load(marked_image(GetParam().letter), 8192);
+    load(image(GetParam().letter), 8192);
 
     EXPECT_EQ(runs(), GetParam().runs);
 }
@@ -161,5 +148,91 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Fit{Chip::ds300x, 'A', false}, Fit{Chip::ds300x, 'B', true},
                     Fit{Chip::ds3002b, 'A', true}, Fit{Chip::ds3002b, 'B', false},
                     Fit{Chip::ds3103, 'A', true}, Fit{Chip::ds3103, 'B', false}));
+
+// The images that a build was given, whatever they are.
+class AnyImage : public Firmware {
+ protected:
+    AnyImage() : a_(noise(1)), b_(noise(2)) {}
+
+    static std::vector<std::uint8_t> noise(std::uint32_t seed) {
+        std::vector<std::uint8_t> bytes(8192);
+        for (std::uint8_t &byte : bytes) {
+            seed = seed * 1'664'525U + 1'013'904'223U;
+            byte = static_cast<std::uint8_t>(seed >> 24);
+        }
+        return bytes;
+    }
+
+    // Why the program does not run on a chip; empty when it does.
+    std::string fault(const std::vector<std::uint8_t> &program, Chip chip = Chip::ds3103,
+                      std::size_t block_size = 64) {
+        sim::McuProgram memory(chip, watch_, {sim::ProgramImage(a_), sim::ProgramImage(b_)});
+        memory.hold();
+        const std::span bytes(program);
+        for (std::size_t at = 0; at < program.size(); at += block_size) {
+            memory.block(bytes.subspan(at, std::min(block_size, program.size() - at)), at);
+        }
+        memory.release();
+        EXPECT_EQ(memory.runs(), memory.fault().empty());
+        return memory.fault();
+    }
+
+    std::vector<std::uint8_t> a_;
+    std::vector<std::uint8_t> b_;
+    sim::Watch watch_;
+};
+
+TEST_F(AnyImage, runs_on_its_chips_alone) {
+    EXPECT_EQ(fault(a_, Chip::ds3002b), "");
+    EXPECT_EQ(fault(a_, Chip::ds3103), "");
+    EXPECT_EQ(fault(b_, Chip::ds300x), "");
+    EXPECT_EQ(fault(b_, Chip::ds3002b), "program image B does not run on DS3002B");
+    EXPECT_EQ(fault(a_, Chip::ds300x), "program image A does not run on DS300X");
+    EXPECT_THAT(watch_.complaints(), testing::IsEmpty());
+}
+
+TEST_F(AnyImage, comes_in_blocks_of_any_size) {
+    EXPECT_EQ(fault(a_, Chip::ds3103, 1), "");
+    EXPECT_EQ(fault(a_, Chip::ds3103, 100), "");
+    EXPECT_THAT(watch_.complaints(), testing::IsEmpty());
+}
+
+TEST_F(AnyImage, with_swapped_blocks_is_refused) {
+    auto program = a_;
+    std::swap_ranges(program.begin() + 64, program.begin() + 128, program.begin() + 640);
+
+    EXPECT_EQ(fault(program), "program block 1 is not where it belongs, block 10 is there");
+    EXPECT_EQ(watch_.count(sim::Offence::firmware_out_of_order), 2U);
+    EXPECT_THAT(watch_.complaints().at(0).first, HasSubstr("program block 10 at byte 64"));
+}
+
+TEST_F(AnyImage, with_one_wrong_byte_is_refused) {
+    auto program = a_;
+    program[8191] = static_cast<std::uint8_t>(program[8191] ^ 0x01U);
+
+    EXPECT_THAT(fault(program), HasSubstr("program byte 8191 in block 127 is 0x"));
+}
+
+TEST_F(AnyImage, without_one_of_its_blocks_is_refused) {
+    auto program = a_;
+    program.erase(program.begin() + 64, program.begin() + 128);
+
+    EXPECT_EQ(fault(program), "8128 bytes of program loaded, 8192 needed");
+    EXPECT_THAT(watch_.complaints().at(0).first, HasSubstr("program block 2 at byte 64"));
+}
+
+TEST_F(AnyImage, that_the_build_was_not_given_is_refused) {
+    EXPECT_EQ(fault(noise(3)), "the program is neither image A nor image B of this build");
+    EXPECT_THAT(watch_.complaints(), testing::IsEmpty());
+}
+
+TEST_F(AnyImage, that_repeats_a_block_may_have_it_swapped_with_itself) {
+    std::copy_n(a_.begin() + 64, 64, a_.begin() + 640);
+    auto program = a_;
+    std::swap_ranges(program.begin() + 64, program.begin() + 128, program.begin() + 640);
+
+    EXPECT_EQ(fault(program), "");
+    EXPECT_THAT(watch_.complaints(), testing::IsEmpty());
+}
 
 }  // namespace tests

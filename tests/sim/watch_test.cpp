@@ -7,6 +7,7 @@
 
 #include "board/system_time.h"
 #include "ds3000/chip/ds3000_context.h"
+#include "ds3000/demod/firmware.h"
 #include "ds3000/demod/power.h"
 #include "ds3000/hw/hdi.h"
 #include "ds3000/hw/register_access.h"
@@ -27,15 +28,6 @@ class Watching : public ReceiverTest {
         const auto complaints = receiver().complaints();
         EXPECT_THAT(complaints, SizeIs(1));
         return complaints.empty() ? sim::Complaint{} : complaints[0];
-    }
-
-    static std::array<std::uint8_t, 64> marked_block(char letter, int number) {
-        std::array<std::uint8_t, 64> block{};
-        const std::string digits = std::to_string(1000 + number).substr(1);
-        const std::string text =
-            std::string("DS3000 PLACEHOLDER FIRMWARE ") + letter + ", BLOCK " + digits;
-        std::copy(text.begin(), text.end(), block.begin());
-        return block;
     }
 };
 
@@ -84,9 +76,8 @@ TEST_F(Watching, tuner_function_used_while_powered_down) {
 
 TEST_F(Watching, firmware_block_while_the_micro_controller_runs) {
     start();
-    const auto block = marked_block('A', 0);
 
-    demod_write_block(0xB0, block.data(), 64);
+    demod_write_block(0xB0, ds3000_firmware_a, FIRMWARE_CHUNK);
 
     EXPECT_EQ(only_complaint().offence, Offence::firmware_out_of_hold);
 }
@@ -96,8 +87,7 @@ TEST_F(Watching, firmware_block_out_of_order) {
     demod_write(0xB2, 0x01);
 
     for (const int number : {0, 2}) {
-        const auto block = marked_block('A', number);
-        demod_write_block(0xB0, block.data(), 64);
+        demod_write_block(0xB0, ds3000_firmware_a + 64 * number, FIRMWARE_CHUNK);
     }
 
     EXPECT_EQ(only_complaint().offence, Offence::firmware_out_of_order);
