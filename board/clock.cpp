@@ -26,6 +26,19 @@ VirtualClock::VirtualClock() {
 
 VirtualClock::~VirtualClock() { clock_in_force = nullptr; }
 
+bool VirtualClock::read_monotonic(timespec &time) const {
+    const TimeFaults &faults = schedule_.faults();
+    for (const TimeFaults::Span &span : faults.unreadable) {
+        if (span.contains(now_ns())) {
+            return false;
+        }
+    }
+    const std::uint64_t shown_ns = faults.start_ns + schedule_.now_ns();
+    time.tv_sec = static_cast<time_t>(shown_ns / 1'000'000'000U);
+    time.tv_nsec = static_cast<long>(shown_ns % 1'000'000'000U);
+    return true;
+}
+
 VirtualClock *VirtualClock::current() { return clock_in_force; }
 
 std::uint64_t wall_now_ns() {

@@ -4,6 +4,7 @@
 #include <pthread.h>
 
 #include <cstdint>
+#include <ctime>
 #include <string>
 
 #include "board/schedule.h"
@@ -14,7 +15,8 @@ namespace board {
 //
 // One registered thread runs at a time. A sleep or a join gives up the turn; the next turn goes to
 // the thread that wakes earliest, ties in the order they went to sleep, and time jumps to that
-// moment. A run is therefore exactly repeatable whatever the machine does.
+// moment. By the chance that the faults in force give, a thread that is due also takes the turn in
+// the middle of another one's work. A run is therefore exactly repeatable whatever the machine does.
 //
 // While a VirtualClock exists, usleep, clock_gettime(CLOCK_MONOTONIC), pthread_create and
 // pthread_join of this process are its own; without one they are the system's. The thread that
@@ -27,18 +29,38 @@ class VirtualClock {
     VirtualClock &operator=(const VirtualClock &) = delete;
     ~VirtualClock();
 
-    // Nanoseconds since the clock was made.
-    [[nodiscard]] std::uint64_t now_ns() const { return schedule_.now_ns(); }
+    // Nanoseconds since the clock was made, in the world that the process lives in.
+    [[nodiscard]] std::uint64_t now_ns() const { return schedule_.world_ns(); }
 
-    // Let time pass for the running thread without giving up its turn: a bus transfer. Returns the
-    // time then.
-    std::uint64_t spend_ns(std::uint64_t duration_ns) { return schedule_.spend_ns(duration_ns); }
+    // Let time pass for the running thread without giving up its turn, unless another one takes it:
+    // a bus transfer. Returns the time then.
+    std::uint64_t spend_ns(std::uint64_t duration_ns) {
+        schedule_.spend_ns(duration_ns);
+        return now_ns();
+    }
 
     // Give up the turn for a duration.
     void sleep_ns(std::uint64_t duration_ns) { schedule_.sleep_ns(duration_ns); }
 
+    // What usleep comes down to. Returns whether it was not cut short by a signal.
+    bool sleep_or_signal_ns(std::uint64_t duration_ns) {
+        return schedule_.sleep_or_signal_ns(duration_ns);
+    }
+
+    // What clock_gettime comes down to. Returns whether the clock could be read.
+    [[nodiscard]] bool read_monotonic(timespec &time) const;
+
+    // Let another thread take the turn if the faults in force want it to.
+    void meet_switch_point() { schedule_.meet_switch_point(); }
+
+    // What befalls the process's time from now on. Call it while no other thread is registered.
+    void befall(const TimeFaults &faults) { schedule_.befall(faults); }
+
     // Name of the calling thread: "main", then "thread1", "thread2" in order of creation.
     [[nodiscard]] static std::string thread_name() { return Schedule::thread_name(); }
+
+    // The number in that name, 0 for "main"; Schedule::outside for a thread of somebody else.
+    [[nodiscard]] static unsigned thread_number() { return Schedule::thread_number(); }
 
     // Slow the clock to wall time: every jump in time takes as long on the wall.
     void follow_wall_time(bool follow) { schedule_.follow_wall_time(follow); }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "board/schedule.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -23,7 +24,10 @@ Schedule::Schedule() {
 Schedule::~Schedule() { this_member.reset(); }
 
 void Schedule::sleep_ns(std::uint64_t duration_ns) {
-    const std::uint64_t at_ns = now_ns() + duration_ns;
+    give_up_turn_until(now_ns() + duration_ns + delay_ns());
+}
+
+void Schedule::give_up_turn_until(std::uint64_t at_ns) {
     if (at_ns < first_wake_up_ns_.load(std::memory_order_relaxed)) {
         advance_to(at_ns);
         return;
@@ -35,7 +39,91 @@ void Schedule::sleep_ns(std::uint64_t duration_ns) {
     await_turn(lock, *member);
 }
 
+bool Schedule::sleep_or_signal_ns(std::uint64_t duration_ns) {
+    const std::uint64_t now = world_ns();
+    const std::uint64_t signal_ns = next_signal_ns();
+    const bool undisturbed = signal_ns - now >= duration_ns;
+    sleep_ns(undisturbed ? duration_ns : signal_ns - now);
+    return undisturbed;
+}
+
 std::string Schedule::thread_name() { return this_member ? this_member->name : "outside"; }
+
+unsigned Schedule::thread_number() { return this_member ? this_member->number : outside; }
+
+void Schedule::befall(const TimeFaults &faults) {
+    faults_ = faults;
+    chance_.seed(static_cast<std::uint32_t>(faults.seed ^ (faults.seed >> 32U)));
+    points_to_pause_ = faults.pause_at;
+    absences_met_ = 0;
+    plan_absence();
+}
+
+// Threads are threads of this process only when this clock made them.
+void Schedule::switch_by_chance(bool is_last_before_pause) {
+    if (!this_member) {
+        return;
+    }
+    if (is_last_before_pause && faults_.pause_at != 0) {
+        give_up_turn_until(now_ns() + faults_.pause_ns);
+        return;
+    }
+    const double drawn = static_cast<double>(chance_() - std::minstd_rand::min());
+    if (drawn < faults_.preemption * (std::minstd_rand::max() - std::minstd_rand::min() + 1.0)) {
+        give_up_turn_until(now_ns());
+    }
+}
+
+std::uint64_t Schedule::delay_ns() {
+    return faults_.longest_delay_ns == 0
+               ? 0
+               : faults_.longest_delay_ns * chance_() / std::minstd_rand::max();
+}
+
+// In the world's time.
+std::uint64_t Schedule::next_signal_ns() const {
+    const std::uint64_t now = world_ns();
+    const bool is_first_thread = thread_number() == 0;
+    std::uint64_t next_ns = never;
+    for (const TimeFaults::Signals &signals : faults_.signals) {
+        if (is_first_thread == signals.first_thread_blocks) {
+            continue;
+        }
+        const std::uint64_t from_ns = signals.span.from_ns;
+        const std::uint64_t at_ns =
+            now < from_ns ? from_ns
+                          : from_ns + ((now - from_ns) / signals.every_ns + 1) * signals.every_ns;
+        if (signals.span.contains(at_ns)) {
+            next_ns = std::min(next_ns, at_ns);
+        }
+    }
+    return next_ns;
+}
+
+void Schedule::live_through_absences(std::uint64_t &at_ns) {
+    while (at_ns >= next_absence_ns_) {
+        const TimeFaults::Absence &absence = faults_.absences[absences_met_++];
+        if (!absence.suspended) {
+            at_ns = std::max(at_ns, next_absence_ns_ + absence.length_ns);
+        } else {
+            suspended_ns_.fetch_add(absence.length_ns, std::memory_order_relaxed);
+            if (follow_wall_.load(std::memory_order_relaxed)) {
+                system_sleep_ns(absence.length_ns);
+            }
+        }
+        plan_absence();
+    }
+}
+
+// Meet one that is overdue at the next step of time.
+void Schedule::plan_absence() {
+    if (absences_met_ == faults_.absences.size()) {
+        next_absence_ns_ = never;
+        return;
+    }
+    const std::uint64_t at_ns = faults_.absences[absences_met_].at_ns;
+    next_absence_ns_ = at_ns - std::min(at_ns, suspended_ns_.load(std::memory_order_relaxed));
+}
 
 namespace {
 
@@ -66,7 +154,8 @@ int Schedule::create_thread(pthread_t *thread, const pthread_attr_t *attributes,
         return error;
     }
     static_cast<void>(record.release());  // run_member owns it now
-    member->name = "thread" + std::to_string(++created_);
+    member->number = ++created_;
+    member->name = "thread" + std::to_string(created_);
     member->handle = *thread;
     members_[*thread] = member;
     queue(member, now_ns());

@@ -10,9 +10,11 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <random>
 #include <string>
 
 #include "board/system_time.h"
+#include "board/time_faults.h"
 
 namespace board {
 
@@ -28,11 +30,38 @@ class Schedule {
     Schedule &operator=(const Schedule &) = delete;
     ~Schedule();
 
+    // Of the process and its machine; the world's goes on while they are suspended.
     [[nodiscard]] std::uint64_t now_ns() const { return now_ns_.load(std::memory_order_relaxed); }
-    std::uint64_t spend_ns(std::uint64_t duration_ns) { return advance_to(now_ns() + duration_ns); }
+    [[nodiscard]] std::uint64_t world_ns() const {
+        return now_ns() + suspended_ns_.load(std::memory_order_relaxed);
+    }
+    void spend_ns(std::uint64_t duration_ns) {
+        advance_to(now_ns() + duration_ns);
+        meet_switch_point();
+    }
     void sleep_ns(std::uint64_t duration_ns);
+
+    // The same until a signal comes. Returns whether none did.
+    bool sleep_or_signal_ns(std::uint64_t duration_ns);
+
+    // A moment at which another thread may take the turn.
+    void meet_switch_point() {
+        const std::uint32_t left = points_to_pause_.load(std::memory_order_relaxed) - 1;
+        points_to_pause_.store(left, std::memory_order_relaxed);
+        if (left == 0 || first_wake_up_ns_.load(std::memory_order_relaxed) <= now_ns())
+            [[unlikely]] {
+            switch_by_chance(left == 0);
+        }
+    }
+
+    void befall(const TimeFaults &faults);
+    [[nodiscard]] const TimeFaults &faults() const { return faults_; }
     void follow_wall_time(bool follow) { follow_wall_.store(follow, std::memory_order_relaxed); }
     [[nodiscard]] static std::string thread_name();
+
+    // 0 for the first one, then in order of creation; threads of others have none.
+    static constexpr unsigned outside = std::numeric_limits<unsigned>::max();
+    [[nodiscard]] static unsigned thread_number();
 
     int create_thread(pthread_t *thread, const pthread_attr_t *attributes, void *(*start)(void *),
                       void *argument);
@@ -41,6 +70,7 @@ class Schedule {
     // One registered thread: whether it has the turn, and who waits for its end.
     struct Member {
         std::string name;
+        unsigned number = 0;  // 0 for the first
         pthread_t handle{};
         bool has_turn = false;
         bool ended = false;
@@ -69,21 +99,35 @@ class Schedule {
     void note_first();
     void pass_turn();
     static void await_turn(Lock &lock, Member &member);
+    void switch_by_chance(bool is_last_before_pause);
+    void give_up_turn_until(std::uint64_t at_ns);
+    [[nodiscard]] std::uint64_t delay_ns();
+    [[nodiscard]] std::uint64_t next_signal_ns() const;
+    void live_through_absences(std::uint64_t &at_ns);
+    void plan_absence();
 
-    // Returns the time then, which may be later than was asked for.
-    std::uint64_t advance_to(std::uint64_t at_ns) {
+    void advance_to(std::uint64_t at_ns) {
         const std::uint64_t from_ns = now_ns();
         if (at_ns <= from_ns) {
-            return from_ns;
+            return;
+        }
+        if (at_ns >= next_absence_ns_) [[unlikely]] {
+            live_through_absences(at_ns);
         }
         if (follow_wall_.load(std::memory_order_relaxed)) {
             system_sleep_ns(at_ns - from_ns);
         }
         now_ns_.store(at_ns, std::memory_order_relaxed);
-        return at_ns;
     }
 
+    // Everything of the faults is used by the thread whose turn it is.
+    TimeFaults faults_;
+    std::minstd_rand chance_;
+    std::size_t absences_met_ = 0;
+    std::uint64_t next_absence_ns_ = never;
+    std::atomic<std::uint32_t> points_to_pause_{0};  // counted down; from 0 it takes for ever
     std::atomic<std::uint64_t> now_ns_{0};
+    std::atomic<std::uint64_t> suspended_ns_{0};
     std::atomic<std::uint64_t> first_wake_up_ns_{never};  // of sleepers_
     std::atomic<bool> follow_wall_{false};
     std::mutex mutex_;

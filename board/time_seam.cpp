@@ -87,10 +87,12 @@ int SEAM(usleep)(useconds_t microseconds) {
         microseconds = board->wait(microseconds);
     }
     const std::uint64_t duration_ns = std::uint64_t{microseconds} * 1000U;
-    if (board::VirtualClock *clock = board::VirtualClock::current(); clock != nullptr) {
-        clock->sleep_ns(duration_ns);
-    } else {
+    board::VirtualClock *clock = board::VirtualClock::current();
+    if (clock == nullptr) {
         board::system_sleep_ns(duration_ns);
+    } else if (!clock->sleep_or_signal_ns(duration_ns)) {
+        errno = EINTR;
+        return -1;
     }
     return 0;
 }
@@ -100,9 +102,10 @@ int SEAM(clock_gettime)(clockid_t clock, timespec *time) noexcept {
     if (virtual_clock == nullptr || clock != CLOCK_MONOTONIC) {
         return board::system_clock_gettime(clock, time);
     }
-    const std::uint64_t now_ns = virtual_clock->now_ns();
-    time->tv_sec = static_cast<time_t>(now_ns / 1'000'000'000U);
-    time->tv_nsec = static_cast<long>(now_ns % 1'000'000'000U);
+    if (!virtual_clock->read_monotonic(*time)) {
+        errno = EINVAL;
+        return -1;
+    }
     return 0;
 }
 

@@ -44,6 +44,7 @@ class Receiver::Impl final : public SignalSource {
           tuner_(scenario, watch_),
           demodulator_(scenario, *this, outdoor_, watch_) {
         outdoor_.set_weather(calendar_.weather_at(clock.now_ns()));
+        clock.befall(scenario.time);
         caught_up_ns_ = clock.now_ns();
         next_event_ns_ = calendar_.next_after(caught_up_ns_);
     }

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "board/time_faults.h"
 #include "broadcast/lnb.h"
 #include "broadcast/transponder.h"
 
@@ -115,6 +116,7 @@ struct Scenario {
     std::vector<broadcast::Satellite> satellites;
     std::vector<Event> events;
     std::vector<Fault> faults;
+    board::TimeFaults time;
 };
 
 // A scenario file that cannot be used: what() is "file:line: key: what is wrong and the limit".

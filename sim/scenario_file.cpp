@@ -15,6 +15,7 @@
 #include "sim/scenario.h"
 #include "sim/scenario_section.h"
 #include "sim/scenario_text.h"
+#include "sim/scenario_time.h"
 
 namespace sim {
 
@@ -95,10 +96,11 @@ class Reader {
     void read_unicable(Section section);
     void read_event(Section section);
     void read_fault(Section section);
+    void read_clock(Section section) { sim::read_clock(section, scenario_.time); }
+    void read_schedule(Section section) { sim::read_schedule(section, scenario_.time); }
 
     void one(const char *name, void (Reader::*read_section)(Section));
     void each(const char *name, void (Reader::*read_section)(Section));
-    static void read_period(Section &section, Period &period);
     static void read_details(Section &section, Fault &fault);
     static void read_turns(Section &section, Fault &fault);
     static void read_identity(Section &section, Fault &fault);
@@ -143,7 +145,7 @@ Scenario Reader::read() {
     Section top(*root_, "scenario", file_);
     top.integer("seed", 0, std::numeric_limits<std::int64_t>::max(), scenario_.seed);
     for (const char *section : {"board", "lnb", "noise", "satellite", "transponder", "override",
-                                "switch", "unicable", "event", "fault"}) {
+                                "switch", "unicable", "event", "fault", "clock", "schedule"}) {
         top.knows(section);
     }
     top.done();
@@ -157,6 +159,9 @@ Scenario Reader::read() {
     one("unicable", &Reader::read_unicable);
     each("event", &Reader::read_event);
     each("fault", &Reader::read_fault);
+    one("clock", &Reader::read_clock);
+    one("schedule", &Reader::read_schedule);
+    scenario_.time.seed = scenario_.seed;
     put_rows_behind();
     return std::move(scenario_);
 }
@@ -393,16 +398,6 @@ void Reader::read_unicable(Section section) {
     scenario_.unicable = unicable;
 }
 
-void Reader::read_period(Section &section, Period &period) {
-    section.integer("from_ms", 0, largest_time_ms, period.from_ms);
-    section.integer("to_ms", 0, largest_time_ms, period.to_ms);
-    if (section.has("to_ms") && period.to_ms <= period.from_ms) {
-        section.refuse_key(
-            section.node("to_ms"), "to_ms",
-            fmt::format("{} is not after from_ms, {}", period.to_ms, period.from_ms));
-    }
-}
-
 std::vector<std::uint8_t> Reader::read_message(Section &section) {
     constexpr std::size_t longest = 8;
     section.needs("bytes");
@@ -431,15 +426,15 @@ void Reader::read_event(Section section) {
         case Event::Kind::rain_fade:
             section.needs("db");
             section.number("db", 0, 60, event.db);
-            read_period(section, event.period);
+            section.period(event.period);
             break;
         case Event::Kind::lnb_drift:
             section.needs("khz");
             section.integer("khz", -largest_drift_khz, largest_drift_khz, event.khz);
-            read_period(section, event.period);
+            section.period(event.period);
             break;
         case Event::Kind::cable_pulled:
-            read_period(section, event.period);
+            section.period(event.period);
             break;
         case Event::Kind::brown_out:
             section.needs("at_ms");
@@ -456,12 +451,15 @@ void Reader::read_event(Section section) {
 }
 
 void Reader::read_fault(Section section) {
-    Fault fault;
     section.needs("kind");
+    if (read_time_fault(section, scenario_.time)) {
+        return;
+    }
+    Fault fault;
     section.choice("kind", fault_named,
                    "nack_transfer, nack_address, bus_stuck, slow_bus, wrong_identity, "
                    "vco_calibration, lo_calibration, filter_calibration, agc_start, lost_diseqc, "
-                   "equaliser_divergence, dead_supply",
+                   "equaliser_divergence, dead_supply, stall, suspend, signals, clock_unreadable",
                    fault.kind);
     read_details(section, fault);
     section.done();
@@ -477,16 +475,16 @@ void Reader::read_details(Section &section, Fault &fault) {
         case Fault::Kind::nack_address:
             section.needs("address");
             section.integer("address", 1, 0xFF, fault.address);
-            read_period(section, fault.period);
+            section.period(fault.period);
             break;
         case Fault::Kind::bus_stuck:
             section.integer("timeout_ms", 0, 60'000, fault.timeout_ms);
-            read_period(section, fault.period);
+            section.period(fault.period);
             break;
         case Fault::Kind::slow_bus:
             section.needs("factor");
             section.number("factor", 1, 10'000, fault.factor);
-            read_period(section, fault.period);
+            section.period(fault.period);
             break;
         case Fault::Kind::wrong_identity:
             read_identity(section, fault);
@@ -513,7 +511,7 @@ void Reader::read_identity(Section &section, Fault &fault) {
     section.needs("value");
     section.integer("reg", 0, 0xFF, fault.reg);
     section.integer("value", 0, 0xFF, fault.value);
-    read_period(section, fault.period);
+    section.period(fault.period);
     if (fault.reg != 0x01 && fault.reg != 0x02 && fault.reg != 0xB2) {
         section.refuse_key(section.node("reg"), "reg",
                            fmt::format("0x{:02X} is none of 0x01, 0x02, 0xB2", fault.reg));

@@ -20,6 +20,8 @@ namespace sim {
     throw ScenarioError(fmt::format("{}:{}: {}", file, place.begin.line, message));
 }
 
+constexpr std::int64_t largest_time_ms = 1'000'000'000'000;
+
 // One table of a scenario file. The caller asks for every key that it knows; done() refuses the others.
 class Section {
  public:
@@ -104,6 +106,16 @@ class Section {
         return node == nullptr ? nullptr : node->as_array();
     }
 
+    // from_ms and to_ms.
+    void period(Period &period) {
+        integer("from_ms", 0, largest_time_ms, period.from_ms);
+        integer("to_ms", 0, largest_time_ms, period.to_ms);
+        if (has("to_ms") && period.to_ms <= period.from_ms) {
+            refuse_key(node("to_ms"), "to_ms",
+                       fmt::format("{} is not after from_ms, {}", period.to_ms, period.from_ms));
+        }
+    }
+
     void needs(const char *key) const {
         if (!has(key)) {
             refuse_whole(fmt::format("{} is missing", key));
@@ -150,7 +162,5 @@ class Section {
     const std::string *file_;
     std::set<std::string> known_;
 };
-
-constexpr std::int64_t largest_time_ms = 1'000'000'000'000;
 
 }  // namespace sim

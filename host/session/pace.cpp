@@ -16,6 +16,9 @@ constexpr std::uint64_t ns_per_ms = 1'000'000;
 }  // namespace
 
 std::uint64_t now_ns() {
+    if (const board::VirtualClock *clock = board::VirtualClock::current(); clock != nullptr) {
+        return clock->now_ns();
+    }
     timespec time{};
     clock_gettime(CLOCK_MONOTONIC, &time);
     return static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000U +

@@ -51,6 +51,57 @@ TEST(ScenarioFile, empty_file_is_the_default_scenario) {
     EXPECT_EQ(scenario.file, "dir/test.toml");
 }
 
+TEST(ScenarioFile, what_befalls_the_processs_time_can_be_set) {
+    constexpr std::uint64_t ms = 1'000'000;
+    const board::TimeFaults time = parse(R"(
+seed = 42
+[clock]
+start_ms = 4_294_967_000
+late_us = 900
+[schedule]
+preemption = 0.5
+pause_at = 17
+pause_ms = 80
+[[fault]]
+kind = "suspend"
+at_ms = 9000
+length_ms = 60_000
+[[fault]]
+kind = "stall"
+at_ms = 3000
+length_ms = 5000
+[[fault]]
+kind = "signals"
+every_ms = 25
+from_ms = 100
+to_ms = 200
+first_thread_blocks = true
+[[fault]]
+kind = "clock_unreadable"
+from_ms = 7
+)")
+                                       .time;
+
+    EXPECT_EQ(time.seed, 42U);
+    EXPECT_EQ(time.start_ns, 4'294'967'000 * ms);
+    EXPECT_EQ(time.longest_delay_ns, 900'000U);
+    EXPECT_EQ(time.preemption, 0.5);
+    EXPECT_EQ(time.pause_at, 17U);
+    EXPECT_EQ(time.pause_ns, 80 * ms);
+    ASSERT_EQ(time.absences.size(), 2U);
+    EXPECT_EQ(time.absences[0].at_ns, 3'000 * ms);
+    EXPECT_EQ(time.absences[0].length_ns, 5'000 * ms);
+    EXPECT_FALSE(time.absences[0].suspended);
+    EXPECT_TRUE(time.absences[1].suspended);
+    ASSERT_EQ(time.signals.size(), 1U);
+    EXPECT_EQ(time.signals[0].every_ns, 25 * ms);
+    EXPECT_EQ(time.signals[0].span.from_ns, 100 * ms);
+    EXPECT_EQ(time.signals[0].span.to_ns, 200 * ms);
+    EXPECT_TRUE(time.signals[0].first_thread_blocks);
+    ASSERT_EQ(time.unreadable.size(), 1U);
+    EXPECT_TRUE(time.unreadable[0].contains(1'000'000 * ms));
+}
+
 TEST(ScenarioFile, every_quantity_can_be_set) {
     const Scenario scenario = parse(R"(
 seed = 42
@@ -323,7 +374,10 @@ INSTANTIATE_TEST_SUITE_P(
                 "60001 is outside 0..60000"},
         Mistake{"[[fault]]\nkind = \"wrong_identity\"\nreg = 3\nvalue = 1\n",
                 "0x03 is none of 0x01, 0x02, 0xB2"},
-        Mistake{"[[fault]]\nkind = \"slow_bus\"\nfactor = 0.5\n", "0.5 is outside 1..10000"}));
+        Mistake{"[[fault]]\nkind = \"slow_bus\"\nfactor = 0.5\n", "0.5 is outside 1..10000"},
+        Mistake{"[[fault]]\nkind = \"stall\"\nat_ms = 5\n", "fault: length_ms is missing"},
+        Mistake{"[[fault]]\nkind = \"suspend\"\nlength_ms = 5\n", "fault: at_ms is missing"},
+        Mistake{"[[fault]]\nkind = \"signals\"\n", "fault: every_ms is missing"}));
 
 // The limits of every number: both ends are taken, what lies beyond is not.
 struct Limits {
@@ -359,32 +413,38 @@ constexpr const char *fade = "[[event]]\nkind = \"rain_fade\"";
 
 INSTANTIATE_TEST_SUITE_P(
     numbers, ScenarioLimits,
-    testing::Values(Limits{"[board]", "bus_clock_hz", 1'000, 1'000'000, 1, ""},
-                    Limits{"[board]", "tuner_identity", 0, 255, 1, ""},
-                    Limits{"[lnb]", "lof_low_khz", 1, 50'000'000, 1, ""},
-                    Limits{"[lnb]", "lof_high_khz", 0, 50'000'000, 1, ""},
-                    Limits{"[lnb]", "switch_khz", 0, 50'000'000, 1, ""},
-                    Limits{"[lnb]", "drift_khz", -20'000, 20'000, 1, ""},
-                    Limits{"[noise]", "cn_db", -20, 40, 0.1, ""},
-                    Limits{"[noise]", "level_dbm", -100, 0, 0.1, ""},
-                    Limits{"[noise]", "jitter_db", 0, 3, 0.1, ""},
-                    Limits{"[[satellite]]\nname = \"a\"", "cn_db", -20, 40, 0.1, ""},
-                    Limits{"[[satellite]]\nname = \"a\"", "level_dbm", -100, 0, 0.1, ""},
-                    Limits{row, "cn_db", -20, 40, 0.1, ""},
-                    Limits{row, "level_dbm", -100, 0, 0.1, ""},
-                    Limits{"[[transponder]]\npolarisation = \"V\"\nsymbol_rate = 1",
-                           "frequency_khz", 1, 50'000'000, 1, ""},
-                    Limits{"[[transponder]]\npolarisation = \"V\"\nfrequency_khz = 1",
-                           "symbol_rate", 1, 100'000'000, 1, ""},
-                    Limits{fade, "db", 0, 60, 0.1, ""},
-                    Limits{fade, "from_ms", 0, 1e12, 1, "db = 1"},
-                    Limits{"[[event]]\nkind = \"lnb_drift\"", "khz", -20'000, 20'000, 1, ""},
-                    Limits{"[[event]]\nkind = \"brown_out\"", "at_ms", 1, 1e12, 1, ""},
-                    Limits{"[[fault]]\nkind = \"nack_address\"", "address", 1, 255, 1, ""},
-                    Limits{"[[fault]]\nkind = \"nack_transfer\"", "nth", 1, 1e12, 1, ""},
-                    Limits{"[[fault]]\nkind = \"nack_transfer\"", "count", 1, 1e12, 1, ""},
-                    Limits{"[[fault]]\nkind = \"bus_stuck\"", "timeout_ms", 0, 60'000, 1, ""},
-                    Limits{"[[fault]]\nkind = \"slow_bus\"", "factor", 1, 10'000, 0.1, ""},
-                    Limits{"[[fault]]\nkind = \"agc_start\"", "count", 1, 1e12, 1, ""}));
+    testing::Values(
+        Limits{"[board]", "bus_clock_hz", 1'000, 1'000'000, 1, ""},
+        Limits{"[board]", "tuner_identity", 0, 255, 1, ""},
+        Limits{"[lnb]", "lof_low_khz", 1, 50'000'000, 1, ""},
+        Limits{"[lnb]", "lof_high_khz", 0, 50'000'000, 1, ""},
+        Limits{"[lnb]", "switch_khz", 0, 50'000'000, 1, ""},
+        Limits{"[lnb]", "drift_khz", -20'000, 20'000, 1, ""},
+        Limits{"[noise]", "cn_db", -20, 40, 0.1, ""},
+        Limits{"[noise]", "level_dbm", -100, 0, 0.1, ""},
+        Limits{"[noise]", "jitter_db", 0, 3, 0.1, ""},
+        Limits{"[[satellite]]\nname = \"a\"", "cn_db", -20, 40, 0.1, ""},
+        Limits{"[[satellite]]\nname = \"a\"", "level_dbm", -100, 0, 0.1, ""},
+        Limits{row, "cn_db", -20, 40, 0.1, ""}, Limits{row, "level_dbm", -100, 0, 0.1, ""},
+        Limits{"[[transponder]]\npolarisation = \"V\"\nsymbol_rate = 1", "frequency_khz", 1,
+               50'000'000, 1, ""},
+        Limits{"[[transponder]]\npolarisation = \"V\"\nfrequency_khz = 1", "symbol_rate", 1,
+               100'000'000, 1, ""},
+        Limits{fade, "db", 0, 60, 0.1, ""}, Limits{fade, "from_ms", 0, 1e12, 1, "db = 1"},
+        Limits{"[[event]]\nkind = \"lnb_drift\"", "khz", -20'000, 20'000, 1, ""},
+        Limits{"[[event]]\nkind = \"brown_out\"", "at_ms", 1, 1e12, 1, ""},
+        Limits{"[[fault]]\nkind = \"nack_address\"", "address", 1, 255, 1, ""},
+        Limits{"[[fault]]\nkind = \"nack_transfer\"", "nth", 1, 1e12, 1, ""},
+        Limits{"[[fault]]\nkind = \"nack_transfer\"", "count", 1, 1e12, 1, ""},
+        Limits{"[[fault]]\nkind = \"bus_stuck\"", "timeout_ms", 0, 60'000, 1, ""},
+        Limits{"[[fault]]\nkind = \"slow_bus\"", "factor", 1, 10'000, 0.1, ""},
+        Limits{"[[fault]]\nkind = \"agc_start\"", "count", 1, 1e12, 1, ""},
+        Limits{"[[fault]]\nkind = \"stall\"\nlength_ms = 1", "at_ms", 1, 1e12, 1, ""},
+        Limits{"[[fault]]\nkind = \"stall\"\nat_ms = 1", "length_ms", 1, 1e9, 1, ""},
+        Limits{"[[fault]]\nkind = \"signals\"", "every_ms", 1, 1e12, 1, ""},
+        Limits{"[clock]", "start_ms", 0, 1e12, 1, ""}, Limits{"[clock]", "late_us", 0, 1e6, 1, ""},
+        Limits{"[schedule]", "preemption", 0, 1, 0.1, ""},
+        Limits{"[schedule]", "pause_at", 0, 4e9, 1, ""},
+        Limits{"[schedule]", "pause_ms", 1, 1e9, 1, ""}));
 
 }  // namespace tests
