@@ -72,6 +72,7 @@ constexpr auto status_registers = [] {
 Demodulator::Demodulator(const Scenario &scenario, SignalSource &source, Outdoor &outdoor,
                          Watch &watch)
     : chip_(scenario.board.chip),
+      wired_ts_mode_(scenario.board.ts_mode),
       mcu_identity_(chip_ == Chip::ds3103 ? reg::mcu_identity_mask : 0),
       source_(&source),
       watch_(&watch),
@@ -95,6 +96,7 @@ void Demodulator::power_on() {
     regs_.plain[reg::reg_23] = reg::reg_23_power_down;
     regs_.plain[reg::master_clock_a] = 0x80;
     regs_.plain[reg::master_clock_b] = 0x40;
+    regs_.plain[reg::ts_drivers] = reg::ts_pins_high_impedance;
     diseqc_.power_on();
     program_.power_on();
     repeater_open_ = false;
@@ -127,8 +129,14 @@ std::size_t Demodulator::ts_bank() const {
 
 TsRegisters Demodulator::ts_registers() const {
     const auto &bank = regs_.ts.at(ts_bank());
-    return {bank[0], bank[1], regs_.plain[reg::ts_divider_ds310x], regs_.plain[reg::master_clock_a],
-            regs_.plain[reg::master_clock_b]};
+    return {bank[0],
+            bank[1],
+            regs_.plain[reg::ts_divider_ds310x],
+            regs_.plain[reg::master_clock_a],
+            regs_.plain[reg::master_clock_b],
+            regs_.plain[reg::ts_enable],
+            regs_.plain[reg::ts_drivers],
+            regs_.plain[reg::ts_polarity]};
 }
 
 bool Demodulator::clock_selected() const {
@@ -408,7 +416,7 @@ Verdict Demodulator::verdict(std::uint64_t now_ns) {
                                    static_cast<double>(acquisition_.lock_ns() - now_ns) * 1e-6);
         return verdict;
     }
-    verdict.ts = ts_output(chip_, system(), ts_registers(), *verdict.carrier);
+    verdict.ts = ts_output(chip_, system(), ts_registers(), *verdict.carrier, wired_ts_mode_);
     return verdict;
 }
 

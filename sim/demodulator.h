@@ -38,8 +38,9 @@ class SignalSource {
 // The demodulator in one of its three variants.
 //
 // Power-on: everything 0 except the identity (0x01, and bits 7..6 of 0xB2 until that register is
-// first written), the master clock at 96 MHz (0x22 = 0x80, 0x24 = 0x40) and the chip powered down
-// (0x08 bit 0 clear, 0x04 bit 0 set, 0x23 bit 4 set); each of the three alone powers it down. Then
+// first written), the master clock at 96 MHz (0x22 = 0x80, 0x24 = 0x40), the transport stream's
+// pins not driven (0x29 bit 5 set) and the chip powered down (0x08 bit 0 clear, 0x04 bit 0 set,
+// 0x23 bit 4 set); each of the three alone powers it down. Then
 // only 0x00..0x08, 0x23, identity and micro-controller control are worth a transfer.
 // Search: begins when nothing holds the chip any more - power-down, 0xB2, 0x00 (DS300X: 0x05),
 // 0x07 - with what the registers hold at that moment. Later writes of them wait for the next
@@ -127,6 +128,7 @@ class Demodulator {
     [[nodiscard]] double dvbs_window_bits() const;
 
     Chip chip_;
+    unsigned wired_ts_mode_;
     std::uint8_t mcu_identity_;
     std::vector<Fault> identity_faults_;
     bool divergence_fault_ = false;

@@ -30,6 +30,7 @@ struct BoardSetup {
     bool demodulator_fitted = true;
     bool lnbh23 = false;
     bool iq_swap = false;  // the board exchanges I and Q: spectrum mirrored about the oscillator
+    unsigned ts_mode = 3;  // of the transport-stream port, for which the demultiplexer is wired
     std::uint32_t bus_clock_hz = 400'000;
 };
 

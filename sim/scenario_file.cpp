@@ -174,6 +174,7 @@ void Reader::read_board(Section section) {
     section.boolean("demodulator_fitted", board.demodulator_fitted);
     section.boolean("lnbh23", board.lnbh23);
     section.boolean("iq_swap", board.iq_swap);
+    section.integer("ts_mode", 1, 3, board.ts_mode);
     section.integer("bus_clock_hz", 1'000, 1'000'000, board.bus_clock_hz);
     section.done();
 }

@@ -1,14 +1,25 @@
 // SPDX-License-Identifier: MIT
 #include "sim/ts_port.h"
 
+#include <fmt/format.h>
+
+#include <algorithm>
+
 #include "broadcast/modcod.h"
 
 namespace sim {
 
 namespace {
 
+constexpr unsigned serial_mode = 1;
+
+// Whether the mode register has the older layout.
+bool is_old_bank(Chip chip, broadcast::System system) {
+    return chip == Chip::ds300x && system == broadcast::System::dvbs;
+}
+
 unsigned mode_of(Chip chip, broadcast::System system, std::uint8_t reg) {
-    const bool old_bits = chip == Chip::ds300x && system == broadcast::System::dvbs;
+    const bool old_bits = is_old_bank(chip, system);
     const bool mode_3 = (reg & (old_bits ? 0x80 : 0x01)) != 0;
     const bool mode_1 = (reg & (old_bits ? 0x40 : 0x04)) != 0;
     if (mode_3) {
@@ -27,6 +38,41 @@ unsigned clocks_per_byte(Chip chip, broadcast::System system, const TsRegisters 
     const unsigned shift = system == broadcast::System::dvbs2 ? 4 : 3;
     const unsigned mask = (1U << shift) - 1;
     return ((regs.divider >> shift) & mask) + (regs.divider & mask);
+}
+
+bool drives_pins(Chip chip, broadcast::System system, const TsRegisters &regs, unsigned mode) {
+    constexpr unsigned on = 0x01;
+    constexpr unsigned all_eight = 0x10;
+    const bool old_bank = is_old_bank(chip, system);
+    const bool block_on = old_bank ? (regs.mode & 0x3FU) == 0x20 : (regs.mode & 0xFAU) == 0x42;
+    const unsigned looked_at = old_bank ? on : on | all_eight;
+    const unsigned pins = mode == serial_mode ? on : on | all_eight;
+    const bool same_edge = (regs.polarity & 1U) == ((regs.mode >> 3U) & 1U);
+    return block_on && (regs.enable & looked_at) == (pins & looked_at) &&
+           (regs.drivers & 0xB0U) == 0 && same_edge;
+}
+
+// What a demultiplexer's input takes.
+double bearable_khz(unsigned mode, double payload_khz) {
+    constexpr double any_parallel_khz = 58'000 / 8.0;
+    constexpr double any_serial_khz = 144'000;
+    constexpr double times_payload = 2;
+    return std::max(mode == serial_mode ? any_serial_khz : any_parallel_khz,
+                    times_payload * payload_khz);
+}
+
+TsOutput::Fault fault_of(const TsOutput &output, bool pins_driven) {
+    using Fault = TsOutput::Fault;
+    if (!pins_driven) {
+        return Fault::drivers_off;
+    }
+    if (output.mode != output.wired_mode) {
+        return Fault::wrong_mode;
+    }
+    if (output.clock_khz < output.needed_khz) {
+        return Fault::too_slow;
+    }
+    return output.clock_khz > output.bearable_khz ? Fault::too_fast : Fault::none;
 }
 
 }  // namespace
@@ -53,20 +99,45 @@ std::optional<std::uint32_t> master_clock_khz(Chip chip, broadcast::System syste
 }
 
 TsOutput ts_output(Chip chip, broadcast::System system, const TsRegisters &regs,
-                   const broadcast::Transponder &carrier) {
+                   const broadcast::Transponder &carrier, unsigned wired_mode) {
+    constexpr double unbuffered = 1.1;
     TsOutput output;
     output.mode = mode_of(chip, system, regs.mode);
+    output.wired_mode = wired_mode;
     const double clock = master_clock_khz(chip, system, regs).value_or(0);
     const double kbytes = payload_bytes_per_s(carrier) / 1000;
-    if (output.mode == 1) {
-        output.clock_khz = clock;
-        output.needed_khz = 8 * kbytes;
-    } else {
-        const unsigned clocks = clocks_per_byte(chip, system, regs);
-        output.clock_khz = clocks == 0 ? 0 : clock / clocks;
-        output.needed_khz = kbytes;
-    }
+    const double payload_khz = output.mode == serial_mode ? 8 * kbytes : kbytes;
+    const unsigned clocks = output.mode == serial_mode ? 1 : clocks_per_byte(chip, system, regs);
+    output.clock_khz = clocks == 0 ? 0 : clock / clocks;
+    output.needed_khz = chip == Chip::ds300x ? unbuffered * payload_khz : payload_khz;
+    output.bearable_khz = bearable_khz(output.mode, payload_khz);
+    output.fault = fault_of(output, drives_pins(chip, system, regs, output.mode));
     return output;
+}
+
+std::string describe_fault(const TsOutput &output) {
+    switch (output.fault) {
+        case TsOutput::Fault::none:
+            return "";
+        case TsOutput::Fault::drivers_off:
+            return "the transport-stream port drives no pins";
+        case TsOutput::Fault::wrong_mode:
+            return fmt::format(
+                "the transport-stream port works in mode {}, the board is wired for "
+                "mode {}",
+                output.mode, output.wired_mode);
+        case TsOutput::Fault::too_slow:
+            return fmt::format(
+                "the transport-stream clock of {:.0f} kHz is slower than the {:.0f} "
+                "kHz that the payload needs",
+                output.clock_khz, output.needed_khz);
+        case TsOutput::Fault::too_fast:
+            return fmt::format(
+                "the transport-stream clock of {:.0f} kHz is faster than the {:.0f} "
+                "kHz that a demultiplexer takes with this payload",
+                output.clock_khz, output.bearable_khz);
+    }
+    return "";
 }
 
 }  // namespace sim

@@ -39,11 +39,20 @@ std::string to_string(Reason reason);
 
 // How the transport-stream port stands; valid with lock.
 struct TsOutput {
-    double clock_khz = 0;   // byte clock (modes 2, 3) or bit clock (mode 1)
-    double needed_khz = 0;  // to carry the payload
-    unsigned mode = 0;      // 1, 2, 3
-    [[nodiscard]] bool carries_payload() const { return clock_khz >= needed_khz; }
+    // Why the demultiplexer behind the port gets no transport stream.
+    enum class Fault : std::uint8_t { none, drivers_off, wrong_mode, too_slow, too_fast };
+
+    double clock_khz = 0;     // byte clock (modes 2, 3) or bit clock (mode 1)
+    double needed_khz = 0;    // to carry the payload
+    double bearable_khz = 0;  // more is too fast for the demultiplexer
+    unsigned mode = 0;        // 1, 2, 3
+    unsigned wired_mode = 0;  // the one that the board is made for
+    Fault fault = Fault::none;
+    [[nodiscard]] bool carries_payload() const { return fault == Fault::none; }
 };
+
+// Why nothing comes out of the port, with the numbers; empty when the payload does.
+std::string describe_fault(const TsOutput &output);
 
 // The present state, from the board's side.
 struct Verdict {

@@ -45,6 +45,7 @@ TEST(ScenarioFile, empty_file_is_the_default_scenario) {
     EXPECT_EQ(scenario.board.chip, sim::Chip::ds3103);
     EXPECT_EQ(scenario.board.tuner_identity, 0xC3);
     EXPECT_EQ(scenario.board.bus_clock_hz, 400'000U);
+    EXPECT_EQ(scenario.board.ts_mode, 3U);
     EXPECT_EQ(scenario.lnb.low_khz, 9'750'000U);
     EXPECT_EQ(scenario.cn_db, 17);
     EXPECT_FALSE(scenario.diseqc_switch);
@@ -113,6 +114,7 @@ demodulator_fitted = false
 lnbh23 = true
 iq_swap = true
 bus_clock_hz = 100_000
+ts_mode = 2
 [lnb]
 type = "c-band"
 drift_khz = -300
@@ -173,6 +175,7 @@ kind = "dead_supply"
     EXPECT_TRUE(scenario.board.lnbh23);
     EXPECT_TRUE(scenario.board.iq_swap);
     EXPECT_EQ(scenario.board.bus_clock_hz, 100'000U);
+    EXPECT_EQ(scenario.board.ts_mode, 2U);
     EXPECT_EQ(scenario.lnb.low_khz, 5'150'000U);
     EXPECT_EQ(scenario.lnb.high_khz, 0U);
     EXPECT_EQ(scenario.lnb.drift_khz, -300);
@@ -411,40 +414,46 @@ constexpr const char *row =
     "symbol_rate = 1";
 constexpr const char *fade = "[[event]]\nkind = \"rain_fade\"";
 
-INSTANTIATE_TEST_SUITE_P(
-    numbers, ScenarioLimits,
-    testing::Values(
-        Limits{"[board]", "bus_clock_hz", 1'000, 1'000'000, 1, ""},
-        Limits{"[board]", "tuner_identity", 0, 255, 1, ""},
-        Limits{"[lnb]", "lof_low_khz", 1, 50'000'000, 1, ""},
-        Limits{"[lnb]", "lof_high_khz", 0, 50'000'000, 1, ""},
-        Limits{"[lnb]", "switch_khz", 0, 50'000'000, 1, ""},
-        Limits{"[lnb]", "drift_khz", -20'000, 20'000, 1, ""},
-        Limits{"[noise]", "cn_db", -20, 40, 0.1, ""},
-        Limits{"[noise]", "level_dbm", -100, 0, 0.1, ""},
-        Limits{"[noise]", "jitter_db", 0, 3, 0.1, ""},
-        Limits{"[[satellite]]\nname = \"a\"", "cn_db", -20, 40, 0.1, ""},
-        Limits{"[[satellite]]\nname = \"a\"", "level_dbm", -100, 0, 0.1, ""},
-        Limits{row, "cn_db", -20, 40, 0.1, ""}, Limits{row, "level_dbm", -100, 0, 0.1, ""},
-        Limits{"[[transponder]]\npolarisation = \"V\"\nsymbol_rate = 1", "frequency_khz", 1,
-               50'000'000, 1, ""},
-        Limits{"[[transponder]]\npolarisation = \"V\"\nfrequency_khz = 1", "symbol_rate", 1,
-               100'000'000, 1, ""},
-        Limits{fade, "db", 0, 60, 0.1, ""}, Limits{fade, "from_ms", 0, 1e12, 1, "db = 1"},
-        Limits{"[[event]]\nkind = \"lnb_drift\"", "khz", -20'000, 20'000, 1, ""},
-        Limits{"[[event]]\nkind = \"brown_out\"", "at_ms", 1, 1e12, 1, ""},
-        Limits{"[[fault]]\nkind = \"nack_address\"", "address", 1, 255, 1, ""},
-        Limits{"[[fault]]\nkind = \"nack_transfer\"", "nth", 1, 1e12, 1, ""},
-        Limits{"[[fault]]\nkind = \"nack_transfer\"", "count", 1, 1e12, 1, ""},
-        Limits{"[[fault]]\nkind = \"bus_stuck\"", "timeout_ms", 0, 60'000, 1, ""},
-        Limits{"[[fault]]\nkind = \"slow_bus\"", "factor", 1, 10'000, 0.1, ""},
-        Limits{"[[fault]]\nkind = \"agc_start\"", "count", 1, 1e12, 1, ""},
-        Limits{"[[fault]]\nkind = \"stall\"\nlength_ms = 1", "at_ms", 1, 1e12, 1, ""},
-        Limits{"[[fault]]\nkind = \"stall\"\nat_ms = 1", "length_ms", 1, 1e9, 1, ""},
-        Limits{"[[fault]]\nkind = \"signals\"", "every_ms", 1, 1e12, 1, ""},
-        Limits{"[clock]", "start_ms", 0, 1e12, 1, ""}, Limits{"[clock]", "late_us", 0, 1e6, 1, ""},
-        Limits{"[schedule]", "preemption", 0, 1, 0.1, ""},
-        Limits{"[schedule]", "pause_at", 0, 4e9, 1, ""},
-        Limits{"[schedule]", "pause_ms", 1, 1e9, 1, ""}));
+// A row each, so that neighbours stay alone when one is added.
+const std::vector<Limits> limits_of_keys{
+    Limits{"[board]", "ts_mode", 1, 3, 1, ""},
+    Limits{"[board]", "bus_clock_hz", 1'000, 1'000'000, 1, ""},
+    Limits{"[board]", "tuner_identity", 0, 255, 1, ""},
+    Limits{"[lnb]", "lof_low_khz", 1, 50'000'000, 1, ""},
+    Limits{"[lnb]", "lof_high_khz", 0, 50'000'000, 1, ""},
+    Limits{"[lnb]", "switch_khz", 0, 50'000'000, 1, ""},
+    Limits{"[lnb]", "drift_khz", -20'000, 20'000, 1, ""},
+    Limits{"[noise]", "cn_db", -20, 40, 0.1, ""},
+    Limits{"[noise]", "level_dbm", -100, 0, 0.1, ""},
+    Limits{"[noise]", "jitter_db", 0, 3, 0.1, ""},
+    Limits{"[[satellite]]\nname = \"a\"", "cn_db", -20, 40, 0.1, ""},
+    Limits{"[[satellite]]\nname = \"a\"", "level_dbm", -100, 0, 0.1, ""},
+    Limits{row, "cn_db", -20, 40, 0.1, ""},
+    Limits{row, "level_dbm", -100, 0, 0.1, ""},
+    Limits{"[[transponder]]\npolarisation = \"V\"\nsymbol_rate = 1", "frequency_khz", 1, 50'000'000,
+           1, ""},
+    Limits{"[[transponder]]\npolarisation = \"V\"\nfrequency_khz = 1", "symbol_rate", 1,
+           100'000'000, 1, ""},
+    Limits{fade, "db", 0, 60, 0.1, ""},
+    Limits{fade, "from_ms", 0, 1e12, 1, "db = 1"},
+    Limits{"[[event]]\nkind = \"lnb_drift\"", "khz", -20'000, 20'000, 1, ""},
+    Limits{"[[event]]\nkind = \"brown_out\"", "at_ms", 1, 1e12, 1, ""},
+    Limits{"[[fault]]\nkind = \"nack_address\"", "address", 1, 255, 1, ""},
+    Limits{"[[fault]]\nkind = \"nack_transfer\"", "nth", 1, 1e12, 1, ""},
+    Limits{"[[fault]]\nkind = \"nack_transfer\"", "count", 1, 1e12, 1, ""},
+    Limits{"[[fault]]\nkind = \"bus_stuck\"", "timeout_ms", 0, 60'000, 1, ""},
+    Limits{"[[fault]]\nkind = \"slow_bus\"", "factor", 1, 10'000, 0.1, ""},
+    Limits{"[[fault]]\nkind = \"agc_start\"", "count", 1, 1e12, 1, ""},
+    Limits{"[[fault]]\nkind = \"stall\"\nlength_ms = 1", "at_ms", 1, 1e12, 1, ""},
+    Limits{"[[fault]]\nkind = \"stall\"\nat_ms = 1", "length_ms", 1, 1e9, 1, ""},
+    Limits{"[[fault]]\nkind = \"signals\"", "every_ms", 1, 1e12, 1, ""},
+    Limits{"[clock]", "start_ms", 0, 1e12, 1, ""},
+    Limits{"[clock]", "late_us", 0, 1e6, 1, ""},
+    Limits{"[schedule]", "preemption", 0, 1, 0.1, ""},
+    Limits{"[schedule]", "pause_at", 0, 4e9, 1, ""},
+    Limits{"[schedule]", "pause_ms", 1, 1e9, 1, ""},
+};
+
+INSTANTIATE_TEST_SUITE_P(numbers, ScenarioLimits, testing::ValuesIn(limits_of_keys));
 
 }  // namespace tests

@@ -6,6 +6,7 @@
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/ts_output.h"
+#include "ds3000/hw/register_access.h"
 #include "tests/sim/receiver_test.h"
 
 namespace tests {
@@ -17,6 +18,26 @@ using sim::TsRegisters;
 namespace {
 
 const broadcast::Transponder carrier = demo_transponder(10'800);
+
+sim::TsOutput output_of(Chip chip, System system, const TsRegisters &regs) {
+    return sim::ts_output(chip, system, regs, carrier, 3);
+}
+
+// A parallel port of a DS3103 at 96 MHz divided by 16, all pins driven.
+constexpr TsRegisters working{.mode = 0x43,
+                              .divider = 0x01,
+                              .divider_low = 0xC7,
+                              .clock_a = 0x80,
+                              .clock_b = 0x40,
+                              .enable = 0x31,
+                              .drivers = 0x00,
+                              .polarity = 0x00};
+
+sim::TsOutput::Fault fault_with(const TsRegisters &regs) {
+    broadcast::Transponder narrow = carrier;
+    narrow.symbol_rate = 5'000'000;
+    return sim::ts_output(Chip::ds3103, System::dvbs, regs, narrow, 3).fault;
+}
 
 }  // namespace
 
@@ -42,15 +63,13 @@ TEST(TsPort, divider_of_the_newer_chips_counts_from_one) {
     const TsRegisters regs{
         .mode = 0x43, .divider = 0x01, .divider_low = 0xC7, .clock_a = 0x80, .clock_b = 0x40};
 
-    EXPECT_EQ(sim::ts_output(Chip::ds3103, System::dvbs, regs, carrier).clock_khz, 6'000);
+    EXPECT_EQ(output_of(Chip::ds3103, System::dvbs, regs).clock_khz, 6'000);
 }
 
 TEST(TsPort, divider_of_ds300x_differs_between_the_standards) {
-    EXPECT_EQ(sim::ts_output(Chip::ds300x, System::dvbs, {.mode = 0x80, .divider = 0x3F}, carrier)
-                  .clock_khz,
+    EXPECT_EQ(output_of(Chip::ds300x, System::dvbs, {.mode = 0x80, .divider = 0x3F}).clock_khz,
               96'000 / 14.0);
-    EXPECT_EQ(sim::ts_output(Chip::ds300x, System::dvbs2, {.mode = 0x01, .divider = 0x78}, carrier)
-                  .clock_khz,
+    EXPECT_EQ(output_of(Chip::ds300x, System::dvbs2, {.mode = 0x01, .divider = 0x78}).clock_khz,
               144'000 / 15.0);
 }
 
@@ -60,17 +79,16 @@ TEST(TsPort, serial_output_needs_eight_clocks_a_byte) {
     const TsRegisters parallel{
         .mode = 0x43, .divider = 0, .divider_low = 0, .clock_a = 0x80, .clock_b = 0x40};
 
-    const sim::TsOutput output = sim::ts_output(Chip::ds3002b, System::dvbs, serial, carrier);
+    const sim::TsOutput output = output_of(Chip::ds3002b, System::dvbs, serial);
 
     EXPECT_EQ(output.mode, 1U);
     EXPECT_EQ(output.clock_khz, 96'000);
-    EXPECT_EQ(output.needed_khz,
-              8 * sim::ts_output(Chip::ds3002b, System::dvbs, parallel, carrier).needed_khz);
+    EXPECT_EQ(output.needed_khz, 8 * output_of(Chip::ds3002b, System::dvbs, parallel).needed_khz);
 }
 
 TEST(TsPort, mode_stands_in_other_bits_for_dvbs_on_ds300x) {
     const auto mode_of = [](System system, std::uint8_t mode) {
-        return sim::ts_output(Chip::ds300x, system, {.mode = mode}, carrier).mode;
+        return output_of(Chip::ds300x, system, {.mode = mode}).mode;
     };
     EXPECT_EQ(mode_of(System::dvbs, 0x80), 3U);
     EXPECT_EQ(mode_of(System::dvbs, 0x40), 1U);
@@ -80,9 +98,63 @@ TEST(TsPort, mode_stands_in_other_bits_for_dvbs_on_ds300x) {
     EXPECT_EQ(mode_of(System::dvbs2, 0x80), 2U);
 }
 
+TEST(TsPort, a_clock_carries_what_is_no_faster_and_not_far_slower) {
+    const auto fault_at = [](std::uint32_t symbol_rate, std::uint8_t clock_a, Chip chip) {
+        broadcast::Transponder wanted = carrier;  // 2 x 3/4 x 188/204 / 8 of the symbol rate
+        wanted.code_rate = broadcast::CodeRate::r3_4;
+        wanted.symbol_rate = symbol_rate;
+        TsRegisters regs = working;
+        regs.clock_a = clock_a;
+        regs.clock_b = clock_a == 0xC0 ? 0x00 : 0x40;
+        if (chip == Chip::ds300x) {
+            regs.mode = 0xA0;
+            regs.divider = 0x3F;  // 96000 / 14 = 6857 kHz
+        }
+        return sim::ts_output(chip, System::dvbs, regs, wanted, 3).fault;
+    };
+    using Fault = sim::TsOutput::Fault;
+    // 6000 kHz for 5999 and 6014 kbyte/s.
+    EXPECT_EQ(fault_at(34'720'000, 0x80, Chip::ds3103), Fault::none);
+    EXPECT_EQ(fault_at(34'810'000, 0x80, Chip::ds3103), Fault::too_slow);
+    // 6857 kHz are a tenth more than 6233 kbyte/s.
+    EXPECT_EQ(fault_at(36'000'000, 0x80, Chip::ds300x), Fault::none);
+    EXPECT_EQ(fault_at(36'200'000, 0x80, Chip::ds300x), Fault::too_slow);
+    // 12000 kHz for 6048 and 5875 kbyte/s; 6000 kHz is not fast for anything.
+    EXPECT_EQ(fault_at(35'000'000, 0xC0, Chip::ds3103), Fault::none);
+    EXPECT_EQ(fault_at(34'000'000, 0xC0, Chip::ds3103), Fault::too_fast);
+    EXPECT_EQ(fault_at(1'000'000, 0x80, Chip::ds3103), Fault::none);
+}
+
+TEST(TsPort, pins_are_driven_with_their_bits_set_alone) {
+    using Fault = sim::TsOutput::Fault;
+    const auto with = [](std::uint8_t TsRegisters::*reg, std::uint8_t value) {
+        TsRegisters regs = working;
+        regs.*reg = value;
+        return fault_with(regs);
+    };
+    EXPECT_EQ(fault_with(working), Fault::none);
+    EXPECT_EQ(with(&TsRegisters::enable, 0x30), Fault::drivers_off);
+    EXPECT_EQ(with(&TsRegisters::enable, 0x21), Fault::drivers_off);
+    EXPECT_EQ(with(&TsRegisters::drivers, 0x20), Fault::drivers_off);
+    EXPECT_EQ(with(&TsRegisters::drivers, 0x4F), Fault::none);
+    EXPECT_EQ(with(&TsRegisters::mode, 0x03), Fault::drivers_off);
+    EXPECT_EQ(with(&TsRegisters::mode, 0x41), Fault::drivers_off);
+    EXPECT_EQ(with(&TsRegisters::mode, 0x4B), Fault::drivers_off);
+    EXPECT_EQ(with(&TsRegisters::polarity, 0x01), Fault::drivers_off);
+    EXPECT_EQ(with(&TsRegisters::polarity, 0x22), Fault::none);
+}
+
+TEST(TsPort, another_mode_than_the_board_is_wired_for_carries_nothing) {
+    TsRegisters regs = working;
+    regs.mode = 0x42;
+
+    EXPECT_EQ(fault_with(regs), sim::TsOutput::Fault::wrong_mode);
+}
+
 class TsMode : public ReceiverTest, public testing::WithParamInterface<std::uint32_t> {};
 
 TEST_P(TsMode, carries_every_carrier_once_the_driver_has_adapted_the_clock) {
+    scenario.board.ts_mode = GetParam();
     start();
     ds3000_set_ts_mode(GetParam());
 
@@ -106,7 +178,18 @@ TEST_F(ReceiverTest, divider_that_is_too_large_does_not_carry_the_payload) {
 
     ds3000_set_ts_clock_divider(STANDARD_DVBS2, 20, 20);
 
+    EXPECT_EQ(receiver().verdict().ts.fault, sim::TsOutput::Fault::too_slow);
     EXPECT_FALSE(receiver().verdict().ts.carries_payload());
+}
+
+TEST_F(ReceiverTest, port_carries_nothing_before_its_mode_is_set) {
+    start();
+    // As the power-up leaves the register, which set_ts_mode clears.
+    demod_write(0x29, 0x20);
+    tune(demo_transponder(11'100));
+    ASSERT_TRUE(locks());
+
+    EXPECT_EQ(describe_fault(receiver().verdict().ts), "the transport-stream port drives no pins");
 }
 
 }  // namespace tests
