@@ -28,7 +28,7 @@ bool addresses_switch(std::uint8_t address) {
 }  // namespace
 
 Outdoor::Outdoor(const Scenario &scenario)
-    : defaults_{scenario.cn_db, scenario.level_dbm},
+    : defaults_{scenario.cn_db, scenario.level_dbm, scenario.cross_polarisation_db},
       has_lnbh23_(scenario.board.lnbh23),
       switch_replies_(scenario.diseqc_switch && scenario.diseqc_switch->replies),
       has_switch_(scenario.diseqc_switch.has_value()),

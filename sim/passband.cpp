@@ -9,6 +9,7 @@
 
 #include "broadcast/modcod.h"
 #include "sim/gain.h"
+#include "sim/spectral_shape.h"
 
 namespace sim {
 
@@ -39,17 +40,6 @@ bool symbol_rates_match(const CarrierSearch &search, const Carrier &carrier) {
 double capture_of(const CarrierSearch &search) {
     return search.near ? std::min(capture_range_khz, search.symbol_rate_ksps / 2)
                        : capture_range_khz;
-}
-
-double roll_off_of(const broadcast::Transponder &transponder) {
-    switch (transponder.roll_off) {
-        case broadcast::RollOff::r25:
-            return 0.25;
-        case broadcast::RollOff::r20:
-            return 0.20;
-        default:
-            return 0.35;
-    }
 }
 
 Reason obstacle_of(const Candidate &candidate, const CarrierSearch &search,
@@ -198,7 +188,7 @@ void Passband::for_each_carrier_of(const Leg &leg, Use use) const {
                     continue;
                 }
             }
-            const double skirt = 1 + roll_off_of(carrier.transponder);
+            const double skirt = 1 + pulse_of(carrier.transponder).roll_off;
             if (std::abs(if_khz - tuner_->lo_khz) <
                 tuner_->bandwidth_khz + skirt * carrier.half_width_khz) {
                 use(carrier, if_khz, inverted);
@@ -237,7 +227,7 @@ Spectrum Passband::spectrum(bool mirrored, double cross_polarisation_db) const {
             }
             spectrum.lines.push_back({direction * (if_khz - tuner_->lo_khz),
                                       carrier.transponder.symbol_rate / 1000.0,
-                                      roll_off_of(carrier.transponder),
+                                      pulse_of(carrier.transponder).roll_off,
                                       broadcast::from_db(carrier.cn_db - fade_db - loss_db)});
         });
     });
@@ -294,7 +284,7 @@ double Passband::level_dbm(double cross_polarisation_db) const {
         for_each_carrier_of(leg, [&](const Carrier &carrier, double if_khz, bool) {
             const SpectralLine line{if_khz - tuner_->lo_khz,
                                     carrier.transponder.symbol_rate / 1000.0,
-                                    roll_off_of(carrier.transponder)};
+                                    pulse_of(carrier.transponder).roll_off};
             power += share_between(line, -reach_khz, reach_khz) *
                      broadcast::from_db(carrier.level_dbm - fade_db - loss_db);
         });

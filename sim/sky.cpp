@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "broadcast/modcod.h"
+#include "sim/spectral_shape.h"
 
 namespace sim {
 
@@ -15,6 +16,7 @@ namespace {
 // No transponder is wider; rows beyond it are slips of the table's author.
 constexpr std::uint32_t largest_symbol_rate = 100'000'000;
 constexpr double reference_symbol_rate = 27'500'000;
+constexpr double widest_roll_off = 0.35;
 
 std::string flaw_of(const broadcast::Transponder &row) {
     if (row.symbol_rate == 0 || row.symbol_rate > largest_symbol_rate) {
@@ -36,17 +38,11 @@ bool by_frequency(const Carrier &carrier, double frequency_khz) {
     return carrier.frequency_khz < frequency_khz;
 }
 
-// Power that `other` puts into the band of `wanted`, over the power of `wanted`.
-double overlap(const Carrier &wanted, const Carrier &other) {
-    const double low = std::max(wanted.frequency_khz - wanted.half_width_khz,
-                                other.frequency_khz - other.half_width_khz);
-    const double high = std::min(wanted.frequency_khz + wanted.half_width_khz,
-                                 other.frequency_khz + other.half_width_khz);
-    if (high <= low) {
-        return 0;
-    }
-    return (high - low) / (2 * other.half_width_khz) *
-           broadcast::from_db(other.level_dbm - wanted.level_dbm);
+// Power that `other` leaks into the receive filter of `wanted`, over the power of `wanted`.
+double leakage(const Carrier &wanted, const Carrier &other) {
+    const double share = leakage(pulse_of(wanted.transponder), pulse_of(other.transponder),
+                                 other.frequency_khz - wanted.frequency_khz);
+    return share > 0 ? share * broadcast::from_db(other.level_dbm - wanted.level_dbm) : 0;
 }
 
 }  // namespace
@@ -68,7 +64,7 @@ Sky::Sky(const broadcast::Satellite &satellite, const Defaults &defaults)
             place(row, defaults);
         }
     }
-    add_interference();
+    add_interference(defaults.cross_polarisation_db);
 }
 
 void Sky::place(const broadcast::Transponder &row, const Defaults &defaults) {
@@ -103,24 +99,34 @@ const Carrier *Sky::in_the_way_of(const broadcast::Transponder &row) const {
     return nullptr;
 }
 
-void Sky::add_interference() {
-    for (std::vector<Carrier> &side : sides_) {
-        for (Carrier &carrier : side) {
-            const double reach = carrier.half_width_khz + widest_khz_;
-            double strongest = 0;
-            for (auto other = std::lower_bound(side.begin(), side.end(),
-                                               carrier.frequency_khz - reach, by_frequency);
-                 other != side.end() && other->frequency_khz <= carrier.frequency_khz + reach;
-                 ++other) {
-                const double power = &*other == &carrier ? 0 : overlap(carrier, *other);
-                carrier.interference += power;
-                if (power > strongest) {
-                    strongest = power;
-                    carrier.neighbour = describe(other->transponder);
-                }
+void Sky::add_interference(double cross_polarisation_db) {
+    for (const Side side : {Side::volts_13, Side::volts_18}) {
+        const Side other = side == Side::volts_13 ? Side::volts_18 : Side::volts_13;
+        for (Carrier &carrier : sides_.at(static_cast<std::size_t>(side))) {
+            const Leak beside = add_interference_of(side, 0, carrier);
+            const Leak across = add_interference_of(other, cross_polarisation_db, carrier);
+            const Leak &strongest = across.power > beside.power ? across : beside;
+            if (strongest.from != nullptr) {
+                carrier.neighbour = describe(strongest.from->transponder);
             }
         }
     }
+}
+
+// What a side's carriers, so many decibels lower, leak into one. Returns the strongest leak.
+Sky::Leak Sky::add_interference_of(Side side, double loss_db, Carrier &carrier) const {
+    const double reach = (1 + widest_roll_off) * (carrier.half_width_khz + widest_khz_);
+    const double loss = broadcast::from_db(-loss_db);
+    Leak strongest;
+    for (const Carrier &other :
+         between(side, carrier.frequency_khz - reach, carrier.frequency_khz + reach)) {
+        const double power = &other == &carrier ? 0 : leakage(carrier, other) * loss;
+        carrier.interference += power;
+        if (power > strongest.power) {
+            strongest = {power, &other};
+        }
+    }
+    return strongest;
 }
 
 std::span<const Carrier> Sky::between(Side side, double low_khz, double high_khz) const {

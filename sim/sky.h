@@ -24,7 +24,7 @@ struct Carrier {
     double half_width_khz = 0;  // to the points where the pulse filter has lost half the power
     double threshold_db = 0;
     double cn_db = 0;         // without interference
-    double interference = 0;  // power of the neighbours over the carrier's
+    double interference = 0;  // what the others leak into the receive filter, over the carrier's
     double level_dbm = 0;
     std::string neighbour;  // the strongest interferer, for messages
 };
@@ -49,6 +49,7 @@ class Sky {
         double cn_db;
         double
             level_dbm;  // of a carrier of 27.5 Msym/s with that C/N; the noise is the same for all
+        double cross_polarisation_db;  // how far the other polarisation's leakage lies below it
     };
 
     Sky() = default;
@@ -66,8 +67,14 @@ class Sky {
     [[nodiscard]] const Carrier *find(const broadcast::Transponder &row, Absence &absence) const;
 
  private:
+    struct Leak {
+        double power = 0;
+        const Carrier *from = nullptr;
+    };
+
     [[nodiscard]] const Carrier *in_the_way_of(const broadcast::Transponder &row) const;
-    void add_interference();
+    void add_interference(double cross_polarisation_db);
+    [[nodiscard]] Leak add_interference_of(Side side, double loss_db, Carrier &carrier) const;
     void place(const broadcast::Transponder &row, const Defaults &defaults);
 
     std::array<std::vector<Carrier>, 2> sides_;

@@ -33,15 +33,9 @@ constexpr std::uint64_t wide_averaging_ns = 10'000'000;
 constexpr std::uint64_t narrow_averaging_ns = 25'000'000;
 constexpr std::uint64_t search_ns = 12'000'000;
 
-// Density at a distance from the centre, 1 in the middle, with the roll-off's slope at the edge.
+// Density at a distance from the centre, 1 in the middle.
 double density_at(const SpectralLine &line, double distance_khz) {
-    const double flat_khz = (1 - line.roll_off) * line.symbol_rate_khz / 2;
-    const double slope_khz = line.roll_off * line.symbol_rate_khz;
-    const double beyond_khz = distance_khz - flat_khz;
-    if (beyond_khz <= 0) {
-        return 1;
-    }
-    return beyond_khz >= slope_khz ? 0 : broadcast::raised_cosine(beyond_khz / slope_khz);
+    return density_at(Pulse{line.symbol_rate_khz, line.roll_off}, distance_khz);
 }
 
 // The share of a carrier's power that lies below a distance from its centre. The slope is taken as
