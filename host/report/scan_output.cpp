@@ -84,6 +84,16 @@ const ComparedRow *row_of(const ScanResult &result, std::size_t transponder) {
     return row == rows.end() ? nullptr : &*row;
 }
 
+// How many rows have a quality, and how many of these were missed.
+void count_rows(Json &json, const std::string &name, const Comparison &comparison,
+                std::optional<bool> ComparedRow::*quality) {
+    const auto has = [quality](const ComparedRow &row) { return (row.*quality).value_or(false); };
+    json[name] = std::count_if(comparison.rows.begin(), comparison.rows.end(), has);
+    json[name + "_missed"] =
+        std::count_if(comparison.rows.begin(), comparison.rows.end(),
+                      [&has](const ComparedRow &row) { return has(row) && !row.found; });
+}
+
 Json counts_json(const Comparison &comparison) {
     Json json{{"table", comparison.table},
               {"rows_compared", comparison.rows.size()},
@@ -95,13 +105,9 @@ Json counts_json(const Comparison &comparison) {
     if (comparison.common_offset_khz) {
         json["common_offset_khz"] = *comparison.common_offset_khz;
     }
-    const auto is_findable = [](const ComparedRow &row) { return row.findable.value_or(false); };
-    if (!comparison.rows.empty() && comparison.rows.front().findable) {
-        json["rows_findable"] =
-            std::count_if(comparison.rows.begin(), comparison.rows.end(), is_findable);
-        json["rows_findable_missed"] =
-            std::count_if(comparison.rows.begin(), comparison.rows.end(),
-                          [&](const ComparedRow &row) { return is_findable(row) && !row.found; });
+    if (!comparison.rows.empty() && comparison.rows.front().receivable) {
+        count_rows(json, "rows_receivable", comparison, &ComparedRow::receivable);
+        count_rows(json, "rows_findable", comparison, &ComparedRow::findable);
     }
     return json;
 }

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <iterator>
 #include <tuple>
@@ -160,17 +161,18 @@ std::vector<TableRow> rows_within(const std::vector<TableRow> &rows,
     return within;
 }
 
-// Why the driver's rules keep a carrier of this symbol rate from its list, if they do: a peak shows
-// 400 kHz wider than the carrier, and counts from 2001 to 50000 kHz.
+// Why the driver's rules are likely to leave out a carrier of this symbol rate, if they are: a peak
+// shows 400 kHz wider than the carrier, in bins of a 512th of 96 MHz, and counts from 2001 kHz on.
+// Noise moves a width by a bin now and then, in either direction.
 std::string against_the_rules(const broadcast::Transponder &row) {
-    constexpr std::uint32_t widening_ksps = 400;
-    const std::uint32_t raw_ksps = row.symbol_rate / 1000U + widening_ksps;
-    if (raw_ksps < 2001) {
-        return "too narrow: the scan drops peaks below 2001 kHz, which is 1601 ksym/s";
-    }
-    return raw_ksps > 50000
-               ? "too wide: the scan drops peaks above 50000 kHz, which is 49600 ksym/s"
-               : "";
+    constexpr double bin_khz = 96'000.0 / 512;
+    constexpr double widening_khz = 400;
+    constexpr long least_bins = 11;
+    const long bins = std::lround((row.symbol_rate / 1000.0 + widening_khz) / bin_khz);
+    return bins >= least_bins
+               ? ""
+               : fmt::format("too narrow: it shows {} bins wide, and the scan drops peaks below {}",
+                             bins, least_bins);
 }
 
 // What the scan saw where a carrier is that it could have found.
@@ -262,7 +264,7 @@ void explain(Comparison &comparison, const sim::Receiver &receiver,
         const sim::Reception reception = best_reception(transponder, receiver, legs);
         const std::string rule = against_the_rules(transponder);
         row.receivable = reception.receivable();
-        row.findable = reception.receivable() && rule.empty();
+        row.findable = reception.receivable() && (rule.empty() || row.found);
         if (!*row.receivable) {
             row.cause = reception.text;
         } else if (!row.found) {

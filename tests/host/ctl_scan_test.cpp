@@ -338,6 +338,8 @@ TEST_F(CtlScan, turns_the_dish_of_the_built_in_board) {
     const json result = parse_json(ctl("scan --satellite Far --compare Far --format json").out);
 
     EXPECT_EQ(result.at("lnb").at("name"), "C-BAND") << "the usual one for most of its rows";
+    EXPECT_EQ(result.at("comparison").at("rows_receivable"), 2);
+    EXPECT_EQ(result.at("comparison").at("rows_receivable_missed"), 0);
     EXPECT_EQ(result.at("comparison").at("rows_findable"), 2);
     EXPECT_EQ(result.at("comparison").at("rows_findable_missed"), 0);
     EXPECT_EQ(result.at("comparison").at("transponders_unexpected"), 0);

@@ -229,12 +229,19 @@ TEST_F(ScanExplain, receivable_row_with_another_transponder_in_its_place) {
     EXPECT_THAT(explained().cause, HasSubstr("11001 MHz, 12000 ksym/s was found"));
 }
 
-TEST_F(ScanExplain, rules_of_the_scan_leave_out_narrow_carriers) {
-    row(11'000'000, 1'600);
+// 1568 ksym/s and the 400 kHz of widening are 10.496 bins, 1569 are 10.501.
+TEST_F(ScanExplain, rules_of_the_scan_leave_out_carriers_that_show_ten_bins_wide) {
+    row(11'000'000, 1'568);
     EXPECT_EQ(explained().receivable, true);
     EXPECT_EQ(explained().findable, false);
-    EXPECT_THAT(explained().cause, HasSubstr("too narrow"));
-    table.rows.front().transponder.symbol_rate = 1'601'000;
+    EXPECT_THAT(explained().cause, HasSubstr("too narrow: it shows 10 bins wide"));
+    table.rows.front().transponder.symbol_rate = 1'569'000;
+    EXPECT_EQ(explained().findable, true);
+}
+
+TEST_F(ScanExplain, row_that_was_found_is_findable) {
+    row(11'000'000, 1'536);
+    find(11'000'000, 1'536);
     EXPECT_EQ(explained().findable, true);
 }
 
