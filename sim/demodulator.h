@@ -120,7 +120,6 @@ class Demodulator {
     [[nodiscard]] std::uint16_t equaliser_tap() const;
     std::uint8_t dvbs_snr();
     void measure_dvbs2_noise();
-    [[nodiscard]] double margin_db() const;
     [[nodiscard]] std::uint32_t dvbs2_frames(std::uint64_t now_ns) const;
     [[nodiscard]] std::uint16_t dvbs2_errors(std::uint64_t now_ns) const;
     [[nodiscard]] std::uint16_t dvbs_errors() const;

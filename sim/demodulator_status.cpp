@@ -180,11 +180,6 @@ std::uint16_t Demodulator::equaliser_tap() const {
     return search_.diverged ? 30 : 8;
 }
 
-double Demodulator::margin_db() const {
-    const FoundCarrier &found = acquisition_.found();
-    return found.cn_db - found.carrier->threshold_db;
-}
-
 std::uint8_t Demodulator::dvbs_snr() {
     const double ratio = acquisition_.found().cn_ratio * noise_.factor();
     return low_byte(static_cast<unsigned>(std::min(255L, std::lround(8 * ratio))));
@@ -208,7 +203,8 @@ std::uint16_t Demodulator::dvbs_errors() const {
     if (!window_started_) {
         return 0;
     }
-    const double rate = rate_at_threshold * broadcast::power_of_ten(-margin_db() / decade_db);
+    const double rate =
+        rate_at_threshold * broadcast::power_of_ten(-acquisition_.found().margin_db / decade_db);
     return static_cast<std::uint16_t>(std::min(65535.0, rate * dvbs_window_bits()));
 }
 
@@ -267,7 +263,8 @@ std::uint16_t Demodulator::dvbs2_errors(std::uint64_t now_ns) const {
     const broadcast::Transponder &carrier = acquisition_.found().carrier->transponder;
     const double packets =
         dvbs2_frames(now_ns) * (frame_payload_bits(code_rate_of(carrier)) / packet_bits);
-    const double rate = rate_at_threshold * broadcast::power_of_ten(-margin_db() / decade_db);
+    const double rate =
+        rate_at_threshold * broadcast::power_of_ten(-acquisition_.found().margin_db / decade_db);
     return static_cast<std::uint16_t>(std::min(65535.0, packets * std::min(1.0, rate)));
 }
 

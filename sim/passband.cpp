@@ -138,6 +138,7 @@ FoundCarrier found_of(const Candidate &candidate, const CarrierSearch &search,
     found.carrier = candidate.carrier;
     found.cn_db = candidate.cn_db;
     found.cn_ratio = broadcast::from_db(candidate.cn_db);
+    found.margin_db = candidate.cn_db - candidate.carrier->threshold_db;
     found.measured_khz = candidate.measured_khz;
     found.offset_khz = candidate.offset_khz;
     found.inverted = candidate.inverted;
