@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "sim/acquisition.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -18,6 +20,13 @@ constexpr double step_symbols = 4'000;
 constexpr double superframes = 10;
 constexpr double superframe_bits = 8 * 204 * 8;
 constexpr double frames = 5;
+constexpr std::uint64_t patience_duration_ns = 150'000'000;
+constexpr std::uint64_t header_patience_duration_ns = 300'000'000;
+constexpr std::uint64_t hold_duration_ns = 1'000'000'000;
+// Of the symbol rate: how far a held loop pulls a carrier in.
+constexpr double pull_in_share = 1.0 / 8;
+// The header of a frame is coded for this C/N.
+constexpr double lowest_header_cn_db = -3;
 
 std::uint64_t duration_of(double symbols, double symbol_rate_ksps) {
     return static_cast<std::uint64_t>(symbols / symbol_rate_ksps * 1e6);
@@ -41,24 +50,156 @@ double decoding_symbols(const FoundCarrier &found, broadcast::System system) {
 
 }  // namespace
 
-void Acquisition::start(const CarrierSearch &search, const FoundCarrier &found,
-                        std::uint64_t now_ns, std::uint64_t settled_ns) {
-    running_ = true;
-    found_ = found;
+void Acquisition::start(const CarrierSearch &search, std::uint64_t now_ns) {
+    phase_ = Phase::searching;
+    search_ = search;
+    found_ = {};
     // Whatever the symbol-rate registers say, the sweep is paced by a rate the chip can do.
-    const double rate =
+    rate_ksps_ =
         std::clamp(search.symbol_rate_ksps, smallest_symbol_rate_ksps, largest_symbol_rate_ksps);
-    const double offset = found.locks() ? found.offset_khz : capture_range_khz;
-    boot_ns_ = std::max(now_ns, settled_ns) + boot_duration_ns;
+    boot_ns_ = now_ns + boot_duration_ns;
     gain_ns_ = boot_ns_ + gain_duration_ns;
-    timing_ns_ = gain_ns_ + duration_of(timing_symbols, rate);
-    carrier_ns_ = timing_ns_ + duration_of(sweep_symbols(offset, rate), rate);
-    lock_ns_ = carrier_ns_ + duration_of(decoding_symbols(found, search.system), rate);
+    timing_ns_ = gain_ns_ + duration_of(timing_symbols, rate_ksps_);
+    lock_ns_ = never;
+    end_ns_ = never;
+}
+
+void Acquisition::see(const FoundCarrier &found, std::uint64_t now_ns, std::uint64_t settled_ns) {
+    settle(now_ns);
+    switch (phase_) {
+        case Phase::idle:
+            return;
+        case Phase::searching:
+            if (now_ns <= gain_ns_) {
+                settled_ns_ = settled_ns;
+            }
+            take(found);
+            plan_search(now_ns);
+            return;
+        case Phase::tracking:
+            if (follows(found)) {
+                found_ = found;
+                held_khz_ = found.measured_khz;
+            } else {
+                lose(found, now_ns);
+            }
+            return;
+        case Phase::holding:
+            found_ = found;
+            plan_return(now_ns);
+            return;
+        case Phase::ended:
+            take(found);
+            return;
+    }
+}
+
+// Go on to the phase that a time belongs to.
+void Acquisition::settle(std::uint64_t now_ns) {
+    const Phase next = phase_at(now_ns);
+    if (next == phase_) {
+        return;
+    }
+    if (next == Phase::tracking) {
+        held_carrier_ = found_.carrier;
+        held_khz_ = found_.measured_khz;
+        settled_ns_ = 0;
+    } else {
+        ended_on_carrier_ = found_.carrier != nullptr;
+    }
+    phase_ = next;
+}
+
+Acquisition::Phase Acquisition::phase_at(std::uint64_t now_ns) const {
+    if (phase_ != Phase::searching && phase_ != Phase::holding) {
+        return phase_;
+    }
+    if (now_ns >= lock_ns_) {
+        return Phase::tracking;
+    }
+    return now_ns >= end_ns_ ? Phase::ended : phase_;
+}
+
+// The carrier as the converters deliver it.
+void Acquisition::take(const FoundCarrier &found) {
+    found_ = found;
+    if (found.locks() && settled_ns_ > gain_ns_) {
+        found_.reason = Reason::tuner_agc;
+        found_.text = fmt::format("the gain was set {:.1f} ms before the tuner had settled",
+                                  static_cast<double>(settled_ns_ - gain_ns_) * 1e-6);
+    }
+}
+
+bool Acquisition::sees_headers() const {
+    return search_.system == broadcast::System::dvbs2 && found_.carrier != nullptr &&
+           (found_.locks() ||
+            (found_.reason == Reason::cn_below_threshold && found_.cn_db >= lowest_header_cn_db));
+}
+
+std::uint64_t Acquisition::patience_ns() const {
+    if (found_.reason == Reason::standard || found_.reason == Reason::table_byte) {
+        return 0;
+    }
+    return sees_headers() ? header_patience_duration_ns : patience_duration_ns;
+}
+
+// Let the sweeps go on for what is received from now on.
+void Acquisition::plan_search(std::uint64_t now_ns) {
+    const std::uint64_t sweep_ns =
+        duration_of(sweep_symbols(capture_range_khz, rate_ksps_), rate_ksps_);
+    const std::uint64_t last_sweep_ns = timing_ns_ + std::max(sweep_ns, patience_ns());
+    const std::uint64_t decoding_ns =
+        duration_of(decoding_symbols(found_, search_.system), rate_ksps_);
+    carrier_ns_ =
+        timing_ns_ + duration_of(sweep_symbols(found_.offset_khz, rate_ksps_), rate_ksps_);
+    if (now_ns > carrier_ns_) {
+        carrier_ns_ += (now_ns - carrier_ns_ + sweep_ns - 1) / sweep_ns * sweep_ns;
+    }
+    if (found_.locks() && carrier_ns_ <= last_sweep_ns) {
+        lock_ns_ = carrier_ns_ + decoding_ns;
+        end_ns_ = never;
+        return;
+    }
+    lock_ns_ = never;
+    end_ns_ = std::max(last_sweep_ns + decoding_ns, now_ns);
+    carrier_ns_ = sees_headers() ? carrier_ns_ : last_sweep_ns;
+}
+
+bool Acquisition::follows(const FoundCarrier &found) const {
+    return found.locks() && found.carrier == held_carrier_ &&
+           std::abs(found.measured_khz - held_khz_) <= pull_in_share * rate_ksps_;
+}
+
+void Acquisition::lose(const FoundCarrier &found, std::uint64_t now_ns) {
+    phase_ = Phase::holding;
+    end_ns_ = now_ns + hold_duration_ns;
+    found_ = found;
+    plan_return(now_ns);
+}
+
+void Acquisition::plan_return(std::uint64_t now_ns) {
+    lock_ns_ = follows(found_)
+                   ? now_ns + duration_of(decoding_symbols(found_, search_.system), rate_ksps_)
+                   : never;
+}
+
+void Acquisition::forget_carriers() {
+    found_ = {};
+    held_carrier_ = nullptr;
 }
 
 Acquisition::Stage Acquisition::stage(std::uint64_t now_ns) const {
-    if (!running_) {
-        return Stage::idle;
+    switch (phase_at(now_ns)) {
+        case Phase::idle:
+            return Stage::idle;
+        case Phase::tracking:
+            return Stage::locked;
+        case Phase::holding:
+            return Stage::holding;
+        case Phase::ended:
+            return Stage::given_up;
+        case Phase::searching:
+            break;
     }
     if (now_ns < boot_ns_) {
         return Stage::boot;
@@ -69,13 +210,7 @@ Acquisition::Stage Acquisition::stage(std::uint64_t now_ns) const {
     if (now_ns < timing_ns_) {
         return Stage::timing;
     }
-    if (now_ns < carrier_ns_) {
-        return Stage::carrier;
-    }
-    if (now_ns < lock_ns_) {
-        return Stage::decoding;
-    }
-    return found_.locks() ? Stage::locked : Stage::given_up;
+    return now_ns < carrier_ns_ ? Stage::carrier : Stage::decoding;
 }
 
 std::uint8_t Acquisition::mcu_state(std::uint64_t now_ns) const {
@@ -88,15 +223,18 @@ std::uint8_t Acquisition::mcu_state(std::uint64_t now_ns) const {
         case Stage::timing:
             return 0x08;
         case Stage::carrier:
+        case Stage::holding:
             return 0x10;
         case Stage::decoding:
-            return 0x1C;
+            // From 0x21 on the equaliser works.
+            return sees_headers() ? 0x21 : 0x1C;
         case Stage::locked:
             return 0x22;
         case Stage::given_up:
             break;
     }
-    return found_.carrier != nullptr ? reg::mcu_state_search_ended : reg::mcu_state_search_failed;
+    const bool on_carrier = phase_ == Phase::ended ? ended_on_carrier_ : found_.carrier != nullptr;
+    return on_carrier ? reg::mcu_state_search_ended : reg::mcu_state_search_failed;
 }
 
 }  // namespace sim

@@ -2,33 +2,61 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 
 #include "sim/passband.h"
 
 namespace sim {
 
-// The micro-controller's search for a carrier, as it goes on in time.
+// The micro-controller's search for a carrier, as it goes on in time, and what becomes of its lock.
 //
-// After 3 ms of start-up it sets the gain (2 ms), recovers the timing (20000 symbols), sweeps the
+// A search begins when the micro-controller is let go, and at no other time. After 3 ms of start-up
+// it sets the gain (2 ms), once for the whole search: a tuner that has not settled by then leaves
+// the converters driven wrongly to its end. It recovers the timing (20000 symbols), sweeps the
 // carrier frequency outwards from the expected one in steps of a quarter of the symbol rate, 4000
 // symbols each, and decodes: ten super-frames of eight packets for DVB-S, five frames for DVB-S2.
-// A search that finds nothing sweeps the whole capture range before it gives up.
+// Sweeps follow each other until one passes over a carrier that locks, for 150 ms at least, or
+// 300 ms once frame headers of DVB-S2 are seen. A carrier of which no frame is ever understood, as
+// of the other standard, ends the search with its first sweep. Then the micro-controller waits to
+// be let go again, whatever comes.
+//
+// Lock that goes leaves the loops where they are: for a second they hold carrier and timing, and
+// the decoder finds the same carrier again by itself when it is back within an eighth of the symbol
+// rate, what such a loop pulls in. After that the crystals have run too far apart, the
+// micro-controller gives up as after a search.
 class Acquisition {
  public:
-    enum class Stage { idle, boot, gain, timing, carrier, decoding, locked, given_up };
+    enum class Stage {
+        idle,
+        boot,
+        gain,
+        timing,
+        carrier,
+        decoding,
+        locked,
+        holding,  // lock is gone, the loops stand where they were
+        given_up
+    };
 
-    void stop() { running_ = false; }
-    void start(const CarrierSearch &search, const FoundCarrier &found, std::uint64_t now_ns,
-               std::uint64_t settled_ns);
-    // The same carrier under other conditions.
-    void update(const FoundCarrier &found) { found_ = found; }
-    // The carrier's record is about to go.
-    void forget_carrier() { found_.carrier = nullptr; }
+    void stop() { phase_ = Phase::idle; }
+    // Begin to search; see() tells for what.
+    void start(const CarrierSearch &search, std::uint64_t now_ns);
+    // What the chip receives from a time on, which is the latest it has been told. The tuner behind
+    // it is settled from `settled_ns` on.
+    void see(const FoundCarrier &found, std::uint64_t now_ns, std::uint64_t settled_ns);
+    // The carriers' records are about to go.
+    void forget_carriers();
 
     [[nodiscard]] Stage stage(std::uint64_t now_ns) const;
     [[nodiscard]] bool locked(std::uint64_t now_ns) const { return stage(now_ns) == Stage::locked; }
-    [[nodiscard]] const FoundCarrier &found() const { return found_; }
+    // Whether lock comes by itself if nothing changes, and when.
+    [[nodiscard]] bool will_lock() const { return lock_ns_ != never; }
     [[nodiscard]] std::uint64_t lock_ns() const { return lock_ns_; }
+    // When the micro-controller gave up, or will.
+    [[nodiscard]] std::uint64_t end_ns() const { return end_ns_; }
+    [[nodiscard]] const FoundCarrier &found() const { return found_; }
+    // Frame headers of DVB-S2 are understood, their payload not yet or not at all.
+    [[nodiscard]] bool sees_headers() const;
 
     // Register 0xB3: 0x38 during start-up, then growing with the stages. Bit 6 tells that the
     // search ended without lock, so that the other standard may be tried, bit 7 that it failed.
@@ -37,13 +65,33 @@ class Acquisition {
     [[nodiscard]] std::uint8_t mcu_state(std::uint64_t now_ns) const;
 
  private:
-    bool running_ = false;
+    // What the micro-controller is at. Times within a phase follow from the members below.
+    enum class Phase { idle, searching, tracking, holding, ended };
+    static constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
+
+    void settle(std::uint64_t now_ns);
+    [[nodiscard]] Phase phase_at(std::uint64_t now_ns) const;
+    void take(const FoundCarrier &found);
+    void plan_search(std::uint64_t now_ns);
+    void lose(const FoundCarrier &found, std::uint64_t now_ns);
+    void plan_return(std::uint64_t now_ns);
+    [[nodiscard]] bool follows(const FoundCarrier &found) const;
+    [[nodiscard]] std::uint64_t patience_ns() const;
+
+    Phase phase_ = Phase::idle;
+    CarrierSearch search_;
+    double rate_ksps_ = 0;  // that paces the search
     FoundCarrier found_;
     std::uint64_t boot_ns_ = 0;
     std::uint64_t gain_ns_ = 0;
     std::uint64_t timing_ns_ = 0;
     std::uint64_t carrier_ns_ = 0;
-    std::uint64_t lock_ns_ = 0;
+    std::uint64_t lock_ns_ = never;
+    std::uint64_t end_ns_ = never;
+    std::uint64_t settled_ns_ = 0;           // the tuner, when the gain was set
+    const Carrier *held_carrier_ = nullptr;  // the one that the loops follow
+    double held_khz_ = 0;
+    bool ended_on_carrier_ = false;
 };
 
 }  // namespace sim

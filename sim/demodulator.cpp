@@ -108,6 +108,8 @@ void Demodulator::power_on() {
     stale_ = false;
     restart_ = false;
     window_started_ = false;
+    searched_ = {};
+    restarts_ = 0;
     acquisition_.stop();
 }
 
@@ -200,8 +202,8 @@ void Demodulator::run_may_change(std::uint64_t now_ns) {
     }
     running_ = runs;
     stale_ = true;
-    restart_ = true;
     changed_ns_ = now_ns;
+    restart_ = runs;
     if (runs) {
         search_ = search_from_registers();
         job_ = job_from_registers();
@@ -225,8 +227,8 @@ void Demodulator::signal_changed(std::uint64_t now_ns) {
 
 void Demodulator::carriers_change(std::uint64_t now_ns) {
     signal_changed(now_ns);
-    restart_ = true;
-    acquisition_.forget_carrier();
+    acquisition_.forget_carriers();
+    searched_ = {};
 }
 
 void Demodulator::refresh() {
@@ -238,15 +240,18 @@ void Demodulator::refresh() {
         acquisition_.stop();
         return;
     }
-    const FoundCarrier found = source_->find(search_);
-    const bool same = !restart_ && acquisition_.locked(changed_ns_) && found.locks() &&
-                      found.carrier == acquisition_.found().carrier;
-    if (same) {
-        acquisition_.update(found);
-    } else {
-        acquisition_.start(search_, found, changed_ns_, source_->settled_ns());
+    if (restart_) {
+        restart_ = false;
+        acquisition_.start(search_, running_since_ns_);
+        count_restart();
     }
-    restart_ = false;
+    acquisition_.see(source_->find(search_), changed_ns_, source_->settled_ns());
+}
+
+void Demodulator::count_restart() {
+    const Channel channel{source_->way(), search_.expected_khz, search_.symbol_rate_ksps};
+    restarts_ = channel == searched_ ? restarts_ + 1 : 0;
+    searched_ = channel;
 }
 
 void Demodulator::note_powered_down_access(std::uint8_t reg, std::uint64_t now_ns) {
@@ -386,9 +391,24 @@ std::uint8_t Demodulator::read_identity(std::uint8_t reg, std::uint64_t now_ns) 
     return static_cast<std::uint8_t>(regs_.plain[reg] | (shows_identity ? mcu_identity_ : 0));
 }
 
+// A carrier is there that would lock, and there is no lock.
+void Demodulator::explain_wait(Verdict &verdict, std::uint64_t now_ns) const {
+    if (acquisition_.will_lock()) {
+        verdict.reason = Reason::searching;
+        verdict.text = fmt::format("searching; lock on {} in {:.1f} ms", describe(*verdict.carrier),
+                                   static_cast<double>(acquisition_.lock_ns() - now_ns) * 1e-6);
+        return;
+    }
+    verdict.reason = Reason::search_over;
+    verdict.text =
+        fmt::format("{} came too late: the search is over at {:.1f} ms, and nothing began another",
+                    describe(*verdict.carrier), static_cast<double>(acquisition_.end_ns()) * 1e-6);
+}
+
 Verdict Demodulator::verdict(std::uint64_t now_ns) {
     refresh();
     Verdict verdict;
+    verdict.restarts = restarts_;
     if (!running_) {
         verdict.reason = why_not_running(verdict.text);
         return verdict;
@@ -411,9 +431,7 @@ Verdict Demodulator::verdict(std::uint64_t now_ns) {
         return verdict;
     }
     if (!acquisition_.locked(now_ns)) {
-        verdict.reason = Reason::searching;
-        verdict.text = fmt::format("searching; lock on {} in {:.1f} ms", describe(*verdict.carrier),
-                                   static_cast<double>(acquisition_.lock_ns() - now_ns) * 1e-6);
+        explain_wait(verdict, now_ns);
         return verdict;
     }
     verdict.ts = ts_output(chip_, system(), ts_registers(), *verdict.carrier, wired_ts_mode_);

@@ -22,6 +22,15 @@
 
 namespace sim {
 
+// How a carrier gets to the demodulator.
+struct SignalWay {
+    double oscillator_khz = 0;  // of the tuner
+    unsigned volts = 0;
+    bool tone = false;
+    unsigned port = 0;
+    bool operator==(const SignalWay &) const = default;
+};
+
 // What reaches the demodulator's converters at this moment.
 class SignalSource {
  public:
@@ -30,6 +39,7 @@ class SignalSource {
     virtual std::optional<Tone> tone(bool mirrored) = 0;
     virtual std::uint8_t agc() = 0;          // the demodulator's part of the gain
     virtual std::uint64_t settled_ns() = 0;  // when the tuner's last calibration is over
+    virtual SignalWay way() = 0;
 
  protected:
     ~SignalSource() = default;
@@ -44,8 +54,8 @@ class SignalSource {
 // only 0x00..0x08, 0x23, identity and micro-controller control are worth a transfer.
 // Search: begins when nothing holds the chip any more - power-down, 0xB2, 0x00 (DS300X: 0x05),
 // 0x07 - with what the registers hold at that moment. Later writes of them wait for the next
-// search; what the tuner, the LNB and the weather do is seen at once. 0x07 also puts the expected
-// carrier back to 0.
+// search; what the tuner, the LNB and the weather do is seen at once by the one that goes on, and
+// begins none. 0x07 also puts the expected carrier back to 0.
 // What it does then is one of three jobs: the spectrum engine (0x08 bit 7 and 0x90 = 0x73 set), the
 // measurement of a tone (0x0C = 0x06, 0xC4 = 0x01, 0xC7 = 0xFF), else reception.
 // A wide search (0xC7 not 0) finds symbol rates up to 10 % off the programmed one. The carrier it
@@ -63,6 +73,13 @@ class Demodulator {
     void write(std::uint8_t reg, std::span<const std::uint8_t> data, std::uint64_t now_ns);
     std::uint8_t read(std::uint8_t reg, std::uint64_t now_ns);
 
+    // Let what was received so far have its effect, before it changes again. What lasts less than a
+    // millisecond has none: nothing locks in that time.
+    void catch_up_to(std::uint64_t now_ns) {
+        if (stale_ && now_ns >= changed_ns_ + shortest_look_ns) {
+            refresh();
+        }
+    }
     // Tuner, outdoor unit or weather changed, or the carriers themselves are about to go.
     void signal_changed(std::uint64_t now_ns);
     void carriers_change(std::uint64_t now_ns);
@@ -78,6 +95,14 @@ class Demodulator {
 
  private:
     enum class Job { reception, spectrum, tone };
+    // What a search is for, in whichever standard.
+    struct Channel {
+        SignalWay way;
+        double expected_khz = 0;
+        double symbol_rate_ksps = 0;
+        bool operator==(const Channel &) const = default;
+    };
+    static constexpr std::uint64_t shortest_look_ns = 1'000'000;
 
     void write_one(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
     [[nodiscard]] std::uint8_t &place_of(std::uint8_t reg);
@@ -89,8 +114,10 @@ class Demodulator {
     void run_may_change(std::uint64_t now_ns);
     [[nodiscard]] bool core_held() const;
     [[nodiscard]] Reason why_not_running(std::string &text) const;
+    void explain_wait(Verdict &verdict, std::uint64_t now_ns) const;
     [[nodiscard]] CarrierSearch search_from_registers() const;
     void refresh();
+    void count_restart();
 
     [[nodiscard]] Job job_from_registers() const;
     [[nodiscard]] bool engine_is_set_up() const;
@@ -141,17 +168,19 @@ class Demodulator {
     bool mcu_written_ = false;
     bool was_powered_ = false;
     bool running_ = false;
-    Job job_ = Job::reception;
-    std::uint64_t running_since_ns_ = 0;
-    CarrierSearch search_;
-    SpectrumEngine engine_;
-    Acquisition acquisition_;
     bool stale_ = false;
     bool restart_ = false;
+    bool window_started_ = false;
+    Job job_ = Job::reception;
+    unsigned restarts_ = 0;
+    std::uint64_t running_since_ns_ = 0;
+    CarrierSearch search_;
+    Channel searched_;
+    SpectrumEngine engine_;
+    Acquisition acquisition_;
     std::uint64_t changed_ns_ = 0;
     std::uint64_t counters_from_ns_ = 0;
     std::uint64_t window_from_ns_ = 0;
-    bool window_started_ = false;
     std::uint16_t dvbs2_noise_ = 0;
 };
 

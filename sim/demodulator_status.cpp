@@ -117,12 +117,13 @@ std::uint8_t Demodulator::lock_bits(std::uint64_t now_ns) const {
         case Acquisition::Stage::timing:
             return reached & 0x01;
         case Acquisition::Stage::carrier:
+        case Acquisition::Stage::holding:
             return reached & 0x03;
         case Acquisition::Stage::decoding:
             // The header of DVB-S2 frames is decoded before their payload.
-            return static_cast<std::uint8_t>(dvbs2 && found.locks() ? 0x0F : reached & 0x03);
+            return acquisition_.sees_headers() ? 0x0F : reached & 0x03;
         case Acquisition::Stage::given_up:
-            return reached;
+            return found.locks() ? 0x01 : reached;  // nothing follows a carrier that came since
         case Acquisition::Stage::locked:
             break;
     }
@@ -167,7 +168,7 @@ std::uint16_t Demodulator::symbol_rate_reading(std::uint64_t now_ns) const {
 // the others what is left of echoes - 1 % of its energy together, or 11 % when it has gone astray.
 std::uint16_t Demodulator::equaliser_tap() const {
     constexpr unsigned middle = 10;
-    if (!running_ || !acquisition_.found().locks()) {
+    if (!running_ || !acquisition_.sees_headers()) {
         return 0;
     }
     const unsigned index = regs_.plain[reg::energy_index] >> 2;

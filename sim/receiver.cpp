@@ -62,6 +62,10 @@ class Receiver::Impl final : public SignalSource {
         (void)passband();
         return tuner_output_.settled_ns;
     }
+    SignalWay way() override {
+        (void)passband();
+        return {tuner_output_.lo_khz, outdoor_.volts(), outdoor_.tone(), outdoor_.port()};
+    }
 
     // The back face.
     void point_at(const broadcast::Satellite &satellite, unsigned port);
@@ -349,11 +353,12 @@ void Receiver::Impl::set_gpio(unsigned line, unsigned level) {
 }
 
 void Receiver::Impl::catch_up_to(std::uint64_t now_ns) {
+    demodulator_.catch_up_to(now_ns);
     if (now_ns >= demodulator_.diseqc().due_ns()) {
         demodulator_.diseqc().finish();
     }
-    if (now_ns >= next_event_ns_) {
-        let_happen(now_ns);
+    while (now_ns >= next_event_ns_) {
+        let_happen(next_event_ns_);
     }
     if (outdoor_.changes() != outdoor_changes_) {
         signal_changed(now_ns);
@@ -361,6 +366,7 @@ void Receiver::Impl::catch_up_to(std::uint64_t now_ns) {
 }
 
 void Receiver::Impl::let_happen(std::uint64_t now_ns) {
+    demodulator_.catch_up_to(now_ns);
     if (calendar_.brown_out_within(caught_up_ns_, now_ns)) {
         brown_out();
     }

@@ -29,8 +29,9 @@ constexpr std::array reason_names{"locked",
                                   "wrong symbol rate",
                                   "wrong standard",
                                   "register table",
-                                  "C/N below threshold"};
-static_assert(reason_names.size() == static_cast<std::size_t>(Reason::cn_below_threshold) + 1);
+                                  "C/N below threshold",
+                                  "search over"};
+static_assert(reason_names.size() == static_cast<std::size_t>(Reason::search_over) + 1);
 
 }  // namespace
 

@@ -32,7 +32,8 @@ enum class Reason {
     symbol_rate,        // another one programmed than the carrier has
     standard,           // DVB-S programmed for a DVB-S2 carrier or the other way round
     table_byte,         // a register of the standard's table holds another value than it needs
-    cn_below_threshold
+    cn_below_threshold,
+    search_over  // the carrier came when the demodulator had given up
 };
 
 std::string to_string(Reason reason);
@@ -63,6 +64,7 @@ struct Verdict {
     double cn_db = 0;             // of that carrier, fade and interference included
     std::int32_t offset_khz = 0;  // carrier minus where the driver expects it
     TsOutput ts;
+    unsigned restarts = 0;  // of the search, by the driver, since the channel was first searched
     [[nodiscard]] bool locked() const { return reason == Reason::locked; }
 };
 
