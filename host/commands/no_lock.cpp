@@ -17,6 +17,12 @@ std::optional<NoLock> explain_no_lock(HostBoard &board) {
     return NoLock{to_string(verdict.reason), verdict.text};
 }
 
+std::optional<unsigned> restarts_of(HostBoard &board) {
+    SimulatedBoard *const simulated = board.simulated();
+    return simulated == nullptr ? std::nullopt
+                                : std::optional(simulated->receiver().verdict().restarts);
+}
+
 Json json_of(const std::optional<NoLock> &known) {
     return known ? Json{{"reason", known->reason}, {"explanation", known->explanation}}
                  : Json::object();

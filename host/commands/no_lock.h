@@ -18,6 +18,9 @@ struct NoLock {
 // A simulated world knows; a real one does not say, unless the board itself is gone.
 std::optional<NoLock> explain_no_lock(HostBoard &board);
 
+// How often the driver began the search for the channel anew; a simulated world knows.
+std::optional<unsigned> restarts_of(HostBoard &board);
+
 // The members "reason" and "explanation" of a result, if anybody knows them.
 Json json_of(const std::optional<NoLock> &known);
 

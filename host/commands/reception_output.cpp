@@ -19,6 +19,9 @@ void add_reception(Json &result, Reception &reception, Workbench &bench) {
         result["waited_ms"] = reception.waited_ms;
         result.update(json_of(explain_no_lock(bench.board())));
     }
+    if (const std::optional<unsigned> restarts = restarts_of(bench.board())) {
+        result["restarts"] = *restarts;
+    }
     Json reading = json_of(reception.reading);
     reading.erase("locked");
     result.update(reading);

@@ -33,6 +33,7 @@ const std::vector<std::string> sheet_members{"table",
                                              "lock_ms",
                                              "quality_db",
                                              "strength_percent",
+                                             "restarts",
                                              "receivable",
                                              "reason",
                                              "explanation"};
@@ -54,6 +55,9 @@ Json row_json(const SweptRow &row) {
     if (row.signal) {
         json["quality_db"] = row.signal->quality_db;
         json["strength_percent"] = row.signal->strength_percent;
+    }
+    if (row.restarts) {
+        json["restarts"] = *row.restarts;
     }
     if (row.receivable) {
         json["receivable"] = *row.receivable;

@@ -32,6 +32,7 @@ struct SweptRow {
     std::optional<std::uint32_t> if_khz;
     std::optional<std::uint64_t> lock_ms;
     std::optional<Signal> signal;
+    std::optional<unsigned> restarts;  // of the search, by the driver
     std::optional<bool> receivable;
     std::string obstacle;     // why it is not receivable
     std::string reason;       // a few words, always the same ones

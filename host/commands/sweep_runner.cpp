@@ -133,6 +133,7 @@ void SweepRunner::await_lock(Session &session, unsigned port, SweptRow &result) 
         const sim::Reception reception = simulated->receiver().reception(*result.transponder, port);
         result.receivable = reception.receivable();
         result.obstacle = reception.receivable() ? "" : reception.text;
+        result.restarts = restarts_of(rig_.board());
     }
     if (result.lock_ms) {
         Session::settle([this] { return rig_.must_end(); });

@@ -30,13 +30,23 @@ std::uint32_t TrialReception::place_khz() const {
 TrialOutcome TrialReception::try_lock(const ReceptionWay &way, std::uint64_t timeout_ms) {
     // Without firmware no search ever begins; so many polls of 100 ms each prove it.
     constexpr int polls_for_a_search = 5;
+    // A search that has ended stays so; what comes right later takes another one.
+    constexpr std::uint64_t search_ms = 1'000;
+    const auto search = [&] {
+        ds3000_connect(way.if_mhz, static_cast<std::int32_t>(symbol_rate_ksps()), way.standard);
+    };
     session_.select(way.leg);
-    ds3000_connect(way.if_mhz, static_cast<std::int32_t>(symbol_rate_ksps()), way.standard);
+    search();
     int polls = 0;
     bool search_began = false;
+    std::uint64_t next_search_ms = search_ms;
     const LockOutcome lock =
         wait_for_lock({.look =
-                           [&](std::uint64_t) {
+                           [&](std::uint64_t elapsed_ms) {
+                               if (elapsed_ms >= next_search_ms) {
+                                   search();
+                                   next_search_ms = elapsed_ms + search_ms;
+                               }
                                const bool locked = poll_lock();
                                ++polls;
                                search_began = search_began || ds3000_context.first_poll == 0;
