@@ -26,15 +26,26 @@ struct Candidate {
     double if_khz = 0;
     double measured_khz = 0;
     double offset_khz = 0;
+    Budget budget;
     double cn_db = 0;
     bool inverted = false;
     Reason reason = Reason::no_carrier;
 };
 
-bool symbol_rates_match(const CarrierSearch &search, const Carrier &carrier) {
+// What all candidates of a search share.
+struct Reach {
+    const CarrierSearch &search;
+    const TunerOutput &tuner;
+    const FrontEnd &front_end;
+    double fade_db;
+    double total_dbm;
+};
+
+// How far the programmed symbol rate is off, over what the timing loop pulls in.
+double rate_error(const CarrierSearch &search, const Carrier &carrier) {
     const double actual_ksps = carrier.transponder.symbol_rate / 1000.0;
     const double tolerance = search.wide ? wide_symbol_rate_tolerance : symbol_rate_tolerance;
-    return std::abs(search.symbol_rate_ksps - actual_ksps) <= tolerance * actual_ksps;
+    return std::abs(search.symbol_rate_ksps - actual_ksps) / (tolerance * actual_ksps);
 }
 
 double capture_of(const CarrierSearch &search) {
@@ -42,26 +53,64 @@ double capture_of(const CarrierSearch &search) {
                        : capture_range_khz;
 }
 
-Reason obstacle_of(const Candidate &candidate, const CarrierSearch &search,
-                   const TunerOutput &tuner) {
+Budget budget_of(const Candidate &candidate, const Reach &reach) {
     const Carrier &carrier = *candidate.carrier;
-    if (std::abs(candidate.offset_khz) > capture_of(search)) {
+    const CarrierSearch &search = reach.search;
+    const bool astray = search.diverged && !carrier.transponder.pilots;
+    Standing standing;
+    standing.fade_db = reach.fade_db;
+    standing.distance_khz = candidate.if_khz - reach.tuner.lo_khz;
+    standing.bandwidth_khz = reach.tuner.bandwidth_khz;
+    standing.total_dbm = reach.total_dbm;
+    standing.offset_khz = candidate.offset_khz;
+    // A wide search measures the rate before it is taken.
+    standing.rate_error = search.wide ? 0 : rate_error(search, carrier);
+    standing.loss_db = astray ? divergence_loss_db : 0;
+    return budget_of(carrier, reach.front_end, standing);
+}
+
+bool ends_beyond_the_filter(const Candidate &candidate, const TunerOutput &tuner) {
+    return std::abs(candidate.if_khz - tuner.lo_khz) + candidate.carrier->half_width_khz >
+           tuner.bandwidth_khz;
+}
+
+// What leaves too little C/(N+I), if anything.
+Reason shortage_of(const Candidate &candidate, const TunerOutput &tuner) {
+    const double threshold_db = candidate.carrier->threshold_db;
+    if (candidate.cn_db >= threshold_db) {
+        return Reason::locked;
+    }
+    return ends_beyond_the_filter(candidate, tuner) &&
+                   candidate.budget.without(Impairment::filter).cn_db() >= threshold_db
+               ? Reason::filter_too_narrow
+               : Reason::cn_below_threshold;
+}
+
+// What a carrier fails on before its C/(N+I) counts.
+Reason obstacle_of(const Candidate &candidate, const Reach &reach) {
+    const Carrier &carrier = *candidate.carrier;
+    if (std::abs(candidate.offset_khz) > capture_of(reach.search)) {
         return Reason::capture_range;
     }
-    const double distance = std::abs(candidate.if_khz - tuner.lo_khz);
-    if (distance + carrier.half_width_khz > tuner.bandwidth_khz) {
+    if (std::abs(candidate.if_khz - reach.tuner.lo_khz) > reach.tuner.bandwidth_khz) {
         return Reason::filter_too_narrow;
     }
-    if (!symbol_rates_match(search, carrier)) {
+    if (rate_error(reach.search, carrier) > 1) {
         return Reason::symbol_rate;
     }
-    if (carrier.transponder.system != search.system) {
+    if (carrier.transponder.system != reach.search.system) {
         return Reason::standard;
     }
-    if (!search.table_fault.empty()) {
-        return Reason::table_byte;
+    return reach.search.table_fault.empty() ? Reason::locked : Reason::table_byte;
+}
+
+void judge(Candidate &candidate, const Reach &reach) {
+    candidate.reason = obstacle_of(candidate, reach);
+    candidate.budget = budget_of(candidate, reach);
+    candidate.cn_db = candidate.budget.cn_db();
+    if (candidate.reason == Reason::locked) {
+        candidate.reason = shortage_of(candidate, reach.tuner);
     }
-    return candidate.cn_db < carrier.threshold_db ? Reason::cn_below_threshold : Reason::locked;
 }
 
 int progress(Reason reason) {
@@ -100,8 +149,7 @@ std::string explain(const Candidate &candidate, const CarrierSearch &search,
         case Reason::locked:
             return fmt::format("locked on {}, C/N {:.1f} dB", name, candidate.cn_db);
         case Reason::cn_below_threshold:
-            return fmt::format("C/N {:.1f} dB below the threshold {:.1f} dB of {}", candidate.cn_db,
-                               carrier.threshold_db, modcod_on_air(carrier.transponder));
+            return shortage_text(candidate.budget, carrier);
         case Reason::table_byte:
             return search.table_fault;
         case Reason::standard:
@@ -152,8 +200,13 @@ double intermediate_khz(double carrier_khz, double lof_khz, bool &inverted) {
     return std::abs(carrier_khz - lof_khz);
 }
 
-Passband::Passband(const Outdoor &outdoor, const TunerOutput &tuner, bool iq_swap)
-    : outdoor_(&outdoor), tuner_(&tuner), iq_swap_(iq_swap), legs_(outdoor.legs(reason_, text_)) {}
+Passband::Passband(const Outdoor &outdoor, const TunerOutput &tuner, const FrontEnd &front_end,
+                   bool iq_swap)
+    : outdoor_(&outdoor),
+      tuner_(&tuner),
+      front_end_(&front_end),
+      iq_swap_(iq_swap),
+      legs_(outdoor.legs(reason_, text_)) {}
 
 // Call use(carrier, if_khz, inverted) for every carrier whose edge the filter passes.
 template <typename Use>
@@ -275,6 +328,13 @@ double Passband::noise_power() const {
 }
 
 double Passband::level_dbm(double cross_polarisation_db) const {
+    if (!level_dbm_) {
+        level_dbm_ = power_dbm(cross_polarisation_db);
+    }
+    return *level_dbm_;
+}
+
+double Passband::power_dbm(double cross_polarisation_db) const {
     double power = broadcast::from_db(noise_floor_dbm);
     if (tuner_->lo_khz <= 0) {
         return broadcast::to_db(power);
@@ -299,7 +359,7 @@ double Passband::level_dbm(double cross_polarisation_db) const {
     return broadcast::to_db(power);
 }
 
-FoundCarrier Passband::find(const CarrierSearch &search) const {
+FoundCarrier Passband::find(const CarrierSearch &search, double cross_polarisation_db) const {
     if (legs_.empty()) {
         return nothing_found(reason_, text_);
     }
@@ -315,6 +375,8 @@ FoundCarrier Passband::find(const CarrierSearch &search) const {
                         largest_symbol_rate_ksps));
     }
     const bool mirrored = iq_swap_ != search.mirrored;
+    const Reach reach{search, *tuner_, *front_end_, outdoor_->weather().fade_db,
+                      level_dbm(cross_polarisation_db)};
     Candidate best;
     for_each_carrier([&](const Carrier &carrier, double if_khz, bool inverted) {
         Candidate candidate;
@@ -323,10 +385,7 @@ FoundCarrier Passband::find(const CarrierSearch &search) const {
         candidate.measured_khz = (tuner_->lo_khz - if_khz) * (mirrored ? -1 : 1);
         candidate.offset_khz = search.expected_khz - candidate.measured_khz;
         candidate.inverted = (inverted != carrier.transponder.inverted) != mirrored;
-        const bool astray = search.diverged && !carrier.transponder.pilots;
-        candidate.cn_db = effective_cn_db(carrier, outdoor_->weather().fade_db) -
-                          (astray ? divergence_loss_db : 0);
-        candidate.reason = obstacle_of(candidate, search, *tuner_);
+        judge(candidate, reach);
         if (best.carrier == nullptr || better(candidate, best)) {
             best = candidate;
         }

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "sim/budget.h"
 #include "sim/outdoor.h"
 #include "sim/sky.h"
 #include "sim/spectrum_engine.h"
@@ -52,7 +53,8 @@ struct FoundCarrier {
 // The carriers that pass the tuner's filter, and what a demodulator makes of them.
 class Passband {
  public:
-    Passband(const Outdoor &outdoor, const TunerOutput &tuner, bool iq_swap);
+    Passband(const Outdoor &outdoor, const TunerOutput &tuner, const FrontEnd &front_end,
+             bool iq_swap);
 
     // Power of everything that the filter passes: of each carrier its share, the other polarisation
     // so many decibels lower, tones, the LNBs' noise and the tuner's own.
@@ -60,7 +62,8 @@ class Passband {
 
     // Of all carriers in the passband the search takes the one that gets furthest towards lock;
     // among equals the nearest to where it is expected.
-    [[nodiscard]] FoundCarrier find(const CarrierSearch &search) const;
+    [[nodiscard]] FoundCarrier find(const CarrierSearch &search,
+                                    double cross_polarisation_db) const;
 
     // The base band's spectrum; `mirrored` when the demodulator exchanges I and Q. The other
     // polarisation is in it, so many decibels lower.
@@ -78,14 +81,17 @@ class Passband {
     void for_each_leg_and_leakage(double cross_polarisation_db, Use use) const;
     [[nodiscard]] bool has_its_edge_inside(const Carrier &carrier, double if_khz) const;
     [[nodiscard]] double noise_power() const;
+    [[nodiscard]] double power_dbm(double cross_polarisation_db) const;
 
     const Outdoor *outdoor_;
     const TunerOutput *tuner_;
+    const FrontEnd *front_end_;
     bool iq_swap_;
     // Why there are no legs; filled in by the initialisation of legs_.
     Reason reason_ = Reason::locked;
     std::string text_;
     std::vector<Leg> legs_;
+    mutable std::optional<double> level_dbm_;  // asked for several times, and long to add up
 };
 
 // Frequency of a carrier behind an LNB; `inverted` when the oscillator lies above it.

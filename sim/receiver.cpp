@@ -35,6 +35,7 @@ class Receiver::Impl final : public SignalSource {
  public:
     Impl(const Scenario &scenario, board::VirtualClock &clock)
         : setup_(scenario.board),
+          front_end_(scenario.front_end),
           cross_polarisation_db_(scenario.cross_polarisation_db),
           bus_clock_(scenario.board.bus_clock_hz),
           clock_(&clock),
@@ -52,7 +53,9 @@ class Receiver::Impl final : public SignalSource {
     void perform(board::Transfer &transfer);
 
     // What the demodulator asks about its input.
-    FoundCarrier find(const CarrierSearch &search) override { return passband().find(search); }
+    FoundCarrier find(const CarrierSearch &search) override {
+        return passband().find(search, cross_polarisation_db_);
+    }
     Spectrum spectrum(bool mirrored) override {
         return passband().spectrum(mirrored, cross_polarisation_db_);
     }
@@ -76,6 +79,10 @@ class Receiver::Impl final : public SignalSource {
                                                         double step_khz) const;
 
     [[nodiscard]] const Watch &watch() const { return watch_; }
+    [[nodiscard]] Reception reception(const broadcast::Transponder &transponder,
+                                      unsigned port) const {
+        return reception_of(outdoor_, front_end_, transponder, port);
+    }
     [[nodiscard]] const Outdoor &outdoor() const { return outdoor_; }
     [[nodiscard]] const Demodulator &demodulator() const { return demodulator_; }
     [[nodiscard]] const BusStatistics &statistics() const { return statistics_; }
@@ -124,6 +131,7 @@ class Receiver::Impl final : public SignalSource {
     const Gain &gain();
 
     BoardSetup setup_;
+    FrontEnd front_end_;
     double cross_polarisation_db_;
     BusClock bus_clock_;
     board::VirtualClock *clock_;
@@ -398,7 +406,7 @@ void Receiver::Impl::signal_changed(std::uint64_t now_ns) {
 Passband &Receiver::Impl::passband() {
     if (!passband_) {
         tuner_output_ = tuner_.output();
-        passband_.emplace(outdoor_, tuner_output_, setup_.iq_swap);
+        passband_.emplace(outdoor_, tuner_output_, front_end_, setup_.iq_swap);
     }
     return *passband_;
 }
@@ -446,7 +454,7 @@ std::vector<double> Receiver::Impl::cable_spectrum_db(double low_khz, double hig
     everything.lo_khz = (low_khz + high_khz) / 2;
     everything.bandwidth_khz = (high_khz - low_khz) / 2 + skirts_khz;
     const Spectrum spectrum =
-        Passband(outdoor_, everything, false).spectrum(false, cross_polarisation_db_);
+        Passband(outdoor_, everything, front_end_, false).spectrum(false, cross_polarisation_db_);
     const auto count = static_cast<std::size_t>((high_khz - low_khz) / step_khz + 1e-6) + 1;
     std::vector<double> levels =
         densities(spectrum.lines, low_khz - everything.lo_khz, step_khz, count);
@@ -467,7 +475,7 @@ void Receiver::point_at(const broadcast::Satellite &satellite, unsigned port) {
 void Receiver::set_lnb(const broadcast::Lnb &lnb) { impl_->set_lnb(lnb); }
 Verdict Receiver::verdict() { return impl_->verdict(); }
 Reception Receiver::reception(const broadcast::Transponder &transponder, unsigned port) const {
-    return reception_of(impl_->outdoor(), transponder, port);
+    return impl_->reception(transponder, port);
 }
 std::vector<Complaint> Receiver::complaints() const { return impl_->watch().complaints(); }
 std::vector<std::string> Receiver::last_transfers() const {

@@ -7,6 +7,7 @@
 #include <optional>
 #include <utility>
 
+#include "sim/budget.h"
 #include "sim/passband.h"
 
 namespace sim {
@@ -41,17 +42,16 @@ Reception lead_in(Reception reception, const Outdoor &outdoor,
     return reception;
 }
 
-Reception demodulate(Reception reception, const Carrier &carrier, std::int32_t drift_khz) {
+Reception demodulate(Reception reception, const Carrier &carrier, const Budget &budget,
+                     std::int32_t drift_khz) {
     const double ksps = carrier.transponder.symbol_rate / 1000.0;
     if (ksps < smallest_symbol_rate_ksps || ksps > largest_symbol_rate_ksps) {
         return fail(reception, Obstacle::symbol_rate,
                     fmt::format("symbol rate {:.0f} outside {:.0f}..{:.0f} ksym/s", ksps,
                                 smallest_symbol_rate_ksps, largest_symbol_rate_ksps));
     }
-    if (carrier.cn_db < carrier.threshold_db) {
-        return fail(reception, Obstacle::cn,
-                    fmt::format("C/N {:.1f} dB below the threshold {:.1f} dB of {}", carrier.cn_db,
-                                carrier.threshold_db, modcod_on_air(carrier.transponder)));
+    if (budget.without(Impairment::neighbours).cn_db() < carrier.threshold_db) {
+        return fail(reception, Obstacle::cn, shortage_text(budget, carrier));
     }
     if (reception.cn_db < carrier.threshold_db) {
         return fail(reception, Obstacle::overlapped,
@@ -68,8 +68,8 @@ Reception demodulate(Reception reception, const Carrier &carrier, std::int32_t d
 
 }  // namespace
 
-Reception reception_of(const Outdoor &outdoor, const broadcast::Transponder &transponder,
-                       unsigned port) {
+Reception reception_of(const Outdoor &outdoor, const FrontEnd &front_end,
+                       const broadcast::Transponder &transponder, unsigned port) {
     const Sky *sky = outdoor.sky_at(port);
     if (sky == nullptr) {
         return fail({}, Obstacle::no_dish, "no dish");
@@ -82,9 +82,10 @@ Reception reception_of(const Outdoor &outdoor, const broadcast::Transponder &tra
     }
     Reception reception;
     reception.threshold_db = carrier->threshold_db;
-    reception.cn_db = effective_cn_db(*carrier, 0);
+    const Budget budget = budget_of(*carrier, front_end, best_standing_of(*carrier));
+    reception.cn_db = budget.cn_db();
     reception = lead_in(reception, outdoor, transponder);
-    return reception.receivable() ? demodulate(reception, *carrier, outdoor.lnb().drift_khz)
+    return reception.receivable() ? demodulate(reception, *carrier, budget, outdoor.lnb().drift_khz)
                                   : reception;
 }
 

@@ -7,7 +7,7 @@
 namespace sim {
 
 // Whether a transponder can be received from a switch port by a perfect driver, fair weather given.
-Reception reception_of(const Outdoor &outdoor, const broadcast::Transponder &transponder,
-                       unsigned port);
+Reception reception_of(const Outdoor &outdoor, const FrontEnd &front_end,
+                       const broadcast::Transponder &transponder, unsigned port);
 
 }  // namespace sim

@@ -37,6 +37,14 @@ struct BoardSetup {
 // The type of LNB that scenarios call by this name: universal, c-band, c-mult, standard, dbs.
 std::optional<broadcast::Lnb> lnb_named(const std::string &name);
 
+// What the receiver's circuits and the LNB's oscillator do to a carrier.
+struct FrontEnd {
+    double noise_figure_db = 10;      // of the tuner
+    double intercept_dbm = 5;         // input power that brings as much of products as of itself
+    double phase_noise_dbc_hz = -80;  // of all oscillators, 10 kHz beside the carrier
+    double implementation_loss_db = 0.8;  // of the demodulator
+};
+
 // A committed DiSEqC switch. ports[0] is port 1; the value is an index into the scenario's
 // satellites, absent when nothing is connected.
 struct Switch {
@@ -112,6 +120,7 @@ struct Scenario {
     double cn_db = 17.0;       // of a transponder that does not say
     double level_dbm = -45.0;  // of a carrier of 27.5 Msym/s at the tuner; narrower ones are weaker
     double jitter_db = 0.1;    // spread of the quality readings
+    FrontEnd front_end;
     double cross_polarisation_db = 25.0;  // how far the other polarisation's leakage lies below
     double spurious_share = 0.02;         // of spectrum searches that report a peak too many
     std::vector<broadcast::Satellite> satellites;

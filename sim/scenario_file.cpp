@@ -196,6 +196,11 @@ void Reader::read_noise(Section section) {
     section.number("jitter_db", 0, 3, scenario_.jitter_db);
     section.number("cross_polarisation_db", 0, 60, scenario_.cross_polarisation_db);
     section.number("spurious_share", 0, 1, scenario_.spurious_share);
+    FrontEnd &front_end = scenario_.front_end;
+    section.number("noise_figure_db", 0, 40, front_end.noise_figure_db);
+    section.number("intercept_dbm", -40, 40, front_end.intercept_dbm);
+    section.number("phase_noise_dbc_hz", -140, -40, front_end.phase_noise_dbc_hz);
+    section.number("implementation_loss_db", 0, 10, front_end.implementation_loss_db);
     section.done();
 }
 

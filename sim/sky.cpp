@@ -51,11 +51,6 @@ Side side_of(broadcast::Polarisation polarisation) {
     return is_selected_by_18v(polarisation) ? Side::volts_18 : Side::volts_13;
 }
 
-double effective_cn_db(const Carrier &carrier, double fade_db) {
-    const double noise = broadcast::from_db(fade_db - carrier.cn_db);
-    return -broadcast::to_db(noise + carrier.interference);
-}
-
 Sky::Sky(const broadcast::Satellite &satellite, const Defaults &defaults)
     : noise_density_(broadcast::from_db(defaults.level_dbm - defaults.cn_db) /
                      (reference_symbol_rate / 1000)) {

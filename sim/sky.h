@@ -29,9 +29,6 @@ struct Carrier {
     std::string neighbour;  // the strongest interferer, for messages
 };
 
-// C/(N+I) with `fade_db` less of the wanted carrier against the receiver's noise.
-double effective_cn_db(const Carrier &carrier, double fade_db);
-
 // Why a row of a table is not on the air.
 struct Absence {
     bool invalid = false;  // not a carrier that the standard knows; otherwise another row is there

@@ -123,6 +123,10 @@ ignores_tone = true
 cn_db = 12.5
 level_dbm = -50
 jitter_db = 0
+noise_figure_db = 6
+intercept_dbm = -10
+phase_noise_dbc_hz = -75
+implementation_loss_db = 1.5
 [[satellite]]
 name = "one"
 [[satellite]]
@@ -183,6 +187,10 @@ kind = "dead_supply"
     EXPECT_EQ(scenario.cn_db, 12.5);
     EXPECT_EQ(scenario.level_dbm, -50);
     EXPECT_EQ(scenario.jitter_db, 0);
+    EXPECT_EQ(scenario.front_end.noise_figure_db, 6);
+    EXPECT_EQ(scenario.front_end.intercept_dbm, -10);
+    EXPECT_EQ(scenario.front_end.phase_noise_dbc_hz, -75);
+    EXPECT_EQ(scenario.front_end.implementation_loss_db, 1.5);
     ASSERT_EQ(scenario.satellites.size(), 2U);
     EXPECT_TRUE(scenario.satellites[0].transponders.empty());
     ASSERT_EQ(scenario.satellites[1].transponders.size(), 1U);
@@ -426,6 +434,10 @@ const std::vector<Limits> limits_of_keys{
     Limits{"[noise]", "cn_db", -20, 40, 0.1, ""},
     Limits{"[noise]", "level_dbm", -100, 0, 0.1, ""},
     Limits{"[noise]", "jitter_db", 0, 3, 0.1, ""},
+    Limits{"[noise]", "noise_figure_db", 0, 40, 0.1, ""},
+    Limits{"[noise]", "intercept_dbm", -40, 40, 0.1, ""},
+    Limits{"[noise]", "phase_noise_dbc_hz", -140, -40, 0.1, ""},
+    Limits{"[noise]", "implementation_loss_db", 0, 10, 0.1, ""},
     Limits{"[[satellite]]\nname = \"a\"", "cn_db", -20, 40, 0.1, ""},
     Limits{"[[satellite]]\nname = \"a\"", "level_dbm", -100, 0, 0.1, ""},
     Limits{row, "cn_db", -20, 40, 0.1, ""},
