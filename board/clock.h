@@ -16,7 +16,8 @@ namespace board {
 // One registered thread runs at a time. A sleep or a join gives up the turn; the next turn goes to
 // the thread that wakes earliest, ties in the order they went to sleep, and time jumps to that
 // moment. By the chance that the faults in force give, a thread that is due also takes the turn in
-// the middle of another one's work. A run is therefore exactly repeatable whatever the machine does.
+// the middle of another one's work. A run is therefore exactly repeatable whatever the machine
+// does.
 //
 // While a VirtualClock exists, usleep, clock_gettime(CLOCK_MONOTONIC), pthread_create and
 // pthread_join of this process are its own; without one they are the system's. The thread that

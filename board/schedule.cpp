@@ -53,7 +53,7 @@ unsigned Schedule::thread_number() { return this_member ? this_member->number : 
 
 void Schedule::befall(const TimeFaults &faults) {
     faults_ = faults;
-    chance_.seed(static_cast<std::uint32_t>(faults.seed ^ (faults.seed >> 32U)));
+    chance_ = Chance(faults.seed);
     points_to_pause_ = faults.pause_at;
     absences_met_ = 0;
     plan_absence();
@@ -68,16 +68,14 @@ void Schedule::switch_by_chance(bool is_last_before_pause) {
         give_up_turn_until(now_ns() + faults_.pause_ns);
         return;
     }
-    const double drawn = static_cast<double>(chance_() - std::minstd_rand::min());
-    if (drawn < faults_.preemption * (std::minstd_rand::max() - std::minstd_rand::min() + 1.0)) {
+    if (chance_.uniform() < faults_.preemption) {
         give_up_turn_until(now_ns());
     }
 }
 
 std::uint64_t Schedule::delay_ns() {
-    return faults_.longest_delay_ns == 0
-               ? 0
-               : faults_.longest_delay_ns * chance_() / std::minstd_rand::max();
+    const auto longest_ns = static_cast<double>(faults_.longest_delay_ns);
+    return longest_ns > 0 ? static_cast<std::uint64_t>(longest_ns * chance_.uniform()) : 0;
 }
 
 // In the world's time.

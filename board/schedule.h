@@ -10,9 +10,9 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <random>
 #include <string>
 
+#include "board/chance.h"
 #include "board/system_time.h"
 #include "board/time_faults.h"
 
@@ -122,7 +122,7 @@ class Schedule {
 
     // Everything of the faults is used by the thread whose turn it is.
     TimeFaults faults_;
-    std::minstd_rand chance_;
+    Chance chance_{1};
     std::size_t absences_met_ = 0;
     std::uint64_t next_absence_ns_ = never;
     std::atomic<std::uint32_t> points_to_pause_{0};  // counted down; from 0 it takes for ever

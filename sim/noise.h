@@ -3,12 +3,14 @@
 
 #include <cstdint>
 
+#include "board/chance.h"
+
 namespace sim {
 
-// Repeatable measurement noise from the scenario's seed: a 64-bit xorshift generator.
+// Repeatable measurement noise from the scenario's seed.
 class Noise {
  public:
-    Noise(std::uint64_t seed, double spread_db) : state_(seed * 2 + 1), spread_db_(spread_db) {}
+    Noise(std::uint64_t seed, double spread_db) : chance_(seed), spread_db_(spread_db) {}
 
     // A factor of power about 1; its decibels are spread about evenly over twice the spread.
     double factor() {
@@ -17,15 +19,10 @@ class Noise {
     }
 
     // Spread evenly over 0..1.
-    double uniform() {
-        state_ ^= state_ << 13;
-        state_ ^= state_ >> 7;
-        state_ ^= state_ << 17;
-        return static_cast<double>(state_ >> 11) / static_cast<double>(1ULL << 53);
-    }
+    double uniform() { return chance_.uniform(); }
 
  private:
-    std::uint64_t state_;
+    board::Chance chance_;
     double spread_db_;
 };
 

@@ -22,7 +22,8 @@ namespace sim {
 
 constexpr std::int64_t largest_time_ms = 1'000'000'000'000;
 
-// One table of a scenario file. The caller asks for every key that it knows; done() refuses the others.
+// One table of a scenario file. The caller asks for every key that it knows; done() refuses the
+// others.
 class Section {
  public:
     Section(const toml::table &table, std::string name, const std::string &file)
