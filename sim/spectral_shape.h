@@ -5,8 +5,8 @@
 
 namespace sim {
 
-// A carrier's power over frequency: a raised cosine, which is what a transmitter's root-raised-cosine
-// pulses leave on the air, and what a receive filter matched to them passes.
+// A carrier's power over frequency: a raised cosine, which is what the root-raised-cosine pulses of
+// a transmitter leave on the air, and what a receive filter matched to them passes.
 struct Pulse {
     double symbol_rate_khz = 0;
     double roll_off = 0.35;

@@ -417,12 +417,12 @@ TEST_P(ScenarioLimits, are_inclusive) {
     EXPECT_THAT(with(GetParam().high + GetParam().step), HasSubstr("is outside"));
 }
 
-constexpr const char *row =
+constexpr const char *bare_transponder =
     "[[transponder]]\nfrequency_khz = 1\npolarisation = \"V\"\n"
     "symbol_rate = 1";
 constexpr const char *fade = "[[event]]\nkind = \"rain_fade\"";
 
-// A row each, so that neighbours stay alone when one is added.
+// A bare_transponder each, so that neighbours stay alone when one is added.
 const std::vector<Limits> limits_of_keys{
     Limits{"[board]", "ts_mode", 1, 3, 1, ""},
     Limits{"[board]", "bus_clock_hz", 1'000, 1'000'000, 1, ""},
@@ -440,8 +440,8 @@ const std::vector<Limits> limits_of_keys{
     Limits{"[noise]", "implementation_loss_db", 0, 10, 0.1, ""},
     Limits{"[[satellite]]\nname = \"a\"", "cn_db", -20, 40, 0.1, ""},
     Limits{"[[satellite]]\nname = \"a\"", "level_dbm", -100, 0, 0.1, ""},
-    Limits{row, "cn_db", -20, 40, 0.1, ""},
-    Limits{row, "level_dbm", -100, 0, 0.1, ""},
+    Limits{bare_transponder, "cn_db", -20, 40, 0.1, ""},
+    Limits{bare_transponder, "level_dbm", -100, 0, 0.1, ""},
     Limits{"[[transponder]]\npolarisation = \"V\"\nsymbol_rate = 1", "frequency_khz", 1, 50'000'000,
            1, ""},
     Limits{"[[transponder]]\npolarisation = \"V\"\nfrequency_khz = 1", "symbol_rate", 1,

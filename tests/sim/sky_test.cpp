@@ -42,9 +42,9 @@ TEST_F(Sky, plain_carrier_can_be_received) {
 
     EXPECT_TRUE(reception.receivable()) << reception.text;
     EXPECT_EQ(reception.if_khz, 1'050'000U);
-    // 17 dB of noise are 0.01995 of the carrier, the tuner's 10 dB over kTB at -46 dBm 0.00003, phase
-    // noise of -80 dBc/Hz 0.00005, the tuner's offset 30 kHz of 22 MHz and 0.00025; its filter takes
-    // less than 1 %.
+    // 17 dB of noise are 0.01995 of the carrier, the tuner's 10 dB over kTB at -46 dBm 0.00003,
+    // phase noise of -80 dBc/Hz 0.00005, the tuner's offset 30 kHz of 22 MHz and 0.00025; its
+    // filter takes less than 1 %.
     EXPECT_NEAR(reception.cn_db, 16.63, 0.02);
     EXPECT_NEAR(reception.threshold_db, 6.9, 0.05);
 }
