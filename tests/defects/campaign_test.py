@@ -99,7 +99,8 @@ class Judgement(unittest.TestCase):
     def test_five_of_a_hundred_may_have_a_reason_and_six_not(self):
         for unseen, wrong in ((5, 0), (6, 1)):
             names = [f"{i:03d}-x" for i in range(100)]
-            outcomes = [self.outcome(n, None if i < unseen else "tune") for i, n in enumerate(names)]
+            outcomes = [self.outcome(name, None if i < unseen else "tune")
+                        for i, name in enumerate(names)]
             reasons = dict.fromkeys(names[:unseen], "why")
             self.assertEqual(len(defects.judge(outcomes, [], reasons, True)), wrong)
 
