@@ -87,25 +87,35 @@ class Judgement(unittest.TestCase):
     def outcome(self, name, command):
         return defects.Outcome(defects.Defect(name, "", "", "", ""), command, command)
 
-    def test_a_mistake_that_nothing_notices_needs_a_reason(self):
+    def lists(self, unseen=(), still_open=()):
+        return {"unseen": dict.fromkeys(unseen, "why"), "open": dict.fromkeys(still_open, "what")}
+
+    def test_a_mistake_that_nothing_notices_has_to_be_listed(self):
         outcomes = [self.outcome("001-a", None)]
-        self.assertEqual(len(defects.judge(outcomes, [], {}, False)), 1)
-        self.assertEqual(defects.judge(outcomes, [], {"001-a": "why"}, False), [])
+        self.assertEqual(len(defects.judge(outcomes, [], self.lists(), False)), 1)
+        self.assertEqual(defects.judge(outcomes, [], self.lists(["001-a"]), False), [])
+        self.assertEqual(defects.judge(outcomes, [], self.lists([], ["001-a"]), False), [])
 
     def test_a_reason_for_what_is_noticed_is_wrong(self):
         outcomes = [self.outcome("001-a", "tune")]
-        self.assertEqual(len(defects.judge(outcomes, [], {"001-a": "why"}, False)), 1)
+        self.assertEqual(len(defects.judge(outcomes, [], self.lists(["001-a"]), False)), 1)
 
-    def test_five_of_a_hundred_may_have_a_reason_and_six_not(self):
+    def test_a_complete_run_tells_what_is_open_no_more(self):
+        outcomes = [self.outcome("001-a", "tune")]
+        for complete, wrong in ((False, 0), (True, 1)):
+            found = defects.judge(outcomes, [], self.lists([], ["001-a"]), complete)
+            self.assertEqual(len(found), wrong)
+
+    def test_five_of_a_hundred_may_go_unnoticed_and_six_not_whatever_list_has_them(self):
         for unseen, wrong in ((5, 0), (6, 1)):
             names = [f"{i:03d}-x" for i in range(100)]
             outcomes = [self.outcome(name, None if i < unseen else "tune")
                         for i, name in enumerate(names)]
-            reasons = dict.fromkeys(names[:unseen], "why")
-            self.assertEqual(len(defects.judge(outcomes, [], reasons, True)), wrong)
+            lists = self.lists(names[:3], names[3:unseen])
+            self.assertEqual(len(defects.judge(outcomes, [], lists, True)), wrong)
 
     def test_a_patch_that_does_not_build_is_wrong(self):
-        self.assertEqual(defects.judge([], ["001-a does not apply"], {}, False),
+        self.assertEqual(defects.judge([], ["001-a does not apply"], self.lists(), False),
                          ["001-a does not apply"])
 
 
