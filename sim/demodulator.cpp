@@ -119,6 +119,12 @@ bool Demodulator::powered() const {
            (regs_.plain[reg::reg_23] & reg::reg_23_power_down) == 0;
 }
 
+bool Demodulator::asleep() const {
+    return (regs_.plain[reg::mode] & reg::mode_enable) == 0 &&
+           (regs_.plain[reg::reg_04] & reg::reg_04_power_down) != 0 &&
+           (regs_.plain[reg::reg_23] & reg::reg_23_power_down) != 0;
+}
+
 broadcast::System Demodulator::system() const {
     return (regs_.plain[reg::mode] & reg::mode_dvbs2) != 0 ? broadcast::System::dvbs2
                                                            : broadcast::System::dvbs;
@@ -425,6 +431,8 @@ Verdict Demodulator::verdict(std::uint64_t now_ns) {
     if (found.carrier != nullptr) {
         verdict.carrier = found.carrier->transponder;
         verdict.cn_db = found.cn_db;
+        verdict.cable_khz = found.cable_khz;
+        verdict.inverted = found.inverted;
         verdict.offset_khz = static_cast<std::int32_t>(std::lround(found.offset_khz));
     }
     if (!found.locks()) {

@@ -85,6 +85,8 @@ class Demodulator {
     void carriers_change(std::uint64_t now_ns);
 
     [[nodiscard]] bool powered() const;
+    // All three power-downs are in force: each of them is for another part of the chip.
+    [[nodiscard]] bool asleep() const;
     // The repeater was opened for the next transfer; asking closes it.
     bool take_repeater() { return std::exchange(repeater_open_, false) && powered(); }
     void reopen_repeater() { repeater_open_ = true; }

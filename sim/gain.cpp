@@ -32,10 +32,12 @@ std::uint8_t rounded(double value, int low, int high) {
     return static_cast<std::uint8_t>(std::clamp(static_cast<int>(std::lround(value)), low, high));
 }
 
+const Stages &stages_of(unsigned tuner_type) { return tuner_type == 1 ? type_1 : type_2; }
+
 }  // namespace
 
 Gain gain_for(unsigned tuner_type, double level_dbm) {
-    const Stages &stages = tuner_type == 1 ? type_1 : type_2;
+    const Stages &stages = stages_of(tuner_type);
     double rest = 1700 - 100 * level_dbm;
     // Front stages open as the level falls, from -3 dBm to -73 dBm.
     const double opening = std::clamp((rest - 2000) / 7000, 0.0, 1.0);
@@ -51,6 +53,14 @@ Gain gain_for(unsigned tuner_type, double level_dbm) {
     const double agc = std::clamp(rest, stages.agc_min, stages.agc_max);
     gain.agc = rounded((agc * stages.agc_figure + stages.agc_bias) / stages.agc_step, 0, 255);
     return gain;
+}
+
+double gain_of(unsigned tuner_type, const Gain &gain) {
+    const Stages &stages = stages_of(tuner_type);
+    const double figure = std::max(gain.agc * stages.agc_step - stages.agc_bias, 0.0);
+    return stages.fixed + stages.lna_step * gain.lna + stages.rf_step * gain.rf +
+           stages.baseband_step * gain.baseband +
+           std::clamp(figure / stages.agc_figure, stages.agc_min, stages.agc_max);
 }
 
 }  // namespace sim

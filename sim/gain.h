@@ -24,4 +24,7 @@ inline constexpr double noise_floor_dbm = -88.0;
 // rest over a range of 16.8 or 17.6 dB.
 Gain gain_for(unsigned tuner_type, double level_dbm);
 
+// The gain that such a spread comes to, in 0.01 dB.
+double gain_of(unsigned tuner_type, const Gain &gain);
+
 }  // namespace sim

@@ -187,6 +187,7 @@ FoundCarrier found_of(const Candidate &candidate, const CarrierSearch &search,
     found.cn_db = candidate.cn_db;
     found.cn_ratio = broadcast::from_db(candidate.cn_db);
     found.margin_db = candidate.cn_db - candidate.carrier->threshold_db;
+    found.cable_khz = candidate.if_khz;
     found.measured_khz = candidate.measured_khz;
     found.offset_khz = candidate.offset_khz;
     found.inverted = candidate.inverted;

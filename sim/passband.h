@@ -44,6 +44,7 @@ struct FoundCarrier {
     double cn_db = 0;
     double cn_ratio = 1;      // the same as a ratio of powers
     double margin_db = 0;     // what it has over the carrier's threshold
+    double cable_khz = 0;     // where the carrier lies on the cable
     double measured_khz = 0;  // oscillator minus carrier, as the demodulator sees it
     double offset_khz = 0;    // how far the carrier is above where it is expected
     bool inverted = false;

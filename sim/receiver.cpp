@@ -85,6 +85,10 @@ class Receiver::Impl final : public SignalSource {
     }
     [[nodiscard]] const Outdoor &outdoor() const { return outdoor_; }
     [[nodiscard]] const Demodulator &demodulator() const { return demodulator_; }
+    [[nodiscard]] const Tuner &tuner() const { return tuner_; }
+    [[nodiscard]] bool bus_is_open() const { return bus_open_; }
+    [[nodiscard]] const BoardSetup &setup() const { return setup_; }
+    double gain_centidb() { return gain_of(tuner_.type(), gain()); }
     [[nodiscard]] const BusStatistics &statistics() const { return statistics_; }
     std::vector<std::string> log_lines;
 
@@ -480,6 +484,17 @@ Reception Receiver::reception(const broadcast::Transponder &transponder, unsigne
 std::vector<Complaint> Receiver::complaints() const { return impl_->watch().complaints(); }
 std::vector<std::string> Receiver::last_transfers() const {
     return impl_->watch().last_transfers();
+}
+double Receiver::gain_centidb() {
+    impl_->catch_up();
+    return impl_->gain_centidb();
+}
+bool Receiver::bus_is_open() const { return impl_->bus_is_open(); }
+bool Receiver::demodulator_is_awake() const {
+    return impl_->setup().demodulator_fitted && !impl_->demodulator().asleep();
+}
+bool Receiver::tuner_is_awake() const {
+    return impl_->setup().tuner_fitted && !impl_->tuner().asleep();
 }
 std::span<const std::uint8_t> Receiver::firmware() const {
     return impl_->demodulator().program().bytes();

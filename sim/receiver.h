@@ -53,6 +53,14 @@ class Receiver final : public board::Board {
     [[nodiscard]] std::vector<Complaint> complaints() const;
     [[nodiscard]] std::vector<std::string> last_transfers() const;
 
+    // The gain that the gain control has found for what is at the tuner now, in 0.01 dB.
+    [[nodiscard]] double gain_centidb();
+
+    // What is left on.
+    [[nodiscard]] bool bus_is_open() const;
+    [[nodiscard]] bool demodulator_is_awake() const;
+    [[nodiscard]] bool tuner_is_awake() const;
+
     // The program bytes that the micro-controller was given in the last load.
     [[nodiscard]] std::span<const std::uint8_t> firmware() const;
 

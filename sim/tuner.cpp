@@ -83,6 +83,8 @@ bool Tuner::on() const {
     return (regs_[tuner_reg::power] & tuner_reg::power_all) == tuner_reg::power_all;
 }
 
+bool Tuner::asleep() const { return (regs_[tuner_reg::power] & tuner_reg::power_all) == 0; }
+
 void Tuner::write_power(std::uint8_t value, std::uint64_t now_ns) {
     const std::uint8_t old = regs_[tuner_reg::power];
     const bool supply_was_on = (old & tuner_reg::power_supply) != 0;

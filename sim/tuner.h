@@ -54,6 +54,12 @@ class Tuner {
 
     [[nodiscard]] TunerOutput output() const;
 
+    // Neither the supply nor the rest draws current.
+    [[nodiscard]] bool asleep() const;
+
+    // 1 or 2.
+    [[nodiscard]] unsigned type() const { return type_; }
+
  private:
     [[nodiscard]] bool on() const;
     void write_power(std::uint8_t value, std::uint64_t now_ns);

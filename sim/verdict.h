@@ -62,7 +62,9 @@ struct Verdict {
     std::optional<broadcast::Transponder>
         carrier;                  // the one locked, or the nearest to where it is expected
     double cn_db = 0;             // of that carrier, fade and interference included
+    double cable_khz = 0;         // where that carrier lies on the cable
     std::int32_t offset_khz = 0;  // carrier minus where the driver expects it
+    bool inverted = false;        // the spectrum, as the demodulator meets it
     TsOutput ts;
     unsigned restarts = 0;  // of the search, by the driver, since the channel was first searched
     [[nodiscard]] bool locked() const { return reason == Reason::locked; }
