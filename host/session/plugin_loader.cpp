@@ -4,6 +4,9 @@
 #include <dlfcn.h>
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <array>
+
 #include "host/terminal/failure.h"
 #include "host/terminal/input_file.h"
 
@@ -14,18 +17,6 @@ namespace {
 constexpr std::uint32_t list_end = 0xFFFFFFFF;
 constexpr std::uint32_t accepted_kind = 2;
 
-// A list without an end would lead anywhere; no receiver has this many entries.
-constexpr int most_list_entries = 64;
-
-bool list_ends(const std::uint32_t *list) {
-    for (int i = 0; i < most_list_entries; ++i) {
-        if (list[i] == list_end) {
-            return true;
-        }
-    }
-    return false;
-}
-
 std::string list_fault(const char *name, const std::uint32_t *(*get)()) {
     if (get == nullptr) {
         return fmt::format("{} is null", name);
@@ -34,16 +25,22 @@ std::string list_fault(const char *name, const std::uint32_t *(*get)()) {
     if (list == nullptr) {
         return fmt::format("{} returns no list", name);
     }
-    return list_ends(list) ? "" : fmt::format("the list of {} does not end", name);
+    return list[0] == list_end
+               ? ""
+               : fmt::format("the list of {} is not empty but begins with 0x{:X}", name, list[0]);
 }
 
 std::string predicate_fault(const char *name, std::uint32_t (*accepts)(std::uint32_t)) {
     if (accepts == nullptr) {
         return fmt::format("{} is null", name);
     }
-    return accepts(accepted_kind) == 1
-               ? ""
-               : fmt::format("{}({}) does not return 1", name, accepted_kind);
+    if (accepts(accepted_kind) != 1) {
+        return fmt::format("{}({}) does not return 1", name, accepted_kind);
+    }
+    constexpr std::array<std::uint32_t, 6> others{0, 1, 3, 6, 0x102, 0xFFFFFFFF};
+    const auto *const taken = std::find_if(others.begin(), others.end(),
+                                           [accepts](auto kind) { return accepts(kind) != 0; });
+    return taken == others.end() ? "" : fmt::format("{}({}) does not return 0", name, *taken);
 }
 
 std::string loader_message() {
@@ -138,17 +135,25 @@ std::string descriptor_fault(const dvb_ts_tuner_metadata *descriptor) {
             return fault;
         }
     }
-    return "";
+    return descriptor->get_list_a() == descriptor->get_list_b()
+               ? "get_list_a and get_list_b give the same list"
+               : "";
 }
 
-std::string tuner_fault(const Tuner *tuner) {
+std::string tuner_fault(const Tuner *tuner, std::uintptr_t host_arg) {
     if (tuner == nullptr) {
         return "create returned no Tuner";
     }
     const bool complete = tuner->init != nullptr && tuner->tune != nullptr &&
                           tuner->get_signal != nullptr && tuner->get_lock != nullptr &&
                           tuner->finalize != nullptr && tuner->free != nullptr;
-    return complete ? "" : "an operation of the Tuner is null";
+    if (!complete) {
+        return "an operation of the Tuner is null";
+    }
+    if (tuner->unused != 0) {
+        return "the Tuner's third word is not 0";
+    }
+    return tuner->host_arg == host_arg ? "" : "the Tuner does not hold what create was given";
 }
 
 }  // namespace host

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -48,7 +49,7 @@ class Plugin {
 // What is wrong with a descriptor; empty when nothing is.
 std::string descriptor_fault(const dvb_ts_tuner_metadata *descriptor);
 
-// What is wrong with a Tuner that `create` returned; empty when nothing is.
-std::string tuner_fault(const Tuner *tuner);
+// What is wrong with a Tuner that `create` returned for this argument; empty when nothing is.
+std::string tuner_fault(const Tuner *tuner, std::uintptr_t host_arg);
 
 }  // namespace host

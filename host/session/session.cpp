@@ -32,8 +32,9 @@ bool sets_up_the_same(const ds3000_channel &one, const ds3000_channel &other) {
 }  // namespace
 
 Session::Session(const dvb_ts_tuner_metadata &descriptor, DriverLog &log) : log_(log) {
-    tuner_ = descriptor.create(0);
-    if (const std::string fault = tuner_fault(tuner_); !fault.empty()) {
+    constexpr std::uintptr_t host_arg = 0x5A17;
+    tuner_ = descriptor.create(host_arg);
+    if (const std::string fault = tuner_fault(tuner_, host_arg); !fault.empty()) {
         throw Failure(ExitStatus::not_loadable, fmt::format("the plug-in is wrong: {}", fault));
     }
     const bool up = tuner_->init(tuner_) != 0;

@@ -139,7 +139,9 @@ TEST_F(CtlRefusal, plug_ins_that_cannot_be_loaded) {
     expect(wrong + "version.so", 3, "its version is 2");
     expect(wrong + "create.so", 3, "create is null");
     expect(wrong + "predicate.so", 3, "accepts_kind_a(2)");
-    expect(wrong + "list.so", 3, "does not end");
+    expect(wrong + "kind.so", 3, "does not return 0");
+    expect(wrong + "list.so", 3, "is not empty");
+    expect(wrong + "shared.so", 3, "give the same list");
     expect(wrong + "tuner.so", 3, "an operation of the Tuner is null");
 }
 

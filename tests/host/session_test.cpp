@@ -69,7 +69,7 @@ std::uint32_t scripted_finalize(Tuner *) {
 
 void scripted_free(Tuner *) { script.calls.emplace_back("free"); }
 
-Tuner *scripted_create(std::uintptr_t) {
+Tuner *scripted_create(std::uintptr_t host_arg) {
     static Tuner tuner{scripted_init,
                        scripted_tune,
                        0,
@@ -79,6 +79,7 @@ Tuner *scripted_create(std::uintptr_t) {
                        scripted_free,
                        0,
                        nullptr};
+    tuner.host_arg = host_arg;
     return &tuner;
 }
 

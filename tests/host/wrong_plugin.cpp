@@ -11,22 +11,33 @@
 namespace {
 
 constexpr std::uint32_t list_end = 0xFFFFFFFF;
-[[maybe_unused]] constexpr std::uint32_t unended_list[64] = {};
-[[maybe_unused]] constexpr std::uint32_t empty_list[1] = {list_end};
+[[maybe_unused]] constexpr std::uint32_t full_list[2] = {2, list_end};
+constexpr std::uint32_t list_a[1] = {list_end};
+[[maybe_unused]] constexpr std::uint32_t list_b[1] = {list_end};
 
 std::uint32_t accepts(std::uint32_t kind) {
 #ifdef WRONG_PREDICATE
     return kind == 2 ? 0 : 1;
+#elif defined(WRONG_KIND)
+    return kind < 4 ? 1 : 0;
 #else
     return kind == 2 ? 1 : 0;
 #endif
 }
 
-const std::uint32_t *get_list() {
+const std::uint32_t *get_list_a() {
 #ifdef WRONG_LIST
-    return unended_list;
+    return full_list;
 #else
-    return empty_list;
+    return list_a;
+#endif
+}
+
+const std::uint32_t *get_list_b() {
+#ifdef WRONG_SHARED
+    return list_a;
+#else
+    return list_b;
 #endif
 }
 
@@ -69,8 +80,8 @@ constexpr auto create_slot = static_cast<Tuner *(*)(std::uintptr_t)>(nullptr);
 constexpr auto create_slot = create;
 #endif
 
-constexpr dvb_ts_tuner_metadata descriptor{version,  accepts,  accepts, 0, create_slot, get_list, 0,
-                                           list_end, get_list, 0,       0};
+constexpr dvb_ts_tuner_metadata descriptor{
+    version, accepts, accepts, 0, create_slot, get_list_a, 0, list_end, get_list_b, 0, 0};
 
 }  // namespace
 
