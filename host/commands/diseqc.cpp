@@ -47,7 +47,8 @@ std::string bytes_and_words(std::span<const std::uint8_t> bytes) {
 
 // cut_short_by: what ended the supply's time; empty when nothing did.
 Json exchange_json(const CableTask &task, const DiseqcSupply &supply,
-                   const DiseqcExchange &exchange, std::string_view cut_short_by) {
+                   const DiseqcExchange &exchange, std::string_view cut_short_by,
+                   const Complaints &complaints) {
     Json json = tagged("ds3000.diseqc/1", completeness(cut_short_by));
     if (task.message.empty()) {
         json["burst"] = task.burst_b ? "B" : "A";
@@ -66,10 +67,12 @@ Json exchange_json(const CableTask &task, const DiseqcSupply &supply,
         json["reply"] = diseqc_as_json(exchange.reply);
     }
     json["hold_s"] = hold_of(task, supply);
+    add_complaints(json, complaints);
     return json;
 }
 
 Json flat_exchange(Json exchange) {
+    exchange.erase("complaints");
     for (const char *group : {"message", "mount", "reply"}) {
         spread(exchange, group);
     }
@@ -173,7 +176,13 @@ ExitStatus put_on_cable(Program &program, std::string_view command, const CableT
     return rig.run([&](ChipSession &session) {
         DiseqcBus bus(session, rig.board().watch(), supply.volts == 18, supply.tone);
         const DiseqcExchange exchange = exchange_on(bus, task);
-        const auto json = [&] { return exchange_json(task, supply, exchange, rig.cut_short_by()); };
+        if (!task.message.empty()) {
+            rig.judge().see_message(task.message);
+        }
+        rig.judge().see_leg({supply.volts == 18, supply.tone, 0});
+        const auto json = [&] {
+            return exchange_json(task, supply, exchange, rig.cut_short_by(), rig.complaints());
+        };
         const auto show = [&] {
             present(output, {.text =
                                  [&](Output &text) {

@@ -87,27 +87,28 @@ void examine_session(ChipRig &rig, const Program &program, const DoctorOptions &
         findings.skip("lock", "no transponder is named; name one to have its reception examined");
         return;
     }
-    TrialReception reception(session, *aim,
+    TrialReception reception(session, rig.judge(), *aim,
                              {.by_look = [&rig] { return rig.must_end_by_look(); },
                               .without = [&rig] { return rig.must_end(); }});
     examine_reception(findings, reception, times_of(options));
 }
 
-// Start the chips and go on from there. Returns whether they could be started.
-bool examine_running_chips(ChipRig &rig, const Program &program, const DoctorOptions &options,
-                           const std::optional<Aim> &aim, Findings &findings) {
+// Start the chips and go on from there. Returns the exit status of what was found, the driver's
+// doing included, or nothing where they could not be started.
+std::optional<ExitStatus> examine_running_chips(ChipRig &rig, const Program &program,
+                                                const DoctorOptions &options,
+                                                const std::optional<Aim> &aim, Findings &findings) {
     try {
-        rig.run([&](ChipSession &session) {
+        return rig.run([&](ChipSession &session) {
             examine_session(rig, program, options, aim, findings, session);
             return findings.status();
         });
-        return true;
     } catch (const Failure &failure) {
         if (failure.status() != ExitStatus::hardware_absent) {
             throw;
         }
         findings.add(finding_of(cause_at("start", "start_failed"), failure.what()));
-        return false;
+        return std::nullopt;
     }
 }
 
@@ -115,6 +116,24 @@ bool examine_running_chips(ChipRig &rig, const Program &program, const DoctorOpt
 void end(ChipRig &rig) {
     rig.board().finish();
     rig.log().finish();
+}
+
+// The bus, and where there is a demodulator on it, the rest. Returns the exit status of a session.
+std::optional<ExitStatus> examine(ChipRig &rig, const Program &program,
+                                  const DoctorOptions &options, const std::optional<Aim> &aim,
+                                  Findings &findings) {
+    std::optional<ExitStatus> status;
+    if (examine_bus(findings, rig.log())) {
+        status = examine_running_chips(rig, program, options, aim, findings);
+    } else {
+        findings.skip("start", findings.cancelled()
+                                   ? "cancelled"
+                                   : "there is no demodulator that the driver could start");
+    }
+    if (!status) {
+        end(rig);
+    }
+    return status;
 }
 
 // A board that cannot be opened is the first thing that a doctor may find.
@@ -171,16 +190,11 @@ ExitStatus run_doctor(Program &program, const DoctorOptions &options) {
         arrange_world(*rig, at_port, target, *aim);
     }
     findings.end_by({.stopped = [&program] { return program.interrupt.requested(); }});
-    if (!examine_bus(findings, rig->log())) {
-        findings.skip("start", findings.cancelled()
-                                   ? "cancelled"
-                                   : "there is no demodulator that the driver could start");
-        end(*rig);
-    } else if (!examine_running_chips(*rig, at_port, options, aim, findings)) {
-        end(*rig);
-    }
-    writer.finish(findings, about(rig->board(), aim));
-    return findings.cancelled() ? ExitStatus::cancelled : findings.status();
+    const auto status = examine(*rig, at_port, options, aim, findings);
+    Json facts = about(rig->board(), aim);
+    add_complaints(facts, rig->complaints());
+    writer.finish(findings, facts);
+    return findings.cancelled() ? ExitStatus::cancelled : status.value_or(findings.status());
 }
 
 }  // namespace host

@@ -75,7 +75,11 @@ ExitStatus monitor_directly(Program &program, const MonitorOptions &options) {
         return watch_to_its_end(program, rig, session, way.plan,
                                 {.title = title_of(target),
                                  .about = json_of(target, way.lnb, way.plan),
-                                 .set_up = [&] { tune_directly(session, way.plan); }},
+                                 .set_up =
+                                     [&] {
+                                         tune_directly(session, way.plan);
+                                         rig.judge().see_cable(way.request);
+                                     }},
                                 options.watch, output);
     });
 }
@@ -134,7 +138,7 @@ MonitorReport watch_channel(const Program &program, ChipRig &rig, ChipSession &s
                             ChipReceptionReader &reader, const WatchedChannel &channel,
                             const WatchOptions &options, MonitorWriter &writer) {
     const std::uint64_t begin_ns = now_ns();
-    MonitorReport report{.about = channel.about, .cut_short_by = {}, .lock = {}};
+    MonitorReport report{.about = channel.about, .cut_short_by = {}, .lock = {}, .complaints = {}};
     std::unique_ptr<OnScreen> on_screen = OnScreen::where_wanted(program, channel.title, options);
     const double usual_s = on_screen ? screen_period_s : usual_period_s;
     report.lock = watch_reception(
@@ -147,6 +151,8 @@ MonitorReport watch_channel(const Program &program, ChipRig &rig, ChipSession &s
          .show =
              [&](const MonitorReading &reading) {
                  session.take_lines();
+                 rig.judge().hear(reading.reception);
+                 rig.judge().expect_data();
                  if (on_screen) {
                      writer.count(reading);
                      on_screen->meter.show(reading);
@@ -163,6 +169,7 @@ MonitorReport watch_channel(const Program &program, ChipRig &rig, ChipSession &s
     on_screen.reset();
     report.watched_ms = ms_since(begin_ns);
     report.cut_short_by = rig.cut_short_by();
+    report.complaints = rig.complaints();
     return report;
 }
 

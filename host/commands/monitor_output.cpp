@@ -76,6 +76,7 @@ Json summary_json(const MonitorSummary &summary, const MonitorReport &report) {
                           {"of", summary.errors_of},
                           {"unit", to_string(summary.errors_unit)}};
     }
+    add_complaints(json, report.complaints);
     return json;
 }
 

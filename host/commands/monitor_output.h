@@ -7,6 +7,7 @@
 
 #include "host/monitor/monitor_summary.h"
 #include "host/monitor/reception_monitor.h"
+#include "host/session/judge.h"
 #include "host/terminal/presentation.h"
 
 namespace host {
@@ -17,6 +18,7 @@ struct MonitorReport {
     std::string cut_short_by;  // "cancelled" or why the board is gone; empty when it ended in time
     std::uint64_t watched_ms = 0;
     LockRecord lock;
+    Complaints complaints;
 };
 
 // Writes a watch in the output's format: each reading as it comes, then what they come to; JSON as

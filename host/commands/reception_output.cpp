@@ -15,6 +15,9 @@ void add_reception(Json &result, Reception &reception, Workbench &bench) {
     result["locked"] = locked;
     if (locked) {
         result["lock_ms"] = *reception.lock_ms;
+        if (!reception.without_data.empty()) {
+            result["without_data"] = reception.without_data;
+        }
     } else {
         result["waited_ms"] = reception.waited_ms;
         result.update(json_of(explain_no_lock(bench.board())));
@@ -25,11 +28,15 @@ void add_reception(Json &result, Reception &reception, Workbench &bench) {
     Json reading = json_of(reception.reading);
     reading.erase("locked");
     result.update(reading);
+    add_complaints(result, bench.complaints());
 }
 
 void write_reception(Output &output, const Json &result, const Reception &reception) {
     if (result.at("locked").get<bool>()) {
         write_fact(output, "lock", fmt::format("yes, after {} ms", *reception.lock_ms));
+        if (!reception.without_data.empty()) {
+            write_fact(output, "data", fmt::format("none: {}", reception.without_data));
+        }
     } else {
         write_fact(output, "lock", fmt::format("no, after {} ms", reception.waited_ms));
         write_fact(output, "reason", result.value("explanation", "the board cannot tell"));
@@ -37,6 +44,10 @@ void write_reception(Output &output, const Json &result, const Reception &recept
     for (const auto &[what, value] : words_of(reception.reading)) {
         write_fact(output, what, value);
     }
+}
+
+void say_without_data(Console &console, const Reception &reception) {
+    console.error(fmt::format("locked without data: {}", reception.without_data));
 }
 
 void write_fact(Output &output, std::string_view what, std::string_view value) {

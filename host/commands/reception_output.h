@@ -5,6 +5,7 @@
 
 #include "host/session/reception_reading.h"
 #include "host/session/rig.h"
+#include "host/terminal/console.h"
 #include "host/terminal/output.h"
 
 namespace host {
@@ -15,6 +16,9 @@ void add_reception(Json &result, Reception &reception, Workbench &bench);
 
 // The same for people, from the result and the reception that was added to it.
 void write_reception(Output &output, const Json &result, const Reception &reception);
+
+// Say to a person that a lock is worth nothing.
+void say_without_data(Console &console, const Reception &reception);
 
 // A line of a tune's text.
 void write_fact(Output &output, std::string_view what, std::string_view value);

@@ -156,9 +156,11 @@ ExitStatus with_chips(Program &program, const RegisterState &state,
                       const std::function<ExitStatus(Workbench &)> &work) {
     if (state.start_up) {
         ChipRig rig(program.rig_options(), program.console);
+        rig.judge().stand_down();
         return rig.run([&](ChipSession &) { return work(rig); });
     }
     BusRig rig(program.rig_options(), program.console);
+    rig.judge().stand_down();
     return rig.run([&] { return work(rig); });
 }
 

@@ -60,13 +60,9 @@ void write_all(ScanDestinations &destinations, const ScanResult &result, const s
 }
 
 // What is wrong with the scan, said to a person. Returns the exit status.
-ExitStatus judge(const ScanResult &result, HostBoard &board, Console &console) {
-    const bool complaints = tells_complaints(board, console);
+ExitStatus status_of(const ScanResult &result, HostBoard &board, Console &console) {
     if (!result.complete()) {
         return ExitStatus::cancelled;
-    }
-    if (complaints) {
-        return ExitStatus::internal_error;
     }
     if (result.transponders.empty()) {
         console.error("no transponder found");
@@ -120,7 +116,7 @@ ExitStatus run_scan(Program &program, const ScanOptions &options) {
         result.satellite = plan.surroundings.satellite ? plan.surroundings.satellite->name : "";
         result.note = options.note;
         write_all(destinations, result, title_of(plan), program);
-        return judge(result, rig.board(), program.console);
+        return status_of(result, rig.board(), program.console);
     });
 }
 

@@ -11,7 +11,6 @@
 #include "host/cable/plan.h"
 #include "host/tables/catalogue.h"
 #include "host/tables/table.h"
-#include "host/terminal/counted.h"
 
 namespace host {
 
@@ -88,19 +87,6 @@ bool mostly_circular(const std::vector<broadcast::Transponder> &transponders,
         }
     }
     return balance > 0;
-}
-
-bool tells_complaints(HostBoard &board, Console &console) {
-    SimulatedBoard *const simulated = board.simulated();
-    if (simulated == nullptr) {
-        return false;
-    }
-    const std::vector<sim::Complaint> complaints = simulated->receiver().complaints();
-    for (const sim::Complaint &complaint : complaints) {
-        console.error(fmt::format("the driver: {}, {}, first: {}", to_string(complaint.offence),
-                                  times_in_words(complaint.count), complaint.first));
-    }
-    return !complaints.empty();
 }
 
 }  // namespace host

@@ -29,7 +29,4 @@ broadcast::Lnb lnb_for(const Program &program, HostBoard &board, const Surroundi
 bool mostly_circular(const std::vector<broadcast::Transponder> &transponders,
                      const broadcast::Lnb &lnb);
 
-// What a simulated board holds against the driver, said to a person; whether there is anything.
-bool tells_complaints(HostBoard &board, Console &console);
-
 }  // namespace host

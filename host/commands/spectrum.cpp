@@ -36,15 +36,6 @@ std::string page_title(const LegPlan &plan) {
                : "Spectrum";
 }
 
-// Returns the exit status of a measurement, and says what is wrong with it.
-ExitStatus judge_spectrum(const SpectrumResult &result, HostBoard &board, Console &console) {
-    const bool complaints = tells_complaints(board, console);
-    if (!result.complete()) {
-        return ExitStatus::cancelled;
-    }
-    return complaints ? ExitStatus::internal_error : ExitStatus::done;
-}
-
 }  // namespace
 
 ExitStatus run_spectrum(Program &program, const SpectrumOptions &options) {
@@ -84,7 +75,7 @@ ExitStatus run_spectrum(Program &program, const SpectrumOptions &options) {
                 page_of(result, view, page_title(plan), record_of_session(program, options.note))));
             destinations.page->finish();
         }
-        return judge_spectrum(result, rig.board(), program.console);
+        return result.complete() ? ExitStatus::done : ExitStatus::cancelled;
     });
 }
 

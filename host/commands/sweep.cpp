@@ -10,22 +10,20 @@
 #include "host/session/rig.h"
 #include "host/tables/catalogue.h"
 #include "host/tables/table.h"
-#include "host/terminal/counted.h"
 
 namespace host {
 
 namespace {
 
-// What is wrong with the driver by this sweep, said to a person. Returns the exit status.
-ExitStatus judge(const SweepReport &report, Console &console) {
-    for (const sim::Complaint &complaint : report.complaints) {
-        console.error(fmt::format("the driver: {}, {}, first: {}", to_string(complaint.offence),
-                                  times_in_words(complaint.count), complaint.first));
-    }
+// What is wrong with the rows, said to a person. Returns the exit status.
+ExitStatus status_of(const SweepReport &report, Console &console) {
     unsigned defects = 0;
     for (const SweptRow &row : report.rows) {
         if (row.is_defect()) {
-            console.error(fmt::format("receivable, but no lock: {}", line_of(row)));
+            console.error(
+                fmt::format("receivable, but {}: {}",
+                            row.row_class == RowClass::locked_without_data ? "no data" : "no lock",
+                            line_of(row)));
             ++defects;
         }
     }
@@ -35,21 +33,11 @@ ExitStatus judge(const SweepReport &report, Console &console) {
     if (defects != 0) {
         return ExitStatus::no_lock;
     }
-    if (!report.complaints.empty()) {
-        return ExitStatus::internal_error;
-    }
     if (report.totals().at(static_cast<std::size_t>(RowClass::locked)) == 0) {
         console.error("no row of the tables locked");
         return ExitStatus::nothing_found;
     }
     return ExitStatus::done;
-}
-
-// What a simulated world has to say of the driver's manners.
-std::vector<sim::Complaint> complaints_of(HostBoard &board) {
-    SimulatedBoard *simulated = board.simulated();
-    return simulated == nullptr ? std::vector<sim::Complaint>{}
-                                : simulated->receiver().complaints();
 }
 
 // The first port that a row names, 0 when none does.
@@ -92,12 +80,12 @@ ExitStatus run_sweep(Program &program, const SweepOptions &options) {
         runner.run(session);
         const SweepReport report{tables,
                                  runner.take_rows(),
-                                 complaints_of(rig.board()),
+                                 rig.complaints(),
                                  rig.cut_short_by(),
                                  (now_ns() - begin_ns) / 1'000'000U,
                                  (board::wall_now_ns() - wall_begin_ns) / 1'000'000U};
         writer.finish(report);
-        return judge(report, program.console);
+        return status_of(report, program.console);
     });
 }
 

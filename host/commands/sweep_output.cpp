@@ -91,12 +91,6 @@ Json totals_json(const ClassTotals &totals) {
     return json;
 }
 
-Json complaint_json(const sim::Complaint &complaint) {
-    return {{"offence", to_string(complaint.offence)},
-            {"count", complaint.count},
-            {"first", complaint.first}};
-}
-
 // All but the rows.
 Json summary_json(const SweepReport &report) {
     Json json = completeness(report.cut_short_by);
@@ -108,10 +102,7 @@ Json summary_json(const SweepReport &report) {
     }
     json["totals"] = totals_json(report.totals());
     json["virtual_time_ms"] = report.virtual_ms;
-    json["complaints"] = Json::array();
-    for (const sim::Complaint &complaint : report.complaints) {
-        json["complaints"].push_back(complaint_json(complaint));
-    }
+    json["complaints"] = json_of(report.complaints);
     return json;
 }
 
@@ -135,6 +126,7 @@ std::string count_of(const TableTotals &row) {
 constexpr auto totals_columns = std::to_array<Column<TableTotals>>(
     {{"table", [](const TableTotals &row) { return row.name; }},
      {"locked", count_of<RowClass::locked>, Align::right, 8},
+     {"no data", count_of<RowClass::locked_without_data>, Align::right, 8},
      {"no lock", count_of<RowClass::no_lock>, Align::right, 8},
      {"out of range", count_of<RowClass::out_of_range>, Align::right, 12},
      {"refused", count_of<RowClass::refused>, Align::right, 8},
@@ -151,12 +143,14 @@ std::vector<TableTotals> totals_by_table(const SweepReport &report) {
     return rows;
 }
 
-// Why rows without lock have none, the most frequent reason first.
+// Why rows are without lock or data, the most frequent reason first.
 void write_reasons(Output &output, const SweepReport &report) {
     std::map<std::string, unsigned> counts;
     for (const SweptRow &row : report.rows) {
         if (row.row_class == RowClass::no_lock) {
-            ++counts[row.reason];
+            ++counts["no lock, " + row.reason];
+        } else if (row.row_class == RowClass::locked_without_data) {
+            ++counts["no data, " + row.reason];
         }
     }
     std::vector<std::pair<unsigned, std::string>> ordered;
@@ -166,7 +160,7 @@ void write_reasons(Output &output, const SweepReport &report) {
     }
     std::sort(ordered.rbegin(), ordered.rend());
     for (const auto &[count, reason] : ordered) {
-        output.line(fmt::format("no lock, {}: {}", reason, count));
+        output.line(fmt::format("{}: {}", reason, count));
     }
 }
 

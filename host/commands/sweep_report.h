@@ -8,17 +8,17 @@
 #include <vector>
 
 #include "broadcast/transponder.h"
+#include "host/session/judge.h"
 #include "host/session/session.h"
 #include "host/tables/table.h"
-#include "sim/receiver.h"
 
 namespace host {
 
 // Each row of a table ends in exactly one of these.
-enum class RowClass { locked, no_lock, out_of_range, refused, unusable_row };
+enum class RowClass { locked, locked_without_data, no_lock, out_of_range, refused, unusable_row };
 
-constexpr std::array<const char *, 5> row_class_names{"locked", "no_lock", "out_of_range",
-                                                      "refused", "unusable_row"};
+constexpr std::array<const char *, 6> row_class_names{
+    "locked", "locked_without_data", "no_lock", "out_of_range", "refused", "unusable_row"};
 
 std::string to_string(RowClass row_class);
 
@@ -38,9 +38,10 @@ struct SweptRow {
     std::string reason;       // a few words, always the same ones
     std::string explanation;  // with the numbers
 
-    // What a receiver should have locked to and did not.
+    // What a receiver should have locked to, with data, and did not, though nothing stands in the
+    // way.
     [[nodiscard]] bool is_defect() const {
-        return row_class != RowClass::locked && receivable.value_or(false);
+        return row_class != RowClass::locked && receivable.value_or(false) && obstacle.empty();
     }
 };
 
@@ -51,7 +52,7 @@ using ClassTotals = std::array<unsigned, row_class_names.size()>;
 struct SweepReport {
     const std::vector<Table> &tables;
     std::vector<SweptRow> rows;
-    std::vector<sim::Complaint> complaints;
+    Complaints complaints;
     std::string cut_short_by;  // empty for a whole one
     std::uint64_t virtual_ms = 0;
     std::uint64_t wall_ms = 0;

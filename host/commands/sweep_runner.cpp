@@ -102,7 +102,9 @@ SweptRow SweepRunner::visit(Session &session, const TableRow &row, const broadca
     result.lnb = lnb.name;
     result.if_khz = plan.if_khz;
     rig_.fit_lnb(lnb);
-    switch (session.tune(request)) {
+    const TuneAnswer answer = session.tune(request);
+    rig_.judge().hear_answer(request, answer != TuneAnswer::out_of_range);
+    switch (answer) {
         case TuneAnswer::out_of_range:
             result.row_class = RowClass::out_of_range;
             result.reason = "if_range";
@@ -119,6 +121,7 @@ SweptRow SweepRunner::visit(Session &session, const TableRow &row, const broadca
             result.explanation = "the demodulator could not be set up for this channel";
             return result;
         default:
+            rig_.judge().see_cable(request);
             await_lock(session, port, result);
             return result;
     }
@@ -140,14 +143,32 @@ void SweepRunner::await_lock(Session &session, unsigned port, SweptRow &result) 
         result.row_class = RowClass::locked;
         if (!rig_.must_end()) {
             result.signal = session.signal();
+            judge_lock(result);
         }
         return;
     }
     result.row_class = RowClass::no_lock;
     rig_.look();
+    if (!rig_.must_end()) {
+        rig_.judge().hear_lock([&session] { return session.locked(); });
+    }
     const NoLock why = explain_no_lock(rig_.board()).value_or(NoLock{"no lock", ""});
     result.reason = why.reason;
     result.explanation = why.explanation;
+}
+
+// What the lock is worth, and what the driver says of it.
+void SweepRunner::judge_lock(SweptRow &result) {
+    rig_.judge().hear_published(*result.signal);
+    result.explanation = rig_.judge().without_data();
+    if (result.explanation.empty()) {
+        return;
+    }
+    result.row_class = RowClass::locked_without_data;
+    result.reason = "transport stream";
+    if (result.transponder->symbol_rate >= first_wrapped_rate) {
+        result.obstacle = wrapped_rate_explanation;
+    }
 }
 
 // A world that says whether waiting is worth while.

@@ -78,6 +78,7 @@ Presentation presentation_of(const Json &result, const Target &target, const Tun
             .sheet =
                 [&result] {
                     Json flat = result;
+                    flat.erase("complaints");
                     spread(flat, "signal");
                     return sheet_of(flat);
                 }};
@@ -100,7 +101,19 @@ ExitStatus status_of(const Reception &reception, const Program &program) {
     if (program.interrupt.requested()) {
         return ExitStatus::cancelled;
     }
-    return reception.lock_ms ? ExitStatus::done : ExitStatus::no_lock;
+    if (reception.lock_ms && !reception.is_usable()) {
+        say_without_data(program.console, reception);
+    }
+    return reception.is_usable() ? ExitStatus::done : ExitStatus::no_lock;
+}
+
+// What the world has to say of a tune that the plug-in did.
+void judge(Judge &judge, Session &session, Reception &reception) {
+    judge.hear_lock([&session] { return session.locked(); });
+    if (reception.reading.locked) {
+        judge.hear_published(session.signal());
+    }
+    reception.without_data = judge.without_data();
 }
 
 ExitStatus tune_with_plugin(Program &program, const TuneOptions &options, const Target &target) {
@@ -108,7 +121,10 @@ ExitStatus tune_with_plugin(Program &program, const TuneOptions &options, const 
     Rig rig(program.rig_options(), program.console);
     const TuneWay way = prepare_way(rig, program, target);
     return rig.run([&](Session &session) {
-        refuse_answer(session.tune(way.request), way.plan);
+        const TuneAnswer answer = session.tune(way.request);
+        rig.judge().hear_answer(way.request, answer != TuneAnswer::out_of_range);
+        refuse_answer(answer, way.plan);
+        rig.judge().see_cable(way.request);
         Reception reception;
         const auto gives_up = patience_of(options, rig, program.console);
         reception.lock_ms = session.wait_for_lock({[&](std::uint64_t elapsed_ms) {
@@ -121,6 +137,7 @@ ExitStatus tune_with_plugin(Program &program, const TuneOptions &options, const 
         rig.look();
         if (!rig.must_end()) {
             reception.reading = PublishedReception(session).read();
+            judge(rig.judge(), session, reception);
         }
         const Json result = result_of(target, way, Via::plugin, reception, rig);
         present(output, presentation_of(result, target, way, reception));
@@ -139,11 +156,15 @@ void refuse_to_keep_supply(HostBoard &board) {
 Reception receive_with_chips(ChipSession &session, ChipReceptionReader &reader, const TuneWay &way,
                              const TuneOptions &options, ChipRig &rig, Console &console) {
     tune_directly(session, way.plan);
+    rig.judge().see_cable(way.request);
     Reception reception = reader.await_lock(patience_of(options, rig, console));
     console.progress("");
     rig.look();
     if (rig.must_end()) {
         reception.reading = {};  // the last transfers may have been cut short
+    } else {
+        rig.judge().hear(reception.reading);
+        reception.without_data = rig.judge().without_data();
     }
     session.take_lines();
     return reception;
@@ -194,6 +215,7 @@ ExitStatus tune_in(Program &program, const TuneOptions &options, const Target &t
     }
     if (options.keep_lnb_power && !rig.must_end()) {
         session.leave_running();
+        rig.judge().leave_running();
         program.console.note("The LNB stays supplied and the chips stay tuned");
     }
     return program.interrupt.requested() ? ExitStatus::cancelled : status;

@@ -26,6 +26,7 @@ struct Detection {
     std::uint64_t duration_ms = 0;
     std::vector<FoundBand> bands;
     std::string cut_short_by = {};  // empty for a whole search
+    Complaints complaints = {};
 
     [[nodiscard]] bool found_any() const {
         return std::any_of(bands.begin(), bands.end(),
@@ -74,6 +75,7 @@ Json search_json(const Detection &detection) {
               {"command_sent", detection.command_sent}};
     json.update(completeness(detection.cut_short_by));
     json["duration_ms"] = detection.duration_ms;
+    add_complaints(json, detection.complaints);
     return json;
 }
 
@@ -146,6 +148,9 @@ Detection detect(ChipSession &session, ChipRig &rig, const SearchRange &range,
     detection.command_sent = !options.no_command;
     detection.bands = search_user_bands(range, detection.command_sent, rig.board().watch());
     session.take_lines();
+    for (const FoundBand &band : detection.bands) {
+        rig.judge().hear_user_band(band.frequency_mhz, band.valid);
+    }
     const auto write = [&](const FoundBand &band) {
         writer.write({static_cast<std::size_t>(&band - detection.bands.data()), band});
     };
@@ -157,6 +162,7 @@ Detection detect(ChipSession &session, ChipRig &rig, const SearchRange &range,
     rig.look();
     detection.cut_short_by = rig.cut_short_by();
     detection.duration_ms = ms_since(begin_ns);
+    detection.complaints = rig.complaints();
     return detection;
 }
 

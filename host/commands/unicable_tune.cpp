@@ -44,6 +44,7 @@ void write_text(Output &output, const Json &result, const UnicableWay &way, cons
 Json flat(const Json &result) {
     Json row = result;
     row.erase("lnb");
+    row.erase("complaints");
     row["lnb"] = result.at("lnb").at("name");
     for (const char *group : {"plan", "user_band", "signal"}) {
         spread(row, group);
@@ -61,7 +62,7 @@ void advise(Console &console, const UserBand &band, const UserBandReception &rec
 
 ExitStatus status_of(const Program &program, const UserBandReception &reception) {
     if (reception.lock_ms) {
-        return ExitStatus::done;
+        return reception.is_usable() ? ExitStatus::done : ExitStatus::no_lock;
     }
     return program.interrupt.requested() ? ExitStatus::cancelled : ExitStatus::no_lock;
 }
@@ -103,6 +104,9 @@ ExitStatus tune_through(Program &program, const UnicableTuneOptions &options,
     rig.look();
     if (rig.must_end()) {
         reception.reading = {};  // the last transfers may have been cut short
+    } else {
+        rig.judge().hear(reception.reading);
+        reception.without_data = rig.judge().without_data();
     }
     session.take_lines();
     Json result = make_result(way, band, channel, reception, rig);
@@ -111,7 +115,9 @@ ExitStatus tune_through(Program &program, const UnicableTuneOptions &options,
              .json = [&result] { return result; },
              .sheet = [&result] { return sheet_of(flat(result)); }});
     const ExitStatus status = status_of(program, reception);
-    if (status == ExitStatus::no_lock) {
+    if (status == ExitStatus::no_lock && reception.lock_ms) {
+        say_without_data(program.console, reception);
+    } else if (status == ExitStatus::no_lock) {
         if (lacks_unit(rig.board())) {
             program.console.note(no_unit_advice);
         } else {

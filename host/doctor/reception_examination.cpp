@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/doctor/reception_examination.h"
 
+#include "host/cable/request.h"
 #include "host/doctor/missing_lock.h"
 #include "host/doctor/reception_measurement.h"
 #include "host/doctor/reception_words.h"
@@ -20,6 +21,8 @@ class Examination {
     void examine_cable();
     bool look_for_lock();
     void examine_lock();
+    void judge_lock(bool locked);
+    void judge(const ReceptionReading &reading);
     void examine_standby(bool locked);
 
     [[nodiscard]] const Aim &aim() const { return reception_.aim(); }
@@ -55,19 +58,38 @@ bool Examination::look_for_lock() {
     TrialOutcome lock;
     findings_.examine("lock", [&] {
         lock = reception_.try_lock(reception_.aimed_way(), times_.lock_ms);
+        judge_lock(lock.locked);
         return finding_of(lock, aim().transponder);
     });
     return lock.locked;
 }
 
 void Examination::examine_lock() {
-    findings_.examine("quality", [] { return finding_of(measure_quality()); });
+    findings_.examine("quality", [this] {
+        const QualityReading quality = measure_quality();
+        judge({true, quality, {}, {}, {}});
+        return finding_of(quality);
+    });
     if (!aim().user_band) {
-        findings_.examine("carrier",
-                          [this] { return finding_of(measure_carrier(aim().plan), aim().lnb); });
+        findings_.examine("carrier", [this] {
+            const CarrierReading carrier = measure_carrier(aim().plan);
+            judge({true, {}, carrier, {}, {}});
+            return finding_of(carrier, aim().lnb);
+        });
     }
     findings_.examine("watch",
                       [this] { return finding_of(watch_lock(reception_, times_.watch_ms)); });
+}
+
+// What a simulated world knows of it.
+void Examination::judge_lock(bool locked) {
+    reception_.judge().see_cable(request_for(aim().transponder, aim().lnb, aim().plan.switch_pos));
+    reception_.judge().hear_lock([locked] { return locked; });
+}
+
+void Examination::judge(const ReceptionReading &reading) {
+    reception_.judge().hear(reading);
+    reception_.judge().expect_data();
 }
 
 void Examination::examine_standby(bool locked) {

@@ -9,8 +9,8 @@
 
 namespace host {
 
-TrialReception::TrialReception(ChipSession &session, Aim aim, MustEnd must_end)
-    : session_(session), aim_(std::move(aim)), must_end_(std::move(must_end)) {
+TrialReception::TrialReception(ChipSession &session, Judge &judge, Aim aim, MustEnd must_end)
+    : session_(session), judge_(judge), aim_(std::move(aim)), must_end_(std::move(must_end)) {
     if (aim_.user_band) {
         const UserBandPlan plan = plan_user_band(*aim_.user_band, aim_.plan, aim_.lnb, Position::a);
         ChipSession::receive_through(*aim_.user_band, plan.bank);

@@ -10,6 +10,7 @@
 #include "host/cable/plan.h"
 #include "host/cable/user_band.h"
 #include "host/session/chip_session.h"
+#include "host/session/judge.h"
 
 namespace host {
 
@@ -45,9 +46,10 @@ class TrialReception {
     };
 
     // Tells the driver about the Unicable unit, if the aim has one.
-    TrialReception(ChipSession &session, Aim aim, MustEnd must_end);
+    TrialReception(ChipSession &session, Judge &judge, Aim aim, MustEnd must_end);
 
     [[nodiscard]] ChipSession &session() { return session_; }
+    [[nodiscard]] Judge &judge() { return judge_; }
     [[nodiscard]] const Aim &aim() const { return aim_; }
     [[nodiscard]] bool must_end() const { return must_end_.by_look(); }
     [[nodiscard]] bool must_end_asleep() const { return must_end_.without(); }
@@ -64,6 +66,7 @@ class TrialReception {
 
  private:
     ChipSession &session_;
+    Judge &judge_;
     Aim aim_;
     MustEnd must_end_;
 };

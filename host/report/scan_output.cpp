@@ -35,6 +35,9 @@ Json transponder_json(const FoundTransponder &found) {
         json["strength_percent"] = *found.strength_percent;
     }
     json["if_khz"] = found.if_khz;
+    if (!found.without_data.empty()) {
+        json["without_data"] = found.without_data;
+    }
     return json;
 }
 
@@ -147,6 +150,7 @@ Json summary_json(const ScanResult &result) {
     if (result.shows_wall_time) {
         json["wall_time_ms"] = result.wall_ms;
     }
+    add_complaints(json, result.complaints);
     return json;
 }
 
@@ -187,7 +191,7 @@ std::vector<std::string> members(bool compares) {
     std::vector<std::string> names{"frequency_khz", "polarisation", "symbol_rate_sps",  "system",
                                    "modulation",    "code_rate",    "roll_off",         "pilots",
                                    "inverted",      "quality_db",   "strength_percent", "port",
-                                   "leg",           "if_khz",       "replaces"};
+                                   "leg",           "if_khz",       "without_data",     "replaces"};
     if (compares) {
         names.insert(names.end(), {"state", "row", "cause", "nominal_khz", "offset_khz"});
     }
@@ -229,8 +233,12 @@ constexpr auto found_columns = std::to_array<Column<FoundTransponder>>(
       [](const FoundTransponder &found) {
           return found.strength_percent ? fmt::format("{} %", *found.strength_percent) : "";
       }},
-     {"port", [](const FoundTransponder &found) {
+     {"port",
+      [](const FoundTransponder &found) {
           return found.port != 0 ? fmt::format("{}", found.port) : "";
+      }},
+     {"data", [](const FoundTransponder &found) {
+          return std::string(found.without_data.empty() ? "" : "none");
       }}});
 
 void write_comparison(Output &output, const ScanResult &result) {

@@ -111,6 +111,7 @@ Json measurement_json(const SpectrumResult &result, const SpectrumView &view) {
         json["fall_db"] = view.fall_db;
     }
     json["virtual_time_ms"] = result.time_ms;
+    add_complaints(json, result.complaints);
     return json;
 }
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "broadcast/transponder.h"
@@ -22,6 +23,7 @@ struct FoundTransponder {
     SignalInfo signal;
     std::optional<int> quality_db;
     std::optional<unsigned> strength_percent;
+    std::string without_data = {};  // why none come behind the lock, where somebody knows
 
     bool operator==(const FoundTransponder &) const = default;
 };

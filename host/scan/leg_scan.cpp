@@ -54,8 +54,9 @@ broadcast::System system_of(const scan_candidate &candidate) {
 
 }  // namespace
 
-LegScan::LegScan(const ScanLeg &leg, std::size_t index, const ScanSettings &settings, Watch watch)
-    : leg_(leg), index_(index), settings_(settings), watch_(std::move(watch)) {
+LegScan::LegScan(const ScanLeg &leg, std::size_t index, const ScanSettings &settings, Judge &judge,
+                 Watch watch)
+    : leg_(leg), index_(index), settings_(settings), judge_(judge), watch_(std::move(watch)) {
     running = this;
     ds3000_set_scan_callback(on_event);
 }
@@ -146,6 +147,10 @@ void LegScan::take_lock(const scan_candidate &candidate) {
     found.signal = read_signal_info();
     found.quality_db = measure_quality_db();
     found.strength_percent = measure_strength();
+    judge_.hear_found({found.if_khz, candidate.symbol_rate, found.signal, *found.quality_db,
+                       found.strength_percent});
+    judge_.expect_data();
+    found.without_data = judge_.without_data();
     result_.found.push_back(found);
 }
 

@@ -10,6 +10,7 @@
 #include "host/cable/legs.h"
 #include "host/scan/attendance.h"
 #include "host/scan/found.h"
+#include "host/session/judge.h"
 
 namespace host {
 
@@ -53,7 +54,9 @@ class LegScan {
 
     // index: of the leg, for what is found. The watch is called as the scan goes on; when it
     // throws, the scan is cancelled and run() throws the same.
-    LegScan(const ScanLeg &leg, std::size_t index, const ScanSettings &settings, Watch watch);
+    // judge: hears of what locks.
+    LegScan(const ScanLeg &leg, std::size_t index, const ScanSettings &settings, Judge &judge,
+            Watch watch);
     LegScan(const LegScan &) = delete;
     LegScan &operator=(const LegScan &) = delete;
     ~LegScan();
@@ -73,6 +76,7 @@ class LegScan {
     const ScanLeg &leg_;
     std::size_t index_;
     ScanSettings settings_;
+    Judge &judge_;
     Watch watch_;
     const Attendance *attendance_ = nullptr;
     LegResult result_;

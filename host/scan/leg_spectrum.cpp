@@ -57,6 +57,7 @@ std::optional<LevelReading> sound_level(std::uint32_t if_mhz, const Attendance &
         const std::uint64_t failed_before = attendance.failed_transfers();
         const LevelReading reading = read_level(if_mhz);
         if (attendance.failed_transfers() == failed_before) {
+            attendance.hear_gain(-reading.level_db);
             return reading;
         }
     }

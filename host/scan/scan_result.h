@@ -15,6 +15,7 @@
 #include "host/scan/found.h"
 #include "host/scan/leg_scan.h"
 #include "host/scan/leg_spectrum.h"
+#include "host/session/judge.h"
 
 namespace host {
 
@@ -35,6 +36,7 @@ struct ScanResult {
     std::size_t legs_planned = 0;
     std::vector<FoundTransponder> transponders;
     std::optional<Comparison> comparison;
+    Complaints complaints;
     std::string cut_short_by;   // empty for a whole one
     std::uint64_t time_ms = 0;  // of the receiver
     std::uint64_t wall_ms = 0;

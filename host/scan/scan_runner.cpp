@@ -40,13 +40,15 @@ ScanResult ScanRunner::run(ChipSession &session, const broadcast::Lnb &lnb,
         watch_(result);
     }
     result.cut_short_by = rig_.cut_short_by();
+    result.complaints = rig_.complaints();
     return result;
 }
 
 ScannedLeg ScanRunner::scan_leg(ChipSession &session, const ScanLeg &leg, std::size_t index,
                                 std::size_t count) {
     session.select(leg.cable);
-    LegScan scan(leg, index, settings_,
+    rig_.judge().see_leg(leg.cable);
+    LegScan scan(leg, index, settings_, rig_.judge(),
                  [&](const LegProgress &progress) { show(leg, index, count, progress); });
     ScannedLeg scanned{
         leg,
@@ -74,7 +76,8 @@ void ScanRunner::measure(ScannedLeg &scanned, std::size_t index, std::size_t cou
     const ScanLeg &leg = scanned.leg;
     const SpectrumWork work{
         {[this] { return rig_.must_end(); }, [this] { rig_.look(); },
-         [this] { return rig_.board().watch().failed_transfers(); }},
+         [this] { return rig_.board().watch().failed_transfers(); },
+         [this](double gain_db) { rig_.judge().hear_gain(gain_db); }},
         [&](std::uint32_t if_khz, double share) {
             const double of_leg = share_of_scan + (1 - share_of_scan) * share;
             console_.progress(fmt::format(

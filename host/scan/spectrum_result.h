@@ -12,6 +12,7 @@
 #include "host/cable/spectrum_point.h"
 #include "host/scan/leg_spectrum.h"
 #include "host/scan/spectrum_comparison.h"
+#include "host/session/judge.h"
 
 namespace host {
 
@@ -28,6 +29,7 @@ struct SpectrumResult {
     broadcast::Lnb lnb;
     std::vector<MeasuredLeg> legs;  // those begun
     std::size_t legs_planned = 0;
+    Complaints complaints;
     std::string cut_short_by;   // empty for a whole one
     std::uint64_t time_ms = 0;  // of the receiver
 

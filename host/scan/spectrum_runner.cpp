@@ -20,15 +20,18 @@ SpectrumResult SpectrumRunner::run(ChipSession &session, const std::vector<ScanL
         watch_(result.legs.back());
     }
     result.cut_short_by = rig_.cut_short_by();
+    result.complaints = rig_.complaints();
     return result;
 }
 
 MeasuredLeg SpectrumRunner::measure_leg(ChipSession &session, const ScanLeg &leg, std::size_t index,
                                         std::size_t count) {
     session.select(leg.cable);
+    rig_.judge().see_leg(leg.cable);
     const SpectrumWork work{
         {[this] { return rig_.must_end(); }, [this] { rig_.look(); },
-         [this] { return rig_.board().watch().failed_transfers(); }},
+         [this] { return rig_.board().watch().failed_transfers(); },
+         [this](double gain_db) { rig_.judge().hear_gain(gain_db); }},
         [&](std::uint32_t if_khz, double share) {
             if (console_.shows_progress()) {
                 console_.progress(

@@ -260,7 +260,7 @@ Reception ChipReceptionReader::await_lock(
          .give_up =
              [&](std::uint64_t elapsed_ms) { return locked_polls == 0 && give_up(elapsed_ms); },
          .pause = [] { usleep(polling_period_ms * 1'000); }});
-    return {outcome.since_ms, outcome.waited_ms, look_closer()};
+    return {outcome.since_ms, outcome.waited_ms, look_closer(), {}};
 }
 
 }  // namespace host

@@ -123,6 +123,9 @@ struct Reception {
     std::optional<std::uint64_t> lock_ms;  // from the set-up's end to lock
     std::uint64_t waited_ms = 0;           // when waiting ended
     ReceptionReading reading;
+    std::string without_data;  // why none come behind the lock, where somebody knows
+
+    [[nodiscard]] bool is_usable() const { return lock_ms && without_data.empty(); }
 };
 
 // Set the chip layer up for a plan's channel, on a cable that delivers it. Throws Failure

@@ -34,7 +34,10 @@ Workbench::Workbench(const RigOptions &options, Console &console)
     : console_(console),
       stopped_(options.board.stopped),
       log_(options.driver_log, console),
-      board_(open_board(options.board, console)) {}
+      board_(open_board(options.board, console)),
+      judge_(board_->simulated()) {}
+
+Complaints Workbench::complaints() const { return loss() ? Complaints{} : judge_.complaints(); }
 
 bool Workbench::must_end() const { return stopped_() || loss(); }
 
@@ -73,6 +76,10 @@ ExitStatus Workbench::live(BoardWatch::Work work, const std::function<ExitStatus
         const EndOfWork end{board_->watch()};
         board_->watch().begin_work(work);
         status = session();
+        if (!loss()) {
+            judge_.see_end();
+            status = judge_.sentence(status, console_);
+        }
     } catch (const Failure &failure) {
         if (failure.status() == ExitStatus::hardware_absent && stopped_()) {
             return ExitStatus::cancelled;  // a start-up that was cut short finds no chip

@@ -10,6 +10,7 @@
 #include "host/boards/simulated_board.h"
 #include "host/cable/lnb_choice.h"
 #include "host/session/chip_session.h"
+#include "host/session/judge.h"
 #include "host/session/plugin_loader.h"
 #include "host/session/session.h"
 #include "host/terminal/console.h"
@@ -50,6 +51,11 @@ class Workbench {
 
     [[nodiscard]] HostBoard &board() { return *board_; }
     [[nodiscard]] DriverLog &log() { return log_; }
+    [[nodiscard]] Judge &judge() { return judge_; }
+
+    // What the judge has come to by now; nothing of a board that is gone, and of what a driver did
+    // that no chip answered.
+    [[nodiscard]] Complaints complaints() const;
 
     // Whether the work is to end before its time: a person wants it to, or the board is gone.
     [[nodiscard]] bool must_end() const;
@@ -69,8 +75,8 @@ class Workbench {
     void point_at(const broadcast::Satellite &satellite, unsigned port);
 
  protected:
-    // Do the work of a session, then end trace and log. What the driver wrote is shown when any of
-    // it fails.
+    // Do the work of a session, judge the driver, then end trace and log. What the driver wrote is
+    // shown when any of it fails.
     ExitStatus live(BoardWatch::Work work, const std::function<ExitStatus()> &session);
 
     // Do the work that a session is for. When the board goes meanwhile, that is what the work came
@@ -86,6 +92,7 @@ class Workbench {
     std::uint64_t looked_ns_ = 0;
     DriverLog log_;
     std::unique_ptr<HostBoard> board_;
+    Judge judge_;
 };
 
 // A workbench with a plug-in.

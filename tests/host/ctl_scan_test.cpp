@@ -87,6 +87,21 @@ TEST_F(CtlScan, finds_what_is_there_on_every_leg_with_its_parameters) {
     EXPECT_EQ(high_band[0].at("pilots"), false);
 }
 
+TEST_F(CtlScan, marks_what_locks_without_data) {
+    write_file("serial.toml", "[board]\nts_mode = 2\n" + read_file("world.toml"));
+
+    const Outcome run =
+        ctl("scan --board sim:serial.toml --range 10980M-11030M --polarisation V --format json");
+
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.err, HasSubstr("the driver: locked without data, once"));
+    const json result = parse_json(run.out);
+    EXPECT_EQ(breaks_schema(result, "scan"), "");
+    EXPECT_THAT(std::string(result.at("transponders").at(0).at("without_data")),
+                HasSubstr("wired for mode 2"));
+    EXPECT_EQ(result.at("complaints").at(0).at("offence"), "locked without data");
+}
+
 TEST_F(CtlScan, goes_through_bands_and_polarisations) {
     const json result = scan_json();
 

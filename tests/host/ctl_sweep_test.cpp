@@ -47,6 +47,7 @@ TEST_F(CtlSweep, puts_each_row_into_one_class) {
     EXPECT_EQ(row_of(sweep, "Mixed", 4).at("class"), "unusable_row");
     EXPECT_EQ(row_of(sweep, "Mixed", 5).at("class"), "locked");
     EXPECT_EQ(sweep.at("totals"), (json{{"locked", 2},
+                                        {"locked_without_data", 0},
                                         {"no_lock", 1},
                                         {"out_of_range", 1},
                                         {"refused", 0},
@@ -161,6 +162,37 @@ TEST_F(CtlSweep, what_the_hardware_complains_about_is_a_defect) {
     const json sweep = parse_json(run.out);
     EXPECT_EQ(breaks_schema(sweep, "sweep"), "");
     EXPECT_EQ(sweep.at("complaints").size(), 1U);
+}
+
+TEST_F(CtlSweep, a_lock_without_data_is_a_class_of_its_own_and_a_defect) {
+    write_file("serial.toml", "[board]\nts_mode = 1\n");
+
+    const Outcome run = ctl("sweep Clean --board sim:serial.toml --format json");
+
+    EXPECT_EQ(run.status, 5);
+    EXPECT_THAT(run.err, HasSubstr("receivable, but no data: locked_without_data Clean:1"));
+    const json sweep = parse_json(run.out);
+    EXPECT_EQ(breaks_schema(sweep, "sweep"), "");
+    EXPECT_EQ(sweep.at("totals").at("locked"), 0);
+    EXPECT_EQ(sweep.at("totals").at("locked_without_data"), 3);
+    const json row = row_of(sweep, "Clean", 1);
+    EXPECT_EQ(row.at("class"), "locked_without_data");
+    EXPECT_EQ(row.at("reason"), "transport stream");
+    EXPECT_THAT(std::string(row.at("explanation")), HasSubstr("wired for mode 1"));
+    EXPECT_THAT(ctl("sweep Clean --board sim:serial.toml").out,
+                HasSubstr("no data, transport stream: 3"));
+}
+
+TEST_F(CtlSweep, what_the_driver_cannot_read_is_without_data_and_no_defect) {
+    // 45000 ksym/s come back as -20536: the clock of 6000 kHz is too slow for 15 MB/s.
+    write_file("Wide", table_row(11582000, 45000000));
+
+    const Outcome run = ctl("sweep Wide --format json");
+
+    EXPECT_EQ(run.status, 7) << "no row locks";
+    const json row = row_of(parse_json(run.out), "Wide", 1);
+    EXPECT_EQ(row.at("class"), "locked_without_data");
+    EXPECT_THAT(std::string(row.at("obstacle")), HasSubstr("32768 ksym/s"));
 }
 
 TEST_F(CtlSweep, a_lock_that_only_the_driver_sees_is_none) {

@@ -32,6 +32,38 @@ TEST_F(CtlTune, locks_by_numbers_on_the_built_in_board) {
     EXPECT_FALSE(result.contains("reason"));
 }
 
+TEST_F(CtlTune, a_lock_without_data_is_no_reception) {
+    write_file("serial.toml",
+               "[board]\nts_mode = 1\n[[transponder]]\nfrequency_khz = 11_494_000\n"
+               "polarisation = \"H\"\nsymbol_rate = 22_000_000\nsystem = \"DVB-S2\"\n");
+    for (const char *via : {"plugin", "chip"}) {
+        const Outcome run =
+            ctl(fmt::format("{} --board sim:serial.toml --via {} --format json", by_numbers, via));
+
+        EXPECT_EQ(run.status, 5);
+        EXPECT_THAT(run.err, HasSubstr("locked without data: the transport-stream port works in "
+                                       "mode 3, the board is wired for mode 1"));
+        const auto result = parse_json(run.out);
+        EXPECT_EQ(breaks_schema(result, "tune"), "");
+        EXPECT_EQ(result.at("locked"), true);
+        EXPECT_THAT(std::string(result.at("without_data")), HasSubstr("mode 1"));
+    }
+    EXPECT_THAT(ctl(by_numbers + " --board sim:serial.toml").out, HasSubstr("data         none: "));
+}
+
+TEST_F(CtlTune, what_the_driver_does_wrong_is_said_and_no_success) {
+    const Outcome run =
+        ctl(by_numbers + " --format json --plugin " DS3000_WRONG_PLUGINS "/transfer.so");
+
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.err, HasSubstr("the driver: tuner transfer without the repeater, once"));
+    EXPECT_THAT(run.err, HasSubstr("the driver: lock claimed, once"));
+    EXPECT_THAT(run.err, HasSubstr("the driver: voltage wrong, once, first: "));
+    const auto result = parse_json(run.out);
+    EXPECT_EQ(breaks_schema(result, "tune"), "");
+    EXPECT_EQ(result.at("complaints").size(), 3U);
+}
+
 TEST_F(CtlTune, takes_a_downlink_as_lists_print_it) {
     write_file("Small", table_row(11494000, 22000000, "First"));
     for (const char *target : {"--frequency '11494 H' --symbol-rate 22Msps --system dvbs2",

@@ -44,7 +44,7 @@ class LegScan : public testing::Test {
     }
 
     LegResult run(const host::ScanSettings &settings) {
-        return host::LegScan(leg, 7, settings,
+        return host::LegScan(leg, 7, settings, judge,
                              [this](const LegProgress &progress) { steps.push_back(progress); })
             .run({[] { return false; }});
     }
@@ -52,6 +52,7 @@ class LegScan : public testing::Test {
     host::Console console;
     host::SimulatedBoard board{host::BoardOptions{}};
     host::DriverLog log{"none", console};
+    host::Judge judge{&board};
     host::ScanLeg leg;
     std::optional<host::ChipSession> session;
     std::vector<LegProgress> steps;
@@ -112,7 +113,7 @@ TEST_F(LegScan, progress_rises_to_the_whole_in_every_pass) {
 
 TEST_F(LegScan, cancelled_keeps_what_was_found) {
     unsigned locked = 0;
-    host::LegScan scan(leg, 0, {SCAN_ALGO_SWEEP, 2},
+    host::LegScan scan(leg, 0, {SCAN_ALGO_SWEEP, 2}, judge,
                        [&locked](const LegProgress &progress) { locked = progress.locked; });
 
     const LegResult result = scan.run({[&locked] { return locked == 1; }});
@@ -122,7 +123,7 @@ TEST_F(LegScan, cancelled_keeps_what_was_found) {
 }
 
 TEST_F(LegScan, watch_that_throws_ends_the_scan) {
-    host::LegScan scan(leg, 0, {SCAN_ALGO_SWEEP, 2},
+    host::LegScan scan(leg, 0, {SCAN_ALGO_SWEEP, 2}, judge,
                        [](const LegProgress &) { throw std::runtime_error("seen enough"); });
     EXPECT_THROW(scan.run({[] { return false; }}), std::runtime_error);
 }

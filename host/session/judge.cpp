@@ -1,0 +1,446 @@
+// SPDX-License-Identifier: MIT
+#include "host/session/judge.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "broadcast/modcod.h"
+#include "host/session/expected_figures.h"
+#include "host/session/pace.h"
+#include "host/terminal/counted.h"
+
+namespace host {
+
+namespace {
+
+// The intermediate frequencies that a tune takes.
+constexpr std::uint32_t lowest_if_khz = 950'000;
+constexpr std::uint32_t highest_if_khz = 2'150'000;
+
+std::string ms_text(std::uint64_t time_ns) {
+    return fmt::format("{:.3f} ms: ", static_cast<double>(time_ns) * 1e-6);
+}
+
+// Whether locks neither come nor go by themselves: not near the threshold.
+bool is_steady(const sim::Verdict &verdict) {
+    constexpr double unsteady_db = 2;
+    const double margin_db = verdict.cn_db - broadcast::threshold_db(*verdict.carrier).value_or(0);
+    return std::abs(margin_db) >= unsteady_db;
+}
+
+std::string on_off(bool on) { return on ? "on" : "off"; }
+
+// How far a loop may stand beside a carrier of that symbol rate, and what whole kHz hide.
+double loop_error_khz(const broadcast::Transponder &carrier) {
+    return 5 + carrier.symbol_rate * 1e-6;
+}
+
+// Packets a second that an error counter of DVB-S2 sees.
+double packets_per_s(const broadcast::Transponder &carrier) {
+    return broadcast::payload_bytes_per_s(carrier) / 188;
+}
+
+// What a correct demodulator tells of the carrier that it has locked.
+SignalInfo signal_of(const broadcast::Transponder &carrier, bool inverted) {
+    SignalInfo info;
+    info.system = carrier.system;
+    info.modulation = carrier.modulation;
+    info.code_rate = code_rate_of(carrier);
+    info.roll_off = carrier.roll_off;
+    if (carrier.system == broadcast::System::dvbs2) {
+        info.pilots = carrier.pilots;
+    }
+    info.inverted = inverted;
+    return info;
+}
+
+bool lies_within(std::uint64_t time_ms, std::uint64_t from_ms, std::uint64_t to_ms) {
+    return time_ms != 0 && time_ms >= from_ms && time_ms <= to_ms;
+}
+
+}  // namespace
+
+Json json_of(const Complaints &complaints) {
+    Json json = Json::array();
+    for (const Charge &charge : complaints) {
+        json.push_back(
+            {{"offence", charge.offence}, {"count", charge.count}, {"first", charge.first}});
+    }
+    return json;
+}
+
+void add_complaints(Json &result, const Complaints &complaints) {
+    if (!complaints.empty()) {
+        result["complaints"] = json_of(complaints);
+    }
+}
+
+void Judge::hear_answer(const tune_request &request, bool in_range) {
+    const std::uint32_t if_khz = wish_of(request).if_khz;
+    const bool is_in_range = if_khz >= lowest_if_khz && if_khz <= highest_if_khz;
+    if (can_tell() && in_range != is_in_range) {
+        charge("limits wrong",
+               fmt::format("the driver says that an intermediate frequency of {} "
+                           "kHz is {} its limits of {} to {} kHz",
+                           if_khz, in_range ? "within" : "outside", lowest_if_khz, highest_if_khz));
+    }
+}
+
+void Judge::see_cable(const tune_request &request) {
+    const CableWish wish = wish_of(request);
+    wish_ = wish;
+    see_leg({wish.volts == 18, wish.tone, wish.switch_port});
+}
+
+void Judge::see_leg(const CableLeg &leg) {
+    if (!can_judge_figures() || world_->scenario().unicable) {
+        return;
+    }
+    const sim::Receiver &receiver = world_->receiver();
+    const auto &fitted_switch = world_->scenario().diseqc_switch;
+    const unsigned volts = leg.voltage_18v ? 18 : 13;
+    if (receiver.supply_volts() != volts) {
+        charge("voltage wrong",
+               fmt::format("{} V on the cable, {} V asked for", receiver.supply_volts(), volts));
+    }
+    if (receiver.tone() != leg.tone) {
+        charge("tone wrong", fmt::format("the 22 kHz tone is {}, {} was asked for",
+                                         on_off(receiver.tone()), on_off(leg.tone)));
+    }
+    if (fitted_switch && leg.switch_port != 0 && leg.switch_port <= fitted_switch->ports.size() &&
+        receiver.switch_port() != leg.switch_port) {
+        charge("switch wrong", fmt::format("the switch stands at port {}, {} was asked for",
+                                           receiver.switch_port(), leg.switch_port));
+    }
+}
+
+void Judge::see_message(std::span<const std::uint8_t> bytes) {
+    if (!can_judge_figures()) {
+        return;
+    }
+    const auto &messages = world_->receiver().diseqc_messages();
+    const bool arrived =
+        !messages.empty() &&
+        std::equal(bytes.begin(), bytes.end(), messages.back().begin(), messages.back().end());
+    if (!arrived) {
+        charge(
+            "message wrong",
+            fmt::format(
+                "{:02X} was to go out on the cable, {:02X} did", fmt::join(bytes, " "),
+                fmt::join(messages.empty() ? std::vector<std::uint8_t>{} : messages.back(), " ")));
+    }
+}
+
+void Judge::hear_lock(const std::function<bool()> &claimed) {
+    if (!can_tell() || !can_judge_figures()) {
+        return;
+    }
+    constexpr int looks = 4;
+    constexpr std::uint64_t between_looks_ms = 100;
+    const bool first_claim = claimed();
+    sim::Verdict verdict = world_->receiver().verdict();
+    for (int i = 1; i < looks && first_claim != verdict.locked(); ++i) {
+        pause_ms(between_looks_ms);
+        if (claimed() != first_claim) {
+            return;
+        }
+        verdict = world_->receiver().verdict();
+    }
+    if (first_claim == verdict.locked() || (verdict.carrier && !is_steady(verdict))) {
+        return;
+    }
+    if (first_claim) {
+        charge("lock claimed", fmt::format("the driver says that there is lock: {}", verdict.text));
+    } else {
+        charge("lock missed",
+               fmt::format("the driver says that there is no lock: {}", verdict.text));
+    }
+}
+
+void Judge::hear_published(const Signal &signal) {
+    if (!can_judge_figures()) {
+        return;
+    }
+    const sim::Verdict verdict = world_->receiver().verdict();
+    if (verdict.locked()) {
+        judge_quality(verdict, signal.quality_db);
+        judge_strength(signal.strength_percent);
+        if (!world_->scenario().board.iq_swap) {  // of which a plug-in cannot be told
+            judge_expectation(verdict);
+        }
+    }
+}
+
+void Judge::hear(const ReceptionReading &reading) {
+    if (!can_judge_figures()) {
+        counted_ns_.reset();
+        return;
+    }
+    const sim::Verdict verdict = world_->receiver().verdict();
+    if (!verdict.locked() || !reading.locked) {
+        counted_ns_.reset();
+        return;
+    }
+    if (reading.quality) {
+        judge_quality(verdict, reading.quality->quality_db);
+        if (reading.quality->signal) {
+            judge_signal(verdict, *reading.quality->signal);
+        }
+    }
+    if (reading.carrier) {
+        judge_carrier(verdict, reading.carrier->above_khz);
+    }
+    if (reading.errors) {
+        judge_errors(verdict, *reading.errors);
+    }
+    counted_ns_ = world_->clock().now_ns();
+    if (reading.strength_percent) {
+        judge_strength(*reading.strength_percent);
+    }
+    judge_expectation(verdict);
+}
+
+void Judge::hear_found(const FoundCarrierFigures &found) {
+    if (!can_judge_figures()) {
+        return;
+    }
+    const sim::Verdict verdict = world_->receiver().verdict();
+    if (!verdict.locked()) {
+        charge("lock claimed",
+               fmt::format("the scan says that {} kHz is locked: {}", found.if_khz, verdict.text));
+        return;
+    }
+    judge_quality(verdict, found.quality_db);
+    judge_signal(verdict, found.signal);
+    if (found.strength_percent) {
+        judge_strength(*found.strength_percent);
+    }
+    const double true_ksps = verdict.carrier->symbol_rate / 1000.0;
+    if (std::abs(found.symbol_rate_ksps - true_ksps) > 2 + true_ksps * 5e-4) {
+        charge("symbol rate wrong", fmt::format("the driver says {} ksym/s, the carrier has {:.1f}",
+                                                found.symbol_rate_ksps, true_ksps));
+    }
+    const double off_khz = std::abs(found.if_khz - verdict.cable_khz);
+    if (frequencies_can_be_right() && off_khz > loop_error_khz(*verdict.carrier)) {
+        charge("frequency wrong", fmt::format("the driver says {} kHz, the carrier lies at {:.0f}",
+                                              found.if_khz, verdict.cable_khz));
+    }
+}
+
+void Judge::hear_gain(double gain_db) {
+    constexpr double truncation_db = 0.1;
+    if (!can_judge_figures()) {
+        return;
+    }
+    const double true_db = world_->receiver().gain_centidb() / 100;
+    if (std::abs(gain_db - true_db) > truncation_db) {
+        charge("gain wrong",
+               fmt::format("the driver says {:.2f} dB, it is {:.2f} dB", gain_db, true_db));
+    }
+}
+
+void Judge::hear_user_band(std::uint32_t frequency_mhz, bool valid) {
+    if (!valid || !can_judge_figures() || !world_->scenario().unicable) {
+        return;
+    }
+    constexpr double rounding_mhz = 1;
+    const auto &bands = world_->scenario().unicable->band_mhz;
+    if (std::none_of(bands.begin(), bands.end(), [&](const std::optional<double> &band) {
+            return band && std::abs(*band - frequency_mhz) <= rounding_mhz;
+        })) {
+        charge("user band wrong",
+               fmt::format("the driver says that one lies at {} MHz, where the unit has none",
+                           frequency_mhz));
+    }
+}
+
+void Judge::see_end() {
+    if (!can_tell() || !world_->scenario().faults.empty()) {
+        return;
+    }
+    const sim::Receiver &receiver = world_->receiver();
+    if (receiver.bus_is_open()) {
+        charge("bus left open", "the session is over and the bus was not closed");
+    }
+    if (stays_on_) {
+        return;
+    }
+    if (receiver.supply_volts() != 0) {
+        charge("supply left on",
+               fmt::format("the session is over and the LNB has {} V", receiver.supply_volts()));
+    }
+    if (receiver.demodulator_is_awake()) {
+        charge("chip left awake", "the session is over and the demodulator is not asleep");
+    }
+    if (receiver.tuner_is_awake()) {
+        charge("chip left awake", "the session is over and the tuner is not asleep");
+    }
+}
+
+std::string Judge::without_data() const {
+    if (!can_tell()) {
+        return "";
+    }
+    const sim::Verdict verdict = world_->receiver().verdict();
+    return verdict.locked() ? describe_fault(verdict.ts) : "";
+}
+
+void Judge::expect_data() {
+    if (!can_judge_figures()) {
+        return;
+    }
+    const sim::Verdict verdict = world_->receiver().verdict();
+    if (verdict.locked() && !verdict.ts.carries_payload() &&
+        verdict.carrier->symbol_rate < first_wrapped_rate) {
+        charge("locked without data", describe_fault(verdict.ts));
+    }
+}
+
+void Judge::charge(const std::string &offence, const std::string &what) {
+    const auto same = std::find_if(charges_.begin(), charges_.end(),
+                                   [&](const Charge &charge) { return charge.offence == offence; });
+    if (same != charges_.end()) {
+        ++same->count;
+        return;
+    }
+    charges_.push_back({offence, 1, ms_text(world_->clock().now_ns()) + what});
+}
+
+Complaints Judge::complaints() const {
+    if (!can_tell()) {
+        return {};
+    }
+    Complaints all;
+    for (const sim::Complaint &complaint : world_->receiver().complaints()) {
+        all.push_back({to_string(complaint.offence), complaint.count, complaint.first});
+    }
+    all.insert(all.end(), charges_.begin(), charges_.end());
+    return all;
+}
+
+ExitStatus Judge::sentence(ExitStatus status, Console &console) const {
+    const Complaints all = complaints();
+    for (const Charge &charge : all) {
+        console.error(fmt::format("the driver: {}, {}, first: {}", charge.offence,
+                                  times_in_words(charge.count), charge.first));
+    }
+    const bool went_well = status == ExitStatus::done || status == ExitStatus::nothing_found;
+    return went_well && !all.empty() ? ExitStatus::internal_error : status;
+}
+
+bool Judge::is_settled() const {
+    constexpr std::uint64_t settling_ms = 2'000;
+    const std::uint64_t now_ms = world_->clock().now_ns() / 1'000'000;
+    const std::uint64_t from_ms = now_ms - std::min(now_ms, settling_ms);
+    const auto &events = world_->scenario().events;
+    return std::none_of(events.begin(), events.end(), [&](const sim::Event &event) {
+        return lies_within(event.period.from_ms, from_ms, now_ms) ||
+               lies_within(event.period.to_ms, from_ms, now_ms);
+    });
+}
+
+bool Judge::can_judge_figures() const {
+    return can_tell() && world_->scenario().faults.empty() && is_settled();
+}
+
+// The driver counts the tuner's own offset with the wrong sign where the spectrum arrives mirrored
+// and the chip cannot turn it: behind a Unicable unit, and on a DS300X whose inputs are crossed.
+bool Judge::frequencies_can_be_right() const {
+    const sim::Scenario &scenario = world_->scenario();
+    return !scenario.unicable &&
+           !(scenario.board.iq_swap && scenario.board.chip == sim::Chip::ds300x);
+}
+
+void Judge::judge_quality(const sim::Verdict &verdict, int quality_db) {
+    constexpr double rounding_db = 0.3;
+    const Span span = quality_span(verdict.carrier->system, verdict.cn_db,
+                                   world_->scenario().jitter_db + rounding_db);
+    if (is_steady(verdict) && !span.holds(quality_db)) {
+        charge("quality wrong", fmt::format("the driver says {} dB, the signal has {:.1f} dB",
+                                            quality_db, verdict.cn_db));
+    }
+}
+
+void Judge::judge_strength(unsigned percent) {
+    const double gain_centidb = world_->receiver().gain_centidb();
+    const Span span = strength_span(gain_centidb, true);
+    if (!span.holds(percent)) {
+        charge(
+            "strength wrong",
+            fmt::format("the driver says {} %, a gain of {:.1f} dB stands for {:.0f} to {:.0f} %",
+                        percent, gain_centidb / 100, span.low, span.high));
+    }
+}
+
+void Judge::judge_signal(const sim::Verdict &verdict, const SignalInfo &told) {
+    const SignalInfo wanted = signal_of(*verdict.carrier, verdict.inverted);
+    if (told != wanted) {
+        charge("signal wrong", fmt::format("the driver says {}, the carrier is {}", summary(told),
+                                           summary(wanted)));
+    }
+}
+
+// The demodulator is told where the carrier lies beside the tuner's oscillator: as far from the
+// middle of the request's megahertz as the carrier itself is.
+void Judge::judge_expectation(const sim::Verdict &verdict) {
+    constexpr double rounding_khz = 5;
+    if (!wish_ || world_->scenario().unicable) {
+        return;
+    }
+    const double expected_khz = wish_->if_khz / 1000 * 1000.0;
+    const double off_khz = verdict.cable_khz - expected_khz;
+    if (std::abs(std::abs(off_khz) - std::abs(verdict.offset_khz)) > rounding_khz) {
+        charge("carrier misplaced",
+               fmt::format("the driver expects the carrier {} kHz beside where it is, {:.0f} kHz "
+                           "are right",
+                           verdict.offset_khz, off_khz));
+    }
+}
+
+void Judge::judge_carrier(const sim::Verdict &verdict, std::int32_t above_khz) {
+    if (!wish_ || world_->scenario().unicable) {
+        return;
+    }
+    const double true_khz = verdict.cable_khz - wish_->if_khz;
+    if (std::abs(above_khz - true_khz) > loop_error_khz(*verdict.carrier)) {
+        charge("carrier offset wrong",
+               fmt::format("the driver says that the carrier lies {} kHz above its place, it is "
+                           "{:.0f} kHz",
+                           above_khz, true_khz));
+    }
+}
+
+// DVB-S counts a window of bits, DVB-S2 the packets since the reading before. Where locks are
+// steady there are next to none.
+void Judge::judge_errors(const sim::Verdict &verdict, const ErrorCount &errors) {
+    constexpr std::array<std::uint32_t, 2> windows{0x100000, 0x800000};
+    constexpr unsigned next_to_none = 10;
+    if (errors.errors > next_to_none && is_steady(verdict)) {
+        charge("errors wrong", fmt::format("the driver counts {} errors with C/N {:.1f} dB",
+                                           errors.errors, verdict.cn_db));
+    }
+    if (errors.unit == ErrorCount::Unit::bits) {
+        if (std::find(windows.begin(), windows.end(), errors.of) == windows.end()) {
+            charge("errors wrong", fmt::format("the driver counts errors in {} bits, the chip in "
+                                               "2^20 or 2^23",
+                                               errors.of));
+        }
+        return;
+    }
+    if (!counted_ns_) {
+        return;
+    }
+    constexpr double counting_s = 0.03;  // a frame, and the transfers of a reading on a slow bus
+    const double since_s = static_cast<double>(world_->clock().now_ns() - *counted_ns_) * 1e-9;
+    const double rate = packets_per_s(*verdict.carrier);
+    const double packets = rate * since_s;
+    if (std::abs(errors.of - packets) > rate * counting_s + packets * 0.02) {
+        charge("errors wrong",
+               fmt::format("the driver counts {} packets, {:.0f} went by", errors.of, packets));
+    }
+}
+
+}  // namespace host

@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "host/boards/simulated_board.h"
+#include "host/cable/cable_leg.h"
+#include "host/cable/cable_wish.h"
+#include "host/session/reception_reading.h"
+#include "host/terminal/console.h"
+#include "host/terminal/failure.h"
+
+namespace host {
+
+// Symbol rates from here on, the driver reads back wrapped: the product of register and clock is
+// kept in 32 bits, signed. It sets the clock of the transport-stream port by that reading, to the
+// lowest, which may be too slow.
+inline constexpr std::uint32_t first_wrapped_rate = 32'767'000;
+constexpr const char *wrapped_rate_explanation =
+    "the driver reads symbol rates from 32768 ksym/s back wrapped";
+
+// What a simulated world holds against the driver.
+struct Charge {
+    std::string offence;  // a few words, always the same ones
+    std::uint64_t count = 0;
+    std::string first;  // what happened the first time, and when, with the numbers
+};
+
+using Complaints = std::vector<Charge>;
+
+Json json_of(const Complaints &complaints);
+
+// Add them to a result as "complaints", where there are some.
+void add_complaints(Json &result, const Complaints &complaints);
+
+// A carrier that a blind scan locked to, as the driver told it.
+struct FoundCarrierFigures {
+    std::uint32_t if_khz = 0;
+    std::uint32_t symbol_rate_ksps = 0;
+    SignalInfo signal;
+    int quality_db = 0;
+    std::optional<unsigned> strength_percent;
+};
+
+// Compares what the driver says and leaves behind with what a simulated world knows, and keeps what
+// is wrong. On a board without such a world it says nothing at all.
+//
+// Figures are compared only while they can be right: with lock, when nothing has changed around the
+// receiver for two seconds, and on a board without faults, which may be why a figure is wrong. A
+// quality is let be where locks come and go, less than 2 dB above the threshold.
+class Judge {
+ public:
+    // Null where nobody can tell.
+    explicit Judge(SimulatedBoard *world) : world_(world) {}
+
+    // The world behind the board knows better.
+    [[nodiscard]] bool can_tell() const { return world_ != nullptr; }
+
+    // The plug-in took a request, or refused it: whether that was right by the limits of the IF.
+    void hear_answer(const tune_request &request, bool in_range);
+
+    // The driver has set a request's channel up: what is on the cable. The next lock is on it.
+    void see_cable(const tune_request &request);
+
+    // What is on the cable is to be a leg.
+    void see_leg(const CableLeg &leg);
+
+    // A message went out on the cable.
+    void see_message(std::span<const std::uint8_t> bytes);
+
+    // Whether the driver says that there is lock, long after a tune. It is asked again for a while
+    // where that is wrong: a lock comes or goes for the world first.
+    void hear_lock(const std::function<bool()> &claimed);
+
+    // What the plug-in publishes of a lock, settled.
+    void hear_published(const Signal &signal);
+
+    // What the chip layer measures. Where a Unicable unit has put a carrier is the unit's doing,
+    // and not looked at.
+    void hear(const ReceptionReading &reading);
+
+    // A row of a blind scan, at the moment of its lock.
+    void hear_found(const FoundCarrierFigures &found);
+
+    // The gain, in dB, that the tuner and the demodulator needed just now.
+    void hear_gain(double gain_db);
+
+    // A user band that was found, and whether the driver takes it for one.
+    void hear_user_band(std::uint32_t frequency_mhz, bool valid);
+
+    // What follows is a person's doing, and no driver's.
+    void stand_down() { world_ = nullptr; }
+
+    // The session is over: what was left on. Nothing is said of what was to stay on.
+    void leave_running() { stays_on_ = true; }
+    void see_end();
+
+    // Why nothing comes out of the transport-stream port behind a lock; empty where data do, there
+    // is no lock, or nobody can tell.
+    [[nodiscard]] std::string without_data() const;
+
+    // Where nobody asks that, a lock without data is an offence.
+    void expect_data();
+
+    // Charge the driver with something that was found elsewhere.
+    void charge(const std::string &offence, const std::string &what);
+
+    // The board's complaints, then what was found here.
+    [[nodiscard]] Complaints complaints() const;
+
+    // Say them to a person. Returns the exit status of a session that came to this one: where all
+    // went well, a charge is what is wrong.
+    ExitStatus sentence(ExitStatus status, Console &console) const;
+
+ private:
+    [[nodiscard]] bool is_settled() const;
+    [[nodiscard]] bool can_judge_figures() const;
+    [[nodiscard]] bool frequencies_can_be_right() const;
+    void judge_quality(const sim::Verdict &verdict, int quality_db);
+    void judge_strength(unsigned percent);
+    void judge_signal(const sim::Verdict &verdict, const SignalInfo &told);
+    void judge_expectation(const sim::Verdict &verdict);
+    void judge_carrier(const sim::Verdict &verdict, std::int32_t above_khz);
+    void judge_errors(const sim::Verdict &verdict, const ErrorCount &errors);
+
+    SimulatedBoard *world_;
+    std::optional<CableWish> wish_;
+    std::optional<std::uint64_t> counted_ns_;  // when errors were read last
+    bool stays_on_ = false;
+    std::vector<Charge> charges_;
+};
+
+}  // namespace host

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+#include "host/cable/cable_wish.h"
+
+#include <gtest/gtest.h>
+
+#include "host/cable/lnb.h"
+#include "host/cable/request.h"
+
+namespace tests {
+
+using broadcast::Polarisation;
+using host::CableWish;
+
+namespace {
+
+CableWish wish(std::uint32_t frequency_khz, Polarisation polarisation, const char *lnb,
+               unsigned port = 0) {
+    broadcast::Transponder transponder;
+    transponder.frequency_khz = frequency_khz;
+    transponder.polarisation = polarisation;
+    transponder.symbol_rate = 22'000'000;
+    return host::wish_of(host::request_for(transponder, host::lnb_named(lnb), port));
+}
+
+}  // namespace
+
+TEST(CableWish, band_chooses_tone_and_oscillator) {
+    const CableWish low = wish(11'699'999, Polarisation::vertical, "EXTENDED", 3);
+    EXPECT_EQ(low.volts, 13U);
+    EXPECT_FALSE(low.tone);
+    EXPECT_EQ(low.if_khz, 1'949'999U);
+    EXPECT_EQ(low.switch_port, 3U);
+    const CableWish high = wish(11'700'000, Polarisation::horizontal, "EXTENDED");
+    EXPECT_EQ(high.volts, 18U);
+    EXPECT_TRUE(high.tone);
+    EXPECT_EQ(high.if_khz, 1'100'000U);
+}
+
+TEST(CableWish, oscillator_above_the_band_mirrors) {
+    const CableWish c_band = wish(3'800'000, Polarisation::left, "C-BAND");
+    EXPECT_EQ(c_band.if_khz, 1'350'000U);
+    EXPECT_EQ(c_band.volts, 18U);
+    EXPECT_FALSE(c_band.tone);
+}
+
+TEST(CableWish, two_oscillators_without_a_switch_go_by_polarisation) {
+    tune_request right{};
+    right.frequency = 3'800'000;
+    right.polarisation = 1;
+    right.lof_low = 5'150'000;
+    right.lof_high = 5'750'000;
+    tune_request left = right;
+    left.polarisation = 2;
+    EXPECT_EQ(host::wish_of(right).if_khz, 1'350'000U);
+    EXPECT_EQ(host::wish_of(left).if_khz, 1'950'000U);
+    EXPECT_FALSE(host::wish_of(left).tone);
+}
+
+}  // namespace tests
