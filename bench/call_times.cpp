@@ -64,12 +64,12 @@ sim::Scenario world_of(const Bus &bus) {
     world.board.bus_clock_hz = bus.clock_hz;
     world.satellites = {{"satellite", {carriers.begin(), carriers.end()}}};
     if (bus.factor > 1) {
-        world.faults.push_back({.kind = sim::Fault::Kind::slow_bus, .factor = bus.factor});
+        world.bus_faults.push_back({.kind = sim::BusFault::Kind::slow_bus, .factor = bus.factor});
     }
     if (bus.timeout_ms) {
-        world.faults.push_back({.kind = sim::Fault::Kind::bus_stuck,
-                                .period = {.from_ms = bus.dies_ms},
-                                .timeout_ms = *bus.timeout_ms});
+        world.bus_faults.push_back({.kind = sim::BusFault::Kind::bus_stuck,
+                                    .period = {.from_ms = bus.dies_ms},
+                                    .timeout_ms = *bus.timeout_ms});
     }
     return world;
 }

@@ -2,22 +2,29 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
+#include "board/chance.h"
 #include "sim/scenario.h"
+#include "sim/watch.h"
 
 namespace sim {
 
 // What the scenario's faults do to one transfer.
 struct Disturbance {
-    bool refused = false;
+    bool refused = false;          // at its address
+    bool lost = false;             // acknowledged, and not taken
+    bool repeater_stolen = false;  // the tuner behind it does not hear
     bool lengthens = false;
-    std::uint64_t stuck_ns = 0;  // the host waits so long for a bus that does not come free
+    std::uint64_t stuck_ns = 0;  // the host waits so long, and its other threads go on
     double slowness = 1;
+    std::size_t refused_byte = 0;  // of a write, counted from 1; 0 for none
 
     [[nodiscard]] std::uint64_t lengthened(std::uint64_t duration_ns) const {
-        return stuck_ns + static_cast<std::uint64_t>(static_cast<double>(duration_ns) * slowness);
+        return static_cast<std::uint64_t>(static_cast<double>(duration_ns) * slowness);
     }
 };
 
@@ -26,17 +33,44 @@ class BusFaults {
  public:
     explicit BusFaults(const Scenario &scenario);
 
-    // Call once for every transfer.
-    Disturbance next_transfer(std::uint8_t address, std::uint64_t now_ns) {
-        return faults_.empty() ? Disturbance{} : disturb(address, now_ns);
+    // Call once for every transfer; `data` is what the host sends.
+    Disturbance next_transfer(Transfer::Kind kind, std::uint8_t address,
+                              std::span<const std::uint8_t> data, std::uint64_t now_ns) {
+        return faults_.empty() ? Disturbance{} : disturb({kind, address, 0, data}, now_ns);
     }
 
- private:
-    Disturbance disturb(std::uint8_t address, std::uint64_t now_ns);
+    // What the host gets for a byte that the device gave in this transfer.
+    std::uint8_t as_read(std::uint8_t value) { return faults_.empty() ? value : distort(value); }
 
-    std::vector<Fault> faults_;
-    std::uint64_t transfers_ = 0;
-    std::array<std::uint64_t, 256> transfers_to_{};
+ private:
+    struct Counted {
+        BusFault fault;
+        std::uint64_t last;     // number of the last transfer that it may befall
+        std::uint64_t met = 0;  // transfers that it might have befallen
+    };
+    struct Traffic {
+        Transfer::Kind kind;
+        std::uint8_t address;
+        std::uint8_t reg;
+        std::span<const std::uint8_t> data;
+    };
+
+    static bool may_befall(const BusFault &fault, const Traffic &traffic);
+    bool strikes(Counted &counted, const Traffic &traffic, std::uint64_t now_ns);
+    Disturbance disturb(Traffic traffic, std::uint64_t now_ns);
+    void add(const BusFault &fault, Disturbance &disturbance);
+    std::uint8_t distort(std::uint8_t value);
+
+    std::vector<Counted> faults_;
+    board::Chance chance_;
+    std::array<std::uint8_t, 256> pointers_{};  // registers, by address
+
+    // Of the transfer in progress.
+    bool flips_ = false;
+    bool is_stale_ = false;
+    std::optional<std::uint8_t> false_value_;
+
+    std::uint8_t last_read_ = 0;
 };
 
 }  // namespace sim

@@ -98,6 +98,7 @@ class Receiver::Impl final : public SignalSource {
  private:
     struct Outcome {
         bool acknowledged;
+        std::size_t taken;  // bytes that the device has taken
         std::uint64_t now_ns;
     };
     bool may_use(void *bus, const char *what) {
@@ -221,11 +222,22 @@ Receiver::Impl::Outcome Receiver::Impl::transfer(Transfer::Kind kind, std::uint8
                                                  std::span<const std::uint8_t> data) {
     const bool stops = kind != Transfer::Kind::open_write;
     const bool repeater_open = setup_.demodulator_fitted && demodulator_.take_repeater();
-    const Disturbance disturbance = bus_faults_.next_transfer(address, clock_->now_ns());
-    Outcome outcome{!disturbance.refused && answers(address, repeater_open), 0};
-    // A device that does not acknowledge its address ends the transfer there.
-    const std::uint64_t bits = outcome.acknowledged ? bits_of(length, stops) : bits_of(0, true);
+    const Disturbance disturbance =
+        bus_faults_.next_transfer(kind, address, data, clock_->now_ns());
+    const bool answered =
+        !disturbance.refused && answers(address, repeater_open && !disturbance.repeater_stolen);
+    Outcome outcome{answered && disturbance.refused_byte == 0, 0, 0};
+    // A device that does not acknowledge its address or a byte ends the transfer there.
+    const std::uint64_t bits = outcome.acknowledged ? bits_of(length, stops)
+                               : answered           ? bits_of(disturbance.refused_byte, true)
+                                                    : bits_of(0, true);
+    if (answered && !disturbance.lost) {
+        outcome.taken = outcome.acknowledged ? data.size() : disturbance.refused_byte - 1;
+    }
     const std::uint64_t duration_ns = bus_clock_.duration_ns(bits);
+    if (disturbance.stuck_ns != 0) {
+        clock_->sleep_ns(disturbance.stuck_ns);
+    }
     outcome.now_ns =
         clock_->spend_ns(disturbance.lengthens ? disturbance.lengthened(duration_ns) : duration_ns);
     ++statistics_.transfers;
@@ -319,9 +331,7 @@ inline bool Receiver::Impl::write(const board::Transfer &asked) {
     const auto address = static_cast<std::uint8_t>(asked.address);
     const std::span<const std::uint8_t> data = asked.sent;
     const Outcome outcome = transfer(kind, address, data.size(), data);
-    if (outcome.acknowledged) {
-        deliver(address, data, outcome.now_ns);
-    }
+    deliver(address, data.first(outcome.taken), outcome.now_ns);
     return outcome.acknowledged;
 }
 
@@ -340,7 +350,7 @@ inline bool Receiver::Impl::read(board::Transfer &asked) {
         return false;
     }
     for (std::uint8_t &value : asked.received) {
-        value = fetch(address, outcome.now_ns);
+        value = bus_faults_.as_read(fetch(address, outcome.now_ns));
     }
     return true;
 }

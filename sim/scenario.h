@@ -82,13 +82,51 @@ struct Event {
     std::vector<std::uint8_t> bytes = {};
 };
 
-// What goes wrong on the board.
+// What goes wrong on the bus. It befalls every `every`th of the transfers of its part, address and
+// register within its period, from the nth on, `count` of them, each with the chance `share`.
+struct BusFault {
+    enum class Kind {
+        nack_transfer,   // refused at its address
+        nack_byte,       // a write breaks off: its byte number `byte` is not acknowledged
+        nack_address,    // as nack_transfer, for all of the period
+        bus_stuck,       // likewise, each after timeout_ms
+        slow_bus,        // takes `factor` times as long
+        late_transfer,   // takes length_ms more
+        hung_transfer,   // does not come back in thirty years
+        flipped_read,    // a bit of each byte read is wrong
+        false_read,      // each byte reads `value`
+        stale_read,      // each byte is the one that was read before it
+        lost_write,      // acknowledged and not taken
+        stolen_repeater  // somebody else used the repeater that was opened for it
+    };
+    // A register is read in two transfers: its number is sent, then the byte comes.
+    enum class Part { any, write, select, read };
+
+    Kind kind = Kind::nack_transfer;
+    Period period = {};
+    Part part = Part::any;
+    std::uint8_t address = 0;              // 0 for all
+    std::optional<std::uint8_t> reg = {};  // absent for all
+    std::uint64_t nth = 1;
+    std::uint64_t every = 1;
+    std::optional<std::uint64_t> count = {};  // absent for the kind's default
+    double share = 1;
+    std::uint8_t byte = 1;
+    std::uint8_t value = 0;
+    double factor = 1;
+    std::uint32_t timeout_ms = 1000;
+    std::uint64_t length_ms = 1000;
+};
+
+// Whether a fault is a state of the bus, in force for all of its period.
+constexpr bool lasts(BusFault::Kind kind) {
+    return kind == BusFault::Kind::nack_address || kind == BusFault::Kind::bus_stuck ||
+           kind == BusFault::Kind::slow_bus;
+}
+
+// What else goes wrong on the board.
 struct Fault {
     enum class Kind {
-        nack_transfer,       // the nth transfer since power-on, `count` of them
-        nack_address,        // every transfer to an address, during the period
-        bus_stuck,           // every transfer, during the period, after timeout_ms each
-        slow_bus,            // every transfer takes `factor` times as long, during the period
         wrong_identity,      // register `reg` of the demodulator's 0x01, 0x02 or 0xB2 reads `value`
         vco_calibration,     // the first `count` end without success; likewise
         lo_calibration,      // synthesiser
@@ -98,15 +136,12 @@ struct Fault {
         equaliser_divergence,  // DVB-S2 without pilots: wrong until the equaliser is restarted
         dead_supply            // the LNB supply gives no voltage, whatever is asked of it
     };
-    Kind kind = Kind::nack_transfer;
+    Kind kind = Kind::wrong_identity;
     Period period = {};
     std::uint64_t nth = 1;
     std::uint64_t count = 1;
-    std::uint8_t address = 0;
     std::uint8_t reg = 0;
     std::uint8_t value = 0;
-    double factor = 1;
-    std::uint32_t timeout_ms = 1000;
 };
 
 // Everything the simulated receiver is made of. Every quantity has a default.
@@ -126,6 +161,7 @@ struct Scenario {
     std::vector<broadcast::Satellite> satellites;
     std::vector<Event> events;
     std::vector<Fault> faults;
+    std::vector<BusFault> bus_faults;
     board::TimeFaults time;
 };
 

@@ -13,6 +13,7 @@
 
 #include "broadcast/modcod.h"
 #include "sim/scenario.h"
+#include "sim/scenario_bus.h"
 #include "sim/scenario_section.h"
 #include "sim/scenario_text.h"
 #include "sim/scenario_time.h"
@@ -21,7 +22,6 @@ namespace sim {
 
 namespace {
 
-constexpr std::int64_t largest_count = 1'000'000'000'000;
 constexpr std::int64_t largest_frequency_khz = 50'000'000;
 constexpr std::int64_t largest_drift_khz = 20'000;
 
@@ -54,10 +54,9 @@ std::optional<Event::Kind> event_named(const std::string &name) {
 }
 
 std::optional<Fault::Kind> fault_named(const std::string &name) {
-    constexpr std::array names{"nack_transfer",  "nack_address",         "bus_stuck",
-                               "slow_bus",       "wrong_identity",       "vco_calibration",
-                               "lo_calibration", "filter_calibration",   "agc_start",
-                               "lost_diseqc",    "equaliser_divergence", "dead_supply"};
+    constexpr std::array names{"wrong_identity",       "vco_calibration", "lo_calibration",
+                               "filter_calibration",   "agc_start",       "lost_diseqc",
+                               "equaliser_divergence", "dead_supply"};
     const auto *const found = std::find(names.begin(), names.end(), name);
     return found == names.end() ? std::nullopt
                                 : std::optional(static_cast<Fault::Kind>(found - names.begin()));
@@ -458,12 +457,14 @@ void Reader::read_event(Section section) {
 
 void Reader::read_fault(Section section) {
     section.needs("kind");
-    if (read_time_fault(section, scenario_.time)) {
+    if (read_time_fault(section, scenario_.time) || read_bus_fault(section, scenario_.bus_faults)) {
         return;
     }
     Fault fault;
     section.choice("kind", fault_named,
-                   "nack_transfer, nack_address, bus_stuck, slow_bus, wrong_identity, "
+                   "nack_transfer, nack_byte, nack_address, bus_stuck, slow_bus, late_transfer, "
+                   "hung_transfer, flipped_read, false_read, stale_read, lost_write, "
+                   "stolen_repeater, wrong_identity, "
                    "vco_calibration, lo_calibration, filter_calibration, agc_start, lost_diseqc, "
                    "equaliser_divergence, dead_supply, stall, suspend, signals, clock_unreadable",
                    fault.kind);
@@ -474,24 +475,6 @@ void Reader::read_fault(Section section) {
 
 void Reader::read_details(Section &section, Fault &fault) {
     switch (fault.kind) {
-        case Fault::Kind::nack_transfer:
-            read_turns(section, fault);
-            section.integer("address", 1, 0xFF, fault.address);
-            break;
-        case Fault::Kind::nack_address:
-            section.needs("address");
-            section.integer("address", 1, 0xFF, fault.address);
-            section.period(fault.period);
-            break;
-        case Fault::Kind::bus_stuck:
-            section.integer("timeout_ms", 0, 60'000, fault.timeout_ms);
-            section.period(fault.period);
-            break;
-        case Fault::Kind::slow_bus:
-            section.needs("factor");
-            section.number("factor", 1, 10'000, fault.factor);
-            section.period(fault.period);
-            break;
         case Fault::Kind::wrong_identity:
             read_identity(section, fault);
             break;

@@ -21,6 +21,7 @@ namespace sim {
 }
 
 constexpr std::int64_t largest_time_ms = 1'000'000'000'000;
+constexpr std::int64_t largest_count = 1'000'000'000'000;
 
 // One table of a scenario file. The caller asks for every key that it knows; done() refuses the
 // others.

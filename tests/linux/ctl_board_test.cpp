@@ -248,9 +248,9 @@ constexpr std::uint64_t goes_at_ms = 3'000;
 
 sim::Scenario silent_scenario() {
     sim::Scenario scenario = usual_scenario();
-    scenario.faults.push_back({.kind = sim::Fault::Kind::nack_address,
-                               .period = {.from_ms = goes_at_ms},
-                               .address = 0xD0});
+    scenario.bus_faults.push_back({.kind = sim::BusFault::Kind::nack_address,
+                                   .period = {.from_ms = goes_at_ms},
+                                   .address = 0xD0});
     return scenario;
 }
 

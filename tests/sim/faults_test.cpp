@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// Scenario faults and events, and how the driver fares with them.
+// Scenario faults but those of the bus, and events, and how the driver fares with them.
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/lock.h"
@@ -16,73 +16,6 @@ using sim::Fault;
 using sim::Reason;
 
 class Faults : public ReceiverTest {};
-
-TEST_F(Faults, nth_transfer_is_refused) {
-    scenario.faults = {{.kind = Fault::Kind::nack_transfer, .nth = 3, .count = 2}};
-    receiver();
-    ds3000_context.i2c_bus = receiver().open_bus();
-
-    EXPECT_EQ(demod_write(0x33, 0x01), 0);
-    EXPECT_EQ(demod_write(0x33, 0x02), 0);
-    EXPECT_EQ(demod_write(0x33, 0x03), -8);
-    EXPECT_EQ(demod_write(0x33, 0x04), -8);
-    EXPECT_EQ(demod_write(0x33, 0x05), 0);
-}
-
-TEST_F(Faults, nth_transfer_to_one_address_is_refused) {
-    scenario.faults = {{.kind = Fault::Kind::nack_transfer, .nth = 2, .count = 1, .address = 0xD0}};
-    receiver();
-    ds3000_context.i2c_bus = receiver().open_bus();
-
-    receiver().check_address(ds3000_context.i2c_bus, 0x14);
-    receiver().check_address(ds3000_context.i2c_bus, 0x14);
-    EXPECT_EQ(demod_write(0x33, 0x01), 0);
-    EXPECT_EQ(demod_write(0x33, 0x02), -8);
-}
-
-TEST_F(Faults, refused_firmware_block_leaves_the_chip_without_a_program) {
-    // The download's 128 blocks begin after the cold start's first few dozen transfers.
-    scenario.faults = {{.kind = Fault::Kind::nack_transfer, .nth = 150, .count = 1}};
-    start();
-
-    EXPECT_THAT(receiver().verdict(), HasReason(Reason::firmware_not_running));
-    EXPECT_LT(receiver().firmware().size(), 8192U);
-}
-
-TEST_F(Faults, address_is_refused_during_its_period) {
-    scenario.faults = {{.kind = Fault::Kind::nack_address,
-                        .period = {.from_ms = 10, .to_ms = 20},
-                        .address = 0xD0}};
-    receiver();
-    ds3000_context.i2c_bus = receiver().open_bus();
-
-    EXPECT_EQ(demod_write(0x33, 0x01), 0);
-    sleep_ms(12);
-    EXPECT_EQ(demod_write(0x33, 0x02), -8);
-    sleep_ms(10);
-    EXPECT_EQ(demod_write(0x33, 0x03), 0);
-}
-
-TEST_F(Faults, stuck_bus_makes_every_transfer_time_out) {
-    scenario.faults = {{.kind = Fault::Kind::bus_stuck, .timeout_ms = 250}};
-    receiver();
-    ds3000_context.i2c_bus = receiver().open_bus();
-
-    EXPECT_EQ(demod_write(0x33, 0x01), -8);
-    EXPECT_EQ(demod_write(0x33, 0x01), -8);
-
-    EXPECT_NEAR(static_cast<double>(clock().now_ns()), 500e6, 1e6);
-}
-
-TEST_F(Faults, slow_bus_multiplies_the_time) {
-    scenario.faults = {{.kind = Fault::Kind::slow_bus, .factor = 10}};
-    receiver();
-    ds3000_context.i2c_bus = receiver().open_bus();
-
-    demod_write(0x33, 0x01);
-
-    EXPECT_EQ(clock().now_ns(), 10 * 29 * 2500U);
-}
 
 TEST_F(Faults, wrong_identity_is_an_unknown_chip) {
     scenario.faults = {{.kind = Fault::Kind::wrong_identity, .reg = 0x02, .value = 0x01}};

@@ -215,11 +215,53 @@ kind = "dead_supply"
     EXPECT_EQ(scenario.events[2].kind, sim::Event::Kind::foreign_message);
     EXPECT_EQ(scenario.events[2].period.from_ms, 600U);
     EXPECT_THAT(scenario.events[2].bytes, testing::ElementsAre(0xE0, 0x10, 0x5A, 0x00, 0xFF));
-    ASSERT_EQ(scenario.faults.size(), 3U);
-    EXPECT_EQ(scenario.faults[0].nth, 7U);
-    EXPECT_EQ(scenario.faults[0].address, 0xD0);
-    EXPECT_EQ(scenario.faults[1].factor, 4);
-    EXPECT_EQ(scenario.faults[2].kind, sim::Fault::Kind::dead_supply);
+    ASSERT_EQ(scenario.faults.size(), 1U);
+    EXPECT_EQ(scenario.faults[0].kind, sim::Fault::Kind::dead_supply);
+    ASSERT_EQ(scenario.bus_faults.size(), 2U);
+    EXPECT_EQ(scenario.bus_faults[0].nth, 7U);
+    EXPECT_EQ(scenario.bus_faults[0].address, 0xD0);
+    EXPECT_EQ(scenario.bus_faults[1].factor, 4);
+}
+
+TEST(ScenarioFile, fault_of_the_bus_says_which_transfers_it_befalls) {
+    const sim::Scenario scenario = parse(
+        "[[fault]]\nkind = \"late_transfer\"\npart = \"select\"\naddress = 0xC0\nreg = 0x15\n"
+        "nth = 2\nevery = 3\ncount = 4\nshare = 0.5\nlength_ms = 70\nfrom_ms = 5\nto_ms = 9\n"
+        "[[fault]]\nkind = \"nack_byte\"\nbyte = 33\n"
+        "[[fault]]\nkind = \"false_read\"\nvalue = 0xFF\n");
+
+    ASSERT_EQ(scenario.bus_faults.size(), 3U);
+    const sim::BusFault &late = scenario.bus_faults[0];
+    EXPECT_EQ(late.kind, sim::BusFault::Kind::late_transfer);
+    EXPECT_EQ(late.part, sim::BusFault::Part::select);
+    EXPECT_EQ(late.address, 0xC0);
+    EXPECT_THAT(late.reg, testing::Optional(0x15));
+    EXPECT_EQ(late.nth, 2U);
+    EXPECT_EQ(late.every, 3U);
+    EXPECT_THAT(late.count, testing::Optional(4U));
+    EXPECT_EQ(late.share, 0.5);
+    EXPECT_EQ(late.length_ms, 70U);
+    EXPECT_EQ(late.period.from_ms, 5U);
+    EXPECT_EQ(late.period.to_ms, 9U);
+    EXPECT_EQ(scenario.bus_faults[1].byte, 33);
+    EXPECT_FALSE(scenario.bus_faults[1].reg);
+    EXPECT_EQ(scenario.bus_faults[2].kind, sim::BusFault::Kind::false_read);
+    EXPECT_EQ(scenario.bus_faults[2].value, 0xFF);
+}
+
+TEST(ScenarioFile, every_fault_of_the_bus_has_its_name) {
+    const auto kind_of = [](const std::string &name) {
+        return parse("[[fault]]\nkind = \"" + name + "\"\n").bus_faults.at(0).kind;
+    };
+
+    EXPECT_EQ(kind_of("nack_transfer"), sim::BusFault::Kind::nack_transfer);
+    EXPECT_EQ(kind_of("bus_stuck"), sim::BusFault::Kind::bus_stuck);
+    EXPECT_EQ(kind_of("late_transfer"), sim::BusFault::Kind::late_transfer);
+    EXPECT_EQ(kind_of("hung_transfer"), sim::BusFault::Kind::hung_transfer);
+    EXPECT_EQ(kind_of("flipped_read"), sim::BusFault::Kind::flipped_read);
+    EXPECT_EQ(kind_of("stale_read"), sim::BusFault::Kind::stale_read);
+    EXPECT_EQ(kind_of("lost_write"), sim::BusFault::Kind::lost_write);
+    EXPECT_EQ(kind_of("stolen_repeater"), sim::BusFault::Kind::stolen_repeater);
 }
 
 TEST(ScenarioFile, only_satellite_need_not_be_named) {
@@ -381,6 +423,15 @@ INSTANTIATE_TEST_SUITE_P(
                 "event.bytes: whole numbers from 0 to 255 are expected"},
         Mistake{"[[fault]]\nkind = \"smoke\"\n", "\"smoke\" is none of nack_transfer"},
         Mistake{"[[fault]]\nkind = \"nack_address\"\n", "fault: address is missing"},
+        Mistake{"[[fault]]\nkind = \"nack_byte\"\n", "fault: byte is missing"},
+        Mistake{"[[fault]]\nkind = \"false_read\"\n", "fault: value is missing"},
+        Mistake{"[[fault]]\nkind = \"slow_bus\"\n", "fault: factor is missing"},
+        Mistake{"[[fault]]\nkind = \"late_transfer\"\npart = \"stop\"\n",
+                "fault.part: \"stop\" is none of any, write, select, read"},
+        Mistake{"[[fault]]\nkind = \"stolen_repeater\"\naddress = 0xD0\n",
+                "fault.address: unknown key"},
+        Mistake{"[[fault]]\nkind = \"lost_write\"\nfrom_ms = 5\nto_ms = 5\n",
+                "fault.to_ms: 5 is not after from_ms, 5"},
         Mistake{"[[fault]]\nkind = \"bus_stuck\"\ntimeout_ms = 60001\n",
                 "60001 is outside 0..60000"},
         Mistake{"[[fault]]\nkind = \"wrong_identity\"\nreg = 3\nvalue = 1\n",
@@ -453,6 +504,14 @@ const std::vector<Limits> limits_of_keys{
     Limits{"[[fault]]\nkind = \"nack_address\"", "address", 1, 255, 1, ""},
     Limits{"[[fault]]\nkind = \"nack_transfer\"", "nth", 1, 1e12, 1, ""},
     Limits{"[[fault]]\nkind = \"nack_transfer\"", "count", 1, 1e12, 1, ""},
+    Limits{"[[fault]]\nkind = \"nack_transfer\"", "every", 1, 1e12, 1, ""},
+    Limits{"[[fault]]\nkind = \"nack_transfer\"", "address", 1, 255, 1, ""},
+    Limits{"[[fault]]\nkind = \"nack_transfer\"", "reg", 0, 255, 1, ""},
+    Limits{"[[fault]]\nkind = \"nack_transfer\"", "from_ms", 0, 1e12, 1, ""},
+    Limits{"[[fault]]\nkind = \"flipped_read\"", "share", 0, 1, 0.1, ""},
+    Limits{"[[fault]]\nkind = \"nack_byte\"", "byte", 1, 255, 1, ""},
+    Limits{"[[fault]]\nkind = \"false_read\"", "value", 0, 255, 1, ""},
+    Limits{"[[fault]]\nkind = \"late_transfer\"", "length_ms", 1, 1e12, 1, ""},
     Limits{"[[fault]]\nkind = \"bus_stuck\"", "timeout_ms", 0, 60'000, 1, ""},
     Limits{"[[fault]]\nkind = \"slow_bus\"", "factor", 1, 10'000, 0.1, ""},
     Limits{"[[fault]]\nkind = \"agc_start\"", "count", 1, 1e12, 1, ""},

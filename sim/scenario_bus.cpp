@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+#include "sim/scenario_bus.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+namespace sim {
+
+namespace {
+
+using Kind = BusFault::Kind;
+
+constexpr std::array bus_fault_names{
+    "nack_transfer", "nack_byte",    "nack_address", "bus_stuck",  "slow_bus",   "late_transfer",
+    "hung_transfer", "flipped_read", "false_read",   "stale_read", "lost_write", "stolen_repeater"};
+
+std::optional<Kind> bus_fault_named(const std::string &name) {
+    const auto *const found = std::find(bus_fault_names.begin(), bus_fault_names.end(), name);
+    return found == bus_fault_names.end()
+               ? std::nullopt
+               : std::optional(static_cast<Kind>(found - bus_fault_names.begin()));
+}
+
+std::optional<BusFault::Part> part_named(const std::string &name) {
+    constexpr std::array names{"any", "write", "select", "read"};
+    const auto *const found = std::find(names.begin(), names.end(), name);
+    return found == names.end() ? std::nullopt
+                                : std::optional(static_cast<BusFault::Part>(found - names.begin()));
+}
+
+void read_byte(Section &section, const char *key, std::int64_t low, std::uint8_t &value) {
+    section.needs(key);
+    section.integer(key, low, 0xFF, value);
+}
+
+// Which transfers it befalls.
+void read_turns(Section &section, BusFault &fault) {
+    section.integer("nth", 1, largest_count, fault.nth);
+    section.integer("every", 1, largest_count, fault.every);
+    if (section.has("count")) {
+        section.integer("count", 1, largest_count, fault.count.emplace());
+    }
+    section.number("share", 0, 1, fault.share);
+    if (fault.kind != Kind::stolen_repeater) {
+        section.integer("address", 1, 0xFF, fault.address);
+    }
+    if (section.has("reg")) {
+        section.integer("reg", 0, 0xFF, fault.reg.emplace());
+    }
+    section.period(fault.period);
+}
+
+void read_details(Section &section, BusFault &fault) {
+    switch (fault.kind) {
+        case Kind::nack_transfer:
+        case Kind::hung_transfer:
+            section.choice("part", part_named, "any, write, select, read", fault.part);
+            break;
+        case Kind::late_transfer:
+            section.choice("part", part_named, "any, write, select, read", fault.part);
+            section.integer("length_ms", 1, largest_time_ms, fault.length_ms);
+            break;
+        case Kind::nack_byte:
+            read_byte(section, "byte", 1, fault.byte);
+            break;
+        case Kind::false_read:
+            read_byte(section, "value", 0, fault.value);
+            break;
+        default:
+            break;
+    }
+    read_turns(section, fault);
+}
+
+void read_state_of_bus(Section &section, BusFault &fault) {
+    if (fault.kind == Kind::nack_address) {
+        read_byte(section, "address", 1, fault.address);
+    } else if (fault.kind == Kind::bus_stuck) {
+        section.integer("timeout_ms", 0, 60'000, fault.timeout_ms);
+    } else {
+        section.needs("factor");
+        section.number("factor", 1, 10'000, fault.factor);
+    }
+    section.period(fault.period);
+}
+
+}  // namespace
+
+bool read_bus_fault(Section &section, std::vector<BusFault> &faults) {
+    std::string name;
+    section.text("kind", name);
+    const std::optional<Kind> kind = bus_fault_named(name);
+    if (!kind) {
+        return false;
+    }
+    BusFault fault{.kind = *kind};
+    if (lasts(*kind)) {
+        read_state_of_bus(section, fault);
+    } else {
+        read_details(section, fault);
+    }
+    section.done();
+    faults.push_back(fault);
+    return true;
+}
+
+}  // namespace sim
