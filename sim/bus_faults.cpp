@@ -41,6 +41,24 @@ std::uint64_t last_of(const BusFault &fault) {
     return steps > (none - fault.nth) / fault.every ? none : fault.nth + steps * fault.every;
 }
 
+bool refuses(Kind kind) {
+    return kind == Kind::nack_transfer || kind == Kind::nack_address || kind == Kind::bus_stuck ||
+           kind == Kind::hung_transfer;
+}
+
+std::uint64_t stuck_ns_of(const BusFault &fault) {
+    switch (fault.kind) {
+        case Kind::bus_stuck:
+            return ns_of_ms(fault.timeout_ms);
+        case Kind::hung_transfer:
+            return for_ever_ns;
+        case Kind::late_transfer:
+            return ns_of_ms(fault.length_ms);
+        default:
+            return 0;
+    }
+}
+
 // A generator whose first draws differ for seeds that differ little.
 std::uint64_t spread_out(std::uint64_t seed) { return (seed + 1) * 0x9E3779B97F4A7C15; }
 
@@ -103,24 +121,11 @@ Disturbance BusFaults::disturb(Traffic traffic, std::uint64_t now_ns) {
 }
 
 void BusFaults::add(const BusFault &fault, Disturbance &disturbance) {
+    disturbance.refused = disturbance.refused || refuses(fault.kind);
+    disturbance.stuck_ns += stuck_ns_of(fault);
     switch (fault.kind) {
-        case Kind::nack_transfer:
-        case Kind::nack_address:
-            disturbance.refused = true;
-            break;
         case Kind::nack_byte:
             disturbance.refused_byte = fault.byte;
-            break;
-        case Kind::bus_stuck:
-            disturbance.refused = true;
-            disturbance.stuck_ns += ns_of_ms(fault.timeout_ms);
-            break;
-        case Kind::hung_transfer:
-            disturbance.refused = true;
-            disturbance.stuck_ns += for_ever_ns;
-            break;
-        case Kind::late_transfer:
-            disturbance.stuck_ns += ns_of_ms(fault.length_ms);
             break;
         case Kind::slow_bus:
             disturbance.lengthens = true;
@@ -140,6 +145,8 @@ void BusFaults::add(const BusFault &fault, Disturbance &disturbance) {
             break;
         case Kind::stolen_repeater:
             disturbance.repeater_stolen = true;
+            break;
+        default:
             break;
     }
 }

@@ -23,6 +23,15 @@ struct Disturbance {
     double slowness = 1;
     std::size_t refused_byte = 0;  // of a write, counted from 1; 0 for none
 
+    // A device that does not acknowledge its address or a byte ends the transfer there: how many
+    // of the bytes go over the bus, and how many the device takes.
+    [[nodiscard]] std::size_t sent(std::size_t length, bool answered) const {
+        return !answered ? 0 : refused_byte != 0 ? refused_byte : length;
+    }
+    [[nodiscard]] std::size_t taken(std::size_t length, bool answered) const {
+        return !answered || lost ? 0 : refused_byte != 0 ? refused_byte - 1 : length;
+    }
+
     [[nodiscard]] std::uint64_t lengthened(std::uint64_t duration_ns) const {
         return static_cast<std::uint64_t>(static_cast<double>(duration_ns) * slowness);
     }

@@ -226,14 +226,10 @@ Receiver::Impl::Outcome Receiver::Impl::transfer(Transfer::Kind kind, std::uint8
         bus_faults_.next_transfer(kind, address, data, clock_->now_ns());
     const bool answered =
         !disturbance.refused && answers(address, repeater_open && !disturbance.repeater_stolen);
-    Outcome outcome{answered && disturbance.refused_byte == 0, 0, 0};
-    // A device that does not acknowledge its address or a byte ends the transfer there.
-    const std::uint64_t bits = outcome.acknowledged ? bits_of(length, stops)
-                               : answered           ? bits_of(disturbance.refused_byte, true)
-                                                    : bits_of(0, true);
-    if (answered && !disturbance.lost) {
-        outcome.taken = outcome.acknowledged ? data.size() : disturbance.refused_byte - 1;
-    }
+    Outcome outcome{answered && disturbance.refused_byte == 0,
+                    disturbance.taken(data.size(), answered), 0};
+    const std::uint64_t bits =
+        bits_of(disturbance.sent(length, answered), stops || !outcome.acknowledged);
     const std::uint64_t duration_ns = bus_clock_.duration_ns(bits);
     if (disturbance.stuck_ns != 0) {
         clock_->sleep_ns(disturbance.stuck_ns);

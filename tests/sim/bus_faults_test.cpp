@@ -7,6 +7,7 @@
 #include <bit>
 
 #include "ds3000/chip/ds3000_context.h"
+#include "ds3000/demod/lock.h"
 #include "ds3000/hw/register_access.h"
 #include "tests/sim/receiver_test.h"
 
@@ -157,6 +158,57 @@ TEST_F(BusFaults, block_breaks_off_and_what_came_before_is_taken) {
 
     EXPECT_EQ(receiver().firmware().size(), 8191U);
     EXPECT_THAT(receiver().verdict(), HasReason(Reason::firmware_not_running));
+}
+
+TEST_F(BusFaults, program_that_broke_off_costs_reception_until_the_next_start) {
+    scenario.bus_faults = {{.kind = BusFault::Kind::nack_byte, .nth = 128, .byte = 65}};
+    start();
+    tune(demo_transponder(11'100));
+    EXPECT_FALSE(locks());
+
+    start();
+    tune(demo_transponder(11'100));
+
+    EXPECT_TRUE(locks()) << receiver().verdict().text;
+}
+
+// The tuner's divider: its transfer fails, or its bytes get lost.
+TEST_F(BusFaults, tune_that_the_tuner_did_not_hear_is_mended_by_the_next) {
+    for (const BusFault::Kind kind : {BusFault::Kind::nack_transfer, BusFault::Kind::lost_write,
+                                      BusFault::Kind::stolen_repeater}) {
+        scenario.bus_faults.push_back({.kind = kind,
+                                       .period = {.from_ms = 2'000, .to_ms = 3'000},
+                                       .part = BusFault::Part::write,
+                                       .address = 0xC0,
+                                       .count = 1'000'000});
+    }
+    start();
+    sleep_ms(2'000);
+    tune(demo_transponder(11'100));
+    EXPECT_FALSE(locks());
+    sleep_ms(1'000);
+    EXPECT_FALSE(locks());
+
+    tune(demo_transponder(11'100));
+
+    EXPECT_TRUE(locks()) << receiver().verdict().text;
+}
+
+TEST_F(BusFaults, lock_that_reads_told_falsely_is_back_with_the_truth) {
+    scenario.bus_faults = {{.kind = BusFault::Kind::false_read,
+                            .period = {.from_ms = 4'000, .to_ms = 5'000},
+                            .address = 0xD0,
+                            .count = 1'000'000}};
+    start();
+    tune(demo_transponder(11'100));
+    ASSERT_TRUE(locks());
+
+    sleep_ms(4'000);
+    EXPECT_NE(poll(), LOCK_LOCKED);
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::locked));
+    sleep_ms(1'000);
+
+    EXPECT_TRUE(locks());
 }
 
 TEST_F(BusFaults, write_that_breaks_off_takes_the_time_of_its_bytes) {
