@@ -41,6 +41,7 @@ class Calibration {
     }
     // Success, now or when its time is over.
     [[nodiscard]] bool succeeds() const { return started_ && succeeds_; }
+    [[nodiscard]] std::uint64_t start_ns() const { return started_ ? done_ns_ - duration_ns_ : 0; }
     [[nodiscard]] std::uint64_t done_ns() const { return started_ ? done_ns_ : 0; }
     // Place among the tuner's writes.
     [[nodiscard]] std::uint64_t order() const { return order_; }

@@ -37,8 +37,9 @@ class SignalSource {
     virtual FoundCarrier find(const CarrierSearch &search) = 0;
     virtual Spectrum spectrum(bool mirrored) = 0;
     virtual std::optional<Tone> tone(bool mirrored) = 0;
-    virtual std::uint8_t agc() = 0;          // the demodulator's part of the gain
-    virtual std::uint64_t settled_ns() = 0;  // when the tuner's last calibration is over
+    virtual std::uint8_t agc() = 0;             // the demodulator's part of the gain
+    virtual std::uint64_t calibrated_ns() = 0;  // when the tuner's last calibration is over
+    virtual std::uint64_t settled_ns() = 0;     // when its gain has settled after that
     virtual SignalWay way() = 0;
 
  protected:

@@ -69,7 +69,7 @@ double Demodulator::programmed_carrier_khz() const {
 
 std::uint64_t Demodulator::engine_ready_ns() {
     const bool wide = all_hold(regs_.plain, wide_rows);
-    return std::max({running_since_ns_, changed_ns_, source_->settled_ns()}) +
+    return std::max({running_since_ns_, changed_ns_, source_->calibrated_ns()}) +
            SpectrumEngine::averaging_ns(wide);
 }
 

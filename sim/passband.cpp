@@ -65,7 +65,7 @@ Budget budget_of(const Candidate &candidate, const Reach &reach) {
     standing.offset_khz = candidate.offset_khz;
     // A wide search measures the rate before it is taken.
     standing.rate_error = search.wide ? 0 : rate_error(search, carrier);
-    standing.loss_db = astray ? divergence_loss_db : 0;
+    standing.loss_db = (astray ? divergence_loss_db : 0) + reach.tuner.loss_db;
     return budget_of(carrier, reach.front_end, standing);
 }
 
@@ -149,7 +149,9 @@ std::string explain(const Candidate &candidate, const CarrierSearch &search,
         case Reason::locked:
             return fmt::format("locked on {}, C/N {:.1f} dB", name, candidate.cn_db);
         case Reason::cn_below_threshold:
-            return shortage_text(candidate.budget, carrier);
+            return tuner.flaw.empty()
+                       ? shortage_text(candidate.budget, carrier)
+                       : shortage_text(candidate.budget, carrier) + ", for " + tuner.flaw;
         case Reason::table_byte:
             return search.table_fault;
         case Reason::standard:

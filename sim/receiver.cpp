@@ -61,6 +61,10 @@ class Receiver::Impl final : public SignalSource {
     }
     std::optional<Tone> tone(bool mirrored) override { return passband().tone(mirrored); }
     std::uint8_t agc() override { return gain().agc; }
+    std::uint64_t calibrated_ns() override {
+        (void)passband();
+        return tuner_output_.calibrated_ns;
+    }
     std::uint64_t settled_ns() override {
         (void)passband();
         return tuner_output_.settled_ns;

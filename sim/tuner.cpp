@@ -13,41 +13,22 @@ namespace sim {
 namespace {
 
 constexpr std::uint64_t supply_settling_ns = 1'000'000;
+constexpr std::uint64_t discharge_ns = 40'000'000;
+constexpr std::uint64_t register_settling_ns = 1'500'000;
+constexpr std::uint64_t reference_settling_ns = 45'000'000;
 constexpr double reference_khz = 27'000;
-constexpr double lowest_lo_khz = 930'000;
-constexpr double highest_lo_khz = 2'170'000;
 // The first VCO core's bands 0..127 lie evenly over its range.
 constexpr double lowest_vco_khz = 1'080'000;
 constexpr double highest_vco_khz = 2'320'000;
-
-// A register that has to hold one value.
-struct Required {
-    std::uint8_t reg;
-    std::uint8_t value;
-};
-
-constexpr std::array synthesiser_type_1{Required{tuner_reg::reg_62, 0xFD},
-                                        Required{tuner_reg::reg_42, 0x63},
-                                        Required{tuner_reg::reg_03, 0x06}};
-constexpr std::array synthesiser_type_2{Required{tuner_reg::reg_62, 0xEC},
-                                        Required{tuner_reg::reg_42, 0x6C},
-                                        Required{tuner_reg::reg_03, 0x06}};
-constexpr std::array filter_type_2{Required{tuner_reg::reg_27, 0x30},
-                                   Required{tuner_reg::reg_08, 0x09}};
-constexpr std::array agc_type_2{Required{0x22, 0x30}, Required{0x12, 0xA0}};
-
-template <std::size_t count>
-std::string wrong_one(const std::array<std::uint8_t, 256> &regs,
-                      const std::array<Required, count> &required) {
-    for (const Required &row : required) {
-        if (regs[row.reg] != row.value) {
-            return fmt::format("tuner register 0x{:02X} holds 0x{:02X}, it needs 0x{:02X}", row.reg,
-                               regs[row.reg], row.value);
-        }
-    }
-    return {};
-}
-
+// What of it a piece of type 2 reaches, and where the piece of type 1 that reaches furthest ends.
+constexpr double lowest_type_2_khz = 1'102'000;
+constexpr double lowest_type_1_khz = 1'144'000;
+// Between these shares of the fine value that the silicon's speed asks for the filter's calibration
+// finds its centre.
+constexpr double least_fine_share = 0.82;
+constexpr double greatest_fine_share = 1.22;
+constexpr std::array calibrating_type_2{TunerRequirement{tuner_reg::reg_27, 0x70},
+                                        TunerRequirement{tuner_reg::reg_08, 0x0B}};
 std::uint64_t failures(const Scenario &scenario, Fault::Kind kind) {
     std::uint64_t count = 0;
     for (const Fault &fault : scenario.faults) {
@@ -62,7 +43,10 @@ Tuner::Tuner(const Scenario &scenario, Watch &watch)
     : watch_(&watch),
       identity_(scenario.board.tuner_identity),
       type_((identity_ & tuner_reg::power_all) == tuner_reg::power_supply ? 1 : 2),
-      filter_centre_(static_cast<std::uint8_t>(21 + scenario.seed % 5)) {
+      filter_centre_(static_cast<std::uint8_t>(21 + scenario.seed % 5)),
+      lowest_vco_khz_(type_ == 1
+                          ? lowest_type_1_khz + 4'000 * static_cast<double>(scenario.seed % 4)
+                          : lowest_type_2_khz) {
     vco_.fail_first(failures(scenario, Fault::Kind::vco_calibration));
     lo_.fail_first(failures(scenario, Fault::Kind::lo_calibration));
     filter_.fail_first(failures(scenario, Fault::Kind::filter_calibration));
@@ -77,10 +61,18 @@ void Tuner::power_on() {
     lo_.reset();
     filter_.reset();
     agc_.reset();
+    discharged_ns_ = 0;
+    regulated_ns_ = 0;
+    stuck_ = false;
+    trim_reading_.reset();
 }
 
 bool Tuner::on() const {
-    return (regs_[tuner_reg::power] & tuner_reg::power_all) == tuner_reg::power_all;
+    return (regs_[tuner_reg::power] & tuner_reg::power_all) == tuner_reg::power_all && !stuck_;
+}
+
+bool Tuner::takes_registers(std::uint64_t now_ns) const {
+    return !on() || now_ns >= std::max(rest_on_ns_ + register_settling_ns, regulated_ns_);
 }
 
 bool Tuner::asleep() const { return (regs_[tuner_reg::power] & tuner_reg::power_all) == 0; }
@@ -88,13 +80,20 @@ bool Tuner::asleep() const { return (regs_[tuner_reg::power] & tuner_reg::power_
 void Tuner::write_power(std::uint8_t value, std::uint64_t now_ns) {
     const std::uint8_t old = regs_[tuner_reg::power];
     const bool supply_was_on = (old & tuner_reg::power_supply) != 0;
-    if (!supply_was_on && (value & tuner_reg::power_supply) != 0) {
+    const bool supply_goes_on = (value & tuner_reg::power_supply) != 0;
+    if (!supply_was_on && supply_goes_on) {
         supply_on_ns_ = now_ns;
+        stuck_ = now_ns < discharged_ns_;
+    }
+    if (supply_was_on && !supply_goes_on) {
+        discharged_ns_ = now_ns + discharge_ns;
     }
     const bool starts_the_rest =
         (value & ~old & tuner_reg::power_all & ~tuner_reg::power_supply) != 0;
-    if (starts_the_rest && supply_was_on && now_ns < supply_on_ns_ + supply_settling_ns) {
+    if (starts_the_rest && now_ns < supply_on_ns_ + supply_settling_ns) {
         value = tuner_reg::power_supply;
+    } else if (starts_the_rest) {
+        rest_on_ns_ = now_ns;
     }
     regs_[tuner_reg::power] = value & tuner_reg::power_all;
 }
@@ -109,9 +108,24 @@ void Tuner::write(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns) {
         watch_->complain(Offence::powered_down_access, now_ns,
                          fmt::format("tuner register 0x{:02X} written while it is off", reg));
     }
+    if (!takes_registers(now_ns)) {
+        return;
+    }
     const std::uint8_t old = regs_[reg];
     regs_[reg] = value;
+    obey(reg, old, now_ns);
+}
+
+// Do what a register that has just been written asks for.
+void Tuner::obey(std::uint8_t reg, std::uint8_t old, std::uint64_t now_ns) {
+    const std::uint8_t value = regs_[reg];
     switch (reg) {
+        case tuner_reg::reg_62:
+            regulated_ns_ = now_ns + register_settling_ns;
+            break;
+        case tuner_reg::reg_42:
+            regulated_ns_ = type_ == 2 ? now_ns + register_settling_ns : regulated_ns_;
+            break;
         case tuner_reg::divider_high:
         case tuner_reg::divider_low:
             divider_order_ = writes_;
@@ -126,7 +140,7 @@ void Tuner::write(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns) {
             filter_order_ = writes_;
             break;
         case tuner_reg::calibration_select:
-            for (Calibration *calibration : {&vco_, &lo_, &filter_, &agc_}) {
+            for (Calibration *calibration : calibrations()) {
                 calibration->write_reset(value);
             }
             break;
@@ -142,21 +156,79 @@ void Tuner::start_calibrations(std::uint8_t old, std::uint8_t value, std::uint64
     if (!on()) {
         return;
     }
-    for (Calibration *calibration : {&vco_, &lo_, &filter_, &agc_}) {
-        calibration->write_start(old, value, now_ns, writes_);
+    for (Calibration *calibration : calibrations()) {
+        if (calibration->would_start(old, value)) {
+            start(*calibration, now_ns);
+        }
     }
+}
+
+void Tuner::start(Calibration &calibration, std::uint64_t now_ns) {
+    if (filter_.running(now_ns)) {
+        channel_order_ = {};
+    }
+    for (Calibration *other : calibrations()) {
+        other->break_off(now_ns);
+    }
+    calibration.start(now_ns, writes_, can_run(calibration, now_ns));
+    if (&calibration == &filter_ && filter_.succeeds()) {
+        note_filter_run();
+    } else if (&calibration == &vco_) {
+        trim_reading_.reset();
+    } else if (&calibration == &lo_) {
+        latched_trim_ = regs_[tuner_reg::reg_60];
+    }
+}
+
+// What a calibration needs from the chip and from those that it builds on.
+bool Tuner::can_run(const Calibration &calibration, std::uint64_t now_ns) const {
+    if (now_ns < rest_on_ns_ + reference_settling_ns) {
+        return false;
+    }
+    if (&calibration == &filter_) {
+        return filter_can_calibrate();
+    }
+    if (&calibration == &lo_) {
+        return vco_.done(now_ns);
+    }
+    return &calibration == &vco_ || (vco_.done(now_ns) && lo_.done(now_ns) && filter_.done(now_ns));
+}
+
+void Tuner::note_filter_run() {
+    channel_order_.at(regs_[tuner_reg::reg_41] == tuner_reg::reg_41_second_channel ? 1 : 0) =
+        writes_;
+}
+
+bool Tuner::filter_can_calibrate() const {
+    const double speed = filter_speed / (2.0 * filter_result() + filter_offset);
+    const double share = regs_[tuner_reg::filter_fine] / speed;
+    if (share < least_fine_share || share > greatest_fine_share) {
+        return false;
+    }
+    const std::uint8_t channel = regs_[tuner_reg::reg_41];
+    return type_ == 1 || ((regs_[tuner_reg::reg_25] & tuner_reg::reg_25_stored) == 0 &&
+                          wrong_one(regs_, calibrating_type_2).empty() &&
+                          (channel == tuner_reg::reg_41_first_channel ||
+                           channel == tuner_reg::reg_41_second_channel));
 }
 
 bool Tuner::reads_gain(std::uint8_t reg) {
     return reg == tuner_reg::agc_state || reg == tuner_reg::rf_gain || reg == tuner_reg::band_state;
 }
 
-std::uint8_t Tuner::read(std::uint8_t reg, std::uint64_t now_ns) const {
+// The revision, and those power bits that this type shows: the rest's when it has started.
+std::uint8_t Tuner::read_power(std::uint64_t now_ns) const {
+    std::uint8_t power = regs_[tuner_reg::power];
+    if (now_ns < rest_on_ns_ + register_settling_ns || stuck_) {
+        power &= tuner_reg::power_supply;
+    }
+    return static_cast<std::uint8_t>((identity_ & ~tuner_reg::power_all) | (identity_ & power));
+}
+
+std::uint8_t Tuner::read(std::uint8_t reg, std::uint64_t now_ns) {
     switch (reg) {
         case tuner_reg::power:
-            // The revision, and those power bits that this type shows.
-            return static_cast<std::uint8_t>((identity_ & ~tuner_reg::power_all) |
-                                             (identity_ & regs_[tuner_reg::power]));
+            return read_power(now_ns);
         case tuner_reg::vco_band:
             return vco_band();
         case tuner_reg::vco_status:
@@ -169,13 +241,23 @@ std::uint8_t Tuner::read(std::uint8_t reg, std::uint64_t now_ns) const {
             // Bit 6 tells a gain of 0 from a gain control that has not been started.
             return agc_.done(now_ns) ? tuner_reg::agc_started | gain_.baseband : 0;
         case tuner_reg::rf_gain:
-            return gain_.lna;
+            return trim_reading();
         case tuner_reg::band_state:
-            return static_cast<std::uint8_t>((low_band() ? tuner_reg::band_state_low : 0) |
-                                             (gain_.rf << tuner_reg::band_state_gain_shift));
+            return static_cast<std::uint8_t>(
+                (low_band() || comes_up_low() ? tuner_reg::band_state_low : 0) |
+                (gain_.rf << tuner_reg::band_state_gain_shift));
         default:
             return regs_[reg];
     }
+}
+
+// Until the gain control works, type 1 shows no more than the trim leaves it.
+std::uint8_t Tuner::trim_reading() {
+    if (type_ != 1 || agc_.order() > vco_.order()) {
+        return gain_.lna;
+    }
+    trim_reading_ = std::min(gain_.lna, rf_trim_of(latched_trim_));
+    return *trim_reading_;
 }
 
 // Type 1 has twelve bits of divider less 1024. Type 2 has fourteen, in three stretches.
@@ -193,6 +275,12 @@ std::uint32_t Tuner::divider() const {
 }
 
 bool Tuner::low_band() const { return (regs_[tuner_reg::band] & tuner_reg::band_divide_by_2) != 0; }
+
+// Type 1: the VCO does not swing so low, and the chip takes the other band by itself.
+bool Tuner::comes_up_low() const {
+    return type_ == 1 && !low_band() && vco_khz() >= lowest_type_1_khz &&
+           vco_khz() < lowest_vco_khz_;
+}
 
 double Tuner::vco_khz() const { return divider() * reference_khz / 28; }
 
@@ -215,99 +303,6 @@ std::uint8_t Tuner::vco_band() const {
 std::uint8_t Tuner::filter_result() const {
     return static_cast<std::uint8_t>(
         filter_centre_ + (regs_[tuner_reg::reg_41] == tuner_reg::reg_41_second_channel ? 2 : 0));
-}
-
-std::string Tuner::synthesiser_fault() const {
-    std::string fault =
-        type_ == 1 ? wrong_one(regs_, synthesiser_type_1) : wrong_one(regs_, synthesiser_type_2);
-    if (!fault.empty()) {
-        return fault;
-    }
-    if (divider_order_ == 0) {
-        return "tuner synthesiser not programmed";
-    }
-    const double lo_khz = vco_khz() / (low_band() ? 2 : 1);
-    if (lo_khz < lowest_lo_khz || lo_khz > highest_lo_khz || vco_khz() < lowest_vco_khz ||
-        vco_khz() > highest_vco_khz) {
-        return fmt::format("tuner divider {} asks for {:.1f} MHz from a VCO at {:.1f} MHz",
-                           divider(), lo_khz / 1000, vco_khz() / 1000);
-    }
-    if (type_ == 2 && second_core() != (first_core_band() < 64)) {
-        return fmt::format("tuner VCO band {} with the {} core", first_core_band(),
-                           second_core() ? "second" : "first");
-    }
-    if (!vco_.succeeds()) {
-        return "tuner VCO not calibrated";
-    }
-    if (vco_.order() < divider_order_) {
-        return "tuner VCO calibrated before the divider was written";
-    }
-    if (!lo_.succeeds()) {
-        return "tuner synthesiser not calibrated";
-    }
-    return lo_.order() < vco_.order() ? "tuner synthesiser calibrated before the VCO" : "";
-}
-
-std::string Tuner::filter_fault() const {
-    if (!filter_.succeeds()) {
-        return "tuner filter not calibrated";
-    }
-    if (filter_.order() < filter_order_) {
-        return "tuner filter not calibrated since 0x04 and 0x06 were written";
-    }
-    if (regs_[tuner_reg::filter_fine] == 0 || regs_[tuner_reg::filter_coarse] == 0) {
-        return "tuner filter without coefficients";
-    }
-    if (type_ == 1) {
-        return {};
-    }
-    if ((regs_[tuner_reg::reg_25] & tuner_reg::reg_25_stored) == 0) {
-        return "tuner filter result not stored: 0x25 bit 7 is clear";
-    }
-    return wrong_one(regs_, filter_type_2);
-}
-
-std::string Tuner::agc_fault() const {
-    if (!agc_.succeeds()) {
-        return "tuner gain control not started";
-    }
-    if (agc_.order() < vco_.order() || agc_.order() < filter_.order()) {
-        return "tuner gain control started before the other calibrations";
-    }
-    return type_ == 2 ? wrong_one(regs_, agc_type_2) : std::string{};
-}
-
-TunerOutput Tuner::output() const {
-    TunerOutput output;
-    if (!on()) {
-        output.text = "tuner powered down";
-        return output;
-    }
-    output.reason = Reason::tuner_pll;
-    output.text = synthesiser_fault();
-    if (!output.text.empty()) {
-        return output;
-    }
-    output.lo_khz = vco_khz() / (low_band() ? 2 : 1);
-    // K0 is 54 times the filter's unit capacitance of each type.
-    const double k0 = type_ == 1 ? 149'364 : 172'800;
-    output.bandwidth_khz = regs_[tuner_reg::filter_coarse] * k0 /
-                           (2.0 * std::max<std::uint8_t>(regs_[tuner_reg::filter_fine], 1));
-    output.reason = Reason::tuner_filter;
-    output.text = filter_fault();
-    if (!output.text.empty()) {
-        return output;
-    }
-    output.reason = Reason::tuner_agc;
-    output.text = agc_fault();
-    if (!output.text.empty()) {
-        return output;
-    }
-    output.reason = Reason::locked;
-    for (const Calibration *calibration : {&vco_, &lo_, &filter_, &agc_}) {
-        output.settled_ns = std::max(output.settled_ns, calibration->done_ns());
-    }
-    return output;
 }
 
 }  // namespace sim

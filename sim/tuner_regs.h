@@ -18,7 +18,11 @@ inline constexpr std::uint8_t reg_03 = 0x03;
 inline constexpr std::uint8_t band = 0x10;
 inline constexpr std::uint8_t band_divide_by_2 = 0x10;
 inline constexpr std::uint8_t band_second_core = 0x80;  // type 2
+inline constexpr std::uint8_t band_boost = 0x02;        // type 2, of the VCO
+inline constexpr std::uint8_t band_enabled_type_1 = 0x01;
+inline constexpr std::uint8_t band_enabled_type_2 = 0x09;
 inline constexpr std::uint8_t reg_11 = 0x11;
+inline constexpr std::uint8_t first_core_bias = 0x40;
 inline constexpr std::uint8_t second_core_bias = 0x6F;
 inline constexpr std::uint8_t vco_band = 0x14;
 inline constexpr std::uint8_t vco_status = 0x15;
@@ -36,11 +40,13 @@ inline constexpr std::uint8_t reg_25_stored = 0x80;
 inline constexpr std::uint8_t filter_state = 0x26;  // 0 until it is calibrated
 inline constexpr std::uint8_t reg_27 = 0x27;
 inline constexpr std::uint8_t reg_41 = 0x41;
+inline constexpr std::uint8_t reg_41_first_channel = 0x09;
 inline constexpr std::uint8_t reg_41_second_channel = 0x0D;
 
-// Gain: baseband, LNA and (type 2, above the band's bit 7) RF stage.
+// Gain: RF trim of type 1, baseband, LNA and (type 2, above the band's bit 7) RF stage.
 inline constexpr std::uint8_t agc_state = 0x21;  // 0 until it is started
 inline constexpr std::uint8_t agc_started = 0x40;
+inline constexpr std::uint8_t reg_60 = 0x60;
 inline constexpr std::uint8_t rf_gain = 0x3D;
 inline constexpr std::uint8_t band_state = 0x66;
 inline constexpr std::uint8_t band_state_low = 0x80;
