@@ -16,6 +16,8 @@ constexpr std::uint8_t tap_index = 0x70;  // selects what 0x71..0x73 reach
 constexpr std::uint8_t first_tap = 0x71;
 constexpr std::uint8_t last_tap = 0x73;
 constexpr std::uint8_t restart_equaliser = 0x03;  // of 0xBD
+constexpr std::uint64_t shortest_hold_ns = 800'000;
+constexpr std::uint64_t fuse_reading_ns = 80'000'000;
 
 bool works_powered_down(std::uint8_t reg) {
     return reg <= reg::mode || reg == reg::reg_23 || reg == reg::mcu_control;
@@ -102,6 +104,9 @@ void Demodulator::power_on() {
     repeater_open_ = false;
     mcu_written_ = false;
     was_powered_ = false;
+    reset_ = false;
+    controller_reset_ = chip_ == Chip::ds300x;
+    controller_hangs_ = false;
     running_ = false;
     job_ = Job::reception;
     engine_.power_on();
@@ -153,10 +158,23 @@ bool Demodulator::clock_selected() const {
 }
 
 bool Demodulator::core_held() const {
-    const bool held = chip_ == Chip::ds300x
-                          ? (regs_.plain[reg::core_reset_ds300x] & reg::core_hold_ds300x) != 0
-                          : (regs_.plain[reg::core_reset] & 1) != 0;
-    return held || regs_.plain[reg::global_reset] != 0;
+    return chip_ == Chip::ds300x
+               ? (regs_.plain[reg::core_reset_ds300x] & reg::core_hold_ds300x) != 0
+               : (regs_.plain[reg::core_reset] & 1) != 0;
+}
+
+bool Demodulator::in_reset() const {
+    return core_held() || regs_.plain[reg::global_reset] != 0 || !reset_;
+}
+
+std::string Demodulator::why_no_program() const {
+    if (!program_.runs()) {
+        return program_.fault();
+    }
+    if (!controller_reset_) {
+        return "the micro-controller was not reset since power-on (0x07 = 0xE0)";
+    }
+    return controller_hangs_ ? "the micro-controller was let go while the core was in reset" : "";
 }
 
 Reason Demodulator::why_not_running(std::string &text) const {
@@ -168,15 +186,15 @@ Reason Demodulator::why_not_running(std::string &text) const {
         text = "micro-controller held (0xB2 = 1)";
         return Reason::mcu_held;
     }
-    if (!program_.runs()) {
-        text = "firmware not running: " + program_.fault();
+    if (const std::string fault = why_no_program(); !fault.empty()) {
+        text = "firmware not running: " + fault;
         return Reason::firmware_not_running;
     }
-    if (core_held()) {
+    if (in_reset()) {
         text =
-            fmt::format("demodulator core in reset (0x00 = {:02X}, 0x05 = {:02X}, 0x07 = {:02X})",
+            fmt::format("demodulator core in reset (0x00 = {:02X}, 0x05 = {:02X}, 0x07 = {:02X}{})",
                         regs_.plain[reg::core_reset], regs_.plain[reg::core_reset_ds300x],
-                        regs_.plain[reg::global_reset]);
+                        regs_.plain[reg::global_reset], reset_ ? "" : ", never reset");
         return Reason::core_in_reset;
     }
     text = fmt::format("0x22 = {:02X} and 0x24 = {:02X} select no master clock",
@@ -196,31 +214,45 @@ CarrierSearch Demodulator::search_from_registers() const {
     search.near = (plain[reg::reg_0c] & 0x04) != 0;
     search.diverged = divergence_fault_ && search.system == broadcast::System::dvbs2 &&
                       plain[reg::reg_bd] != restart_equaliser;
-    search.table_fault = table_fault(chip_, search.system, regs_);
+    search.table_fault = (plain[reg::mode] & reg::mode_decode) != 0
+                             ? table_fault(chip_, search.system, regs_)
+                             : "the decoder is off: bit 1 of 0x08 is clear";
     return search;
 }
 
 // The chip begins to search when the last thing that held it lets go.
 void Demodulator::run_may_change(std::uint64_t now_ns) {
-    const bool runs = powered() && program_.runs() && !core_held() && clock_selected();
+    const bool runs = powered() && program_.runs() && controller_reset_ && !controller_hangs_ &&
+                      !in_reset() && clock_selected();
     if (runs == running_) {
         return;
     }
     running_ = runs;
+    if (!runs) {
+        stopped_ns_ = now_ns;
+    } else if (stopped_ns_ != 0 && now_ns < stopped_ns_ + shortest_hold_ns &&
+               !was_reset_globally_) {
+        return;
+    } else {
+        begin_search(now_ns);
+    }
     stale_ = true;
     changed_ns_ = now_ns;
-    restart_ = runs;
-    if (runs) {
-        search_ = search_from_registers();
-        job_ = job_from_registers();
-        running_since_ns_ = now_ns;
-        counters_from_ns_ = now_ns;
-    }
+}
+
+void Demodulator::begin_search(std::uint64_t now_ns) {
+    restart_ = true;
+    was_reset_globally_ = false;
+    search_ = search_from_registers();
+    job_ = job_from_registers();
+    running_since_ns_ = now_ns;
+    counters_from_ns_ = now_ns;
 }
 
 void Demodulator::power_may_change(std::uint64_t now_ns) {
     if (powered() != was_powered_) {
         was_powered_ = powered();
+        powered_since_ns_ = now_ns;
         diseqc_.set_powered(was_powered_);
     }
     run_may_change(now_ns);
@@ -242,7 +274,10 @@ void Demodulator::refresh() {
         return;
     }
     stale_ = false;
-    if (!running_ || job_ != Job::reception) {
+    if (!running_) {
+        return;
+    }
+    if (job_ != Job::reception) {
         acquisition_.stop();
         return;
     }
@@ -329,10 +364,7 @@ void Demodulator::obey(std::uint8_t reg, std::uint8_t value, std::uint64_t now_n
             run_may_change(now_ns);
             break;
         case reg::global_reset:
-            if ((value & reg::global_reset_demodulator) != 0) {
-                regs_.plain[reg::carrier_low] = 0;
-                regs_.plain[reg::carrier_high] = 0;
-            }
+            reset_globally(value);
             run_may_change(now_ns);
             break;
         case reg::reg_04:
@@ -362,9 +394,22 @@ void Demodulator::control_mcu(std::uint8_t value) {
     mcu_written_ = true;
     if ((value & reg::mcu_hold) != 0) {
         program_.hold();
+        controller_hangs_ = false;
     } else {
+        controller_hangs_ = controller_hangs_ || core_held();
         program_.release();
     }
+}
+
+void Demodulator::reset_globally(std::uint8_t value) {
+    if ((value & reg::global_reset_demodulator) != 0) {
+        regs_.plain[reg::carrier_low] = 0;
+        regs_.plain[reg::carrier_high] = 0;
+        reset_ = true;
+        was_reset_globally_ = true;
+    }
+    controller_reset_ =
+        controller_reset_ || (value & reg::global_reset_controller) == reg::global_reset_controller;
 }
 
 void Demodulator::write_master_clock(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns) {
@@ -392,6 +437,9 @@ std::uint8_t Demodulator::read_identity(std::uint8_t reg, std::uint64_t now_ns) 
         if (fault.reg == reg && now_ms >= fault.period.from_ms && now_ms < fault.period.to_ms) {
             return fault.value;
         }
+    }
+    if (was_powered_ && now_ns < powered_since_ns_ + fuse_reading_ns && reg != reg::mcu_control) {
+        return 0;
     }
     const bool shows_identity = reg == reg::mcu_control && !mcu_written_;
     return static_cast<std::uint8_t>(regs_.plain[reg] | (shows_identity ? mcu_identity_ : 0));

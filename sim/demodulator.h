@@ -53,6 +53,11 @@ class SignalSource {
 // pins not driven (0x29 bit 5 set) and the chip powered down (0x08 bit 0 clear, 0x04 bit 0 set,
 // 0x23 bit 4 set); each of the three alone powers it down. Then
 // only 0x00..0x08, 0x23, identity and micro-controller control are worth a transfer.
+// The identity is read from its fuses during 80 ms from power-up, in which it reads as 0.
+// Reset: after power-on nothing runs before a pulse of bit 7 of 0x07, the micro-controller of DS3002B
+// and DS3103 not before one of bits 6 and 5. Holding the micro-controller or the core for less than
+// 0.8 ms goes unnoticed. A micro-controller let go while the core is in reset hangs until it is held
+// again. Bit 1 of 0x08 switches the decoder on.
 // Search: begins when nothing holds the chip any more - power-down, 0xB2, 0x00 (DS300X: 0x05),
 // 0x07 - with what the registers hold at that moment. Later writes of them wait for the next
 // search; what the tuner, the LNB and the weather do is seen at once by the one that goes on, and
@@ -111,6 +116,10 @@ class Demodulator {
     [[nodiscard]] std::uint8_t &place_of(std::uint8_t reg);
     void obey(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
     void control_mcu(std::uint8_t value);
+    void reset_globally(std::uint8_t value);
+    void begin_search(std::uint64_t now_ns);
+    [[nodiscard]] bool in_reset() const;
+    [[nodiscard]] std::string why_no_program() const;
     void write_master_clock(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
     void note_powered_down_access(std::uint8_t reg, std::uint64_t now_ns);
     void power_may_change(std::uint64_t now_ns);
@@ -170,13 +179,19 @@ class Demodulator {
     bool repeater_open_ = false;
     bool mcu_written_ = false;
     bool was_powered_ = false;
+    bool reset_ = false;             // since power-on, by 0x07
+    bool controller_reset_ = false;  // the same of the micro-controller
+    bool controller_hangs_ = false;
+    bool was_reset_globally_ = false;  // since the last search
     bool running_ = false;
     bool stale_ = false;
     bool restart_ = false;
     bool window_started_ = false;
     Job job_ = Job::reception;
     unsigned restarts_ = 0;
+    std::uint64_t powered_since_ns_ = 0;
     std::uint64_t running_since_ns_ = 0;
+    std::uint64_t stopped_ns_ = 0;
     CarrierSearch search_;
     Channel searched_;
     SpectrumEngine engine_;

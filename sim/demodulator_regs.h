@@ -23,6 +23,7 @@ inline constexpr std::uint8_t clock_reset = 0x06;
 inline constexpr std::uint8_t clock_reset_hold = 0xE0;  // the clock tree stands still
 inline constexpr std::uint8_t global_reset = 0x07;
 inline constexpr std::uint8_t global_reset_demodulator = 0x80;
+inline constexpr std::uint8_t global_reset_controller = 0x60;  // and of the core; DS310X
 inline constexpr std::uint8_t reg_23 = 0x23;
 inline constexpr std::uint8_t reg_23_power_down = 0x10;
 
@@ -33,6 +34,7 @@ inline constexpr std::uint8_t repeater_open = 0x11;
 // What the demodulator is to be.
 inline constexpr std::uint8_t mode = 0x08;
 inline constexpr std::uint8_t mode_enable = 0x01;
+inline constexpr std::uint8_t mode_decode = 0x02;
 inline constexpr std::uint8_t mode_dvbs2 = 0x04;
 inline constexpr std::uint8_t mode_spectrum = 0x80;
 inline constexpr std::uint8_t reg_0c = 0x0C;

@@ -120,6 +120,7 @@ TEST_F(Acquisition, carrier_beyond_the_capture_range_is_not_found) {
     poke(0xB2, 0x01);
     poke(0x5F, 0x0E);
     poke(0x5E, 0x00);
+    sleep_ms(1);
     poke(0xB2, 0x00);
 
     EXPECT_FALSE(locks());
@@ -245,6 +246,7 @@ TEST_F(Acquisition, inverted_spectrum_option_on_a_plain_board_misses_a_shifted_c
     const std::uint8_t spectrum = peek(0x4D);
     poke(0xB2, 0x01);
     poke(0x4D, spectrum | 0x02);
+    sleep_ms(1);
     poke(0xB2, 0x00);
 
     EXPECT_FALSE(locks());
@@ -257,8 +259,48 @@ TEST_F(Acquisition, core_in_reset_does_not_search) {
 
     poke(0x00, 0x01);
     EXPECT_THAT(receiver().verdict(), HasReason(Reason::core_in_reset));
+    sleep_ms(1);
     poke(0x00, 0x00);
     EXPECT_TRUE(locks());
+}
+
+// DS3103 takes 0.8 ms to notice.
+TEST_F(Acquisition, short_hold_goes_unnoticed) {
+    start();
+    tune(dvbs);
+    EXPECT_TRUE(locks());
+
+    poke(0xB2, 0x01);
+    poke(0xB2, 0x00);
+    EXPECT_TRUE(receiver().verdict().locked());
+    poke(0xB2, 0x01);
+    sleep_ms(1);
+    poke(0xB2, 0x00);
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::searching));
+}
+
+TEST_F(Acquisition, micro_controller_let_go_before_the_core_hangs) {
+    start();
+    tune(dvbs);
+
+    poke(0xB2, 0x01);
+    poke(0x00, 0x01);
+    sleep_ms(1);
+    poke(0xB2, 0x00);
+    poke(0x00, 0x00);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::firmware_not_running));
+    EXPECT_EQ(peek(0xB3), 0x38);
+}
+
+TEST_F(Acquisition, decoder_that_is_switched_off_locks_nothing) {
+    start();
+
+    tune_with_register(dvbs, 0x08, 0x01);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::table_byte));
 }
 
 TEST_F(Acquisition, global_reset_forgets_the_expected_carrier) {
@@ -389,6 +431,7 @@ TEST_F(Acquisition, pulse_filter_group_that_was_not_loaded_is_named) {
     poke(0xB2, 0x01);
     poke(0x70, 0x60);
     poke(0x72, 0x05);
+    sleep_ms(1);
     poke(0xB2, 0x00);
 
     EXPECT_FALSE(locks());
@@ -403,6 +446,7 @@ TEST_F(Acquisition, apsk_loops_of_ds300x_must_be_loaded) {
     poke(0xB2, 0x01);
     poke(0x7C, 0x03);
     poke(0x80, 0x00);
+    sleep_ms(1);
     poke(0xB2, 0x00);
 
     EXPECT_FALSE(locks());

@@ -250,6 +250,7 @@ TEST_F(BudgetOf, a_narrow_carrier_in_the_middle_of_the_passband_loses_a_marginal
     poke(0xB2, 0x01);
     poke(0x5F, 0x00);
     poke(0x5E, 0x00);
+    sleep_ms(1);
     poke(0xB2, 0x00);
 
     EXPECT_FALSE(locks());

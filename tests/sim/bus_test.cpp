@@ -174,6 +174,7 @@ TEST_F(Bus, same_scenario_gives_the_same_run) {
         ds3000_context.i2c_bus = hdi_create_i2c_bus();
         testing::internal::CaptureStderr();
         ds3000_wake();
+        sleep_ms(100);
         ds3000_init();
         testing::internal::GetCapturedStderr();
         tune(demo_transponder(10'800));

@@ -28,6 +28,8 @@ class Firmware : public ReceiverTest {
         receiver();
         ds3000_context.i2c_bus = receiver().open_bus();
         ds3000_wake();
+        poke(0x07, 0xE0);
+        poke(0x07, 0x00);
     }
 
     static void load(const std::vector<std::uint8_t> &image, std::size_t size) {
@@ -47,6 +49,42 @@ TEST_F(Firmware, chip_has_no_program_at_power_on) {
 
     EXPECT_THAT(receiver().verdict(), HasReason(Reason::firmware_not_running));
     EXPECT_EQ(peek(0xB3), 0x38);
+}
+
+// The whole program, but no pulse of bits 6 and 5 of 0x07 before it.
+TEST_F(Firmware, controller_that_was_never_reset_does_not_run) {
+    receiver();
+    ds3000_context.i2c_bus = receiver().open_bus();
+    ds3000_wake();
+    poke(0x07, 0x80);
+    poke(0x07, 0x00);
+
+    load(image('A'), FIRMWARE_SIZE);
+
+    EXPECT_FALSE(runs());
+    EXPECT_THAT(receiver().verdict().text, HasSubstr("not reset since power-on"));
+}
+
+TEST_F(Firmware, chip_that_was_never_reset_receives_nothing) {
+    scenario.board.chip = Chip::ds300x;
+    receiver();
+    ds3000_context.i2c_bus = receiver().open_bus();
+    ds3000_wake();
+
+    load(image('B'), FIRMWARE_SIZE);
+
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::core_in_reset));
+    EXPECT_THAT(receiver().verdict().text, HasSubstr("never reset"));
+}
+
+TEST_F(Firmware, identity_is_not_there_at_once) {
+    receiver();
+    ds3000_context.i2c_bus = receiver().open_bus();
+    ds3000_wake();
+
+    EXPECT_EQ(peek(0x01), 0x00);
+    sleep_ms(80);
+    EXPECT_EQ(peek(0x01), 0xD0);
 }
 
 TEST_F(Firmware, held_chip_takes_the_whole_image_and_runs) {

@@ -151,6 +151,7 @@ void ReceiverTest::tune_with_register(const broadcast::Transponder &transponder,
     tune(transponder);
     poke(0xB2, 0x01);
     poke(reg, value);
+    sleep_ms(1);
     poke(0xB2, 0x00);
 }
 

@@ -31,6 +31,7 @@ class Recovery : public ReceiverTest {
     // Let the demodulator go again as it is programmed.
     static void restart() {
         poke(0xB2, 0x01);
+        sleep_ms(1);
         poke(0xB2, 0x00);
     }
 };
@@ -143,6 +144,7 @@ TEST_F(Recovery, gain_that_was_set_before_the_tuner_had_settled_spoils_the_searc
     tuner_write(0x51, 0x1F);
     tuner_write(0x50, 0x01);
     tuner_write(0x50, 0x00);
+    sleep_ms(1);
     poke(0xB2, 0x00);
 
     EXPECT_FALSE(locks());

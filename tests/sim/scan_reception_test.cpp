@@ -37,6 +37,7 @@ class ScanReception : public ReceiverTest {
         ds3000_program_standard_scan(ksps, standard);
         ds3000_set_carrier_offset(ds3000_context.tuner_ops.tuner_get_offset());
         meddle();
+        sleep_ms(1);
         poke(0xB2, 0x00);
         sleep_ms(500);
     }

@@ -213,6 +213,7 @@ TEST_F(EngineInTheChip, search_of_an_engine_that_does_not_run_never_ends) {
     sleep_ms(1'000);
     EXPECT_EQ(peek(0x9A), 0x80);
 
+    sleep_ms(1);
     poke(0xB2, 0x00);
     sleep_ms(50);
     poke(0x9A, 0x80);
