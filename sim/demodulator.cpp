@@ -92,7 +92,7 @@ Demodulator::Demodulator(const Scenario &scenario, SignalSource &source, Outdoor
 }
 
 void Demodulator::power_on() {
-    regs_ = {};
+    regs_ = registers_at_power_on();
     regs_.plain[reg::chip_id] = chip_ == Chip::ds300x ? reg::chip_id_ds300x : reg::chip_id_ds310x;
     regs_.plain[reg::reg_04] = reg::reg_04_power_down;
     regs_.plain[reg::reg_23] = reg::reg_23_power_down;
@@ -214,9 +214,9 @@ CarrierSearch Demodulator::search_from_registers() const {
     search.near = (plain[reg::reg_0c] & 0x04) != 0;
     search.diverged = divergence_fault_ && search.system == broadcast::System::dvbs2 &&
                       plain[reg::reg_bd] != restart_equaliser;
-    search.table_fault = (plain[reg::mode] & reg::mode_decode) != 0
-                             ? table_fault(chip_, search.system, regs_)
-                             : "the decoder is off: bit 1 of 0x08 is clear";
+    search.table = table_cost({chip_, search.system, search.wide, search.symbol_rate_ksps}, regs_);
+    search.loops = loop_gains(chip_, search.system, regs_);
+    search.for_weak_carriers = for_weak_carriers();
     return search;
 }
 
@@ -262,6 +262,23 @@ void Demodulator::signal_changed(std::uint64_t now_ns) {
     stale_ = true;
     changed_ns_ = now_ns;
 }
+
+// The driver adapts the loops and a bit to the carrier while the search goes on.
+void Demodulator::adjust_search(std::uint8_t reg, std::uint64_t now_ns) {
+    const bool adapts =
+        reg == reg::loop_a || reg == reg::loop_b || reg == reg::loop_pilots || reg == reg::reg_56;
+    if (!adapts || !running_) {
+        return;
+    }
+    const LoopGains loops = loop_gains(chip_, search_.system, regs_);
+    if (search_.for_weak_carriers != for_weak_carriers() || !(search_.loops == loops)) {
+        search_.loops = loops;
+        search_.for_weak_carriers = for_weak_carriers();
+        signal_changed(now_ns);
+    }
+}
+
+bool Demodulator::for_weak_carriers() const { return (regs_.plain[reg::reg_56] & 1) != 0; }
 
 void Demodulator::carriers_change(std::uint64_t now_ns) {
     signal_changed(now_ns);
@@ -386,6 +403,7 @@ void Demodulator::obey(std::uint8_t reg, std::uint8_t value, std::uint64_t now_n
             }
             break;
         default:
+            adjust_search(reg, now_ns);
             break;
     }
 }

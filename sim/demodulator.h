@@ -50,8 +50,8 @@ class SignalSource {
 //
 // Power-on: everything 0 except the identity (0x01, and bits 7..6 of 0xB2 until that register is
 // first written), the master clock at 96 MHz (0x22 = 0x80, 0x24 = 0x40), the transport stream's
-// pins not driven (0x29 bit 5 set) and the chip powered down (0x08 bit 0 clear, 0x04 bit 0 set,
-// 0x23 bit 4 set); each of the three alone powers it down. Then
+// pins not driven (0x29 bit 5 set), some registers that the tables clear, and the chip powered down
+// (0x08 bit 0 clear, 0x04 bit 0 set, 0x23 bit 4 set); each of the three alone powers it down. Then
 // only 0x00..0x08, 0x23, identity and micro-controller control are worth a transfer.
 // The identity is read from its fuses during 80 ms from power-up, in which it reads as 0.
 // Reset: after power-on nothing runs before a pulse of bit 7 of 0x07, the micro-controller of DS3002B
@@ -128,6 +128,8 @@ class Demodulator {
     [[nodiscard]] Reason why_not_running(std::string &text) const;
     void explain_wait(Verdict &verdict, std::uint64_t now_ns) const;
     [[nodiscard]] CarrierSearch search_from_registers() const;
+    [[nodiscard]] bool for_weak_carriers() const;
+    void adjust_search(std::uint8_t reg, std::uint64_t now_ns);
     void refresh();
     void count_restart();
 

@@ -34,13 +34,13 @@ inline constexpr std::uint8_t repeater_open = 0x11;
 // What the demodulator is to be.
 inline constexpr std::uint8_t mode = 0x08;
 inline constexpr std::uint8_t mode_enable = 0x01;
-inline constexpr std::uint8_t mode_decode = 0x02;
 inline constexpr std::uint8_t mode_dvbs2 = 0x04;
 inline constexpr std::uint8_t mode_spectrum = 0x80;
 inline constexpr std::uint8_t reg_0c = 0x0C;
 inline constexpr std::uint8_t reg_25 = 0x25;
 inline constexpr std::uint8_t spectrum = 0x4D;
 inline constexpr std::uint8_t spectrum_invert = 0x02;  // exchanges I and Q; not on DS300X
+inline constexpr std::uint8_t reg_56 = 0x56;           // bit 0 for carriers of little amplitude
 inline constexpr std::uint8_t reg_bd = 0xBD;
 inline constexpr std::uint8_t reg_c7 = 0xC7;
 inline constexpr std::uint8_t reg_c9 = 0xC9;
@@ -86,6 +86,7 @@ inline constexpr std::uint8_t energy_value = 0x7B;
 inline constexpr std::uint8_t loop_index = 0x7C;
 inline constexpr std::uint8_t loop_a = 0x80;
 inline constexpr std::uint8_t loop_b = 0x81;
+inline constexpr std::uint8_t loop_pilots = 0xAE;
 
 // What DVB-S2 tells of the carrier. 0x8C is both a noise reading's low six bits and the beginning
 // of a new measurement.

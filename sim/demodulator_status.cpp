@@ -135,7 +135,7 @@ std::uint8_t Demodulator::amplitude() const {
     if (!running_ || job_ != Job::reception || found.carrier == nullptr) {
         return 0;
     }
-    return found.locks() ? 20 : 1;
+    return found.locks() && !found.weak ? 20 : 1;
 }
 
 std::uint16_t Demodulator::carrier_reading(std::uint64_t now_ns) const {

@@ -19,6 +19,10 @@ namespace {
 constexpr double outside_khz = 25'000;
 // Loss of a DVB-S2 carrier without pilots whose equaliser has gone astray.
 constexpr double divergence_loss_db = 1.5;
+// A carrier with so little to spare has a small amplitude, and needs so much until the driver has
+// seen that and set bit 0 of 0x56.
+constexpr double weak_margin_db = 1.5;
+constexpr double weak_carrier_loss_db = 1;
 
 // One carrier in the passband, and how far a search gets with it.
 struct Candidate {
@@ -29,6 +33,8 @@ struct Candidate {
     Budget budget;
     double cn_db = 0;
     bool inverted = false;
+    bool weak = false;
+    bool weighed = false;
     Reason reason = Reason::no_carrier;
 };
 
@@ -37,6 +43,7 @@ struct Reach {
     const CarrierSearch &search;
     const TunerOutput &tuner;
     const FrontEnd &front_end;
+    bool mirrored;
     double fade_db;
     double total_dbm;
 };
@@ -65,7 +72,8 @@ Budget budget_of(const Candidate &candidate, const Reach &reach) {
     standing.offset_khz = candidate.offset_khz;
     // A wide search measures the rate before it is taken.
     standing.rate_error = search.wide ? 0 : rate_error(search, carrier);
-    standing.loss_db = (astray ? divergence_loss_db : 0) + reach.tuner.loss_db;
+    standing.loss_db = search.table.loss_db + loop_loss_db(search.loops, carrier.transponder) +
+                       (astray ? divergence_loss_db : 0) + reach.tuner.loss_db;
     return budget_of(carrier, reach.front_end, standing);
 }
 
@@ -74,13 +82,22 @@ bool ends_beyond_the_filter(const Candidate &candidate, const TunerOutput &tuner
            tuner.bandwidth_khz;
 }
 
+// A weak carrier is not seen until the driver has noticed its small amplitude.
+bool is_overlooked(const Candidate &candidate, const CarrierSearch &search) {
+    return !search.for_weak_carriers &&
+           candidate.cn_db < candidate.carrier->threshold_db + weak_carrier_loss_db;
+}
+
 // What leaves too little C/(N+I), if anything.
-Reason shortage_of(const Candidate &candidate, const TunerOutput &tuner) {
+Reason shortage_of(const Candidate &candidate, const Reach &reach) {
     const double threshold_db = candidate.carrier->threshold_db;
     if (candidate.cn_db >= threshold_db) {
-        return Reason::locked;
+        return is_overlooked(candidate, reach.search) ? Reason::cn_below_threshold : Reason::locked;
     }
-    return ends_beyond_the_filter(candidate, tuner) &&
+    if (candidate.cn_db + reach.search.table.loss_db >= threshold_db) {
+        return Reason::table_byte;
+    }
+    return ends_beyond_the_filter(candidate, reach.tuner) &&
                    candidate.budget.without(Impairment::filter).cn_db() >= threshold_db
                ? Reason::filter_too_narrow
                : Reason::cn_below_threshold;
@@ -101,16 +118,33 @@ Reason obstacle_of(const Candidate &candidate, const Reach &reach) {
     if (carrier.transponder.system != reach.search.system) {
         return Reason::standard;
     }
-    return reach.search.table_fault.empty() ? Reason::locked : Reason::table_byte;
+    return reach.search.table.impossible ? Reason::table_byte : Reason::locked;
 }
 
-void judge(Candidate &candidate, const Reach &reach) {
-    candidate.reason = obstacle_of(candidate, reach);
+// What the budget leaves of a carrier, and whether it is enough.
+void weigh(Candidate &candidate, const Reach &reach) {
+    candidate.weighed = true;
     candidate.budget = budget_of(candidate, reach);
     candidate.cn_db = candidate.budget.cn_db();
+    const double margin_db = candidate.cn_db - candidate.carrier->threshold_db;
+    candidate.weak = margin_db < weak_margin_db;
     if (candidate.reason == Reason::locked) {
-        candidate.reason = shortage_of(candidate, reach.tuner);
+        candidate.reason = shortage_of(candidate, reach);
     }
+}
+
+Candidate candidate_of(const Carrier &carrier, double if_khz, bool inverted, const Reach &reach) {
+    Candidate candidate;
+    candidate.carrier = &carrier;
+    candidate.if_khz = if_khz;
+    candidate.measured_khz = (reach.tuner.lo_khz - if_khz) * (reach.mirrored ? -1 : 1);
+    candidate.offset_khz = reach.search.expected_khz - candidate.measured_khz;
+    candidate.inverted = (inverted != carrier.transponder.inverted) != reach.mirrored;
+    candidate.reason = obstacle_of(candidate, reach);
+    if (candidate.reason == Reason::locked) {
+        weigh(candidate, reach);
+    }
+    return candidate;
 }
 
 int progress(Reason reason) {
@@ -149,11 +183,15 @@ std::string explain(const Candidate &candidate, const CarrierSearch &search,
         case Reason::locked:
             return fmt::format("locked on {}, C/N {:.1f} dB", name, candidate.cn_db);
         case Reason::cn_below_threshold:
-            return tuner.flaw.empty()
-                       ? shortage_text(candidate.budget, carrier)
-                       : shortage_text(candidate.budget, carrier) + ", for " + tuner.flaw;
+            return candidate.cn_db < carrier.threshold_db
+                       ? shortage_text(candidate.budget, carrier) +
+                             (tuner.flaw.empty() ? "" : ", for " + tuner.flaw)
+                       : fmt::format(
+                             "C/N {:.1f} dB above the threshold {:.1f} dB by less than a "
+                             "carrier of little amplitude needs with 0x56 bit 0 clear",
+                             candidate.cn_db, carrier.threshold_db);
         case Reason::table_byte:
-            return search.table_fault;
+            return describe(search.table, search.system);
         case Reason::standard:
             return fmt::format("{} carrier, {} programmed", to_string(carrier.transponder.system),
                                to_string(search.system));
@@ -193,6 +231,7 @@ FoundCarrier found_of(const Candidate &candidate, const CarrierSearch &search,
     found.measured_khz = candidate.measured_khz;
     found.offset_khz = candidate.offset_khz;
     found.inverted = candidate.inverted;
+    found.weak = candidate.weak;
     return found;
 }
 
@@ -377,18 +416,15 @@ FoundCarrier Passband::find(const CarrierSearch &search, double cross_polarisati
                         search.symbol_rate_ksps, smallest_symbol_rate_ksps,
                         largest_symbol_rate_ksps));
     }
-    const bool mirrored = iq_swap_ != search.mirrored;
-    const Reach reach{search, *tuner_, *front_end_, outdoor_->weather().fade_db,
+    const Reach reach{search,
+                      *tuner_,
+                      *front_end_,
+                      iq_swap_ != search.mirrored,
+                      outdoor_->weather().fade_db,
                       level_dbm(cross_polarisation_db)};
     Candidate best;
     for_each_carrier([&](const Carrier &carrier, double if_khz, bool inverted) {
-        Candidate candidate;
-        candidate.carrier = &carrier;
-        candidate.if_khz = if_khz;
-        candidate.measured_khz = (tuner_->lo_khz - if_khz) * (mirrored ? -1 : 1);
-        candidate.offset_khz = search.expected_khz - candidate.measured_khz;
-        candidate.inverted = (inverted != carrier.transponder.inverted) != mirrored;
-        judge(candidate, reach);
+        const Candidate candidate = candidate_of(carrier, if_khz, inverted, reach);
         if (best.carrier == nullptr || better(candidate, best)) {
             best = candidate;
         }
@@ -397,6 +433,9 @@ FoundCarrier Passband::find(const CarrierSearch &search, double cross_polarisati
         return nothing_found(Reason::no_carrier,
                              fmt::format("no carrier within {:.1f} MHz of the tuner's {:.1f} MHz",
                                          tuner_->bandwidth_khz / 1000, tuner_->lo_khz / 1000));
+    }
+    if (!best.weighed) {
+        weigh(best, reach);
     }
     return found_of(best, search, *tuner_);
 }

@@ -7,6 +7,7 @@
 
 #include "sim/budget.h"
 #include "sim/outdoor.h"
+#include "sim/required_registers.h"
 #include "sim/sky.h"
 #include "sim/spectrum_engine.h"
 #include "sim/tuner.h"
@@ -29,11 +30,13 @@ struct CarrierSearch {
     broadcast::System system = broadcast::System::dvbs;
     double expected_khz = 0;  // oscillator minus carrier
     double symbol_rate_ksps = 0;
-    bool mirrored = false;    // the demodulator exchanges I and Q
-    bool wide = false;        // the symbol rate is known roughly only
-    bool near = false;        // take a carrier within half a symbol rate only
-    bool diverged = false;    // the equaliser of a carrier without pilots has gone astray
-    std::string table_fault;  // the first register that makes lock impossible
+    bool mirrored = false;           // the demodulator exchanges I and Q
+    bool wide = false;               // the symbol rate is known roughly only
+    bool near = false;               // take a carrier within half a symbol rate only
+    bool diverged = false;           // the equaliser of a carrier without pilots has gone astray
+    bool for_weak_carriers = false;  // bit 0 of 0x56
+    TableCost table;                 // what wrong registers cost
+    LoopGains loops;                 // as the driver sets them for the carrier that it sees
 };
 
 // The carrier that a search comes to, if any, and whether it locks.
@@ -48,6 +51,7 @@ struct FoundCarrier {
     double measured_khz = 0;  // oscillator minus carrier, as the demodulator sees it
     double offset_khz = 0;    // how far the carrier is above where it is expected
     bool inverted = false;
+    bool weak = false;  // of little amplitude
     [[nodiscard]] bool locks() const { return reason == Reason::locked; }
 };
 

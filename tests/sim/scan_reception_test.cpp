@@ -88,6 +88,7 @@ TEST_P(ScanReceptionOf, the_chip_reads_back_the_carrier_it_found) {
 
 TEST_P(ScanReceptionOf, the_chip_does_without_no_byte_of_the_table) {
     scenario.board.chip = GetParam();
+    scenario.cn_db = 10;
     start_on_vertical();
 
     program(carrier_khz, 22'000, STANDARD_DVBS2, [] { poke(0x7F, 0x55); });
