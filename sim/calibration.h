@@ -6,7 +6,7 @@
 namespace sim {
 
 // One of the tuner's self-calibrations: a block that is put into reset, released and started, takes
-// its time and ends with or without success.
+// its time and ends with or without success. It starts from reset alone, so each run needs its own.
 class Calibration {
  public:
     Calibration(std::uint8_t block_bit, std::uint64_t duration_ns)
@@ -24,18 +24,21 @@ class Calibration {
             started_ = false;
         }
     }
-    void write_start(std::uint8_t old_value, std::uint8_t value, std::uint64_t now_ns,
-                     std::uint64_t order) {
-        if (held_ || (value & ~old_value & bit_) == 0) {
-            return;
-        }
+    [[nodiscard]] bool would_start(std::uint8_t old_value, std::uint8_t value) const {
+        return !held_ && !started_ && (value & ~old_value & bit_) != 0;
+    }
+    // Run, with what it needs or without.
+    void start(std::uint64_t now_ns, std::uint64_t order, bool has_what_it_needs) {
         started_ = true;
-        succeeds_ = failures_left_ == 0;
-        failures_left_ -= succeeds_ ? 0 : 1;
+        succeeds_ = failures_left_ == 0 && has_what_it_needs;
+        failures_left_ -= failures_left_ == 0 ? 0 : 1;
         done_ns_ = now_ns + duration_ns_;
         order_ = order;
     }
+    // Another block takes the sequencer away.
+    void break_off(std::uint64_t now_ns) { succeeds_ = succeeds_ && !running(now_ns); }
 
+    [[nodiscard]] bool running(std::uint64_t now_ns) const { return started_ && now_ns < done_ns_; }
     [[nodiscard]] bool done(std::uint64_t now_ns) const {
         return started_ && succeeds_ && now_ns >= done_ns_;
     }

@@ -112,36 +112,36 @@ TEST(TsPort, a_clock_carries_what_is_no_faster_and_not_far_slower) {
         }
         return sim::ts_output(chip, System::dvbs, regs, wanted, 3).fault;
     };
-    using Fault = sim::TsOutput::Fault;
+    using PortFault = sim::TsOutput::Fault;
     // 6000 kHz for 5999 and 6014 kbyte/s.
-    EXPECT_EQ(fault_at(34'720'000, 0x80, Chip::ds3103), Fault::none);
-    EXPECT_EQ(fault_at(34'810'000, 0x80, Chip::ds3103), Fault::too_slow);
+    EXPECT_EQ(fault_at(34'720'000, 0x80, Chip::ds3103), PortFault::none);
+    EXPECT_EQ(fault_at(34'810'000, 0x80, Chip::ds3103), PortFault::too_slow);
     // 6857 kHz are a tenth more than 6233 kbyte/s.
-    EXPECT_EQ(fault_at(36'000'000, 0x80, Chip::ds300x), Fault::none);
-    EXPECT_EQ(fault_at(36'200'000, 0x80, Chip::ds300x), Fault::too_slow);
+    EXPECT_EQ(fault_at(36'000'000, 0x80, Chip::ds300x), PortFault::none);
+    EXPECT_EQ(fault_at(36'200'000, 0x80, Chip::ds300x), PortFault::too_slow);
     // 12000 kHz for 6048 and 5875 kbyte/s; 6000 kHz is not fast for anything.
-    EXPECT_EQ(fault_at(35'000'000, 0xC0, Chip::ds3103), Fault::none);
-    EXPECT_EQ(fault_at(34'000'000, 0xC0, Chip::ds3103), Fault::too_fast);
-    EXPECT_EQ(fault_at(1'000'000, 0x80, Chip::ds3103), Fault::none);
+    EXPECT_EQ(fault_at(35'000'000, 0xC0, Chip::ds3103), PortFault::none);
+    EXPECT_EQ(fault_at(34'000'000, 0xC0, Chip::ds3103), PortFault::too_fast);
+    EXPECT_EQ(fault_at(1'000'000, 0x80, Chip::ds3103), PortFault::none);
 }
 
 TEST(TsPort, pins_are_driven_with_their_bits_set_alone) {
-    using Fault = sim::TsOutput::Fault;
+    using PortFault = sim::TsOutput::Fault;
     const auto with = [](std::uint8_t TsRegisters::*reg, std::uint8_t value) {
         TsRegisters regs = working;
         regs.*reg = value;
         return fault_with(regs);
     };
-    EXPECT_EQ(fault_with(working), Fault::none);
-    EXPECT_EQ(with(&TsRegisters::enable, 0x30), Fault::drivers_off);
-    EXPECT_EQ(with(&TsRegisters::enable, 0x21), Fault::drivers_off);
-    EXPECT_EQ(with(&TsRegisters::drivers, 0x20), Fault::drivers_off);
-    EXPECT_EQ(with(&TsRegisters::drivers, 0x4F), Fault::none);
-    EXPECT_EQ(with(&TsRegisters::mode, 0x03), Fault::drivers_off);
-    EXPECT_EQ(with(&TsRegisters::mode, 0x41), Fault::drivers_off);
-    EXPECT_EQ(with(&TsRegisters::mode, 0x4B), Fault::drivers_off);
-    EXPECT_EQ(with(&TsRegisters::polarity, 0x01), Fault::drivers_off);
-    EXPECT_EQ(with(&TsRegisters::polarity, 0x22), Fault::none);
+    EXPECT_EQ(fault_with(working), PortFault::none);
+    EXPECT_EQ(with(&TsRegisters::enable, 0x30), PortFault::drivers_off);
+    EXPECT_EQ(with(&TsRegisters::enable, 0x21), PortFault::drivers_off);
+    EXPECT_EQ(with(&TsRegisters::drivers, 0x20), PortFault::drivers_off);
+    EXPECT_EQ(with(&TsRegisters::drivers, 0x4F), PortFault::none);
+    EXPECT_EQ(with(&TsRegisters::mode, 0x03), PortFault::drivers_off);
+    EXPECT_EQ(with(&TsRegisters::mode, 0x41), PortFault::drivers_off);
+    EXPECT_EQ(with(&TsRegisters::mode, 0x4B), PortFault::drivers_off);
+    EXPECT_EQ(with(&TsRegisters::polarity, 0x01), PortFault::drivers_off);
+    EXPECT_EQ(with(&TsRegisters::polarity, 0x22), PortFault::none);
 }
 
 TEST(TsPort, another_mode_than_the_board_is_wired_for_carries_nothing) {
@@ -178,7 +178,7 @@ TEST_F(ReceiverTest, divider_that_is_too_large_does_not_carry_the_payload) {
 
     ds3000_set_ts_clock_divider(STANDARD_DVBS2, 20, 20);
 
-    EXPECT_EQ(receiver().verdict().ts.fault, sim::TsOutput::Fault::too_slow);
+    EXPECT_EQ(receiver().verdict().ts.fault, sim::TsOutput::PortFault::too_slow);
     EXPECT_FALSE(receiver().verdict().ts.carries_payload());
 }
 
