@@ -178,7 +178,7 @@ TEST_F(ReceiverTest, divider_that_is_too_large_does_not_carry_the_payload) {
 
     ds3000_set_ts_clock_divider(STANDARD_DVBS2, 20, 20);
 
-    EXPECT_EQ(receiver().verdict().ts.fault, sim::TsOutput::PortFault::too_slow);
+    EXPECT_EQ(receiver().verdict().ts.fault, sim::TsOutput::Fault::too_slow);
     EXPECT_FALSE(receiver().verdict().ts.carries_payload());
 }
 
