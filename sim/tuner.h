@@ -54,7 +54,7 @@ struct TunerOutput {
 // stored in 0x25 then stands for both.
 // Gain control: started since the VCO and the filter were calibrated; type 2 needs 0x22 = 0x30 and
 // 0x12 = 0xA0 from its start-up. Type 1 has its RF gain trimmed in 0x60, three steps below what
-// 0x3D shows, and the synthesiser calibrated again with it. The gain settles 40 ms after its start.
+// 0x3D shows, and the synthesiser calibrated again with it. The gain settles 65 ms after its start.
 class Tuner {
  public:
     Tuner(const Scenario &scenario, Watch &watch);

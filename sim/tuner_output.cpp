@@ -14,7 +14,7 @@ namespace sim {
 
 namespace {
 
-constexpr std::uint64_t gain_settling_ns = 40'000'000;
+constexpr std::uint64_t gain_settling_ns = 65'000'000;
 constexpr double highest_type_1_khz = 2'316'000;
 constexpr double highest_type_2_khz = 2'208'000;
 constexpr double starved_vco_db = 16;

@@ -450,8 +450,8 @@ TEST_F(ReceiverTest, type_1_is_forced_into_the_low_band_where_its_high_one_ends)
     EXPECT_THAT(receiver().verdict().text, testing::HasSubstr("came up in the low band"));
 }
 
-// A result of 0 stored for 23 tells the filter to be (151/197)^2 of its width: 10 of 17 MHz, of which
-// a carrier of 22 Msym/s needs 14.9.
+// A result of 0 stored for 23 tells the filter to be (151/197)^2 of its width: 10 of 17 MHz, of
+// which a carrier of 22 Msym/s needs 14.9.
 TEST_F(ReceiverTest, type_2_filter_is_as_wide_as_its_stored_result_says) {
     start();
     tune(demo_transponder(10'800));
