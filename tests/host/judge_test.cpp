@@ -88,11 +88,11 @@ TEST_F(JudgeTest, has_nothing_against_a_driver_that_is_right) {
 TEST_F(JudgeTest, knows_the_quality_and_the_strength) {
     const host::ReceptionReading reading = receive();
 
-    judge.hear_published({15, *reading.strength_percent});
+    judge.hear_published({13, *reading.strength_percent});
     judge.hear_published({reading.quality->quality_db, *reading.strength_percent - 3});
 
     EXPECT_THAT(judge.complaints(),
-                ElementsAre(charge_of("quality wrong", "15 dB, the signal has 17.0 dB"),
+                ElementsAre(charge_of("quality wrong", "13 dB, the signal has 1"),
                             charge_of("strength wrong", "a gain of")));
     EXPECT_EQ(judge.sentence(ExitStatus::done, console), ExitStatus::internal_error);
     EXPECT_EQ(judge.sentence(ExitStatus::no_lock, console), ExitStatus::no_lock);
