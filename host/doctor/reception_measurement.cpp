@@ -48,7 +48,7 @@ diseqc_message message_for(const CableLeg &leg) {
 
 UserBandLook look_at_user_band(TrialReception &reception) {
     const UserBand &band = *reception.aim().user_band;
-    reception.session().select(reception.aimed_way().leg);
+    reception.session().select({});
     return {band, peaks_near(band.frequency_mhz)};
 }
 
@@ -69,12 +69,15 @@ SupplyLift measure_supply_lift(TrialReception &reception) {
             reception.session().has_lnbh23()};
 }
 
-MessageTrial send_message(const TrialReception &reception) {
+MessageTrial send_message(TrialReception &reception) {
     const CableLeg leg = reception.aimed_way().leg;
     diseqc_message message = message_for(leg);
+    reception.session().select({.voltage_18v = leg.voltage_18v});
     const std::uint64_t start_ns = now_ns();
     const bool sent = diseqc_send(&message) == DS3000_OK;
-    return {leg.switch_port, ms_since(start_ns), sent};
+    const std::uint64_t taken_ms = ms_since(start_ns);
+    reception.session().select({.voltage_18v = leg.voltage_18v, .tone = leg.tone});
+    return {leg.switch_port, taken_ms, sent};
 }
 
 LockWatch watch_lock(TrialReception &reception, std::uint64_t watch_ms) {

@@ -38,7 +38,7 @@ struct MessageTrial {
     std::uint64_t ms = 0;
     bool sent = false;
 };
-MessageTrial send_message(const TrialReception &reception);
+MessageTrial send_message(TrialReception &reception);
 
 // A lock while it is watched.
 struct LockWatch {

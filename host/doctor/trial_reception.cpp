@@ -18,8 +18,8 @@ TrialReception::TrialReception(ChipSession &session, Judge &judge, Aim aim, Must
 }
 
 ReceptionWay TrialReception::aimed_way() const {
-    // A Unicable unit needs no voltage, tone or switch to choose anything.
-    return {aim_.user_band ? CableLeg{} : leg_of(aim_.plan), aim_.plan.freq_mhz,
+    // A Unicable unit takes its commands at 18 V; voltage, tone and switch choose nothing there.
+    return {aim_.user_band ? CableLeg{.voltage_18v = true} : leg_of(aim_.plan), aim_.plan.freq_mhz,
             aim_.plan.standard};
 }
 
@@ -27,16 +27,24 @@ std::uint32_t TrialReception::place_khz() const {
     return aim_.user_band ? std::uint32_t{aim_.user_band->frequency_mhz} * 1000 : aim_.plan.if_khz;
 }
 
+// On a Unicable cable a search is a channel change, and a turn of its own.
+void TrialReception::search(const ReceptionWay &way) {
+    if (aim_.user_band) {
+        session_.select(way.leg);
+    }
+    ds3000_connect(way.if_mhz, static_cast<std::int32_t>(symbol_rate_ksps()), way.standard);
+    if (aim_.user_band) {
+        session_.select({});
+    }
+}
+
 TrialOutcome TrialReception::try_lock(const ReceptionWay &way, std::uint64_t timeout_ms) {
     // Without firmware no search ever begins; so many polls of 100 ms each prove it.
     constexpr int polls_for_a_search = 5;
     // A search that has ended stays so; what comes right later takes another one.
     constexpr std::uint64_t search_ms = 1'000;
-    const auto search = [&] {
-        ds3000_connect(way.if_mhz, static_cast<std::int32_t>(symbol_rate_ksps()), way.standard);
-    };
     session_.select(way.leg);
-    search();
+    search(way);
     int polls = 0;
     bool search_began = false;
     std::uint64_t next_search_ms = search_ms;
@@ -44,7 +52,7 @@ TrialOutcome TrialReception::try_lock(const ReceptionWay &way, std::uint64_t tim
         wait_for_lock({.look =
                            [&](std::uint64_t elapsed_ms) {
                                if (elapsed_ms >= next_search_ms) {
-                                   search();
+                                   search(way);
                                    next_search_ms = elapsed_ms + search_ms;
                                }
                                const bool locked = poll_lock();

@@ -65,6 +65,8 @@ class TrialReception {
     TrialOutcome try_lock(const ReceptionWay &way, std::uint64_t timeout_ms);
 
  private:
+    void search(const ReceptionWay &way);
+
     ChipSession &session_;
     Judge &judge_;
     Aim aim_;
