@@ -3,8 +3,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <map>
-#include <utility>
 
 namespace sim {
 
@@ -55,6 +53,9 @@ Weather Calendar::weather_at(std::uint64_t now_ns) const {
             case Event::Kind::cable_pulled:
                 weather.cable_pulled = true;
                 break;
+            case Event::Kind::cable_shorted:
+                weather.cable_shorted = true;
+                break;
             case Event::Kind::brown_out:
             case Event::Kind::foreign_message:
                 break;
@@ -69,18 +70,18 @@ bool Calendar::brown_out_within(std::uint64_t from_ns, std::uint64_t to_ns) cons
     });
 }
 
-std::vector<std::vector<std::uint8_t>> Calendar::foreign_messages_within(
-    std::uint64_t from_ns, std::uint64_t to_ns) const {
-    std::multimap<std::uint64_t, std::vector<std::uint8_t>> by_time;
+std::vector<ForeignMessage> Calendar::foreign_messages_within(std::uint64_t from_ns,
+                                                              std::uint64_t to_ns) const {
+    std::vector<ForeignMessage> messages;
     for (const Event &event : events_) {
         if (event.kind == Event::Kind::foreign_message && begins_within(event, from_ns, to_ns)) {
-            by_time.emplace(event.period.from_ms, event.bytes);
+            messages.push_back({ns_of_ms(event.period.from_ms), event.bytes});
         }
     }
-    std::vector<std::vector<std::uint8_t>> messages;
-    for (auto &[at_ms, bytes] : by_time) {
-        messages.push_back(std::move(bytes));
-    }
+    std::stable_sort(messages.begin(), messages.end(),
+                     [](const ForeignMessage &one, const ForeignMessage &other) {
+                         return one.at_ns < other.at_ns;
+                     });
     return messages;
 }
 

@@ -9,6 +9,11 @@
 
 namespace sim {
 
+struct ForeignMessage {
+    std::uint64_t at_ns = 0;
+    std::vector<std::uint8_t> bytes;
+};
+
 // The scenario's events in time.
 class Calendar {
  public:
@@ -22,9 +27,9 @@ class Calendar {
     // Whether the supply browned out after `from_ns`, up to and including `to_ns`.
     [[nodiscard]] bool brown_out_within(std::uint64_t from_ns, std::uint64_t to_ns) const;
 
-    // What other receivers on the cable sent in that time, oldest first.
-    [[nodiscard]] std::vector<std::vector<std::uint8_t>> foreign_messages_within(
-        std::uint64_t from_ns, std::uint64_t to_ns) const;
+    // What other receivers on the cable began to send in that time, oldest first.
+    [[nodiscard]] std::vector<ForeignMessage> foreign_messages_within(std::uint64_t from_ns,
+                                                                      std::uint64_t to_ns) const;
 
  private:
     std::vector<Event> events_;

@@ -78,7 +78,7 @@ Demodulator::Demodulator(const Scenario &scenario, SignalSource &source, Outdoor
       mcu_identity_(chip_ == Chip::ds3103 ? reg::mcu_identity_mask : 0),
       source_(&source),
       watch_(&watch),
-      diseqc_(outdoor),
+      diseqc_(scenario, outdoor, watch),
       program_(chip_, watch),
       noise_(scenario.seed, scenario.jitter_db),
       engine_(scenario.seed, scenario.spurious_share) {
@@ -253,7 +253,7 @@ void Demodulator::power_may_change(std::uint64_t now_ns) {
     if (powered() != was_powered_) {
         was_powered_ = powered();
         powered_since_ns_ = now_ns;
-        diseqc_.set_powered(was_powered_);
+        diseqc_.set_powered(was_powered_, now_ns);
     }
     run_may_change(now_ns);
 }

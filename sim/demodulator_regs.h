@@ -138,7 +138,10 @@ inline constexpr unsigned diseqc_length_shift = 3;
 inline constexpr std::uint8_t diseqc_busy = 0x40;  // written as 1 it ends an operation
 inline constexpr std::uint8_t diseqc_expect_reply = 0x80;
 inline constexpr std::uint8_t diseqc_output = 0xA2;
-inline constexpr std::uint8_t diseqc_off = 0x80;  // stops the 22 kHz
+inline constexpr std::uint8_t diseqc_voltage_mask = 0x03;  // 01: 13 V, 00: 18 V, else off
+inline constexpr std::uint8_t diseqc_elsewhere = 0x20;     // the 22 kHz leaves at another pin
+inline constexpr std::uint8_t diseqc_floats = 0x40;        // the output drives nothing
+inline constexpr std::uint8_t diseqc_off = 0x80;           // stops the 22 kHz
 inline constexpr std::uint8_t diseqc_data = 0xA3;
 inline constexpr std::uint8_t diseqc_reply_errors = 0xAB;
 

@@ -6,38 +6,30 @@
 #include <algorithm>
 #include <cmath>
 
-#include "sim/wiring.h"
-
 namespace sim {
 
 namespace {
 
-constexpr std::uint8_t write_committed = 0x38;
-constexpr std::uint8_t read_committed = 0x14;
-constexpr std::uint8_t reply_ok = 0xE4;
-constexpr std::uint8_t reply_unknown_command = 0xE5;
+constexpr std::uint64_t ns_per_ms = 1'000'000;
 
-bool is_master_frame(std::uint8_t framing) { return framing >= 0xE0 && framing <= 0xE3; }
-bool wants_reply(std::uint8_t framing) { return (framing & 0x02) != 0; }
-
-// Addresses that a committed switch answers to: any device, any switch, and two kinds of switch.
-bool addresses_switch(std::uint8_t address) {
-    return address == 0x00 || address == 0x10 || address == 0x14 || address == 0x15;
+bool concerns_messages(const Fault &fault) {
+    return fault.kind == Fault::Kind::lost_diseqc || fault.kind == Fault::Kind::stuck_switch;
 }
 
 }  // namespace
 
-Outdoor::Outdoor(const Scenario &scenario)
-    : defaults_{scenario.cn_db, scenario.level_dbm, scenario.cross_polarisation_db},
-      has_lnbh23_(scenario.board.lnbh23),
-      switch_replies_(scenario.diseqc_switch && scenario.diseqc_switch->replies),
-      has_switch_(scenario.diseqc_switch.has_value()),
+Outdoor::Outdoor(const Scenario &scenario, Watch &watch)
+    : watch_(&watch),
+      defaults_{scenario.cn_db, scenario.level_dbm, scenario.cross_polarisation_db},
+      supply_(scenario, watch),
       lnb_(scenario.lnb) {
-    if (!has_switch_) {
+    if (!scenario.diseqc_switch) {
         if (!scenario.satellites.empty()) {
             dishes_[0].emplace(scenario.satellites.front(), defaults_);
         }
     } else {
+        switch_.emplace(*scenario.diseqc_switch);
+        wakes_ns_ = scenario.diseqc_switch->wakes_ms * ns_per_ms;
         const auto &ports = scenario.diseqc_switch->ports;
         for (std::size_t i = 0; i < std::min(ports.size(), dishes_.size()); ++i) {
             if (ports[i]) {
@@ -47,33 +39,43 @@ Outdoor::Outdoor(const Scenario &scenario)
     }
     if (scenario.unicable) {
         unicable_.emplace(*scenario.unicable);
+        wakes_ns_ = scenario.unicable->wakes_ms * ns_per_ms;
     }
-    for (const Fault &fault : scenario.faults) {
-        if (fault.kind == Fault::Kind::lost_diseqc) {
-            message_faults_.push_back(fault);
-        }
-        supply_is_dead_ = supply_is_dead_ || fault.kind == Fault::Kind::dead_supply;
-    }
+    std::copy_if(scenario.faults.begin(), scenario.faults.end(),
+                 std::back_inserter(message_faults_), concerns_messages);
 }
 
-void Outdoor::supply_changed() {
+void Outdoor::supply_changed(std::uint64_t now_ns) {
     ++changes_;
-    if (!powered()) {
-        switch_lines_ = 0;
+    const unsigned volts_now = powered() ? volts() : 0;
+    if (volts_now == volts_before_) {
+        return;
+    }
+    if (volts_before_ == 0) {
+        powered_since_ns_ = now_ns;
+    }
+    judge_held_voltage(now_ns);
+    volts_before_ = volts_now;
+    volts_since_ns_ = now_ns;
+    if (volts_now == 0) {
+        if (switch_) {
+            switch_->lose_supply();
+        }
         if (unicable_) {
             unicable_->power_off();
         }
+        installs_ = false;
     }
 }
 
-void Outdoor::set_supply_enable(bool on) {
-    enabled_ = on;
-    supply_changed();
+void Outdoor::set_supply_enable(bool on, std::uint64_t now_ns) {
+    supply_.set_enable(on, now_ns);
+    supply_changed(now_ns);
 }
 
-void Outdoor::set_supply_18v(bool on) {
-    line_18v_ = on;
-    supply_changed();
+void Outdoor::set_supply_18v(bool on, std::uint64_t now_ns) {
+    supply_.set_18v(on, now_ns);
+    supply_changed(now_ns);
 }
 
 void Outdoor::set_tone(bool on) {
@@ -81,79 +83,26 @@ void Outdoor::set_tone(bool on) {
     tone_ = on;
 }
 
-void Outdoor::set_lnbh23(std::uint8_t control) {
-    lnbh23_ = control;
-    supply_changed();
+void Outdoor::set_lnbh23(std::uint8_t control, std::uint64_t now_ns) {
+    supply_.set_lnbh23(control, now_ns);
+    supply_changed(now_ns);
 }
 
-void Outdoor::set_weather(const Weather &weather) {
+void Outdoor::set_weather(const Weather &weather, std::uint64_t now_ns) {
     weather_ = weather;
-    supply_changed();
+    supply_.set_shorted(weather.cable_shorted);
+    supply_changed(now_ns);
 }
 
-void Outdoor::brown_out() {
+void Outdoor::brown_out(std::uint64_t now_ns) {
     set_tone(false);
-    set_lnbh23(0);
-}
-
-bool Outdoor::message_is_lost() const {
-    const std::uint64_t number = messages_.size();
-    return std::any_of(message_faults_.begin(), message_faults_.end(),
-                       [number](const Fault &fault) {
-                           return number >= fault.nth && number < fault.nth + fault.count;
-                       });
-}
-
-std::vector<std::uint8_t> Outdoor::message(std::span<const std::uint8_t> bytes) {
-    messages_.emplace_back(bytes.begin(), bytes.end());
-    return powered() && !message_is_lost() ? obey(bytes) : std::vector<std::uint8_t>{};
-}
-
-void Outdoor::foreign_message(std::span<const std::uint8_t> bytes) {
-    if (powered()) {
-        obey(bytes);
-    }
-}
-
-std::vector<std::uint8_t> Outdoor::obey(std::span<const std::uint8_t> bytes) {
-    if (unicable_) {
-        unicable_message(bytes);
-        return {};
-    }
-    const bool heard =
-        has_switch_ && bytes.size() >= 3 && is_master_frame(bytes[0]) && addresses_switch(bytes[1]);
-    if (!heard) {
-        return {};
-    }
-    std::vector<std::uint8_t> reply{reply_ok};
-    if (bytes[2] == write_committed && bytes.size() == 4) {
-        const auto cleared = switch_lines_ & ~(bytes[3] >> 4);
-        switch_lines_ = static_cast<std::uint8_t>(cleared | (bytes[3] & 0x0F));
-        ++changes_;
-    } else if (bytes[2] == read_committed) {
-        reply.push_back(static_cast<std::uint8_t>(0xF0 | switch_lines_));
-    } else {
-        reply = {reply_unknown_command};
-    }
-    return switch_replies_ && wants_reply(bytes[0]) ? reply : std::vector<std::uint8_t>{};
+    supply_.lose_control();
+    supply_changed(now_ns);
 }
 
 bool Outdoor::has_bank(const UserBandChannel &channel) const {
     return dishes_.at(channel.position()).has_value() &&
            (!channel.high_band() || lnb_.high_khz != 0);
-}
-
-void Outdoor::unicable_message(std::span<const std::uint8_t> bytes) {
-    if (UnicableUnit::asks_for_tones(bytes)) {
-        unicable_->start_tones();
-        ++changes_;
-        return;
-    }
-    const auto request = unicable_->request_of(bytes);
-    if (request && has_bank(request->channel)) {
-        unicable_->follow(*request);
-        ++changes_;
-    }
 }
 
 void Outdoor::point_at(const broadcast::Satellite &satellite, unsigned port) {
@@ -190,15 +139,6 @@ const Sky *Outdoor::sky_at(unsigned port) const {
     return dish && !(unicable_ && port > unicable_positions) ? &*dish : nullptr;
 }
 
-unsigned Outdoor::port() const { return has_switch_ ? 1U + ((switch_lines_ >> 2) & 3U) : 0U; }
-
-unsigned Outdoor::volts() const {
-    if (supply_is_dead_ || !enabled_ || (has_lnbh23_ && (lnbh23_ & wiring::lnbh23_enable) == 0)) {
-        return 0;
-    }
-    return (has_lnbh23_ ? (lnbh23_ & wiring::lnbh23_18v) != 0 : line_18v_) ? 18 : 13;
-}
-
 std::vector<Leg> Outdoor::unicable_legs() const {
     std::vector<Leg> legs;
     const double drift = lnb_.drift_khz + weather_.drift_khz;
@@ -227,10 +167,27 @@ std::vector<Tone> Outdoor::tones() const {
     return tones;
 }
 
+std::vector<Leg> Outdoor::direct_legs(const Sky &sky) const {
+    const double drift = lnb_.drift_khz + weather_.drift_khz;
+    if (stacked()) {
+        return {{&sky, Side::volts_13, lnb_.low_khz + drift, {}},
+                {&sky, Side::volts_18, lnb_.high_khz + drift, {}}};
+    }
+    const auto told = switch_ ? switch_->choice() : std::nullopt;
+    const bool high = has_high_band() && (told ? told->high_band : tone());
+    const bool volts_18 = told ? told->volts_18 : volts() == 18;
+    return {{&sky,
+             volts_18 ? Side::volts_18 : Side::volts_13,
+             (high ? lnb_.high_khz : lnb_.low_khz) + drift,
+             {}}};
+}
+
 std::vector<Leg> Outdoor::legs(Reason &reason, std::string &text) const {
     if (volts() == 0) {
         reason = Reason::no_supply;
-        text = supply_is_dead_ ? "no signal: LNB supply dead" : "no signal: LNB supply off";
+        text = supply_.is_dead()       ? "no signal: LNB supply dead"
+               : supply_.has_tripped() ? "no signal: LNB supply tripped by a short circuit"
+                                       : "no signal: LNB supply off";
         return {};
     }
     if (weather_.cable_pulled) {
@@ -249,18 +206,11 @@ std::vector<Leg> Outdoor::legs(Reason &reason, std::string &text) const {
     const Sky *sky = sky_at(port());
     if (sky == nullptr) {
         reason = Reason::no_dish;
-        text = has_switch_ ? fmt::format("no signal: nothing at port {} of the switch", port())
-                           : "no signal: no dish";
+        text = switch_ ? fmt::format("no signal: nothing at port {} of the switch", port())
+                       : "no signal: no dish";
         return {};
     }
-    const double drift = lnb_.drift_khz + weather_.drift_khz;
-    if (stacked()) {
-        return {{sky, Side::volts_13, lnb_.low_khz + drift, {}},
-                {sky, Side::volts_18, lnb_.high_khz + drift, {}}};
-    }
-    const bool high = has_high_band() && tone_;
-    const Side side = volts() == 18 ? Side::volts_18 : Side::volts_13;
-    return {{sky, side, (high ? lnb_.high_khz : lnb_.low_khz) + drift, {}}};
+    return direct_legs(*sky);
 }
 
 }  // namespace sim

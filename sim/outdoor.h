@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "sim/committed_switch.h"
+#include "sim/lnb_supply.h"
 #include "sim/scenario.h"
 #include "sim/sky.h"
 #include "sim/unicable.h"
@@ -43,35 +45,52 @@ struct Weather {
     double fade_db = 0;
     std::int32_t drift_khz = 0;
     bool cable_pulled = false;
+    bool cable_shorted = false;
 };
 
-// Everything between the sky and the receiver's socket: dishes, LNBs, the committed switch, the
-// cable and the board's LNB supply.
+// A message that the master put on the cable.
+struct SentMessage {
+    std::span<const std::uint8_t> bytes;
+    std::uint64_t from_ns = 0;  // its first bit
+    std::uint64_t to_ns = 0;
+    bool listens = false;       // the master waits for a reply
+    bool reaches_cable = true;  // its 22 kHz does
+    bool stands_apart = true;   // with silence before it
+    [[nodiscard]] bool audible() const { return reaches_cable && stands_apart; }
+};
+
+// Everything between the sky and the receiver's socket: dishes, LNBs, the switch, the cable and the
+// board's LNB supply.
 //
-// The supply: GPIO line 6 enables it, line 7 selects 18 V; with an LNBH23 its control byte selects
-// the voltage (bit 3) and must enable the output too (bit 2). The voltage bits of the demodulator's
-// DiSEqC master are not wired on this board.
-// The switch: wakes up on port 1 when the supply comes, obeys E0..E3 <10 14 15 00> 38 <data>, where
-// data bits 7..4 clear and bits 3..0 set the four switch lines, bits 3..2 the port (DiSEqC bus
-// specification 4.2, table "Committed switches").
+// A device on the cable hears nothing until it is awake, and nothing of a message during which its
+// voltage changed, that another receiver's message ran into, or that had no silence before it.
 // A Unicable unit takes the switch's place: its user bands are on the cable, nothing else, and the
-// supply's voltage and tone choose nothing.
+// supply's voltage and tone choose nothing. It hears only commands that are sent at 18 V, 4 ms
+// after it rose or later (EN 50494, "Bus timing"): the voltage tells whose turn it is. A receiver
+// that keeps 18 V takes everybody else's turn.
 class Outdoor {
  public:
-    explicit Outdoor(const Scenario &scenario);
+    Outdoor(const Scenario &scenario, Watch &watch);
 
-    void set_supply_enable(bool on);
-    void set_supply_18v(bool on);
-    void set_lnbh23(std::uint8_t control);
+    void set_supply_enable(bool on, std::uint64_t now_ns);
+    void set_supply_18v(bool on, std::uint64_t now_ns);
+    void set_lnbh23(std::uint8_t control, std::uint64_t now_ns);
     void set_tone(bool on);
-    void set_weather(const Weather &weather);
-    void brown_out();
+    void set_weather(const Weather &weather, std::uint64_t now_ns);
+    void brown_out(std::uint64_t now_ns);
+
+    // The driver has told the master to do something, 0xA2 holding `output`; `tone` when it chose
+    // between the continuous tone and none.
+    void master_set_up(std::uint8_t output, std::optional<bool> tone, std::uint64_t now_ns);
+    // The master was told to send a message in that time, which may be none.
+    void master_sends(std::uint64_t from_ns, std::uint64_t to_ns);
 
     // A message went out on the cable. Returns the reply of a switch that gives one.
-    std::vector<std::uint8_t> message(std::span<const std::uint8_t> bytes);
+    std::vector<std::uint8_t> message(const SentMessage &sent);
+    void burst(bool b, bool stands_apart, std::uint64_t from_ns);
 
-    // Another receiver on the cable sent a message.
-    void foreign_message(std::span<const std::uint8_t> bytes);
+    // Another receiver on the cable begins to send a message.
+    void foreign_message(std::span<const std::uint8_t> bytes, std::uint64_t now_ns);
 
     void point_at(const broadcast::Satellite &satellite, unsigned port);
     void set_lnb(const broadcast::Lnb &lnb);
@@ -95,9 +114,10 @@ class Outdoor {
 
     // Null where there is no dish, or one that the Unicable unit cannot choose.
     [[nodiscard]] const Sky *sky_at(unsigned port) const;
-    [[nodiscard]] unsigned volts() const;
-    [[nodiscard]] bool tone() const { return tone_; }
-    [[nodiscard]] unsigned port() const;
+    [[nodiscard]] unsigned volts() const { return supply_.volts(); }
+    [[nodiscard]] std::uint8_t lnbh23_status() const { return supply_.status(); }
+    [[nodiscard]] bool tone() const { return tone_ && supply_.passes_tone(); }
+    [[nodiscard]] unsigned port() const { return switch_ ? switch_->port() : 0; }
     [[nodiscard]] const broadcast::Lnb &lnb() const { return lnb_; }
     [[nodiscard]] const Weather &weather() const { return weather_; }
     [[nodiscard]] const std::vector<std::vector<std::uint8_t>> &messages() const {
@@ -105,31 +125,45 @@ class Outdoor {
     }
 
  private:
-    [[nodiscard]] bool message_is_lost() const;
     [[nodiscard]] bool powered() const { return volts() != 0 && !weather_.cable_pulled; }
-    std::vector<std::uint8_t> obey(std::span<const std::uint8_t> bytes);
+    [[nodiscard]] bool is_hit(Fault::Kind kind) const;
+    void supply_changed(std::uint64_t now_ns);
+    [[nodiscard]] bool is_awake(std::uint64_t at_ns) const;
+    void judge(const SentMessage &sent);
+    [[nodiscard]] bool is_heard(const SentMessage &sent);
+    void complain_of(Offence offence, const SentMessage &sent, const std::string &text);
+    void judge_choice(const SentMessage &sent);
+    std::vector<std::uint8_t> obey(std::span<const std::uint8_t> bytes, bool stuck);
+    [[nodiscard]] bool voltage_suits_unicable(const SentMessage &sent);
     void unicable_message(std::span<const std::uint8_t> bytes);
+    void judge_held_voltage(std::uint64_t now_ns);
     [[nodiscard]] bool has_bank(const UserBandChannel &channel) const;
     [[nodiscard]] std::vector<Leg> unicable_legs() const;
-    void supply_changed();
+    [[nodiscard]] std::vector<Leg> direct_legs(const Sky &sky) const;
     [[nodiscard]] bool stacked() const { return lnb_.high_khz != 0 && lnb_.switch_khz == 0; }
     [[nodiscard]] bool has_high_band() const { return lnb_.high_khz != 0 && !lnb_.ignores_tone; }
 
+    Watch *watch_;
     Sky::Defaults defaults_;
-    bool has_lnbh23_;
-    bool supply_is_dead_ = false;
-    bool switch_replies_;
-    bool has_switch_;
+    LnbSupply supply_;
+    std::optional<CommittedSwitch> switch_;
+    std::uint64_t wakes_ns_ = 0;
     std::array<std::optional<Sky>, 4> dishes_;
     std::optional<UnicableUnit> unicable_;
     std::vector<Fault> message_faults_;
     broadcast::Lnb lnb_;
     Weather weather_;
-    bool enabled_ = false;
-    bool line_18v_ = false;
-    std::uint8_t lnbh23_ = 0;
     bool tone_ = false;
-    std::uint8_t switch_lines_ = 0;
+    unsigned volts_before_ = 0;
+    std::uint64_t powered_since_ns_ = 0;
+    std::uint64_t volts_since_ns_ = 0;
+    std::uint64_t sends_from_ns_ = 0;
+    std::uint64_t sends_to_ns_ = 0;
+    bool collided_ = false;
+    std::optional<bool> told_high_band_;
+    std::uint64_t told_ns_ = 0;
+    std::uint64_t commanded_ns_ = 0;
+    bool installs_ = false;
     std::uint64_t changes_ = 0;
     std::vector<std::vector<std::uint8_t>> messages_;
 };

@@ -41,10 +41,10 @@ class Receiver::Impl final : public SignalSource {
           clock_(&clock),
           calendar_(scenario.events),
           bus_faults_(scenario),
-          outdoor_(scenario),
+          outdoor_(scenario, watch_),
           tuner_(scenario, watch_),
           demodulator_(scenario, *this, outdoor_, watch_) {
-        outdoor_.set_weather(calendar_.weather_at(clock.now_ns()));
+        outdoor_.set_weather(calendar_.weather_at(clock.now_ns()), clock.now_ns());
         clock.befall(scenario.time);
         caught_up_ns_ = clock.now_ns();
         next_event_ns_ = calendar_.next_after(caught_up_ns_);
@@ -134,7 +134,7 @@ class Receiver::Impl final : public SignalSource {
 
     void catch_up_to(std::uint64_t now_ns);
     void let_happen(std::uint64_t now_ns);
-    void brown_out();
+    void brown_out(std::uint64_t now_ns);
     void signal_changed(std::uint64_t now_ns);
     Passband &passband();
     const Gain &gain();
@@ -281,7 +281,7 @@ inline void Receiver::Impl::deliver(std::uint8_t address, std::span<const std::u
         return;
     }
     if (address == wiring::lnbh23_address) {
-        outdoor_.set_lnbh23(data.back());
+        outdoor_.set_lnbh23(data.back(), now_ns);
     } else if (address == wiring::demodulator_address) {
         demodulator_pointer_ = data[0];
         if (data.size() > 1) {
@@ -311,7 +311,7 @@ inline std::uint8_t Receiver::Impl::fetch(std::uint8_t address, std::uint64_t no
         }
         return tuner_.read(tuner_pointer_++, now_ns);
     }
-    return 0;  // the LNBH23's status: no overload, no overheating
+    return outdoor_.lnbh23_status();
 }
 
 inline bool Receiver::Impl::probe(const board::Transfer &asked) {
@@ -365,9 +365,9 @@ void Receiver::Impl::set_gpio(unsigned line, unsigned level) {
                             {static_cast<std::uint8_t>(level)},
                             now_ns};
     if (line == wiring::supply_enable_line) {
-        outdoor_.set_supply_enable(level != 0);
+        outdoor_.set_supply_enable(level != 0, now_ns);
     } else if (line == wiring::supply_18v_line) {
-        outdoor_.set_supply_18v(level != 0);
+        outdoor_.set_supply_18v(level != 0, now_ns);
     }
     if (outdoor_.changes() != outdoor_changes_) {
         signal_changed(now_ns);
@@ -376,11 +376,12 @@ void Receiver::Impl::set_gpio(unsigned line, unsigned level) {
 
 void Receiver::Impl::catch_up_to(std::uint64_t now_ns) {
     demodulator_.catch_up_to(now_ns);
-    if (now_ns >= demodulator_.diseqc().due_ns()) {
-        demodulator_.diseqc().finish();
-    }
     while (now_ns >= next_event_ns_) {
+        demodulator_.diseqc().advance(next_event_ns_);
         let_happen(next_event_ns_);
+    }
+    if (now_ns >= demodulator_.diseqc().due_ns()) {
+        demodulator_.diseqc().advance(now_ns);
     }
     if (outdoor_.changes() != outdoor_changes_) {
         signal_changed(now_ns);
@@ -390,29 +391,26 @@ void Receiver::Impl::catch_up_to(std::uint64_t now_ns) {
 void Receiver::Impl::let_happen(std::uint64_t now_ns) {
     demodulator_.catch_up_to(now_ns);
     if (calendar_.brown_out_within(caught_up_ns_, now_ns)) {
-        brown_out();
+        brown_out(now_ns);
     }
-    for (const auto &bytes : calendar_.foreign_messages_within(caught_up_ns_, now_ns)) {
-        outdoor_.foreign_message(bytes);
+    for (const ForeignMessage &sent : calendar_.foreign_messages_within(caught_up_ns_, now_ns)) {
+        outdoor_.foreign_message(sent.bytes, sent.at_ns);
     }
-    outdoor_.set_weather(calendar_.weather_at(now_ns));
+    outdoor_.set_weather(calendar_.weather_at(now_ns), now_ns);
     caught_up_ns_ = now_ns;
     next_event_ns_ = calendar_.next_after(now_ns);
     signal_changed(now_ns);
 }
 
-void Receiver::Impl::brown_out() {
+void Receiver::Impl::brown_out(std::uint64_t now_ns) {
     demodulator_.power_on();
     tuner_.power_on();
-    outdoor_.brown_out();
+    outdoor_.brown_out(now_ns);
 }
 
 void Receiver::Impl::signal_changed(std::uint64_t now_ns) {
     passband_.reset();
     level_is_known_ = false;
-    if (outdoor_.changes() != outdoor_changes_ && outdoor_.volts() == 0) {
-        demodulator_.diseqc().cut();
-    }
     outdoor_changes_ = outdoor_.changes();
     demodulator_.signal_changed(now_ns);
 }
@@ -491,7 +489,10 @@ Verdict Receiver::verdict() { return impl_->verdict(); }
 Reception Receiver::reception(const broadcast::Transponder &transponder, unsigned port) const {
     return impl_->reception(transponder, port);
 }
-std::vector<Complaint> Receiver::complaints() const { return impl_->watch().complaints(); }
+std::vector<Complaint> Receiver::complaints() const {
+    impl_->catch_up();
+    return impl_->watch().complaints();
+}
 std::vector<std::string> Receiver::last_transfers() const {
     return impl_->watch().last_transfers();
 }

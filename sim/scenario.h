@@ -45,11 +45,18 @@ struct FrontEnd {
     double implementation_loss_db = 0.8;  // of the demodulator
 };
 
-// A committed DiSEqC switch. ports[0] is port 1; the value is an index into the scenario's
-// satellites, absent when nothing is connected.
+// What a device on the cable needs after its supply came: the output's rise, its own regulator and
+// the start of its controller.
+inline constexpr std::uint32_t usual_wake_ms = 10;
+
+// A switch. ports[0] is port 1; the value is an index into the scenario's satellites, absent when
+// nothing is connected.
 struct Switch {
+    enum class Type { committed, multiswitch, burst };
     std::vector<std::optional<std::size_t>> ports;
     bool replies = false;  // DiSEqC 2.0: answers messages that ask for a reply
+    Type type = Type::committed;
+    std::uint32_t wakes_ms = usual_wake_ms;
 };
 
 // An EN 50494 outdoor unit in place of the switch: the position bit of a bank chooses between the
@@ -57,6 +64,7 @@ struct Switch {
 struct UnicableSetup {
     std::array<std::optional<double>, 8> band_mhz{};  // centres, by user band
     double tone_dbm = -30.0;                          // of a test tone, at the tuner
+    std::uint32_t wakes_ms = usual_wake_ms;
 };
 
 // Times are milliseconds of the virtual clock; `from` belongs to the period, `to` does not.
@@ -69,11 +77,12 @@ struct Period {
 // What happens to the world around the receiver.
 struct Event {
     enum class Kind {
-        rain_fade,       // db less level and C/N
-        lnb_drift,       // khz more drift
-        cable_pulled,    // no supply to the dish, no signal from it
-        brown_out,       // at from_ms: every chip back to its power-on state
-        foreign_message  // at from_ms: another receiver on the cable sends a DiSEqC message
+        rain_fade,        // db less level and C/N
+        lnb_drift,        // khz more drift
+        cable_pulled,     // no supply to the dish, no signal from it
+        brown_out,        // at from_ms: every chip back to its power-on state
+        foreign_message,  // at from_ms: another receiver on the cable sends a DiSEqC message
+        cable_shorted     // the supply meets a short circuit and trips
     };
     Kind kind = Kind::rain_fade;
     Period period = {};
@@ -134,7 +143,10 @@ struct Fault {
         agc_start,           // gain control
         lost_diseqc,         // the nth message on the cable, `count` of them, never arrives
         equaliser_divergence,  // DVB-S2 without pilots: wrong until the equaliser is restarted
-        dead_supply            // the LNB supply gives no voltage, whatever is asked of it
+        dead_supply,           // the LNB supply gives no voltage, whatever is asked of it
+        stuck_switch,          // likewise arrives, but the switch keeps its port
+        diseqc_busy,           // the master is busy until busy_ms after its nth message's start
+        diseqc_reply           // the nth message is answered with `bytes`
     };
     Kind kind = Kind::wrong_identity;
     Period period = {};
@@ -142,6 +154,13 @@ struct Fault {
     std::uint64_t count = 1;
     std::uint8_t reg = 0;
     std::uint8_t value = 0;
+    std::optional<std::uint32_t> busy_ms = {};  // absent: for ever
+    std::vector<std::uint8_t> bytes = {};
+    std::uint32_t delay_ms = 20;  // from the message's end to the reply's beginning
+    double byte_ms = 13.5;        // from one byte of the reply to the next
+    [[nodiscard]] bool meets(std::uint64_t number) const {
+        return number >= nth && number - nth < count;
+    }
 };
 
 // Everything the simulated receiver is made of. Every quantity has a default.

@@ -46,17 +46,25 @@ std::optional<broadcast::RollOff> roll_off_named(double value) {
 }
 
 std::optional<Event::Kind> event_named(const std::string &name) {
-    constexpr std::array names{"rain_fade", "lnb_drift", "cable_pulled", "brown_out",
-                               "foreign_message"};
+    constexpr std::array names{"rain_fade", "lnb_drift",       "cable_pulled",
+                               "brown_out", "foreign_message", "cable_shorted"};
     const auto *const found = std::find(names.begin(), names.end(), name);
     return found == names.end() ? std::nullopt
                                 : std::optional(static_cast<Event::Kind>(found - names.begin()));
 }
 
+std::optional<Switch::Type> switch_type_named(const std::string &name) {
+    constexpr std::array names{"committed", "multiswitch", "burst"};
+    const auto *const found = std::find(names.begin(), names.end(), name);
+    return found == names.end() ? std::nullopt
+                                : std::optional(static_cast<Switch::Type>(found - names.begin()));
+}
+
 std::optional<Fault::Kind> fault_named(const std::string &name) {
     constexpr std::array names{"wrong_identity",       "vco_calibration", "lo_calibration",
                                "filter_calibration",   "agc_start",       "lost_diseqc",
-                               "equaliser_divergence", "dead_supply"};
+                               "equaliser_divergence", "dead_supply",     "stuck_switch",
+                               "diseqc_busy",          "diseqc_reply"};
     const auto *const found = std::find(names.begin(), names.end(), name);
     return found == names.end() ? std::nullopt
                                 : std::optional(static_cast<Fault::Kind>(found - names.begin()));
@@ -102,8 +110,9 @@ class Reader {
     void each(const char *name, void (Reader::*read_section)(Section));
     static void read_details(Section &section, Fault &fault);
     static void read_turns(Section &section, Fault &fault);
+    static void read_master(Section &section, Fault &fault);
     static void read_identity(Section &section, Fault &fault);
-    static std::vector<std::uint8_t> read_message(Section &section);
+    static std::vector<std::uint8_t> read_message(Section &section, std::size_t shortest);
     [[nodiscard]] std::optional<std::size_t> satellite_named(const std::string &name) const;
     broadcast::Satellite &satellite_of(Section &section);
     [[nodiscard]] std::string path_of(const std::string &table) const;
@@ -349,6 +358,8 @@ void Reader::read_switch(Section section) {
     Switch diseqc_switch;
     section.needs("ports");
     section.boolean("replies", diseqc_switch.replies);
+    section.choice("type", switch_type_named, "committed, multiswitch, burst", diseqc_switch.type);
+    section.integer("wakes_ms", 0, 10'000, diseqc_switch.wakes_ms);
     const toml::array *ports = section.list("ports");
     section.done();
     if (ports->empty() || ports->size() > 4) {
@@ -375,6 +386,7 @@ void Reader::read_unicable(Section section) {
     section.needs("bands");
     const toml::array *bands = section.list("bands");
     section.number("tone_dbm", -100, 0, unicable.tone_dbm);
+    section.integer("wakes_ms", 0, 10'000, unicable.wakes_ms);
     section.done();
     const auto count = static_cast<std::int64_t>(unicable.band_mhz.size());
     for (const toml::node &node : *bands) {
@@ -403,13 +415,14 @@ void Reader::read_unicable(Section section) {
     scenario_.unicable = unicable;
 }
 
-std::vector<std::uint8_t> Reader::read_message(Section &section) {
+std::vector<std::uint8_t> Reader::read_message(Section &section, std::size_t shortest) {
     constexpr std::size_t longest = 8;
     section.needs("bytes");
     const toml::array *list = section.list("bytes");
-    if (list->empty() || list->size() > longest) {
-        section.refuse_key(*list, "bytes",
-                           fmt::format("{} bytes, a message has 1..{}", list->size(), longest));
+    if (list->size() < shortest || list->size() > longest) {
+        section.refuse_key(
+            *list, "bytes",
+            fmt::format("{} bytes, a message has {}..{}", list->size(), shortest, longest));
     }
     std::vector<std::uint8_t> bytes;
     for (const toml::node &node : *list) {
@@ -426,7 +439,9 @@ void Reader::read_event(Section section) {
     Event event;
     section.needs("kind");
     section.choice("kind", event_named,
-                   "rain_fade, lnb_drift, cable_pulled, brown_out, foreign_message", event.kind);
+                   "rain_fade, lnb_drift, cable_pulled, brown_out, foreign_message, "
+                   "cable_shorted",
+                   event.kind);
     switch (event.kind) {
         case Event::Kind::rain_fade:
             section.needs("db");
@@ -439,6 +454,7 @@ void Reader::read_event(Section section) {
             section.period(event.period);
             break;
         case Event::Kind::cable_pulled:
+        case Event::Kind::cable_shorted:
             section.period(event.period);
             break;
         case Event::Kind::brown_out:
@@ -448,7 +464,7 @@ void Reader::read_event(Section section) {
         case Event::Kind::foreign_message:
             section.needs("at_ms");
             section.integer("at_ms", 1, largest_time_ms, event.period.from_ms);
-            event.bytes = read_message(section);
+            event.bytes = read_message(section, 1);
             break;
     }
     section.done();
@@ -466,7 +482,8 @@ void Reader::read_fault(Section section) {
                    "hung_transfer, flipped_read, false_read, stale_read, lost_write, "
                    "stolen_repeater, wrong_identity, "
                    "vco_calibration, lo_calibration, filter_calibration, agc_start, lost_diseqc, "
-                   "equaliser_divergence, dead_supply, stall, suspend, signals, clock_unreadable",
+                   "equaliser_divergence, dead_supply, stuck_switch, diseqc_busy, diseqc_reply, "
+                   "stall, suspend, signals, clock_unreadable",
                    fault.kind);
     read_details(section, fault);
     section.done();
@@ -479,7 +496,13 @@ void Reader::read_details(Section &section, Fault &fault) {
             read_identity(section, fault);
             break;
         case Fault::Kind::lost_diseqc:
+        case Fault::Kind::stuck_switch:
             read_turns(section, fault);
+            break;
+        case Fault::Kind::diseqc_busy:
+        case Fault::Kind::diseqc_reply:
+            read_turns(section, fault);
+            read_master(section, fault);
             break;
         case Fault::Kind::equaliser_divergence:
         case Fault::Kind::dead_supply:
@@ -488,6 +511,17 @@ void Reader::read_details(Section &section, Fault &fault) {
             section.integer("count", 1, largest_count, fault.count);
             break;
     }
+}
+
+void Reader::read_master(Section &section, Fault &fault) {
+    if (fault.kind == Fault::Kind::diseqc_busy) {
+        section.integer("busy_ms", 0, 10'000, fault.busy_ms);
+        return;
+    }
+    fault.bytes = read_message(section, 0);
+    section.integer("errors", 0, 0xFF, fault.value);
+    section.integer("delay_ms", 0, 10'000, fault.delay_ms);
+    section.number("byte_ms", 1, 1'000, fault.byte_ms);
 }
 
 void Reader::read_turns(Section &section, Fault &fault) {

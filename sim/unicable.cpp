@@ -28,7 +28,7 @@ std::optional<double> converter_khz(std::uint32_t word, double centre_khz) {
                                                              : std::optional(converter_khz);
 }
 
-bool is_command(std::span<const std::uint8_t> message, std::uint8_t command) {
+bool is_order(std::span<const std::uint8_t> message, std::uint8_t command) {
     return message.size() == message_length && message[0] == master_frame &&
            (message[1] == 0x00 || message[1] == 0x10 || message[1] == 0x11) &&
            message[2] == command;
@@ -38,7 +38,7 @@ bool is_command(std::span<const std::uint8_t> message, std::uint8_t command) {
 
 std::optional<UnicableUnit::Request> UnicableUnit::request_of(
     std::span<const std::uint8_t> message) const {
-    if (!is_command(message, channel_change)) {
+    if (!is_order(message, channel_change)) {
         return std::nullopt;
     }
     Request request{};
@@ -56,8 +56,12 @@ std::optional<UnicableUnit::Request> UnicableUnit::request_of(
     return request;
 }
 
+bool UnicableUnit::is_command(std::span<const std::uint8_t> message) {
+    return is_order(message, channel_change) || is_order(message, installation);
+}
+
 bool UnicableUnit::asks_for_tones(std::span<const std::uint8_t> message) {
-    return is_command(message, installation) && message[1] != 0x00 &&
+    return is_order(message, installation) && message[1] != 0x00 &&
            (message[3] & installation_function) == 0;
 }
 

@@ -29,8 +29,7 @@ struct UserBandChannel {
 // oscillator less it, mirrored. A band that the unit lacks and a word whose frequency lies outside
 // 950..2150 MHz move nothing; nor does a bank that the dishes lack, which the outdoor unit decides.
 // E0 10 5B, bits 4..0 of the next byte 0: a test tone in the middle of every user band, until a
-// channel change gives the band something else. The unit forgets all when its supply goes. Commands
-// are heard at either voltage.
+// channel change gives the band something else. The unit forgets all when its supply goes.
 class UnicableUnit {
  public:
     // Half of what a band's filter passes.
@@ -44,6 +43,8 @@ class UnicableUnit {
         UserBandChannel channel;
     };
     [[nodiscard]] std::optional<Request> request_of(std::span<const std::uint8_t> message) const;
+    // A message that is meant for such a unit.
+    [[nodiscard]] static bool is_command(std::span<const std::uint8_t> message);
     [[nodiscard]] static bool asks_for_tones(std::span<const std::uint8_t> message);
 
     void follow(const Request &request);

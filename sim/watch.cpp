@@ -36,6 +36,14 @@ std::string data_of(const Transfer &transfer) {
 
 }  // namespace
 
+std::string hex_of(std::span<const std::uint8_t> bytes) {
+    std::string text;
+    for (const std::uint8_t byte : bytes) {
+        text += fmt::format("{}{:02X}", text.empty() ? "" : " ", byte);
+    }
+    return text;
+}
+
 std::string to_string(Offence offence) {
     switch (offence) {
         case Offence::tuner_without_repeater:
@@ -54,6 +62,22 @@ std::string to_string(Offence offence) {
             return "transfer left open";
         case Offence::clock_change_while_running:
             return "master clock changed while running";
+        case Offence::supply_order:
+            return "LNB supply switched in the wrong order";
+        case Offence::supply_disagreement:
+            return "LNB supply told two voltages";
+        case Offence::cable_silence:
+            return "no silence around a DiSEqC message";
+        case Offence::message_cut:
+            return "DiSEqC message cut short";
+        case Offence::message_unheard:
+            return "DiSEqC message that nothing could hear";
+        case Offence::message_framing:
+            return "DiSEqC message of another form than its command's";
+        case Offence::switch_disagreement:
+            return "switch told another leg than voltage and tone";
+        case Offence::unicable_voltage:
+            return "Unicable command without its voltage";
     }
     return "unknown";
 }

@@ -11,18 +11,29 @@
 
 namespace sim {
 
+// Bytes as a message's are written: "E0 10 38 F0".
+std::string hex_of(std::span<const std::uint8_t> bytes);
+
 // What a driver must not do.
 enum class Offence {
-    tuner_without_repeater,     // a tuner transfer for which the repeater was not opened
-    powered_down_access,        // a function of a chip that is powered down
-    firmware_out_of_hold,       // a program block while the micro-controller runs
-    firmware_out_of_order,      // a block of a program in another place than in its image
-    two_threads,                // a transfer while another thread's is in progress
-    closed_bus,                 // a transfer on a bus that is not open
-    transfer_left_open,         // a register address that no read followed
-    clock_change_while_running  // master clock changed without holding the clock reset
+    tuner_without_repeater,      // a tuner transfer for which the repeater was not opened
+    powered_down_access,         // a function of a chip that is powered down
+    firmware_out_of_hold,        // a program block while the micro-controller runs
+    firmware_out_of_order,       // a block of a program in another place than in its image
+    two_threads,                 // a transfer while another thread's is in progress
+    closed_bus,                  // a transfer on a bus that is not open
+    transfer_left_open,          // a register address that no read followed
+    clock_change_while_running,  // master clock changed without holding the clock reset
+    supply_order,                // parts of the LNB supply switched in the wrong order
+    supply_disagreement,         // lines, controller and master name different voltages
+    cable_silence,               // less than 15 ms between a message or burst and other 22 kHz
+    message_cut,                 // a message, burst or reply ended before its last bit
+    message_unheard,             // a message that nothing on the cable could hear
+    message_framing,             // a message whose framing, length or reply does not fit
+    switch_disagreement,         // a switch told another voltage or band than is on the cable
+    unicable_voltage             // an EN 50494 command without its 18 V, or 18 V kept
 };
-inline constexpr std::size_t offence_count = 8;
+inline constexpr std::size_t offence_count = 16;
 
 std::string to_string(Offence offence);
 

@@ -22,5 +22,6 @@ inline constexpr unsigned supply_18v_line = 7;
 // Control byte of the supply controller.
 inline constexpr std::uint8_t lnbh23_enable = 0x04;
 inline constexpr std::uint8_t lnbh23_18v = 0x08;
+inline constexpr std::uint8_t lnbh23_tone = 0x40;  // lets the 22 kHz through
 
 }  // namespace sim::wiring

@@ -7,6 +7,7 @@
 
 namespace tests {
 
+using sim::Fault;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -43,7 +44,8 @@ TEST_F(Diseqc, message_takes_13_and_a_half_ms_a_byte) {
     while ((peek(0xA1) & 0x40) != 0) {
     }
 
-    EXPECT_NEAR(static_cast<double>(clock().now_ns() - from_ns), 54e6, 0.2e6);
+    // After the silence that begins when the output is opened.
+    EXPECT_NEAR(static_cast<double>(clock().now_ns() - from_ns), 15e6 + 54e6, 0.5e6);
     EXPECT_THAT(receiver().diseqc_messages(), ElementsAre(ElementsAre(0xE0, 0xE0, 0xE0, 0xE0)));
 }
 
@@ -183,6 +185,7 @@ TEST_F(Diseqc, tone_is_on_the_cable_only_while_the_chip_is_awake) {
     ds3000_sleep();
     EXPECT_FALSE(receiver().tone());
     ds3000_wake();
+    sleep_ms(15);
     EXPECT_TRUE(receiver().tone());
     tone(false, false);
     EXPECT_FALSE(receiver().tone());
@@ -209,6 +212,143 @@ TEST_F(Diseqc, switch_of_level_2_is_silent_when_no_reply_is_asked_for) {
     diseqc_message message = request({0xE0, 0x10, 0x38, 0xF4});
 
     EXPECT_EQ(diseqc_send(&message), -12);
+    EXPECT_EQ(receiver().switch_port(), 2U);
+}
+
+// The driver polls every 10 ms and gives up when the fifteenth poll is the first to find it ready.
+TEST_F(Diseqc, master_that_is_ready_at_the_fourteenth_poll_is_in_time) {
+    scenario.faults = {{.kind = Fault::Kind::diseqc_busy, .busy_ms = 139}};
+    start();
+    supply(true, false);
+
+    send({0xE0, 0x10, 0x38, 0xF4});
+
+    EXPECT_EQ(receiver().switch_port(), 2U);
+}
+
+TEST_F(Diseqc, master_that_is_ready_at_the_fifteenth_poll_is_late) {
+    scenario.faults = {{.kind = Fault::Kind::diseqc_busy, .nth = 2, .busy_ms = 145}};
+    start();
+    supply(true, false);
+    send({0xE0, 0x10, 0x38, 0xF4});
+    diseqc_message message = request({0xE0, 0x10, 0x38, 0xF8});
+    message.expect_reply = 0;
+
+    EXPECT_EQ(diseqc_send(&message), -12);
+
+    EXPECT_EQ(receiver().switch_port(), 3U);
+}
+
+TEST_F(Diseqc, master_that_is_never_ready_has_sent_its_message_all_the_same) {
+    scenario.faults = {{.kind = Fault::Kind::diseqc_busy}};
+    start();
+    supply(true, false);
+    diseqc_message message = request({0xE0, 0x10, 0x38, 0xF4});
+    message.expect_reply = 0;
+
+    EXPECT_EQ(diseqc_send(&message), -12);
+    EXPECT_EQ(receiver().switch_port(), 2U);
+    EXPECT_EQ(peek(0xA1) & 0x40, 0x00);  // told to end
+    send({0xE0, 0x10, 0x38, 0xF8});      // the second one is not hit
+}
+
+TEST_F(Diseqc, switch_that_is_stuck_answers_and_keeps_its_port) {
+    scenario.diseqc_switch->replies = true;
+    scenario.faults = {{.kind = Fault::Kind::stuck_switch}};
+    start();
+    supply(true, false);
+    diseqc_message order = request({0xE2, 0x10, 0x38, 0xF8});
+
+    EXPECT_EQ(diseqc_send(&order), 0);
+    EXPECT_EQ(order.reply[0], 0xE4);
+    EXPECT_EQ(receiver().switch_port(), 1U);
+
+    EXPECT_EQ(diseqc_send(&order), 0);
+    EXPECT_EQ(receiver().switch_port(), 3U);
+}
+
+struct Answer {
+    std::vector<std::uint8_t> bytes;
+    std::uint8_t errors = 0;
+    std::uint32_t delay_ms = 20;
+    double byte_ms = 13.5;
+    std::int32_t status = 0;
+    std::uint8_t length = 0;
+    std::size_t complaints = 0;
+};
+
+class DiseqcAnswer : public Diseqc, public testing::WithParamInterface<Answer> {};
+
+TEST_P(DiseqcAnswer, is_taken_as_the_driver_takes_it) {
+    const Answer &answer = GetParam();
+    scenario.faults = {{.kind = Fault::Kind::diseqc_reply,
+                        .value = answer.errors,
+                        .bytes = answer.bytes,
+                        .delay_ms = answer.delay_ms,
+                        .byte_ms = answer.byte_ms}};
+    start();
+    supply(true, false);
+    tone(false, false);
+    diseqc_message message = request({0xE2, 0x10, 0x14});
+
+    EXPECT_EQ(diseqc_send(&message), answer.status);
+
+    EXPECT_EQ(message.reply_len, answer.length);
+    EXPECT_THAT(std::vector(message.reply, message.reply + answer.length),
+                testing::ElementsAreArray(answer.bytes.data(), answer.length));
+    EXPECT_THAT(receiver().complaints(), testing::SizeIs(answer.complaints));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    answers, DiseqcAnswer,
+    testing::Values(
+        Answer{.bytes = {}, .status = -12}, Answer{.bytes = {0xE4}, .length = 1},
+        Answer{.bytes = {0xE4, 1, 2, 3, 4, 5, 6}, .length = 7},
+        // The master counts to seven.
+        Answer{.bytes = {0xE4, 1, 2, 3, 4, 5, 6, 7}, .length = 7},
+        // The last poll for a first byte is 160 ms after the message.
+        Answer{.bytes = {0xE4, 0xF0}, .delay_ms = 140, .length = 2},
+        Answer{.bytes = {0xE4, 0xF0}, .delay_ms = 160, .status = -12},
+        // A device with pauses between its bytes: nothing new in 15 ms is the end for the driver.
+        Answer{.bytes = {0xE4, 0xF0}, .byte_ms = 30, .length = 1},
+        // Flags of bytes that were not received do not count.
+        Answer{.bytes = {0xE4, 0xF0}, .errors = 0x04, .length = 2},
+        Answer{.bytes = {0xE4, 0xF0}, .errors = 0x02, .status = -13, .length = 2},
+        Answer{.bytes = {0xE4, 0xF0}, .errors = 0x01, .status = -13, .length = 2}));
+
+TEST_F(Diseqc, reply_that_still_comes_is_not_to_be_interrupted) {
+    scenario.diseqc_switch->replies = true;
+    start();
+    supply(true, false);
+    tone(false, false);
+    poke(0xA2, 0x01);
+    for (const auto &[reg, value] : {std::pair{0xA3, 0xE2}, std::pair{0xA4, 0x10},
+                                     std::pair{0xA5, 0x14}, std::pair{0xA1, 0x97}}) {
+        poke(static_cast<std::uint8_t>(reg), static_cast<std::uint8_t>(value));
+    }
+    sleep_ms(15 + 41 + 20 + 14);
+    EXPECT_EQ(peek(0xA1) & 0x38, 0x08);
+
+    poke(0xA1, 0x40);
+
+    ASSERT_THAT(receiver().complaints(), testing::SizeIs(1));
+    EXPECT_THAT(receiver().complaints()[0].first, testing::HasSubstr("1 of its 2 bytes had come"));
+    sleep_ms(20);
+    EXPECT_EQ(peek(0xA1) & 0x38, 0x08);
+}
+
+TEST_F(Diseqc, messages_of_two_receivers_at_once_are_lost) {
+    scenario.events = {{.kind = sim::Event::Kind::foreign_message,
+                        .period = {.from_ms = 3'000},
+                        .bytes = {0xE0, 0x10, 0x38, 0xFC}}};
+    start();
+    supply(true, false);
+    tone(false, false);
+    sleep_ms(2'990 - static_cast<std::uint32_t>(clock().now_ns() / 1'000'000));
+
+    send({0xE0, 0x10, 0x38, 0xF4});
+    EXPECT_EQ(receiver().switch_port(), 1U);
+    send({0xE0, 0x10, 0x38, 0xF4});
     EXPECT_EQ(receiver().switch_port(), 2U);
 }
 

@@ -103,7 +103,11 @@ void ReceiverTest::send(std::initializer_list<std::uint8_t> message) {
     EXPECT_EQ(diseqc_send(&record), 0);
 }
 
-void ReceiverTest::tone(bool on, bool volts_18) { lnb_control(1, on ? 1 : 0, volts_18 ? 1 : 0, 0); }
+void ReceiverTest::tone(bool on, bool volts_18) {
+    constexpr std::uint32_t silence_ms = 15;
+    lnb_control(1, on ? 1 : 0, volts_18 ? 1 : 0, 0);
+    sleep_ms(on ? silence_ms : 0);
+}
 
 void ReceiverTest::connect(std::uint32_t if_mhz, std::int32_t symbol_rate_ksps,
                            std::uint32_t standard) {

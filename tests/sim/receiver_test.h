@@ -42,6 +42,7 @@ class ReceiverTest : public testing::Test {
     void tune(const broadcast::Transponder &transponder, unsigned port = 0);
     void supply(bool on, bool volts_18);
     static void send(std::initializer_list<std::uint8_t> message);
+    // With the silence that comes before the tone.
     static void tone(bool on, bool volts_18);
     static void connect(std::uint32_t if_mhz, std::int32_t symbol_rate_ksps,
                         std::uint32_t standard);

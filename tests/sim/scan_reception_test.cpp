@@ -162,7 +162,8 @@ TEST_F(ScanReception, verification_is_not_caught_by_a_neighbour_of_the_other_sta
 // Through a Unicable unit the driver counts the tuner's own offset on the user band twice.
 TEST_F(ScanReception, blind_scan_through_a_user_band_finds_the_carriers) {
     scenario.unicable.emplace().band_mhz[2] = 1'211;
-    start_on_vertical();
+    start();
+    supply(true, true);
     ds3000_context.unicable_enabled = 1;
     ds3000_context.unicable_ub_index = 2;
     ds3000_context.unicable_bank = 0;

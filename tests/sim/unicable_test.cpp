@@ -67,7 +67,7 @@ TEST_P(UserBands, are_all_found) {
     scenario.board.chip = GetParam().chip;
     add_bands(centres_mhz);
     start();
-    supply(true, false);
+    supply(true, true);
 
     EXPECT_THAT(detect(), testing::ElementsAreArray(centres_mhz));
     EXPECT_THAT(receiver().complaints(), testing::IsEmpty());
@@ -89,7 +89,7 @@ INSTANTIATE_TEST_SUITE_P(every, UserBands, testing::ValuesIn(one_two_four_and_ei
 TEST_F(Unicable, bands_do_not_show_without_the_command) {
     add_bands({1'213});
     start();
-    supply(true, false);
+    supply(true, true);
 
     EXPECT_THAT(detect(false), testing::IsEmpty());
     EXPECT_THAT(output, HasSubstr("Total 0 UBs are found!"));
@@ -98,7 +98,7 @@ TEST_F(Unicable, bands_do_not_show_without_the_command) {
 TEST_F(Unicable, other_installation_commands_start_no_tones) {
     add_bands({1'213});
     start();
-    supply(true, false);
+    supply(true, true);
     send({0xE0, 0x10, 0x5B, 0x01, 0x00});  // asks what the unit is configured as
     send({0xE0, 0x10, 0x5B, 0x02, 0x02});  // asks for an oscillator
 
@@ -109,7 +109,7 @@ TEST_F(Unicable, weak_tones_are_not_found) {
     add_bands({1'213});
     scenario.unicable->tone_dbm = -58;
     start();
-    supply(true, false);
+    supply(true, true);
 
     EXPECT_THAT(detect(), testing::IsEmpty());
 }
@@ -117,7 +117,7 @@ TEST_F(Unicable, weak_tones_are_not_found) {
 TEST_F(Unicable, tones_go_with_the_supply_and_with_a_channel) {
     add_bands({1'213, 1'693});
     start();
-    supply(true, false);
+    supply(true, true);
     send({0xE0, 0x10, 0x5B, 0x00, 0x00});
     send({0xE0, 0x00, 0x5A, 0x20, 0xFF});  // band 1: 2420 - 1693 MHz is no frequency
     EXPECT_THAT(detect(false), testing::ElementsAre(1'213U, 1'693U));
@@ -126,7 +126,7 @@ TEST_F(Unicable, tones_go_with_the_supply_and_with_a_channel) {
     EXPECT_THAT(detect(false), testing::ElementsAre(1'213U));
 
     supply(false, false);
-    supply(true, false);
+    supply(true, true);
     EXPECT_THAT(detect(false), testing::IsEmpty());
 }
 
@@ -143,7 +143,8 @@ TEST_P(UnicablePath, every_carrier_is_tuned_through_the_band) {
     scenario.board.chip = GetParam().chip;
     scenario.unicable->band_mhz.at(GetParam().index) = GetParam().centre_mhz;
     start();
-    supply(true, false);
+    supply(true, true);
+    tone(false, true);
 
     for (const broadcast::Transponder &transponder : demo_satellite().transponders) {
         const std::uint32_t mhz = transponder.frequency_khz / 1000;
@@ -165,7 +166,7 @@ INSTANTIATE_TEST_SUITE_P(of, UnicablePath,
 TEST_F(Unicable, wrong_band_bank_or_word_moves_nothing) {
     add_bands({1'211});
     start();
-    supply(true, false);
+    supply(true, true);
     tune_through(0, 0, 1'211, 10'900);
     ASSERT_TRUE(locks());
 
@@ -184,7 +185,7 @@ TEST_F(Unicable, wrong_band_bank_or_word_moves_nothing) {
 TEST_F(Unicable, band_asked_for_nothing_carries_nothing) {
     add_bands({1'211});
     start();
-    supply(true, false);
+    supply(true, true);
     connect(1'211, 22'000, STANDARD_DVBS2);
 
     EXPECT_FALSE(locks());
@@ -197,7 +198,7 @@ TEST_F(Unicable, another_receiver_can_take_the_band_away) {
                         .period = {.from_ms = 3'000},
                         .bytes = {0xE0, 0x10, 0x5A, 0x01, 0x1E}}};
     start();
-    supply(true, false);
+    supply(true, true);
     tune_through(0, 0, 1'211, 10'900);
     ASSERT_TRUE(locks());
 
@@ -213,7 +214,7 @@ TEST_F(Unicable, second_position_is_the_dish_of_the_second_port) {
     scenario.satellites = {{"empty", {}}, demo_satellite()};
     scenario.diseqc_switch = sim::Switch{{0, 1}, false};
     start();
-    supply(true, false);
+    supply(true, true);
 
     tune_through(0, 0, 1'211, 10'900);
     EXPECT_FALSE(locks());
@@ -232,7 +233,7 @@ TEST_F(Unicable, transponder_can_be_received_through_a_user_band) {
 TEST_F(Unicable, transponder_comes_out_where_a_tune_finds_it) {
     add_bands({1'211});
     start();
-    supply(true, false);
+    supply(true, true);
     tune_through(0, 0, 1'211, 10'900);
     ASSERT_TRUE(locks()) << receiver().verdict().text;
 
@@ -294,6 +295,67 @@ TEST_F(Unicable, third_port_is_beyond_the_units_reach) {
     EXPECT_TRUE(receiver().reception(transponder, 1).receivable());
     EXPECT_TRUE(receiver().reception(transponder, 2).receivable());
     EXPECT_EQ(receiver().reception(transponder, 3).obstacle, sim::Reception::Obstacle::no_dish);
+}
+
+TEST_F(Unicable, command_at_13_v_is_not_heard) {
+    add_bands({1'211});
+    start();
+    supply(true, false);
+    tone(false, false);
+
+    tune_through(0, 0, 1'211, 10'900);
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::no_dish));
+    ASSERT_THAT(receiver().complaints(), testing::SizeIs(1));
+    EXPECT_EQ(receiver().complaints()[0].offence, sim::Offence::unicable_voltage);
+    EXPECT_THAT(receiver().complaints()[0].first, HasSubstr("E0 00 5A 00 F0: sent at 13 V"));
+
+    supply(true, true);
+    tone(false, true);
+    tune_through(0, 0, 1'211, 10'900);
+    EXPECT_TRUE(locks());
+}
+
+TEST_F(Unicable, command_comes_4_ms_after_18_v_or_later) {
+    add_bands({1'211});
+    start();
+    supply(true, false);
+    tone(false, false);
+    poke(0xA2, 0x00);
+    sleep_ms(20);
+    for (const auto &[reg, value] :
+         {std::pair{0xA3, 0xE0}, std::pair{0xA4, 0x00}, std::pair{0xA5, 0x5A},
+          std::pair{0xA6, 0x00}, std::pair{0xA7, 0xF0}}) {
+        poke(static_cast<std::uint8_t>(reg), static_cast<std::uint8_t>(value));
+    }
+
+    supply(true, true);
+    poke(0xA1, 0x27);
+    sleep_ms(70);
+
+    ASSERT_THAT(receiver().complaints(), testing::SizeIs(1));
+    EXPECT_THAT(receiver().complaints()[0].first, HasSubstr("ms after the supply rose to 18 V"));
+}
+
+TEST_F(Unicable, turn_ends_with_13_v) {
+    add_bands({1'211});
+    start();
+    supply(true, true);
+    tone(false, true);
+    tune_through(0, 0, 1'211, 10'900);
+    supply(true, false);
+    tone(false, false);
+    sleep_ms(5'000);
+    EXPECT_THAT(receiver().complaints(), testing::IsEmpty());
+
+    supply(true, true);
+    tone(false, true);
+    tune_through(0, 0, 1'211, 10'900);
+    sleep_ms(2'000);
+    supply(true, false);
+
+    ASSERT_THAT(receiver().complaints(), testing::SizeIs(1));
+    EXPECT_THAT(receiver().complaints()[0].first, HasSubstr("18 V kept for 2"));
 }
 
 TEST_F(Unicable, scenario_file_describes_the_bands) {
