@@ -11,6 +11,7 @@
 
 #include "broadcast/arithmetic.h"
 #include "sim/demodulator_regs.h"
+#include "sim/spectral_shape.h"
 
 namespace sim {
 
