@@ -54,10 +54,10 @@ class SignalSource {
 // (0x08 bit 0 clear, 0x04 bit 0 set, 0x23 bit 4 set); each of the three alone powers it down. Then
 // only 0x00..0x08, 0x23, identity and micro-controller control are worth a transfer.
 // The identity is read from its fuses during 80 ms from power-up, in which it reads as 0.
-// Reset: after power-on nothing runs before a pulse of bit 7 of 0x07, the micro-controller of DS3002B
-// and DS3103 not before one of bits 6 and 5. Holding the micro-controller or the core for less than
-// 0.8 ms goes unnoticed. A micro-controller let go while the core is in reset hangs until it is held
-// again. Bit 1 of 0x08 switches the decoder on.
+// Reset: after power-on nothing runs before a pulse of bit 7 of 0x07, the micro-controller of
+// DS3002B and DS3103 not before one of bits 6 and 5. Holding the micro-controller or the core for
+// less than 0.8 ms goes unnoticed. A micro-controller let go while the core is in reset hangs until
+// it is held again. Bit 1 of 0x08 switches the decoder on.
 // Search: begins when nothing holds the chip any more - power-down, 0xB2, 0x00 (DS300X: 0x05),
 // 0x07 - with what the registers hold at that moment. Later writes of them wait for the next
 // search; what the tuner, the LNB and the weather do is seen at once by the one that goes on, and
@@ -98,6 +98,7 @@ class Demodulator {
     void reopen_repeater() { repeater_open_ = true; }
 
     [[nodiscard]] DiseqcMaster &diseqc() { return diseqc_; }
+    [[nodiscard]] const DiseqcMaster &diseqc() const { return diseqc_; }
     [[nodiscard]] const McuProgram &program() const { return program_; }
     [[nodiscard]] Verdict verdict(std::uint64_t now_ns);
 

@@ -51,6 +51,9 @@ class DiseqcMaster {
     [[nodiscard]] std::uint64_t due_ns() const { return due_ns_; }
     void advance(std::uint64_t now_ns);
 
+    // The continuous tone is chosen and only waits for the silence before it.
+    [[nodiscard]] bool tone_is_due() const { return tone_due_ns_ != never; }
+
  private:
     enum class Operation { none, message, burst_a, burst_b };
 

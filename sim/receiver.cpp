@@ -521,6 +521,10 @@ bool Receiver::tone() const {
     impl_->catch_up();
     return impl_->outdoor().tone();
 }
+bool Receiver::tone_is_due() const {
+    impl_->catch_up();
+    return impl_->demodulator().diseqc().tone_is_due();
+}
 unsigned Receiver::switch_port() const {
     impl_->catch_up();
     return impl_->outdoor().port();

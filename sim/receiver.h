@@ -73,6 +73,8 @@ class Receiver final : public board::Board {
     // (0 without a switch), DiSEqC messages that the demodulator sent, oldest first.
     [[nodiscard]] unsigned supply_volts() const;
     [[nodiscard]] bool tone() const;
+    // The tone is chosen and begins when the silence before it is over.
+    [[nodiscard]] bool tone_is_due() const;
     [[nodiscard]] unsigned switch_port() const;
     [[nodiscard]] const std::vector<std::vector<std::uint8_t>> &diseqc_messages() const;
 

@@ -106,9 +106,10 @@ void Judge::see_leg(const CableLeg &leg) {
         charge("voltage wrong",
                fmt::format("{} V on the cable, {} V asked for", receiver.supply_volts(), volts));
     }
-    if (receiver.tone() != leg.tone) {
-        charge("tone wrong", fmt::format("the 22 kHz tone is {}, {} was asked for",
-                                         on_off(receiver.tone()), on_off(leg.tone)));
+    const bool tone = receiver.tone() || receiver.tone_is_due();
+    if (tone != leg.tone) {
+        charge("tone wrong", fmt::format("the 22 kHz tone is {}, {} was asked for", on_off(tone),
+                                         on_off(leg.tone)));
     }
     if (fitted_switch && leg.switch_port != 0 && leg.switch_port <= fitted_switch->ports.size() &&
         receiver.switch_port() != leg.switch_port) {

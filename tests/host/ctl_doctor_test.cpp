@@ -261,7 +261,7 @@ TEST_F(CtlDoctor, tells_a_missing_tuner_from_one_that_does_not_calibrate) {
     const auto result = examine("[[fault]]\nkind = \"lo_calibration\"\ncount = 1000\n" + aim);
     EXPECT_EQ(result.at("diagnosis"), "tuner_calibration");
     EXPECT_THAT(step(result, "tuner").at("measured").get<std::string>(),
-                testing::EndsWith("1550 MHz: synthesiser"));
+                testing::EndsWith("1550 MHz: synthesiser, gain control"));
 }
 
 TEST_F(CtlDoctor, says_when_a_start_up_finds_no_chip_any_more) {
