@@ -391,8 +391,8 @@ void Judge::judge_expectation(const sim::Verdict &verdict) {
     if (!wish_ || world_->scenario().unicable) {
         return;
     }
-    const double expected_khz = wish_->if_khz / 1000 * 1000.0;
-    const double off_khz = verdict.cable_khz - expected_khz;
+    const std::uint32_t whole_mhz = wish_->if_khz / 1000;
+    const double off_khz = verdict.cable_khz - whole_mhz * 1000.0;
     if (std::abs(std::abs(off_khz) - std::abs(verdict.offset_khz)) > rounding_khz) {
         charge("carrier misplaced",
                fmt::format("the driver expects the carrier {} kHz beside where it is, {:.0f} kHz "
