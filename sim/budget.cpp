@@ -7,7 +7,6 @@
 #include <cmath>
 
 #include "broadcast/modcod.h"
-#include "sim/passband.h"
 #include "sim/spectral_shape.h"
 
 namespace sim {
@@ -126,8 +125,8 @@ double implementation_loss_db(broadcast::System system, const FrontEnd &front_en
 
 // Towards the ends of what they pull in, carrier and timing loop stand under stress.
 double stress_db(const Standing &standing) {
-    const double offset = standing.offset_khz / capture_range_khz;
-    return loss_at_capture_edge_db * offset * offset * offset * offset +
+    const double offset2 = standing.carrier_error * standing.carrier_error;
+    return loss_at_capture_edge_db * offset2 * offset2 +
            loss_at_rate_edge_db * standing.rate_error * standing.rate_error;
 }
 

@@ -31,7 +31,7 @@ struct Standing {
     double distance_khz = 0;   // from the tuner's oscillator
     double bandwidth_khz = 1;  // of the tuner's filter, from the oscillator to one edge
     double total_dbm = -300;   // of everything that the filter passes
-    double offset_khz = 0;     // from where the carrier is expected
+    double carrier_error = 0;  // from where it is expected, over what the carrier loop pulls in
     double rate_error = 0;     // of the programmed symbol rate, over what the timing loop pulls in
     double loss_db = 0;        // by what the demodulator's registers hold
 };

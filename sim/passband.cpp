@@ -69,7 +69,7 @@ Budget budget_of(const Candidate &candidate, const Reach &reach) {
     standing.distance_khz = candidate.if_khz - reach.tuner.lo_khz;
     standing.bandwidth_khz = reach.tuner.bandwidth_khz;
     standing.total_dbm = reach.total_dbm;
-    standing.offset_khz = candidate.offset_khz;
+    standing.carrier_error = candidate.offset_khz / capture_range_khz;
     // A wide search measures the rate before it is taken.
     standing.rate_error = search.wide ? 0 : rate_error(search, carrier);
     standing.loss_db = search.table.loss_db + loop_loss_db(search.loops, carrier.transponder) +

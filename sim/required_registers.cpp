@@ -326,7 +326,7 @@ const char *name_of(Part part) {
 
 RegisterFile registers_at_power_on() {
     RegisterFile regs;
-    for (const std::size_t cleared : {0x3A, 0x86, 0x89, 0xB8, 0xBA}) {
+    for (const std::size_t cleared : {0x3AU, 0x86U, 0x89U, 0xB8U, 0xBAU}) {
         regs.plain.at(cleared) = 0x80;
     }
     for (auto &group : regs.tap_groups) {

@@ -150,11 +150,11 @@ TEST(Budget, loops_lose_towards_the_ends_of_what_they_pull_in) {
     const sim::Carrier carrier = carrier_of();
     const sim::Standing best = standing_of(carrier);
     sim::Standing standing = best;
-    standing.offset_khz = 1'000;
+    standing.carrier_error = 0.2;
     EXPECT_THAT(cn_of(carrier, best) - cn_of(carrier, standing), DoubleNear(0, 0.01));
-    standing.offset_khz = -5'000;
+    standing.carrier_error = -1;
     EXPECT_THAT(cn_of(carrier, best) - cn_of(carrier, standing), DoubleNear(3, 0.01));
-    standing.offset_khz = 0;
+    standing.carrier_error = 0;
     standing.rate_error = 1;
     EXPECT_THAT(cn_of(carrier, best) - cn_of(carrier, standing), DoubleNear(2, 0.01));
 }
