@@ -158,13 +158,12 @@ bool Outdoor::voltage_suits_unicable(const SentMessage &sent) {
 }
 
 void Outdoor::judge_held_voltage(std::uint64_t now_ns) {
-    const std::uint64_t turn_began_ns = std::max(volts_since_ns_, commanded_ns_);
-    if (unicable_ && !installs_ && volts_before_ == 18 &&
-        now_ns > turn_began_ns + longest_turn_ns) {
+    const bool had_a_turn = unicable_ && volts_before_ == 18 && commanded_ns_ > volts_since_ns_;
+    if (had_a_turn && !installs_ && now_ns > commanded_ns_ + longest_turn_ns) {
         watch_->complain(Offence::unicable_voltage, now_ns,
-                         fmt::format("18 V kept for {:.0f} ms, in which no other receiver on the "
-                                     "cable can ask for a channel",
-                                     ms_of(now_ns - turn_began_ns)));
+                         fmt::format("18 V kept for {:.0f} ms after a command, in which no other "
+                                     "receiver on the cable can ask for a channel",
+                                     ms_of(now_ns - commanded_ns_)));
     }
 }
 

@@ -33,6 +33,7 @@ struct CableTask {
     DiseqcBytes message = {};  // empty for a burst
     bool burst_b = false;
     bool wants_reply = false;
+    bool worded_by_person = false;
     Json facts = Json::object();  // what the message was computed from
     Labelled words = {};          // the same for people
 };
@@ -176,6 +177,9 @@ ExitStatus put_on_cable(Program &program, std::string_view command, const CableT
     return rig.run([&](ChipSession &session) {
         DiseqcBus bus(session, rig.board().watch(), supply.volts == 18, supply.tone);
         const DiseqcExchange exchange = exchange_on(bus, task);
+        if (task.worded_by_person) {
+            rig.judge().let_person_word_messages();
+        }
         if (!task.message.empty()) {
             rig.judge().see_message(task.message);
         }
@@ -238,7 +242,9 @@ ExitStatus decode(Program &program, const char *command, const char *schema,
 }  // namespace
 
 ExitStatus run_diseqc_send(Program &program, const DiseqcSendOptions &options) {
-    CableTask task{.message = read_bytes(options.bytes), .wants_reply = options.reply};
+    CableTask task{.message = read_bytes(options.bytes),
+                   .wants_reply = options.reply,
+                   .worded_by_person = true};
     if (task.message.size() > longest_diseqc_command) {
         throw LimitError(fmt::format("{} bytes are more than the {} that the master sends",
                                      task.message.size(), longest_diseqc_command));

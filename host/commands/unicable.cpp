@@ -142,7 +142,7 @@ class DetectionWriter {
 Detection detect(ChipSession &session, ChipRig &rig, const SearchRange &range,
                  const UnicableDetectOptions &options, DetectionWriter &writer) {
     const std::uint64_t begin_ns = now_ns();
-    session.select({.voltage_18v = true});
+    session.select({.voltage_18v = !options.no_command});
     Detection detection;
     detection.range = range;
     detection.command_sent = !options.no_command;
@@ -155,6 +155,7 @@ Detection detect(ChipSession &session, ChipRig &rig, const SearchRange &range,
         writer.write({static_cast<std::size_t>(&band - detection.bands.data()), band});
     };
     if (options.identify && !rig.must_end()) {
+        session.select({.voltage_18v = true});
         identify_user_bands(detection.bands, first_bank, rig.board().watch(), write);
     } else {
         std::for_each(detection.bands.begin(), detection.bands.end(), write);

@@ -31,6 +31,13 @@ bool is_steady(const sim::Verdict &verdict) {
     return std::abs(margin_db) >= unsteady_db;
 }
 
+// What a message says and asks for is wrong, not how it was sent.
+bool is_of_a_messages_words(sim::Offence offence) {
+    return offence == sim::Offence::message_framing ||
+           offence == sim::Offence::switch_disagreement ||
+           offence == sim::Offence::unicable_voltage;
+}
+
 std::string on_off(bool on) { return on ? "on" : "off"; }
 
 // How far a loop may stand beside a carrier of that symbol rate, and what whole kHz hide.
@@ -316,6 +323,9 @@ Complaints Judge::complaints() const {
     }
     Complaints all;
     for (const sim::Complaint &complaint : world_->receiver().complaints()) {
+        if (persons_message_ && is_of_a_messages_words(complaint.offence)) {
+            continue;
+        }
         all.push_back({to_string(complaint.offence), complaint.count, complaint.first});
     }
     all.insert(all.end(), charges_.begin(), charges_.end());

@@ -70,6 +70,9 @@ class Judge {
     // What is on the cable is to be a leg.
     void see_leg(const CableLeg &leg);
 
+    // The messages' bytes are a person's, and no driver's.
+    void let_person_word_messages() { persons_message_ = true; }
+
     // A message went out on the cable.
     void see_message(std::span<const std::uint8_t> bytes);
 
@@ -132,6 +135,7 @@ class Judge {
     std::optional<CableWish> wish_;
     std::optional<std::uint64_t> counted_ns_;  // when errors were read last
     bool stays_on_ = false;
+    bool persons_message_ = false;
     std::vector<Charge> charges_;
 };
 
