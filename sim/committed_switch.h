@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "sim/scenario.h"
@@ -20,7 +21,7 @@ namespace sim {
 // the two tone bursts alone: A is port 1, B port 2.
 class CommittedSwitch {
  public:
-    explicit CommittedSwitch(const Switch &setup) : setup_(setup) {}
+    explicit CommittedSwitch(Switch setup) : setup_(std::move(setup)) {}
 
     void lose_supply();
 

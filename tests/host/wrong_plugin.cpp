@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint32_t list_end = 0xFFFFFFFF;
 [[maybe_unused]] constexpr std::uint32_t full_list[2] = {2, list_end};
-constexpr std::uint32_t list_a[1] = {list_end};
+[[maybe_unused]] constexpr std::uint32_t list_a[1] = {list_end};
 [[maybe_unused]] constexpr std::uint32_t list_b[1] = {list_end};
 
 std::uint32_t accepts(std::uint32_t kind) {
