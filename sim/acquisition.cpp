@@ -79,6 +79,7 @@ void Acquisition::see(const FoundCarrier &found, std::uint64_t now_ns, std::uint
         case Phase::tracking:
             if (follows(found)) {
                 found_ = found;
+                held_carrier_ = found.carrier;
                 held_khz_ = found.measured_khz;
             } else {
                 lose(found, now_ns);
@@ -166,7 +167,9 @@ void Acquisition::plan_search(std::uint64_t now_ns) {
 }
 
 bool Acquisition::follows(const FoundCarrier &found) const {
-    return found.locks() && found.carrier == held_carrier_ &&
+    // A dish that was pointed elsewhere and brings the like of it is nothing new to the loops.
+    const bool is_the_same = held_carrier_ == nullptr || found.carrier == held_carrier_;
+    return found.locks() && is_the_same &&
            std::abs(found.measured_khz - held_khz_) <= pull_in_share * rate_ksps_;
 }
 
