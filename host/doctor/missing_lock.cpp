@@ -159,8 +159,8 @@ Finding MissingLock::try_other_standard() {
 }
 
 Finding MissingLock::try_other_ports() {
-    constexpr unsigned ports = 4;
-    for (unsigned port = 1; port <= ports; ++port) {
+    constexpr unsigned last_port = 4;
+    for (unsigned port = 1; port <= last_port; ++port) {
         ReceptionWay way = reception_.aimed_way();
         const bool tried_already = way.leg.switch_port == port;
         way.leg.switch_port = port;

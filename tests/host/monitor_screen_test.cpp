@@ -120,9 +120,11 @@ TEST_F(MonitorDish, bars_rise_and_fall_with_the_dish) {
         "await 'margin +[0-3]'\ntries has_fallen\nshown low\n"
         "await 'margin +[5-9]'\ntries is_back\nshown again\n");
     ASSERT_EQ(run.status, 0) << run.err << read_file("high") << read_file("low");
+    // A reading swings by some tenths of a dB, which are up to two blocks.
+    constexpr std::ptrdiff_t swing = 2;
     for (const char *label : {"C/N", "margin", "strength"}) {
         EXPECT_GT(bar("high", label), bar("low", label)) << label;
-        EXPECT_EQ(bar("high", label), bar("again", label)) << label;
+        EXPECT_NEAR(bar("high", label), bar("again", label), swing) << label;
     }
     EXPECT_THAT(read_file("high"), HasSubstr("GOOD"));
     EXPECT_THAT(read_file("low"), Not(HasSubstr("GOOD")));

@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <deque>
+#include <thread>
 
 #include "board/clock.h"
 #include "sim/receiver.h"
@@ -19,7 +21,8 @@ using testing::HasSubstr;
 
 constexpr const char *board_option = "--board linux:i2c=/dev/i2c-7";
 
-// Carries transfers to the simulated receiver with its clock at wall time.
+// Carries transfers to the simulated receiver with its clock at wall time. A transfer takes its
+// time on the bus: were the receiver's clock ahead, the driver's waits would be too short for it.
 class LiveBoard final : public board::Board {
  public:
     LiveBoard(sim::Receiver &receiver, board::VirtualClock &clock)
@@ -28,13 +31,17 @@ class LiveBoard final : public board::Board {
     void perform(board::Transfer &transfer) override {
         catch_up();
         receiver_.perform(transfer);
+        std::this_thread::sleep_for(
+            std::chrono::nanoseconds(clock_.now_ns() - std::min(clock_.now_ns(), wall_ns())));
     }
 
  private:
+    [[nodiscard]] std::uint64_t wall_ns() const { return board::wall_now_ns() - begin_ns_; }
+
     void catch_up() {
-        const std::uint64_t wall_ns = board::wall_now_ns() - begin_ns_;
-        if (wall_ns > clock_.now_ns()) {
-            clock_.spend_ns(wall_ns - clock_.now_ns());
+        const std::uint64_t now_ns = wall_ns();
+        if (now_ns > clock_.now_ns()) {
+            clock_.spend_ns(now_ns - clock_.now_ns());
         }
     }
 
