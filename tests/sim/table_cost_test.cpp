@@ -5,11 +5,11 @@
 
 #include <fmt/format.h>
 
-#include <cstdio>
 #include <map>
 #include <optional>
 #include <sstream>
-#include <utility>
+#include <string>
+#include <vector>
 
 #include "sim/required_registers.h"
 #include "tests/sim/receiver_test.h"
@@ -55,23 +55,49 @@ std::uint8_t &place_of(RegisterFile &regs, std::uint8_t reg) {
     return regs.plain[reg];
 }
 
+// A line of a recording: a read's or a write's register and value.
+struct Access {
+    bool writes = false;
+    std::uint8_t reg = 0;
+    unsigned value = 0;
+};
+
+std::optional<Access> access_of(const std::string &line) {
+    std::istringstream words(line);
+    std::string verb;
+    std::string chip;
+    Access access;
+    unsigned reg = 0;
+    words >> verb >> chip >> std::hex >> reg;
+    access.writes = verb == "write";
+    if (!access.writes) {
+        std::string arrow;
+        words >> arrow;
+    }
+    words >> access.value;
+    access.reg = static_cast<std::uint8_t>(reg);
+    const bool known = (access.writes || verb == "read") && chip == "demod" && !words.fail();
+    return known ? std::optional(access) : std::nullopt;
+}
+
 // The registers after a recording. What it read is the recording's own; of a value written back,
 // what differs from the one read is taken over.
 RegisterFile replayed(const char *name) {
     RegisterFile regs;
     std::istringstream lines(golden(name));
-    unsigned reg = 0;
-    unsigned value = 0;
-    std::optional<std::pair<unsigned, unsigned>> read;
+    std::optional<Access> read;
     for (std::string line; std::getline(lines, line);) {
-        if (std::sscanf(line.c_str(), "read demod %x -> %x", &reg, &value) == 2) {
-            read = {reg, value};
-        } else if (std::sscanf(line.c_str(), "write demod %x %x", &reg, &value) == 2) {
-            std::uint8_t &place = place_of(regs, static_cast<std::uint8_t>(reg));
-            const unsigned changed = read && read->first == reg ? read->second ^ value : 0xFF;
-            place = static_cast<std::uint8_t>((place & ~changed) | (value & changed));
-            read.reset();
+        const std::optional<Access> access = access_of(line);
+        if (!access) {
+            continue;
         }
+        if (access->writes) {
+            std::uint8_t &place = place_of(regs, access->reg);
+            const bool back = read && read->reg == access->reg;
+            const unsigned changed = back ? read->value ^ access->value : 0xFF;
+            place = static_cast<std::uint8_t>((place & ~changed) | (access->value & changed));
+        }
+        read = access->writes ? std::nullopt : access;
     }
     return regs;
 }
@@ -95,11 +121,11 @@ std::vector<std::uint8_t> table_rows(const char *name) {
     std::vector<std::uint8_t> rows;
     std::istringstream lines(golden(name));
     bool inside = false;
-    unsigned reg = 0;
     for (std::string line; std::getline(lines, line);) {
         inside = line.starts_with('#') ? line.find("table") != std::string::npos : inside;
-        if (inside && std::sscanf(line.c_str(), "write demod %x", &reg) == 1) {
-            rows.push_back(static_cast<std::uint8_t>(reg));
+        const std::optional<Access> access = access_of(line);
+        if (inside && access && access->writes) {
+            rows.push_back(access->reg);
         }
     }
     return rows;
