@@ -160,10 +160,12 @@ Standing best_standing_of(const Carrier &carrier) {
     constexpr double narrow_khz = 5'000;
     constexpr double shift_khz = 3'000;
     constexpr double room_khz = 2'000;
+    constexpr double company_db = 0.1;  // what others in the passband take at the very least
     const Pulse pulse = pulse_of(carrier.transponder);
     Standing standing;
     standing.distance_khz = pulse.symbol_rate_khz < narrow_khz ? shift_khz : 0;
     standing.bandwidth_khz = pulse.half_span_khz() + standing.distance_khz + room_khz;
+    standing.loss_db = company_db;
     return standing;
 }
 

@@ -53,7 +53,7 @@ struct Budget {
     [[nodiscard]] Budget without(Impairment impairment) const;
 };
 
-// How a perfect driver places it, alone in fair weather.
+// How a perfect driver places it in fair weather.
 Standing best_standing_of(const Carrier &carrier);
 
 Budget budget_of(const Carrier &carrier, const FrontEnd &front_end, const Standing &standing);
