@@ -17,6 +17,10 @@ constexpr std::uint8_t first_tap = 0x71;
 constexpr std::uint8_t last_tap = 0x73;
 constexpr std::uint8_t restart_equaliser = 0x03;  // of 0xBD
 constexpr std::uint64_t shortest_hold_ns = 800'000;
+// What 0x22 and 0x24 hold in bits 5..0: the charge pump and the loop filter of the PLL.
+constexpr std::uint8_t pll_trim = 0x3F;
+constexpr std::uint8_t pll_trim_a = 0x1A;
+constexpr std::uint8_t pll_trim_b = 0x0C;
 constexpr std::uint64_t fuse_reading_ns = 80'000'000;
 
 bool works_powered_down(std::uint8_t reg) {
@@ -96,8 +100,8 @@ void Demodulator::power_on() {
     regs_.plain[reg::chip_id] = chip_ == Chip::ds300x ? reg::chip_id_ds300x : reg::chip_id_ds310x;
     regs_.plain[reg::reg_04] = reg::reg_04_power_down;
     regs_.plain[reg::reg_23] = reg::reg_23_power_down;
-    regs_.plain[reg::master_clock_a] = 0x80;
-    regs_.plain[reg::master_clock_b] = 0x40;
+    regs_.plain[reg::master_clock_a] = 0x80 | pll_trim_a;
+    regs_.plain[reg::master_clock_b] = 0x40 | pll_trim_b;
     regs_.plain[reg::ts_drivers] = reg::ts_pins_high_impedance;
     diseqc_.power_on();
     program_.power_on();
@@ -154,7 +158,12 @@ TsRegisters Demodulator::ts_registers() const {
 
 bool Demodulator::clock_selected() const {
     return regs_.plain[reg::clock_reset] != 0 ||
-           master_clock_khz(chip_, system(), ts_registers()).has_value();
+           (master_clock_khz(chip_, system(), ts_registers()).has_value() && pll_is_trimmed());
+}
+
+bool Demodulator::pll_is_trimmed() const {
+    return (regs_.plain[reg::master_clock_a] & pll_trim) == pll_trim_a &&
+           (regs_.plain[reg::master_clock_b] & pll_trim) == pll_trim_b;
 }
 
 bool Demodulator::core_held() const {
@@ -197,8 +206,10 @@ Reason Demodulator::why_not_running(std::string &text) const {
                         regs_.plain[reg::global_reset], reset_ ? "" : ", never reset");
         return Reason::core_in_reset;
     }
-    text = fmt::format("0x22 = {:02X} and 0x24 = {:02X} select no master clock",
-                       regs_.plain[reg::master_clock_a], regs_.plain[reg::master_clock_b]);
+    text = fmt::format("0x22 = {:02X} and 0x24 = {:02X} {}", regs_.plain[reg::master_clock_a],
+                       regs_.plain[reg::master_clock_b],
+                       pll_is_trimmed() ? "select no master clock"
+                                        : "have lost what the PLL of the master clock needs");
     return Reason::master_clock;
 }
 

@@ -148,6 +148,7 @@ class Demodulator {
     [[nodiscard]] std::size_t ts_bank() const;
     [[nodiscard]] TsRegisters ts_registers() const;
     [[nodiscard]] bool clock_selected() const;
+    [[nodiscard]] bool pll_is_trimmed() const;
     std::uint8_t read_status(std::uint8_t reg, std::uint64_t now_ns);
     std::uint8_t read_carrier(std::uint8_t reg, std::uint64_t now_ns);
     std::uint8_t read_dvbs_status(std::uint8_t reg, std::uint64_t now_ns);

@@ -45,7 +45,8 @@ bool drives_pins(Chip chip, broadcast::System system, const TsRegisters &regs, u
     constexpr unsigned all_eight = 0x10;
     const bool old_bank = is_old_bank(chip, system);
     const bool block_on = old_bank ? (regs.mode & 0x3FU) == 0x20 : (regs.mode & 0xFAU) == 0x42;
-    const unsigned looked_at = old_bank ? on : on | all_eight;
+    const bool serial_of_ds300x = chip == Chip::ds300x && mode == serial_mode;
+    const unsigned looked_at = old_bank || serial_of_ds300x ? on : on | all_eight;
     const unsigned pins = mode == serial_mode ? on : on | all_eight;
     const bool same_edge = (regs.polarity & 1U) == ((regs.mode >> 3U) & 1U);
     return block_on && (regs.enable & looked_at) == (pins & looked_at) &&
@@ -68,6 +69,9 @@ TsOutput::Fault fault_of(const TsOutput &output, bool pins_driven) {
     }
     if (output.mode != output.wired_mode) {
         return Fault::wrong_mode;
+    }
+    if (output.master_khz < output.decoding_khz) {
+        return Fault::decoder;
     }
     if (output.clock_khz < output.needed_khz) {
         return Fault::too_slow;
@@ -101,15 +105,18 @@ std::optional<std::uint32_t> master_clock_khz(Chip chip, broadcast::System syste
 TsOutput ts_output(Chip chip, broadcast::System system, const TsRegisters &regs,
                    const broadcast::Transponder &carrier, unsigned wired_mode) {
     constexpr double unbuffered = 1.1;
+    constexpr double decoder_clocks_per_bit = 1.14;
     TsOutput output;
     output.mode = mode_of(chip, system, regs.mode);
     output.wired_mode = wired_mode;
-    const double clock = master_clock_khz(chip, system, regs).value_or(0);
+    output.master_khz = master_clock_khz(chip, system, regs).value_or(0);
     const double kbytes = payload_bytes_per_s(carrier) / 1000;
     const double payload_khz = output.mode == serial_mode ? 8 * kbytes : kbytes;
     const unsigned clocks = output.mode == serial_mode ? 1 : clocks_per_byte(chip, system, regs);
-    output.clock_khz = clocks == 0 ? 0 : clock / clocks;
+    output.clock_khz = clocks == 0 ? 0 : output.master_khz / clocks;
     output.needed_khz = chip == Chip::ds300x ? unbuffered * payload_khz : payload_khz;
+    output.decoding_khz =
+        system == broadcast::System::dvbs2 ? decoder_clocks_per_bit * 8 * kbytes : 0;
     output.bearable_khz = bearable_khz(output.mode, payload_khz);
     output.fault = fault_of(output, drives_pins(chip, system, regs, output.mode));
     return output;
@@ -126,6 +133,11 @@ std::string describe_fault(const TsOutput &output) {
                 "the transport-stream port works in mode {}, the board is wired for "
                 "mode {}",
                 output.mode, output.wired_mode);
+        case TsOutput::Fault::decoder:
+            return fmt::format(
+                "the decoder needs a master clock of {:.0f} kHz for this payload, it has {:.0f} "
+                "kHz",
+                output.decoding_khz, output.master_khz);
         case TsOutput::Fault::too_slow:
             return fmt::format(
                 "the transport-stream clock of {:.0f} kHz is slower than the {:.0f} "

@@ -41,11 +41,20 @@ std::string to_string(Reason reason);
 // How the transport-stream port stands; valid with lock.
 struct TsOutput {
     // Why the demultiplexer behind the port gets no transport stream.
-    enum class Fault : std::uint8_t { none, drivers_off, wrong_mode, too_slow, too_fast };
+    enum class Fault : std::uint8_t {
+        none,
+        drivers_off,
+        wrong_mode,
+        decoder,  // too slow for what is received
+        too_slow,
+        too_fast
+    };
 
     double clock_khz = 0;     // byte clock (modes 2, 3) or bit clock (mode 1)
     double needed_khz = 0;    // to carry the payload
     double bearable_khz = 0;  // more is too fast for the demultiplexer
+    double master_khz = 0;    // the master clock, and what the decoder needs of it
+    double decoding_khz = 0;
     unsigned mode = 0;        // 1, 2, 3
     unsigned wired_mode = 0;  // the one that the board is made for
     Fault fault = Fault::none;

@@ -43,8 +43,11 @@ trace::TraceHead HostBoard::trace_head(const BoardOptions &options) const {
     if (const std::optional<broadcast::Lnb> lnb = fitted_lnb()) {
         head.add("lnb", oscillators(*lnb));
     }
-    if (iq_swapped()) {
+    if (wiring().iq_swapped) {
         head.add("iq-swapped", "1");
+    }
+    if (wiring().ts_mode != usual_ts_mode) {
+        head.add("ts-mode", std::to_string(wiring().ts_mode));
     }
     if (has_simulated_chips()) {
         head.add("simulated-chips", "1");

@@ -9,6 +9,7 @@
 #include "broadcast/transponder.h"
 #include "host/boards/board_options.h"
 #include "host/boards/board_watch.h"
+#include "host/boards/board_wiring.h"
 #include "host/boards/trace_writer.h"
 #include "host/cable/lnb.h"
 #include "host/terminal/output.h"
@@ -35,8 +36,7 @@ class HostBoard {
     // The LNB that hangs on the board, if the board knows.
     [[nodiscard]] virtual std::optional<broadcast::Lnb> fitted_lnb() const { return std::nullopt; }
 
-    // Whether the board crosses the demodulator's I and Q inputs, which the chips cannot tell.
-    [[nodiscard]] virtual bool iq_swapped() const { return false; }
+    [[nodiscard]] virtual BoardWiring wiring() const { return {}; }
 
     // Whether the chips are simulated, for which a placeholder serves as firmware.
     [[nodiscard]] virtual bool has_simulated_chips() const { return false; }

@@ -34,7 +34,9 @@ class SimulatedBoard final : public HostBoard {
     [[nodiscard]] SimulatedBoard *simulated() override { return this; }
     [[nodiscard]] Json describe() const override;
     [[nodiscard]] std::optional<broadcast::Lnb> fitted_lnb() const override;
-    [[nodiscard]] bool iq_swapped() const override { return scenario_.board.iq_swap; }
+    [[nodiscard]] BoardWiring wiring() const override {
+        return {.iq_swapped = scenario_.board.iq_swap, .ts_mode = scenario_.board.ts_mode};
+    }
 
     [[nodiscard]] bool has_simulated_chips() const override { return true; }
     [[nodiscard]] std::optional<broadcast::Transponder> usual_transponder() const override;

@@ -4,6 +4,7 @@
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/firmware.h"
 #include "ds3000/demod/power.h"
+#include "ds3000/demod/ts_mode.h"
 #include "ds3000/hw/hdi.h"
 #include "host/session/front_end.h"
 #include "host/session/placeholder_firmware.h"
@@ -22,6 +23,9 @@ void start(const BoardWiring &wiring) {
     ds3000_context.board_iq_swap = wiring.iq_swapped ? 1 : 0;
     switch (start_front_end()) {
         case StartUp::up:
+            if (wiring.ts_mode != usual_ts_mode) {
+                ds3000_set_ts_mode(wiring.ts_mode);
+            }
             return;
         case StartUp::no_bus:
             throw Failure(ExitStatus::hardware_absent, "the I2C bus cannot be opened");

@@ -5,17 +5,13 @@
 #include <string>
 
 #include "ds3000/hw/driver_record.h"
+#include "host/boards/board_wiring.h"
 #include "host/cable/cable_leg.h"
 #include "host/cable/user_band.h"
 #include "host/terminal/driver_log.h"
 #include "host/terminal/stderr_capture.h"
 
 namespace host {
-
-// How a board differs from the usual one; the chips cannot tell.
-struct BoardWiring {
-    bool iq_swapped = false;
-};
 
 // The chip layer of this program on the process's board: bus and start-up on construction, chips
 // asleep, LNB supply off and bus closed on destruction, whatever happens in between.

@@ -145,7 +145,7 @@ void Rig::look() {
 
 ExitStatus ChipRig::run(const std::function<ExitStatus(ChipSession &)> &work) {
     return live(BoardWatch::Work::of_this_thread, [&] {
-        ChipSession session({board().iq_swapped()}, log());
+        ChipSession session(board().wiring(), log());
         return attend([&] { return work(session); });
     });
 }

@@ -331,9 +331,19 @@ TEST_F(Acquisition, global_reset_forgets_the_expected_carrier) {
 TEST_F(Acquisition, clock_registers_that_select_no_clock_stop_the_chip) {
     start();
 
-    tune_with_register(dvbs, 0x24, 0x80);
+    tune_with_register(dvbs, 0x24, 0x8C);
 
     EXPECT_THAT(receiver().verdict(), HasReason(Reason::master_clock));
+}
+
+TEST_F(Acquisition, clock_registers_that_lost_their_other_bits_stop_the_chip) {
+    start();
+
+    tune_with_register(dvbs, 0x24, 0x40);
+
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::master_clock));
+    EXPECT_EQ(receiver().verdict().text,
+              "0x22 = 9A and 0x24 = 40 have lost what the PLL of the master clock needs");
 }
 
 TEST_F(Acquisition, low_symbol_rates_take_longer) {

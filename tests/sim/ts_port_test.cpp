@@ -125,6 +125,27 @@ TEST(TsPort, a_clock_carries_what_is_no_faster_and_not_far_slower) {
     EXPECT_EQ(fault_at(1'000'000, 0x80, Chip::ds3103), PortFault::none);
 }
 
+TEST(TsPort, decoder_of_dvbs2_needs_a_master_clock_as_fast_as_its_bits) {
+    // 8PSK 3/4 has 48408 bits in 21690 symbols: 61.4 and 63.6 Mbit/s, 1.14 clocks each.
+    broadcast::Transponder wanted = carrier;
+    wanted.system = System::dvbs2;
+    wanted.modulation = broadcast::Modulation::psk8;
+    wanted.code_rate = broadcast::CodeRate::r3_4;
+    TsRegisters regs = working;
+    regs.divider_low = 0x41;  // four clocks a byte
+    regs.clock_a = 0x00;
+    regs.clock_b = 0xC0;  // 72 MHz
+    const auto fault_at = [&](std::uint32_t symbol_rate) {
+        wanted.symbol_rate = symbol_rate;
+        return sim::ts_output(Chip::ds3103, System::dvbs2, regs, wanted, 3);
+    };
+
+    EXPECT_NE(fault_at(27'500'000).fault, sim::TsOutput::Fault::decoder);
+    EXPECT_EQ(fault_at(28'500'000).fault, sim::TsOutput::Fault::decoder);
+    EXPECT_THAT(describe_fault(fault_at(28'500'000)),
+                testing::StartsWith("the decoder needs a master clock of 72"));
+}
+
 TEST(TsPort, pins_are_driven_with_their_bits_set_alone) {
     using PortFault = sim::TsOutput::Fault;
     const auto with = [](std::uint8_t TsRegisters::*reg, std::uint8_t value) {
@@ -170,6 +191,19 @@ TEST_P(TsMode, carries_every_carrier_once_the_driver_has_adapted_the_clock) {
 }
 
 INSTANTIATE_TEST_SUITE_P(modes, TsMode, testing::Values(1, 2, 3));
+
+TEST_F(ReceiverTest, serial_port_of_ds300x_carries_both_standards) {
+    scenario.board.chip = Chip::ds300x;
+    scenario.board.ts_mode = 1;
+    start();
+    ds3000_set_ts_mode(1);
+
+    for (const std::uint32_t mhz : {10'800U, 11'100U, 10'800U}) {
+        tune(demo_transponder(mhz));
+        ASSERT_TRUE(locks()) << receiver().verdict().text;
+        EXPECT_EQ(describe_fault(receiver().verdict().ts), "");
+    }
+}
 
 TEST_F(ReceiverTest, divider_that_is_too_large_does_not_carry_the_payload) {
     start();
