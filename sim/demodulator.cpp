@@ -153,7 +153,8 @@ TsRegisters Demodulator::ts_registers() const {
             regs_.plain[reg::master_clock_b],
             regs_.plain[reg::ts_enable],
             regs_.plain[reg::ts_drivers],
-            regs_.plain[reg::ts_polarity]};
+            regs_.plain[reg::ts_polarity],
+            regs_.plain[reg::clock_reset]};
 }
 
 bool Demodulator::clock_selected() const {

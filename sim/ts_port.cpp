@@ -50,7 +50,17 @@ bool drives_pins(Chip chip, broadcast::System system, const TsRegisters &regs, u
     const unsigned pins = mode == serial_mode ? on : on | all_eight;
     const bool same_edge = (regs.polarity & 1U) == ((regs.mode >> 3U) & 1U);
     return block_on && (regs.enable & looked_at) == (pins & looked_at) &&
-           (regs.drivers & 0xB0U) == 0 && same_edge;
+           (regs.drivers & 0xB0U) == 0 && same_edge && regs.clock_reset == 0;
+}
+
+// How much faster than the payload the clock has to be.
+double surplus_of(Chip chip, broadcast::System system, unsigned mode) {
+    constexpr double serial_frames = 1.2;
+    constexpr double unbuffered = 1.1;
+    if (mode == serial_mode && system == broadcast::System::dvbs2) {
+        return serial_frames;
+    }
+    return chip == Chip::ds300x ? unbuffered : 1;
 }
 
 // What a demultiplexer's input takes.
@@ -104,7 +114,6 @@ std::optional<std::uint32_t> master_clock_khz(Chip chip, broadcast::System syste
 
 TsOutput ts_output(Chip chip, broadcast::System system, const TsRegisters &regs,
                    const broadcast::Transponder &carrier, unsigned wired_mode) {
-    constexpr double unbuffered = 1.1;
     constexpr double decoder_clocks_per_bit = 1.14;
     TsOutput output;
     output.mode = mode_of(chip, system, regs.mode);
@@ -114,7 +123,7 @@ TsOutput ts_output(Chip chip, broadcast::System system, const TsRegisters &regs,
     const double payload_khz = output.mode == serial_mode ? 8 * kbytes : kbytes;
     const unsigned clocks = output.mode == serial_mode ? 1 : clocks_per_byte(chip, system, regs);
     output.clock_khz = clocks == 0 ? 0 : output.master_khz / clocks;
-    output.needed_khz = chip == Chip::ds300x ? unbuffered * payload_khz : payload_khz;
+    output.needed_khz = surplus_of(chip, system, output.mode) * payload_khz;
     output.decoding_khz =
         system == broadcast::System::dvbs2 ? decoder_clocks_per_bit * 8 * kbytes : 0;
     output.bearable_khz = bearable_khz(output.mode, payload_khz);

@@ -19,6 +19,7 @@ struct TsRegisters {
     std::uint8_t enable = 0;       // 0x27
     std::uint8_t drivers = 0;      // 0x29
     std::uint8_t polarity = 0;     // 0xCA
+    std::uint8_t clock_reset = 0;  // 0x06
 };
 
 // Master clock in kHz; absent when the registers select none. DS300X has a fixed one for each
@@ -31,12 +32,13 @@ std::optional<std::uint32_t> master_clock_khz(Chip chip, broadcast::System syste
 // Mode 1 is serial: a bit a clock, at the master clock.
 //
 // The clock must be as fast as the payload; that of DS300X, which has no buffer behind its decoder,
-// a tenth faster, for a frame's packets come faster than they do on average. Packets go out at the
+// a tenth faster, for a frame's packets come faster than they do on average, and a serial one in
+// DVB-S2 a fifth, for the bits of a frame come in bursts between its checks. Packets go out at the
 // clock with gaps between them: one far above the payload makes bursts that overflow a
 // demultiplexer's input. Any takes the 58 Mbit/s of a common interface (EN 50221), or twice the
 // payload; a serial one the chip's own clock.
 // The decoder of DVB-S2 takes 1.14 master clocks for each bit that it puts out.
-// The pins are driven with 0x27 bit 0 set and 0x29 bits 7, 5 and 4 clear, from the port's block
+// The pins are driven with 0x06 clear, 0x27 bit 0 set and 0x29 bits 7, 5 and 4 clear, from the port's block
 // with its enabling bits set in 0xFD: 6 and 1, or 5 in the DVB-S bank of DS300X. Where that bank is
 // not the one in use, 0x27 bit 4 turns on the other seven pins of a parallel port; those of a serial
 // port are to be off, but for DS300X, which drives them low. The decoder

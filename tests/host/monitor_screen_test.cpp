@@ -121,10 +121,12 @@ TEST_F(MonitorDish, bars_rise_and_fall_with_the_dish) {
         "await 'margin +[5-9]'\ntries is_back\nshown again\n");
     ASSERT_EQ(run.status, 0) << run.err << read_file("high") << read_file("low");
     // A reading swings by some tenths of a dB, which are up to two blocks.
-    constexpr std::ptrdiff_t swing = 2;
+    constexpr double swing = 2;
     for (const char *label : {"C/N", "margin", "strength"}) {
         EXPECT_GT(bar("high", label), bar("low", label)) << label;
-        EXPECT_NEAR(bar("high", label), bar("again", label), swing) << label;
+        EXPECT_NEAR(static_cast<double>(bar("high", label)),
+                    static_cast<double>(bar("again", label)), swing)
+            << label;
     }
     EXPECT_THAT(read_file("high"), HasSubstr("GOOD"));
     EXPECT_THAT(read_file("low"), Not(HasSubstr("GOOD")));

@@ -86,6 +86,14 @@ TEST(TsPort, serial_output_needs_eight_clocks_a_byte) {
     EXPECT_EQ(output.needed_khz, 8 * output_of(Chip::ds3002b, System::dvbs, parallel).needed_khz);
 }
 
+TEST(TsPort, serial_output_of_dvbs2_needs_a_fifth_more) {
+    const TsRegisters serial{.mode = 0x46, .clock_a = 0x80, .clock_b = 0x40};
+    const TsRegisters parallel{.mode = 0x43, .clock_a = 0x80, .clock_b = 0x40};
+
+    EXPECT_NEAR(output_of(Chip::ds3103, System::dvbs2, serial).needed_khz,
+                9.6 * output_of(Chip::ds3103, System::dvbs2, parallel).needed_khz, 1e-6);
+}
+
 TEST(TsPort, mode_stands_in_other_bits_for_dvbs_on_ds300x) {
     const auto mode_of = [](System system, std::uint8_t mode) {
         return output_of(Chip::ds300x, system, {.mode = mode}).mode;
@@ -157,7 +165,9 @@ TEST(TsPort, pins_are_driven_with_their_bits_set_alone) {
     EXPECT_EQ(with(&TsRegisters::enable, 0x30), PortFault::drivers_off);
     EXPECT_EQ(with(&TsRegisters::enable, 0x21), PortFault::drivers_off);
     EXPECT_EQ(with(&TsRegisters::drivers, 0x20), PortFault::drivers_off);
+    EXPECT_EQ(with(&TsRegisters::drivers, 0x10), PortFault::drivers_off);
     EXPECT_EQ(with(&TsRegisters::drivers, 0x4F), PortFault::none);
+    EXPECT_EQ(with(&TsRegisters::clock_reset, 0xE0), PortFault::drivers_off);
     EXPECT_EQ(with(&TsRegisters::mode, 0x03), PortFault::drivers_off);
     EXPECT_EQ(with(&TsRegisters::mode, 0x41), PortFault::drivers_off);
     EXPECT_EQ(with(&TsRegisters::mode, 0x4B), PortFault::drivers_off);
