@@ -42,6 +42,8 @@ class Calibration {
     [[nodiscard]] bool done(std::uint64_t now_ns) const {
         return started_ && succeeds_ && now_ns >= done_ns_;
     }
+    // It has ended, with success or without.
+    [[nodiscard]] bool over(std::uint64_t now_ns) const { return started_ && now_ns >= done_ns_; }
     // Success, now or when its time is over.
     [[nodiscard]] bool succeeds() const { return started_ && succeeds_; }
     [[nodiscard]] std::uint64_t start_ns() const { return started_ ? done_ns_ - duration_ns_ : 0; }

@@ -159,7 +159,7 @@ inline constexpr std::uint8_t mcu_state_search_failed = 0x80;
 // The transport-stream port: its pins, whether and on which edge they are driven, and its clock.
 inline constexpr std::uint8_t ts_enable = 0x27;
 inline constexpr std::uint8_t ts_drivers = 0x29;
-inline constexpr std::uint8_t ts_pins_high_impedance = 0xB0;
+inline constexpr std::uint8_t ts_pins_high_impedance = 0x20;
 inline constexpr std::uint8_t ts_polarity = 0xCA;
 inline constexpr std::uint8_t ts_divider_ds310x = 0xEA;
 inline constexpr std::uint8_t ts_mode = 0xFD;

@@ -37,6 +37,8 @@ class LnbSupply {
     [[nodiscard]] unsigned volts() const;
     // The same as far as the driver can know: faults left out.
     [[nodiscard]] unsigned asked_volts() const;
+    // Nothing of it is left on, whether that makes a supply or not.
+    [[nodiscard]] bool is_off() const { return !enabled_ && lnbh23_ == 0; }
     [[nodiscard]] bool passes_tone() const;
     [[nodiscard]] bool is_dead() const { return dead_; }
     [[nodiscard]] bool has_tripped() const { return tripped_; }

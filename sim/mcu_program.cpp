@@ -18,6 +18,7 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::size_t block_size = 64;
+constexpr std::uint8_t erased = 0xFF;
 constexpr std::size_t block_count = program_size / block_size;
 
 Bytes block_at(Bytes program, std::size_t number) {
@@ -79,6 +80,7 @@ void McuProgram::block(Bytes bytes, std::uint64_t now_ns) {
         loading_ = true;
         bytes_.clear();
     }
+    bytes_.resize((bytes_.size() + block_size - 1) / block_size * block_size, erased);
     check_place(bytes, now_ns);
     if (bytes_.size() <= program_size) {
         bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());

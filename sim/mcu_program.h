@@ -27,7 +27,8 @@ ProgramImages images_of_this_build();
 // The program memory of the demodulator's micro-controller.
 //
 // It takes blocks only while the micro-controller is held, and a hold without any block keeps the
-// program that is there. Released, it runs the image of its chip and nothing else: code with one
+// program that is there. It is written in rows of 64 bytes: a block begins a row, and what it leaves
+// of its last row is blank. Released, it runs the image of its chip and nothing else: code with one
 // wrong byte goes astray sooner or later, and which byte does no harm nobody outside can tell.
 class McuProgram {
  public:
@@ -40,6 +41,8 @@ class McuProgram {
     void release();
 
     [[nodiscard]] bool runs() const { return !held_ && fault_.empty(); }
+    // A program was loaded and not let run since.
+    [[nodiscard]] bool waits() const { return held_ && loading_; }
     // Why it does not run once released; empty when it does.
     [[nodiscard]] const std::string &fault() const { return fault_; }
     [[nodiscard]] std::span<const std::uint8_t> bytes() const { return bytes_; }

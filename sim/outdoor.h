@@ -115,6 +115,7 @@ class Outdoor {
     // Null where there is no dish, or one that the Unicable unit cannot choose.
     [[nodiscard]] const Sky *sky_at(unsigned port) const;
     [[nodiscard]] unsigned volts() const { return supply_.volts(); }
+    [[nodiscard]] bool supply_is_off() const { return supply_.is_off(); }
     [[nodiscard]] std::uint8_t lnbh23_status() const { return supply_.status(); }
     [[nodiscard]] bool tone() const { return tone_ && supply_.passes_tone(); }
     [[nodiscard]] unsigned port() const { return switch_ ? switch_->port() : 0; }

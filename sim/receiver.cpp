@@ -507,6 +507,7 @@ bool Receiver::demodulator_is_awake() const {
 bool Receiver::tuner_is_awake() const {
     return impl_->setup().tuner_fitted && !impl_->tuner().asleep();
 }
+bool Receiver::program_waits() const { return impl_->demodulator().program().waits(); }
 std::span<const std::uint8_t> Receiver::firmware() const {
     return impl_->demodulator().program().bytes();
 }
@@ -517,6 +518,7 @@ unsigned Receiver::supply_volts() const {
     impl_->catch_up();
     return impl_->outdoor().volts();
 }
+bool Receiver::supply_is_off() const { return impl_->outdoor().supply_is_off(); }
 bool Receiver::tone() const {
     impl_->catch_up();
     return impl_->outdoor().tone();

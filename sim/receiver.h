@@ -61,6 +61,9 @@ class Receiver final : public board::Board {
     [[nodiscard]] bool demodulator_is_awake() const;
     [[nodiscard]] bool tuner_is_awake() const;
 
+    // A program was loaded and the micro-controller not let go since.
+    [[nodiscard]] bool program_waits() const;
+
     // The program bytes that the micro-controller was given in the last load.
     [[nodiscard]] std::span<const std::uint8_t> firmware() const;
 
@@ -72,6 +75,8 @@ class Receiver final : public board::Board {
     // What is on the cable: supply in volts (0, 13, 18), continuous tone, committed switch port
     // (0 without a switch), DiSEqC messages that the demodulator sent, oldest first.
     [[nodiscard]] unsigned supply_volts() const;
+    // Neither line 6 nor the LNBH23 is left on.
+    [[nodiscard]] bool supply_is_off() const;
     [[nodiscard]] bool tone() const;
     // The tone is chosen and begins when the silence before it is over.
     [[nodiscard]] bool tone_is_due() const;

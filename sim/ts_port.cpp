@@ -124,8 +124,9 @@ TsOutput ts_output(Chip chip, broadcast::System system, const TsRegisters &regs,
     const unsigned clocks = output.mode == serial_mode ? 1 : clocks_per_byte(chip, system, regs);
     output.clock_khz = clocks == 0 ? 0 : output.master_khz / clocks;
     output.needed_khz = surplus_of(chip, system, output.mode) * payload_khz;
-    output.decoding_khz =
-        system == broadcast::System::dvbs2 ? decoder_clocks_per_bit * 8 * kbytes : 0;
+    output.decoding_khz = chip != Chip::ds300x && system == broadcast::System::dvbs2
+                              ? decoder_clocks_per_bit * 8 * kbytes
+                              : 0;
     output.bearable_khz = bearable_khz(output.mode, payload_khz);
     output.fault = fault_of(output, drives_pins(chip, system, regs, output.mode));
     return output;

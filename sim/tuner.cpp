@@ -232,7 +232,8 @@ std::uint8_t Tuner::read(std::uint8_t reg, std::uint64_t now_ns) {
         case tuner_reg::vco_band:
             return vco_band();
         case tuner_reg::vco_status:
-            return vco_.done(now_ns) ? tuner_reg::vco_calibrated : std::uint8_t{0};
+            return static_cast<std::uint8_t>((vco_.done(now_ns) ? tuner_reg::vco_calibrated : 0) |
+                                             (vco_.over(now_ns) ? tuner_reg::vco_over : 0));
         case tuner_reg::lo_state:
             return lo_.done(now_ns) ? 0x2A : 0;
         case tuner_reg::filter_state:
@@ -256,8 +257,8 @@ std::uint8_t Tuner::trim_reading() {
     if (type_ != 1 || agc_.order() > vco_.order()) {
         return gain_.lna;
     }
-    trim_reading_ = std::min(gain_.lna, rf_trim_of(latched_trim_));
-    return *trim_reading_;
+    trim_reading_ = gain_.lna;
+    return std::min(gain_.lna, rf_trim_of(latched_trim_));
 }
 
 // Type 1 has twelve bits of divider less 1024. Type 2 has fourteen, in three stretches.

@@ -126,7 +126,7 @@ class Tuner {
     std::uint64_t divider_order_ = 0;
     std::uint64_t filter_order_ = 0;
     std::array<std::uint64_t, 2> channel_order_{};  // when each of the filter's was calibrated
-    std::optional<std::uint8_t> trim_reading_;      // what 0x3D told since the VCO was calibrated
+    std::optional<std::uint8_t> trim_reading_;      // what 0x3D would tell without a trim
     std::uint8_t latched_trim_ = 0;
     // Durations somewhat under the 5, 5, 2 and 20 ms that a driver has to allow for.
     Calibration vco_{tuner_reg::vco_block, 4'000'000};

@@ -27,6 +27,7 @@ inline constexpr std::uint8_t second_core_bias = 0x6F;
 inline constexpr std::uint8_t vco_band = 0x14;
 inline constexpr std::uint8_t vco_status = 0x15;
 inline constexpr std::uint8_t vco_calibrated = 0x40;
+inline constexpr std::uint8_t vco_over = 0x20;  // ended, with success or without
 inline constexpr std::uint8_t lo_state = 0x3C;  // 0 until it is calibrated
 inline constexpr std::uint8_t reg_42 = 0x42;
 inline constexpr std::uint8_t reg_62 = 0x62;

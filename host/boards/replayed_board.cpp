@@ -85,7 +85,9 @@ class ReplayedBoard final : public HostBoard {
     [[nodiscard]] BoardWiring wiring() const override {
         const auto mode = trace_.head().value("ts-mode");
         return {.iq_swapped = trace_.head().value("iq-swapped").has_value(),
-                .ts_mode = mode == "1" ? 1 : mode == "2" ? 2 : usual_ts_mode};
+                .ts_mode = mode == "1"   ? 1
+                           : mode == "2" ? 2
+                                         : usual_ts_mode};
     }
 
     [[nodiscard]] bool has_simulated_chips() const override {

@@ -279,6 +279,13 @@ void Judge::see_end() {
     if (receiver.supply_volts() != 0) {
         charge("supply left on",
                fmt::format("the session is over and the LNB has {} V", receiver.supply_volts()));
+    } else if (!receiver.supply_is_off()) {
+        charge("supply left on",
+               "the session is over and a part of the supply is not switched off");
+    }
+    if (receiver.program_waits()) {
+        charge("program not started",
+               "the session is over and the micro-controller was never let run its program");
     }
     if (receiver.demodulator_is_awake()) {
         charge("chip left awake", "the session is over and the demodulator is not asleep");

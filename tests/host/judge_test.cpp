@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "ds3000/demod/ts_divider.h"
+#include "ds3000/hw/register_access.h"
 #include "host/cable/lnb_choice.h"
 #include "host/cable/request.h"
 #include "host/session/channel.h"
@@ -223,6 +224,18 @@ TEST_F(JudgeTest, sees_what_is_left_on) {
                                                 charge_of("supply left on", "the LNB has 13 V"),
                                                 charge_of("chip left awake", "the demodulator")));
     EXPECT_EQ(judge.complaints().back().count, 2U) << "the tuner too";
+}
+
+TEST_F(JudgeTest, sees_a_program_that_was_never_started) {
+    receive();
+    demod_write(0xB2, 0x01);
+    const std::array<std::uint8_t, 64> row{};
+    demod_write_block(0xB0, row.data(), row.size());
+    session.reset();
+
+    judge.see_end();
+
+    EXPECT_THAT(judge.complaints(), ElementsAre(charge_of("program not started", "never let run")));
 }
 
 TEST_F(JudgeTest, lets_stay_on_what_is_to_stay_on) {

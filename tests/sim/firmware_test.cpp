@@ -229,10 +229,13 @@ TEST_F(AnyImage, runs_on_its_chips_alone) {
     EXPECT_THAT(watch_.complaints(), testing::IsEmpty());
 }
 
-TEST_F(AnyImage, comes_in_blocks_of_any_size) {
-    EXPECT_EQ(fault(a_, Chip::ds3103, 1), "");
-    EXPECT_EQ(fault(a_, Chip::ds3103, 100), "");
+TEST_F(AnyImage, comes_in_whole_rows) {
+    EXPECT_EQ(fault(a_, Chip::ds3103, 128), "");
     EXPECT_THAT(watch_.complaints(), testing::IsEmpty());
+
+    // Each of 256 blocks begins a row of 64 bytes.
+    EXPECT_EQ(fault(a_, Chip::ds3103, 32), "more than 8192 bytes of program loaded, 8192 needed");
+    EXPECT_NE(fault(a_, Chip::ds3103, 100), "");
 }
 
 TEST_F(AnyImage, with_swapped_blocks_is_refused) {

@@ -54,6 +54,10 @@ TEST_F(Outdoor, supply_controller_decides_where_it_is_fitted) {
     EXPECT_EQ(receiver().supply_volts(), 18U);
     hdi_set_gpio(bus, 6, 0);
     EXPECT_EQ(receiver().supply_volts(), 0U);
+    EXPECT_FALSE(receiver().supply_is_off()) << "the controller is on";
+    const std::uint8_t off = 0x00;
+    hdi_Write_i2c_port(bus, 0x14, &off, 1, HDI_COMPLETE);
+    EXPECT_TRUE(receiver().supply_is_off());
 }
 
 TEST_F(Outdoor, driver_finds_and_drives_the_supply_controller) {

@@ -116,15 +116,15 @@ TEST_F(BareTuner, calibration_takes_its_time) {
     strobe(0x0F, 0x10, steady);
 
     EXPECT_EQ(tuner().read(0x15, steady + 4 * ms - 1), 0x00);
-    EXPECT_EQ(tuner().read(0x15, steady + 4 * ms), 0x40);
+    EXPECT_EQ(tuner().read(0x15, steady + 4 * ms), 0x60);
 }
 
 TEST_F(BareTuner, calibration_fails_until_the_crystal_is_steady) {
     power_up();
     strobe(0x0F, 0x10, 46 * ms);
-    EXPECT_EQ(tuner().read(0x15, 100 * ms), 0x00);
+    EXPECT_EQ(tuner().read(0x15, 100 * ms), 0x20) << "over, without success";
     strobe(0x0F, 0x10, 47 * ms);
-    EXPECT_EQ(tuner().read(0x15, 100 * ms), 0x40);
+    EXPECT_EQ(tuner().read(0x15, 100 * ms), 0x60);
 }
 
 TEST_F(BareTuner, calibration_started_again_takes_its_time_anew) {
@@ -132,18 +132,18 @@ TEST_F(BareTuner, calibration_started_again_takes_its_time_anew) {
     strobe(0x0F, 0x10, steady);
     strobe(0x0F, 0x10, steady + 3 * ms);
     EXPECT_EQ(tuner().read(0x15, steady + 7 * ms - 1), 0x00);
-    EXPECT_EQ(tuner().read(0x15, steady + 7 * ms), 0x40);
+    EXPECT_EQ(tuner().read(0x15, steady + 7 * ms), 0x60);
 }
 
 TEST_F(BareTuner, calibration_that_another_one_breaks_off_fails) {
     power_up();
     strobe(0x0F, 0x10, steady);
     strobe(0x17, 0x08, steady + 3 * ms);
-    EXPECT_EQ(tuner().read(0x15, 2 * steady), 0x00);
+    EXPECT_EQ(tuner().read(0x15, 2 * steady), 0x20);
     EXPECT_EQ(tuner().read(0x3C, 2 * steady), 0x00);
     strobe(0x0F, 0x10, 2 * steady);
     strobe(0x17, 0x08, 2 * steady + 4 * ms);
-    EXPECT_EQ(tuner().read(0x15, 3 * steady), 0x40);
+    EXPECT_EQ(tuner().read(0x15, 3 * steady), 0x60);
     EXPECT_EQ(tuner().read(0x3C, 3 * steady), 0x2A);
 }
 
@@ -159,7 +159,7 @@ TEST_F(BareTuner, calibration_does_not_start_without_reset_or_asleep) {
     tuner().write(0x50, 0x00, steady);
     strobe(0x0F, 0x10, steady);
     tuner().write(0x50, 0x10, steady + 3 * ms);
-    EXPECT_EQ(tuner().read(0x15, steady + 4 * ms), 0x40);
+    EXPECT_EQ(tuner().read(0x15, steady + 4 * ms), 0x60);
 }
 
 TEST_F(BareTuner, filter_calibrates_near_its_centre_and_prepared_only) {
@@ -426,6 +426,35 @@ TEST_F(ReceiverTest, type_1_needs_its_gain_trimmed) {
 
     EXPECT_THAT(receiver().verdict(), HasReason(Reason::cn_below_threshold));
     EXPECT_THAT(receiver().verdict().text, testing::HasSubstr("0x60"));
+}
+
+// The reading is cut off by the trim that the synthesiser's calibration took: one that is not put
+// back to its full range first is trimmed lower still.
+TEST_F(ReceiverTest, type_1_is_trimmed_from_its_full_range) {
+    scenario.board.tuner_identity = 0x41;
+    start();
+    tune(demo_transponder(10'800));
+    tune(demo_transponder(10'800));
+    ASSERT_TRUE(locks());
+    const auto calibrate = [](std::uint8_t held, std::uint8_t started) {
+        tuner_write(0x51, held);
+        tuner_write(0x51, 0x1F);
+        tuner_write(0x50, started);
+        tuner_write(0x50, 0x00);
+        sleep_ms(5);
+    };
+
+    calibrate(0x0F, 0x10);
+    calibrate(0x17, 0x08);
+    std::uint8_t reading = 0;
+    tuner_read(0x3D, &reading);
+    tuner_write(0x60, static_cast<std::uint8_t>(((reading & 0x0F) - 3) * 8 | 1));
+    calibrate(0x17, 0x08);
+    calibrate(0x1E, 0x01);
+    sleep_ms(100);
+
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::cn_below_threshold));
+    EXPECT_THAT(receiver().verdict().text, testing::HasSubstr("3 steps wrong (0x60)"));
 }
 
 // The piece of type 1 that the seed makes does not reach below 1148 MHz in its high band.
