@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <string>
+
+#include "tests/host/ctl_run.h"
+
+namespace tests {
+namespace {
+
+const std::string recovery_folder = DS3000_SYMPTOMS;
+
+// A world of docs/symptoms that receives because the driver mends something, and how one sees it.
+struct MendedWorld {
+    const char *file;
+    std::uint64_t locked_after_ms;  // what the driver mends cannot be mended earlier
+    std::uint64_t locked_before_ms;
+    std::uint64_t restarts;
+};
+
+// The command that the file's third line tells.
+std::string command_of(const std::string &path) {
+    const std::string mark = "# $ ds3000-ctl ";
+    std::ifstream file(path);
+    for (std::string line; std::getline(file, line);) {
+        if (line.rfind(mark, 0) == 0) {
+            return line.substr(mark.size());
+        }
+    }
+    return "none";
+}
+
+std::string path_of(const std::string &name) { return recovery_folder + "/" + name + ".toml"; }
+
+class CtlRecovery : public CtlTest {
+ protected:
+    nlohmann::json run_world(const std::string &name, const std::string &path) {
+        run = ctl(command_of(path_of(name)) + " --format json --board sim:" + path);
+        return parse_json(run.out);
+    }
+    nlohmann::json run_world(const std::string &name) { return run_world(name, path_of(name)); }
+
+    // The shipped world with one piece of its text in another form.
+    nlohmann::json run_changed(const std::string &name, const std::string &from,
+                               const std::string &to) {
+        std::ifstream file(path_of(name));
+        std::string text(std::istreambuf_iterator<char>(file), {});
+        const auto at = text.find(from);
+        EXPECT_NE(at, std::string::npos) << from;
+        text.replace(at, from.size(), to);
+        write_file("changed.toml", text);
+        return run_world(name, "changed.toml");
+    }
+
+    Outcome run;
+};
+
+class CtlMended : public CtlRecovery, public testing::WithParamInterface<MendedWorld> {};
+
+TEST_P(CtlMended, receives) {
+    const auto result = run_world(GetParam().file);
+
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(result.at("locked"), true);
+    EXPECT_GE(result.at("lock_ms"), GetParam().locked_after_ms);
+    EXPECT_LE(result.at("lock_ms"), GetParam().locked_before_ms);
+    EXPECT_EQ(result.value("restarts", 0U), GetParam().restarts);
+}
+
+std::string name_of_world(const testing::TestParamInfo<MendedWorld> &world) {
+    std::string name = world.param.file;
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
+}
+
+// The tune begins after the start's 150 ms at least, and within its first second; the threads stand
+// still from 4000 ms of the run on.
+INSTANTIATE_TEST_SUITE_P(shipped, CtlMended,
+                         testing::Values(MendedWorld{"starved-worker", 7'100, 8'100, 1},
+                                         MendedWorld{"starved-worker-narrow", 9'100, 10'100, 1},
+                                         MendedWorld{"equaliser-diverges", 50, 200, 1},
+                                         MendedWorld{"calibrations-fail-once", 0, 200, 0},
+                                         MendedWorld{"small-amplitude", 0, 200, 0},
+                                         MendedWorld{"high-payload", 0, 200, 0}),
+                         name_of_world);
+
+TEST_F(CtlRecovery, channel_is_not_set_up_again_after_less_than_four_seconds_without_a_turn) {
+    const auto result = run_changed("starved-worker", "4100", "3900");
+
+    EXPECT_EQ(run.status, 5);
+    EXPECT_EQ(result.at("reason"), "search over");
+    EXPECT_EQ(result.at("restarts"), 0);
+}
+
+TEST_F(CtlRecovery, narrow_channel_is_not_set_up_again_after_less_than_six_seconds) {
+    const auto result = run_changed("starved-worker-narrow", "6100", "5900");
+
+    EXPECT_EQ(run.status, 5);
+    EXPECT_EQ(result.at("reason"), "search over");
+}
+
+TEST_F(CtlRecovery, long_fade_alone_does_not_make_the_driver_set_its_channel_up_again) {
+    run_changed("starved-worker", "length_ms = 4100", "length_ms = 1");
+
+    EXPECT_EQ(run.status, 5);
+}
+
+TEST_F(CtlRecovery, calibration_that_fails_twice_costs_the_lock) {
+    const auto result = run_changed("calibrations-fail-once", "\"vco_calibration\"\n",
+                                    "\"vco_calibration\"\ncount = 2\n");
+
+    EXPECT_EQ(run.status, 5);
+    EXPECT_EQ(result.at("reason"), "tuner synthesiser");
+}
+
+TEST_F(CtlRecovery, next_connect_releases_a_chip_held_on_a_false_lock) {
+    const auto result = run_world("false-lock");
+
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(result.at("readings").front().at("locked"), false);
+    EXPECT_EQ(result.at("readings").back().at("locked"), true);
+    EXPECT_EQ(result.at("readings").back().at("restarts"), 2);
+}
+
+TEST_F(CtlRecovery, chips_that_slept_for_a_moment_wake_up) {
+    const auto result = run_world("short-standby");
+
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(result.at("diagnosis"), "healthy");
+}
+
+}  // namespace
+}  // namespace tests
