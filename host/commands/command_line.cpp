@@ -144,7 +144,7 @@ void add_target_options(CLI::App &command, TargetOptions &options) {
     command.add_option("--polarisation", options.polarisation, "H, V, L or R");
     command.add_option("--symbol-rate", options.symbol_rate,
                        "22000k, 22M, 22e6; bare numbers are sym/s");
-    command.add_option("--system", options.system, "dvbs or dvbs2");
+    command.add_option("--system", options.system, "dvbs or dvbs2; tune --via chip also auto");
 }
 
 void add_user_band_options(CLI::App &command, UserBandOptions &options) {

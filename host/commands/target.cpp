@@ -17,11 +17,15 @@ namespace host {
 
 namespace {
 
-broadcast::System parse_system(std::string text) {
+// The system of a name; nothing for whichever is on the air.
+std::optional<broadcast::System> parse_system(std::string text) {
     const std::string given = text;
     text.erase(std::remove(text.begin(), text.end(), '-'), text.end());
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (text == "auto") {
+        return std::nullopt;
+    }
     if (text != "dvbs" && text != "dvbs2") {
         refuse_usage(fmt::format("'{}' is no delivery system{}; write dvbs or dvbs2", given,
                                  did_you_mean(given, {"dvbs2", "dvbs"})));
@@ -66,7 +70,9 @@ Target target_by_numbers(std::string_view command, const TargetOptions &options,
     target.transponder.frequency_khz = frequency.khz;
     target.transponder.polarisation = *polarisation;
     target.transponder.symbol_rate = parse_symbol_rate(*options.symbol_rate);
-    target.transponder.system = parse_system(*options.system);
+    const auto system = parse_system(*options.system);
+    target.transponder.system = system.value_or(broadcast::System::dvbs);
+    target.any_system = !system;
     return target;
 }
 
@@ -100,6 +106,15 @@ broadcast::Polarisation parse_polarisation(const std::string &text) {
 }
 
 Target find_target(std::string_view command, const TargetOptions &options, Console &console) {
+    Target target = find_target_of_any_system(command, options, console);
+    if (target.any_system) {
+        refuse_usage(fmt::format("{} has to know the system: write dvbs or dvbs2", command));
+    }
+    return target;
+}
+
+Target find_target_of_any_system(std::string_view command, const TargetOptions &options,
+                                 Console &console) {
     return options.table ? target_in_table(command, options)
                          : target_by_numbers(command, options, console);
 }
@@ -125,7 +140,19 @@ Json json_of(const Target &target) {
         }
     }
     json.update(json_of(target.transponder));
+    if (target.any_system) {
+        json["system"] = "auto";
+    }
     return json;
+}
+
+std::string headline(const Target &target) {
+    const broadcast::Transponder &transponder = target.transponder;
+    return target.any_system
+               ? fmt::format("{} {}, {}, DVB-S or DVB-S2", format_mhz(transponder.frequency_khz),
+                             polarisation_letter(transponder.polarisation),
+                             format_ksps(transponder.symbol_rate))
+               : headline(transponder);
 }
 
 }  // namespace host

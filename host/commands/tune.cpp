@@ -37,7 +37,7 @@ void write_plan_text(Output &output, const Target &target, const broadcast::Lnb 
 
 void write_text(Output &output, const Json &result, const Target &target, const TuneWay &way,
                 const Reception &reception) {
-    write_fact(output, "transponder", headline(target.transponder));
+    write_fact(output, "transponder", headline(target));
     write_fact(output, "path", summary(way.lnb, way.plan));
     write_reception(output, result, reception);
     if (result.at("locked").get<bool>() && result.at("via") == "plugin") {
@@ -267,7 +267,16 @@ ExitStatus show_plan(Program &program, const Target &target) {
 }
 
 Via via_of(const TuneOptions &options) {
-    return options.via.value_or(options.keep_lnb_power || options.watch ? Via::chip : Via::plugin);
+    const bool needs_chip = options.keep_lnb_power || options.watch;
+    return options.via.value_or(needs_chip ? Via::chip : Via::plugin);
+}
+
+void refuse_any_system(const TuneOptions &options) {
+    if (options.show_plan || via_of(options) == Via::plugin) {
+        refuse_usage(fmt::format(
+            "--system auto cannot be honoured: {} names one of dvbs and dvbs2; --via chip can",
+            options.show_plan ? "a plan" : "a request to the plug-in"));
+    }
 }
 
 void check_options(const TuneOptions &options) {
@@ -301,7 +310,10 @@ ExitStatus run_tune(Program &program, const TuneOptions &options) {
         refuse_usage(
             "tune --watch has rows of two kinds; use --format text, json or jsonl, or monitor");
     }
-    const Target target = find_target("tune", options.target, program.console);
+    const Target target = find_target_of_any_system("tune", options.target, program.console);
+    if (target.any_system) {
+        refuse_any_system(options);
+    }
     const GlobalOptions global = at_port_of(target, program.options);
     Program at_port = program.with(global);
     if (options.show_plan) {

@@ -27,10 +27,12 @@ TuneWay prepare_way(Workbench &rig, const Program &program, const Target &target
     TuneWay way{lnbs.for_transponder(target.transponder), {}, {}};
     way.request = request_for(target.transponder, way.lnb, program.options.switch_port);
     way.plan = plan_tune(way.request);
+    if (target.any_system) {
+        way.plan.standard = STANDARD_AUTO;
+    }
     rig.fit_lnb(way.lnb);
     point_dish(rig, program, target);
-    program.console.detail(
-        fmt::format("{}: {}", headline(target.transponder), summary(way.lnb, way.plan)));
+    program.console.detail(fmt::format("{}: {}", headline(target), summary(way.lnb, way.plan)));
     return way;
 }
 

@@ -125,6 +125,18 @@ TEST_F(CtlRecovery, next_connect_releases_a_chip_held_on_a_false_lock) {
     EXPECT_EQ(result.at("readings").back().at("restarts"), 2);
 }
 
+// The rain ends 3000 ms after the start; the searches of both standards take less than a second.
+TEST_F(CtlRecovery, standard_that_nobody_knows_is_found_by_trying) {
+    const auto result = run_world("unknown-standard");
+
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(breaks_schema(result, "tune"), "");
+    EXPECT_EQ(result.at("system"), "auto");
+    EXPECT_EQ(result.at("signal").at("system"), "DVB-S2");
+    EXPECT_GE(result.at("lock_ms"), 2'000);
+    EXPECT_LE(result.at("lock_ms"), 3'800);
+}
+
 TEST_F(CtlRecovery, chips_that_slept_for_a_moment_wake_up) {
     const auto result = run_world("short-standby");
 

@@ -32,6 +32,22 @@ TEST_F(CtlTune, locks_by_numbers_on_the_built_in_board) {
     EXPECT_FALSE(result.contains("reason"));
 }
 
+TEST_F(CtlTune, the_system_can_be_left_to_the_driver_with_the_chip_layer_alone) {
+    const std::string any =
+        "--frequency 11494M --polarisation H --symbol-rate 22000k --system auto";
+
+    const auto result = parse_json(ctl("tune --via chip --format json " + any).out);
+    EXPECT_EQ(breaks_schema(result, "tune"), "");
+    EXPECT_EQ(result.at("system"), "auto");
+    EXPECT_EQ(result.at("signal").at("system"), "DVB-S2");
+
+    EXPECT_THAT(ctl("tune --via chip " + any).out, HasSubstr("22000 ksym/s, DVB-S or DVB-S2"));
+    for (const std::string command : {"tune", "tune --show-plan --via chip", "monitor"}) {
+        const Outcome refused = ctl(command + " " + any);
+        EXPECT_EQ(refused.status, 2) << command << refused.err;
+    }
+}
+
 TEST_F(CtlTune, a_lock_without_data_is_no_reception) {
     // The measured symbol rate reads as negative, which leaves the port at its slowest clock.
     write_file("fast.toml",
