@@ -91,6 +91,7 @@ Demodulator::Demodulator(const Scenario &scenario, SignalSource &source, Outdoor
             identity_faults_.push_back(fault);
         }
         divergence_fault_ = divergence_fault_ || fault.kind == Fault::Kind::equaliser_divergence;
+        echo_ = echo_ || fault.kind == Fault::Kind::echo;
     }
     power_on();
 }
@@ -109,6 +110,8 @@ void Demodulator::power_on() {
     mcu_written_ = false;
     was_powered_ = false;
     reset_ = false;
+    core_was_held_ = false;
+    equaliser_mode_ = 0;
     controller_reset_ = chip_ == Chip::ds300x;
     controller_hangs_ = false;
     running_ = false;
@@ -224,8 +227,10 @@ CarrierSearch Demodulator::search_from_registers() const {
     search.mirrored = mirrors();
     search.wide = plain[reg::reg_c7] != 0;
     search.near = (plain[reg::reg_0c] & 0x04) != 0;
-    search.diverged = divergence_fault_ && search.system == broadcast::System::dvbs2 &&
-                      plain[reg::reg_bd] != restart_equaliser;
+    if (search.system == broadcast::System::dvbs2) {
+        search.restarted = equaliser_mode_ == restart_equaliser;
+        search.diverged = divergence_fault_ && !search.restarted;
+    }
     search.table = table_cost({chip_, search.system, search.wide, search.symbol_rate_ksps}, regs_);
     search.loops = loop_gains(chip_, search.system, regs_);
     search.for_weak_carriers = for_weak_carriers();
@@ -388,6 +393,9 @@ void Demodulator::write_one(std::uint8_t reg, std::uint8_t value, std::uint64_t 
 void Demodulator::obey(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns) {
     switch (reg) {
         case reg::core_reset:
+            reset_core(value);
+            run_may_change(now_ns);
+            break;
         case reg::core_reset_ds300x:
         case reg::clock_reset:
             run_may_change(now_ns);
@@ -429,6 +437,15 @@ void Demodulator::control_mcu(std::uint8_t value) {
         controller_hangs_ = controller_hangs_ || core_held();
         program_.release();
     }
+}
+
+// The equaliser is a part of the core and takes its mode over when that comes out of reset.
+void Demodulator::reset_core(std::uint8_t value) {
+    const bool is_held = (value & 1) != 0;
+    if (core_was_held_ && !is_held) {
+        equaliser_mode_ = regs_.plain[reg::reg_bd];
+    }
+    core_was_held_ = is_held;
 }
 
 void Demodulator::reset_globally(std::uint8_t value) {

@@ -117,6 +117,7 @@ class Demodulator {
     [[nodiscard]] std::uint8_t &place_of(std::uint8_t reg);
     void obey(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
     void control_mcu(std::uint8_t value);
+    void reset_core(std::uint8_t value);
     void reset_globally(std::uint8_t value);
     void begin_search(std::uint64_t now_ns);
     [[nodiscard]] bool in_reset() const;
@@ -174,6 +175,7 @@ class Demodulator {
     std::uint8_t mcu_identity_;
     std::vector<Fault> identity_faults_;
     bool divergence_fault_ = false;
+    bool echo_ = false;
     SignalSource *source_;
     Watch *watch_;
     DiseqcMaster diseqc_;
@@ -186,6 +188,8 @@ class Demodulator {
     bool reset_ = false;             // since power-on, by 0x07
     bool controller_reset_ = false;  // the same of the micro-controller
     bool controller_hangs_ = false;
+    bool core_was_held_ = false;
+    std::uint8_t equaliser_mode_ = 0;  // 0xBD, as the core has it
     bool was_reset_globally_ = false;  // since the last search
     bool running_ = false;
     bool stale_ = false;

@@ -165,7 +165,8 @@ std::uint16_t Demodulator::symbol_rate_reading(std::uint64_t now_ns) const {
 }
 
 // The equaliser's 21 taps, real parts and then imaginary ones: the middle tap carries the signal,
-// the others what is left of echoes - 1 % of its energy together, or 11 % when it has gone astray.
+// the others what echoes there are - 1 % of its energy together, or 11 % when it has gone astray or
+// there is an echo on the cable.
 std::uint16_t Demodulator::equaliser_tap() const {
     constexpr unsigned middle = 10;
     if (!running_ || !acquisition_.sees_headers()) {
@@ -178,7 +179,7 @@ std::uint16_t Demodulator::equaliser_tap() const {
     if (index == middle) {
         return 400;
     }
-    return search_.diverged ? 30 : 8;
+    return search_.diverged || echo_ ? 30 : 8;
 }
 
 std::uint8_t Demodulator::dvbs_snr() {

@@ -19,6 +19,8 @@ namespace {
 constexpr double outside_khz = 25'000;
 // Loss of a DVB-S2 carrier without pilots whose equaliser has gone astray.
 constexpr double divergence_loss_db = 1.5;
+// Begun from its middle tap it takes shorter steps and follows the carrier less closely.
+constexpr double restart_loss_db = 0.2;
 // A carrier with so little to spare has a small amplitude, and needs so much until the driver has
 // seen that and set bit 0 of 0x56.
 constexpr double weak_margin_db = 1.5;
@@ -60,10 +62,20 @@ double capture_of(const CarrierSearch &search) {
                        : capture_range_khz;
 }
 
+// Of DVB-S2's equaliser, which pilots keep in order.
+double equaliser_loss_db(const CarrierSearch &search, const broadcast::Transponder &carrier) {
+    if (carrier.pilots) {
+        return 0;
+    }
+    if (search.diverged) {
+        return divergence_loss_db;
+    }
+    return search.restarted ? restart_loss_db : 0;
+}
+
 Budget budget_of(const Candidate &candidate, const Reach &reach) {
     const Carrier &carrier = *candidate.carrier;
     const CarrierSearch &search = reach.search;
-    const bool astray = search.diverged && !carrier.transponder.pilots;
     Standing standing;
     standing.fade_db = reach.fade_db;
     standing.distance_khz = candidate.if_khz - reach.tuner.lo_khz;
@@ -73,7 +85,7 @@ Budget budget_of(const Candidate &candidate, const Reach &reach) {
     // A wide search measures the rate before it is taken.
     standing.rate_error = search.wide ? 0 : rate_error(search, carrier);
     standing.loss_db = search.table.loss_db + loop_loss_db(search.loops, carrier.transponder) +
-                       (astray ? divergence_loss_db : 0) + reach.tuner.loss_db;
+                       equaliser_loss_db(search, carrier.transponder) + reach.tuner.loss_db;
     return budget_of(carrier, reach.front_end, standing);
 }
 

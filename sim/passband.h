@@ -34,6 +34,7 @@ struct CarrierSearch {
     bool wide = false;               // the symbol rate is known roughly only
     bool near = false;               // take a carrier within half a symbol rate only
     bool diverged = false;           // the equaliser of a carrier without pilots has gone astray
+    bool restarted = false;          // or works from its middle tap, as the driver restarted it
     bool for_weak_carriers = false;  // bit 0 of 0x56
     TableCost table;                 // what wrong registers cost
     LoopGains loops;                 // as the driver sets them for the carrier that it sees

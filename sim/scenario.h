@@ -146,7 +146,8 @@ struct Fault {
         dead_supply,           // the LNB supply gives no voltage, whatever is asked of it
         stuck_switch,          // likewise arrives, but the switch keeps its port
         diseqc_busy,           // the master is busy until busy_ms after its nth message's start
-        diseqc_reply           // the nth message is answered with `bytes`
+        diseqc_reply,          // the nth message is answered with `bytes`
+        echo                   // on the cable, which DVB-S2's equaliser has to take away
     };
     Kind kind = Kind::wrong_identity;
     Period period = {};

@@ -64,7 +64,7 @@ std::optional<Fault::Kind> fault_named(const std::string &name) {
     constexpr std::array names{"wrong_identity",       "vco_calibration", "lo_calibration",
                                "filter_calibration",   "agc_start",       "lost_diseqc",
                                "equaliser_divergence", "dead_supply",     "stuck_switch",
-                               "diseqc_busy",          "diseqc_reply"};
+                               "diseqc_busy",          "diseqc_reply",    "echo"};
     const auto *const found = std::find(names.begin(), names.end(), name);
     return found == names.end() ? std::nullopt
                                 : std::optional(static_cast<Fault::Kind>(found - names.begin()));
@@ -483,7 +483,7 @@ void Reader::read_fault(Section section) {
                    "stolen_repeater, wrong_identity, "
                    "vco_calibration, lo_calibration, filter_calibration, agc_start, lost_diseqc, "
                    "equaliser_divergence, dead_supply, stuck_switch, diseqc_busy, diseqc_reply, "
-                   "stall, suspend, signals, clock_unreadable",
+                   "echo, stall, suspend, signals, clock_unreadable",
                    fault.kind);
     read_details(section, fault);
     section.done();
@@ -506,6 +506,7 @@ void Reader::read_details(Section &section, Fault &fault) {
             break;
         case Fault::Kind::equaliser_divergence:
         case Fault::Kind::dead_supply:
+        case Fault::Kind::echo:
             break;
         default:
             section.integer("count", 1, largest_count, fault.count);

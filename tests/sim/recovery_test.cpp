@@ -207,6 +207,67 @@ TEST_F(Recovery, weak_carrier_without_pilots_needs_its_diverged_equaliser_restar
     EXPECT_EQ(ds3000_context.s2_recovery_done, 1);
 }
 
+// As above, but the decoder's new mode without the reset with which the core takes it over.
+TEST_F(Recovery, diverged_equaliser_is_not_restarted_without_a_reset_of_the_core) {
+    scenario.faults = {{.kind = Fault::Kind::equaliser_divergence}};
+    scenario.cn_db = 5.2;
+    start();
+    tune(dvbs2);
+    ds3000_context.s2_recovery_done = 1;
+
+    poke(0xBD, 0x03);
+    restart();
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::cn_below_threshold));
+
+    poke(0xB2, 0x01);
+    poke(0x00, 0x01);
+    sleep_ms(1);
+    poke(0x00, 0x00);
+    poke(0xB2, 0x00);
+    EXPECT_TRUE(locks());
+}
+
+// 4.03 dB are needed, 0.8 dB lost in the demodulator: 0.1 dB to spare, the restart costs 0.2 dB.
+TEST_F(Recovery, equaliser_that_was_restarted_follows_less_closely) {
+    scenario.cn_db = 5.0;
+    start();
+    tune(dvbs2);
+    ASSERT_TRUE(locks());
+
+    poke(0xBD, 0x03);
+    poke(0xB2, 0x01);
+    poke(0x00, 0x01);
+    sleep_ms(1);
+    poke(0x00, 0x00);
+    poke(0xB2, 0x00);
+    EXPECT_FALSE(locks());
+}
+
+TEST_F(Recovery, echo_makes_the_driver_reset_the_decoder_once) {
+    scenario.faults = {{.kind = Fault::Kind::echo}};
+    start();
+    tune(dvbs2);
+    sleep_ms(200);
+
+    EXPECT_TRUE(locks());
+    EXPECT_EQ(receiver().verdict().restarts, 1U);
+    sleep_ms(50);
+    EXPECT_EQ(poll(), LOCK_LOCKED);
+}
+
+TEST_F(Recovery, decoder_that_is_reset_at_every_poll_never_locks) {
+    scenario.faults = {{.kind = Fault::Kind::echo}};
+    start();
+    tune(dvbs2);
+
+    for (int polls = 0; polls < 20; ++polls) {
+        sleep_ms(50);
+        ds3000_context.s2_recovery_done = 0;  // as if it had not been noted
+        EXPECT_NE(poll(), LOCK_LOCKED);
+    }
+}
+
 TEST_F(Recovery, diverged_equaliser_that_nobody_restarts_ends_the_search) {
     scenario.faults = {{.kind = Fault::Kind::equaliser_divergence}};
     scenario.cn_db = 5.2;

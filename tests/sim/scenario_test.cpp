@@ -190,6 +190,8 @@ bytes = [0xE4]
 errors = 0x01
 delay_ms = 140
 byte_ms = 20.5
+[[fault]]
+kind = "echo"
 [[event]]
 kind = "cable_shorted"
 from_ms = 700
@@ -245,7 +247,7 @@ to_ms = 800
     EXPECT_EQ(scenario.events[2].kind, sim::Event::Kind::foreign_message);
     EXPECT_EQ(scenario.events[2].period.from_ms, 600U);
     EXPECT_THAT(scenario.events[2].bytes, testing::ElementsAre(0xE0, 0x10, 0x5A, 0x00, 0xFF));
-    ASSERT_EQ(scenario.faults.size(), 5U);
+    ASSERT_EQ(scenario.faults.size(), 6U);
     EXPECT_EQ(scenario.faults[0].kind, sim::Fault::Kind::dead_supply);
     EXPECT_EQ(scenario.faults[1].kind, sim::Fault::Kind::stuck_switch);
     EXPECT_EQ(scenario.faults[1].nth, 2U);
@@ -256,6 +258,7 @@ to_ms = 800
     EXPECT_EQ(scenario.faults[4].value, 0x01);
     EXPECT_EQ(scenario.faults[4].delay_ms, 140U);
     EXPECT_EQ(scenario.faults[4].byte_ms, 20.5);
+    EXPECT_EQ(scenario.faults[5].kind, sim::Fault::Kind::echo);
     ASSERT_EQ(scenario.bus_faults.size(), 2U);
     EXPECT_EQ(scenario.bus_faults[0].nth, 7U);
     EXPECT_EQ(scenario.bus_faults[0].address, 0xD0);
