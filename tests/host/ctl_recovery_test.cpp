@@ -126,7 +126,17 @@ TEST_F(CtlRecovery, next_connect_releases_a_chip_held_on_a_false_lock) {
     EXPECT_EQ(result.at("readings").back().at("restarts"), 2);
 }
 
-// The rain ends 3000 ms after the start; the searches of both standards take less than a second.
+// What is taken for false lies more than 3999 kHz away.
+TEST_F(CtlRecovery, lock_at_the_edge_of_a_false_one_is_a_lock) {
+    for (const auto &[khz, status] :
+         {std::pair{"3990", 0}, {"-3990", 0}, {"4008", 5}, {"-4008", 5}}) {
+        run_changed("echo", "[[fault]]\nkind = \"echo\"", std::string("[lnb]\ndrift_khz = ") + khz);
+
+        EXPECT_EQ(run.status, status) << khz;
+    }
+}
+
+// The cable comes 3000 ms after the start; the searches of both standards take less than a second.
 TEST_F(CtlRecovery, standard_that_nobody_knows_is_found_by_trying) {
     const auto result = run_world("unknown-standard");
 
