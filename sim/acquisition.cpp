@@ -25,6 +25,11 @@ constexpr std::uint64_t header_patience_duration_ns = 300'000'000;
 constexpr std::uint64_t hold_duration_ns = 1'000'000'000;
 // Of the symbol rate: how far a held loop pulls a carrier in.
 constexpr double pull_in_share = 1.0 / 8;
+// Above the threshold: with more of it no frame is spoilt.
+constexpr double quiet_margin_db = 2;
+// Times as long for each decibel that lacks to it, with the best of luck and the worst.
+constexpr double least_delay_per_db = 0.5;
+constexpr double most_delay_per_db = 2;
 // The header of a frame is coded for this C/N.
 constexpr double lowest_header_cn_db = -3;
 
@@ -50,9 +55,10 @@ double decoding_symbols(const FoundCarrier &found, broadcast::System system) {
 
 }  // namespace
 
-void Acquisition::start(const CarrierSearch &search, std::uint64_t now_ns) {
+void Acquisition::start(const CarrierSearch &search, std::uint64_t now_ns, double luck) {
     phase_ = Phase::searching;
     search_ = search;
+    luck_ = luck;
     found_ = {};
     // Whatever the symbol-rate registers say, the sweep is paced by a rate the chip can do.
     rate_ksps_ =
@@ -144,25 +150,31 @@ std::uint64_t Acquisition::patience_ns() const {
     return sees_headers() ? header_patience_duration_ns : patience_duration_ns;
 }
 
+std::uint64_t Acquisition::decoding_ns() const {
+    const double lacking_db =
+        found_.locks() ? std::clamp(quiet_margin_db - found_.margin_db, 0.0, quiet_margin_db) : 0;
+    const double delay_per_db = std::lerp(least_delay_per_db, most_delay_per_db, luck_);
+    return duration_of((1 + lacking_db * delay_per_db) * decoding_symbols(found_, search_.system),
+                       rate_ksps_);
+}
+
 // Let the sweeps go on for what is received from now on.
 void Acquisition::plan_search(std::uint64_t now_ns) {
     const std::uint64_t sweep_ns =
         duration_of(sweep_symbols(capture_range_khz, rate_ksps_), rate_ksps_);
     const std::uint64_t last_sweep_ns = timing_ns_ + std::max(sweep_ns, patience_ns());
-    const std::uint64_t decoding_ns =
-        duration_of(decoding_symbols(found_, search_.system), rate_ksps_);
     carrier_ns_ =
         timing_ns_ + duration_of(sweep_symbols(found_.offset_khz, rate_ksps_), rate_ksps_);
     if (now_ns > carrier_ns_) {
         carrier_ns_ += (now_ns - carrier_ns_ + sweep_ns - 1) / sweep_ns * sweep_ns;
     }
     if (found_.locks() && carrier_ns_ <= last_sweep_ns) {
-        lock_ns_ = carrier_ns_ + decoding_ns;
+        lock_ns_ = carrier_ns_ + decoding_ns();
         end_ns_ = never;
         return;
     }
     lock_ns_ = never;
-    end_ns_ = std::max(last_sweep_ns + decoding_ns, now_ns);
+    end_ns_ = std::max(last_sweep_ns + decoding_ns(), now_ns);
     carrier_ns_ = sees_headers() ? carrier_ns_ : last_sweep_ns;
 }
 
@@ -181,9 +193,7 @@ void Acquisition::lose(const FoundCarrier &found, std::uint64_t now_ns) {
 }
 
 void Acquisition::plan_return(std::uint64_t now_ns) {
-    lock_ns_ = follows(found_)
-                   ? now_ns + duration_of(decoding_symbols(found_, search_.system), rate_ksps_)
-                   : never;
+    lock_ns_ = follows(found_) ? now_ns + decoding_ns() : never;
 }
 
 void Acquisition::forget_carriers() {

@@ -20,6 +20,9 @@ namespace sim {
 // of the other standard, ends the search with its first sweep. Then the micro-controller waits to
 // be let go again, whatever comes.
 //
+// With less than 2 dB above the threshold a part of the frames is spoilt and decoding takes more of
+// them, as chance will have it: at the threshold twice to five times as many.
+//
 // Lock that goes leaves the loops where they are: for a second they hold carrier and timing, and
 // the decoder finds the same carrier again by itself when it is back within an eighth of the symbol
 // rate, what such a loop pulls in. After that the crystals have run too far apart, the
@@ -39,8 +42,9 @@ class Acquisition {
     };
 
     void stop() { phase_ = Phase::idle; }
-    // Begin to search; see() tells for what.
-    void start(const CarrierSearch &search, std::uint64_t now_ns);
+    // Begin to search; see() tells for what. `luck`, 0 to 1, is the one of this search with frames
+    // that little margin spoils.
+    void start(const CarrierSearch &search, std::uint64_t now_ns, double luck);
     // What the chip receives from a time on, which is the latest it has been told. The tuner behind
     // it is settled from `settled_ns` on.
     void see(const FoundCarrier &found, std::uint64_t now_ns, std::uint64_t settled_ns);
@@ -75,11 +79,13 @@ class Acquisition {
     void plan_search(std::uint64_t now_ns);
     void lose(const FoundCarrier &found, std::uint64_t now_ns);
     void plan_return(std::uint64_t now_ns);
+    [[nodiscard]] std::uint64_t decoding_ns() const;
     [[nodiscard]] bool follows(const FoundCarrier &found) const;
     [[nodiscard]] std::uint64_t patience_ns() const;
 
     Phase phase_ = Phase::idle;
     CarrierSearch search_;
+    double luck_ = 0;
     double rate_ksps_ = 0;  // that paces the search
     FoundCarrier found_;
     std::uint64_t boot_ns_ = 0;

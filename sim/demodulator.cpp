@@ -85,6 +85,7 @@ Demodulator::Demodulator(const Scenario &scenario, SignalSource &source, Outdoor
       diseqc_(scenario, outdoor, watch),
       program_(chip_, watch),
       noise_(scenario.seed, scenario.jitter_db),
+      searches_(scenario.seed, 0),
       engine_(scenario.seed, scenario.spurious_share) {
     for (const Fault &fault : scenario.faults) {
         if (fault.kind == Fault::Kind::wrong_identity) {
@@ -317,7 +318,7 @@ void Demodulator::refresh() {
     }
     if (restart_) {
         restart_ = false;
-        acquisition_.start(search_, running_since_ns_);
+        acquisition_.start(search_, running_since_ns_, searches_.uniform());
         count_restart();
     }
     acquisition_.see(source_->find(search_), changed_ns_, source_->settled_ns());

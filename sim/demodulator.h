@@ -181,6 +181,7 @@ class Demodulator {
     DiseqcMaster diseqc_;
     McuProgram program_;
     Noise noise_;
+    Noise searches_;  // how lucky each is
     RegisterFile regs_;
     bool repeater_open_ = false;
     bool mcu_written_ = false;

@@ -2,6 +2,8 @@
 
 // What it takes to lock: the driver's tune, then one thing wrong at a time.
 
+#include <algorithm>
+
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/connect.h"
 #include "ds3000/demod/lock.h"
@@ -527,6 +529,21 @@ struct LockTime {
 
 class TimeToLock : public ReceiverTest, public testing::WithParamInterface<LockTime> {};
 
+class TimeToLockNearTheThreshold : public ReceiverTest {
+ protected:
+    double lock_ms_of(std::uint64_t seed, double cn_db) {
+        scenario.seed = seed;
+        scenario.cn_db = cn_db;
+        start();
+        tune(demo_transponder(11'100));
+        const std::uint64_t from_ns = clock().now_ns();
+        while (!receiver().verdict().locked() && clock().now_ns() < from_ns + 1'000'000'000) {
+            clock().spend_ns(10'000);
+        }
+        return static_cast<double>(clock().now_ns() - from_ns) * 1e-6;
+    }
+};
+
 // 5 ms of start-up and gain, 20000 symbols of timing, 4000 symbols a carrier step of a quarter of
 // the symbol rate (the first one, then two for every step of distance), and the decoder.
 TEST_P(TimeToLock, follows_from_the_symbol_rate_and_the_distance) {
@@ -540,6 +557,31 @@ TEST_P(TimeToLock, follows_from_the_symbol_rate_and_the_distance) {
     }
 
     EXPECT_NEAR(static_cast<double>(clock().now_ns() - from_ns) * 1e-6, GetParam().lock_ms, 0.02);
+}
+
+// QPSK 3/4 needs 4.03 dB, and the demodulator loses 0.8: 6.0 dB leave 1.0 to 1.2 dB. Each dB less
+// than 2 makes the decoder's 5 x 32490 symbols half as many to twice as many more.
+TEST_F(TimeToLockNearTheThreshold, grows_and_spreads_with_the_seed) {
+    constexpr double before_decoding_ms = 5 + 24'000 / 27'500.0;
+    constexpr double decoding_ms = 5 * 32'490 / 27'500.0;
+    double least = 1e9;
+    double most = 0;
+    for (std::uint64_t seed = 1; seed <= 20; ++seed) {
+        const double times = (lock_ms_of(seed, 6.0) - before_decoding_ms) / decoding_ms;
+        EXPECT_GE(times, 1 + 0.5 * 0.8) << seed;
+        EXPECT_LE(times, 1 + 2 * 1.0) << seed;
+        least = std::min(least, times);
+        most = std::max(most, times);
+    }
+    EXPECT_LT(least, 1.9);
+    EXPECT_GT(most, 2.3);
+}
+
+// 4.03 + 0.8 + 2 and some tenths for the rest of the budget.
+TEST_F(TimeToLockNearTheThreshold, is_the_same_for_every_seed_from_two_decibels_on) {
+    for (std::uint64_t seed = 1; seed <= 5; ++seed) {
+        EXPECT_NEAR(lock_ms_of(seed, 7.3), 11.780, 0.02) << seed;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(
