@@ -52,6 +52,7 @@ constexpr std::array status_list{reg::chip_id,
                                  reg::s2_noise_high,
                                  reg::s2_signal,
                                  reg::mcu_state,
+                                 reg::reg_c9,
                                  reg::fec_status,
                                  reg::s2_frames_low,
                                  reg::s2_frames_mid,
@@ -86,7 +87,8 @@ Demodulator::Demodulator(const Scenario &scenario, SignalSource &source, Outdoor
       program_(chip_, watch),
       noise_(scenario.seed, scenario.jitter_db),
       searches_(scenario.seed, 0),
-      engine_(scenario.seed, scenario.spurious_share) {
+      engine_(scenario.seed, scenario.spurious_share),
+      tone_meter_(scenario.board.tone_meter_start_ms) {
     for (const Fault &fault : scenario.faults) {
         if (fault.kind == Fault::Kind::wrong_identity) {
             identity_faults_.push_back(fault);
@@ -223,8 +225,7 @@ CarrierSearch Demodulator::search_from_registers() const {
     CarrierSearch search;
     search.system = system();
     search.expected_khz = programmed_carrier_khz();
-    search.symbol_rate_ksps =
-        (plain[reg::symbol_rate_high] << 8 | plain[reg::symbol_rate_low]) * register_step_khz;
+    search.symbol_rate_ksps = programmed_rate_ksps();
     search.mirrored = mirrors();
     search.wide = plain[reg::reg_c7] != 0;
     search.near = (plain[reg::reg_0c] & 0x04) != 0;
@@ -382,6 +383,10 @@ void Demodulator::write_one(std::uint8_t reg, std::uint8_t value, std::uint64_t 
             break;
         case reg::search_control:
             write_search_control(value, now_ns);
+            break;
+        case reg::carrier_select:
+            regs_.plain[reg] = value;
+            tone_meter_.choose_carrier(value, now_ns);
             break;
         default:
             place_of(reg) = value;

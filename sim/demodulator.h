@@ -16,6 +16,7 @@
 #include "sim/required_registers.h"
 #include "sim/scenario.h"
 #include "sim/spectrum_engine.h"
+#include "sim/tone_meter.h"
 #include "sim/ts_port.h"
 #include "sim/verdict.h"
 #include "sim/watch.h"
@@ -36,7 +37,7 @@ class SignalSource {
  public:
     virtual FoundCarrier find(const CarrierSearch &search) = 0;
     virtual Spectrum spectrum(bool mirrored) = 0;
-    virtual std::optional<Tone> tone(bool mirrored) = 0;
+    virtual std::optional<Tone> tone(bool mirrored, double reach_khz) = 0;
     virtual std::uint8_t agc() = 0;             // the demodulator's part of the gain
     virtual std::uint64_t calibrated_ns() = 0;  // when the tuner's last calibration is over
     virtual std::uint64_t settled_ns() = 0;     // when its gain has settled after that
@@ -139,6 +140,9 @@ class Demodulator {
     [[nodiscard]] bool engine_is_set_up() const;
     [[nodiscard]] bool mirrors() const;
     [[nodiscard]] double programmed_carrier_khz() const;
+    [[nodiscard]] double programmed_rate_ksps() const;
+    [[nodiscard]] double measuring_loss_db() const;
+    [[nodiscard]] ToneMeter::Measurement measurement();
     std::uint64_t engine_ready_ns();
     void write_search_control(std::uint8_t value, std::uint64_t now_ns);
     std::uint8_t read_search(std::uint8_t reg, std::uint64_t now_ns);
@@ -204,6 +208,7 @@ class Demodulator {
     CarrierSearch search_;
     Channel searched_;
     SpectrumEngine engine_;
+    ToneMeter tone_meter_;
     Acquisition acquisition_;
     std::uint64_t changed_ns_ = 0;
     std::uint64_t counters_from_ns_ = 0;

@@ -13,8 +13,6 @@ namespace sim {
 namespace {
 
 constexpr std::uint8_t spectrum_enable = 0x73;  // of 0x90
-constexpr std::uint64_t tone_boot_ns = 3'000'000;
-constexpr std::uint64_t tone_settling_ns = 20'000'000;
 
 struct Row {
     std::uint8_t reg;
@@ -36,6 +34,25 @@ constexpr std::array narrow_rows{Row{0x91, 0x46}, Row{0x95, 0x64}, Row{0x97, 0xB
 constexpr std::array tone_rows{Row{0x0C, 0x06}, Row{0x33, 0x35}, Row{0x35, 0x20}, Row{0x64, 0x10},
                                Row{0x65, 0x20}, Row{0x68, 0x46}, Row{0x69, 0xCD}, Row{0xC4, 0x01},
                                Row{0xC6, 0xFF}, Row{0xC7, 0xFF}, Row{0xC8, 0x00}, Row{0xC9, 0x80}};
+
+// What else the tone's measurement needs, and how much lower it reads for what holds another value:
+// clocks and converters, the AGC's target and limits, the canceller of interferers off, which would
+// take the tone for one, and the loops' gains, with which it averages.
+struct MeasuringRow {
+    std::uint8_t reg;
+    std::uint8_t mask;
+    std::uint8_t value;
+    double loss_db;
+};
+constexpr std::array measuring_rows{
+    MeasuringRow{0x08, 0xFF, 0x03, 12}, MeasuringRow{0x21, 0xFF, 0x54, 6},
+    MeasuringRow{0x23, 0xFF, 0x07, 6},  MeasuringRow{0x25, 0xFF, 0x82, 6},
+    MeasuringRow{0x30, 0xEF, 0x08, 6},  MeasuringRow{0x32, 0xFF, 0x32, 6},
+    MeasuringRow{0x4A, 0xFF, 0x80, 12}, MeasuringRow{0x4D, 0xFD, 0x91, 6},
+    MeasuringRow{0x50, 0xFF, 0x36, 3},  MeasuringRow{0x51, 0xFF, 0x36, 3},
+    MeasuringRow{0x52, 0xFF, 0x36, 3},  MeasuringRow{0x53, 0xFF, 0x36, 3},
+    MeasuringRow{0x56, 0xFF, 0x00, 3},  MeasuringRow{0x5D, 0xF8, 0xC8, 6},
+    MeasuringRow{0x63, 0xFF, 0x0F, 3},  MeasuringRow{0x90, 0xFF, 0x33, 12}};
 
 }  // namespace
 
@@ -65,6 +82,11 @@ double Demodulator::programmed_carrier_khz() const {
     return static_cast<std::int16_t>(regs_.plain[reg::carrier_high] << 8 |
                                      regs_.plain[reg::carrier_low]) *
            register_step_khz;
+}
+
+double Demodulator::programmed_rate_ksps() const {
+    const auto &plain = regs_.plain;
+    return (plain[reg::symbol_rate_high] << 8 | plain[reg::symbol_rate_low]) * register_step_khz;
 }
 
 std::uint64_t Demodulator::engine_ready_ns() {
@@ -110,33 +132,28 @@ std::uint8_t Demodulator::engine_status(std::uint64_t now_ns) {
     return engine_is_set_up() && now_ns >= engine_ready_ns() ? 0x01 : 0x00;
 }
 
-// A tone's registers: 0x59 and 0x5A its amplitude, 0x5B and 0x5C its place in steps of the carrier
-// registers, decimated as 0xC9 says, with the programmed offset added to it.
-std::uint8_t Demodulator::read_tone(std::uint8_t reg, std::uint64_t now_ns) {
-    const std::uint64_t settled =
-        std::max({running_since_ns_, changed_ns_, source_->settled_ns()}) + tone_settling_ns;
-    if (reg == reg::mcu_state) {
-        return now_ns < running_since_ns_ + tone_boot_ns ? reg::mcu_state_boot : std::uint8_t{0x10};
+double Demodulator::measuring_loss_db() const {
+    double loss_db = 0;
+    for (const MeasuringRow &row : measuring_rows) {
+        loss_db += (regs_.plain[row.reg] & row.mask) != row.value ? row.loss_db : 0;
     }
-    const auto tone = now_ns < settled ? std::nullopt : source_->tone(mirrors());
-    if (!tone) {
-        return 0;
-    }
+    return loss_db;
+}
 
-    const auto amplitude = static_cast<unsigned>(std::clamp(60 + tone->level_dbm, 0.0, 60.0));
-    const unsigned decimation = 1U << ((regs_.plain[reg::reg_c9] >> 4U) & 7U);
-    const double khz = (tone->khz + programmed_carrier_khz()) * decimation;
-    const auto place = static_cast<unsigned>(std::lround(khz / register_step_khz));
-    switch (reg) {
-        case reg::carrier_amplitude:
-            return static_cast<std::uint8_t>(amplitude);
-        case reg::cci_frequency_high:
-            return static_cast<std::uint8_t>(place >> 8U);
-        case reg::cci_frequency_low:
-            return static_cast<std::uint8_t>(place);
-        default:
-            return 0;
-    }
+// The measurement is decimated to four fifths of the symbol rate.
+ToneMeter::Measurement Demodulator::measurement() {
+    constexpr double reach_of_rate = 0.4;
+    ToneMeter::Measurement measured;
+    measured.tone = source_->tone(mirrors(), programmed_rate_ksps() * reach_of_rate);
+    measured.released_ns = running_since_ns_;
+    measured.undisturbed_since_ns = std::max(changed_ns_, source_->settled_ns());
+    measured.loss_db = measuring_loss_db();
+    return measured;
+}
+
+std::uint8_t Demodulator::read_tone(std::uint8_t reg, std::uint64_t now_ns) {
+    const std::uint8_t value = tone_meter_.read(reg, measurement(), now_ns);
+    return reg == reg::reg_c9 ? static_cast<std::uint8_t>(regs_.plain[reg] | value) : value;
 }
 
 }  // namespace sim

@@ -46,8 +46,7 @@ std::uint8_t Demodulator::read_status(std::uint8_t reg, std::uint64_t now_ns) {
     }
     refresh();
     const Job job = running_ ? job_ : Job::reception;
-    if (job == Job::tone && (reg == reg::mcu_state ||
-                             (reg >= reg::carrier_amplitude && reg <= reg::cci_frequency_low))) {
+    if (job == Job::tone && ToneMeter::owns(reg)) {
         return read_tone(reg, now_ns);
     }
     switch (reg) {
@@ -61,6 +60,8 @@ std::uint8_t Demodulator::read_status(std::uint8_t reg, std::uint64_t now_ns) {
         case reg::cci_frequency_high:
         case reg::cci_frequency_low:
             return 0;
+        case reg::reg_c9:
+            return regs_.plain[reg];
         case reg::agc_level:
             return source_->agc();
         case reg::carrier_amplitude:

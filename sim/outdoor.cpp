@@ -22,6 +22,7 @@ Outdoor::Outdoor(const Scenario &scenario, Watch &watch)
     : watch_(&watch),
       defaults_{scenario.cn_db, scenario.level_dbm, scenario.cross_polarisation_db},
       supply_(scenario, watch),
+      tones_(scenario.tones),
       lnb_(scenario.lnb) {
     if (!scenario.diseqc_switch) {
         if (!scenario.satellites.empty()) {
@@ -155,13 +156,27 @@ std::vector<Leg> Outdoor::unicable_legs() const {
     return legs;
 }
 
+Tone Outdoor::test_tone(const UnicableUnit::Band &band) const {
+    const auto own = std::find_if(tones_.begin(), tones_.end(), [&band](const ToneSetup &setup) {
+        return setup.band == band.index;
+    });
+    return own == tones_.end()
+               ? Tone{band.centre_khz, unicable_->tone_dbm(), {}, *band.tone_from_ns}
+               : Tone{band.centre_khz, own->dbm, own->habit, *band.tone_from_ns};
+}
+
 std::vector<Tone> Outdoor::tones() const {
     std::vector<Tone> tones;
     if (unicable_ && powered()) {
         for (const UnicableUnit::Band &band : unicable_->bands()) {
-            if (band.tone) {
-                tones.push_back({band.centre_khz, unicable_->tone_dbm()});
+            if (band.tone_from_ns) {
+                tones.push_back(test_tone(band));
             }
+        }
+    }
+    for (const ToneSetup &other : tones_) {
+        if (!other.band) {
+            tones.push_back({other.mhz * 1000, other.dbm, other.habit});
         }
     }
     return tones;

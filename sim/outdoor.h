@@ -38,6 +38,8 @@ struct Leg {
 struct Tone {
     double khz = 0;
     double level_dbm = 0;
+    ToneHabit habit = {};
+    std::uint64_t from_ns = 0;
 };
 
 // What the weather and the cable do at a moment.
@@ -109,7 +111,7 @@ class Outdoor {
     // What is on the cable; empty with the reason in `reason` and `text`.
     [[nodiscard]] std::vector<Leg> legs(Reason &reason, std::string &text) const;
 
-    // Test tones on the cable.
+    // Test tones on the cable, and carriers that only look like some.
     [[nodiscard]] std::vector<Tone> tones() const;
 
     // Null where there is no dish, or one that the Unicable unit cannot choose.
@@ -134,12 +136,14 @@ class Outdoor {
     [[nodiscard]] bool is_heard(const SentMessage &sent);
     void complain_of(Offence offence, const SentMessage &sent, const std::string &text);
     void judge_choice(const SentMessage &sent);
-    std::vector<std::uint8_t> obey(std::span<const std::uint8_t> bytes, bool stuck);
+    std::vector<std::uint8_t> obey(std::span<const std::uint8_t> bytes, bool stuck,
+                                   std::uint64_t now_ns);
     [[nodiscard]] bool voltage_suits_unicable(const SentMessage &sent);
-    void unicable_message(std::span<const std::uint8_t> bytes);
+    void unicable_message(std::span<const std::uint8_t> bytes, std::uint64_t now_ns);
     void judge_held_voltage(std::uint64_t now_ns);
     [[nodiscard]] bool has_bank(const UserBandChannel &channel) const;
     [[nodiscard]] std::vector<Leg> unicable_legs() const;
+    [[nodiscard]] Tone test_tone(const UnicableUnit::Band &band) const;
     [[nodiscard]] std::vector<Leg> direct_legs(const Sky &sky) const;
     [[nodiscard]] bool stacked() const { return lnb_.high_khz != 0 && lnb_.switch_khz == 0; }
     [[nodiscard]] bool has_high_band() const { return lnb_.high_khz != 0 && !lnb_.ignores_tone; }
@@ -151,6 +155,7 @@ class Outdoor {
     std::uint64_t wakes_ns_ = 0;
     std::array<std::optional<Sky>, 4> dishes_;
     std::optional<UnicableUnit> unicable_;
+    std::vector<ToneSetup> tones_;
     std::vector<Fault> message_faults_;
     broadcast::Lnb lnb_;
     Weather weather_;

@@ -111,7 +111,7 @@ std::vector<std::uint8_t> Outdoor::message(const SentMessage &sent) {
     if (unicable_ && UnicableUnit::is_command(sent.bytes) && !voltage_suits_unicable(sent)) {
         return {};
     }
-    return is_heard(sent) ? obey(sent.bytes, is_hit(Fault::Kind::stuck_switch))
+    return is_heard(sent) ? obey(sent.bytes, is_hit(Fault::Kind::stuck_switch), sent.to_ns)
                           : std::vector<std::uint8_t>{};
 }
 
@@ -127,13 +127,14 @@ void Outdoor::foreign_message(std::span<const std::uint8_t> bytes, std::uint64_t
     if (now_ns < sends_to_ns_ && end_ns > sends_from_ns_) {
         collided_ = true;
     } else if (powered()) {
-        obey(bytes, false);
+        obey(bytes, false, end_ns);
     }
 }
 
-std::vector<std::uint8_t> Outdoor::obey(std::span<const std::uint8_t> bytes, bool stuck) {
+std::vector<std::uint8_t> Outdoor::obey(std::span<const std::uint8_t> bytes, bool stuck,
+                                        std::uint64_t now_ns) {
     if (unicable_) {
-        unicable_message(bytes);
+        unicable_message(bytes, now_ns);
         return {};
     }
     if (!switch_) {
@@ -167,10 +168,10 @@ void Outdoor::judge_held_voltage(std::uint64_t now_ns) {
     }
 }
 
-void Outdoor::unicable_message(std::span<const std::uint8_t> bytes) {
+void Outdoor::unicable_message(std::span<const std::uint8_t> bytes, std::uint64_t now_ns) {
     if (UnicableUnit::asks_for_tones(bytes)) {
         installs_ = true;
-        unicable_->start_tones();
+        unicable_->start_tones(now_ns);
         ++changes_;
         return;
     }

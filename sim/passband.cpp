@@ -342,20 +342,23 @@ Spectrum Passband::spectrum(bool mirrored, double cross_polarisation_db) const {
     return spectrum;
 }
 
-std::optional<Tone> Passband::tone(bool mirrored) const {
-    constexpr double reach_khz = 20'000;
-    std::optional<Tone> nearest;
+std::optional<Tone> Passband::tone(bool mirrored, double reach_khz) const {
+    constexpr Tone reference_leak{9'000, -57};
     if (!tuner_->works()) {
-        return nearest;
+        return std::nullopt;
     }
-    for (const Tone &tone : outdoor_->tones()) {
-        const double khz = (tuner_->lo_khz - tone.khz) * (iq_swap_ != mirrored ? -1 : 1);
-        if (std::abs(khz) <= std::min(reach_khz, tuner_->bandwidth_khz) &&
-            (!nearest || std::abs(khz) < std::abs(nearest->khz))) {
-            nearest = Tone{khz, tone.level_dbm};
+    const double sign = iq_swap_ != mirrored ? -1 : 1;
+    Tone strongest = reference_leak;
+    for (Tone tone : outdoor_->tones()) {
+        tone.khz = (tuner_->lo_khz - tone.khz) * (1 - tone.habit.pulling) * sign;
+        const bool stronger =
+            tone.level_dbm > strongest.level_dbm ||
+            (tone.level_dbm == strongest.level_dbm && std::abs(tone.khz) < std::abs(strongest.khz));
+        if (stronger && std::abs(tone.khz) <= std::min(reach_khz, tuner_->bandwidth_khz)) {
+            strongest = tone;
         }
     }
-    return nearest;
+    return strongest;
 }
 
 // What the filter passes of the LNBs' noise. Each user band of a Unicable unit has its own; else

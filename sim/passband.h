@@ -75,8 +75,9 @@ class Passband {
     // polarisation is in it, so many decibels lower.
     [[nodiscard]] Spectrum spectrum(bool mirrored, double cross_polarisation_db) const;
 
-    // The tone nearest to the oscillator and within 20 MHz of it, in the demodulator's terms.
-    [[nodiscard]] std::optional<Tone> tone(bool mirrored) const;
+    // The strongest tone so near to the oscillator, in the demodulator's terms; where there is no
+    // other, the tuner's own: its reference leaks in 9 MHz from wherever it is tuned to.
+    [[nodiscard]] std::optional<Tone> tone(bool mirrored, double reach_khz) const;
 
  private:
     template <typename Use>

@@ -59,7 +59,9 @@ class Receiver::Impl final : public SignalSource {
     Spectrum spectrum(bool mirrored) override {
         return passband().spectrum(mirrored, cross_polarisation_db_);
     }
-    std::optional<Tone> tone(bool mirrored) override { return passband().tone(mirrored); }
+    std::optional<Tone> tone(bool mirrored, double reach_khz) override {
+        return passband().tone(mirrored, reach_khz);
+    }
     std::uint8_t agc() override { return gain().agc; }
     std::uint64_t calibrated_ns() override {
         (void)passband();

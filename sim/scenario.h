@@ -32,6 +32,7 @@ struct BoardSetup {
     bool iq_swap = false;  // the board exchanges I and Q: spectrum mirrored about the oscillator
     unsigned ts_mode = 3;  // of the transport-stream port, for which the demultiplexer is wired
     std::uint32_t bus_clock_hz = 400'000;
+    double tone_meter_start_ms = 3;  // of the demodulator's program that measures a tone
 };
 
 // The type of LNB that scenarios call by this name: universal, c-band, c-mult, standard, dbs.
@@ -59,12 +60,33 @@ struct Switch {
     std::uint32_t wakes_ms = usual_wake_ms;
 };
 
+// How a carrier without modulation behaves while it is measured.
+struct ToneHabit {
+    double locate_ms = 0;        // longer than another of its level takes to be found
+    unsigned dips = 0;           // of fifteen readings of its amplitude, evenly among them
+    unsigned first_dip = 1;      // the first of these readings that is one
+    double dip_db = 0;           // how much lower these are
+    double creep_db_per_s = 0;   // its level falls from when it was found
+    double creep_khz_per_s = 0;  // likewise its frequency rises
+    double pulling = 0;          // share of its distance from the tuner by which it is drawn there
+};
+inline constexpr unsigned readings_in_a_row = 15;
+
+// A user band's test tone of its own habits, or a carrier that is none.
+struct ToneSetup {
+    std::optional<std::size_t> band = {};
+    double mhz = 0;
+    double dbm = -30;
+    ToneHabit habit = {};
+};
+
 // An EN 50494 outdoor unit in place of the switch: the position bit of a bank chooses between the
 // dishes of the first two ports.
 struct UnicableSetup {
     std::array<std::optional<double>, 8> band_mhz{};  // centres, by user band
     double tone_dbm = -30.0;                          // of a test tone, at the tuner
     std::uint32_t wakes_ms = usual_wake_ms;
+    double tones_after_ms = 5;  // its test tones' oscillators settle so long after the command
 };
 
 // Times are milliseconds of the virtual clock; `from` belongs to the period, `to` does not.
@@ -172,6 +194,7 @@ struct Scenario {
     broadcast::Lnb lnb = *lnb_named("universal");
     std::optional<Switch> diseqc_switch;  // absent: the first satellite's dish is on the cable
     std::optional<UnicableSetup> unicable;
+    std::vector<ToneSetup> tones;
     double cn_db = 17.0;       // of a transponder that does not say
     double level_dbm = -45.0;  // of a carrier of 27.5 Msym/s at the tuner; narrower ones are weaker
     double jitter_db = 0.1;    // spread of the quality readings

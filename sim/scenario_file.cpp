@@ -14,6 +14,7 @@
 #include "broadcast/modcod.h"
 #include "sim/scenario.h"
 #include "sim/scenario_bus.h"
+#include "sim/scenario_cable.h"
 #include "sim/scenario_section.h"
 #include "sim/scenario_text.h"
 #include "sim/scenario_time.h"
@@ -100,7 +101,10 @@ class Reader {
     void read_transponder(Section section);
     void read_override(Section section);
     void read_switch(Section section);
-    void read_unicable(Section section);
+    void read_unicable(Section section) { scenario_.unicable = sim::read_unicable(section); }
+    void read_tone(Section section) {
+        scenario_.tones.push_back(sim::read_tone(section, scenario_.unicable));
+    }
     void read_event(Section section);
     void read_fault(Section section);
     void read_clock(Section section) { sim::read_clock(section, scenario_.time); }
@@ -152,8 +156,9 @@ void Reader::each(const char *name, void (Reader::*read_section)(Section)) {
 Scenario Reader::read() {
     Section top(*root_, "scenario", file_);
     top.integer("seed", 0, std::numeric_limits<std::int64_t>::max(), scenario_.seed);
-    for (const char *section : {"board", "lnb", "noise", "satellite", "transponder", "override",
-                                "switch", "unicable", "event", "fault", "clock", "schedule"}) {
+    for (const char *section :
+         {"board", "lnb", "noise", "satellite", "transponder", "override", "switch", "unicable",
+          "tone", "event", "fault", "clock", "schedule"}) {
         top.knows(section);
     }
     top.done();
@@ -165,6 +170,7 @@ Scenario Reader::read() {
     each("override", &Reader::read_override);
     one("switch", &Reader::read_switch);
     one("unicable", &Reader::read_unicable);
+    each("tone", &Reader::read_tone);
     each("event", &Reader::read_event);
     each("fault", &Reader::read_fault);
     one("clock", &Reader::read_clock);
@@ -184,6 +190,7 @@ void Reader::read_board(Section section) {
     section.boolean("iq_swap", board.iq_swap);
     section.integer("ts_mode", 1, 3, board.ts_mode);
     section.integer("bus_clock_hz", 1'000, 1'000'000, board.bus_clock_hz);
+    section.number("tone_meter_start_ms", 0, 1'000, board.tone_meter_start_ms);
     section.done();
 }
 
@@ -379,40 +386,6 @@ void Reader::read_switch(Section section) {
         diseqc_switch.ports.push_back(satellite);
     }
     scenario_.diseqc_switch = diseqc_switch;
-}
-
-void Reader::read_unicable(Section section) {
-    UnicableSetup unicable;
-    section.needs("bands");
-    const toml::array *bands = section.list("bands");
-    section.number("tone_dbm", -100, 0, unicable.tone_dbm);
-    section.integer("wakes_ms", 0, 10'000, unicable.wakes_ms);
-    section.done();
-    const auto count = static_cast<std::int64_t>(unicable.band_mhz.size());
-    for (const toml::node &node : *bands) {
-        const toml::array *pair = node.as_array();
-        const auto index = pair != nullptr && pair->size() == 2
-                               ? pair->get(0)->value_exact<std::int64_t>()
-                               : std::nullopt;
-        const auto centre_mhz =
-            index && pair->get(1)->is_number() ? pair->get(1)->value<double>() : std::nullopt;
-        if (!centre_mhz) {
-            section.refuse_key(node, "bands", "pairs of an index and a centre in MHz are expected");
-        }
-        if (*index < 0 || *index >= count) {
-            section.refuse_key(node, "bands",
-                               fmt::format("{} is outside 0..{}", *index, count - 1));
-        }
-        if (!(*centre_mhz >= 950 && *centre_mhz <= 2150)) {
-            section.refuse_key(node, "bands", fmt::format("{} is outside 950..2150", *centre_mhz));
-        }
-        auto &band = unicable.band_mhz.at(static_cast<std::size_t>(*index));
-        if (band) {
-            section.refuse_key(node, "bands", fmt::format("a second user band {}", *index));
-        }
-        band = *centre_mhz;
-    }
-    scenario_.unicable = unicable;
 }
 
 std::vector<std::uint8_t> Reader::read_message(Section &section, std::size_t shortest) {

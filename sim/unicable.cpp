@@ -66,10 +66,13 @@ bool UnicableUnit::asks_for_tones(std::span<const std::uint8_t> message) {
 }
 
 void UnicableUnit::follow(const Request &request) {
-    states_.at(request.band) = {request.channel, false};
+    states_.at(request.band) = {request.channel, std::nullopt};
 }
 
-void UnicableUnit::start_tones() { states_.fill({std::nullopt, true}); }
+void UnicableUnit::start_tones(std::uint64_t now_ns) {
+    const auto settling_ns = static_cast<std::uint64_t>(setup_.tones_after_ms * 1e6);
+    states_.fill({std::nullopt, now_ns + settling_ns});
+}
 
 void UnicableUnit::power_off() { states_.fill({}); }
 
@@ -77,7 +80,8 @@ std::vector<UnicableUnit::Band> UnicableUnit::bands() const {
     std::vector<Band> bands;
     for (std::size_t i = 0; i < states_.size(); ++i) {
         if (const auto &centre_mhz = setup_.band_mhz.at(i)) {
-            bands.push_back({*centre_mhz * 1000, states_.at(i).channel, states_.at(i).tone});
+            bands.push_back(
+                {i, *centre_mhz * 1000, states_.at(i).channel, states_.at(i).tone_from_ns});
         }
     }
     return bands;

@@ -29,7 +29,8 @@ struct UserBandChannel {
 // oscillator less it, mirrored. A band that the unit lacks and a word whose frequency lies outside
 // 950..2150 MHz move nothing; nor does a bank that the dishes lack, which the outdoor unit decides.
 // E0 10 5B, bits 4..0 of the next byte 0: a test tone in the middle of every user band, until a
-// channel change gives the band something else. The unit forgets all when its supply goes.
+// channel change gives the band something else; their oscillators take a moment to settle. The unit
+// forgets all when its supply goes.
 class UnicableUnit {
  public:
     // Half of what a band's filter passes.
@@ -48,13 +49,14 @@ class UnicableUnit {
     [[nodiscard]] static bool asks_for_tones(std::span<const std::uint8_t> message);
 
     void follow(const Request &request);
-    void start_tones();
+    void start_tones(std::uint64_t now_ns);
     void power_off();
 
     struct Band {
+        std::size_t index;
         double centre_khz;
         std::optional<UserBandChannel> channel;
-        bool tone;
+        std::optional<std::uint64_t> tone_from_ns;  // absent without a test tone
     };
     [[nodiscard]] std::vector<Band> bands() const;
 
@@ -67,7 +69,7 @@ class UnicableUnit {
  private:
     struct State {
         std::optional<UserBandChannel> channel;
-        bool tone = false;
+        std::optional<std::uint64_t> tone_from_ns;
     };
 
     UnicableSetup setup_;

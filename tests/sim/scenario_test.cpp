@@ -150,8 +150,21 @@ replies = true
 type = "multiswitch"
 wakes_ms = 120
 [unicable]
-bands = []
+bands = [[3, 1210]]
 wakes_ms = 7
+tones_after_ms = 8.5
+[[tone]]
+band = 3
+dips = 4
+first_dip = 2
+dip_db = 1.5
+[[tone]]
+mhz = 1300.5
+dbm = -50
+locate_ms = 6
+creep_db_per_s = 7
+creep_khz_per_s = 8
+pulling = 0.25
 [[event]]
 kind = "rain_fade"
 from_ms = 1000
@@ -237,6 +250,20 @@ to_ms = 800
     EXPECT_EQ(scenario.diseqc_switch->type, sim::Switch::Type::multiswitch);
     EXPECT_EQ(scenario.diseqc_switch->wakes_ms, 120U);
     EXPECT_EQ(scenario.unicable->wakes_ms, 7U);
+    EXPECT_EQ(scenario.unicable->tones_after_ms, 8.5);
+    ASSERT_EQ(scenario.tones.size(), 2U);
+    EXPECT_THAT(scenario.tones[0].band, testing::Optional(std::size_t{3}));
+    EXPECT_EQ(scenario.tones[0].dbm, -30);
+    EXPECT_EQ(scenario.tones[0].habit.dips, 4U);
+    EXPECT_EQ(scenario.tones[0].habit.first_dip, 2U);
+    EXPECT_EQ(scenario.tones[0].habit.dip_db, 1.5);
+    EXPECT_FALSE(scenario.tones[1].band);
+    EXPECT_EQ(scenario.tones[1].mhz, 1300.5);
+    EXPECT_EQ(scenario.tones[1].dbm, -50);
+    EXPECT_EQ(scenario.tones[1].habit.locate_ms, 6);
+    EXPECT_EQ(scenario.tones[1].habit.creep_db_per_s, 7);
+    EXPECT_EQ(scenario.tones[1].habit.creep_khz_per_s, 8);
+    EXPECT_EQ(scenario.tones[1].habit.pulling, 0.25);
     ASSERT_EQ(scenario.events.size(), 4U);
     EXPECT_EQ(scenario.events[3].kind, sim::Event::Kind::cable_shorted);
     EXPECT_EQ(scenario.events[3].period.to_ms, 800U);
@@ -457,6 +484,10 @@ INSTANTIATE_TEST_SUITE_P(
                 "switch.type: \"motor\" is none of committed, multiswitch, burst"},
         Mistake{"[switch]\nports = [\"\"]\nwakes_ms = 10001\n", "10001 is outside 0..10000"},
         Mistake{"[unicable]\nbands = []\nwakes_ms = -1\n", "-1 is outside 0..10000"},
+        Mistake{"[[tone]]\ndbm = -40\n", "tone: either band or mhz is expected"},
+        Mistake{"[[tone]]\nmhz = 1000\nband = 1\n", "tone: either band or mhz is expected"},
+        Mistake{"[[tone]]\nband = 1\n", "tone.band: there is no user band 1"},
+        Mistake{"[unicable]\nbands = [[2, 1000]]\n[[tone]]\nband = 1\n", "no user band 1"},
         Mistake{"[[fault]]\nkind = \"diseqc_busy\"\nbusy_ms = 10001\n", "outside 0..10000"},
         Mistake{"[[fault]]\nkind = \"diseqc_reply\"\n", "fault: bytes is missing"},
         Mistake{"[[fault]]\nkind = \"diseqc_reply\"\nbytes = []\nerrors = 256\n",
@@ -527,6 +558,7 @@ TEST_P(ScenarioLimits, are_inclusive) {
 constexpr const char *bare_transponder =
     "[[transponder]]\nfrequency_khz = 1\npolarisation = \"V\"\n"
     "symbol_rate = 1";
+constexpr const char *bare_tone = "[[tone]]\nmhz = 1000";
 constexpr const char *fade = "[[event]]\nkind = \"rain_fade\"";
 
 // A bare_transponder each, so that neighbours stay alone when one is added.
@@ -534,6 +566,17 @@ const std::vector<Limits> limits_of_keys{
     Limits{"[board]", "ts_mode", 1, 3, 1, ""},
     Limits{"[board]", "bus_clock_hz", 1'000, 1'000'000, 1, ""},
     Limits{"[board]", "tuner_identity", 0, 255, 1, ""},
+    Limits{"[board]", "tone_meter_start_ms", 0, 1'000, 1, ""},
+    Limits{"[unicable]\nbands = []", "tones_after_ms", 0, 1'000, 1, ""},
+    Limits{"[[tone]]", "mhz", 950, 2'150, 1, ""},
+    Limits{bare_tone, "dbm", -100, 0, 0.1, ""},
+    Limits{bare_tone, "locate_ms", 0, 1'000, 1, ""},
+    Limits{bare_tone, "dips", 0, 15, 1, ""},
+    Limits{bare_tone, "first_dip", 1, 15, 1, ""},
+    Limits{bare_tone, "dip_db", 0, 60, 0.1, ""},
+    Limits{bare_tone, "creep_db_per_s", 0, 10'000, 1, ""},
+    Limits{bare_tone, "creep_khz_per_s", 0, 100'000, 1, ""},
+    Limits{bare_tone, "pulling", 0, 1, 0.1, ""},
     Limits{"[lnb]", "lof_low_khz", 1, 50'000'000, 1, ""},
     Limits{"[lnb]", "lof_high_khz", 0, 50'000'000, 1, ""},
     Limits{"[lnb]", "switch_khz", 0, 50'000'000, 1, ""},

@@ -95,6 +95,58 @@ TEST_F(Unicable, bands_do_not_show_without_the_command) {
     EXPECT_THAT(output, HasSubstr("Total 0 UBs are found!"));
 }
 
+// Each row of the table that the measurement needs.
+TEST_F(Unicable, tone_reads_lower_with_a_register_that_does_not_suit_it) {
+    add_bands({1'213});
+    start();
+    supply(true, true);
+    ASSERT_THAT(detect(), testing::ElementsAre(1'213U));
+
+    for (const int number : {0x08, 0x21, 0x25, 0x30, 0x32, 0x4A, 0x4D, 0x50, 0x51, 0x52, 0x53, 0x56,
+                             0x5D, 0x63, 0x90}) {
+        const auto reg = static_cast<std::uint8_t>(number);
+        const std::uint8_t suits = peek(reg);
+        const std::uint8_t before = peek(0x59);
+        poke(reg, suits ^ 0x08);
+        EXPECT_LT(peek(0x59), before) << std::hex << number;
+        poke(reg, suits);
+    }
+}
+
+TEST_F(Unicable, measurement_reaches_as_far_as_the_symbol_rate) {
+    add_bands({1'213});
+    start();
+    supply(true, true);
+    detect();
+    std::int32_t mhz = 0;
+    std::int32_t amplitude = 0;
+    std::int32_t gain = 0;
+    EXPECT_EQ(ub_measure(1'213'000 + 15'000, &mhz, &amplitude, &gain), 1);
+    EXPECT_EQ(mhz, 1'213);
+    EXPECT_EQ(ub_measure(1'213'000 + 17'000, &mhz, &amplitude, &gain), 1);
+    EXPECT_NE(mhz, 1'213);  // the tuner's own reference
+}
+
+TEST_F(Unicable, carrier_that_only_looks_like_a_tone_is_not_found) {
+    add_bands({1'213});
+    scenario.tones = {{.mhz = 1'513, .dbm = -56.5, .habit = {.dips = 6, .dip_db = 1}},
+                      {.mhz = 1'613, .dbm = -56.5, .habit = {.dips = 5, .dip_db = 1}},
+                      {.mhz = 1'715.32, .habit = {.pulling = 0.04}}};
+    start();
+    supply(true, true);
+
+    EXPECT_THAT(detect(), testing::ElementsAre(1'213U, 1'613U));
+}
+
+TEST_F(Unicable, stronger_of_two_carriers_is_measured) {
+    add_bands({1'213});
+    scenario.tones = {{.mhz = 1'208, .dbm = -29}};
+    start();
+    supply(true, true);
+
+    EXPECT_THAT(detect(), testing::ElementsAre(1'208U));
+}
+
 TEST_F(Unicable, other_installation_commands_start_no_tones) {
     add_bands({1'213});
     start();
