@@ -296,7 +296,8 @@ std::uint8_t DiseqcMaster::read(std::uint8_t reg, std::uint64_t now_ns) const {
         return reply_.errors;
     }
     const std::size_t index = reg - reg::diseqc_data;
-    return index < replied(now_ns) ? reply_.bytes[index] : data_.at(index);
+    const bool has_arrived = !reply_.arrives && index < replied(now_ns);
+    return has_arrived ? reply_.bytes[index] : data_.at(index);
 }
 
 }  // namespace sim

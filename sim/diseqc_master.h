@@ -29,7 +29,7 @@ namespace sim {
 // specification 4.2), a tone burst 12.5 ms: eight bytes and the silence end before the driver gives
 // up. An output that is closed in between cuts the message off.
 // A reply begins 20 ms after the message; its bytes are counted as they arrive, seven at most, and
-// stay when the operation is ended.
+// come into the data registers, which hold the message until then, when the operation is ended.
 class DiseqcMaster {
  public:
     static constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();

@@ -316,6 +316,23 @@ INSTANTIATE_TEST_SUITE_P(
         Answer{.bytes = {0xE4, 0xF0}, .errors = 0x02, .status = -13, .length = 2},
         Answer{.bytes = {0xE4, 0xF0}, .errors = 0x01, .status = -13, .length = 2}));
 
+TEST_F(Diseqc, reply_can_be_read_when_the_master_has_been_told_to_end) {
+    scenario.diseqc_switch->replies = true;
+    start();
+    supply(true, false);
+    tone(false, false);
+    poke(0xA2, 0x01);
+    for (const auto &[reg, value] : {std::pair{0xA3, 0xE2}, std::pair{0xA4, 0x10},
+                                     std::pair{0xA5, 0x14}, std::pair{0xA1, 0x97}}) {
+        poke(static_cast<std::uint8_t>(reg), static_cast<std::uint8_t>(value));
+    }
+    sleep_ms(15 + 41 + 20 + 28);
+    EXPECT_EQ(peek(0xA3), 0xE2);
+
+    poke(0xA1, 0x40);
+    EXPECT_EQ(peek(0xA3), 0xE4);
+}
+
 TEST_F(Diseqc, reply_that_still_comes_is_not_to_be_interrupted) {
     scenario.diseqc_switch->replies = true;
     start();
