@@ -27,9 +27,10 @@ ProgramImages images_of_this_build();
 // The program memory of the demodulator's micro-controller.
 //
 // It takes blocks only while the micro-controller is held, and a hold without any block keeps the
-// program that is there. It is written in rows of 64 bytes: a block begins a row, and what it leaves
-// of its last row is blank. Released, it runs the image of its chip and nothing else: code with one
-// wrong byte goes astray sooner or later, and which byte does no harm nobody outside can tell.
+// program that is there. It is written in rows of 64 bytes: a block begins a row, and what it
+// leaves of its last row is blank. Released, it runs the image of its chip and nothing else: code
+// with one wrong byte goes astray sooner or later, and which byte does no harm nobody outside can
+// tell.
 class McuProgram {
  public:
     McuProgram(Chip chip, Watch &watch, const ProgramImages &images = images_of_this_build())

@@ -39,11 +39,11 @@ std::optional<std::uint32_t> master_clock_khz(Chip chip, broadcast::System syste
 // payload; a serial one the chip's own clock.
 // The newer chips' decoder of DVB-S2 takes 1.14 master clocks for each bit that it puts out.
 //
-// The pins are driven with 0x06 clear, 0x27 bit 0 set and 0x29 bits 7, 5 and 4 clear, from the block
-// of the port with its enabling bits set in 0xFD: 6 and 1, or 5 in the DVB-S bank of DS300X. Where
-// that bank is not the one in use, 0x27 bit 4 turns on the other seven pins of a parallel port; those
-// of a serial port are to be off, but for DS300X, which drives them low. The decoder hands over on
-// the clock edge of 0xCA bit 0, the port takes over on that of 0xFD bit 3.
+// The pins are driven with 0x06 clear, 0x27 bit 0 set and 0x29 bits 7, 5 and 4 clear, from the
+// port's block with its enabling bits set in 0xFD: 6 and 1, or 5 in the DVB-S bank of DS300X. Where
+// that bank is not the one in use, 0x27 bit 4 turns on the other seven pins of a parallel port;
+// those of a serial port are to be off, but for DS300X, which drives them low. The decoder hands
+// over on the clock edge of 0xCA bit 0, the port takes over on that of 0xFD bit 3.
 TsOutput ts_output(Chip chip, broadcast::System system, const TsRegisters &regs,
                    const broadcast::Transponder &carrier, unsigned wired_mode);
 
