@@ -23,6 +23,24 @@ struct Release {
 
 }  // namespace
 
+std::string to_string(HostCall::Operation operation) {
+    switch (operation) {
+        case HostCall::Operation::init:
+            return "init";
+        case HostCall::Operation::tune:
+            return "tune";
+        case HostCall::Operation::get_signal:
+            return "get_signal";
+        case HostCall::Operation::get_lock:
+            return "get_lock";
+        case HostCall::Operation::finalize:
+            return "finalize";
+        case HostCall::Operation::free:
+            return "free";
+    }
+    return "";
+}
+
 bool Board::write(void *bus, unsigned address, std::span<const std::uint8_t> data, unsigned flags) {
     if (busy_.test_and_set(std::memory_order_acquire)) {
         return clash(

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "board/bytes.h"
+#include "board/host_call.h"
 #include "ds3000/hw/hdi.h"
 
 namespace board {
@@ -84,6 +85,13 @@ class Board {
     // Carry out a transfer and put the answer into it. A board may leave alone what it has no use
     // for: a transfer succeeds, and is answered with zeros, unless the board says otherwise.
     virtual void perform(Transfer &transfer) = 0;
+
+    // The driver's host begins or has ended a call. Boards in front of others pass it on.
+    virtual void attend(const HostCall & /*call*/) {}
+
+    // From now on transfers are withheld from this board: what the driver leaves undone on it is
+    // not the driver's doing. Boards in front of others pass it on.
+    virtual void forsake() {}
 
     // What a driver calls, each a transfer to perform. Addresses are 8-bit write addresses, flags
     // are those of hdi_flags.

@@ -5,7 +5,9 @@
 
 #include <cstdint>
 #include <ctime>
+#include <functional>
 #include <string>
+#include <utility>
 
 #include "board/schedule.h"
 
@@ -56,6 +58,7 @@ class VirtualClock {
 
     // What befalls the process's time from now on. Call it while no other thread is registered.
     void befall(const TimeFaults &faults) { schedule_.befall(faults); }
+    [[nodiscard]] const TimeFaults &faults() const { return schedule_.faults(); }
 
     // Name of the calling thread: "main", then "thread1", "thread2" in order of creation.
     [[nodiscard]] static std::string thread_name() { return Schedule::thread_name(); }
@@ -74,6 +77,25 @@ class VirtualClock {
     int join_thread(pthread_t thread, void **result) {
         return schedule_.join_thread(thread, result);
     }
+
+    // Somebody waits for the running thread to be done with something, and loses patience after so
+    // long, transfers and what befalls the whole process aside: `lose` is called once, then or
+    // when it is known that no thread will run before, by whichever thread has the turn.
+    void have_patience(std::uint64_t limit_ns, std::function<void()> lose) {
+        schedule_.have_patience(limit_ns, std::move(lose));
+    }
+    void end_patience() { schedule_.end_patience(); }
+
+    // How many threads it has made, and whether one of them, by its number, has not been joined.
+    [[nodiscard]] unsigned created_threads() const { return schedule_.created_threads(); }
+    [[nodiscard]] bool holds_thread(unsigned number) const {
+        return schedule_.holds_thread(number);
+    }
+
+    // Lock a mutex that threads of the clock share; and how often one had to wait for it, which
+    // happens only while its owner has given up the turn.
+    int lock_mutex(pthread_mutex_t *mutex) { return schedule_.lock_mutex(mutex); }
+    [[nodiscard]] std::uint64_t blocked_locks() const { return schedule_.blocked_locks(); }
 
     // The clock in force, or null.
     static VirtualClock *current();

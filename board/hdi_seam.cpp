@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "board/board.h"
+#include "board/clock.h"
 #include "ds3000/hw/hdi.h"
 
 namespace board {
@@ -14,6 +15,13 @@ namespace board {
 namespace {
 
 Board *board_in_use = nullptr;
+
+// Between two transfers another thread may take the turn.
+void end_transfer() {
+    if (VirtualClock *clock = VirtualClock::current(); clock != nullptr) {
+        clock->meet_switch_point();
+    }
+}
 
 }  // namespace
 
@@ -35,24 +43,31 @@ void hdi_destroy_i2c_bus(void *bus) {
 }
 
 int hdi_Check_i2c_address(void *bus, unsigned address) {
-    return board_in_use != nullptr && board_in_use->check_address(bus, address) ? 1 : 0;
+    const bool answers = board_in_use != nullptr && board_in_use->check_address(bus, address);
+    board::end_transfer();
+    return answers ? 1 : 0;
 }
 
 int hdi_Write_i2c_port(void *bus, unsigned address, const uint8_t *data, unsigned length,
                        unsigned flags) {
-    return board_in_use != nullptr && board_in_use->write(bus, address, {data, length}, flags) ? 1
-                                                                                               : 0;
+    const bool written =
+        board_in_use != nullptr && board_in_use->write(bus, address, {data, length}, flags);
+    board::end_transfer();
+    return written ? 1 : 0;
 }
 
 int hdi_Read_i2c_port(void *bus, unsigned address, uint8_t *data, unsigned length, unsigned flags) {
-    return board_in_use != nullptr && board_in_use->read(bus, address, {data, length}, flags) ? 1
-                                                                                              : 0;
+    const bool read =
+        board_in_use != nullptr && board_in_use->read(bus, address, {data, length}, flags);
+    board::end_transfer();
+    return read ? 1 : 0;
 }
 
 void hdi_set_gpio(void *bus, unsigned line, unsigned level) {
     if (board_in_use != nullptr) {
         board_in_use->set_gpio(bus, line, level);
     }
+    board::end_transfer();
 }
 
 int log_print(const char *format, ...) {

@@ -2,32 +2,56 @@
 #include "board/schedule.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 namespace board {
 
 namespace {
 
 thread_local std::shared_ptr<Schedule::Member> this_member;
+constinit thread_local unsigned this_number = Schedule::outside;
+constinit thread_local bool is_in_schedule = false;
+
+void be(const std::shared_ptr<Schedule::Member> &member) {
+    this_member = member;
+    this_number = member ? member->number : Schedule::outside;
+}
 
 }  // namespace
+
+class Schedule::Lock : public std::unique_lock<std::mutex> {
+ public:
+    explicit Lock(std::mutex &mutex) : unique_lock(mutex, std::defer_lock) {
+        is_in_schedule = true;
+        lock();
+    }
+    Lock(const Lock &) = delete;
+    Lock &operator=(const Lock &) = delete;
+    ~Lock() {
+        unlock();
+        is_in_schedule = false;
+    }
+};
 
 Schedule::Schedule() {
     auto member = std::make_shared<Member>();
     member->name = "main";
     member->handle = pthread_self();
     member->has_turn = true;
-    this_member = member;
+    be(member);
 }
 
-Schedule::~Schedule() { this_member.reset(); }
+Schedule::~Schedule() { be(nullptr); }
 
 void Schedule::sleep_ns(std::uint64_t duration_ns) {
     give_up_turn_until(now_ns() + duration_ns + delay_ns());
 }
 
 void Schedule::give_up_turn_until(std::uint64_t at_ns) {
+    lose_patience_by(now_ns());
     if (at_ns < first_wake_up_ns_.load(std::memory_order_relaxed)) {
         advance_to(at_ns);
         return;
@@ -49,7 +73,26 @@ bool Schedule::sleep_or_signal_ns(std::uint64_t duration_ns) {
 
 std::string Schedule::thread_name() { return this_member ? this_member->name : "outside"; }
 
-unsigned Schedule::thread_number() { return this_member ? this_member->number : outside; }
+unsigned Schedule::thread_number() { return this_number; }
+
+bool Schedule::is_at_work() { return this_number != outside && !is_in_schedule; }
+
+void Schedule::have_patience(std::uint64_t limit_ns, std::function<void()> lose) {
+    patience_ = {now_ns() + limit_ns, spent_ns_.load(std::memory_order_relaxed), std::move(lose)};
+}
+
+void Schedule::lose_patience_by(std::uint64_t at_ns) {
+    if (!patience_) {
+        return;
+    }
+    const std::uint64_t spent_ns =
+        spent_ns_.load(std::memory_order_relaxed) - patience_->spent_before_ns;
+    if (at_ns > patience_->until_ns + spent_ns) {
+        const auto lose = std::move(patience_->lose);
+        patience_.reset();
+        lose();
+    }
+}
 
 void Schedule::befall(const TimeFaults &faults) {
     faults_ = faults;
@@ -61,7 +104,7 @@ void Schedule::befall(const TimeFaults &faults) {
 
 // Threads are threads of this process only when this clock made them.
 void Schedule::switch_by_chance(bool is_last_before_pause) {
-    if (!this_member) {
+    if (!is_at_work()) {
         return;
     }
     if (is_last_before_pause && faults_.pause_at != 0) {
@@ -103,6 +146,7 @@ void Schedule::live_through_absences(std::uint64_t &at_ns) {
         const TimeFaults::Absence &absence = faults_.absences[absences_met_++];
         if (!absence.suspended) {
             at_ns = std::max(at_ns, next_absence_ns_ + absence.length_ns);
+            spent_ns_.fetch_add(absence.length_ns, std::memory_order_relaxed);
         } else {
             suspended_ns_.fetch_add(absence.length_ns, std::memory_order_relaxed);
             if (follow_wall_.load(std::memory_order_relaxed)) {
@@ -162,7 +206,7 @@ int Schedule::create_thread(pthread_t *thread, const pthread_attr_t *attributes,
 
 void Schedule::begin_member(const std::shared_ptr<Member> &member) {
     Lock lock(mutex_);
-    this_member = member;
+    be(member);
     await_turn(lock, *member);
 }
 
@@ -173,7 +217,7 @@ void Schedule::end_member() {
         queue(this_member->joiner, now_ns());
     }
     pass_turn();
-    this_member.reset();
+    be(nullptr);
 }
 
 int Schedule::join_thread(pthread_t thread, void **result) {
@@ -192,6 +236,25 @@ int Schedule::join_thread(pthread_t thread, void **result) {
         }
     }
     return system_pthread_join(thread, result);
+}
+
+bool Schedule::holds_thread(unsigned number) const {
+    const Lock lock(mutex_);
+    return std::any_of(members_.begin(), members_.end(),
+                       [number](const auto &entry) { return entry.second->number == number; });
+}
+
+// The owner of a mutex that is taken waits for its turn.
+int Schedule::lock_mutex(pthread_mutex_t *mutex) {
+    constexpr std::uint64_t look_again_ns = 10'000;
+    meet_switch_point();
+    int error = pthread_mutex_trylock(mutex);
+    blocked_locks_ += error == EBUSY ? 1 : 0;
+    while (error == EBUSY) {
+        give_up_turn_until(now_ns() + look_again_ns);
+        error = pthread_mutex_trylock(mutex);
+    }
+    return error;
 }
 
 void Schedule::queue(const std::shared_ptr<Member> &member, std::uint64_t at_ns) {
@@ -216,6 +279,7 @@ void Schedule::pass_turn() {
     if (this_member) {
         this_member->has_turn = false;
     }
+    lose_patience_by(sleepers_.empty() ? never : sleepers_.begin()->first.at_ns);
     if (sleepers_.empty()) {
         std::fputs("virtual clock: every thread waits for another one to end\n", stderr);
         std::abort();

@@ -6,10 +6,12 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "board/chance.h"
@@ -36,6 +38,8 @@ class Schedule {
         return now_ns() + suspended_ns_.load(std::memory_order_relaxed);
     }
     void spend_ns(std::uint64_t duration_ns) {
+        spent_ns_.store(spent_ns_.load(std::memory_order_relaxed) + duration_ns,
+                        std::memory_order_relaxed);
         advance_to(now_ns() + duration_ns);
         meet_switch_point();
     }
@@ -54,6 +58,10 @@ class Schedule {
         }
     }
 
+    // What is done when the time that no thread spends goes on for so long before patience ends.
+    void have_patience(std::uint64_t limit_ns, std::function<void()> lose);
+    void end_patience() { patience_.reset(); }
+
     void befall(const TimeFaults &faults);
     [[nodiscard]] const TimeFaults &faults() const { return faults_; }
     void follow_wall_time(bool follow) { follow_wall_.store(follow, std::memory_order_relaxed); }
@@ -63,9 +71,17 @@ class Schedule {
     static constexpr unsigned outside = std::numeric_limits<unsigned>::max();
     [[nodiscard]] static unsigned thread_number();
 
+    // Whether the calling thread is a registered one at work of its own.
+    [[nodiscard]] static bool is_at_work();
+
     int create_thread(pthread_t *thread, const pthread_attr_t *attributes, void *(*start)(void *),
                       void *argument);
     int join_thread(pthread_t thread, void **result);
+    [[nodiscard]] unsigned created_threads() const { return created_; }
+    [[nodiscard]] bool holds_thread(unsigned number) const;
+
+    int lock_mutex(pthread_mutex_t *mutex);
+    [[nodiscard]] std::uint64_t blocked_locks() const { return blocked_locks_; }
 
     // One registered thread: whether it has the turn, and who waits for its end.
     struct Member {
@@ -83,7 +99,8 @@ class Schedule {
     void end_member();
 
  private:
-    using Lock = std::unique_lock<std::mutex>;
+    // Of the schedule itself; waiting for it is not giving up the turn.
+    class Lock;
     struct WakeUp {
         std::uint64_t at_ns;
         std::uint64_t order;
@@ -104,6 +121,7 @@ class Schedule {
     [[nodiscard]] std::uint64_t delay_ns();
     [[nodiscard]] std::uint64_t next_signal_ns() const;
     void live_through_absences(std::uint64_t &at_ns);
+    void lose_patience_by(std::uint64_t at_ns);
     void plan_absence();
 
     void advance_to(std::uint64_t at_ns) {
@@ -120,7 +138,14 @@ class Schedule {
         now_ns_.store(at_ns, std::memory_order_relaxed);
     }
 
-    // Everything of the faults is used by the thread whose turn it is.
+    struct Patience {
+        std::uint64_t until_ns;         // while nothing is spent
+        std::uint64_t spent_before_ns;  // what has been when it began
+        std::function<void()> lose;
+    };
+
+    // Everything of patience and faults is used by the thread whose turn it is.
+    std::optional<Patience> patience_;
     TimeFaults faults_;
     Chance chance_{1};
     std::size_t absences_met_ = 0;
@@ -128,13 +153,15 @@ class Schedule {
     std::atomic<std::uint32_t> points_to_pause_{0};  // counted down; from 0 it takes for ever
     std::atomic<std::uint64_t> now_ns_{0};
     std::atomic<std::uint64_t> suspended_ns_{0};
+    std::atomic<std::uint64_t> spent_ns_{0};  // by transfers, and while no thread could run
     std::atomic<std::uint64_t> first_wake_up_ns_{never};  // of sleepers_
     std::atomic<bool> follow_wall_{false};
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     std::map<WakeUp, std::shared_ptr<Member>> sleepers_;
     std::map<pthread_t, std::shared_ptr<Member>> members_;
     std::uint64_t next_order_ = 0;
     unsigned created_ = 0;
+    std::uint64_t blocked_locks_ = 0;
 };
 
 }  // namespace board

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 
-// The process's time: usleep, clock_gettime, pthread_create and pthread_join, defined here so that
-// the driver's calls reach the virtual clock, or the system when no virtual clock is in force.
+// The process's time: usleep, clock_gettime, pthread_create, pthread_join and pthread_mutex_lock,
+// defined here so that the driver's calls reach the virtual clock, or the system when no virtual
+// clock is in force.
 // Two ways in: these definitions take the place of libc's in an executable that exports its
 // symbols; sanitizer builds keep their own interceptors in that place, so there the linker
 // redirects the driver's calls (--wrap), which gives them the prefix __wrap_.
@@ -26,12 +27,14 @@ extern "C" {
 #ifdef DS3000_WRAPPED_TIME
 int __real_pthread_create(pthread_t *, const pthread_attr_t *, void *(*)(void *), void *);
 int __real_pthread_join(pthread_t, void **);
+int __real_pthread_mutex_lock(pthread_mutex_t *);
 #endif
 int SEAM(usleep)(useconds_t microseconds);
 int SEAM(clock_gettime)(clockid_t clock, timespec *time) noexcept;
 int SEAM(pthread_create)(pthread_t *thread, const pthread_attr_t *attributes,
                          void *(*start)(void *), void *argument) noexcept;
 int SEAM(pthread_join)(pthread_t thread, void **result);
+int SEAM(pthread_mutex_lock)(pthread_mutex_t *mutex) noexcept;
 }
 
 namespace board {
@@ -65,6 +68,15 @@ int system_pthread_join(pthread_t thread, void **result) {
 #else
     static auto *const next = next_definition<int(pthread_t, void **)>("pthread_join");
     return next(thread, result);
+#endif
+}
+
+int system_pthread_mutex_lock(pthread_mutex_t *mutex) {
+#ifdef DS3000_WRAPPED_TIME
+    return __real_pthread_mutex_lock(mutex);
+#else
+    static auto *const next = next_definition<int(pthread_mutex_t *)>("pthread_mutex_lock");
+    return next(mutex);
 #endif
 }
 
@@ -122,4 +134,11 @@ int SEAM(pthread_join)(pthread_t thread, void **result) {
         return clock->join_thread(thread, result);
     }
     return board::system_pthread_join(thread, result);
+}
+
+int SEAM(pthread_mutex_lock)(pthread_mutex_t *mutex) noexcept {
+    board::VirtualClock *clock = board::VirtualClock::current();
+    return clock != nullptr && board::Schedule::is_at_work()
+               ? clock->lock_mutex(mutex)
+               : board::system_pthread_mutex_lock(mutex);
 }

@@ -31,6 +31,8 @@ class Recorder : public board::Board {
     void before_each_event(std::function<void()> look) { before_each_event_ = std::move(look); }
 
     void perform(board::Transfer &transfer) override;
+    void attend(const board::HostCall &call) override { board_.attend(call); }
+    void forsake() override { board_.forsake(); }
 
     // The driver wrote a line to standard error.
     void message(std::string_view line);

@@ -31,6 +31,8 @@ constexpr std::array awake_bits{
     AwakeBit{reg::reg_23, reg::reg_23_power_down, 0},
 };
 
+constexpr std::uint32_t longer_than_within_polls_us = 45'000;
+
 bool is_to_chips(const board::Transfer &transfer) {
     const bool carries =
         transfer.kind == Kind::write || transfer.kind == Kind::read || transfer.kind == Kind::fetch;
@@ -92,8 +94,13 @@ void BoardWatch::perform(board::Transfer &transfer) {
                 time_ns() - begin_ns);
     }
     plan_looks();
-    // After a read the demodulator's repeater is shut, and nothing is left half done.
-    if (look_due_ && transfer.kind == Kind::read && transfer.address == DEMOD_ADDRESS) {
+    if (transfer.kind == Kind::wait && transfer.wait_us >= longer_than_within_polls_us) {
+        begins_anew_ = true;
+    }
+    // After a read the demodulator's repeater is shut, and nothing is left half done. The first one
+    // of a poll is the same one whoever had the processor when the look was asked for.
+    if (transfer.kind == Kind::read && transfer.address == DEMOD_ADDRESS &&
+        begins_anew_.exchange(false) && look_due_) {
         look();
     }
 }
@@ -144,12 +151,14 @@ void BoardWatch::account_failure(unsigned address, std::uint64_t took_ns) {
     }
     const bool is_hopeless = failures_.are_too_many() || tuner_failures_.are_too_many();
     if (work_ == Work::ending) {
-        spares_ = spares_ || is_hopeless || (stopped_() && took_ns >= slow_failure_ns);
+        if (is_hopeless || (stopped_() && took_ns >= slow_failure_ns)) {
+            spare();
+        }
     } else if (is_hopeless) {
         lose_bus();
     } else if (stopped_()) {
         may_hear_ = failures_.count < 2 && took_ns < slow_failure_ns;
-        spares_ = true;
+        spare();
         tell_of_end();
     }
 }
@@ -164,6 +173,7 @@ void BoardWatch::plan_looks() {
     if (looks_regularly_ && time_ns() - looked_ns_ >= period_ns) {
         looked_ns_ = time_ns();
         look_soon();
+        begins_anew_ = true;
     }
 }
 
@@ -220,8 +230,13 @@ void BoardWatch::lose_bus() {
     lose(BoardLoss::bus_lost);
 }
 
-void BoardWatch::lose(BoardLoss loss) {
+void BoardWatch::spare() {
     spares_ = true;
+    board_.forsake();
+}
+
+void BoardWatch::lose(BoardLoss loss) {
+    spare();
     if (!lost_) {
         loss_ = loss;
         lost_ = true;

@@ -45,6 +45,7 @@ class BoardWatch final : public board::Board {
     BoardWatch(board::Board &board, std::function<bool()> stopped, bool may_look = true);
 
     void perform(board::Transfer &transfer) override;
+    void attend(const board::HostCall &call) override { board_.attend(call); }
 
     // Whose work the board does from now on. A plug-in has a thread of its own, which must have its
     // sleeps; work of the calling thread alone is cut short as a whole when a person stops it: its
@@ -60,7 +61,8 @@ class BoardWatch final : public board::Board {
     // thread that has the bus, between two operations of the driver.
     void look();
 
-    // The same by whichever thread reads a register of the demodulator next.
+    // The same by whichever thread reads a register of the demodulator next, at the beginning of a
+    // poll.
     void look_soon() { look_due_ = may_look_; }
     [[nodiscard]] bool look_is_due() const { return look_due_; }
 
@@ -110,6 +112,7 @@ class BoardWatch final : public board::Board {
     void lose_bus();
     void lose(BoardLoss loss);
     void tell_of_end();
+    void spare();
 
     board::Board &board_;
     std::function<bool()> stopped_;
@@ -125,6 +128,7 @@ class BoardWatch final : public board::Board {
     std::uint64_t looked_ns_ = 0;
     std::atomic<Work> work_ = Work::none;
     std::atomic<bool> look_due_ = false;
+    std::atomic<bool> begins_anew_ = true;  // the driver rested and has not read since
     std::atomic<bool> spares_ = false;   // transfers to the chips fail at once
     std::atomic<bool> may_hear_ = true;  // the chips, when they are sent to sleep after a stop
     std::atomic<bool> lost_ = false;

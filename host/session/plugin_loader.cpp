@@ -156,4 +156,13 @@ std::string tuner_fault(const Tuner *tuner, std::uintptr_t host_arg) {
     return tuner->host_arg == host_arg ? "" : "the Tuner does not hold what create was given";
 }
 
+Tuner *create_tuner(const dvb_ts_tuner_metadata &descriptor) {
+    constexpr std::uintptr_t host_arg = 0x5A17;
+    Tuner *const tuner = descriptor.create(host_arg);
+    if (const std::string fault = tuner_fault(tuner, host_arg); !fault.empty()) {
+        throw Failure(ExitStatus::not_loadable, fmt::format("the plug-in is wrong: {}", fault));
+    }
+    return tuner;
+}
+
 }  // namespace host

@@ -52,4 +52,7 @@ std::string descriptor_fault(const dvb_ts_tuner_metadata *descriptor);
 // What is wrong with a Tuner that `create` returned for this argument; empty when nothing is.
 std::string tuner_fault(const Tuner *tuner, std::uintptr_t host_arg);
 
+// A new Tuner. Throws Failure (not_loadable) for one that is wrong.
+Tuner *create_tuner(const dvb_ts_tuner_metadata &descriptor);
+
 }  // namespace host

@@ -1,7 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "host/session/rig.h"
 
+#include <fmt/format.h>
+
+#include <cstdlib>
+
 #include "host/session/lock_wait.h"
+#include "host/session/tuner_calls.h"
 #include "host/terminal/replaced_file.h"
 
 namespace host {
@@ -127,10 +132,19 @@ Rig::Rig(const RigOptions &options, Console &console)
     : Workbench(options, console), plugin_(plugin_file(options.plugin)) {}
 
 ExitStatus Rig::run(const std::function<ExitStatus(Session &)> &work) {
+    const OverdueCalls overdue([this](std::string_view call) { end_with(call); });
     return live(BoardWatch::Work::of_plugin, [&] {
         Session session(plugin_.descriptor(), log());
         return attend([&] { return work(session); });
     });
+}
+
+// Nothing can be taken back of a call that hangs: neither its thread nor its Tuner.
+void Rig::end_with(std::string_view hanging_call) {
+    console().error(
+        fmt::format("the plug-in hangs: {} has not returned after {} s of the receiver's time",
+                    hanging_call, OverdueCalls::limit_ns / 1'000'000'000U));
+    std::_Exit(static_cast<int>(ExitStatus::internal_error));
 }
 
 void Rig::look() {

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 #include "host/boards/boards.h"
@@ -83,6 +84,8 @@ class Workbench {
     // to, unless a person ended it.
     ExitStatus attend(const std::function<ExitStatus()> &work);
 
+    [[nodiscard]] Console &console() { return console_; }
+
  private:
     Console &console_;
     // Have the chips looked at, now or soon.
@@ -112,6 +115,7 @@ class Rig : public Workbench {
 
  private:
     void have_a_look() override { board().watch().look_soon(); }
+    [[noreturn]] void end_with(std::string_view hanging_call);
 
     Plugin plugin_;
 };

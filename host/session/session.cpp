@@ -31,16 +31,12 @@ bool sets_up_the_same(const ds3000_channel &one, const ds3000_channel &other) {
 
 }  // namespace
 
-Session::Session(const dvb_ts_tuner_metadata &descriptor, DriverLog &log) : log_(log) {
-    constexpr std::uintptr_t host_arg = 0x5A17;
-    tuner_ = descriptor.create(host_arg);
-    if (const std::string fault = tuner_fault(tuner_, host_arg); !fault.empty()) {
-        throw Failure(ExitStatus::not_loadable, fmt::format("the plug-in is wrong: {}", fault));
-    }
-    const bool up = tuner_->init(tuner_) != 0;
+Session::Session(const dvb_ts_tuner_metadata &descriptor, DriverLog &log)
+    : log_(log), calls_(create_tuner(descriptor)) {
+    const bool up = calls_.init() != 0;
     take_lines();
     if (!up) {
-        tuner_->free(tuner_);
+        calls_.free();
         take_lines();
         throw Failure(ExitStatus::hardware_absent,
                       watch_.bus_refused()
@@ -55,8 +51,8 @@ Session::Session(const dvb_ts_tuner_metadata &descriptor, DriverLog &log) : log_
 }
 
 Session::~Session() {
-    tuner_->finalize(tuner_);
-    tuner_->free(tuner_);
+    calls_.finalize();
+    calls_.free();
     take_lines();
 }
 
@@ -66,7 +62,7 @@ std::string Session::chip_name() const {
 }
 
 TuneAnswer Session::tune(const tune_request &request) {
-    const bool accepted = tuner_->tune(tuner_, &request) != 0;
+    const bool accepted = calls_.tune(request) != 0;
     take_lines();
     ds3000_channel wanted;
     const std::int32_t refusal = ds3000_plan_channel(&request, &wanted);
@@ -81,11 +77,11 @@ TuneAnswer Session::tune(const tune_request &request) {
     return accepted ? TuneAnswer::set_up : TuneAnswer::connect_failed;
 }
 
-bool Session::locked() { return tuner_->get_lock(tuner_) == 1; }
+bool Session::locked() { return calls_.get_lock() == 1; }
 
 Signal Session::signal() {
     std::array<std::uint8_t, 2> out{};
-    tuner_->get_signal(tuner_, out.data());
+    calls_.get_signal(out);
     // Below 0 dB the quality byte is a negative number in two's complement.
     return {static_cast<std::int8_t>(out[0]), out[1]};
 }

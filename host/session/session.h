@@ -9,6 +9,7 @@
 #include "ds3000/plugin/channel.h"
 #include "host/session/plugin_loader.h"
 #include "host/session/start_up_watch.h"
+#include "host/session/tuner_calls.h"
 #include "host/terminal/driver_log.h"
 #include "host/terminal/stderr_capture.h"
 
@@ -64,7 +65,7 @@ class Session {
     StartUpWatch watch_;
     StandardErrorCapture capture_;
     DriverLog &log_;
-    Tuner *tuner_ = nullptr;
+    TunerCalls calls_;
     std::optional<ds3000_channel> channel_;  // what the plug-in holds
 };
 
