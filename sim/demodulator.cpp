@@ -128,16 +128,16 @@ void Demodulator::power_on() {
     acquisition_.stop();
 }
 
-bool Demodulator::powered() const {
-    return (regs_.plain[reg::mode] & reg::mode_enable) != 0 &&
-           (regs_.plain[reg::reg_04] & reg::reg_04_power_down) == 0 &&
-           (regs_.plain[reg::reg_23] & reg::reg_23_power_down) == 0;
-}
-
 bool Demodulator::asleep() const {
     return (regs_.plain[reg::mode] & reg::mode_enable) == 0 &&
            (regs_.plain[reg::reg_04] & reg::reg_04_power_down) != 0 &&
            (regs_.plain[reg::reg_23] & reg::reg_23_power_down) != 0;
+}
+
+bool Demodulator::powered() const {
+    return (regs_.plain[reg::mode] & reg::mode_enable) != 0 &&
+           (regs_.plain[reg::reg_04] & reg::reg_04_power_down) == 0 &&
+           (regs_.plain[reg::reg_23] & reg::reg_23_power_down) == 0;
 }
 
 broadcast::System Demodulator::system() const {

@@ -94,6 +94,8 @@ class Demodulator {
     [[nodiscard]] bool powered() const;
     // All three power-downs are in force: each of them is for another part of the chip.
     [[nodiscard]] bool asleep() const;
+    // When a read of the lock status last told a lock; 0 for never.
+    [[nodiscard]] std::uint64_t told_lock_ns() const { return told_lock_ns_; }
     // The repeater was opened for the next transfer; asking closes it.
     bool take_repeater() { return std::exchange(repeater_open_, false) && powered(); }
     void reopen_repeater() { repeater_open_ = true; }
@@ -161,6 +163,7 @@ class Demodulator {
     [[nodiscard]] std::uint8_t read_identity(std::uint8_t reg, std::uint64_t now_ns) const;
     [[nodiscard]] bool locked(std::uint64_t now_ns) const;
     [[nodiscard]] std::uint8_t lock_bits(std::uint64_t now_ns) const;
+    std::uint8_t tell_lock(std::uint64_t now_ns);
     [[nodiscard]] std::uint8_t amplitude() const;
     [[nodiscard]] std::uint8_t modcod() const;
     [[nodiscard]] std::uint16_t carrier_reading(std::uint64_t now_ns) const;
@@ -214,6 +217,7 @@ class Demodulator {
     std::uint64_t counters_from_ns_ = 0;
     std::uint64_t window_from_ns_ = 0;
     std::uint16_t dvbs2_noise_ = 0;
+    std::uint64_t told_lock_ns_ = 0;
 };
 
 }  // namespace sim

@@ -51,7 +51,7 @@ std::uint8_t Demodulator::read_status(std::uint8_t reg, std::uint64_t now_ns) {
     }
     switch (reg) {
         case reg::lock_status:
-            return job == Job::spectrum ? engine_status(now_ns) : lock_bits(now_ns);
+            return job == Job::spectrum ? engine_status(now_ns) : tell_lock(now_ns);
         case reg::search_control:
         case reg::search_result:
         case reg::search_occupied_high:
@@ -98,6 +98,16 @@ std::uint8_t Demodulator::read_carrier(std::uint8_t reg, std::uint64_t now_ns) {
 
 bool Demodulator::locked(std::uint64_t now_ns) const {
     return running_ && acquisition_.locked(now_ns);
+}
+
+std::uint8_t Demodulator::tell_lock(std::uint64_t now_ns) {
+    const std::uint8_t bits = lock_bits(now_ns);
+    const std::uint8_t all =
+        search_.system == broadcast::System::dvbs2 ? reg::lock_status_dvbs2 : reg::lock_status_dvbs;
+    if ((bits & all) == all) {
+        told_lock_ns_ = now_ns;
+    }
+    return bits;
 }
 
 std::uint8_t Demodulator::lock_bits(std::uint64_t now_ns) const {

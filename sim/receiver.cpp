@@ -10,6 +10,7 @@
 #include "sim/bus_clock.h"
 #include "sim/bus_faults.h"
 #include "sim/calendar.h"
+#include "sim/conduct.h"
 #include "sim/demodulator.h"
 #include "sim/outdoor.h"
 #include "sim/passband.h"
@@ -43,7 +44,8 @@ class Receiver::Impl final : public SignalSource {
           bus_faults_(scenario),
           outdoor_(scenario, watch_),
           tuner_(scenario, watch_),
-          demodulator_(scenario, *this, outdoor_, watch_) {
+          demodulator_(scenario, *this, outdoor_, watch_),
+          conduct_(watch_, clock) {
         outdoor_.set_weather(calendar_.weather_at(clock.now_ns()), clock.now_ns());
         clock.befall(scenario.time);
         caught_up_ns_ = clock.now_ns();
@@ -51,6 +53,8 @@ class Receiver::Impl final : public SignalSource {
     }
 
     void perform(board::Transfer &transfer);
+    void attend(const board::HostCall &call);
+    void forsake() { conduct_.forsake(); }
 
     // What the demodulator asks about its input.
     FoundCarrier find(const CarrierSearch &search) override {
@@ -116,11 +120,11 @@ class Receiver::Impl final : public SignalSource {
                asked.flags == wiring::open_flags;
     }
     bool may_carry(const board::Transfer &asked, const char *what) {
-        return asked.stage == Stage::clashing ? refuse_clash()
+        return asked.stage == Stage::clashing ? refuse_clash(what)
                                               : may_use(asked.bus, what) && may_end_so(asked);
     }
     bool refuse(const char *what);
-    bool refuse_clash();
+    bool refuse_clash(const char *what);
     bool probe(const board::Transfer &transfer);
     bool write(const board::Transfer &transfer);
     bool end_open_write(Stage stage);
@@ -152,6 +156,7 @@ class Receiver::Impl final : public SignalSource {
     Outdoor outdoor_;
     Tuner tuner_;
     Demodulator demodulator_;
+    Conduct conduct_;
     BusStatistics statistics_;
 
     bool bus_open_ = false;
@@ -193,9 +198,25 @@ void Receiver::Impl::perform(board::Transfer &asked) {
         case Kind::log:
             log_lines.push_back(asked.text);
             break;
+        case Kind::wait:
+            conduct_.note_wait(asked.wait_us);
+            break;
         default:
             break;
     }
+}
+
+void Receiver::Impl::attend(const board::HostCall &call) {
+    if (!call.has_ended) {
+        conduct_.begin(call);
+        return;
+    }
+    catch_up();
+    conduct_.end(call, {.bus_open = bus_open_,
+                        .supply_off = outdoor_.supply_is_off(),
+                        .demodulator_asleep = demodulator_.asleep(),
+                        .tuner_asleep = tuner_.asleep(),
+                        .told_lock_ns = demodulator_.told_lock_ns()});
 }
 
 bool Receiver::Impl::refuse(const char *what) {
@@ -204,8 +225,15 @@ bool Receiver::Impl::refuse(const char *what) {
     return false;
 }
 
-bool Receiver::Impl::refuse_clash() {
-    watch_.complain_of_threads();
+// Threads that the clock did not make may come at any time.
+bool Receiver::Impl::refuse_clash(const char *what) {
+    if (board::VirtualClock::thread_number() == board::Schedule::outside) {
+        watch_.complain_of_threads();
+    } else {
+        watch_.complain(Offence::two_threads, clock_->now_ns(),
+                        fmt::format("a {} of {} began while another transfer was going on", what,
+                                    board::VirtualClock::thread_name()));
+    }
     return false;
 }
 
@@ -249,6 +277,7 @@ Receiver::Impl::Outcome Receiver::Impl::transfer(Transfer::Kind kind, std::uint8
     }
     catch_up_to(outcome.now_ns);
     record(kind, address, data, outcome);
+    conduct_.note_transfer(watch_.last_record());
     if (address == wiring::tuner_address) {
         if (!repeater_open) {
             watch_.complain(Offence::tuner_without_repeater, outcome.now_ns,
@@ -366,6 +395,7 @@ void Receiver::Impl::set_gpio(unsigned line, unsigned level) {
                             1,
                             {static_cast<std::uint8_t>(level)},
                             now_ns};
+    conduct_.note_transfer(watch_.last_record());
     if (line == wiring::supply_enable_line) {
         outdoor_.set_supply_enable(level != 0, now_ns);
     } else if (line == wiring::supply_18v_line) {
@@ -480,6 +510,8 @@ Receiver::Receiver(const Scenario &scenario, board::VirtualClock &clock)
     : impl_(std::make_unique<Impl>(scenario, clock)) {}
 
 Receiver::~Receiver() = default;
+void Receiver::attend(const board::HostCall &call) { impl_->attend(call); }
+void Receiver::forsake() { impl_->forsake(); }
 
 void Receiver::perform(board::Transfer &transfer) { impl_->perform(transfer); }
 

@@ -33,6 +33,8 @@ class Receiver final : public board::Board {
     ~Receiver() override;
 
     void perform(board::Transfer &transfer) override;
+    void attend(const board::HostCall &call) override;
+    void forsake() override;
 
     // Replace what the dish at a switch port sees; port 0 is the dish of a receiver without a
     // switch. A table's later rows that lie on an earlier row's carrier are not on the air.

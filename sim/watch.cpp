@@ -78,6 +78,24 @@ std::string to_string(Offence offence) {
             return "switch told another leg than voltage and tone";
         case Offence::unicable_voltage:
             return "Unicable command without its voltage";
+        case Offence::polled_untuned:
+            return "bus used before there is a channel";
+        case Offence::not_watched:
+            return "channel not watched";
+        case Offence::polling_pace:
+            return "polled at another pace";
+        case Offence::mutex_held:
+            return "mutex held while others wait";
+        case Offence::lock_claimed:
+            return "lock claimed";
+        case Offence::thread_left_running:
+            return "thread left running";
+        case Offence::supply_left_on:
+            return "supply left on";
+        case Offence::chip_left_awake:
+            return "chip left awake";
+        case Offence::bus_left_open:
+            return "bus left open";
     }
     return "unknown";
 }
@@ -111,10 +129,9 @@ void Watch::complain(Offence offence, std::uint64_t now_ns, const std::string &t
 }
 
 std::uint64_t Watch::count(Offence offence) const {
-    if (offence == Offence::two_threads) {
-        return thread_clashes_.load(std::memory_order_relaxed);
-    }
-    return complaints_.at(static_cast<std::size_t>(offence)).count;
+    const std::uint64_t clashes =
+        offence == Offence::two_threads ? thread_clashes_.load(std::memory_order_relaxed) : 0;
+    return complaints_.at(static_cast<std::size_t>(offence)).count + clashes;
 }
 
 std::vector<Complaint> Watch::complaints() const {
@@ -125,10 +142,12 @@ std::vector<Complaint> Watch::complaints() const {
             continue;
         }
         Complaint complaint = complaints_.at(i);
-        if (offence == Offence::two_threads) {
-            complaint = {offence, count(offence), "a transfer began while another one was going on",
-                         last_transfers()};
+        if (complaint.count == 0) {
+            complaint.offence = offence;
+            complaint.first = "a transfer began while another one was going on";
+            complaint.transfers = last_transfers();
         }
+        complaint.count = count(offence);
         found.push_back(complaint);
     }
     return found;

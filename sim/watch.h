@@ -20,7 +20,7 @@ enum class Offence {
     powered_down_access,         // a function of a chip that is powered down
     firmware_out_of_hold,        // a program block while the micro-controller runs
     firmware_out_of_order,       // a block of a program in another place than in its image
-    two_threads,                 // a transfer while another thread's is in progress
+    two_threads,                 // a transfer amid another thread's transfer or host call
     closed_bus,                  // a transfer on a bus that is not open
     transfer_left_open,          // a register address that no read followed
     clock_change_while_running,  // master clock changed without holding the clock reset
@@ -31,9 +31,18 @@ enum class Offence {
     message_unheard,             // a message that nothing on the cable could hear
     message_framing,             // a message whose framing, length or reply does not fit
     switch_disagreement,         // a switch told another voltage or band than is on the cable
-    unicable_voltage             // an EN 50494 command without its 18 V, or 18 V kept
+    unicable_voltage,            // an EN 50494 command without its 18 V, or 18 V kept
+    polled_untuned,              // the driver's thread uses the bus before there is a channel
+    not_watched,                 // the driver's thread rests while a channel is to be watched
+    polling_pace,                // it polls in another rhythm than receivers count on
+    mutex_held,                  // the record's mutex is held over a transfer or a sleep
+    lock_claimed,                // lock reported that the chip has not told
+    thread_left_running,         // after finalize
+    supply_left_on,              // after finalize
+    chip_left_awake,             // after finalize
+    bus_left_open                // after free
 };
-inline constexpr std::size_t offence_count = 16;
+inline constexpr std::size_t offence_count = 25;
 
 std::string to_string(Offence offence);
 
@@ -63,6 +72,9 @@ class Watch {
  public:
     // The record of a transfer to be filled in, which another one's was.
     Transfer &next_record() { return last_[recorded_++ % last_.size()]; }
+    [[nodiscard]] const Transfer &last_record() const {
+        return last_[(recorded_ - 1) % last_.size()];
+    }
     void complain(Offence offence, std::uint64_t now_ns, const std::string &text);
     void complain_of_threads() { thread_clashes_.fetch_add(1, std::memory_order_relaxed); }
 

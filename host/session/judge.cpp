@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 #include "broadcast/modcod.h"
 #include "host/session/expected_figures.h"
@@ -335,7 +336,13 @@ Complaints Judge::complaints() const {
         }
         all.push_back({to_string(complaint.offence), complaint.count, complaint.first});
     }
-    all.insert(all.end(), charges_.begin(), charges_.end());
+    // Some the world itself has seen too, at the call that did it.
+    std::copy_if(charges_.begin(), charges_.end(), std::back_inserter(all),
+                 [said = all](const Charge &charge) {
+                     return std::none_of(said.begin(), said.end(), [&charge](const Charge &told) {
+                         return told.offence == charge.offence;
+                     });
+                 });
     return all;
 }
 

@@ -89,7 +89,7 @@ TEST_F(CtlTune, what_the_driver_does_wrong_is_said_and_no_success) {
 
     EXPECT_EQ(run.status, 1);
     EXPECT_THAT(run.err, HasSubstr("the driver: tuner transfer without the repeater, once"));
-    EXPECT_THAT(run.err, HasSubstr("the driver: lock claimed, once"));
+    EXPECT_THAT(run.err, HasSubstr("the driver: lock claimed, 13 times"));
     EXPECT_THAT(run.err, HasSubstr("the driver: voltage wrong, once, first: "));
     const auto result = parse_json(run.out);
     EXPECT_EQ(breaks_schema(result, "tune"), "");

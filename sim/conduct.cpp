@@ -1,0 +1,266 @@
+// SPDX-License-Identifier: MIT
+#include "sim/conduct.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace sim {
+
+namespace {
+
+using Operation = board::HostCall::Operation;
+
+// A rest of the driver's thread that ends a poll; its sleeps within one are shorter, but for one of
+// 40 ms in a re-connect.
+constexpr std::uint64_t rest_us = 30'000;
+constexpr std::uint64_t shortest_rest_us = 40'000;
+constexpr std::uint64_t longest_rest_us = 75'000;
+constexpr unsigned most_idle_rests = 2;
+
+// A poll with a re-connect takes fewer than a thousand.
+constexpr unsigned most_transfers_without_rest = 3'000;
+
+// Nothing that befalls the process's time makes a running thread later than that.
+constexpr std::uint64_t latest_first_poll_ns = 3'000'000'000;
+
+bool may_use_bus(Operation operation) {
+    return operation == Operation::init || operation == Operation::tune ||
+           operation == Operation::finalize;
+}
+
+}  // namespace
+
+void Conduct::complain(Offence offence, const std::string &text) {
+    watch_->complain(offence, clock_->now_ns(), text);
+}
+
+Conduct::Life *Conduct::life_of(const void *tuner) {
+    const auto found = std::find_if(lives_.begin(), lives_.end(),
+                                    [tuner](const Life &life) { return life.tuner == tuner; });
+    return found == lives_.end() ? nullptr : &*found;
+}
+
+Conduct::Life *Conduct::life_of_thread(unsigned thread) {
+    const auto found = std::find_if(lives_.begin(), lives_.end(),
+                                    [thread](const Life &life) { return life.thread == thread; });
+    return found == lives_.end() ? nullptr : &*found;
+}
+
+void Conduct::begin(const board::HostCall &call) {
+    is_silent_ = is_forsaken_;
+    if (is_silent_ || !may_use_bus(call.operation)) {
+        return;
+    }
+    if (const Life *life = life_of(call.tuner)) {
+        judge_rest(*life);
+    }
+    use_ = Use{.operation = call.operation,
+               .thread = board::VirtualClock::thread_number(),
+               .thread_name = board::VirtualClock::thread_name(),
+               .threads_before = clock_->created_threads()};
+    intrusion_.reset();
+}
+
+void Conduct::end(const board::HostCall &call, const Aftermath &aftermath) {
+    if (is_silent_) {
+        return;
+    }
+    judge_mutex();
+    switch (call.operation) {
+        case Operation::init:
+            end_init(call);
+            break;
+        case Operation::tune:
+            end_tune(call, aftermath);
+            break;
+        case Operation::finalize:
+            end_finalize(call, aftermath);
+            break;
+        case Operation::get_lock:
+            judge_claim(call, aftermath);
+            break;
+        case Operation::free:
+            if (aftermath.bus_open) {
+                complain(Offence::bus_left_open, "free returned without closing the bus");
+            }
+            std::erase_if(lives_, [&call](const Life &life) { return life.tuner == call.tuner; });
+            break;
+        case Operation::get_signal:
+            break;
+    }
+    if (may_use_bus(call.operation)) {
+        use_.reset();
+    }
+}
+
+void Conduct::end_init(const board::HostCall &call) {
+    std::erase_if(lives_, [&call](const Life &life) { return life.tuner == call.tuner; });
+    if (call.answer == 0 || !use_) {
+        return;
+    }
+    Life life{.tuner = call.tuner};
+    if (clock_->created_threads() > use_->threads_before) {
+        life.thread = clock_->created_threads();
+    }
+    lives_.push_back(life);
+}
+
+// One that left the bus alone was refused, or asked for what is there already.
+void Conduct::end_tune(const board::HostCall &call, const Aftermath &aftermath) {
+    Life *const life = life_of(call.tuner);
+    if (use_ && use_->transfers == 0) {
+        judge_claim(call, aftermath);
+    } else if (life != nullptr) {
+        life->phase = Phase::tuned;
+        life->tuned_ns = clock_->now_ns();
+        life->rest_us = 0;
+        life->rests = 0;
+        life->transfers = 0;
+        life->polls = 0;
+    }
+}
+
+// A chip that did not hear cannot be blamed on the driver, its GPIO line can.
+void Conduct::end_finalize(const board::HostCall &call, const Aftermath &aftermath) {
+    if (Life *const life = life_of(call.tuner)) {
+        judge_thread(*life);
+        life->phase = Phase::ended;
+    }
+    if (use_ && use_->refused != 0) {
+        return;
+    }
+    if (!aftermath.supply_off) {
+        complain(Offence::supply_left_on, "finalize returned and the LNB is still supplied");
+    }
+    if (!aftermath.demodulator_asleep || !aftermath.tuner_asleep) {
+        complain(Offence::chip_left_awake,
+                 fmt::format("finalize returned and the {} is not powered down",
+                             aftermath.demodulator_asleep ? "tuner" : "demodulator"));
+    }
+}
+
+void Conduct::judge_thread(const Life &life) {
+    if (life.thread != board::Schedule::outside && clock_->holds_thread(life.thread)) {
+        complain(Offence::thread_left_running,
+                 fmt::format("finalize returned and thread{} has not been joined", life.thread));
+    }
+}
+
+// A thread that was never seen at work since the last tune.
+void Conduct::judge_rest(const Life &life) {
+    if (life.phase == Phase::tuned && life.polls == 0 && life.transfers == 0 &&
+        clock_->now_ns() - life.tuned_ns > latest_first_poll_ns) {
+        complain(Offence::not_watched, "nobody polled the channel since it was tuned");
+    }
+}
+
+// Until the first complete poll the status is that of the channel before, which hosts know.
+void Conduct::judge_claim(const board::HostCall &call, const Aftermath &aftermath) {
+    if (call.answer != 1) {
+        return;
+    }
+    const Life *const life = life_of(call.tuner);
+    if (life == nullptr || life->phase != Phase::tuned) {
+        complain(Offence::lock_claimed,
+                 fmt::format("{} tells a lock and no channel is tuned", to_string(call.operation)));
+    } else if (life->polls != 0 && aftermath.told_lock_ns < life->complete_poll_ns) {
+        complain(Offence::lock_claimed,
+                 fmt::format("{} tells a lock and the chip told none since {:.3f} ms",
+                             to_string(call.operation),
+                             static_cast<double>(life->complete_poll_ns) * 1e-6));
+    }
+}
+
+// A thread gives up its turn while it sends, receives or sleeps: only then others find it holding
+// what they need.
+void Conduct::judge_mutex() {
+    if (clock_->blocked_locks() != blocked_locks_) {
+        blocked_locks_ = clock_->blocked_locks();
+        complain(Offence::mutex_held,
+                 "a thread had to wait for a mutex while its owner used the bus or slept");
+    }
+}
+
+void Conduct::judge_transfer(const Transfer &transfer) {
+    const unsigned thread = board::VirtualClock::thread_number();
+    if (use_ && thread == use_->thread) {
+        ++use_->transfers;
+        use_->refused += transfer.acknowledged || transfer.kind == Transfer::Kind::probe ? 0 : 1;
+        if (intrusion_) {
+            complain(Offence::two_threads, *intrusion_);
+            intrusion_.reset();
+        }
+        return;
+    }
+    if (use_ && use_->transfers != 0 && !intrusion_) {
+        note_intrusion(transfer);
+    }
+    if (Life *const life = life_of_thread(thread)) {
+        note_poll(*life, transfer);
+    } else if (use_ && use_->operation == Operation::init && thread > use_->threads_before &&
+               thread != board::Schedule::outside) {
+        complain_of_early_poll(thread, transfer);
+    }
+}
+
+void Conduct::complain_of_early_poll(unsigned thread, const Transfer &transfer) {
+    complain(Offence::polled_untuned, fmt::format("thread{}: {}", thread, to_string(transfer)));
+}
+
+void Conduct::note_intrusion(const Transfer &transfer) {
+    intrusion_ = fmt::format("{} at {}, amid the {} of {}", board::VirtualClock::thread_name(),
+                             to_string(transfer), to_string(use_->operation), use_->thread_name);
+}
+
+void Conduct::note_poll(Life &life, const Transfer &transfer) {
+    if (life.phase == Phase::ended) {
+        complain(Offence::thread_left_running,
+                 fmt::format("after finalize, thread{}: {}", life.thread, to_string(transfer)));
+    } else if (life.phase == Phase::started) {
+        complain_of_early_poll(life.thread, transfer);
+    }
+    if (life.transfers == 0) {
+        begin_poll(life);
+    }
+    life.rest_us = 0;
+    life.rests = 0;
+    if (++life.transfers == most_transfers_without_rest) {
+        life.transfers = 1;
+        complain(Offence::polling_pace,
+                 fmt::format("{} transfers without a rest", most_transfers_without_rest));
+    }
+}
+
+void Conduct::begin_poll(Life &life) {
+    life.poll_ns = clock_->now_ns();
+    const bool judged = life.phase == Phase::tuned && life.polls != 0 && !use_;
+    if (judged && (life.rest_us < shortest_rest_us || life.rest_us > longest_rest_us)) {
+        complain(Offence::polling_pace, fmt::format("{:.1f} ms of sleep between two polls",
+                                                    static_cast<double>(life.rest_us) * 1e-3));
+    }
+}
+
+void Conduct::note_wait(std::uint32_t asked_us) {
+    Life *const life = is_silent_ ? nullptr : life_of_thread(board::VirtualClock::thread_number());
+    if (life == nullptr) {
+        return;
+    }
+    life->rest_us += asked_us;
+    if (life->rest_us < rest_us) {
+        return;
+    }
+    if (life->transfers != 0) {
+        life->transfers = 0;
+        life->complete_poll_ns = life->poll_ns;
+        ++life->polls;
+    }
+    if (++life->rests > most_idle_rests && life->phase == Phase::tuned && !use_) {
+        complain(Offence::not_watched,
+                 fmt::format("thread{} sleeps again and has not polled the channel tuned at "
+                             "{:.3f} ms",
+                             life->thread, static_cast<double>(life->tuned_ns) * 1e-6));
+    }
+}
+
+}  // namespace sim

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "board/clock.h"
+#include "board/host_call.h"
+#include "sim/watch.h"
+
+namespace sim {
+
+// What the board is like when a host call has ended.
+struct Aftermath {
+    bool bus_open = false;
+    bool supply_off = false;
+    bool demodulator_asleep = false;
+    bool tuner_asleep = false;
+    std::uint64_t told_lock_ns = 0;  // when the demodulator last told a lock to who asked
+};
+
+// How a driver conducts itself between its host and the board: which of its threads uses the bus
+// while the host has something done, how its own thread watches a channel, what it tells, what it
+// leaves behind. It is silent until a host makes its calls known, and after the board is forsaken.
+//
+// The rules, and whom it hurts when they are broken:
+// - From the first to the last transfer of an init, tune or finalize the bus is that thread's: what
+//   another one sends meanwhile lands between a repeater's opening and the tuner's byte.
+// - Before the first tune the driver's thread leaves the chips alone: nothing is set up that could
+//   be polled. From then on it polls, whatever became of the tune: it alone finds the lock again.
+// - It rests 50 ms between two polls: with much less there is no room on the bus for others, with
+//   much more a receiver's picture comes late and its loss is seen late.
+// - Nothing waits while the record's mutex is held: the host's getters are called where a receiver
+//   draws its screen.
+// - A lock is told only when the last complete poll was told one by the chip.
+// - After finalize the thread is gone and joined, supply and chips are off: what a receiver in
+//   standby draws is on its type plate. After free the bus is somebody else's.
+class Conduct {
+ public:
+    Conduct(Watch &watch, const board::VirtualClock &clock) : watch_(&watch), clock_(&clock) {}
+
+    void begin(const board::HostCall &call);
+    void end(const board::HostCall &call, const Aftermath &aftermath);
+    void forsake() {
+        is_forsaken_ = true;
+        is_silent_ = true;
+    }
+
+    // What the thread at work sends or receives, and how long it asks to sleep.
+    void note_transfer(const Transfer &transfer) {
+        if (!is_silent_) {
+            judge_transfer(transfer);
+        }
+    }
+    void note_wait(std::uint32_t asked_us);
+
+ private:
+    enum class Phase : std::uint8_t { started, tuned, ended };
+
+    // A Tuner from init on.
+    struct Life {
+        const void *tuner = nullptr;
+        unsigned thread = board::Schedule::outside;  // the driver's own
+        Phase phase = Phase::started;
+        std::uint64_t tuned_ns = 0;
+        std::uint64_t poll_ns = 0;           // begin of the present or last poll
+        std::uint64_t complete_poll_ns = 0;  // of the last one that is over
+        std::uint64_t rest_us = 0;           // asked for since the last transfer
+        unsigned rests = 0;                  // as long as one between polls, since then
+        unsigned transfers = 0;              // since the last such rest
+        unsigned polls = 0;                  // since the last tune
+    };
+
+    // A call that may use the bus.
+    struct Use {
+        board::HostCall::Operation operation;
+        unsigned thread;
+        std::string thread_name;
+        unsigned threads_before;
+        std::uint64_t transfers = 0;
+        std::uint64_t refused = 0;  // of them
+    };
+
+    void judge_transfer(const Transfer &transfer);
+    void note_intrusion(const Transfer &transfer);
+    void note_poll(Life &life, const Transfer &transfer);
+    void complain_of_early_poll(unsigned thread, const Transfer &transfer);
+    void begin_poll(Life &life);
+    void end_init(const board::HostCall &call);
+    void end_tune(const board::HostCall &call, const Aftermath &aftermath);
+    void end_finalize(const board::HostCall &call, const Aftermath &aftermath);
+    void judge_thread(const Life &life);
+    void judge_rest(const Life &life);
+    void judge_claim(const board::HostCall &call, const Aftermath &aftermath);
+    void judge_mutex();
+    Life *life_of(const void *tuner);
+    Life *life_of_thread(unsigned thread);
+    void complain(Offence offence, const std::string &text);
+
+    Watch *watch_;
+    const board::VirtualClock *clock_;
+    bool is_forsaken_ = false;
+    bool is_silent_ = true;  // before the first call too
+    std::vector<Life> lives_;
+    std::optional<Use> use_;
+    std::optional<std::string> intrusion_;  // a transfer that may turn out to be one
+    std::uint64_t blocked_locks_ = 0;
+};
+
+}  // namespace sim
