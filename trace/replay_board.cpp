@@ -49,6 +49,11 @@ ReplayBoard::ReplayBoard(const TraceHead &head, const Recording &recording,
     if (is_of_system_clock(head)) {
         awake_us_ = times_awake(*recording());
     }
+    // What the host makes of a moment depends on whether it could look then. A recording whose head
+    // was lost is taken for one of today's simulated boards.
+    if (head.empty() || head.value("preemption")) {
+        clock_.befall({.preemption = 1});
+    }
 }
 
 // A thread that is early lets the one go first that the recording has next.

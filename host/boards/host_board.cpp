@@ -61,7 +61,11 @@ trace::TraceHead HostBoard::trace_head(const BoardOptions &options) const {
     if (can_be_looked_at()) {
         head.add("looks", "1");
     }
-    head.add("clock", board::VirtualClock::current() != nullptr ? "virtual" : "system");
+    const board::VirtualClock *const clock = board::VirtualClock::current();
+    if (clock != nullptr && clock->faults().preemption > 0) {
+        head.add("preemption", "1");
+    }
+    head.add("clock", clock != nullptr ? "virtual" : "system");
     return head;
 }
 
