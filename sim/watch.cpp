@@ -4,12 +4,41 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 
 #include "sim/wiring.h"
 
 namespace sim {
 
 namespace {
+
+// In the order of the enumerators.
+constexpr std::array offence_names{"tuner transfer without the repeater",
+                                   "access to a powered-down chip",
+                                   "firmware block out of hold",
+                                   "firmware block out of order",
+                                   "two threads on the bus",
+                                   "transfer on a closed bus",
+                                   "transfer left open",
+                                   "master clock changed while running",
+                                   "LNB supply switched in the wrong order",
+                                   "LNB supply told two voltages",
+                                   "no silence around a DiSEqC message",
+                                   "DiSEqC message cut short",
+                                   "DiSEqC message that nothing could hear",
+                                   "DiSEqC message of another form than its command's",
+                                   "switch told another leg than voltage and tone",
+                                   "Unicable command without its voltage",
+                                   "bus used before there is a channel",
+                                   "channel not watched",
+                                   "polled at another pace",
+                                   "mutex held while others wait",
+                                   "lock claimed",
+                                   "thread left running",
+                                   "supply left on",
+                                   "chip left awake",
+                                   "bus left open"};
+static_assert(offence_names.size() == offence_count);
 
 std::string device_name(std::uint8_t address) {
     switch (address) {
@@ -45,59 +74,7 @@ std::string hex_of(std::span<const std::uint8_t> bytes) {
 }
 
 std::string to_string(Offence offence) {
-    switch (offence) {
-        case Offence::tuner_without_repeater:
-            return "tuner transfer without the repeater";
-        case Offence::powered_down_access:
-            return "access to a powered-down chip";
-        case Offence::firmware_out_of_hold:
-            return "firmware block out of hold";
-        case Offence::firmware_out_of_order:
-            return "firmware block out of order";
-        case Offence::two_threads:
-            return "two threads on the bus";
-        case Offence::closed_bus:
-            return "transfer on a closed bus";
-        case Offence::transfer_left_open:
-            return "transfer left open";
-        case Offence::clock_change_while_running:
-            return "master clock changed while running";
-        case Offence::supply_order:
-            return "LNB supply switched in the wrong order";
-        case Offence::supply_disagreement:
-            return "LNB supply told two voltages";
-        case Offence::cable_silence:
-            return "no silence around a DiSEqC message";
-        case Offence::message_cut:
-            return "DiSEqC message cut short";
-        case Offence::message_unheard:
-            return "DiSEqC message that nothing could hear";
-        case Offence::message_framing:
-            return "DiSEqC message of another form than its command's";
-        case Offence::switch_disagreement:
-            return "switch told another leg than voltage and tone";
-        case Offence::unicable_voltage:
-            return "Unicable command without its voltage";
-        case Offence::polled_untuned:
-            return "bus used before there is a channel";
-        case Offence::not_watched:
-            return "channel not watched";
-        case Offence::polling_pace:
-            return "polled at another pace";
-        case Offence::mutex_held:
-            return "mutex held while others wait";
-        case Offence::lock_claimed:
-            return "lock claimed";
-        case Offence::thread_left_running:
-            return "thread left running";
-        case Offence::supply_left_on:
-            return "supply left on";
-        case Offence::chip_left_awake:
-            return "chip left awake";
-        case Offence::bus_left_open:
-            return "bus left open";
-    }
-    return "unknown";
+    return offence_names.at(static_cast<std::size_t>(offence));
 }
 
 std::string to_string(const Transfer &transfer) {

@@ -129,8 +129,8 @@ class BoardWatch final : public board::Board {
     std::atomic<Work> work_ = Work::none;
     std::atomic<bool> look_due_ = false;
     std::atomic<bool> begins_anew_ = true;  // the driver rested and has not read since
-    std::atomic<bool> spares_ = false;   // transfers to the chips fail at once
-    std::atomic<bool> may_hear_ = true;  // the chips, when they are sent to sleep after a stop
+    std::atomic<bool> spares_ = false;      // transfers to the chips fail at once
+    std::atomic<bool> may_hear_ = true;     // the chips, when they are sent to sleep after a stop
     std::atomic<bool> lost_ = false;
     std::atomic<BoardLoss> loss_ = BoardLoss::bus_lost;  // when lost_
 };
