@@ -84,6 +84,7 @@ class VirtualClock {
     void have_patience(std::uint64_t limit_ns, std::function<void()> lose) {
         schedule_.have_patience(limit_ns, std::move(lose));
     }
+    [[nodiscard]] bool has_patience() const { return schedule_.has_patience(); }
     void end_patience() { schedule_.end_patience(); }
 
     // How many threads it has made, and whether one of them, by its number, has not been joined.

@@ -60,6 +60,7 @@ class Schedule {
 
     // What is done when the time that no thread spends goes on for so long before patience ends.
     void have_patience(std::uint64_t limit_ns, std::function<void()> lose);
+    [[nodiscard]] bool has_patience() const { return patience_.has_value(); }
     void end_patience() { patience_.reset(); }
 
     void befall(const TimeFaults &faults);
@@ -81,6 +82,7 @@ class Schedule {
     [[nodiscard]] bool holds_thread(unsigned number) const;
 
     int lock_mutex(pthread_mutex_t *mutex);
+    static void note_unlock();
     [[nodiscard]] std::uint64_t blocked_locks() const { return blocked_locks_; }
 
     // One registered thread: whether it has the turn, and who waits for its end.

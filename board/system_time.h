@@ -13,6 +13,7 @@ int system_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
                           void *(*start)(void *), void *argument);
 int system_pthread_join(pthread_t thread, void **result);
 int system_pthread_mutex_lock(pthread_mutex_t *mutex);
+int system_pthread_mutex_unlock(pthread_mutex_t *mutex);
 int system_clock_gettime(clockid_t clock, timespec *time);
 void system_sleep_ns(std::uint64_t duration_ns);
 

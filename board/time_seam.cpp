@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 
-// The process's time: usleep, clock_gettime, pthread_create, pthread_join and pthread_mutex_lock,
-// defined here so that the driver's calls reach the virtual clock, or the system when no virtual
-// clock is in force.
+// The process's time: usleep, clock_gettime, pthread_create, pthread_join, pthread_mutex_lock
+// and pthread_mutex_unlock, defined here so that the driver's calls reach the virtual clock, or the
+// system when no virtual clock is in force.
 // Two ways in: these definitions take the place of libc's in an executable that exports its
 // symbols; sanitizer builds keep their own interceptors in that place, so there the linker
 // redirects the driver's calls (--wrap), which gives them the prefix __wrap_.
@@ -28,6 +28,7 @@ extern "C" {
 int __real_pthread_create(pthread_t *, const pthread_attr_t *, void *(*)(void *), void *);
 int __real_pthread_join(pthread_t, void **);
 int __real_pthread_mutex_lock(pthread_mutex_t *);
+int __real_pthread_mutex_unlock(pthread_mutex_t *);
 #endif
 int SEAM(usleep)(useconds_t microseconds);
 int SEAM(clock_gettime)(clockid_t clock, timespec *time) noexcept;
@@ -35,6 +36,7 @@ int SEAM(pthread_create)(pthread_t *thread, const pthread_attr_t *attributes,
                          void *(*start)(void *), void *argument) noexcept;
 int SEAM(pthread_join)(pthread_t thread, void **result);
 int SEAM(pthread_mutex_lock)(pthread_mutex_t *mutex) noexcept;
+int SEAM(pthread_mutex_unlock)(pthread_mutex_t *mutex) noexcept;
 }
 
 namespace board {
@@ -76,6 +78,15 @@ int system_pthread_mutex_lock(pthread_mutex_t *mutex) {
     return __real_pthread_mutex_lock(mutex);
 #else
     static auto *const next = next_definition<int(pthread_mutex_t *)>("pthread_mutex_lock");
+    return next(mutex);
+#endif
+}
+
+int system_pthread_mutex_unlock(pthread_mutex_t *mutex) {
+#ifdef DS3000_WRAPPED_TIME
+    return __real_pthread_mutex_unlock(mutex);
+#else
+    static auto *const next = next_definition<int(pthread_mutex_t *)>("pthread_mutex_unlock");
     return next(mutex);
 #endif
 }
@@ -141,4 +152,11 @@ int SEAM(pthread_mutex_lock)(pthread_mutex_t *mutex) noexcept {
     return clock != nullptr && board::Schedule::is_at_work()
                ? clock->lock_mutex(mutex)
                : board::system_pthread_mutex_lock(mutex);
+}
+
+int SEAM(pthread_mutex_unlock)(pthread_mutex_t *mutex) noexcept {
+    if (board::VirtualClock::current() != nullptr && board::Schedule::is_at_work()) {
+        board::Schedule::note_unlock();
+    }
+    return board::system_pthread_mutex_unlock(mutex);
 }

@@ -28,7 +28,8 @@ target_link_libraries(ds3000_common INTERFACE Threads::Threads)
 # Calls that a sanitizer build redirects to the time seam.
 add_library(ds3000_time_calls INTERFACE)
 if(DS3000_WRAPPED_TIME)
-  foreach(function usleep clock_gettime pthread_create pthread_join pthread_mutex_lock)
+  foreach(function usleep clock_gettime pthread_create pthread_join pthread_mutex_lock
+      pthread_mutex_unlock)
     target_link_options(ds3000_time_calls INTERFACE -Wl,--wrap=${function})
   endforeach()
 endif()

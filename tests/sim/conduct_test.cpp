@@ -266,6 +266,26 @@ TEST_F(Conducting, mutex_held_over_a_sleep) {
     EXPECT_THAT(offences(), ElementsAre(Offence::mutex_held));
 }
 
+TEST_F(Conducting, mutex_held_for_another_one_alone_is_nothing) {
+    pthread_mutex_t outer = PTHREAD_MUTEX_INITIALIZER;
+    pthread_mutex_t inner = PTHREAD_MUTEX_INITIALIZER;
+    const auto lock_both = [&outer, &inner] {
+        for (int i = 0; i < 20; ++i) {
+            pthread_mutex_lock(&outer);
+            pthread_mutex_lock(&inner);
+            pthread_mutex_unlock(&inner);
+            pthread_mutex_unlock(&outer);
+        }
+    };
+    init(lock_both);
+    begin(Operation::get_lock);
+    lock_both();
+    end(Operation::get_lock, 0);
+    join();
+
+    EXPECT_THAT(offences(), IsEmpty()) << first_complaint();
+}
+
 TEST_F(Conducting, lock_claimed_before_any_tune) {
     init_with_polling_thread();
     get_lock(0);
