@@ -60,6 +60,7 @@ void Conduct::begin(const board::HostCall &call) {
                .thread_name = board::VirtualClock::thread_name(),
                .threads_before = clock_->created_threads()};
     intrusion_.reset();
+    chips_sleep_ = chips_sleep_ && call.operation == Operation::finalize;
 }
 
 void Conduct::end(const board::HostCall &call, const Aftermath &aftermath) {
@@ -127,6 +128,7 @@ void Conduct::end_finalize(const board::HostCall &call, const Aftermath &afterma
         judge_thread(*life);
         life->phase = Phase::ended;
     }
+    chips_sleep_ = aftermath.demodulator_asleep && aftermath.tuner_asleep;
     if (use_ && use_->refused != 0) {
         return;
     }

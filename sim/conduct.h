@@ -56,6 +56,12 @@ class Conduct {
     }
     void note_wait(std::uint32_t asked_us);
 
+    // Whether a finalize is at work on chips that sleep since another one: what it tells them
+    // again they need not hear.
+    [[nodiscard]] bool is_ended_again() const {
+        return chips_sleep_ && use_ && use_->operation == board::HostCall::Operation::finalize;
+    }
+
  private:
     enum class Phase : std::uint8_t { started, tuned, ended };
 
@@ -107,6 +113,7 @@ class Conduct {
     std::optional<Use> use_;
     std::optional<std::string> intrusion_;  // a transfer that may turn out to be one
     std::uint64_t blocked_locks_ = 0;
+    bool chips_sleep_ = false;  // since a finalize
 };
 
 }  // namespace sim

@@ -279,7 +279,7 @@ Receiver::Impl::Outcome Receiver::Impl::transfer(Transfer::Kind kind, std::uint8
     record(kind, address, data, outcome);
     conduct_.note_transfer(watch_.last_record());
     if (address == wiring::tuner_address) {
-        if (!repeater_open) {
+        if (!repeater_open && !conduct_.is_ended_again()) {
             watch_.complain(Offence::tuner_without_repeater, outcome.now_ns,
                             demodulator_.powered() ? "the repeater was not opened for this transfer"
                                                    : "the demodulator with the repeater is off");

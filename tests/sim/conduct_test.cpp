@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <optional>
+#include <utility>
 
 #include "board/host_call.h"
 #include "ds3000/chip/ds3000_context.h"
@@ -406,6 +407,30 @@ TEST_F(Conducting, tuner_left_awake) {
 
     EXPECT_THAT(offences(), ElementsAre(Offence::chip_left_awake));
     EXPECT_THAT(first_complaint(), HasSubstr("the tuner is not powered down"));
+}
+
+TEST_F(Conducting, chips_that_sleep_need_not_hear_it_again) {
+    init_with_polling_thread();
+    tune_a_channel();
+    finalize();
+    begin(Operation::finalize);
+    switch_off();
+    end(Operation::finalize);
+
+    EXPECT_THAT(offences(), IsEmpty()) << first_complaint();
+}
+
+TEST_F(Conducting, tuner_is_out_of_reach_once_the_demodulator_sleeps) {
+    init_with_polling_thread();
+    tune_a_channel();
+    begin(Operation::finalize);
+    join();
+    const auto tuner_sleep = std::exchange(ds3000_context.tuner_ops.tuner_sleep, nullptr);
+    switch_off();
+    tuner_sleep();
+    end(Operation::finalize);
+
+    EXPECT_THAT(offences(), ElementsAre(Offence::tuner_without_repeater));
 }
 
 TEST_F(Conducting, chips_that_did_not_hear_are_not_the_drivers_fault) {
