@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "host/cable/diseqc_commands.h"
+#include "host/commands/cycle.h"
 #include "host/commands/diseqc.h"
 #include "host/commands/doctor.h"
 #include "host/commands/info.h"
@@ -171,6 +172,24 @@ void add_doctor(CLI::App &app, Job &job) {
         ->check(seconds_from(0))
         ->capture_default_str();
     ask_for(job, *doctor, options, run_doctor);
+}
+
+void add_cycle(CLI::App &app, Job &job) {
+    CLI::App *cycle = app.add_subcommand(
+        "cycle", "Live the lives of the plug-in's Tuners: tunes, standbys, several of them");
+    const auto options = std::make_shared<CycleOptions>();
+    add_target_options(*cycle, options->target);
+    cycle->add_option("--standbys", options->standbys, "how often to go to standby and come back")
+        ->check(CLI::Range(0, 1'000'000))
+        ->capture_default_str();
+    cycle->add_option("--timeout", options->timeout_s, "seconds to wait for each lock")
+        ->check(seconds_from(least_timeout_s))
+        ->capture_default_str();
+    cycle
+        ->add_option("--pause", options->pause_s, "seconds of each standby, and to watch each lock")
+        ->check(seconds_from(least_timeout_s))
+        ->capture_default_str();
+    ask_for(job, *cycle, options, run_cycle);
 }
 
 void add_info(CLI::App &app, Job &job) {
@@ -572,6 +591,7 @@ void add_reg(CLI::App &app, Job &job) {
 }
 
 void add_commands(CLI::App &app, Job &job) {
+    add_cycle(app, job);
     add_diseqc(app, job);
     add_doctor(app, job);
     add_info(app, job);

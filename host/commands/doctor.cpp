@@ -26,11 +26,6 @@ WaitingTimes times_of(const DoctorOptions &options) {
     return {ms(options.timeout_s), ms(options.watch_s), ms(options.standby_s)};
 }
 
-bool names_a_target(const TargetOptions &target) {
-    return target.table || target.frequency || target.polarisation || target.symbol_rate ||
-           target.system;
-}
-
 std::optional<Target> named_target(const DoctorOptions &options, Console &console) {
     return names_a_target(options.target)
                ? std::optional(find_target("doctor", options.target, console))

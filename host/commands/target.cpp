@@ -95,6 +95,11 @@ Target target_in_table(std::string_view command, const TargetOptions &options) {
 
 }  // namespace
 
+bool names_a_target(const TargetOptions &target) {
+    return target.table || target.frequency || target.polarisation || target.symbol_rate ||
+           target.system;
+}
+
 broadcast::Polarisation parse_polarisation(const std::string &text) {
     const auto polarisation = broadcast::polarisation_named(text);
     if (!polarisation) {

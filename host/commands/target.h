@@ -31,6 +31,9 @@ struct Target {
     bool any_system = false;  // whichever is on the air; the transponder's says nothing then
 };
 
+// Whether they name one at all.
+bool names_a_target(const TargetOptions &options);
+
 // The polarisation of a letter or a name. Throws Failure (usage) for anything else.
 broadcast::Polarisation parse_polarisation(const std::string &text);
 

@@ -139,6 +139,11 @@ ExitStatus Rig::run(const std::function<ExitStatus(Session &)> &work) {
     });
 }
 
+ExitStatus Rig::lend(const std::function<ExitStatus()> &work) {
+    const OverdueCalls overdue([this](std::string_view call) { end_with(call); });
+    return live(BoardWatch::Work::of_plugin, [&] { return attend(work); });
+}
+
 // Nothing can be taken back of a call that hangs: neither its thread nor its Tuner.
 void Rig::end_with(std::string_view hanging_call) {
     console().error(

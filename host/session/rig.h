@@ -113,6 +113,9 @@ class Rig : public Workbench {
     // Live a session: init, the work, finalize.
     ExitStatus run(const std::function<ExitStatus(Session &)> &work);
 
+    // The same for work that makes its Tuners itself.
+    ExitStatus lend(const std::function<ExitStatus()> &work);
+
  private:
     void have_a_look() override { board().watch().look_soon(); }
     [[noreturn]] void end_with(std::string_view hanging_call);

@@ -20,11 +20,12 @@ void tell_board(const board::HostCall &call) {
 
 std::function<void(std::string_view)> give_up_overdue;
 
-// For the time of a call.
+// For the time of a call; that of another thread which lasts already is waited for as well.
 class Patience {
  public:
     explicit Patience(Operation operation) {
-        if (clock_ != nullptr && give_up_overdue) {
+        if (clock_ != nullptr && give_up_overdue && !clock_->has_patience()) {
+            is_mine_ = true;
             clock_->have_patience(OverdueCalls::limit_ns,
                                   [operation] { give_up_overdue(to_string(operation)); });
         }
@@ -32,13 +33,14 @@ class Patience {
     Patience(const Patience &) = delete;
     Patience &operator=(const Patience &) = delete;
     ~Patience() {
-        if (clock_ != nullptr) {
+        if (is_mine_) {
             clock_->end_patience();
         }
     }
 
  private:
     board::VirtualClock *clock_ = board::VirtualClock::current();
+    bool is_mine_ = false;
 };
 
 std::uint32_t make_call(Operation operation, const Tuner *tuner, const auto &call) {
