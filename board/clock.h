@@ -45,6 +45,9 @@ class VirtualClock {
     // Give up the turn for a duration.
     void sleep_ns(std::uint64_t duration_ns) { schedule_.sleep_ns(duration_ns); }
 
+    // The same for a transfer: the thread waits for it.
+    void spend_asleep_ns(std::uint64_t duration_ns) { schedule_.spend_asleep_ns(duration_ns); }
+
     // What usleep comes down to. Returns whether it was not cut short by a signal.
     bool sleep_or_signal_ns(std::uint64_t duration_ns) {
         return schedule_.sleep_or_signal_ns(duration_ns);
@@ -56,9 +59,12 @@ class VirtualClock {
     // Let another thread take the turn if the faults in force want it to.
     void meet_switch_point() { schedule_.meet_switch_point(); }
 
-    // What befalls the process's time from now on. Call it while no other thread is registered.
+    // What befalls the process's time from now on.
     void befall(const TimeFaults &faults) { schedule_.befall(faults); }
     [[nodiscard]] const TimeFaults &faults() const { return schedule_.faults(); }
+
+    // Whether the moment came at which a thread was to be put aside.
+    [[nodiscard]] bool has_paused() const { return schedule_.has_paused(); }
 
     // Name of the calling thread: "main", then "thread1", "thread2" in order of creation.
     [[nodiscard]] static std::string thread_name() { return Schedule::thread_name(); }

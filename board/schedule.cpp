@@ -52,7 +52,7 @@ void Schedule::sleep_ns(std::uint64_t duration_ns) {
 }
 
 void Schedule::give_up_turn_until(std::uint64_t at_ns) {
-    lose_patience_by(now_ns());
+    lose_patience_by(at_ns);
     if (at_ns < first_wake_up_ns_.load(std::memory_order_relaxed)) {
         advance_to(at_ns);
         return;
@@ -99,6 +99,7 @@ void Schedule::befall(const TimeFaults &faults) {
     faults_ = faults;
     chance_ = Chance(faults.seed);
     points_to_pause_ = faults.pause_at;
+    has_paused_ = false;
     absences_met_ = 0;
     plan_absence();
 }
@@ -109,6 +110,7 @@ void Schedule::switch_by_chance(bool is_last_before_pause) {
         return;
     }
     if (is_last_before_pause && faults_.pause_at != 0) {
+        has_paused_ = true;
         give_up_turn_until(now_ns() + faults_.pause_ns);
         return;
     }
@@ -147,7 +149,7 @@ void Schedule::live_through_absences(std::uint64_t &at_ns) {
         const TimeFaults::Absence &absence = faults_.absences[absences_met_++];
         if (!absence.suspended) {
             at_ns = std::max(at_ns, next_absence_ns_ + absence.length_ns);
-            spent_ns_.fetch_add(absence.length_ns, std::memory_order_relaxed);
+            note_spent(absence.length_ns);
         } else {
             suspended_ns_.fetch_add(absence.length_ns, std::memory_order_relaxed);
             if (follow_wall_.load(std::memory_order_relaxed)) {

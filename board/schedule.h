@@ -38,14 +38,17 @@ class Schedule {
         return now_ns() + suspended_ns_.load(std::memory_order_relaxed);
     }
     void spend_ns(std::uint64_t duration_ns) {
-        spent_ns_.store(spent_ns_.load(std::memory_order_relaxed) + duration_ns,
-                        std::memory_order_relaxed);
+        note_spent(duration_ns);
         advance_to(now_ns() + duration_ns);
         meet_switch_point();
     }
     void sleep_ns(std::uint64_t duration_ns);
+    void spend_asleep_ns(std::uint64_t duration_ns) {
+        sleep_ns(duration_ns);
+        note_spent(duration_ns);
+    }
 
-    // The same until a signal comes. Returns whether none did.
+    // The same as sleep_ns until a signal comes. Returns whether none did.
     bool sleep_or_signal_ns(std::uint64_t duration_ns);
 
     // A moment at which another thread may take the turn.
@@ -65,6 +68,7 @@ class Schedule {
 
     void befall(const TimeFaults &faults);
     [[nodiscard]] const TimeFaults &faults() const { return faults_; }
+    [[nodiscard]] bool has_paused() const { return has_paused_; }
     void follow_wall_time(bool follow) { follow_wall_.store(follow, std::memory_order_relaxed); }
     [[nodiscard]] static std::string thread_name();
 
@@ -124,6 +128,10 @@ class Schedule {
     [[nodiscard]] std::uint64_t next_signal_ns() const;
     void live_through_absences(std::uint64_t &at_ns);
     void lose_patience_by(std::uint64_t at_ns);
+    void note_spent(std::uint64_t duration_ns) {
+        spent_ns_.store(spent_ns_.load(std::memory_order_relaxed) + duration_ns,
+                        std::memory_order_relaxed);
+    }
     void plan_absence();
 
     void advance_to(std::uint64_t at_ns) {
@@ -150,6 +158,7 @@ class Schedule {
     std::optional<Patience> patience_;
     TimeFaults faults_;
     Chance chance_{1};
+    bool has_paused_ = false;
     std::size_t absences_met_ = 0;
     std::uint64_t next_absence_ns_ = never;
     std::atomic<std::uint32_t> points_to_pause_{0};  // counted down; from 0 it takes for ever

@@ -21,7 +21,7 @@ constexpr unsigned most_idle_rests = 2;
 // A poll with a re-connect takes fewer than a thousand.
 constexpr unsigned most_transfers_without_rest = 3'000;
 
-// Nothing that befalls the process's time makes a running thread later than that.
+// A running thread is later than that only when it is put aside.
 constexpr std::uint64_t latest_first_poll_ns = 3'000'000'000;
 
 bool may_use_bus(Operation operation) {
@@ -152,7 +152,7 @@ void Conduct::judge_thread(const Life &life) {
 // A thread that was never seen at work since the last tune.
 void Conduct::judge_rest(const Life &life) {
     if (life.phase == Phase::tuned && life.polls == 0 && life.transfers == 0 &&
-        clock_->now_ns() - life.tuned_ns > latest_first_poll_ns) {
+        clock_->now_ns() - life.tuned_ns > latest_first_poll_ns + clock_->faults().pause_ns) {
         complain(Offence::not_watched, "nobody polled the channel since it was tuned");
     }
 }

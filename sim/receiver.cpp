@@ -266,7 +266,7 @@ Receiver::Impl::Outcome Receiver::Impl::transfer(Transfer::Kind kind, std::uint8
         bits_of(disturbance.sent(length, answered), stops || !outcome.acknowledged);
     const std::uint64_t duration_ns = bus_clock_.duration_ns(bits);
     if (disturbance.stuck_ns != 0) {
-        clock_->sleep_ns(disturbance.stuck_ns);
+        clock_->spend_asleep_ns(disturbance.stuck_ns);
     }
     outcome.now_ns =
         clock_->spend_ns(disturbance.lengthens ? disturbance.lengthened(duration_ns) : duration_ns);

@@ -29,7 +29,7 @@ class TunerCalls {
     Tuner *tuner_;
 };
 
-// While one exists, a call on the virtual clock that has not returned after a minute, transfers
+// While one exists, a call on the virtual clock that has not returned after two minutes, transfers
 // aside, is given up: a driver that waits for something that never comes would keep the program for
 // ever. `give_up` is told the call's name; what it returns to hangs on.
 class OverdueCalls {
@@ -39,7 +39,7 @@ class OverdueCalls {
     OverdueCalls &operator=(const OverdueCalls &) = delete;
     ~OverdueCalls();
 
-    static constexpr std::uint64_t limit_ns = 60'000'000'000;
+    static constexpr std::uint64_t limit_ns = 120'000'000'000;
 };
 
 }  // namespace host

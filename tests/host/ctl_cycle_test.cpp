@@ -134,7 +134,7 @@ TEST_F(CtlCycle, call_that_hangs_is_named) {
     const Outcome hangs = ctl("cycle --board sim:world.toml");
 
     EXPECT_EQ(hangs.status, 1);
-    EXPECT_THAT(hangs.err, HasSubstr("the plug-in hangs: finalize has not returned after 60 s of "
+    EXPECT_THAT(hangs.err, HasSubstr("the plug-in hangs: finalize has not returned after 120 s of "
                                      "the receiver's time"));
 }
 
