@@ -205,7 +205,7 @@ struct Scenario {
     std::vector<Event> events;
     std::vector<Fault> faults;
     std::vector<BusFault> bus_faults;
-    board::TimeFaults time{.preemption = 1};
+    board::TimeFaults time{.preemption = 0.1};
 };
 
 // A scenario file that cannot be used: what() is "file:line: key: what is wrong and the limit".
