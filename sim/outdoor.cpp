@@ -20,7 +20,8 @@ bool concerns_messages(const Fault &fault) {
 
 Outdoor::Outdoor(const Scenario &scenario, Watch &watch)
     : watch_(&watch),
-      defaults_{scenario.cn_db, scenario.level_dbm, scenario.cross_polarisation_db},
+      defaults_{scenario.cn_db, scenario.level_dbm, scenario.cross_polarisation_db,
+                scenario.level_spread_db, scenario.seed},
       supply_(scenario, watch),
       tones_(scenario.tones),
       lnb_(scenario.lnb) {

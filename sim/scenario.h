@@ -197,7 +197,8 @@ struct Scenario {
     std::vector<ToneSetup> tones;
     double cn_db = 17.0;       // of a transponder that does not say
     double level_dbm = -45.0;  // of a carrier of 27.5 Msym/s at the tuner; narrower ones are weaker
-    double jitter_db = 0.1;    // spread of the quality readings
+    double level_spread_db = 3.0;  // how much stronger than both a carrier may be
+    double jitter_db = 0.1;        // spread of the quality readings
     FrontEnd front_end;
     double cross_polarisation_db = 25.0;  // how far the other polarisation's leakage lies below
     double spurious_share = 0.02;         // of spectrum searches that report a peak too many

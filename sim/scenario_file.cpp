@@ -208,6 +208,7 @@ void Reader::read_lnb(Section section) {
 void Reader::read_noise(Section section) {
     section.number("cn_db", -20, 40, scenario_.cn_db);
     section.number("level_dbm", -100, 0, scenario_.level_dbm);
+    section.number("level_spread_db", 0, 10, scenario_.level_spread_db);
     section.number("jitter_db", 0, 3, scenario_.jitter_db);
     section.number("cross_polarisation_db", 0, 60, scenario_.cross_polarisation_db);
     section.number("spurious_share", 0, 1, scenario_.spurious_share);
@@ -304,6 +305,7 @@ void Reader::read_transponder(Section section) {
     section.number("roll_off", 0.2, 0.35, roll_off);
     section.boolean("pilots", row.pilots);
     section.boolean("inverted", row.inverted);
+    row.cn_db = scenario_.cn_db;  // what is described one by one is not spread
     section.number("cn_db", -20, 40, row.cn_db);
     section.number("level_dbm", -100, 0, row.level_dbm);
     broadcast::Satellite &satellite = satellite_of(section);

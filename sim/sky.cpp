@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "broadcast/modcod.h"
+#include "sim/noise.h"
 #include "sim/spectral_shape.h"
 
 namespace sim {
@@ -32,6 +33,16 @@ bool same_carrier(const broadcast::Transponder &a, const broadcast::Transponder 
     return a.frequency_khz == b.frequency_khz && a.polarisation == b.polarisation &&
            a.symbol_rate == b.symbol_rate && a.system == b.system && a.modulation == b.modulation &&
            code_rate_of(a) == code_rate_of(b);
+}
+
+// A transponder's place among those of its satellite, 0 the weakest and 1 the strongest: the same
+// for the same carrier in every run of a seed, whatever else is on the air.
+double strength_of(const broadcast::Transponder &row, std::uint64_t seed) {
+    const auto side = static_cast<std::uint64_t>(side_of(row.polarisation));
+    Noise draw((seed << 33U) ^ (std::uint64_t{row.frequency_khz} << 1U) ^ side, 0);
+    draw.uniform();
+    draw.uniform();
+    return draw.uniform();
 }
 
 bool by_frequency(const Carrier &carrier, double frequency_khz) {
@@ -68,7 +79,8 @@ void Sky::place(const broadcast::Transponder &row, const Defaults &defaults) {
     carrier.frequency_khz = row.frequency_khz;
     carrier.half_width_khz = row.symbol_rate / 2000.0;
     carrier.threshold_db = *threshold_db(row);
-    carrier.cn_db = row.cn_db.value_or(defaults.cn_db);
+    carrier.cn_db =
+        row.cn_db.value_or(defaults.cn_db + defaults.spread_db * strength_of(row, defaults.seed));
     carrier.level_dbm =
         row.level_dbm.value_or(defaults.level_dbm + carrier.cn_db - defaults.cn_db +
                                broadcast::to_db(row.symbol_rate / reference_symbol_rate));

@@ -44,9 +44,12 @@ class Sky {
     // Levels and C/N of transponders that do not say.
     struct Defaults {
         double cn_db;
-        double
-            level_dbm;  // of a carrier of 27.5 Msym/s with that C/N; the noise is the same for all
+        // Of a carrier of 27.5 Msym/s with that C/N; the noise is the same for all.
+        double level_dbm;
         double cross_polarisation_db;  // how far the other polarisation's leakage lies below it
+        // How much stronger than both a carrier may be; how much each is follows from the seed.
+        double spread_db = 0;
+        std::uint64_t seed = 1;
     };
 
     Sky() = default;

@@ -69,6 +69,7 @@ broadcast::Transponder demo_transponder(std::uint32_t frequency_mhz) {
 ReceiverTest::ReceiverTest() {
     ds3000_context = {};
     scenario.satellites = {demo_satellite()};
+    scenario.level_spread_db = 0;  // so that a test's C/N is the scenario's
 }
 
 ReceiverTest::~ReceiverTest() {

@@ -123,6 +123,7 @@ ignores_tone = true
 cn_db = 12.5
 level_dbm = -50
 jitter_db = 0
+level_spread_db = 5.5
 noise_figure_db = 6
 intercept_dbm = -10
 phase_noise_dbc_hz = -75
@@ -227,6 +228,7 @@ to_ms = 800
     EXPECT_EQ(scenario.cn_db, 12.5);
     EXPECT_EQ(scenario.level_dbm, -50);
     EXPECT_EQ(scenario.jitter_db, 0);
+    EXPECT_EQ(scenario.level_spread_db, 5.5);
     EXPECT_EQ(scenario.front_end.noise_figure_db, 6);
     EXPECT_EQ(scenario.front_end.intercept_dbm, -10);
     EXPECT_EQ(scenario.front_end.phase_noise_dbc_hz, -75);
@@ -584,6 +586,7 @@ const std::vector<Limits> limits_of_keys{
     Limits{"[noise]", "cn_db", -20, 40, 0.1, ""},
     Limits{"[noise]", "level_dbm", -100, 0, 0.1, ""},
     Limits{"[noise]", "jitter_db", 0, 3, 0.1, ""},
+    Limits{"[noise]", "level_spread_db", 0, 10, 0.1, ""},
     Limits{"[noise]", "noise_figure_db", 0, 40, 0.1, ""},
     Limits{"[noise]", "intercept_dbm", -40, 40, 0.1, ""},
     Limits{"[noise]", "phase_noise_dbc_hz", -140, -40, 0.1, ""},

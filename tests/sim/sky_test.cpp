@@ -2,7 +2,12 @@
 
 // What a dish sees, and what can be received of it whatever the driver does.
 
+#include <algorithm>
+#include <utility>
+#include <vector>
+
 #include "ds3000/chip/ds3000_context.h"
+#include "sim/sky.h"
 #include "tests/sim/receiver_test.h"
 
 namespace tests {
@@ -47,6 +52,43 @@ TEST_F(Sky, plain_carrier_can_be_received) {
     // filter takes less than 1 %, and 0.1 dB is left for what else passes it.
     EXPECT_NEAR(reception.cn_db, 16.53, 0.02);
     EXPECT_NEAR(reception.threshold_db, 6.9, 0.05);
+}
+
+// The C/N of the link budget is what the weakest carrier has.
+TEST(SkySpread, makes_carriers_stronger_but_those_that_say_what_they_are) {
+    std::vector<broadcast::Transponder> rows(30, demo_transponder(10'800));
+    for (std::uint32_t i = 0; i < rows.size(); ++i) {
+        rows[i].frequency_khz = 10'720'000 + i * 40'000;
+    }
+    rows.back().cn_db = 14;
+    const sim::Sky sky({"sky", rows}, {17, -45, 60, 6, 1});
+    auto carriers = sky.between(sim::Side::volts_18, 0, 20'000'000);
+
+    EXPECT_EQ(carriers.back().cn_db, 14);
+    carriers = carriers.first(carriers.size() - 1);
+    const auto weaker = [](const sim::Carrier &a, const sim::Carrier &b) {
+        return a.cn_db < b.cn_db;
+    };
+    const auto [weakest, strongest] = std::minmax_element(carriers.begin(), carriers.end(), weaker);
+    EXPECT_GE(weakest->cn_db, 17);
+    EXPECT_LT(weakest->cn_db, 18);
+    EXPECT_GT(strongest->cn_db, 22);
+    EXPECT_LE(strongest->cn_db, 23);
+    EXPECT_NEAR(strongest->level_dbm - weakest->level_dbm, strongest->cn_db - weakest->cn_db, 1e-9);
+}
+
+TEST(SkySpread, follows_from_the_seed_and_the_carrier_alone) {
+    const auto strengths = [](std::uint64_t seed, std::vector<broadcast::Transponder> rows) {
+        const sim::Sky sky({"sky", std::move(rows)}, {17, -45, 60, 3, seed});
+        const auto carriers = sky.between(sim::Side::volts_18, 0, 20'000'000);
+        return std::pair(carriers.front().cn_db, carriers.back().level_dbm);
+    };
+    const broadcast::Transponder one = demo_transponder(10'800);
+    const broadcast::Transponder two = demo_transponder(12'000);
+
+    EXPECT_EQ(strengths(1, {one, two}), strengths(1, {two, one}));
+    EXPECT_EQ(strengths(1, {one, two}).first, strengths(1, {one}).first);
+    EXPECT_NE(strengths(1, {one, two}), strengths(2, {one, two}));
 }
 
 TEST_F(Sky, same_row_twice_is_the_same_carrier) {
