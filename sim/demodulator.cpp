@@ -80,6 +80,7 @@ Demodulator::Demodulator(const Scenario &scenario, SignalSource &source, Outdoor
                          Watch &watch)
     : chip_(scenario.board.chip),
       wired_ts_mode_(scenario.board.ts_mode),
+      rate_tolerance_(scenario.board.rate_tolerance),
       mcu_identity_(chip_ == Chip::ds3103 ? reg::mcu_identity_mask : 0),
       source_(&source),
       watch_(&watch),
@@ -120,6 +121,9 @@ void Demodulator::power_on() {
     running_ = false;
     job_ = Job::reception;
     engine_.power_on();
+    set_up_torn_ = false;
+    took_set_up_ = false;
+    centre_moved_ns_ = 0;
     stale_ = false;
     restart_ = false;
     window_started_ = false;
@@ -228,6 +232,7 @@ CarrierSearch Demodulator::search_from_registers() const {
     search.symbol_rate_ksps = programmed_rate_ksps();
     search.mirrored = mirrors();
     search.wide = plain[reg::reg_c7] != 0;
+    search.rate_tolerance = search.wide ? rate_tolerance_ : symbol_rate_tolerance;
     search.near = (plain[reg::reg_0c] & 0x04) != 0;
     if (search.system == broadcast::System::dvbs2) {
         search.restarted = equaliser_mode_ == restart_equaliser;
@@ -389,6 +394,7 @@ void Demodulator::write_one(std::uint8_t reg, std::uint8_t value, std::uint64_t 
             tone_meter_.choose_carrier(value, now_ns);
             break;
         default:
+            follow_set_up(reg, value, now_ns);
             place_of(reg) = value;
             obey(reg, value, now_ns);
             break;

@@ -145,6 +145,8 @@ class Demodulator {
     [[nodiscard]] double programmed_rate_ksps() const;
     [[nodiscard]] double measuring_loss_db() const;
     [[nodiscard]] ToneMeter::Measurement measurement();
+    void follow_set_up(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
+    std::uint64_t averaging_since_ns();
     std::uint64_t engine_ready_ns();
     void write_search_control(std::uint8_t value, std::uint64_t now_ns);
     std::uint8_t read_search(std::uint8_t reg, std::uint64_t now_ns);
@@ -179,6 +181,7 @@ class Demodulator {
 
     Chip chip_;
     unsigned wired_ts_mode_;
+    double rate_tolerance_;
     std::uint8_t mcu_identity_;
     std::vector<Fault> identity_faults_;
     bool divergence_fault_ = false;
@@ -212,6 +215,9 @@ class Demodulator {
     Channel searched_;
     SpectrumEngine engine_;
     ToneMeter tone_meter_;
+    bool set_up_torn_ = false;
+    bool took_set_up_ = false;
+    std::uint64_t centre_moved_ns_ = 0;
     Acquisition acquisition_;
     std::uint64_t changed_ns_ = 0;
     std::uint64_t counters_from_ns_ = 0;

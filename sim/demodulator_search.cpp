@@ -13,6 +13,12 @@ namespace sim {
 namespace {
 
 constexpr std::uint8_t spectrum_enable = 0x73;  // of 0x90
+// The micro-controller calibrates the engine's gain after each core reset.
+constexpr std::uint64_t engine_start_ns = 100'000'000;
+// Nearer to its centre the converters' own line keeps the engine starting afresh.
+constexpr double dc_reach_khz = search_bin_khz / 8;
+constexpr std::uint8_t first_set_up_register = 0x90;
+constexpr std::uint8_t last_set_up_register = 0x99;
 
 struct Row {
     std::uint8_t reg;
@@ -24,9 +30,11 @@ bool all_hold(const std::array<std::uint8_t, 256> &plain, std::span<const Row> r
                        [&plain](const Row &row) { return plain[row.reg] == row.value; });
 }
 
-// What the engine needs besides: its window and scaling, and the front end open wide.
-constexpr std::array front_rows{Row{0x32, 0x44}, Row{0x33, 0x99}, Row{0x35, 0x7F}, Row{0x4A, 0x00},
-                                Row{0x4B, 0x04}, Row{0x56, 0x01}, Row{0x93, 0x8F}, Row{0xA0, 0x44}};
+// What the engine needs besides: its window and scaling, the front end open wide, and no tap of the
+// pulse filter chosen, which shares its memory with the averages.
+constexpr std::array front_rows{Row{0x70, 0x00}, Row{0x32, 0x44}, Row{0x33, 0x99},
+                                Row{0x35, 0x7F}, Row{0x4A, 0x00}, Row{0x4B, 0x04},
+                                Row{0x56, 0x01}, Row{0x93, 0x8F}, Row{0xA0, 0x44}};
 constexpr std::array wide_rows{Row{0x91, 0xC6}, Row{0x92, 0x17}, Row{0x95, 0x78}, Row{0x97, 0xB5},
                                Row{0x99, 0x18}};
 constexpr std::array narrow_rows{Row{0x91, 0x46}, Row{0x95, 0x64}, Row{0x97, 0xB3},
@@ -70,8 +78,12 @@ bool Demodulator::engine_is_set_up() const {
     const bool window = all_hold(plain, wide_rows) ||
                         (all_hold(plain, narrow_rows) && (plain[reg::reg_94] & 0x04) != 0 &&
                          (plain[reg::reg_92] == 0x01 || plain[reg::reg_92] == 0x03));
-    return window && all_hold(plain, front_rows) && (plain[reg::reg_94] & 0x11) == 0x11 &&
-           (plain[reg::spectrum] & 0x91) == 0x91 && (plain[reg::reg_25] & 0x08) != 0;
+    const bool clocked = chip_ != Chip::ds300x || (plain[reg::clock_reset] == 0 &&
+                                                   (plain[reg::core_reset_ds300x] & 0x04) == 0);
+    return took_set_up_ && clocked && window && all_hold(plain, front_rows) &&
+           (plain[reg::mode] & 0x87) == 0x83 && (plain[0x30] & 0x18) == 0x08 &&
+           (plain[reg::reg_94] & 0x11) == 0x11 && (plain[reg::spectrum] & 0x91) == 0x91 &&
+           (plain[reg::reg_25] & 0x08) != 0;
 }
 
 bool Demodulator::mirrors() const {
@@ -89,10 +101,36 @@ double Demodulator::programmed_rate_ksps() const {
     return (plain[reg::symbol_rate_high] << 8 | plain[reg::symbol_rate_low]) * register_step_khz;
 }
 
+// The set-up's registers are the micro-controller's own while it runs: it overwrites what comes
+// then. The engine takes the set-up over when the core is reset with the spectrum mode chosen; that
+// of DS300X, when its clock is reset inside a core reset.
+void Demodulator::follow_set_up(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns) {
+    const auto &plain = regs_.plain;
+    const bool held = (plain[reg::mcu_control] & reg::mcu_hold) != 0;
+    if (reg >= first_set_up_register && reg <= last_set_up_register && !held) {
+        set_up_torn_ = true;
+    } else if (reg == reg::mcu_control && (value & reg::mcu_hold) != 0) {
+        set_up_torn_ = false;
+    } else if (reg == reg::carrier_low || reg == reg::carrier_high) {
+        centre_moved_ns_ = now_ns;
+    }
+    const bool released = chip_ == Chip::ds300x
+                              ? reg == reg::clock_reset && plain[reg] == 0x08 && value == 0 &&
+                                    (plain[reg::core_reset_ds300x] & 0x04) != 0
+                              : reg == reg::core_reset && (plain[reg] & 1) != 0 && (value & 1) == 0;
+    if (released) {
+        took_set_up_ = (plain[reg::mode] & reg::mode_spectrum) != 0 && !set_up_torn_;
+    }
+}
+
+// Since when averages are about what is now received.
+std::uint64_t Demodulator::averaging_since_ns() {
+    return std::max({running_since_ns_ + engine_start_ns, changed_ns_, centre_moved_ns_,
+                     source_->settled_ns()});
+}
+
 std::uint64_t Demodulator::engine_ready_ns() {
-    const bool wide = all_hold(regs_.plain, wide_rows);
-    return std::max({running_since_ns_, changed_ns_, source_->calibrated_ns()}) +
-           SpectrumEngine::averaging_ns(wide);
+    return averaging_since_ns() + SpectrumEngine::averaging_ns(all_hold(regs_.plain, wide_rows));
 }
 
 void Demodulator::write_search_control(std::uint8_t value, std::uint64_t now_ns) {
@@ -104,10 +142,12 @@ void Demodulator::write_search_control(std::uint8_t value, std::uint64_t now_ns)
         }
         return;
     }
-    if (starts) {
+    if (starts && std::abs(programmed_carrier_khz()) < dc_reach_khz) {
+        engine_.stall();
+    } else if (starts) {
         const SearchSetting setting{all_hold(regs_.plain, wide_rows), regs_.plain[reg::reg_92] + 1U,
                                     programmed_carrier_khz()};
-        engine_.search(source_->spectrum(mirrors()), setting, now_ns, engine_ready_ns());
+        engine_.search(source_->spectrum(mirrors()), setting, now_ns, averaging_since_ns());
     } else if ((value & reg::search_next) != 0) {
         engine_.next_peak();
     }

@@ -21,6 +21,12 @@ class Noise {
     // Spread evenly over 0..1.
     double uniform() { return chance_.uniform(); }
 
+    // Of variance 1 about 0 and at most 3.5 away from it: the sum of four that are spread evenly.
+    double normal() {
+        constexpr double root_of_three = 1.7320508075688772;
+        return root_of_three * (uniform() + uniform() + uniform() + uniform() - 2);
+    }
+
  private:
     board::Chance chance_;
     double spread_db_;

@@ -53,8 +53,7 @@ struct Reach {
 // How far the programmed symbol rate is off, over what the timing loop pulls in.
 double rate_error(const CarrierSearch &search, const Carrier &carrier) {
     const double actual_ksps = carrier.transponder.symbol_rate / 1000.0;
-    const double tolerance = search.wide ? wide_symbol_rate_tolerance : symbol_rate_tolerance;
-    return std::abs(search.symbol_rate_ksps - actual_ksps) / (tolerance * actual_ksps);
+    return std::abs(search.symbol_rate_ksps - actual_ksps) / (search.rate_tolerance * actual_ksps);
 }
 
 double capture_of(const CarrierSearch &search) {
@@ -247,7 +246,29 @@ FoundCarrier found_of(const Candidate &candidate, const CarrierSearch &search,
     return found;
 }
 
+// The tuner's reference gets into its own input at each of its multiples.
+void add_harmonics(Spectrum &spectrum, const TunerOutput &tuner, double direction) {
+    constexpr double reference_khz = 27'000;
+    constexpr double density = 5;
+    const double low_khz = tuner.lo_khz - tuner.bandwidth_khz;
+    for (double khz = std::ceil(low_khz / reference_khz) * reference_khz;
+         khz <= tuner.lo_khz + tuner.bandwidth_khz; khz += reference_khz) {
+        spectrum.tones.push_back({direction * (khz - tuner.lo_khz), density});
+    }
+}
+
 }  // namespace
+
+void add_images(Spectrum &spectrum, double rejection_db) {
+    const std::size_t carriers = spectrum.lines.size();
+    const double share = broadcast::from_db(-rejection_db);
+    for (std::size_t i = 0; i < carriers; ++i) {
+        SpectralLine image = spectrum.lines[i];
+        image.offset_khz = -image.offset_khz;
+        image.density *= share;
+        spectrum.lines.push_back(image);
+    }
+}
 
 double intermediate_khz(double carrier_khz, double lof_khz, bool &inverted) {
     inverted = lof_khz > carrier_khz;
@@ -339,6 +360,7 @@ Spectrum Passband::spectrum(bool mirrored, double cross_polarisation_db) const {
                                       broadcast::from_db(carrier.cn_db - fade_db - loss_db)});
         });
     });
+    add_harmonics(spectrum, *tuner_, direction);
     return spectrum;
 }
 

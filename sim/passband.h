@@ -20,8 +20,6 @@ inline constexpr double smallest_symbol_rate_ksps = 1000;
 inline constexpr double largest_symbol_rate_ksps = 45000;
 inline constexpr double capture_range_khz = 5000;
 inline constexpr double symbol_rate_tolerance = 0.01;
-// With a wide search (register 0xC7 not 0), as for carriers of which only a spectrum is known.
-inline constexpr double wide_symbol_rate_tolerance = 0.10;
 // A step of the carrier and symbol-rate registers.
 inline constexpr double register_step_khz = 96000.0 / 65536;
 
@@ -30,8 +28,9 @@ struct CarrierSearch {
     broadcast::System system = broadcast::System::dvbs;
     double expected_khz = 0;  // oscillator minus carrier
     double symbol_rate_ksps = 0;
-    bool mirrored = false;           // the demodulator exchanges I and Q
-    bool wide = false;               // the symbol rate is known roughly only
+    bool mirrored = false;  // the demodulator exchanges I and Q
+    bool wide = false;      // the symbol rate is known roughly only
+    double rate_tolerance = symbol_rate_tolerance;
     bool near = false;               // take a carrier within half a symbol rate only
     bool diverged = false;           // the equaliser of a carrier without pilots has gone astray
     bool restarted = false;          // or works from its middle tap, as the driver restarted it
@@ -100,6 +99,10 @@ class Passband {
     std::vector<Leg> legs_;
     mutable std::optional<double> level_dbm_;  // asked for several times, and long to add up
 };
+
+// What I and Q leave of each carrier on the other side of the oscillator, as they are never quite
+// alike.
+void add_images(Spectrum &spectrum, double rejection_db);
 
 // Frequency of a carrier behind an LNB; `inverted` when the oscillator lies above it.
 double intermediate_khz(double carrier_khz, double lof_khz, bool &inverted);

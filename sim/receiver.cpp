@@ -38,6 +38,7 @@ class Receiver::Impl final : public SignalSource {
         : setup_(scenario.board),
           front_end_(scenario.front_end),
           cross_polarisation_db_(scenario.cross_polarisation_db),
+          image_rejection_db_(scenario.image_rejection_db),
           bus_clock_(scenario.board.bus_clock_hz),
           clock_(&clock),
           calendar_(scenario.events),
@@ -61,7 +62,9 @@ class Receiver::Impl final : public SignalSource {
         return passband().find(search, cross_polarisation_db_);
     }
     Spectrum spectrum(bool mirrored) override {
-        return passband().spectrum(mirrored, cross_polarisation_db_);
+        Spectrum seen = passband().spectrum(mirrored, cross_polarisation_db_);
+        add_images(seen, image_rejection_db_);
+        return seen;
     }
     std::optional<Tone> tone(bool mirrored, double reach_khz) override {
         return passband().tone(mirrored, reach_khz);
@@ -148,6 +151,7 @@ class Receiver::Impl final : public SignalSource {
     BoardSetup setup_;
     FrontEnd front_end_;
     double cross_polarisation_db_;
+    double image_rejection_db_;
     BusClock bus_clock_;
     board::VirtualClock *clock_;
     Watch watch_;

@@ -31,6 +31,8 @@ struct BoardSetup {
     bool lnbh23 = false;
     bool iq_swap = false;  // the board exchanges I and Q: spectrum mirrored about the oscillator
     unsigned ts_mode = 3;  // of the transport-stream port, for which the demultiplexer is wired
+    // How far off the programmed symbol rate a wide search finds a carrier, as a share of its rate.
+    double rate_tolerance = 0.10;
     std::uint32_t bus_clock_hz = 400'000;
     double tone_meter_start_ms = 3;  // of the demodulator's program that measures a tone
 };
@@ -201,6 +203,7 @@ struct Scenario {
     double jitter_db = 0.1;        // spread of the quality readings
     FrontEnd front_end;
     double cross_polarisation_db = 25.0;  // how far the other polarisation's leakage lies below
+    double image_rejection_db = 30.0;     // how far a carrier's mirror image lies below it
     double spurious_share = 0.02;         // of spectrum searches that report a peak too many
     std::vector<broadcast::Satellite> satellites;
     std::vector<Event> events;

@@ -189,6 +189,7 @@ void Reader::read_board(Section section) {
     section.boolean("lnbh23", board.lnbh23);
     section.boolean("iq_swap", board.iq_swap);
     section.integer("ts_mode", 1, 3, board.ts_mode);
+    section.number("rate_tolerance", 0.01, 0.25, board.rate_tolerance);
     section.integer("bus_clock_hz", 1'000, 1'000'000, board.bus_clock_hz);
     section.number("tone_meter_start_ms", 0, 1'000, board.tone_meter_start_ms);
     section.done();
@@ -211,6 +212,7 @@ void Reader::read_noise(Section section) {
     section.number("level_spread_db", 0, 10, scenario_.level_spread_db);
     section.number("jitter_db", 0, 3, scenario_.jitter_db);
     section.number("cross_polarisation_db", 0, 60, scenario_.cross_polarisation_db);
+    section.number("image_rejection_db", 10, 60, scenario_.image_rejection_db);
     section.number("spurious_share", 0, 1, scenario_.spurious_share);
     FrontEnd &front_end = scenario_.front_end;
     section.number("noise_figure_db", 0, 40, front_end.noise_figure_db);

@@ -2,14 +2,12 @@
 #include "sim/spectrum_engine.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <deque>
 #include <limits>
-#include <numbers>
-#include <optional>
+#include <utility>
 
 #include "broadcast/arithmetic.h"
+#include "broadcast/modcod.h"
 #include "sim/demodulator_regs.h"
 #include "sim/spectral_shape.h"
 
@@ -17,22 +15,19 @@ namespace sim {
 
 namespace {
 
-constexpr double bin_khz = 96000.0 / 512;
-constexpr double step_khz = bin_khz / 4;
-constexpr double skirt_density = 1.5;      // noise included
-constexpr double detection_density = 2.5;  // likewise
-constexpr double least_height = 0.3;       // of a slope, over the noise
-constexpr double least_dip = 0.045;        // 0.2 dB
 constexpr double widening_khz = 400;
-constexpr double least_width_khz = 600;
 constexpr double least_wide_width_khz = 8000;
 // A carrier that begins nearer to the centre than this is crossed in small steps.
 constexpr double near_centre_khz = 4000;
 constexpr double small_span_khz = 8000;
 constexpr double most_bins = 1023;
+constexpr double grid_spectrum_ns = 2048 / 0.096;
 constexpr std::uint64_t wide_averaging_ns = 10'000'000;
 constexpr std::uint64_t narrow_averaging_ns = 25'000'000;
 constexpr std::uint64_t search_ns = 12'000'000;
+constexpr std::uint64_t slope_ns = 5'000'000;
+// The converters' offset, after the chip has taken off most of it.
+constexpr SpectralTone dc_line{0, 6};
 
 // Density at a distance from the centre, 1 in the middle.
 double density_at(const SpectralLine &line, double distance_khz) {
@@ -51,200 +46,25 @@ double share_below(const SpectralLine &line, double distance_khz) {
     return distance_khz < 0 ? 0.5 - share : 0.5 + share;
 }
 
-// Densities over the noise on the engine's grid, from one end of the passband to the other.
-struct Grid {
-    double low_khz = 0;
-    std::vector<double> density;
-
-    [[nodiscard]] double khz(double index) const { return low_khz + index * step_khz; }
-};
-
-Grid grid_of(const Spectrum &spectrum) {
-    const auto half = static_cast<std::size_t>(spectrum.half_span_khz / step_khz);
-    const double low_khz = -static_cast<double>(half) * step_khz;
-    return {low_khz, densities(spectrum.lines, low_khz, step_khz, 2 * half + 1)};
+std::int32_t bins_of(double khz) {
+    return static_cast<std::int32_t>(std::lround(khz / search_bin_khz));
 }
 
-// The mean over `length` neighbours of each point, fewer at the ends.
-void smooth(std::vector<double> &density, std::size_t length) {
-    std::vector<double> sums(density.size() + 1, 0);
-    for (std::size_t i = 0; i < density.size(); ++i) {
-        sums[i + 1] = sums[i] + density[i];
-    }
-    for (std::size_t i = 0; i < density.size(); ++i) {
-        const std::size_t low = i > length / 2 ? i - length / 2 : 0;
-        const std::size_t high = std::min(density.size(), i + (length + 1) / 2);
-        density[i] = (sums[high] - sums[low]) / static_cast<double>(high - low);
-    }
-}
-
-// A slope of the spectrum: from one level stretch, peak or valley to the next.
-struct Edge {
-    bool rises = false;
-    std::size_t first = 0;  // grid points at its ends
-    std::size_t last = 0;
-    double foot = 0;  // densities there
-    double top = 0;
-    double khz = 0;
-};
-
-// The slopes that stand out of what averaging leaves of the noise.
-std::vector<Edge> edges_of(const std::vector<double> &density) {
-    constexpr double level = 0.0005;  // of the density, from one grid point to the next
-    std::vector<Edge> edges;
-    const auto slope = [&density](std::size_t i) {
-        const double change = density[i + 1] - density[i];
-        return std::abs(change) < level * density[i] ? 0 : (change > 0 ? 1 : -1);
-    };
-    std::size_t i = 0;
-    while (i + 1 < density.size()) {
-        const int direction = slope(i);
-        std::size_t end = i + 1;
-        while (end + 1 < density.size() && slope(end) == direction) {
-            ++end;
-        }
-        const auto [foot, top] = std::minmax(density[i], density[end]);
-        if (direction != 0 && top - foot >= std::max(least_height, top * least_dip)) {
-            edges.push_back({direction > 0, i, end, foot, top, 0});
-        }
-        i = end;
-    }
-    return edges;
-}
-
-// Where a narrow carrier stands on the skirt of a wide one, the skirt shows as two slopes with an
-// edge of the narrow carrier between them: rise, rise, fall, rise or the mirror image. Keep the
-// greater part. Three carriers that overlap in a row look alike, but have nearly equal parts.
-void join_skirts(std::vector<Edge> &edges) {
-    const auto height = [](const Edge &edge) { return edge.top - edge.foot; };
-    for (std::size_t i = 0; i + 3 < edges.size(); ++i) {
-        const std::array<bool, 4> rises{edges[i].rises, edges[i + 1].rises, edges[i + 2].rises,
-                                        edges[i + 3].rises};
-        std::size_t a = 0;
-        if (rises == std::array{true, true, false, true}) {
-            a = i + 1;
-        } else if (rises == std::array{false, true, false, false}) {
-            a = i;
-        } else {
-            continue;
-        }
-        const std::size_t smaller = height(edges[a]) < height(edges[a + 2]) ? a : a + 2;
-        const std::size_t greater = smaller == a ? a + 2 : a;
-        if (height(edges[smaller]) < height(edges[greater]) * 0.7) {
-            edges.erase(edges.begin() + static_cast<std::ptrdiff_t>(smaller));
+// A line shows in its step and, through the window, half as high in either neighbour.
+void add_tone(SpectrumGrid &grid, const SpectralTone &tone) {
+    const auto at = std::lround((tone.offset_khz - grid.low_khz) / search_step_khz);
+    for (const long step : {at - 1, at, at + 1}) {
+        if (step >= 0 && step < static_cast<long>(grid.density.size())) {
+            grid.density[static_cast<std::size_t>(step)] += tone.density / (step == at ? 1 : 2);
         }
     }
 }
 
-double half_power(const Edge &edge) { return 1 + (edge.top - 1) / 2; }
-
-// A slope that goes on beyond the passband shows a carrier's edge when its middle is inside.
-bool is_cut_off(const Grid &grid, const Edge &edge) {
-    return edge.rises ? edge.first == 0 : edge.last == grid.density.size() - 1;
+double averages_in(std::uint64_t from_ns, std::uint64_t to_ns, bool wide) {
+    const double most = static_cast<double>(SpectrumEngine::averaging_ns(wide)) / grid_spectrum_ns;
+    const double elapsed_ns = to_ns > from_ns ? static_cast<double>(to_ns - from_ns) : 0;
+    return std::clamp(elapsed_ns / grid_spectrum_ns, 1.0, most);
 }
-bool hides_its_middle(const Grid &grid, const Edge &edge) {
-    return is_cut_off(grid, edge) && edge.foot > half_power(edge);
-}
-
-// Where a slope passes a level.
-double crossing_khz(const Grid &grid, const Edge &edge, double level) {
-    for (std::size_t i = edge.first; i < edge.last; ++i) {
-        const double from = grid.density[i];
-        const double to = grid.density[i + 1];
-        if ((from < level) != (to < level)) {
-            return grid.khz(static_cast<double>(i) + (level - from) / (to - from));
-        }
-    }
-    return grid.khz(static_cast<double>(edge.rises ? edge.first : edge.last));
-}
-
-// Place the carrier's edge that a slope shows. `beyond` is the slope on its outer side: of the same
-// direction when carriers overlap, of the other one across a valley.
-double place_khz(const Grid &grid, const Edge &edge, const Edge *beyond) {
-    if (is_cut_off(grid, edge)) {
-        return crossing_khz(grid, edge, half_power(edge));
-    }
-    if (beyond == nullptr || beyond->rises == edge.rises) {
-        return crossing_khz(grid, edge, (edge.foot + edge.top) / 2);
-    }
-    if (edge.foot <= half_power(edge)) {
-        return crossing_khz(grid, edge, half_power(edge));
-    }
-    // Both carriers have the same share in the valley: raised cosines, each sin(x) below its half.
-    const double depth = (edge.top - edge.foot) / (edge.top - 1);
-    const double share = std::asin(depth) * 2 / std::numbers::pi;
-    const double length_khz = static_cast<double>(edge.last - edge.first) * step_khz;
-    const double inside_khz = length_khz * share / (1 + share);
-    return grid.khz(static_cast<double>(edge.rises ? edge.first : edge.last)) +
-           (edge.rises ? inside_khz : -inside_khz);
-}
-
-std::vector<Edge> placed_edges(const Grid &grid) {
-    std::vector<Edge> edges = edges_of(grid.density);
-    join_skirts(edges);
-    for (std::size_t i = 0; i < edges.size(); ++i) {
-        const std::size_t outer = edges[i].rises ? i - 1 : i + 1;
-        edges[i].khz = place_khz(grid, edges[i], outer < edges.size() ? &edges[outer] : nullptr);
-    }
-    return edges;
-}
-
-struct Extent {
-    double low_khz;
-    double high_khz;
-};
-
-// The carriers whose edges are both in the passband, and where the first one begins whose upper
-// edge is not.
-struct Carriers {
-    std::vector<Extent> complete;
-    std::optional<double> unfinished_khz;
-};
-
-// Edges make carriers in their order: the lower edges are those of the carriers in turn, and so are
-// the upper ones, as no carrier lies within another.
-Carriers carriers_of(const Grid &grid) {
-    Carriers carriers;
-    const std::vector<Edge> edges = placed_edges(grid);
-    std::deque<std::optional<double>> begun;  // without a value: below the passband
-    const bool begins_inside =
-        !edges.empty() && edges.front().rises && is_cut_off(grid, edges.front());
-    if (grid.density.front() >= skirt_density && !begins_inside) {
-        begun.emplace_back();
-    }
-    std::optional<double> last_end;
-    for (const Edge &edge : edges) {
-        const bool from_noise = edge.foot < skirt_density;
-        if (edge.rises) {
-            if (from_noise) {
-                begun.clear();
-            }
-            begun.push_back(hides_its_middle(grid, edge) ? std::nullopt : std::optional(edge.khz));
-            continue;
-        }
-        if (hides_its_middle(grid, edge)) {
-            continue;
-        }
-        // Where no lower edge is to be seen the neighbour's upper edge has hidden it.
-        const std::optional<double> low = begun.empty() ? last_end : begun.front();
-        if (!begun.empty()) {
-            begun.pop_front();
-        }
-        if (low && edge.top >= detection_density) {
-            carriers.complete.push_back({*low, edge.khz});
-        }
-        last_end = from_noise ? std::nullopt : std::optional(edge.khz);
-        if (from_noise) {
-            begun.clear();
-        }
-    }
-    if (!begun.empty()) {
-        carriers.unfinished_khz = begun.front().value_or(grid.low_khz);
-    }
-    return carriers;
-}
-
-std::int32_t bins_of(double khz) { return static_cast<std::int32_t>(std::lround(khz / bin_khz)); }
 
 }  // namespace
 
@@ -284,54 +104,87 @@ void SpectrumEngine::power_on() {
     done_ns_ = 0;
 }
 
+// What an average of so many spectra shows.
+SpectrumGrid SpectrumEngine::average(const Spectrum &spectrum, double averages) {
+    const auto half = static_cast<std::size_t>(spectrum.half_span_khz / search_step_khz);
+    SpectrumGrid grid;
+    grid.low_khz = -static_cast<double>(half) * search_step_khz;
+    grid.density = densities(spectrum.lines, grid.low_khz, search_step_khz, 2 * half + 1);
+    add_tone(grid, dc_line);
+    for (const SpectralTone &tone : spectrum.tones) {
+        add_tone(grid, tone);
+    }
+    const double deviation = 1 / std::sqrt(averages);
+    for (double &density : grid.density) {
+        density *= std::max(0.0, 1 + deviation * chance_.normal());
+    }
+    return grid;
+}
+
+void SpectrumEngine::add_peaks(const Carriers &carriers, const SearchSetting &setting) {
+    const double least_khz = setting.wide ? least_wide_width_khz : 0;
+    for (const Extent &extent : carriers.complete) {
+        const double width_khz = extent.high_khz - extent.low_khz;
+        if (width_khz >= least_khz) {
+            const double centre_khz = (extent.low_khz + extent.high_khz) / 2;
+            peaks_.push_back({bins_of(centre_khz + setting.expected_khz),
+                              bins_of(width_khz + widening_khz), extent.density});
+        }
+    }
+}
+
 void SpectrumEngine::add_spurious_peak(double low_khz, double high_khz) {
     constexpr double narrowest_khz = 2000;
     constexpr double widest_khz = 12000;
+    constexpr double burst_density = 5;
     const double width_khz = narrowest_khz + chance_.uniform() * (widest_khz - narrowest_khz);
     const double centre_khz = low_khz + chance_.uniform() * (high_khz - low_khz);
-    const SearchPeak spurious{bins_of(centre_khz), bins_of(width_khz + widening_khz)};
+    const SearchPeak spurious{bins_of(centre_khz), bins_of(width_khz + widening_khz),
+                              burst_density};
     const auto place = std::find_if(peaks_.begin(), peaks_.end(), [&](const SearchPeak &peak) {
         return peak.offset_bins > spurious.offset_bins;
     });
     peaks_.insert(place, spurious);
 }
 
+// Of more peaks than it has room for, and up to where the rest of them leaves the span explained.
+double SpectrumEngine::keep_first_peaks(double explained_khz) {
+    if (peaks_.size() <= most_peaks) {
+        return explained_khz;
+    }
+    const SearchPeak &left_out = peaks_[most_peaks];
+    const double found_khz = (left_out.offset_bins - left_out.width_bins / 2.0) * search_bin_khz;
+    peaks_.resize(most_peaks);
+    return std::clamp(found_khz, small_span_khz, explained_khz);
+}
+
 void SpectrumEngine::search(const Spectrum &spectrum, const SearchSetting &setting,
-                            std::uint64_t now_ns, std::uint64_t ready_ns) {
+                            std::uint64_t now_ns, std::uint64_t since_ns) {
     power_on();
-    done_ns_ = std::max(now_ns, ready_ns) + search_ns;
+    done_ns_ = now_ns + search_ns;
     if (spectrum.half_span_khz <= 0) {
         return;
     }
-    Grid grid = grid_of(spectrum);
+    const double averages = averages_in(since_ns, now_ns, setting.wide);
+    SpectrumGrid grid = average(spectrum, averages);
     smooth(grid.density, setting.smoothing);
-    const double least_khz = setting.wide ? least_wide_width_khz : least_width_khz;
-    const double end_khz = -grid.low_khz + setting.expected_khz;
+    const double low_khz = grid.low_khz + setting.expected_khz;
+    const double end_khz = grid.high_khz() + setting.expected_khz;
+    const Carriers carriers = find_carriers(
+        std::move(grid), {setting.smoothing, 1 / std::sqrt(averages * setting.smoothing)});
+    done_ns_ += carriers.slopes * slope_ns;
+    add_peaks(carriers, setting);
     double explained_khz = end_khz;
-    const Carriers carriers = carriers_of(grid);
-    for (const Extent &extent : carriers.complete) {
-        const double width_khz = extent.high_khz - extent.low_khz;
-        if (width_khz >= least_khz) {
-            const double centre_khz = (extent.low_khz + extent.high_khz) / 2;
-            peaks_.push_back(
-                {bins_of(centre_khz + setting.expected_khz), bins_of(width_khz + widening_khz)});
-        }
-    }
     if (carriers.unfinished_khz) {
         const double begin_khz = *carriers.unfinished_khz + setting.expected_khz;
         explained_khz = begin_khz >= near_centre_khz ? begin_khz : small_span_khz;
     }
     if (chance_.uniform() < spurious_share_) {
-        add_spurious_peak(grid.low_khz + setting.expected_khz, end_khz);
+        add_spurious_peak(low_khz, end_khz);
     }
-    if (peaks_.size() > most_peaks) {
-        const SearchPeak &left_out = peaks_[most_peaks];
-        const double found_khz = (left_out.offset_bins - left_out.width_bins / 2.0) * bin_khz;
-        explained_khz = std::clamp(found_khz, small_span_khz, explained_khz);
-        peaks_.resize(most_peaks);
-    }
+    explained_khz = keep_first_peaks(explained_khz);
     occupied_bins_ =
-        static_cast<std::uint16_t>(std::clamp(explained_khz / bin_khz, 0.0, most_bins));
+        static_cast<std::uint16_t>(std::clamp(explained_khz / search_bin_khz, 0.0, most_bins));
 }
 
 void SpectrumEngine::stall() {
@@ -355,13 +208,14 @@ std::uint8_t SpectrumEngine::result() {
     const SearchPeak &peak = peaks_[next_ - 1];
     const auto offset = static_cast<unsigned>(peak.offset_bins);
     const auto width = static_cast<unsigned>(peak.width_bins);
+    const auto level = static_cast<unsigned>(broadcast::to_db(std::max(peak.density, 1.0)) * 64);
     switch (byte_++ & 3U) {
         case 0:
             return static_cast<std::uint8_t>(offset);
         case 1:
-            return static_cast<std::uint8_t>((offset >> 8U) & 0x03U);
+            return static_cast<std::uint8_t>((offset >> 8U & 0x03U) | (level >> 6U << 2U));
         case 2:
-            return static_cast<std::uint8_t>((width >> 8U) & 0x03U);
+            return static_cast<std::uint8_t>((width >> 8U & 0x03U) | (level << 2U));
         default:
             return static_cast<std::uint8_t>(width);
     }

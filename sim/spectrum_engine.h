@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "sim/noise.h"
+#include "sim/spectral_slopes.h"
 
 namespace sim {
 
@@ -18,9 +19,16 @@ struct SpectralLine {
     double density = 0;  // in its middle, over the noise's
 };
 
+// A line narrower than the engine's grid: what is left of an oscillator or a clock.
+struct SpectralTone {
+    double offset_khz = 0;
+    double density = 0;  // over the noise's, in one step of the grid
+};
+
 struct Spectrum {
     double half_span_khz = 0;  // what the tuner's filter passes on either side; 0 without a tuner
-    std::vector<SpectralLine> lines;
+    std::vector<SpectralLine> lines = {};
+    std::vector<SpectralTone> tones = {};
 };
 
 // Densities over the noise's, the noise included, at so many places from `low_khz` on.
@@ -40,26 +48,26 @@ struct SearchSetting {
 // The spectrum-search engine of the demodulator.
 //
 // It averages power spectra of the base band, in bins of 187.5 kHz with a grid four times as fine,
-// smooths them over the given number of grid steps, and on demand looks for the slopes of carriers:
-// those 0.2 dB or more high, and 0.3 of the noise's density, which is what averaging leaves of the
-// noise. The slopes that rise are
-// the carriers' lower edges in turn, those that fall their upper edges; an edge lies where half the
-// power is lost. So carriers that reach into each other are told apart by their four slopes and
-// those side by side by the dip between them, while two whose slopes add up to a level spectrum -
-// their centres half the sum of their symbol rates apart, or nearly - are taken for one. What stays
-// less than 4 dB above the noise, a carrier with a C/N below 2 dB, is missed, and so is leakage
-// unless it rises that far. Averaging leaves no trace of noise but for a spurious peak now and
-// then, 2 to 12 MHz wide and anywhere in the passband, which follows from the seed. A slope that an
-// edge of a narrow carrier interrupts counts once, as its greater part.
+// smooths them over the given number of grid steps, and on demand looks for the slopes of carriers
+// (spectral_slopes.h). What stays less than 4 dB above the noise, a carrier with a C/N below 2 dB,
+// is missed, and so is leakage unless it rises that far.
 //
-// The averages take 10 ms for the wide look and 25 ms for the other, from the last change of what
-// is received on; the search itself takes 12 ms. The wide look reports carriers from 8 MHz on, the
-// other from 600 kHz on.
+// One spectrum of the grid takes 2048 samples at 96 MHz. A full average takes 10 ms, that is 469 of
+// them, for the wide look and 25 ms, 1172, for the other, from the last change of what is received
+// on; a search that is asked for earlier has less. Each average leaves noise of its density over
+// the root of their number in every step, from the seed: it moves edges by a bin and splits or
+// hides what barely stands out. Now and then, in `spurious_share` of the searches, a burst of
+// interference adds a peak 2 to 12 MHz wide anywhere in the passband. What the converters' offset
+// leaves at 0 Hz is a line that shows where no carrier covers it.
+//
+// A search takes 12 ms and 5 ms a slope. The wide look reports what is 8 MHz wide or more.
 //
 // A peak is reported as the bins of its centre from the tuner's nominal frequency and as its width
-// in bins: the symbol rate and the 400 kHz by which the engine's window widens every peak. Peaks
-// come in the order of the spectrum it sees, which a board that swaps I and Q mirrors; of more than
-// 31 the first ones are kept, and the span below ends where the first of the others begins.
+// in bins: the symbol rate and the 400 kHz by which the engine's window widens every peak; the bits
+// above those of the centre hold its level in decibels, those above the width the sixty-fourths.
+// Peaks come in the order of the spectrum it sees, which a board that swaps I and Q mirrors; of
+// more than 31 the first ones are kept, and the span below ends where the first of the others
+// begins.
 //
 // The occupied span reaches from the nominal frequency up to the last one that was analysed and
 // explained: to the end of the tuner's passband, or to the beginning of the carrier that reaches
@@ -76,10 +84,10 @@ class SpectrumEngine {
 
     void power_on();
 
-    // Look for carriers; `ready_ns` is when the averages are complete.
+    // Look for carriers in what has been averaged since then.
     void search(const Spectrum &spectrum, const SearchSetting &setting, std::uint64_t now_ns,
-                std::uint64_t ready_ns);
-    // A search that was asked for while the engine does not run: its start bit stays set.
+                std::uint64_t since_ns);
+    // A search that does not come to an end: its start bit stays set.
     void stall();
 
     // Register 0x9A: bit 7 while the search runs, then the number of peaks.
@@ -97,9 +105,13 @@ class SpectrumEngine {
     struct SearchPeak {
         std::int32_t offset_bins;
         std::int32_t width_bins;
+        double density;
     };
 
+    SpectrumGrid average(const Spectrum &spectrum, double averages);
+    void add_peaks(const Carriers &carriers, const SearchSetting &setting);
     void add_spurious_peak(double low_khz, double high_khz);
+    double keep_first_peaks(double explained_khz);
 
     Noise chance_;
     double spurious_share_;

@@ -156,7 +156,7 @@ TEST_F(BlindScanWorld, ds300x_that_swaps_i_and_q_finds_every_carrier_near_its_pl
     receiver();
     ds3000_context.board_iq_swap = 1;
 
-    const Outcome outcome = compare(scan(SCAN_ALGO_STEPWISE, 1));
+    const Outcome outcome = compare(scan(SCAN_ALGO_STEPWISE, 2));
 
     EXPECT_THAT(outcome.missed, testing::IsEmpty());
     EXPECT_THAT(outcome.false_locks, testing::IsEmpty());

@@ -113,6 +113,7 @@ tuner_fitted = false
 demodulator_fitted = false
 lnbh23 = true
 iq_swap = true
+rate_tolerance = 0.05
 bus_clock_hz = 100_000
 ts_mode = 2
 [lnb]
@@ -123,11 +124,12 @@ ignores_tone = true
 cn_db = 12.5
 level_dbm = -50
 jitter_db = 0
-level_spread_db = 5.5
 noise_figure_db = 6
 intercept_dbm = -10
 phase_noise_dbc_hz = -75
 implementation_loss_db = 1.5
+level_spread_db = 5.5
+image_rejection_db = 22
 [[satellite]]
 name = "one"
 [[satellite]]
@@ -219,6 +221,7 @@ to_ms = 800
     EXPECT_FALSE(scenario.board.demodulator_fitted);
     EXPECT_TRUE(scenario.board.lnbh23);
     EXPECT_TRUE(scenario.board.iq_swap);
+    EXPECT_EQ(scenario.board.rate_tolerance, 0.05);
     EXPECT_EQ(scenario.board.bus_clock_hz, 100'000U);
     EXPECT_EQ(scenario.board.ts_mode, 2U);
     EXPECT_EQ(scenario.lnb.low_khz, 5'150'000U);
@@ -228,11 +231,12 @@ to_ms = 800
     EXPECT_EQ(scenario.cn_db, 12.5);
     EXPECT_EQ(scenario.level_dbm, -50);
     EXPECT_EQ(scenario.jitter_db, 0);
-    EXPECT_EQ(scenario.level_spread_db, 5.5);
     EXPECT_EQ(scenario.front_end.noise_figure_db, 6);
     EXPECT_EQ(scenario.front_end.intercept_dbm, -10);
     EXPECT_EQ(scenario.front_end.phase_noise_dbc_hz, -75);
     EXPECT_EQ(scenario.front_end.implementation_loss_db, 1.5);
+    EXPECT_EQ(scenario.level_spread_db, 5.5);
+    EXPECT_EQ(scenario.image_rejection_db, 22);
     ASSERT_EQ(scenario.satellites.size(), 2U);
     EXPECT_TRUE(scenario.satellites[0].transponders.empty());
     ASSERT_EQ(scenario.satellites[1].transponders.size(), 1U);
@@ -586,11 +590,13 @@ const std::vector<Limits> limits_of_keys{
     Limits{"[noise]", "cn_db", -20, 40, 0.1, ""},
     Limits{"[noise]", "level_dbm", -100, 0, 0.1, ""},
     Limits{"[noise]", "jitter_db", 0, 3, 0.1, ""},
-    Limits{"[noise]", "level_spread_db", 0, 10, 0.1, ""},
     Limits{"[noise]", "noise_figure_db", 0, 40, 0.1, ""},
     Limits{"[noise]", "intercept_dbm", -40, 40, 0.1, ""},
     Limits{"[noise]", "phase_noise_dbc_hz", -140, -40, 0.1, ""},
     Limits{"[noise]", "implementation_loss_db", 0, 10, 0.1, ""},
+    Limits{"[noise]", "level_spread_db", 0, 10, 0.1, ""},
+    Limits{"[noise]", "image_rejection_db", 10, 60, 0.1, ""},
+    Limits{"[board]", "rate_tolerance", 0.01, 0.25, 0.001, ""},
     Limits{"[[satellite]]\nname = \"a\"", "cn_db", -20, 40, 0.1, ""},
     Limits{"[[satellite]]\nname = \"a\"", "level_dbm", -100, 0, 0.1, ""},
     Limits{bare_transponder, "cn_db", -20, 40, 0.1, ""},
