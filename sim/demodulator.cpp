@@ -79,6 +79,7 @@ constexpr auto status_registers = [] {
 Demodulator::Demodulator(const Scenario &scenario, SignalSource &source, Outdoor &outdoor,
                          Watch &watch)
     : chip_(scenario.board.chip),
+      seed_(scenario.seed),
       wired_ts_mode_(scenario.board.ts_mode),
       rate_tolerance_(scenario.board.rate_tolerance),
       mcu_identity_(chip_ == Chip::ds3103 ? reg::mcu_identity_mask : 0),
@@ -269,6 +270,7 @@ void Demodulator::begin_search(std::uint64_t now_ns) {
     was_reset_globally_ = false;
     search_ = search_from_registers();
     job_ = job_from_registers();
+    ++receptions_;
     running_since_ns_ = now_ns;
     counters_from_ns_ = now_ns;
 }

@@ -168,6 +168,7 @@ class Demodulator {
     std::uint8_t tell_lock(std::uint64_t now_ns);
     [[nodiscard]] std::uint8_t amplitude() const;
     [[nodiscard]] std::uint8_t modcod() const;
+    [[nodiscard]] double loop_error(std::uint64_t which) const;
     [[nodiscard]] std::uint16_t carrier_reading(std::uint64_t now_ns) const;
     [[nodiscard]] std::uint16_t symbol_rate_reading(std::uint64_t now_ns) const;
     [[nodiscard]] std::uint16_t equaliser_tap() const;
@@ -180,6 +181,7 @@ class Demodulator {
     [[nodiscard]] double dvbs_window_bits() const;
 
     Chip chip_;
+    std::uint64_t seed_;
     unsigned wired_ts_mode_;
     double rate_tolerance_;
     std::uint8_t mcu_identity_;
@@ -210,6 +212,7 @@ class Demodulator {
     unsigned restarts_ = 0;
     std::uint64_t powered_since_ns_ = 0;
     std::uint64_t running_since_ns_ = 0;
+    std::uint64_t receptions_ = 0;  // begun since power-up
     std::uint64_t stopped_ns_ = 0;
     CarrierSearch search_;
     Channel searched_;

@@ -235,7 +235,7 @@ TEST_F(CtlScan, one_destination_that_fails_costs_no_other) {
         "-o found.conf --report page.html >/dev/full");
     EXPECT_EQ(full.status, 1);
     EXPECT_THAT(full.err, HasSubstr("standard output cannot be written"));
-    EXPECT_THAT(read_file("found.conf"), HasSubstr("FREQUENCY = 10999999"));
+    EXPECT_THAT(read_file("found.conf"), HasSubstr("[11000V]"));
     EXPECT_THAT(read_file("page.html"), HasSubstr("</html>"));
 
     const Outcome no_report = scan("--report /dev/full --format json");
@@ -253,7 +253,7 @@ TEST_F(CtlScan, files_do_not_take_the_place_of_a_closed_stream) {
     const Outcome without_messages =
         shell("\"$CTL\" scan --board sim:world.toml --range 10980M-11020M -v -o found.conf 2>&-");
     EXPECT_EQ(without_messages.status, 0);
-    EXPECT_THAT(read_file("found.conf"), HasSubstr("FREQUENCY = 10999999"));
+    EXPECT_THAT(read_file("found.conf"), HasSubstr("[11000V]"));
     EXPECT_THAT(read_file("found.conf"), Not(HasSubstr("driver")));
 }
 

@@ -3,6 +3,7 @@
 // Reception with the wide search that the blind scan programs for carriers it knows roughly.
 
 #include <cmath>
+#include <set>
 #include <vector>
 
 #include "ds3000/chip/ds3000_context.h"
@@ -134,6 +135,26 @@ TEST_F(ScanReception, bit_2_of_0x0c_keeps_to_the_carrier_nearby) {
     EXPECT_THAT(receiver().verdict(), HasReason(Reason::capture_range));
     program(1'550'900, 2'000, STANDARD_DVBS, near);
     EXPECT_THAT(receiver().verdict(), HasReason(Reason::locked));
+}
+
+// At 17 dB the loops leave 1.2 kHz and 0.25 ksym/s of 27500 ksym/s, in deviations.
+TEST_F(ScanReception, readings_carry_the_loops_error) {
+    start_on_vertical();
+    std::vector<std::int32_t> places;
+    std::vector<std::int32_t> rates;
+    for (int i = 0; i < 20; ++i) {
+        program(1'350'000, 27'500, STANDARD_DVBS2);
+        places.push_back(found_khz(1'350'000));
+        std::int32_t measured_ksps = 0;
+        ds3000_get_symbol_rate(&measured_ksps);
+        rates.push_back(measured_ksps);
+        EXPECT_EQ(found_khz(1'350'000), places.back()) << "the same as long as the lock lasts";
+    }
+
+    EXPECT_THAT(places,
+                testing::Each(testing::AllOf(testing::Gt(1'349'992), testing::Lt(1'350'008))));
+    EXPECT_THAT(rates, testing::Each(testing::AllOf(testing::Ge(27'497), testing::Le(27'502))));
+    EXPECT_GT(std::set<std::int32_t>(places.begin(), places.end()).size(), 2U);
 }
 
 // A neighbour in the other standard is locked first, found too far away, and left alone.
