@@ -22,6 +22,8 @@ constexpr double superframe_bits = 8 * 204 * 8;
 constexpr double frames = 5;
 constexpr std::uint64_t patience_duration_ns = 150'000'000;
 constexpr std::uint64_t header_patience_duration_ns = 300'000'000;
+// Loops that came to rest at a false rate keep the micro-controller waiting for a frame.
+constexpr std::uint64_t alias_patience_duration_ns = 3'000'000'000;
 constexpr std::uint64_t hold_duration_ns = 1'000'000'000;
 // Of the symbol rate: how far a held loop pulls a carrier in.
 constexpr double pull_in_share = 1.0 / 8;
@@ -144,6 +146,9 @@ bool Acquisition::sees_headers() const {
 }
 
 std::uint64_t Acquisition::patience_ns() const {
+    if (found_.alias) {
+        return alias_patience_duration_ns;
+    }
     if (found_.reason == Reason::standard || found_.reason == Reason::table_byte) {
         return 0;
     }
@@ -175,7 +180,7 @@ void Acquisition::plan_search(std::uint64_t now_ns) {
     }
     lock_ns_ = never;
     end_ns_ = std::max(last_sweep_ns + decoding_ns(), now_ns);
-    carrier_ns_ = sees_headers() ? carrier_ns_ : last_sweep_ns;
+    carrier_ns_ = sees_headers() || found_.alias ? carrier_ns_ : last_sweep_ns;
 }
 
 bool Acquisition::follows(const FoundCarrier &found) const {

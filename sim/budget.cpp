@@ -182,7 +182,8 @@ Budget budget_of(const Carrier &carrier, const FrontEnd &front_end, const Standi
     set(Impairment::tuner_noise,
         broadcast::from_db(thermal_dbm_hz + front_end.noise_figure_db - level_dbm) *
             transponder.symbol_rate);
-    set(Impairment::neighbours, carrier.interference);
+    set(Impairment::neighbours,
+        standing.leaked ? carrier.leaked_interference : carrier.interference);
     set(Impairment::passband, others * broadcast::from_db(stop_band_db));
     set(Impairment::saturation, broadcast::from_db(2 * (total_dbm - front_end.intercept_dbm)));
     set(Impairment::phase_noise, phase_noise(transponder, front_end.phase_noise_dbc_hz));

@@ -89,6 +89,9 @@ Demodulator::Demodulator(const Scenario &scenario, SignalSource &source, Outdoor
       program_(chip_, watch),
       noise_(scenario.seed, scenario.jitter_db),
       searches_(scenario.seed, 0),
+      false_lock_chance_(scenario.seed ^ 0xA11A5, 0),
+      alias_share_(scenario.alias_share),
+      spur_share_(scenario.spur_share),
       engine_(scenario.seed, scenario.spurious_share),
       tone_meter_(scenario.board.tone_meter_start_ms) {
     for (const Fault &fault : scenario.faults) {
@@ -270,9 +273,16 @@ void Demodulator::begin_search(std::uint64_t now_ns) {
     was_reset_globally_ = false;
     search_ = search_from_registers();
     job_ = job_from_registers();
+    search_.takes_aliases = draws_false_lock(alias_share_);
+    search_.takes_spurs = draws_false_lock(spur_share_);
     ++receptions_;
     running_since_ns_ = now_ns;
     counters_from_ns_ = now_ns;
+}
+
+// Decided once a search, and only in a world that has such searches.
+bool Demodulator::draws_false_lock(double share) {
+    return share > 0 && search_.wide && false_lock_chance_.uniform() < share;
 }
 
 void Demodulator::power_may_change(std::uint64_t now_ns) {

@@ -146,6 +146,7 @@ class Demodulator {
     [[nodiscard]] double measuring_loss_db() const;
     [[nodiscard]] ToneMeter::Measurement measurement();
     void follow_set_up(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
+    bool draws_false_lock(double share);
     std::uint64_t averaging_since_ns();
     std::uint64_t engine_ready_ns();
     void write_search_control(std::uint8_t value, std::uint64_t now_ns);
@@ -160,6 +161,7 @@ class Demodulator {
     [[nodiscard]] bool pll_is_trimmed() const;
     std::uint8_t read_status(std::uint8_t reg, std::uint64_t now_ns);
     std::uint8_t read_carrier(std::uint8_t reg, std::uint64_t now_ns);
+    [[nodiscard]] std::uint8_t fec_status_of_alias(std::uint64_t now_ns) const;
     std::uint8_t read_dvbs_status(std::uint8_t reg, std::uint64_t now_ns);
     std::uint8_t read_dvbs2_status(std::uint8_t reg, std::uint64_t now_ns);
     [[nodiscard]] std::uint8_t read_identity(std::uint8_t reg, std::uint64_t now_ns) const;
@@ -194,6 +196,9 @@ class Demodulator {
     McuProgram program_;
     Noise noise_;
     Noise searches_;  // how lucky each is
+    Noise false_lock_chance_;
+    double alias_share_;
+    double spur_share_;
     RegisterFile regs_;
     bool repeater_open_ = false;
     bool mcu_written_ = false;

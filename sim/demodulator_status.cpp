@@ -132,7 +132,7 @@ std::uint8_t Demodulator::lock_bits(std::uint64_t now_ns) const {
             return reached & 0x03;
         case Acquisition::Stage::decoding:
             // The header of DVB-S2 frames is decoded before their payload.
-            return acquisition_.sees_headers() ? 0x0F : reached & 0x03;
+            return acquisition_.sees_headers() ? 0x0F : found.alias ? 0x07 : reached & 0x03;
         case Acquisition::Stage::given_up:
             return found.locks() ? 0x01 : reached;  // nothing follows a carrier that came since
         case Acquisition::Stage::locked:
@@ -184,8 +184,7 @@ std::uint16_t Demodulator::symbol_rate_reading(std::uint64_t now_ns) const {
         return static_cast<std::uint16_t>(regs_.plain[reg::symbol_rate_high] << 8 |
                                           regs_.plain[reg::symbol_rate_low]);
     }
-    const double ksps = acquisition_.found().carrier->transponder.symbol_rate / 1000.0;
-    const double measured_ksps = ksps * (1 + 2e-5 * loop_error(1));
+    const double measured_ksps = acquisition_.found().symbol_rate_ksps * (1 + 2e-5 * loop_error(1));
     return static_cast<std::uint16_t>(std::lround(measured_ksps / register_step_khz));
 }
 
@@ -235,12 +234,20 @@ std::uint16_t Demodulator::dvbs_errors() const {
     return static_cast<std::uint16_t>(std::min(65535.0, rate * dvbs_window_bits()));
 }
 
+// The Viterbi decoder takes anything for a code at first; the bytes behind it have no order.
+std::uint8_t Demodulator::fec_status_of_alias(std::uint64_t now_ns) const {
+    return running_ && acquisition_.found().alias &&
+                   acquisition_.stage(now_ns) == Acquisition::Stage::decoding
+               ? 0x01
+               : 0x00;
+}
+
 std::uint8_t Demodulator::read_dvbs_status(std::uint8_t reg, std::uint64_t now_ns) {
     const bool is_locked = locked(now_ns);
     const FoundCarrier &found = acquisition_.found();
     switch (reg) {
         case reg::fec_status:
-            return is_locked ? reg::fec_status_locked : std::uint8_t{0};
+            return is_locked ? reg::fec_status_locked : fec_status_of_alias(now_ns);
         case reg::s_snr:
             return is_locked ? dvbs_snr() : std::uint8_t{0};
         case reg::s_code_rate:

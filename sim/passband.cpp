@@ -8,6 +8,8 @@
 #include <utility>
 
 #include "broadcast/modcod.h"
+#include "sim/budget.h"
+#include "sim/false_lock.h"
 #include "sim/gain.h"
 #include "sim/spectral_shape.h"
 
@@ -25,6 +27,9 @@ constexpr double restart_loss_db = 0.2;
 // seen that and set bit 0 of 0x56.
 constexpr double weak_margin_db = 1.5;
 constexpr double weak_carrier_loss_db = 1;
+
+// With so much isolation the other polarisation stays below every threshold.
+constexpr double least_isolation_db = 40;
 
 // One carrier in the passband, and how far a search gets with it.
 struct Candidate {
@@ -48,6 +53,7 @@ struct Reach {
     bool mirrored;
     double fade_db;
     double total_dbm;
+    double leak_db = 0;  // of the other polarisation
 };
 
 // How far the programmed symbol rate is off, over what the timing loop pulls in.
@@ -76,7 +82,8 @@ Budget budget_of(const Candidate &candidate, const Reach &reach) {
     const Carrier &carrier = *candidate.carrier;
     const CarrierSearch &search = reach.search;
     Standing standing;
-    standing.fade_db = reach.fade_db;
+    standing.fade_db = reach.fade_db + reach.leak_db;
+    standing.leaked = reach.leak_db > 0;
     standing.distance_khz = candidate.if_khz - reach.tuner.lo_khz;
     standing.bandwidth_khz = reach.tuner.bandwidth_khz;
     standing.total_dbm = reach.total_dbm;
@@ -243,16 +250,15 @@ FoundCarrier found_of(const Candidate &candidate, const CarrierSearch &search,
     found.offset_khz = candidate.offset_khz;
     found.inverted = candidate.inverted;
     found.weak = candidate.weak;
+    found.symbol_rate_ksps = candidate.carrier->transponder.symbol_rate / 1000.0;
     return found;
 }
 
-// The tuner's reference gets into its own input at each of its multiples.
 void add_harmonics(Spectrum &spectrum, const TunerOutput &tuner, double direction) {
-    constexpr double reference_khz = 27'000;
     constexpr double density = 5;
     const double low_khz = tuner.lo_khz - tuner.bandwidth_khz;
-    for (double khz = std::ceil(low_khz / reference_khz) * reference_khz;
-         khz <= tuner.lo_khz + tuner.bandwidth_khz; khz += reference_khz) {
+    for (double khz = std::ceil(low_khz / tuner_reference_khz) * tuner_reference_khz;
+         khz <= tuner.lo_khz + tuner.bandwidth_khz; khz += tuner_reference_khz) {
         spectrum.tones.push_back({direction * (khz - tuner.lo_khz), density});
     }
 }
@@ -283,10 +289,12 @@ Passband::Passband(const Outdoor &outdoor, const TunerOutput &tuner, const Front
       iq_swap_(iq_swap),
       legs_(outdoor.legs(reason_, text_)) {}
 
-// Call use(carrier, if_khz, inverted) for every carrier whose edge the filter passes.
+// Call use(carrier, if_khz, inverted) for every carrier whose edge the filter passes, of the
+// polarisation received or of the other one.
 template <typename Use>
-void Passband::for_each_carrier(Use use) const {
-    for (const Leg &leg : legs_) {
+void Passband::for_each_carrier(bool of_the_other_side, Use use) const {
+    for (Leg leg : legs_) {
+        leg.side = of_the_other_side ? other_side(leg.side) : leg.side;
         for_each_carrier_of(leg, [&](const Carrier &carrier, double if_khz, bool inverted) {
             if (has_its_edge_inside(carrier, if_khz)) {
                 use(carrier, if_khz, inverted);
@@ -336,7 +344,7 @@ void Passband::for_each_leg_and_leakage(double cross_polarisation_db, Use use) c
     for (const Leg &leg : legs_) {
         use(leg, 0);
         Leg other = leg;
-        other.side = leg.side == Side::volts_13 ? Side::volts_18 : Side::volts_13;
+        other.side = other_side(leg.side);
         use(other, cross_polarisation_db);
     }
 }
@@ -453,25 +461,41 @@ FoundCarrier Passband::find(const CarrierSearch &search, double cross_polarisati
                         search.symbol_rate_ksps, smallest_symbol_rate_ksps,
                         largest_symbol_rate_ksps));
     }
-    const Reach reach{search,
-                      *tuner_,
-                      *front_end_,
-                      iq_swap_ != search.mirrored,
-                      outdoor_->weather().fade_db,
-                      level_dbm(cross_polarisation_db)};
+    FoundCarrier found = find_among_carriers(search, cross_polarisation_db);
+    if (search.wide && !found.locks()) {
+        lock_falsely(found, search, *tuner_, iq_swap_ != search.mirrored);
+    }
+    return found;
+}
+
+FoundCarrier Passband::find_among_carriers(const CarrierSearch &search,
+                                           double cross_polarisation_db) const {
+    Reach reach{search,
+                *tuner_,
+                *front_end_,
+                iq_swap_ != search.mirrored,
+                outdoor_->weather().fade_db,
+                level_dbm(cross_polarisation_db)};
     Candidate best;
-    for_each_carrier([&](const Carrier &carrier, double if_khz, bool inverted) {
+    const auto choose = [&](const Carrier &carrier, double if_khz, bool inverted) {
         const Candidate candidate = candidate_of(carrier, if_khz, inverted, reach);
-        if (best.carrier == nullptr || better(candidate, best)) {
+        const bool suits = reach.leak_db == 0 || candidate.reason == Reason::locked;
+        if (suits && (best.carrier == nullptr || better(candidate, best))) {
             best = candidate;
         }
-    });
+    };
+    for_each_carrier(false, choose);
+    reach.leak_db = cross_polarisation_db;
+    if (best.reason != Reason::locked && cross_polarisation_db < least_isolation_db) {
+        for_each_carrier(true, choose);
+    }
     if (best.carrier == nullptr) {
         return nothing_found(Reason::no_carrier,
                              fmt::format("no carrier within {:.1f} MHz of the tuner's {:.1f} MHz",
                                          tuner_->bandwidth_khz / 1000, tuner_->lo_khz / 1000));
     }
     if (!best.weighed) {
+        reach.leak_db = 0;
         weigh(best, reach);
     }
     return found_of(best, search, *tuner_);

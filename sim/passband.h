@@ -5,55 +5,14 @@
 #include <optional>
 #include <string>
 
-#include "sim/budget.h"
+#include "sim/carrier_search.h"
 #include "sim/outdoor.h"
-#include "sim/required_registers.h"
 #include "sim/sky.h"
 #include "sim/spectrum_engine.h"
 #include "sim/tuner.h"
 #include "sim/verdict.h"
 
 namespace sim {
-
-// What the demodulator can do (its data sheet's limits) and how far it looks for a carrier.
-inline constexpr double smallest_symbol_rate_ksps = 1000;
-inline constexpr double largest_symbol_rate_ksps = 45000;
-inline constexpr double capture_range_khz = 5000;
-inline constexpr double symbol_rate_tolerance = 0.01;
-// A step of the carrier and symbol-rate registers.
-inline constexpr double register_step_khz = 96000.0 / 65536;
-
-// What the demodulator was told before its micro-controller was let go.
-struct CarrierSearch {
-    broadcast::System system = broadcast::System::dvbs;
-    double expected_khz = 0;  // oscillator minus carrier
-    double symbol_rate_ksps = 0;
-    bool mirrored = false;  // the demodulator exchanges I and Q
-    bool wide = false;      // the symbol rate is known roughly only
-    double rate_tolerance = symbol_rate_tolerance;
-    bool near = false;               // take a carrier within half a symbol rate only
-    bool diverged = false;           // the equaliser of a carrier without pilots has gone astray
-    bool restarted = false;          // or works from its middle tap, as the driver restarted it
-    bool for_weak_carriers = false;  // bit 0 of 0x56
-    TableCost table;                 // what wrong registers cost
-    LoopGains loops;                 // as the driver sets them for the carrier that it sees
-};
-
-// The carrier that a search comes to, if any, and whether it locks.
-struct FoundCarrier {
-    Reason reason = Reason::no_carrier;
-    std::string text;
-    const Carrier *carrier = nullptr;  // the one locked, or the nearest
-    double cn_db = 0;
-    double cn_ratio = 1;      // the same as a ratio of powers
-    double margin_db = 0;     // what it has over the carrier's threshold
-    double cable_khz = 0;     // where the carrier lies on the cable
-    double measured_khz = 0;  // oscillator minus carrier, as the demodulator sees it
-    double offset_khz = 0;    // how far the carrier is above where it is expected
-    bool inverted = false;
-    bool weak = false;  // of little amplitude
-    [[nodiscard]] bool locks() const { return reason == Reason::locked; }
-};
 
 // The carriers that pass the tuner's filter, and what a demodulator makes of them.
 class Passband {
@@ -66,7 +25,8 @@ class Passband {
     [[nodiscard]] double level_dbm(double cross_polarisation_db) const;
 
     // Of all carriers in the passband the search takes the one that gets furthest towards lock;
-    // among equals the nearest to where it is expected.
+    // among equals the nearest to where it is expected. Where none locks, one that leaks from the
+    // other polarisation and does is taken for it; then, with a wide search, what is none.
     [[nodiscard]] FoundCarrier find(const CarrierSearch &search,
                                     double cross_polarisation_db) const;
 
@@ -79,8 +39,10 @@ class Passband {
     [[nodiscard]] std::optional<Tone> tone(bool mirrored, double reach_khz) const;
 
  private:
+    [[nodiscard]] FoundCarrier find_among_carriers(const CarrierSearch &search,
+                                                   double cross_polarisation_db) const;
     template <typename Use>
-    void for_each_carrier(Use use) const;
+    void for_each_carrier(bool of_the_other_side, Use use) const;
     template <typename Use>
     void for_each_carrier_of(const Leg &leg, Use use) const;
     template <typename Use>

@@ -204,6 +204,8 @@ struct Scenario {
     FrontEnd front_end;
     double cross_polarisation_db = 25.0;  // how far the other polarisation's leakage lies below
     double image_rejection_db = 30.0;     // how far a carrier's mirror image lies below it
+    double alias_share = 0;               // of searches at an alias that take it for lock
+    double spur_share = 0;                // of searches that take a line for a carrier
     double spurious_share = 0.02;         // of spectrum searches that report a peak too many
     std::vector<broadcast::Satellite> satellites;
     std::vector<Event> events;

@@ -213,6 +213,8 @@ void Reader::read_noise(Section section) {
     section.number("jitter_db", 0, 3, scenario_.jitter_db);
     section.number("cross_polarisation_db", 0, 60, scenario_.cross_polarisation_db);
     section.number("image_rejection_db", 10, 60, scenario_.image_rejection_db);
+    section.number("alias_share", 0, 1, scenario_.alias_share);
+    section.number("spur_share", 0, 1, scenario_.spur_share);
     section.number("spurious_share", 0, 1, scenario_.spurious_share);
     FrontEnd &front_end = scenario_.front_end;
     section.number("noise_figure_db", 0, 40, front_end.noise_figure_db);

@@ -108,10 +108,14 @@ const Carrier *Sky::in_the_way_of(const broadcast::Transponder &row) const {
 
 void Sky::add_interference(double cross_polarisation_db) {
     for (const Side side : {Side::volts_13, Side::volts_18}) {
-        const Side other = side == Side::volts_13 ? Side::volts_18 : Side::volts_13;
+        const Side other = other_side(side);
         for (Carrier &carrier : sides_.at(static_cast<std::size_t>(side))) {
             const Leak beside = add_interference_of(side, 0, carrier);
+            const double from_beside = carrier.interference;
             const Leak across = add_interference_of(other, cross_polarisation_db, carrier);
+            carrier.leaked_interference =
+                from_beside + (carrier.interference - from_beside) *
+                                  broadcast::from_db(2 * cross_polarisation_db);
             const Leak &strongest = across.power > beside.power ? across : beside;
             if (strongest.from != nullptr) {
                 carrier.neighbour = describe(strongest.from->transponder);

@@ -16,6 +16,9 @@ namespace sim {
 // horizontal and left.
 enum class Side { volts_13, volts_18 };
 Side side_of(broadcast::Polarisation polarisation);
+constexpr Side other_side(Side side) {
+    return side == Side::volts_13 ? Side::volts_18 : Side::volts_13;
+}
 
 // A carrier that is on the air.
 struct Carrier {
@@ -25,6 +28,7 @@ struct Carrier {
     double threshold_db = 0;
     double cn_db = 0;         // without interference
     double interference = 0;  // what the others leak into the receive filter, over the carrier's
+    double leaked_interference = 0;  // the same where the other polarisation is received
     double level_dbm = 0;
     std::string neighbour;  // the strongest interferer, for messages
 };

@@ -16,7 +16,6 @@ constexpr std::uint64_t supply_settling_ns = 1'000'000;
 constexpr std::uint64_t discharge_ns = 40'000'000;
 constexpr std::uint64_t register_settling_ns = 1'500'000;
 constexpr std::uint64_t reference_settling_ns = 45'000'000;
-constexpr double reference_khz = 27'000;
 // The first VCO core's bands 0..127 lie evenly over its range.
 constexpr double lowest_vco_khz = 1'080'000;
 constexpr double highest_vco_khz = 2'320'000;
@@ -283,7 +282,7 @@ bool Tuner::comes_up_low() const {
            vco_khz() < lowest_vco_khz_;
 }
 
-double Tuner::vco_khz() const { return divider() * reference_khz / 28; }
+double Tuner::vco_khz() const { return divider() * tuner_reference_khz / 28; }
 
 unsigned Tuner::first_core_band() const {
     const double place = (vco_khz() - lowest_vco_khz) / (highest_vco_khz - lowest_vco_khz);

@@ -16,6 +16,9 @@
 
 namespace sim {
 
+// At each multiple of its reference the tuner puts a line into its own input.
+inline constexpr double tuner_reference_khz = 27'000;
+
 // What the tuner makes of its registers.
 struct TunerOutput {
     Reason reason = Reason::tuner_off;  // Reason::locked when the tuner works

@@ -194,6 +194,7 @@ TEST_F(BlindScanWorld, spurious_peaks_lock_nothing) {
 }
 
 TEST_F(BlindScanWorld, other_polarisation_leaks_without_being_locked) {
+    scenario.cn_db = 12;
     scenario.cross_polarisation_db = 10;
     for (broadcast::Transponder &carrier : scenario.satellites.front().transponders) {
         carrier.polarisation = Polarisation::horizontal;

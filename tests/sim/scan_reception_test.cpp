@@ -137,6 +137,111 @@ TEST_F(ScanReception, bit_2_of_0x0c_keeps_to_the_carrier_nearby) {
     EXPECT_THAT(receiver().verdict(), HasReason(Reason::locked));
 }
 
+// 41250 ksym/s are one and a half times the 27500 of the carrier at 1350 MHz.
+TEST_F(ScanReception, search_at_an_alias_of_the_rate_comes_to_rest_and_never_locks) {
+    start_on_vertical();
+
+    program(1'350'000, 41'250, STANDARD_DVBS2);
+    for (int i = 0; i < 40; ++i) {
+        ASSERT_EQ(peek(0x0D), 0x07) << i;
+        ASSERT_EQ(peek(0xB3) & 0xC0, 0) << i;
+        sleep_ms(50);
+    }
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::symbol_rate));
+    EXPECT_THAT(receiver().verdict().text, testing::HasSubstr("alias"));
+
+    program(1'350'000, 36'000, STANDARD_DVBS2);
+    EXPECT_NE(peek(0x0D), 0x07) << "no simple multiple";
+}
+
+TEST_F(ScanReception, alias_of_dvbs_shows_no_frames_behind_the_inner_decoder) {
+    broadcast::Transponder dvbs = demo_transponder(11'100);
+    dvbs.system = System::dvbs;
+    scenario.satellites = {{"one", {dvbs}}};
+    start_on_vertical();
+
+    program(1'350'000, 41'250, STANDARD_DVBS);
+
+    EXPECT_EQ(peek(0x0D) & 0x07, 0x07);
+    EXPECT_EQ(peek(0xD1), 0x01);
+}
+
+TEST_F(ScanReception, alias_that_is_taken_for_lock_reads_its_false_rate) {
+    scenario.alias_share = 1;
+    start_on_vertical();
+
+    program(1'350'000, 41'250, STANDARD_DVBS2);
+
+    EXPECT_EQ(peek(0x0D) & 0x8F, 0x8F);
+    std::int32_t measured_ksps = 0;
+    ds3000_get_symbol_rate(&measured_ksps);
+    EXPECT_NEAR(measured_ksps + 65'536 * (measured_ksps < 0 ? 1 : 0), 41'250, 5);
+}
+
+// 54 times the tuner's 27 MHz are 1458 MHz.
+TEST_F(ScanReception, line_that_is_taken_for_lock_keeps_the_programmed_rate) {
+    scenario.spur_share = 1;
+    scenario.satellites = {{"one", {demo_transponder(11'100)}}};
+    start_on_vertical();
+
+    for (const std::uint32_t standard : {STANDARD_DVBS, STANDARD_DVBS2}) {
+        program(1'459'500, 20'000, standard);
+        EXPECT_NEAR(found_khz(1'459'500), 1'458'000, 10);
+        EXPECT_THAT(receiver().verdict(), HasReason(Reason::locked));
+        std::int32_t measured_ksps = 0;
+        ds3000_get_symbol_rate(&measured_ksps);
+        EXPECT_NEAR(measured_ksps, 20'000, 2);
+    }
+
+    program(1'464'000, 20'000, STANDARD_DVBS2);
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::no_carrier)) << "out of the loop's reach";
+    program(1'350'000, 27'500, STANDARD_DVBS2);
+    EXPECT_NEAR(found_khz(1'350'000), 1'350'000, 8) << "a carrier that locks comes first";
+}
+
+TEST_F(ScanReception, line_is_no_lock_unless_told) {
+    scenario.satellites = {{"one", {demo_transponder(11'100)}}};
+    start_on_vertical();
+
+    program(1'458'000, 20'000, STANDARD_DVBS2);
+
+    EXPECT_NE(receiver().verdict().reason, Reason::locked);
+}
+
+class LeakingCarrier : public ScanReception, public testing::WithParamInterface<bool> {};
+
+// A carrier with a C/N of 17 dB leaks in 6 dB lower, unless one stands in its place.
+TEST_P(LeakingCarrier, is_locked_where_its_place_is_free) {
+    broadcast::Transponder other = demo_transponder(11'100);
+    other.polarisation = broadcast::Polarisation::horizontal;
+    broadcast::Transponder wanted = demo_transponder(11'100);
+    wanted.system = System::dvbs;
+    const bool place_is_taken = GetParam();
+    scenario.satellites = {{"two", {other}}};
+    if (place_is_taken) {
+        scenario.satellites.front().transponders.push_back(wanted);
+    }
+    scenario.cross_polarisation_db = 6;
+    start_on_vertical();
+
+    program(1'350'000, 27'500, STANDARD_DVBS2);
+
+    EXPECT_EQ((peek(0x0D) & 0x8F) == 0x8F, !place_is_taken);
+}
+
+INSTANTIATE_TEST_SUITE_P(places, LeakingCarrier, testing::Bool());
+
+TEST_F(ScanReception, usual_isolation_keeps_the_other_polarisation_from_locking) {
+    broadcast::Transponder other = demo_transponder(11'100);
+    other.polarisation = broadcast::Polarisation::horizontal;
+    scenario.satellites = {{"one", {other}}};
+    start_on_vertical();
+
+    program(1'350'000, 27'500, STANDARD_DVBS2);
+
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::no_carrier));
+}
+
 // At 17 dB the loops leave 1.2 kHz and 0.25 ksym/s of 27500 ksym/s, in deviations.
 TEST_F(ScanReception, readings_carry_the_loops_error) {
     start_on_vertical();
