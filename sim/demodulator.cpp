@@ -98,6 +98,11 @@ Demodulator::Demodulator(const Scenario &scenario, SignalSource &source, Outdoor
         if (fault.kind == Fault::Kind::wrong_identity) {
             identity_faults_.push_back(fault);
         }
+        if (fault.kind == Fault::Kind::engine_stall) {
+            engine_stalls_.push_back(fault);
+        } else if (fault.kind == Fault::Kind::engine_late) {
+            engine_late_ns_ = fault.late_ms * 1'000'000ULL;
+        }
         divergence_fault_ = divergence_fault_ || fault.kind == Fault::Kind::equaliser_divergence;
         echo_ = echo_ || fault.kind == Fault::Kind::echo;
     }

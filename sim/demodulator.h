@@ -147,6 +147,7 @@ class Demodulator {
     [[nodiscard]] ToneMeter::Measurement measurement();
     void follow_set_up(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
     bool draws_false_lock(double share);
+    [[nodiscard]] bool search_hangs() const;
     std::uint64_t averaging_since_ns();
     std::uint64_t engine_ready_ns();
     void write_search_control(std::uint8_t value, std::uint64_t now_ns);
@@ -226,6 +227,9 @@ class Demodulator {
     bool set_up_torn_ = false;
     bool took_set_up_ = false;
     std::uint64_t centre_moved_ns_ = 0;
+    std::uint64_t searches_ = 0;
+    std::uint64_t engine_late_ns_ = 0;
+    std::vector<Fault> engine_stalls_;
     Acquisition acquisition_;
     std::uint64_t changed_ns_ = 0;
     std::uint64_t counters_from_ns_ = 0;

@@ -15,8 +15,6 @@ namespace {
 constexpr std::uint8_t spectrum_enable = 0x73;  // of 0x90
 // The micro-controller calibrates the engine's gain after each core reset.
 constexpr std::uint64_t engine_start_ns = 100'000'000;
-// Nearer to its centre the converters' own line keeps the engine starting afresh.
-constexpr double dc_reach_khz = search_bin_khz / 8;
 constexpr std::uint8_t first_set_up_register = 0x90;
 constexpr std::uint8_t last_set_up_register = 0x99;
 
@@ -123,6 +121,14 @@ void Demodulator::follow_set_up(std::uint8_t reg, std::uint8_t value, std::uint6
     }
 }
 
+// Nearer to its centre the converters' own line keeps the engine starting afresh.
+bool Demodulator::search_hangs() const {
+    constexpr double dc_reach_khz = search_bin_khz / 8;
+    return std::abs(programmed_carrier_khz()) < dc_reach_khz ||
+           std::any_of(engine_stalls_.begin(), engine_stalls_.end(),
+                       [this](const Fault &fault) { return fault.meets(searches_); });
+}
+
 // Since when averages are about what is now received.
 std::uint64_t Demodulator::averaging_since_ns() {
     return std::max({running_since_ns_ + engine_start_ns, changed_ns_, centre_moved_ns_,
@@ -130,19 +136,21 @@ std::uint64_t Demodulator::averaging_since_ns() {
 }
 
 std::uint64_t Demodulator::engine_ready_ns() {
-    return averaging_since_ns() + SpectrumEngine::averaging_ns(all_hold(regs_.plain, wide_rows));
+    return averaging_since_ns() + engine_late_ns_ +
+           SpectrumEngine::averaging_ns(all_hold(regs_.plain, wide_rows));
 }
 
 void Demodulator::write_search_control(std::uint8_t value, std::uint64_t now_ns) {
     regs_.plain[reg::search_control] = value;
     const bool starts = (value & reg::search_start) != 0;
+    searches_ += starts ? 1 : 0;
     if (!running_ || job_ != Job::spectrum || !engine_is_set_up()) {
         if (starts) {
             engine_.stall();
         }
         return;
     }
-    if (starts && std::abs(programmed_carrier_khz()) < dc_reach_khz) {
+    if (starts && search_hangs()) {
         engine_.stall();
     } else if (starts) {
         const SearchSetting setting{all_hold(regs_.plain, wide_rows), regs_.plain[reg::reg_92] + 1U,

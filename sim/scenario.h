@@ -171,7 +171,9 @@ struct Fault {
         stuck_switch,          // likewise arrives, but the switch keeps its port
         diseqc_busy,           // the master is busy until busy_ms after its nth message's start
         diseqc_reply,          // the nth message is answered with `bytes`
-        echo                   // on the cable, which DVB-S2's equaliser has to take away
+        echo,                  // on the cable, which DVB-S2's equaliser has to take away
+        engine_stall,          // the nth spectrum search, `count` of them, never ends
+        engine_late            // the spectrum engine's averages take late_ms longer
     };
     Kind kind = Kind::wrong_identity;
     Period period = {};
@@ -181,6 +183,7 @@ struct Fault {
     std::uint8_t value = 0;
     std::optional<std::uint32_t> busy_ms = {};  // absent: for ever
     std::vector<std::uint8_t> bytes = {};
+    std::uint32_t late_ms = 400;
     std::uint32_t delay_ms = 20;  // from the message's end to the reply's beginning
     double byte_ms = 13.5;        // from one byte of the reply to the next
     [[nodiscard]] bool meets(std::uint64_t number) const {

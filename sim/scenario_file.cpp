@@ -65,7 +65,8 @@ std::optional<Fault::Kind> fault_named(const std::string &name) {
     constexpr std::array names{"wrong_identity",       "vco_calibration", "lo_calibration",
                                "filter_calibration",   "agc_start",       "lost_diseqc",
                                "equaliser_divergence", "dead_supply",     "stuck_switch",
-                               "diseqc_busy",          "diseqc_reply",    "echo"};
+                               "diseqc_busy",          "diseqc_reply",    "echo",
+                               "engine_stall",         "engine_late"};
     const auto *const found = std::find(names.begin(), names.end(), name);
     return found == names.end() ? std::nullopt
                                 : std::optional(static_cast<Fault::Kind>(found - names.begin()));
@@ -462,7 +463,7 @@ void Reader::read_fault(Section section) {
                    "stolen_repeater, wrong_identity, "
                    "vco_calibration, lo_calibration, filter_calibration, agc_start, lost_diseqc, "
                    "equaliser_divergence, dead_supply, stuck_switch, diseqc_busy, diseqc_reply, "
-                   "echo, stall, suspend, signals, clock_unreadable",
+                   "echo, engine_stall, engine_late, stall, suspend, signals, clock_unreadable",
                    fault.kind);
     read_details(section, fault);
     section.done();
@@ -476,7 +477,11 @@ void Reader::read_details(Section &section, Fault &fault) {
             break;
         case Fault::Kind::lost_diseqc:
         case Fault::Kind::stuck_switch:
+        case Fault::Kind::engine_stall:
             read_turns(section, fault);
+            break;
+        case Fault::Kind::engine_late:
+            section.integer("late_ms", 0, 10'000, fault.late_ms);
             break;
         case Fault::Kind::diseqc_busy:
         case Fault::Kind::diseqc_reply:

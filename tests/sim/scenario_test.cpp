@@ -589,6 +589,8 @@ const std::vector<Limits> limits_of_keys{
     Limits{"[lnb]", "drift_khz", -20'000, 20'000, 1, ""},
     Limits{"[noise]", "cn_db", -20, 40, 0.1, ""},
     Limits{"[noise]", "level_dbm", -100, 0, 0.1, ""},
+    Limits{"[[fault]]\nkind = \"engine_late\"", "late_ms", 0, 10'000, 1, ""},
+    Limits{"[[fault]]\nkind = \"engine_stall\"", "nth", 1, 1e12, 1, ""},
     Limits{"[noise]", "alias_share", 0, 1, 0.1, ""},
     Limits{"[noise]", "spur_share", 0, 1, 0.1, ""},
     Limits{"[noise]", "jitter_db", 0, 3, 0.1, ""},

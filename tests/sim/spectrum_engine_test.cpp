@@ -331,6 +331,38 @@ TEST_F(EngineInTheChip, search_centred_on_the_line_at_0_hz_never_ends) {
     EXPECT_TRUE(searches(0x70));
 }
 
+// The driver asks ten times, 50 ms apart; the tenth answer comes too late to be used.
+TEST_F(EngineInTheChip, late_averages_are_waited_for_half_a_second) {
+    scenario.faults = {{.kind = sim::Fault::Kind::engine_late, .late_ms = 350}};
+    set_up_search();
+    const auto finds_the_carrier = [](std::uint32_t khz) {
+        tune_engine(khz);
+        std::vector<scan_candidate> list(33);
+        blind_scan_request request{1, SCAN_ALGO_SWEEP, 0, 32, list.data()};
+        ds3000_context.scan_count = 0;
+        ds3000_blind_scan_read_peaks(&request, khz, 0);
+        return ds3000_context.scan_count == 1;
+    };
+    EXPECT_TRUE(finds_the_carrier(1'351'000));
+}
+
+TEST_F(EngineInTheChip, stalled_search_is_asked_for_once_more) {
+    scenario.faults = {{.kind = sim::Fault::Kind::engine_stall, .nth = 1, .count = 1},
+                       {.kind = sim::Fault::Kind::engine_stall, .nth = 3, .count = 2}};
+    set_up_search();
+    const auto peaks = [] {
+        std::vector<scan_candidate> list(33);
+        blind_scan_request request{1, SCAN_ALGO_SWEEP, 0, 32, list.data()};
+        ds3000_context.scan_count = 0;
+        ds3000_blind_scan_read_peaks(&request, 1'351'000, 0);
+        return ds3000_context.scan_count;
+    };
+
+    EXPECT_EQ(peaks(), 1);
+    EXPECT_EQ(peaks(), 0) << "both searches stall";
+    EXPECT_EQ(peaks(), 1);
+}
+
 TEST_F(EngineInTheChip, set_up_counts_from_the_next_core_reset_in_spectrum_mode) {
     set_up_search();
     const auto reset_core = [] {
