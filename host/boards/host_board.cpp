@@ -20,6 +20,16 @@ std::string oscillators(const broadcast::Lnb &lnb) {
     return text;
 }
 
+// A replay knows no chances: what it does as the recording did is never, or wherever it can be.
+void take_every_turn() {
+    board::VirtualClock *const clock = board::VirtualClock::current();
+    if (clock != nullptr && clock->faults().preemption > 0) {
+        board::TimeFaults faults = clock->faults();
+        faults.preemption = 1;
+        clock->befall(faults);
+    }
+}
+
 }  // namespace
 
 HostBoard::~HostBoard() { detach(); }
@@ -27,6 +37,7 @@ HostBoard::~HostBoard() { detach(); }
 void HostBoard::attach(board::Board &board, const BoardOptions &options) {
     board::Board *behind = &board;
     if (options.trace_file) {
+        take_every_turn();
         trace_ = std::make_unique<TraceWriter>(board, *options.trace_file, trace_head(options));
         behind = &trace_->board();
     }
