@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "board/system_time.h"
+
 namespace board {
 
 namespace {
@@ -37,6 +39,12 @@ bool VirtualClock::read_monotonic(timespec &time) const {
     time.tv_sec = static_cast<time_t>(shown_ns / 1'000'000'000U);
     time.tv_nsec = static_cast<long>(shown_ns % 1'000'000'000U);
     return true;
+}
+
+void end_transfer() {
+    if (VirtualClock *const clock = VirtualClock::current(); clock != nullptr) {
+        clock->meet_switch_point();
+    }
 }
 
 VirtualClock *VirtualClock::current() { return clock_in_force; }

@@ -7,7 +7,7 @@
 #include <cstdio>
 
 #include "board/board.h"
-#include "board/clock.h"
+#include "board/system_time.h"
 #include "ds3000/hw/hdi.h"
 
 namespace board {
@@ -15,13 +15,6 @@ namespace board {
 namespace {
 
 Board *board_in_use = nullptr;
-
-// Between two transfers another thread may take the turn.
-void end_transfer() {
-    if (VirtualClock *clock = VirtualClock::current(); clock != nullptr) {
-        clock->meet_switch_point();
-    }
-}
 
 }  // namespace
 

@@ -17,4 +17,7 @@ int system_pthread_mutex_unlock(pthread_mutex_t *mutex);
 int system_clock_gettime(clockid_t clock, timespec *time);
 void system_sleep_ns(std::uint64_t duration_ns);
 
+// Between two transfers another thread may take the turn, where the time is a virtual clock's.
+void end_transfer();
+
 }  // namespace board

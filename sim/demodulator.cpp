@@ -88,7 +88,7 @@ Demodulator::Demodulator(const Scenario &scenario, SignalSource &source, Outdoor
       diseqc_(scenario, outdoor, watch),
       program_(chip_, watch),
       noise_(scenario.seed, scenario.jitter_db),
-      searches_(scenario.seed, 0),
+      luck_(scenario.seed, 0),
       false_lock_chance_(scenario.seed ^ 0xA11A5, 0),
       alias_share_(scenario.alias_share),
       spur_share_(scenario.spur_share),
@@ -341,7 +341,7 @@ void Demodulator::refresh() {
     }
     if (restart_) {
         restart_ = false;
-        acquisition_.start(search_, running_since_ns_, searches_.uniform());
+        acquisition_.start(search_, running_since_ns_, luck_.uniform());
         count_restart();
     }
     acquisition_.see(source_->find(search_), changed_ns_, source_->settled_ns());

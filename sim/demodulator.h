@@ -196,7 +196,7 @@ class Demodulator {
     DiseqcMaster diseqc_;
     McuProgram program_;
     Noise noise_;
-    Noise searches_;  // how lucky each is
+    Noise luck_;  // of each search
     Noise false_lock_chance_;
     double alias_share_;
     double spur_share_;
