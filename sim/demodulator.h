@@ -135,6 +135,7 @@ class Demodulator {
     [[nodiscard]] CarrierSearch search_from_registers() const;
     [[nodiscard]] bool for_weak_carriers() const;
     void adjust_search(std::uint8_t reg, std::uint64_t now_ns);
+    void follow_carrier_loop(std::uint64_t now_ns);
     void refresh();
     void count_restart();
 
@@ -221,6 +222,7 @@ class Demodulator {
     std::uint64_t receptions_ = 0;  // begun since power-up
     std::uint64_t stopped_ns_ = 0;
     CarrierSearch search_;
+    std::uint8_t carrier_loop_ = 0;  // bits of 0x5D
     Channel searched_;
     SpectrumEngine engine_;
     ToneMeter tone_meter_;
