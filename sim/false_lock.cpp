@@ -7,6 +7,8 @@
 #include <array>
 #include <cmath>
 
+#include "broadcast/modcod.h"
+
 namespace sim {
 
 namespace {
