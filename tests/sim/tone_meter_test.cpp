@@ -32,7 +32,7 @@ class ToneMeter : public testing::Test {
         return word(0x5B, 0x5C, ms + 2) * step_khz / decimation(ms + 2) - offset * step_khz;
     }
     void choose(std::uint8_t value, double ms) {
-        meter_.choose_carrier(value, static_cast<std::uint64_t>(ms * 1e6) + let_go_ns);
+        meter_.choose_carrier(value, static_cast<std::uint64_t>(ms * 1e6 + double{let_go_ns}));
     }
     sim::Tone &tone() { return *measured_.tone; }
     void lose_db(double db) { measured_.loss_db = db; }
