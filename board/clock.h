@@ -74,6 +74,7 @@ class VirtualClock {
 
     // Slow the clock to wall time: every jump in time takes as long on the wall.
     void follow_wall_time(bool follow) { schedule_.follow_wall_time(follow); }
+    [[nodiscard]] bool follows_wall_time() const { return schedule_.follows_wall_time(); }
 
     // What pthread_create and pthread_join come down to while the clock is in force.
     int create_thread(pthread_t *thread, const pthread_attr_t *attributes, void *(*start)(void *),

@@ -70,6 +70,9 @@ class Schedule {
     [[nodiscard]] const TimeFaults &faults() const { return faults_; }
     [[nodiscard]] bool has_paused() const { return has_paused_; }
     void follow_wall_time(bool follow) { follow_wall_.store(follow, std::memory_order_relaxed); }
+    [[nodiscard]] bool follows_wall_time() const {
+        return follow_wall_.load(std::memory_order_relaxed);
+    }
     [[nodiscard]] static std::string thread_name();
 
     // 0 for the first one, then in order of creation; threads of others have none.

@@ -190,8 +190,6 @@ class Demodulator {
     double rate_tolerance_;
     std::uint8_t mcu_identity_;
     std::vector<Fault> identity_faults_;
-    bool divergence_fault_ = false;
-    bool echo_ = false;
     SignalSource *source_;
     Watch *watch_;
     DiseqcMaster diseqc_;
@@ -202,6 +200,8 @@ class Demodulator {
     double alias_share_;
     double spur_share_;
     RegisterFile regs_;
+    bool divergence_fault_ = false;
+    bool echo_ = false;
     bool repeater_open_ = false;
     bool mcu_written_ = false;
     bool was_powered_ = false;
@@ -215,6 +215,10 @@ class Demodulator {
     bool stale_ = false;
     bool restart_ = false;
     bool window_started_ = false;
+    bool set_up_torn_ = false;
+    bool took_set_up_ = false;
+    std::uint8_t carrier_loop_ = 0;  // bits of 0x5D
+    std::uint16_t dvbs2_noise_ = 0;
     Job job_ = Job::reception;
     unsigned restarts_ = 0;
     std::uint64_t powered_since_ns_ = 0;
@@ -222,12 +226,9 @@ class Demodulator {
     std::uint64_t receptions_ = 0;  // begun since power-up
     std::uint64_t stopped_ns_ = 0;
     CarrierSearch search_;
-    std::uint8_t carrier_loop_ = 0;  // bits of 0x5D
     Channel searched_;
     SpectrumEngine engine_;
     ToneMeter tone_meter_;
-    bool set_up_torn_ = false;
-    bool took_set_up_ = false;
     std::uint64_t centre_moved_ns_ = 0;
     std::uint64_t searches_ = 0;
     std::uint64_t engine_late_ns_ = 0;
@@ -236,7 +237,6 @@ class Demodulator {
     std::uint64_t changed_ns_ = 0;
     std::uint64_t counters_from_ns_ = 0;
     std::uint64_t window_from_ns_ = 0;
-    std::uint16_t dvbs2_noise_ = 0;
     std::uint64_t told_lock_ns_ = 0;
 };
 

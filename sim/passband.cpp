@@ -256,9 +256,11 @@ FoundCarrier found_of(const Candidate &candidate, const CarrierSearch &search,
 
 void add_harmonics(Spectrum &spectrum, const TunerOutput &tuner, double direction) {
     constexpr double density = 5;
-    const double low_khz = tuner.lo_khz - tuner.bandwidth_khz;
-    for (double khz = std::ceil(low_khz / tuner_reference_khz) * tuner_reference_khz;
-         khz <= tuner.lo_khz + tuner.bandwidth_khz; khz += tuner_reference_khz) {
+    const auto number_of = [](double khz) { return khz / tuner_reference_khz; };
+    const auto first = std::lround(std::ceil(number_of(tuner.lo_khz - tuner.bandwidth_khz)));
+    const auto last = std::lround(std::floor(number_of(tuner.lo_khz + tuner.bandwidth_khz)));
+    for (long number = first; number <= last; ++number) {
+        const double khz = static_cast<double>(number) * tuner_reference_khz;
         spectrum.tones.push_back({direction * (khz - tuner.lo_khz), density});
     }
 }

@@ -229,9 +229,10 @@ bool Receiver::Impl::refuse(const char *what) {
     return false;
 }
 
-// Threads that the clock did not make may come at any time.
+// Threads that the clock did not make may come at any time; only wall time lets them meet others.
 bool Receiver::Impl::refuse_clash(const char *what) {
-    if (board::VirtualClock::thread_number() == board::Schedule::outside) {
+    if (clock_->follows_wall_time() ||
+        board::VirtualClock::thread_number() == board::Schedule::outside) {
         watch_.complain_of_threads();
     } else {
         watch_.complain(Offence::two_threads, clock_->now_ns(),

@@ -17,7 +17,7 @@ void read_habit(Section &section, ToneHabit &habit) {
 
 }  // namespace
 
-UnicableSetup read_unicable(Section section) {
+UnicableSetup read_unicable(Section &section) {
     UnicableSetup unicable;
     section.needs("bands");
     const toml::array *bands = section.list("bands");
@@ -52,7 +52,7 @@ UnicableSetup read_unicable(Section section) {
     return unicable;
 }
 
-ToneSetup read_tone(Section section, const std::optional<UnicableSetup> &unit) {
+ToneSetup read_tone(Section &section, const std::optional<UnicableSetup> &unit) {
     ToneSetup tone;
     if (section.has("band") == section.has("mhz")) {
         section.refuse_whole("either band or mhz is expected");

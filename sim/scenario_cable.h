@@ -7,9 +7,9 @@
 
 namespace sim {
 
-UnicableSetup read_unicable(Section section);
+UnicableSetup read_unicable(Section &section);
 
 // A carrier without modulation; what a user band's has not of its own it has of `unit`.
-ToneSetup read_tone(Section section, const std::optional<UnicableSetup> &unit);
+ToneSetup read_tone(Section &section, const std::optional<UnicableSetup> &unit);
 
 }  // namespace sim

@@ -39,8 +39,8 @@ class ToneMeter {
     void choose_carrier(std::uint8_t value, std::uint64_t now_ns);
 
  private:
-    std::uint8_t read_carrier(std::uint8_t reg, const Measurement &measured,
-                              std::uint64_t now_ns) const;
+    [[nodiscard]] std::uint8_t read_carrier(std::uint8_t reg, const Measurement &measured,
+                                            std::uint64_t now_ns) const;
     std::uint8_t read_result(std::uint8_t reg, const Measurement &measured, const Tone &tone,
                              double since_s);
     [[nodiscard]] double amplitude_db(double level_dbm, const ToneHabit &habit,
