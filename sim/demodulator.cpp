@@ -21,7 +21,6 @@ constexpr std::uint64_t shortest_hold_ns = 800'000;
 constexpr std::uint8_t pll_trim = 0x3F;
 constexpr std::uint8_t pll_trim_a = 0x1A;
 constexpr std::uint8_t pll_trim_b = 0x0C;
-constexpr std::uint8_t carrier_loop_bits = 0xF8;  // of 0x5D
 constexpr std::uint64_t fuse_reading_ns = 80'000'000;
 
 bool works_powered_down(std::uint8_t reg) {
@@ -278,7 +277,6 @@ void Demodulator::begin_search(std::uint64_t now_ns) {
     restart_ = true;
     was_reset_globally_ = false;
     search_ = search_from_registers();
-    carrier_loop_ = regs_.plain[reg::carrier_select] & carrier_loop_bits;
     job_ = job_from_registers();
     search_.takes_aliases = draws_false_lock(alias_share_);
     search_.takes_spurs = draws_false_lock(spur_share_);
@@ -317,17 +315,6 @@ void Demodulator::adjust_search(std::uint8_t reg, std::uint64_t now_ns) {
     if (search_.for_weak_carriers != for_weak_carriers() || !(search_.loops == loops)) {
         search_.loops = loops;
         search_.for_weak_carriers = for_weak_carriers();
-        signal_changed(now_ns);
-    }
-}
-
-// 0x5D holds the carrier loop's set-up beside the choice of what is read of it.
-void Demodulator::follow_carrier_loop(std::uint64_t now_ns) {
-    const std::uint8_t loop = regs_.plain[reg::carrier_select] & carrier_loop_bits;
-    if (running_ && job_ == Job::reception && loop != carrier_loop_) {
-        carrier_loop_ = loop;
-        search_.table =
-            table_cost({chip_, search_.system, search_.wide, search_.symbol_rate_ksps}, regs_);
         signal_changed(now_ns);
     }
 }
@@ -422,7 +409,6 @@ void Demodulator::write_one(std::uint8_t reg, std::uint8_t value, std::uint64_t 
         case reg::carrier_select:
             regs_.plain[reg] = value;
             tone_meter_.choose_carrier(value, now_ns);
-            follow_carrier_loop(now_ns);
             break;
         default:
             follow_set_up(reg, value, now_ns);

@@ -135,7 +135,6 @@ class Demodulator {
     [[nodiscard]] CarrierSearch search_from_registers() const;
     [[nodiscard]] bool for_weak_carriers() const;
     void adjust_search(std::uint8_t reg, std::uint64_t now_ns);
-    void follow_carrier_loop(std::uint64_t now_ns);
     void refresh();
     void count_restart();
 
@@ -217,7 +216,6 @@ class Demodulator {
     bool window_started_ = false;
     bool set_up_torn_ = false;
     bool took_set_up_ = false;
-    std::uint8_t carrier_loop_ = 0;  // bits of 0x5D
     std::uint16_t dvbs2_noise_ = 0;
     Job job_ = Job::reception;
     unsigned restarts_ = 0;

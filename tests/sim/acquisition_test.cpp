@@ -348,18 +348,6 @@ TEST_F(Acquisition, clock_registers_that_lost_their_other_bits_stop_the_chip) {
               "0x22 = 9A and 0x24 = 40 have lost what the PLL of the master clock needs");
 }
 
-TEST_F(Acquisition, carrier_loop_that_loses_its_set_up_loses_the_carrier) {
-    start();
-    tune(dvbs);
-    ASSERT_TRUE(locks());
-
-    poke(0x5D, static_cast<std::uint8_t>(peek(0x5D) ^ 0x06));
-    EXPECT_TRUE(receiver().verdict().locked()) << "another choice of what is read";
-    poke(0x5D, peek(0x5D) & 0x07);
-
-    EXPECT_THAT(receiver().verdict(), HasReason(Reason::table_byte)) << receiver().verdict().text;
-}
-
 TEST_F(Acquisition, low_symbol_rates_take_longer) {
     start();
 
