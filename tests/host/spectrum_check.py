@@ -8,7 +8,7 @@ import sys
 MOST_ERROR_DB = 2.0
 OVER_NOISE_DB = 3.0
 LEVEL_WITHIN_DB = 1.0  # what counts as level over the filter's width
-MOST_SECONDS = 25.0
+MOST_SECONDS = 30.0
 
 
 def errors_of(leg, resolution_khz):
