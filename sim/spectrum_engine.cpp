@@ -19,8 +19,11 @@ constexpr double widening_khz = 400;
 constexpr double least_wide_width_khz = 8000;
 // A carrier that begins nearer to the centre than this is crossed in small steps.
 constexpr double near_centre_khz = 4000;
-constexpr double small_span_khz = 8000;
-constexpr double most_bins = 1023;
+constexpr double least_span_khz = 8000;
+// Ten bits, all set: an end of what is occupied is not in sight.
+constexpr std::uint16_t endless_bins = 1023;
+// A line shows narrower than this, any carrier wider.
+constexpr double widest_line_khz = 3.5 * search_bin_khz;
 constexpr double grid_spectrum_ns = 2048 / 0.096;
 constexpr std::uint64_t wide_averaging_ns = 10'000'000;
 constexpr std::uint64_t narrow_averaging_ns = 25'000'000;
@@ -44,6 +47,14 @@ double share_below(const SpectralLine &line, double distance_khz) {
                               beyond_khz * beyond_khz / (2 * slope_khz);
     const double share = inside_khz / line.symbol_rate_khz;
     return distance_khz < 0 ? 0.5 - share : 0.5 + share;
+}
+
+std::uint16_t span_bins(double khz) { return static_cast<std::uint16_t>(khz / search_bin_khz); }
+
+bool shows_carrier(const Carriers &carriers) {
+    return std::any_of(
+        carriers.complete.begin(), carriers.complete.end(),
+        [](const Extent &extent) { return extent.high_khz - extent.low_khz > widest_line_khz; });
 }
 
 std::int32_t bins_of(double khz) {
@@ -147,15 +158,29 @@ void SpectrumEngine::add_spurious_peak(double low_khz, double high_khz) {
     peaks_.insert(place, spurious);
 }
 
-// Of more peaks than it has room for, and up to where the rest of them leaves the span explained.
-double SpectrumEngine::keep_first_peaks(double explained_khz) {
+// Keep as many peaks as there is room for, and tell where the first of the others begins.
+std::optional<double> SpectrumEngine::leave_out_peaks() {
     if (peaks_.size() <= most_peaks) {
-        return explained_khz;
+        return {};
     }
-    const SearchPeak &left_out = peaks_[most_peaks];
-    const double found_khz = (left_out.offset_bins - left_out.width_bins / 2.0) * search_bin_khz;
+    const SearchPeak &first = peaks_[most_peaks];
+    const double begin_khz = (first.offset_bins - first.width_bins / 2.0) * search_bin_khz;
     peaks_.resize(most_peaks);
-    return std::clamp(found_khz, small_span_khz, explained_khz);
+    return begin_khz;
+}
+
+std::uint16_t SpectrumEngine::occupied(const Carriers &carriers, double expected_khz,
+                                       double end_khz) {
+    const double begin_khz = carriers.unfinished_khz.value_or(end_khz - expected_khz);
+    const double explained_khz = begin_khz + expected_khz;
+    if (const std::optional<double> left_out_khz = leave_out_peaks()) {
+        return span_bins(
+            std::clamp(*left_out_khz, least_span_khz, std::max(explained_khz, least_span_khz)));
+    }
+    if (carriers.unfinished_khz && explained_khz < near_centre_khz) {
+        return endless_bins;
+    }
+    return carriers.unfinished_khz || shows_carrier(carriers) ? span_bins(explained_khz) : 0;
 }
 
 void SpectrumEngine::search(const Spectrum &spectrum, const SearchSetting &setting,
@@ -174,17 +199,10 @@ void SpectrumEngine::search(const Spectrum &spectrum, const SearchSetting &setti
         std::move(grid), {setting.smoothing, 1 / std::sqrt(averages * setting.smoothing)});
     done_ns_ += carriers.slopes * slope_ns;
     add_peaks(carriers, setting);
-    double explained_khz = end_khz;
-    if (carriers.unfinished_khz) {
-        const double begin_khz = *carriers.unfinished_khz + setting.expected_khz;
-        explained_khz = begin_khz >= near_centre_khz ? begin_khz : small_span_khz;
-    }
     if (chance_.uniform() < spurious_share_) {
         add_spurious_peak(low_khz, end_khz);
     }
-    explained_khz = keep_first_peaks(explained_khz);
-    occupied_bins_ =
-        static_cast<std::uint16_t>(std::clamp(explained_khz / search_bin_khz, 0.0, most_bins));
+    occupied_bins_ = occupied(carriers, setting.expected_khz, end_khz);
 }
 
 void SpectrumEngine::stall() {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -73,8 +74,8 @@ struct SearchSetting {
 // explained: to the end of the tuner's passband, or to the beginning of the carrier that reaches
 // beyond it. Tuned there, that carrier's lower half lies in the lower half of the passband. One
 // that already begins near the centre and still reaches beyond the end is too wide for such a step:
-// then the span is 8 MHz, small enough not to miss the place where the whole of it is inside. A
-// span of 0 says that nothing could be analysed.
+// no end of what is occupied is in sight, and all ten bits are set. A span of 0 says that nothing
+// is occupied: no carrier shows, or nothing could be analysed.
 class SpectrumEngine {
  public:
     static constexpr std::uint32_t most_peaks = 31;
@@ -111,7 +112,8 @@ class SpectrumEngine {
     SpectrumGrid average(const Spectrum &spectrum, double averages);
     void add_peaks(const Carriers &carriers, const SearchSetting &setting);
     void add_spurious_peak(double low_khz, double high_khz);
-    double keep_first_peaks(double explained_khz);
+    std::optional<double> leave_out_peaks();
+    std::uint16_t occupied(const Carriers &carriers, double expected_khz, double end_khz);
 
     Noise chance_;
     double spurious_share_;

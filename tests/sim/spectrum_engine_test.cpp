@@ -92,9 +92,14 @@ TEST_F(Engine, positions_are_from_the_nominal_frequency) {
                 testing::ElementsAre(IsPeak(2'875, 6'000)));
 }
 
-TEST_F(Engine, empty_spectrum_is_explained_up_to_the_passbands_end) {
+TEST_F(Engine, empty_spectrum_is_not_occupied) {
     EXPECT_THAT(search({}), testing::IsEmpty());
-    EXPECT_NEAR(occupied_khz(), 28'500, bin_khz);
+    EXPECT_EQ(engine.occupied_bins(later_ns), 0);
+}
+
+TEST_F(Engine, one_carrier_explains_the_passband_up_to_its_end) {
+    EXPECT_THAT(search({line(-20'000, 1'000)}), testing::ElementsAre(IsPeak(-20'000, 1'000)));
+    EXPECT_EQ(engine.occupied_bins(later_ns), 152);
 }
 
 TEST_F(Engine, no_tuner_explains_nothing) {
@@ -108,9 +113,9 @@ TEST_F(Engine, span_ends_where_a_carrier_reaches_beyond_the_passband) {
     EXPECT_NEAR(occupied_khz(), 16'000, 2 * bin_khz);
 }
 
-TEST_F(Engine, carrier_too_wide_for_a_long_step_is_crossed_in_short_ones) {
+TEST_F(Engine, no_end_of_a_carrier_too_wide_for_a_long_step_is_in_sight) {
     EXPECT_THAT(search({line(24'000, 44'000)}), testing::IsEmpty());
-    EXPECT_NEAR(occupied_khz(), 8'000, bin_khz);
+    EXPECT_EQ(engine.occupied_bins(later_ns), 1'023);
 }
 
 TEST_F(Engine, widest_carrier_is_seen_in_the_middle) {
