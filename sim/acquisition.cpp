@@ -162,6 +162,16 @@ std::uint64_t Acquisition::decoding_ns() const {
     return duration_of((1 + lacking_db * delay_per_db) * decoding_symbols(found_, search_.system),
                        rate_ksps_);
 }
+// A wide search tries symbol rates outwards from the programmed one until the timing comes to rest.
+std::uint64_t Acquisition::timing_duration_ns() const {
+    double off = search_.wide ? search_.rate_tolerance : 0;
+    if (search_.wide && found_.symbol_rate_ksps > 0) {
+        off = std::min(off, std::abs(found_.symbol_rate_ksps - rate_ksps_) / rate_ksps_);
+    }
+    const double trials = 1 + 2 * std::floor(off / symbol_rate_tolerance);
+    return duration_of(trials * timing_symbols, rate_ksps_);
+}
+
 
 // Let the sweeps go on for what is received from now on.
 void Acquisition::plan_search(std::uint64_t now_ns) {
@@ -172,6 +182,7 @@ void Acquisition::plan_search(std::uint64_t now_ns) {
         timing_ns_ + duration_of(sweep_symbols(found_.offset_khz, rate_ksps_), rate_ksps_);
     if (now_ns > carrier_ns_) {
         carrier_ns_ += (now_ns - carrier_ns_ + sweep_ns - 1) / sweep_ns * sweep_ns;
+    timing_ns_ = gain_ns_ + timing_duration_ns();
     }
     if (found_.locks() && carrier_ns_ <= last_sweep_ns) {
         lock_ns_ = carrier_ns_ + decoding_ns();

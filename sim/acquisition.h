@@ -12,9 +12,11 @@ namespace sim {
 //
 // A search begins when the micro-controller is let go, and at no other time. After 3 ms of start-up
 // it sets the gain (2 ms), once for the whole search: a tuner that has not settled by then leaves
-// the converters driven wrongly to its end. It recovers the timing (20000 symbols), sweeps the
-// carrier frequency outwards from the expected one in steps of a quarter of the symbol rate, 4000
-// symbols each, and decodes: ten super-frames of eight packets for DVB-S, five frames for DVB-S2.
+// the converters driven wrongly to its end. It recovers the timing (20000 symbols; a wide search
+// tries as many at each hundredth of the symbol rate, on either side in turn, until it is near),
+// sweeps the carrier frequency outwards from the expected one in steps of a quarter of the symbol
+// rate, 4000 symbols each, and decodes: ten super-frames of eight packets for DVB-S, five frames
+// for DVB-S2.
 // Sweeps follow each other until one passes over a carrier that locks, for 150 ms at least, or
 // 300 ms once frame headers of DVB-S2 are seen. A carrier of which no frame is ever understood, as
 // of the other standard, ends the search with its first sweep. Then the micro-controller waits to
@@ -81,6 +83,7 @@ class Acquisition {
     void plan_return(std::uint64_t now_ns);
     [[nodiscard]] std::uint64_t decoding_ns() const;
     [[nodiscard]] bool follows(const FoundCarrier &found) const;
+    [[nodiscard]] std::uint64_t timing_duration_ns() const;
     [[nodiscard]] std::uint64_t patience_ns() const;
 
     Phase phase_ = Phase::idle;

@@ -32,7 +32,9 @@ class ScanReception : public ReceiverTest {
 
     // What the verification of a candidate programs; `meddle` comes before the release.
     template <typename Meddle>
-    void program(std::uint32_t khz, std::int32_t ksps, std::uint32_t standard, Meddle meddle) {
+    void program(std::uint32_t khz, std::int32_t ksps, std::uint32_t standard, Meddle meddle,
+                 std::uint32_t then_ms = 500) {
+        ds3000_soft_reset();
         ds3000_context.tuner_ops.tuner_set_frequency(khz, static_cast<std::uint32_t>(ksps), 0);
         poke(0xB2, 0x01);
         ds3000_program_standard_scan(ksps, standard);
@@ -40,7 +42,7 @@ class ScanReception : public ReceiverTest {
         meddle();
         sleep_ms(1);
         poke(0xB2, 0x00);
-        sleep_ms(500);
+        sleep_ms(then_ms);
     }
     void program(std::uint32_t khz, std::int32_t ksps, std::uint32_t standard) {
         program(khz, ksps, standard, [] {});
@@ -206,6 +208,25 @@ TEST_F(ScanReception, line_is_no_lock_unless_told) {
     program(1'458'000, 20'000, STANDARD_DVBS2);
 
     EXPECT_NE(receiver().verdict().reason, Reason::locked);
+}
+
+// 20000 symbols at 1901 ksym/s take 10.5 ms. 2000 are 5 % more: five trials above and five below.
+TEST_F(ScanReception, symbol_rate_known_roughly_takes_time_to_find) {
+    start_on_vertical();
+    const auto ms_to_lock = [this](std::int32_t ksps) {
+        program(
+            1'550'000, ksps, STANDARD_DVBS, [] { sleep_ms(50); }, 0);
+        int ms = 0;
+        while (!receiver().verdict().locked() && ms < 1'000) {
+            sleep_ms(1);
+            ++ms;
+        }
+        return ms;
+    };
+
+    const int exactly_ms = ms_to_lock(2'000);
+    EXPECT_NEAR(exactly_ms, 63, 3);
+    EXPECT_NEAR(ms_to_lock(1'901), exactly_ms + 10 * 10.5 + 3, 3);
 }
 
 class LeakingCarrier : public ScanReception, public testing::WithParamInterface<bool> {};
