@@ -16,6 +16,8 @@ namespace {
 constexpr std::uint64_t boot_duration_ns = 3'000'000;
 constexpr std::uint64_t gain_duration_ns = 2'000'000;
 constexpr double timing_symbols = 20'000;
+// It takes the loops so long to come to rest after lock.
+constexpr std::uint64_t settling_duration_ns = 20'000'000;
 constexpr double step_symbols = 4'000;
 constexpr double superframes = 10;
 constexpr double superframe_bits = 8 * 204 * 8;
@@ -70,6 +72,7 @@ void Acquisition::start(const CarrierSearch &search, std::uint64_t now_ns, doubl
     timing_ns_ = gain_ns_ + duration_of(timing_symbols, rate_ksps_);
     lock_ns_ = never;
     end_ns_ = never;
+    left_ = false;
 }
 
 void Acquisition::see(const FoundCarrier &found, std::uint64_t now_ns, std::uint64_t settled_ns) {
@@ -113,6 +116,7 @@ void Acquisition::settle(std::uint64_t now_ns) {
         held_carrier_ = found_.carrier;
         held_khz_ = found_.measured_khz;
         settled_ns_ = 0;
+        left_ = false;
     } else {
         ended_on_carrier_ = found_.carrier != nullptr;
     }
@@ -132,7 +136,10 @@ Acquisition::Phase Acquisition::phase_at(std::uint64_t now_ns) const {
 // The carrier as the converters deliver it.
 void Acquisition::take(const FoundCarrier &found) {
     found_ = found;
-    if (found.locks() && settled_ns_ > gain_ns_) {
+    if (found.locks() && search_.loops_astray) {
+        found_.reason = Reason::capture_range;
+        found_.text = "the loops ran away from the last lock, and the core was not reset";
+    } else if (found.locks() && settled_ns_ > gain_ns_) {
         found_.reason = Reason::tuner_agc;
         found_.text = fmt::format("the gain was set {:.1f} ms before the tuner had settled",
                                   static_cast<double>(settled_ns_ - gain_ns_) * 1e-6);
@@ -155,13 +162,6 @@ std::uint64_t Acquisition::patience_ns() const {
     return sees_headers() ? header_patience_duration_ns : patience_duration_ns;
 }
 
-std::uint64_t Acquisition::decoding_ns() const {
-    const double lacking_db =
-        found_.locks() ? std::clamp(quiet_margin_db - found_.margin_db, 0.0, quiet_margin_db) : 0;
-    const double delay_per_db = std::lerp(least_delay_per_db, most_delay_per_db, luck_);
-    return duration_of((1 + lacking_db * delay_per_db) * decoding_symbols(found_, search_.system),
-                       rate_ksps_);
-}
 // A wide search tries symbol rates outwards from the programmed one until the timing comes to rest.
 std::uint64_t Acquisition::timing_duration_ns() const {
     double off = search_.wide ? search_.rate_tolerance : 0;
@@ -172,9 +172,17 @@ std::uint64_t Acquisition::timing_duration_ns() const {
     return duration_of(trials * timing_symbols, rate_ksps_);
 }
 
+std::uint64_t Acquisition::decoding_ns() const {
+    const double lacking_db =
+        found_.locks() ? std::clamp(quiet_margin_db - found_.margin_db, 0.0, quiet_margin_db) : 0;
+    const double delay_per_db = std::lerp(least_delay_per_db, most_delay_per_db, luck_);
+    return duration_of((1 + lacking_db * delay_per_db) * decoding_symbols(found_, search_.system),
+                       rate_ksps_);
+}
 
 // Let the sweeps go on for what is received from now on.
 void Acquisition::plan_search(std::uint64_t now_ns) {
+    timing_ns_ = gain_ns_ + timing_duration_ns();
     const std::uint64_t sweep_ns =
         duration_of(sweep_symbols(capture_range_khz, rate_ksps_), rate_ksps_);
     const std::uint64_t last_sweep_ns = timing_ns_ + std::max(sweep_ns, patience_ns());
@@ -182,7 +190,6 @@ void Acquisition::plan_search(std::uint64_t now_ns) {
         timing_ns_ + duration_of(sweep_symbols(found_.offset_khz, rate_ksps_), rate_ksps_);
     if (now_ns > carrier_ns_) {
         carrier_ns_ += (now_ns - carrier_ns_ + sweep_ns - 1) / sweep_ns * sweep_ns;
-    timing_ns_ = gain_ns_ + timing_duration_ns();
     }
     if (found_.locks() && carrier_ns_ <= last_sweep_ns) {
         lock_ns_ = carrier_ns_ + decoding_ns();
@@ -203,6 +210,7 @@ bool Acquisition::follows(const FoundCarrier &found) const {
 
 void Acquisition::lose(const FoundCarrier &found, std::uint64_t now_ns) {
     phase_ = Phase::holding;
+    left_ = now_ns >= lock_ns_ + settling_duration_ns;
     end_ns_ = now_ns + hold_duration_ns;
     found_ = found;
     plan_return(now_ns);

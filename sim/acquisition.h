@@ -61,6 +61,8 @@ class Acquisition {
     // When the micro-controller gave up, or will.
     [[nodiscard]] std::uint64_t end_ns() const { return end_ns_; }
     [[nodiscard]] const FoundCarrier &found() const { return found_; }
+    // The loops have lost a carrier that they had come to rest on, and it is not back.
+    [[nodiscard]] bool is_left() const { return left_ && !will_lock(); }
     // Frame headers of DVB-S2 are understood, their payload not yet or not at all.
     [[nodiscard]] bool sees_headers() const;
 
@@ -81,9 +83,9 @@ class Acquisition {
     void plan_search(std::uint64_t now_ns);
     void lose(const FoundCarrier &found, std::uint64_t now_ns);
     void plan_return(std::uint64_t now_ns);
+    [[nodiscard]] std::uint64_t timing_duration_ns() const;
     [[nodiscard]] std::uint64_t decoding_ns() const;
     [[nodiscard]] bool follows(const FoundCarrier &found) const;
-    [[nodiscard]] std::uint64_t timing_duration_ns() const;
     [[nodiscard]] std::uint64_t patience_ns() const;
 
     Phase phase_ = Phase::idle;
@@ -101,6 +103,7 @@ class Acquisition {
     const Carrier *held_carrier_ = nullptr;  // the one that the loops follow
     double held_khz_ = 0;
     bool ended_on_carrier_ = false;
+    bool left_ = false;
 };
 
 }  // namespace sim

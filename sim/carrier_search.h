@@ -28,6 +28,7 @@ struct CarrierSearch {
     double rate_tolerance = symbol_rate_tolerance;
     bool takes_aliases = false;      // what looks like lock at a false rate is taken for it
     bool takes_spurs = false;        // likewise a line that is no carrier
+    bool loops_astray = false;       // they begin from where a lost lock left them
     bool near = false;               // take a carrier within half a symbol rate only
     bool diverged = false;           // the equaliser of a carrier without pilots has gone astray
     bool restarted = false;          // or works from its middle tap, as the driver restarted it

@@ -130,6 +130,11 @@ void Demodulator::power_on() {
     running_ = false;
     job_ = Job::reception;
     engine_.power_on();
+    loops_astray_ = false;
+    engine_astray_ = false;
+    found_nothing_ = false;
+    core_was_reset_ = false;
+    programmed_anew_ = false;
     set_up_torn_ = false;
     took_set_up_ = false;
     centre_moved_ns_ = 0;
@@ -263,6 +268,7 @@ void Demodulator::run_may_change(std::uint64_t now_ns) {
     running_ = runs;
     if (!runs) {
         stopped_ns_ = now_ns;
+        note_what_is_left(now_ns);
     } else if (stopped_ns_ != 0 && now_ns < stopped_ns_ + shortest_hold_ns &&
                !was_reset_globally_) {
         return;
@@ -275,14 +281,47 @@ void Demodulator::run_may_change(std::uint64_t now_ns) {
 
 void Demodulator::begin_search(std::uint64_t now_ns) {
     restart_ = true;
-    was_reset_globally_ = false;
+    const bool insists = insists_on_a_lock();
+    mend_what_is_left();
     search_ = search_from_registers();
     job_ = job_from_registers();
+    search_.loops_astray = loops_astray_;
     search_.takes_aliases = draws_false_lock(alias_share_);
-    search_.takes_spurs = draws_false_lock(spur_share_);
+    search_.takes_spurs = draws_false_lock(spur_share_) || insists;
     ++receptions_;
     running_since_ns_ = now_ns;
     counters_from_ns_ = now_ns;
+}
+
+// What a search leaves behind when it is stopped; nothing when it had hardly begun.
+void Demodulator::note_what_is_left(std::uint64_t now_ns) {
+    if (job_ != Job::reception || restart_) {
+        return;
+    }
+    found_nothing_ = (acquisition_.mcu_state(now_ns) & reg::mcu_state_search_failed) != 0;
+    const bool led_away = acquisition_.is_left() && !(source_->way() == received_way_);
+    if (chip_ != Chip::ds300x && led_away) {
+        loops_astray_ = true;
+        engine_astray_ = true;
+    }
+}
+
+// The loops are a part of the core. Their common oscillator, by which the engine turns what it
+// looks at, only the global reset puts back.
+void Demodulator::mend_what_is_left() {
+    loops_astray_ = loops_astray_ && !was_reset_globally_ && !core_was_reset_;
+    engine_astray_ = engine_astray_ && !was_reset_globally_;
+    was_reset_globally_ = false;
+    core_was_reset_ = false;
+    programmed_anew_ = false;
+    found_nothing_ = false;
+}
+
+// The micro-controller of a wide search that is let go once more for what it found nothing for
+// lowers its thresholds.
+bool Demodulator::insists_on_a_lock() const {
+    return found_nothing_ && !programmed_anew_ && !was_reset_globally_ &&
+           regs_.plain[reg::reg_c7] != 0;
 }
 
 // Decided once a search, and only in a world that has such searches.
@@ -345,6 +384,9 @@ void Demodulator::refresh() {
         count_restart();
     }
     acquisition_.see(source_->find(search_), changed_ns_, source_->settled_ns());
+    if (!acquisition_.is_left()) {
+        received_way_ = source_->way();
+    }
 }
 
 void Demodulator::count_restart() {
@@ -473,6 +515,7 @@ void Demodulator::reset_core(std::uint8_t value) {
     const bool is_held = (value & 1) != 0;
     if (core_was_held_ && !is_held) {
         equaliser_mode_ = regs_.plain[reg::reg_bd];
+        core_was_reset_ = true;
     }
     core_was_held_ = is_held;
 }

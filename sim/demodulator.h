@@ -63,6 +63,11 @@ class SignalSource {
 // 0x07 - with what the registers hold at that moment. Later writes of them wait for the next
 // search; what the tuner, the LNB and the weather do is seen at once by the one that goes on, and
 // begins none. 0x07 also puts the expected carrier back to 0.
+// Tuned elsewhere, or the LNB switched, under a lock that does not come back, the loops of DS3002B
+// and DS3103 run away after what comes instead. Reception begins from where they stand, in vain,
+// until the core is reset, by 0x00 or 0x07; the spectrum engine is never ready until it is by 0x07.
+// A wide search that found nothing and is let go once more with nothing new to look for takes the
+// tuner's lines for lock.
 // What it does then is one of three jobs: the spectrum engine (0x08 bit 7 and 0x90 = 0x73 set), the
 // measurement of a tone (0x0C = 0x06, 0xC4 = 0x01, 0xC7 = 0xFF), else reception.
 // A wide search (0xC7 not 0) finds symbol rates up to 10 % off the programmed one. The carrier it
@@ -123,6 +128,9 @@ class Demodulator {
     void reset_core(std::uint8_t value);
     void reset_globally(std::uint8_t value);
     void begin_search(std::uint64_t now_ns);
+    void note_what_is_left(std::uint64_t now_ns);
+    void mend_what_is_left();
+    [[nodiscard]] bool insists_on_a_lock() const;
     [[nodiscard]] bool in_reset() const;
     [[nodiscard]] std::string why_no_program() const;
     void write_master_clock(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
@@ -209,7 +217,12 @@ class Demodulator {
     bool controller_hangs_ = false;
     bool core_was_held_ = false;
     std::uint8_t equaliser_mode_ = 0;  // 0xBD, as the core has it
-    bool was_reset_globally_ = false;  // since the last search
+    bool was_reset_globally_ = false;  // since the last search began
+    bool core_was_reset_ = false;      // likewise
+    bool programmed_anew_ = false;     // likewise, the symbol rate
+    bool found_nothing_ = false;       // the last search
+    bool loops_astray_ = false;
+    bool engine_astray_ = false;
     bool running_ = false;
     bool stale_ = false;
     bool restart_ = false;
@@ -225,6 +238,7 @@ class Demodulator {
     std::uint64_t stopped_ns_ = 0;
     CarrierSearch search_;
     Channel searched_;
+    SignalWay received_way_;  // of the last lock, while it is lost
     SpectrumEngine engine_;
     ToneMeter tone_meter_;
     std::uint64_t centre_moved_ns_ = 0;

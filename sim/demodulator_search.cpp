@@ -78,7 +78,7 @@ bool Demodulator::engine_is_set_up() const {
                          (plain[reg::reg_92] == 0x01 || plain[reg::reg_92] == 0x03));
     const bool clocked = chip_ != Chip::ds300x || (plain[reg::clock_reset] == 0 &&
                                                    (plain[reg::core_reset_ds300x] & 0x04) == 0);
-    return took_set_up_ && clocked && window && all_hold(plain, front_rows) &&
+    return took_set_up_ && !engine_astray_ && clocked && window && all_hold(plain, front_rows) &&
            (plain[reg::mode] & 0x87) == 0x83 && (plain[0x30] & 0x18) == 0x08 &&
            (plain[reg::reg_94] & 0x11) == 0x11 && (plain[reg::spectrum] & 0x91) == 0x91 &&
            (plain[reg::reg_25] & 0x08) != 0;
@@ -111,6 +111,8 @@ void Demodulator::follow_set_up(std::uint8_t reg, std::uint8_t value, std::uint6
         set_up_torn_ = false;
     } else if (reg == reg::carrier_low || reg == reg::carrier_high) {
         centre_moved_ns_ = now_ns;
+    } else if (reg == reg::symbol_rate_low || reg == reg::symbol_rate_high) {
+        programmed_anew_ = true;
     }
     const bool released = chip_ == Chip::ds300x
                               ? reg == reg::clock_reset && plain[reg] == 0x08 && value == 0 &&

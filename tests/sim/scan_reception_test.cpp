@@ -9,6 +9,7 @@
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/carrier.h"
 #include "ds3000/demod/connect.h"
+#include "ds3000/demod/firmware.h"
 #include "ds3000/scan/blind_scan.h"
 #include "ds3000/tuner/ts2022.h"
 #include "tests/sim/receiver_test.h"
@@ -210,6 +211,28 @@ TEST_F(ScanReception, line_is_no_lock_unless_told) {
     EXPECT_NE(receiver().verdict().reason, Reason::locked);
 }
 
+// The micro-controller alone is let go once more; 0x61 is a part of the symbol rate.
+TEST_F(ScanReception, line_is_taken_for_lock_by_a_search_that_found_nothing_and_is_repeated) {
+    scenario.satellites = {{"one", {demo_transponder(11'100)}}};
+    start_on_vertical();
+    program(1'458'000, 20'000, STANDARD_DVBS2);
+    ASSERT_EQ(peek(0xB3), 0x80);
+
+    reset_mcu();
+    sleep_ms(500);
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::locked));
+    EXPECT_NEAR(found_khz(1'458'000), 1'458'000, 10);
+
+    program(1'458'000, 20'000, STANDARD_DVBS2);
+    reset_mcu();
+    poke(0xB2, 0x01);
+    poke(0x61, peek(0x61));
+    sleep_ms(1);
+    poke(0xB2, 0x00);
+    sleep_ms(500);
+    EXPECT_NE(receiver().verdict().reason, Reason::locked);
+}
+
 // 20000 symbols at 1901 ksym/s take 10.5 ms. 2000 are 5 % more: five trials above and five below.
 TEST_F(ScanReception, symbol_rate_known_roughly_takes_time_to_find) {
     start_on_vertical();
@@ -228,6 +251,63 @@ TEST_F(ScanReception, symbol_rate_known_roughly_takes_time_to_find) {
     EXPECT_NEAR(exactly_ms, 63, 3);
     EXPECT_NEAR(ms_to_lock(1'901), exactly_ms + 10 * 10.5 + 3, 3);
 }
+
+class AfterAnotherLock : public ScanReception, public testing::WithParamInterface<Chip> {
+ protected:
+    // Lock at 1150 MHz, then tune to the carrier at 1350 MHz.
+    void lock_and_go_on() {
+        scenario.board.chip = GetParam();
+        start_on_vertical();
+        program(carrier_khz, 22'000, STANDARD_DVBS2);
+        ASSERT_THAT(receiver().verdict(), HasReason(Reason::locked));
+        ds3000_context.tuner_ops.tuner_set_frequency(1'350'000, 27'500, 0);
+    }
+
+    static void search_again(bool core) {
+        poke(0xB2, 0x01);
+        poke(0x00, core ? 0x01 : 0x00);
+        ds3000_program_standard_scan(27'500, STANDARD_DVBS2);
+        ds3000_set_carrier_offset(ds3000_context.tuner_ops.tuner_get_offset());
+        sleep_ms(1);
+        poke(0x00, 0x00);
+        poke(0xB2, 0x00);
+        sleep_ms(500);
+    }
+};
+
+TEST_P(AfterAnotherLock, the_loops_begin_anew_on_ds300x_alone) {
+    lock_and_go_on();
+
+    search_again(false);
+
+    const bool ds300x = GetParam() == Chip::ds300x;
+    EXPECT_THAT(receiver().verdict(), HasReason(ds300x ? Reason::locked : Reason::capture_range));
+}
+
+TEST_P(AfterAnotherLock, a_reset_of_the_core_puts_the_loops_back) {
+    lock_and_go_on();
+
+    search_again(true);
+
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::locked));
+}
+
+TEST_P(AfterAnotherLock, the_soft_reset_puts_the_engine_back_and_that_of_the_core_does_not) {
+    lock_and_go_on();
+    const auto gets_ready = [] {
+        ds3000_blind_scan_setup(0);
+        sleep_ms(300);
+        return (peek(0x0D) & 1) != 0;
+    };
+
+    EXPECT_EQ(gets_ready(), GetParam() == Chip::ds300x);
+    ds3000_soft_reset();
+    EXPECT_TRUE(gets_ready());
+}
+
+INSTANTIATE_TEST_SUITE_P(every, AfterAnotherLock,
+                         testing::Values(Chip::ds300x, Chip::ds3002b, Chip::ds3103),
+                         [](const auto &test) { return to_string(test.param); });
 
 class LeakingCarrier : public ScanReception, public testing::WithParamInterface<bool> {};
 
