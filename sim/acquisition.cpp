@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
+#include "board/chance.h"
 #include "broadcast/modcod.h"
 #include "sim/demodulator_regs.h"
 
@@ -34,6 +36,8 @@ constexpr double quiet_margin_db = 2;
 // Times as long for each decibel that lacks to it, with the best of luck and the worst.
 constexpr double least_delay_per_db = 0.5;
 constexpr double most_delay_per_db = 2;
+constexpr std::uint64_t quarter_ns = 250'000'000;
+constexpr std::uint64_t quarters_looked_at = 4'000;
 // The header of a frame is coded for this C/N.
 constexpr double lowest_header_cn_db = -3;
 
@@ -88,10 +92,8 @@ void Acquisition::see(const FoundCarrier &found, std::uint64_t now_ns, std::uint
             plan_search(now_ns);
             return;
         case Phase::tracking:
-            if (follows(found)) {
-                found_ = found;
-                held_carrier_ = found.carrier;
-                held_khz_ = found.measured_khz;
+            if (is_the_held(found) && next_ns(found, true, now_ns) == now_ns) {
+                keep(found, now_ns);
             } else {
                 lose(found, now_ns);
             }
@@ -106,41 +108,36 @@ void Acquisition::see(const FoundCarrier &found, std::uint64_t now_ns, std::uint
     }
 }
 
-// Go on to the phase that a time belongs to.
-void Acquisition::settle(std::uint64_t now_ns) {
-    const Phase next = phase_at(now_ns);
-    if (next == phase_) {
-        return;
+void Acquisition::enter(Phase next) {
+    switch (next) {
+        case Phase::tracking:
+            phase_ = next;
+            settled_ns_ = 0;
+            left_ = false;
+            track(lock_ns_);
+            return;
+        case Phase::holding:
+            found_.reason = Reason::cn_below_threshold;
+            found_.text = shortage_;
+            hold(drop_ns_);
+            return;
+        default:
+            phase_ = next;
+            ended_on_carrier_ = found_.carrier != nullptr;
+            return;
     }
-    if (next == Phase::tracking) {
-        held_carrier_ = found_.carrier;
-        held_khz_ = found_.measured_khz;
-        settled_ns_ = 0;
-        left_ = false;
-    } else {
-        ended_on_carrier_ = found_.carrier != nullptr;
-    }
-    phase_ = next;
-}
-
-Acquisition::Phase Acquisition::phase_at(std::uint64_t now_ns) const {
-    if (phase_ != Phase::searching && phase_ != Phase::holding) {
-        return phase_;
-    }
-    if (now_ns >= lock_ns_) {
-        return Phase::tracking;
-    }
-    return now_ns >= end_ns_ ? Phase::ended : phase_;
 }
 
 // The carrier as the converters deliver it.
 void Acquisition::take(const FoundCarrier &found) {
     found_ = found;
-    if (found.locks() && search_.loops_astray) {
+    if ((found.locks() || found.wavers) && search_.loops_astray) {
         found_.reason = Reason::capture_range;
+        found_.wavers = false;
         found_.text = "the loops ran away from the last lock, and the core was not reset";
-    } else if (found.locks() && settled_ns_ > gain_ns_) {
+    } else if ((found.locks() || found.wavers) && settled_ns_ > gain_ns_) {
         found_.reason = Reason::tuner_agc;
+        found_.wavers = false;
         found_.text = fmt::format("the gain was set {:.1f} ms before the tuner had settled",
                                   static_cast<double>(settled_ns_ - gain_ns_) * 1e-6);
     }
@@ -174,7 +171,7 @@ std::uint64_t Acquisition::timing_duration_ns() const {
 
 std::uint64_t Acquisition::decoding_ns() const {
     const double lacking_db =
-        found_.locks() ? std::clamp(quiet_margin_db - found_.margin_db, 0.0, quiet_margin_db) : 0;
+        found_.locks() || found_.wavers ? std::max(quiet_margin_db - found_.margin_db, 0.0) : 0;
     const double delay_per_db = std::lerp(least_delay_per_db, most_delay_per_db, luck_);
     return duration_of((1 + lacking_db * delay_per_db) * decoding_symbols(found_, search_.system),
                        rate_ksps_);
@@ -198,26 +195,81 @@ void Acquisition::plan_search(std::uint64_t now_ns) {
     }
     lock_ns_ = never;
     end_ns_ = std::max(last_sweep_ns + decoding_ns(), now_ns);
+    if (found_.wavers && carrier_ns_ <= last_sweep_ns) {
+        lock_ns_ = next_ns(found_, true, carrier_ns_ + decoding_ns());
+        lock_ns_ = lock_ns_ <= end_ns_ ? lock_ns_ : never;
+        return;
+    }
     carrier_ns_ = sees_headers() || found_.alias ? carrier_ns_ : last_sweep_ns;
 }
 
-bool Acquisition::follows(const FoundCarrier &found) const {
+bool Acquisition::is_the_held(const FoundCarrier &found) const {
     // A dish that was pointed elsewhere and brings the like of it is nothing new to the loops.
     const bool is_the_same = held_carrier_ == nullptr || found.carrier == held_carrier_;
-    return found.locks() && is_the_same &&
+    return (found.locks() || found.wavers) && is_the_same &&
            std::abs(found.measured_khz - held_khz_) <= pull_in_share * rate_ksps_;
 }
 
+// By the time alone, however often it is asked.
+bool Acquisition::is_there_at(const FoundCarrier &found, std::uint64_t quarter) const {
+    board::Chance draw(seed_ ^ (quarter << 20U));
+    draw.uniform();
+    draw.uniform();
+    return draw.uniform() >= -found.margin_db / wavering_range_db;
+}
+
+// From a time on, the first moment at which a carrier is there or not.
+std::uint64_t Acquisition::next_ns(const FoundCarrier &found, bool there,
+                                   std::uint64_t from_ns) const {
+    if (!found.wavers) {
+        return there ? from_ns : never;
+    }
+    const std::uint64_t first = from_ns / quarter_ns;
+    for (std::uint64_t quarter = first; quarter < first + quarters_looked_at; ++quarter) {
+        if (is_there_at(found, quarter) == there) {
+            return std::max(from_ns, quarter * quarter_ns);
+        }
+    }
+    return never;
+}
+
+void Acquisition::keep(const FoundCarrier &found, std::uint64_t now_ns) {
+    found_ = found;
+    track(now_ns);
+}
+
+// Follow what was found, as long as it is there.
+void Acquisition::track(std::uint64_t now_ns) {
+    held_carrier_ = found_.carrier;
+    held_khz_ = found_.measured_khz;
+    drop_ns_ = next_ns(found_, false, now_ns);
+    if (found_.wavers) {
+        found_.reason = Reason::locked;
+        shortage_ = std::exchange(
+            found_.text, fmt::format("locked for a while on {}, C/N {:.1f} dB, below its threshold",
+                                     describe(found_.carrier->transponder), found_.cn_db));
+    }
+}
+
 void Acquisition::lose(const FoundCarrier &found, std::uint64_t now_ns) {
+    found_ = found;
+    hold(now_ns);
+}
+
+void Acquisition::hold(std::uint64_t now_ns) {
     phase_ = Phase::holding;
     left_ = now_ns >= lock_ns_ + settling_duration_ns;
     end_ns_ = now_ns + hold_duration_ns;
-    found_ = found;
     plan_return(now_ns);
 }
 
 void Acquisition::plan_return(std::uint64_t now_ns) {
-    lock_ns_ = follows(found_) ? now_ns + decoding_ns() : never;
+    lock_ns_ = is_the_held(found_) ? next_ns(found_, true, now_ns + decoding_ns()) : never;
+    if (found_.wavers && lock_ns_ > end_ns_) {
+        lock_ns_ = never;
+    } else if (lock_ns_ != never) {
+        end_ns_ = std::max(end_ns_, lock_ns_);
+    }
 }
 
 void Acquisition::forget_carriers() {

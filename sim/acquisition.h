@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <string>
 
 #include "sim/passband.h"
 
@@ -25,6 +26,10 @@ namespace sim {
 // With less than 2 dB above the threshold a part of the frames is spoilt and decoding takes more of
 // them, as chance will have it: at the threshold twice to five times as many.
 //
+// A carrier that lacks less than a decibel to its threshold is followed for a while and lost again:
+// in each quarter of a second it is there or not, by the seed, the more often the less it lacks. It
+// locks if it is there when the search has come to decode it.
+//
 // Lock that goes leaves the loops where they are: for a second they hold carrier and timing, and
 // the decoder finds the same carrier again by itself when it is back within an eighth of the symbol
 // rate, what such a loop pulls in. After that the crystals have run too far apart, the
@@ -43,6 +48,8 @@ class Acquisition {
         given_up
     };
 
+    explicit Acquisition(std::uint64_t seed) : seed_(seed) {}
+
     void stop() { phase_ = Phase::idle; }
     // Begin to search; see() tells for what. `luck`, 0 to 1, is the one of this search with frames
     // that little margin spoils.
@@ -50,6 +57,12 @@ class Acquisition {
     // What the chip receives from a time on, which is the latest it has been told. The tuner behind
     // it is settled from `settled_ns` on.
     void see(const FoundCarrier &found, std::uint64_t now_ns, std::uint64_t settled_ns);
+    // Let everything have happened that comes with time, before it is asked what there is.
+    void settle(std::uint64_t now_ns) {
+        for (Phase next = phase_at(now_ns); next != phase_; next = phase_at(now_ns)) {
+            enter(next);
+        }
+    }
     // The carriers' records are about to go.
     void forget_carriers();
 
@@ -77,28 +90,49 @@ class Acquisition {
     enum class Phase { idle, searching, tracking, holding, ended };
     static constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
 
-    void settle(std::uint64_t now_ns);
-    [[nodiscard]] Phase phase_at(std::uint64_t now_ns) const;
+    void enter(Phase next);
+    // The next phase, if its time has come.
+    [[nodiscard]] Phase phase_at(std::uint64_t now_ns) const {
+        if (phase_ == Phase::tracking) {
+            return now_ns >= drop_ns_ ? Phase::holding : phase_;
+        }
+        if (phase_ != Phase::searching && phase_ != Phase::holding) {
+            return phase_;
+        }
+        if (now_ns >= lock_ns_) {
+            return Phase::tracking;
+        }
+        return now_ns >= end_ns_ ? Phase::ended : phase_;
+    }
     void take(const FoundCarrier &found);
     void plan_search(std::uint64_t now_ns);
+    void hold(std::uint64_t now_ns);
+    void keep(const FoundCarrier &found, std::uint64_t now_ns);
     void lose(const FoundCarrier &found, std::uint64_t now_ns);
+    void track(std::uint64_t now_ns);
     void plan_return(std::uint64_t now_ns);
     [[nodiscard]] std::uint64_t timing_duration_ns() const;
     [[nodiscard]] std::uint64_t decoding_ns() const;
-    [[nodiscard]] bool follows(const FoundCarrier &found) const;
+    [[nodiscard]] bool is_the_held(const FoundCarrier &found) const;
+    [[nodiscard]] bool is_there_at(const FoundCarrier &found, std::uint64_t quarter) const;
+    [[nodiscard]] std::uint64_t next_ns(const FoundCarrier &found, bool there,
+                                        std::uint64_t from_ns) const;
     [[nodiscard]] std::uint64_t patience_ns() const;
 
+    std::uint64_t seed_;
     Phase phase_ = Phase::idle;
     CarrierSearch search_;
     double luck_ = 0;
     double rate_ksps_ = 0;  // that paces the search
     FoundCarrier found_;
+    std::string shortage_;  // what is said of a carrier that wavers when it is not there
     std::uint64_t boot_ns_ = 0;
     std::uint64_t gain_ns_ = 0;
     std::uint64_t timing_ns_ = 0;
     std::uint64_t carrier_ns_ = 0;
     std::uint64_t lock_ns_ = never;
     std::uint64_t end_ns_ = never;
+    std::uint64_t drop_ns_ = never;          // when a lock ends by itself
     std::uint64_t settled_ns_ = 0;           // the tuner, when the gain was set
     const Carrier *held_carrier_ = nullptr;  // the one that the loops follow
     double held_khz_ = 0;

@@ -15,6 +15,8 @@ inline constexpr double smallest_symbol_rate_ksps = 1000;
 inline constexpr double largest_symbol_rate_ksps = 45000;
 inline constexpr double capture_range_khz = 5000;
 inline constexpr double symbol_rate_tolerance = 0.01;
+// Below the threshold: within so much locks come and go.
+inline constexpr double wavering_range_db = 1;
 // A step of the carrier and symbol-rate registers.
 inline constexpr double register_step_khz = 96000.0 / 65536;
 
@@ -52,6 +54,8 @@ struct FoundCarrier {
     bool alias = false;           // which is a simple fraction or multiple of the carrier's
     bool inverted = false;
     bool weak = false;  // of little amplitude
+    // Just below its threshold, by what the sky leaves of it: locks come and go.
+    bool wavers = false;
     [[nodiscard]] bool locks() const { return reason == Reason::locked; }
 };
 

@@ -93,7 +93,8 @@ Demodulator::Demodulator(const Scenario &scenario, SignalSource &source, Outdoor
       alias_share_(scenario.alias_share),
       spur_share_(scenario.spur_share),
       engine_(scenario.seed, scenario.spurious_share),
-      tone_meter_(scenario.board.tone_meter_start_ms) {
+      tone_meter_(scenario.board.tone_meter_start_ms),
+      acquisition_(scenario.seed) {
     for (const Fault &fault : scenario.faults) {
         if (fault.kind == Fault::Kind::wrong_identity) {
             identity_faults_.push_back(fault);
@@ -580,6 +581,7 @@ void Demodulator::explain_wait(Verdict &verdict, std::uint64_t now_ns) const {
 
 Verdict Demodulator::verdict(std::uint64_t now_ns) {
     refresh();
+    acquisition_.settle(now_ns);
     Verdict verdict;
     verdict.restarts = restarts_;
     if (!running_) {

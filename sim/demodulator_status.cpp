@@ -45,6 +45,7 @@ std::uint8_t Demodulator::read_status(std::uint8_t reg, std::uint64_t now_ns) {
         return read_identity(reg, now_ns);
     }
     refresh();
+    acquisition_.settle(now_ns);
     const Job job = running_ ? job_ : Job::reception;
     if (job == Job::tone && ToneMeter::owns(reg)) {
         return read_tone(reg, now_ns);

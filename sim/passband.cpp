@@ -100,6 +100,20 @@ bool ends_beyond_the_filter(const Candidate &candidate, const TunerOutput &tuner
            tuner.bandwidth_khz;
 }
 
+// Little below its threshold a carrier can be followed for a while, unless it would not be there
+// but for a setting: what that takes, it takes all the time.
+bool wavers(const Candidate &candidate, const Reach &reach) {
+    const Carrier &carrier = *candidate.carrier;
+    const double lacking_db = carrier.threshold_db - candidate.cn_db;
+    if (candidate.reason != Reason::cn_below_threshold || !reach.search.for_weak_carriers ||
+        lacking_db <= 0 || lacking_db >= wavering_range_db) {
+        return false;
+    }
+    Standing best = best_standing_of(carrier);
+    best.fade_db = reach.fade_db;
+    return budget_of(carrier, reach.front_end, best).cn_db() < carrier.threshold_db;
+}
+
 // A weak carrier is not seen until the driver has noticed its small amplitude.
 bool is_overlooked(const Candidate &candidate, const CarrierSearch &search) {
     return !search.for_weak_carriers &&
@@ -236,11 +250,10 @@ FoundCarrier nothing_found(Reason reason, std::string text) {
     return found;
 }
 
-FoundCarrier found_of(const Candidate &candidate, const CarrierSearch &search,
-                      const TunerOutput &tuner) {
+FoundCarrier found_of(const Candidate &candidate, const Reach &reach) {
     FoundCarrier found;
     found.reason = candidate.reason;
-    found.text = explain(candidate, search, tuner);
+    found.text = explain(candidate, reach.search, reach.tuner);
     found.carrier = candidate.carrier;
     found.cn_db = candidate.cn_db;
     found.cn_ratio = broadcast::from_db(candidate.cn_db);
@@ -251,6 +264,7 @@ FoundCarrier found_of(const Candidate &candidate, const CarrierSearch &search,
     found.inverted = candidate.inverted;
     found.weak = candidate.weak;
     found.symbol_rate_ksps = candidate.carrier->transponder.symbol_rate / 1000.0;
+    found.wavers = wavers(candidate, reach);
     return found;
 }
 
@@ -500,7 +514,7 @@ FoundCarrier Passband::find_among_carriers(const CarrierSearch &search,
         reach.leak_db = 0;
         weigh(best, reach);
     }
-    return found_of(best, search, *tuner_);
+    return found_of(best, reach);
 }
 
 }  // namespace sim

@@ -136,6 +136,15 @@ TEST_F(CtlRecovery, lock_at_the_edge_of_a_false_one_is_a_lock) {
     }
 }
 
+TEST_F(CtlRecovery, carrier_just_below_its_threshold_is_lost_time_and_again) {
+    const auto result = run_world("below-threshold");
+
+    EXPECT_EQ(run.status, 6) << run.err;
+    EXPECT_GE(result.at("losses"), 10);
+    EXPECT_GE(result.at("locked_ms"), 10'000);
+    EXPECT_LE(result.at("locked_ms"), 18'000);
+}
+
 // The cable comes 3000 ms after the start; the searches of both standards take less than a second.
 TEST_F(CtlRecovery, standard_that_nobody_knows_is_found_by_trying) {
     const auto result = run_world("unknown-standard");

@@ -232,7 +232,8 @@ TEST_F(Acquisition, carrier_just_above_its_threshold_locks) {
 }
 
 TEST_F(Acquisition, carrier_above_its_threshold_by_less_than_the_receiver_loses_does_not_lock) {
-    scenario.cn_db = 7.3;
+    scenario.front_end.implementation_loss_db = 3;
+    scenario.cn_db = 8.5;
     start();
 
     tune(dvbs2);
