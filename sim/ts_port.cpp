@@ -28,12 +28,17 @@ unsigned mode_of(Chip chip, broadcast::System system, std::uint8_t reg) {
     return mode_1 ? 1 : 2;
 }
 
-// High and low count of the output clock, in master clocks.
+// High and low count of the output clock, in master clocks; 0 where it divides nothing.
 unsigned clocks_per_byte(Chip chip, broadcast::System system, const TsRegisters &regs) {
     if (chip != Chip::ds300x) {
         const unsigned high = (regs.divider & 0x0FU) << 2 | regs.divider_low >> 6;
         const unsigned low = regs.divider_low & 0x3FU;
         return high + 1 + low + 1;
+    }
+    constexpr unsigned dividend = 0xC0;
+    constexpr unsigned master_clock = 0x80;
+    if (is_old_bank(chip, system) && (regs.divider & dividend) != master_clock) {
+        return 0;
     }
     const unsigned shift = system == broadcast::System::dvbs2 ? 4 : 3;
     const unsigned mask = (1U << shift) - 1;

@@ -28,7 +28,8 @@ std::optional<std::uint32_t> master_clock_khz(Chip chip, broadcast::System syste
                                               const TsRegisters &regs);
 
 // What the port makes of the carrier's payload on a board that is wired for a mode. Modes 2 and 3
-// are parallel: a byte a clock, the master clock divided by the sum of the high and low counts.
+// are parallel: a byte a clock, the master clock divided by the sum of the high and low counts; in
+// the DVB-S bank of DS300X it is what is divided with bits 7 and 6 of 0xFE at 10 only.
 // Mode 1 is serial: a bit a clock, at the master clock.
 //
 // The clock must be as fast as the payload; that of DS300X, which has no buffer behind its decoder,

@@ -67,10 +67,18 @@ TEST(TsPort, divider_of_the_newer_chips_counts_from_one) {
 }
 
 TEST(TsPort, divider_of_ds300x_differs_between_the_standards) {
-    EXPECT_EQ(output_of(Chip::ds300x, System::dvbs, {.mode = 0x80, .divider = 0x3F}).clock_khz,
+    EXPECT_EQ(output_of(Chip::ds300x, System::dvbs, {.mode = 0x80, .divider = 0xBF}).clock_khz,
               96'000 / 14.0);
     EXPECT_EQ(output_of(Chip::ds300x, System::dvbs2, {.mode = 0x01, .divider = 0x78}).clock_khz,
               144'000 / 15.0);
+}
+
+TEST(TsPort, divider_of_ds300x_in_dvbs_has_the_master_clock_in_its_upper_bits) {
+    for (const std::uint8_t elsewhere : {0x3F, 0x7F, 0xFF}) {
+        EXPECT_EQ(
+            output_of(Chip::ds300x, System::dvbs, {.mode = 0x80, .divider = elsewhere}).clock_khz,
+            0);
+    }
 }
 
 TEST(TsPort, serial_output_needs_eight_clocks_a_byte) {
@@ -116,7 +124,7 @@ TEST(TsPort, a_clock_carries_what_is_no_faster_and_not_far_slower) {
         regs.clock_b = clock_a == 0xC0 ? 0x00 : 0x40;
         if (chip == Chip::ds300x) {
             regs.mode = 0xA0;
-            regs.divider = 0x3F;  // 96000 / 14 = 6857 kHz
+            regs.divider = 0xBF;  // 96000 / 14 = 6857 kHz
         }
         return sim::ts_output(chip, System::dvbs, regs, wanted, 3).fault;
     };
