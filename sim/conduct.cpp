@@ -80,6 +80,9 @@ void Conduct::end(const board::HostCall &call, const Aftermath &aftermath) {
             break;
         case Operation::get_lock:
             judge_claim(call, aftermath);
+            if (Life *const life = life_of(call.tuner)) {
+                judge_kept_lock(*life, call);
+            }
             break;
         case Operation::free:
             if (aftermath.bus_open) {
@@ -113,6 +116,12 @@ void Conduct::end_tune(const board::HostCall &call, const Aftermath &aftermath) 
     if (use_ && use_->transfers == 0) {
         judge_claim(call, aftermath);
     } else if (life != nullptr) {
+        if (life->polls != 0) {
+            life->kept = aftermath.told_lock_ns >= life->complete_poll_ns;
+        }
+        if (life->answer != life->kept) {
+            life->kept.reset();
+        }
         life->phase = Phase::tuned;
         life->tuned_ns = clock_->now_ns();
         life->rest_us = 0;
@@ -175,6 +184,18 @@ void Conduct::judge_claim(const board::HostCall &call, const Aftermath &aftermat
                              to_string(call.operation),
                              static_cast<double>(life->complete_poll_ns) * 1e-6));
     }
+}
+
+// What is kept is known where the host asked before the tune and the poll after that saw the same.
+void Conduct::judge_kept_lock(Life &life, const board::HostCall &call) {
+    const bool answer = call.answer == 1;
+    if (life.phase == Phase::tuned && life.polls == 0 && life.kept && answer != *life.kept) {
+        complain(Offence::lock_not_kept,
+                 fmt::format("get_lock tells {} lock and nobody has polled since the tune, before "
+                             "which it told {}",
+                             answer ? "a" : "no", answer ? "none" : "one"));
+    }
+    life.answer = answer;
 }
 
 // A thread gives up its turn while it sends, receives or sleeps: only then others find it holding

@@ -34,7 +34,9 @@ struct Aftermath {
 //   much more a receiver's picture comes late and its loss is seen late.
 // - Nothing waits while the record's mutex is held: the host's getters are called where a receiver
 //   draws its screen.
-// - A lock is told only when the last complete poll was told one by the chip.
+// - A lock is told only when the last complete poll was told one by the chip. A tune leaves what is
+//   told alone until the first poll after it: a host that asks at once would blank its picture, or
+//   show one that is not there.
 // - After finalize the thread is gone and joined, supply and chips are off: what a receiver in
 //   standby draws is on its type plate. After free the bus is somebody else's.
 class Conduct {
@@ -77,6 +79,8 @@ class Conduct {
         unsigned rests = 0;                  // as long as one between polls, since then
         unsigned transfers = 0;              // since the last such rest
         unsigned polls = 0;                  // since the last tune
+        std::optional<bool> answer;          // of the last get_lock before a tune
+        std::optional<bool> kept = false;    // what is told until the first poll after it
     };
 
     // A call that may use the bus.
@@ -100,6 +104,7 @@ class Conduct {
     void judge_thread(const Life &life);
     void judge_rest(const Life &life);
     void judge_claim(const board::HostCall &call, const Aftermath &aftermath);
+    void judge_kept_lock(Life &life, const board::HostCall &call);
     void judge_mutex();
     Life *life_of(const void *tuner);
     Life *life_of_thread(unsigned thread);

@@ -37,12 +37,13 @@ enum class Offence {
     polling_pace,                // it polls in another rhythm than receivers count on
     mutex_held,                  // the record's mutex is held over a transfer or a sleep
     lock_claimed,                // lock reported that the chip has not told
+    lock_not_kept,               // a tune changed what is told before anybody polled
     thread_left_running,         // after finalize
     supply_left_on,              // after finalize
     chip_left_awake,             // after finalize
     bus_left_open                // after free
 };
-inline constexpr std::size_t offence_count = 25;
+inline constexpr std::size_t offence_count = 26;
 
 std::string to_string(Offence offence);
 

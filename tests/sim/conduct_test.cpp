@@ -313,12 +313,36 @@ TEST_F(Conducting, lock_claimed_that_the_chip_does_not_tell) {
     EXPECT_THAT(first_complaint(), HasSubstr("the chip told none since"));
 }
 
+TEST_F(Conducting, lock_that_a_tune_takes_back_before_anybody_polled) {
+    init_with_polling_thread();
+    tune_a_channel();
+    sleep_ms(1'500);
+    get_lock(1);
+    tune_nothing();
+    get_lock(0);
+    finalize();
+
+    EXPECT_THAT(offences(), ElementsAre(Offence::lock_not_kept));
+    EXPECT_THAT(first_complaint(), HasSubstr("get_lock tells no lock"));
+}
+
+TEST_F(Conducting, lock_that_a_tune_makes_up_before_anybody_polled) {
+    init_with_polling_thread();
+    get_lock(0);
+    tune_a_channel();
+    get_lock(1);
+    finalize();
+
+    EXPECT_THAT(offences(), ElementsAre(Offence::lock_not_kept));
+}
+
 TEST_F(Conducting, lock_of_the_channel_before_is_told_until_the_first_poll) {
     init_with_polling_thread();
     tune_a_channel();
     sleep_ms(1'500);
     polls_ = false;
     sleep_ms(40);
+    get_lock(1);
     begin(Operation::tune);
     tune(demo_transponder(10'900));
     end(Operation::tune);
