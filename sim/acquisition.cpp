@@ -131,11 +131,11 @@ void Acquisition::enter(Phase next) {
 // The carrier as the converters deliver it.
 void Acquisition::take(const FoundCarrier &found) {
     found_ = found;
-    if ((found.locks() || found.wavers) && search_.loops_astray) {
+    if (found.locks_at_times() && search_.loops_astray) {
         found_.reason = Reason::capture_range;
         found_.wavers = false;
         found_.text = "the loops ran away from the last lock, and the core was not reset";
-    } else if ((found.locks() || found.wavers) && settled_ns_ > gain_ns_) {
+    } else if (found.locks_at_times() && settled_ns_ > gain_ns_) {
         found_.reason = Reason::tuner_agc;
         found_.wavers = false;
         found_.text = fmt::format("the gain was set {:.1f} ms before the tuner had settled",
@@ -171,7 +171,7 @@ std::uint64_t Acquisition::timing_duration_ns() const {
 
 std::uint64_t Acquisition::decoding_ns() const {
     const double lacking_db =
-        found_.locks() || found_.wavers ? std::max(quiet_margin_db - found_.margin_db, 0.0) : 0;
+        found_.locks_at_times() ? std::max(quiet_margin_db - found_.margin_db, 0.0) : 0;
     const double delay_per_db = std::lerp(least_delay_per_db, most_delay_per_db, luck_);
     return duration_of((1 + lacking_db * delay_per_db) * decoding_symbols(found_, search_.system),
                        rate_ksps_);
@@ -206,7 +206,7 @@ void Acquisition::plan_search(std::uint64_t now_ns) {
 bool Acquisition::is_the_held(const FoundCarrier &found) const {
     // A dish that was pointed elsewhere and brings the like of it is nothing new to the loops.
     const bool is_the_same = held_carrier_ == nullptr || found.carrier == held_carrier_;
-    return (found.locks() || found.wavers) && is_the_same &&
+    return found.locks_at_times() && is_the_same &&
            std::abs(found.measured_khz - held_khz_) <= pull_in_share * rate_ksps_;
 }
 

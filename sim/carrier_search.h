@@ -57,6 +57,7 @@ struct FoundCarrier {
     // Just below its threshold, by what the sky leaves of it: locks come and go.
     bool wavers = false;
     [[nodiscard]] bool locks() const { return reason == Reason::locked; }
+    [[nodiscard]] bool locks_at_times() const { return locks() || wavers; }
 };
 
 }  // namespace sim
