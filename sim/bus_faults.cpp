@@ -102,12 +102,13 @@ bool BusFaults::strikes(Counted &counted, const Traffic &traffic, std::uint64_t 
            (fault.share >= 1 || chance_.uniform() < fault.share);
 }
 
-Disturbance BusFaults::disturb(Traffic traffic, std::uint64_t now_ns) {
-    std::uint8_t &pointer = pointers_[traffic.address];
-    if (writes(traffic.kind) && !traffic.data.empty()) {
-        pointer = traffic.data.front();
+Disturbance BusFaults::next_transfer(Transfer::Kind kind, std::uint8_t address,
+                                     std::span<const std::uint8_t> data, std::uint64_t now_ns) {
+    std::uint8_t &pointer = pointers_[address];
+    if (writes(kind) && !data.empty()) {
+        pointer = data.front();
     }
-    traffic.reg = pointer;
+    const Traffic traffic{kind, address, pointer, data};
     flips_ = false;
     is_stale_ = false;
     false_value_.reset();

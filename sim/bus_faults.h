@@ -42,11 +42,11 @@ class BusFaults {
  public:
     explicit BusFaults(const Scenario &scenario);
 
-    // Call once for every transfer; `data` is what the host sends.
+    [[nodiscard]] bool empty() const { return faults_.empty(); }
+
+    // Call once for every transfer, if there are faults; `data` is what the host sends.
     Disturbance next_transfer(Transfer::Kind kind, std::uint8_t address,
-                              std::span<const std::uint8_t> data, std::uint64_t now_ns) {
-        return faults_.empty() ? Disturbance{} : disturb({kind, address, 0, data}, now_ns);
-    }
+                              std::span<const std::uint8_t> data, std::uint64_t now_ns);
 
     // What the host gets for a byte that the device gave in this transfer.
     std::uint8_t as_read(std::uint8_t value) { return faults_.empty() ? value : distort(value); }
@@ -66,7 +66,6 @@ class BusFaults {
 
     static bool may_befall(const BusFault &fault, const Traffic &traffic);
     bool strikes(Counted &counted, const Traffic &traffic, std::uint64_t now_ns);
-    Disturbance disturb(Traffic traffic, std::uint64_t now_ns);
     void add(const BusFault &fault, Disturbance &disturbance);
     std::uint8_t distort(std::uint8_t value);
 

@@ -110,9 +110,9 @@ class Receiver::Impl final : public SignalSource {
 
  private:
     struct Outcome {
-        bool acknowledged;
-        std::size_t taken;  // bytes that the device has taken
-        std::uint64_t now_ns;
+        bool acknowledged = false;
+        std::size_t taken = 0;  // bytes that the device has taken
+        std::uint64_t now_ns = 0;
     };
     bool may_use(void *bus, const char *what) {
         return (bus_open_ && bus == &bus_open_) || refuse(what);
@@ -135,6 +135,9 @@ class Receiver::Impl final : public SignalSource {
     void set_gpio(unsigned line, unsigned level);
     Outcome transfer(Transfer::Kind kind, std::uint8_t address, std::size_t length,
                      std::span<const std::uint8_t> data);
+    Outcome carry(std::size_t length, std::size_t sent, bool answered, bool stops);
+    Outcome carry_disturbed(const Disturbance &disturbance, std::size_t length, std::size_t sent,
+                            bool answered, bool stops);
     [[nodiscard]] bool answers(std::uint8_t address, bool repeater_open) const;
     void deliver(std::uint8_t address, std::span<const std::uint8_t> data, std::uint64_t now_ns);
     std::uint8_t fetch(std::uint8_t address, std::uint64_t now_ns);
@@ -255,28 +258,48 @@ bool Receiver::Impl::answers(std::uint8_t address, bool repeater_open) const {
     }
 }
 
-// One transfer from start to stop or until it is left open, without what it does to the device.
-Receiver::Impl::Outcome Receiver::Impl::transfer(Transfer::Kind kind, std::uint8_t address,
-                                                 std::size_t length,
-                                                 std::span<const std::uint8_t> data) {
-    const bool stops = kind != Transfer::Kind::open_write;
-    const bool repeater_open = setup_.demodulator_fitted && demodulator_.take_repeater();
-    const Disturbance disturbance =
-        bus_faults_.next_transfer(kind, address, data, clock_->now_ns());
-    const bool answered =
-        !disturbance.refused && answers(address, repeater_open && !disturbance.repeater_stolen);
-    Outcome outcome{answered && disturbance.refused_byte == 0,
-                    disturbance.taken(data.size(), answered), 0};
+// What goes over the bus of a transfer that nothing disturbs, and how long it takes.
+inline Receiver::Impl::Outcome Receiver::Impl::carry(std::size_t length, std::size_t sent,
+                                                     bool answered, bool stops) {
+    const std::uint64_t bits = bits_of(answered ? length : 0, stops || !answered);
+    statistics_.bits += bits;
+    return {answered, answered ? sent : 0, clock_->spend_ns(bus_clock_.duration_ns(bits))};
+}
+
+Receiver::Impl::Outcome Receiver::Impl::carry_disturbed(const Disturbance &disturbance,
+                                                        std::size_t length, std::size_t sent,
+                                                        bool answered, bool stops) {
+    Outcome outcome{answered && disturbance.refused_byte == 0, disturbance.taken(sent, answered),
+                    0};
     const std::uint64_t bits =
         bits_of(disturbance.sent(length, answered), stops || !outcome.acknowledged);
     const std::uint64_t duration_ns = bus_clock_.duration_ns(bits);
     if (disturbance.stuck_ns != 0) {
         clock_->spend_asleep_ns(disturbance.stuck_ns);
     }
+    statistics_.bits += bits;
     outcome.now_ns =
         clock_->spend_ns(disturbance.lengthens ? disturbance.lengthened(duration_ns) : duration_ns);
+    return outcome;
+}
+
+// One transfer from start to stop or until it is left open, without what it does to the device.
+Receiver::Impl::Outcome Receiver::Impl::transfer(Transfer::Kind kind, std::uint8_t address,
+                                                 std::size_t length,
+                                                 std::span<const std::uint8_t> data) {
+    const bool stops = kind != Transfer::Kind::open_write;
+    const bool repeater_open = setup_.demodulator_fitted && demodulator_.take_repeater();
+    Outcome outcome;
+    if (bus_faults_.empty()) {
+        outcome = carry(length, data.size(), answers(address, repeater_open), stops);
+    } else {
+        const Disturbance disturbance =
+            bus_faults_.next_transfer(kind, address, data, clock_->now_ns());
+        const bool answered =
+            !disturbance.refused && answers(address, repeater_open && !disturbance.repeater_stolen);
+        outcome = carry_disturbed(disturbance, length, data.size(), answered, stops);
+    }
     ++statistics_.transfers;
-    statistics_.bits += bits;
     if (!outcome.acknowledged) {
         ++statistics_.refused;
     }
