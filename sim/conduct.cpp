@@ -18,9 +18,6 @@ constexpr std::uint64_t shortest_rest_us = 40'000;
 constexpr std::uint64_t longest_rest_us = 75'000;
 constexpr unsigned most_idle_rests = 2;
 
-// A poll with a re-connect takes fewer than a thousand.
-constexpr unsigned most_transfers_without_rest = 3'000;
-
 // A running thread is later than that only when it is put aside.
 constexpr std::uint64_t latest_first_poll_ns = 3'000'000'000;
 
@@ -208,8 +205,7 @@ void Conduct::judge_mutex() {
     }
 }
 
-void Conduct::judge_transfer(const Transfer &transfer) {
-    const unsigned thread = board::VirtualClock::thread_number();
+void Conduct::judge_transfer(const Transfer &transfer, unsigned thread) {
     if (use_ && thread == use_->thread) {
         ++use_->transfers;
         use_->refused += transfer.acknowledged || transfer.kind == Transfer::Kind::probe ? 0 : 1;
@@ -249,13 +245,13 @@ void Conduct::note_poll(Life &life, const Transfer &transfer) {
     if (life.transfers == 0) {
         begin_poll(life);
     }
-    life.rest_us = 0;
-    life.rests = 0;
-    if (++life.transfers == most_transfers_without_rest) {
-        life.transfers = 1;
-        complain(Offence::polling_pace,
-                 fmt::format("{} transfers without a rest", most_transfers_without_rest));
-    }
+    count_transfer(life);
+}
+
+void Conduct::complain_of_no_rest(Life &life) {
+    life.transfers = 1;
+    complain(Offence::polling_pace,
+             fmt::format("{} transfers without a rest", most_transfers_without_rest));
 }
 
 void Conduct::begin_poll(Life &life) {

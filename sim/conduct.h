@@ -52,8 +52,12 @@ class Conduct {
 
     // What the thread at work sends or receives, and how long it asks to sleep.
     void note_transfer(const Transfer &transfer) {
-        if (!is_silent_) {
-            judge_transfer(transfer);
+        if (is_silent_) {
+            return;
+        }
+        const unsigned thread = board::VirtualClock::thread_number();
+        if (!goes_on_polling(thread)) {
+            judge_transfer(transfer, thread);
         }
     }
     void note_wait(std::uint32_t asked_us);
@@ -67,6 +71,9 @@ class Conduct {
  private:
     enum class Phase : std::uint8_t { started, tuned, ended };
 
+    // A poll with a re-connect takes fewer than a thousand.
+    static constexpr unsigned most_transfers_without_rest = 3'000;
+
     // A Tuner from init on.
     struct Life {
         const void *tuner = nullptr;
@@ -79,7 +86,7 @@ class Conduct {
         unsigned rests = 0;                  // as long as one between polls, since then
         unsigned transfers = 0;              // since the last such rest
         unsigned polls = 0;                  // since the last tune
-        std::optional<bool> answer;          // of the last get_lock before a tune
+        std::optional<bool> answer = {};     // of the last get_lock before a tune
         std::optional<bool> kept = false;    // what is told until the first poll after it
     };
 
@@ -93,7 +100,24 @@ class Conduct {
         std::uint64_t refused = 0;  // of them
     };
 
-    void judge_transfer(const Transfer &transfer);
+    // Nearly every transfer is one more of a poll that has begun, while the host asks for nothing.
+    bool goes_on_polling(unsigned thread) {
+        if (use_ || lives_.size() != 1 || lives_.front().thread != thread ||
+            lives_.front().phase != Phase::tuned || lives_.front().transfers == 0) {
+            return false;
+        }
+        count_transfer(lives_.front());
+        return true;
+    }
+    void count_transfer(Life &life) {
+        life.rest_us = 0;
+        life.rests = 0;
+        if (++life.transfers == most_transfers_without_rest) {
+            complain_of_no_rest(life);
+        }
+    }
+    void complain_of_no_rest(Life &life);
+    void judge_transfer(const Transfer &transfer, unsigned thread);
     void note_intrusion(const Transfer &transfer);
     void note_poll(Life &life, const Transfer &transfer);
     void complain_of_early_poll(unsigned thread, const Transfer &transfer);
