@@ -12,21 +12,15 @@
 
 namespace board {
 
-namespace {
-
-VirtualClock *clock_in_force = nullptr;
-
-}  // namespace
-
 VirtualClock::VirtualClock() {
-    if (clock_in_force != nullptr) {
+    if (in_force_ != nullptr) {
         std::fputs("virtual clock: a second clock while one is in force\n", stderr);
         std::abort();
     }
-    clock_in_force = this;
+    in_force_ = this;
 }
 
-VirtualClock::~VirtualClock() { clock_in_force = nullptr; }
+VirtualClock::~VirtualClock() { in_force_ = nullptr; }
 
 bool VirtualClock::read_monotonic(timespec &time) const {
     const TimeFaults &faults = schedule_.faults();
@@ -46,8 +40,6 @@ void end_transfer() {
         clock->meet_switch_point();
     }
 }
-
-VirtualClock *VirtualClock::current() { return clock_in_force; }
 
 std::uint64_t wall_now_ns() {
     timespec now{};

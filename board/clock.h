@@ -106,9 +106,11 @@ class VirtualClock {
     [[nodiscard]] std::uint64_t blocked_locks() const { return schedule_.blocked_locks(); }
 
     // The clock in force, or null.
-    static VirtualClock *current();
+    static VirtualClock *current() { return in_force_; }
 
  private:
+    inline static VirtualClock *in_force_ = nullptr;
+
     Schedule schedule_;
 };
 

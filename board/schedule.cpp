@@ -12,16 +12,15 @@ namespace board {
 namespace {
 
 thread_local std::shared_ptr<Schedule::Member> this_member;
-constinit thread_local unsigned this_number = Schedule::outside;
 constinit thread_local bool is_in_schedule = false;
 constinit thread_local unsigned mutexes_held = 0;
 
-void be(const std::shared_ptr<Schedule::Member> &member) {
-    this_member = member;
-    this_number = member ? member->number : Schedule::outside;
-}
-
 }  // namespace
+
+void Schedule::be(const std::shared_ptr<Member> &member) {
+    this_member = member;
+    this_number_ = member ? member->number : outside;
+}
 
 class Schedule::Lock : public std::unique_lock<std::mutex> {
  public:
@@ -74,9 +73,7 @@ bool Schedule::sleep_or_signal_ns(std::uint64_t duration_ns) {
 
 std::string Schedule::thread_name() { return this_member ? this_member->name : "outside"; }
 
-unsigned Schedule::thread_number() { return this_number; }
-
-bool Schedule::is_at_work() { return this_number != outside && !is_in_schedule; }
+bool Schedule::is_at_work() { return this_number_ != outside && !is_in_schedule; }
 
 void Schedule::have_patience(std::uint64_t limit_ns, std::function<void()> lose) {
     patience_ = {now_ns() + limit_ns, spent_ns_.load(std::memory_order_relaxed), std::move(lose)};

@@ -77,7 +77,7 @@ class Schedule {
 
     // 0 for the first one, then in order of creation; threads of others have none.
     static constexpr unsigned outside = std::numeric_limits<unsigned>::max();
-    [[nodiscard]] static unsigned thread_number();
+    [[nodiscard]] static unsigned thread_number() { return this_number_; }
 
     // Whether the calling thread is a registered one at work of its own.
     [[nodiscard]] static bool is_at_work();
@@ -119,7 +119,9 @@ class Schedule {
     };
 
     static constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
+    inline static constinit thread_local unsigned this_number_ = outside;
 
+    static void be(const std::shared_ptr<Member> &member);
     void queue(const std::shared_ptr<Member> &member, std::uint64_t at_ns);
     std::shared_ptr<Member> take_first();
     void note_first();
