@@ -39,18 +39,11 @@ bool is_to_chips(const board::Transfer &transfer) {
     return carries && (transfer.address == DEMOD_ADDRESS || transfer.address == TUNER_ADDRESS);
 }
 
-// Whether its outcome says something of the chips: a board may call a write left open done before
-// it is on the wire.
+// Whether what a transfer to the chips comes to says something of them: a board may call a write left
+// open done before it is on the wire.
 bool tells_of_chips(const board::Transfer &transfer) {
-    switch (transfer.stage) {
-        case Stage::apart:
-        case Stage::dropped:
-            return false;
-        case Stage::opened:
-            return is_to_chips(transfer) && transfer.outcome != board::Transfer::Outcome::ok;
-        default:
-            return is_to_chips(transfer);
-    }
+    return transfer.stage != Stage::apart && transfer.stage != Stage::dropped &&
+           (transfer.stage != Stage::opened || transfer.outcome != board::Transfer::Outcome::ok);
 }
 
 std::uint64_t time_ns() {
@@ -76,7 +69,8 @@ BoardWatch::BoardWatch(board::Board &board, std::function<bool()> stopped, bool 
     : board_(board), stopped_(std::move(stopped)), may_look_(may_look) {}
 
 void BoardWatch::perform(board::Transfer &transfer) {
-    if (is_to_chips(transfer) && (spares_ || is_cut_short())) {
+    const bool is_the_chips = is_to_chips(transfer);
+    if (is_the_chips && (spares_ || is_cut_short())) {
         transfer.answer(false);
         return;
     }
@@ -89,7 +83,7 @@ void BoardWatch::perform(board::Transfer &transfer) {
     if (transfer.kind == Kind::bus_open) {
         bus_ = transfer.bus;
     }
-    if (tells_of_chips(transfer)) {
+    if (is_the_chips && tells_of_chips(transfer)) {
         account(transfer.address, transfer.outcome == board::Transfer::Outcome::ok,
                 time_ns() - begin_ns);
     }
