@@ -12,6 +12,7 @@
 #include "sim/calendar.h"
 #include "sim/conduct.h"
 #include "sim/demodulator.h"
+#include "sim/left_behind.h"
 #include "sim/outdoor.h"
 #include "sim/passband.h"
 #include "sim/reception.h"
@@ -48,6 +49,7 @@ class Receiver::Impl final : public SignalSource {
           demodulator_(scenario, *this, outdoor_, watch_),
           conduct_(watch_, clock) {
         outdoor_.set_weather(calendar_.weather_at(clock.now_ns()), clock.now_ns());
+        leave_behind(demodulator_, setup_);
         clock.befall(scenario.time);
         caught_up_ns_ = clock.now_ns();
         next_event_ns_ = calendar_.next_after(caught_up_ns_);

@@ -20,6 +20,17 @@ enum class Chip { ds300x, ds3002b, ds3103 };
 
 std::string to_string(Chip chip);
 
+// What an earlier program that ran on this board has left of the demodulator. The tuner is off in
+// any case.
+enum class LeftBehind {
+    nothing,    // the board was just switched on
+    asleep,     // ended as it should
+    receiving,  // killed: it was receiving DVB-S2, its search wide and its spectrum mirrored
+    held,       // likewise while micro-controller and core were held on a false lock
+    disabled,   // awake but for bit 0 of 0x08
+    loading     // killed in the middle of the firmware's download
+};
+
 // The printed board: what sits on the bus and how it is wired.
 struct BoardSetup {
     Chip chip = Chip::ds3103;
@@ -30,6 +41,7 @@ struct BoardSetup {
     bool demodulator_fitted = true;
     bool lnbh23 = false;
     bool iq_swap = false;  // the board exchanges I and Q: spectrum mirrored about the oscillator
+    LeftBehind left_behind = LeftBehind::nothing;
     unsigned ts_mode = 3;  // of the transport-stream port, for which the demultiplexer is wired
     // How far off the programmed symbol rate a wide search finds a carrier, as a share of its rate.
     double rate_tolerance = 0.10;

@@ -35,6 +35,13 @@ std::optional<Chip> chip_named(const std::string &name) {
     return std::nullopt;
 }
 
+std::optional<LeftBehind> left_behind_named(const std::string &name) {
+    constexpr std::array names{"nothing", "asleep", "receiving", "held", "disabled", "loading"};
+    const auto *const found = std::find(names.begin(), names.end(), name);
+    return found == names.end() ? std::nullopt
+                                : std::optional(static_cast<LeftBehind>(found - names.begin()));
+}
+
 std::optional<broadcast::RollOff> roll_off_named(double value) {
     constexpr double tolerance = 1e-6;
     for (const broadcast::RollOff roll_off :
@@ -189,6 +196,8 @@ void Reader::read_board(Section section) {
     section.boolean("demodulator_fitted", board.demodulator_fitted);
     section.boolean("lnbh23", board.lnbh23);
     section.boolean("iq_swap", board.iq_swap);
+    section.choice("left_behind", left_behind_named,
+                   "nothing, asleep, receiving, held, disabled, loading", board.left_behind);
     section.integer("ts_mode", 1, 3, board.ts_mode);
     section.number("rate_tolerance", 0.01, 0.25, board.rate_tolerance);
     section.integer("bus_clock_hz", 1'000, 1'000'000, board.bus_clock_hz);

@@ -116,6 +116,7 @@ iq_swap = true
 rate_tolerance = 0.05
 bus_clock_hz = 100_000
 ts_mode = 2
+left_behind = "loading"
 [lnb]
 type = "c-band"
 drift_khz = -300
@@ -224,6 +225,7 @@ to_ms = 800
     EXPECT_EQ(scenario.board.rate_tolerance, 0.05);
     EXPECT_EQ(scenario.board.bus_clock_hz, 100'000U);
     EXPECT_EQ(scenario.board.ts_mode, 2U);
+    EXPECT_EQ(scenario.board.left_behind, sim::LeftBehind::loading);
     EXPECT_EQ(scenario.lnb.low_khz, 5'150'000U);
     EXPECT_EQ(scenario.lnb.high_khz, 0U);
     EXPECT_EQ(scenario.lnb.drift_khz, -300);
