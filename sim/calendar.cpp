@@ -2,6 +2,7 @@
 #include "sim/calendar.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 
 namespace sim {
@@ -58,6 +59,7 @@ Weather Calendar::weather_at(std::uint64_t now_ns) const {
                 break;
             case Event::Kind::brown_out:
             case Event::Kind::foreign_message:
+            case Event::Kind::new_modcod:
                 break;
         }
     }
@@ -83,6 +85,18 @@ std::vector<ForeignMessage> Calendar::foreign_messages_within(std::uint64_t from
                          return one.at_ns < other.at_ns;
                      });
     return messages;
+}
+
+std::vector<Event> Calendar::new_modcods_within(std::uint64_t from_ns, std::uint64_t to_ns) const {
+    std::vector<Event> changes;
+    std::copy_if(
+        events_.begin(), events_.end(), std::back_inserter(changes), [=](const Event &event) {
+            return event.kind == Event::Kind::new_modcod && begins_within(event, from_ns, to_ns);
+        });
+    std::stable_sort(changes.begin(), changes.end(), [](const Event &one, const Event &other) {
+        return one.period.from_ms < other.period.from_ms;
+    });
+    return changes;
 }
 
 }  // namespace sim

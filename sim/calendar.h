@@ -31,6 +31,10 @@ class Calendar {
     [[nodiscard]] std::vector<ForeignMessage> foreign_messages_within(std::uint64_t from_ns,
                                                                       std::uint64_t to_ns) const;
 
+    // The events of that time by which carriers change, oldest first.
+    [[nodiscard]] std::vector<Event> new_modcods_within(std::uint64_t from_ns,
+                                                        std::uint64_t to_ns) const;
+
  private:
     std::vector<Event> events_;
 };

@@ -107,6 +107,16 @@ bool Outdoor::has_bank(const UserBandChannel &channel) const {
            (!channel.high_band() || lnb_.high_khz != 0);
 }
 
+void Outdoor::change_modcod(const Event &event) {
+    for (std::optional<Sky> &dish : dishes_) {
+        if (dish) {
+            dish->change_modcod(event.frequency_khz, event.polarisation, event.modulation,
+                                event.code_rate);
+        }
+    }
+    ++changes_;
+}
+
 void Outdoor::point_at(const broadcast::Satellite &satellite, unsigned port) {
     dishes_.at(port == 0 ? 0 : port - 1).emplace(satellite, defaults_);
     ++changes_;

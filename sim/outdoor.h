@@ -94,6 +94,9 @@ class Outdoor {
     // Another receiver on the cable begins to send a message.
     void foreign_message(std::span<const std::uint8_t> bytes, std::uint64_t now_ns);
 
+    // A transponder of whichever dish changes its modulation and code rate.
+    void change_modcod(const Event &event);
+
     void point_at(const broadcast::Satellite &satellite, unsigned port);
     void set_lnb(const broadcast::Lnb &lnb);
 

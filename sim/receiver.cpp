@@ -458,6 +458,9 @@ void Receiver::Impl::let_happen(std::uint64_t now_ns) {
     for (const ForeignMessage &sent : calendar_.foreign_messages_within(caught_up_ns_, now_ns)) {
         outdoor_.foreign_message(sent.bytes, sent.at_ns);
     }
+    for (const Event &change : calendar_.new_modcods_within(caught_up_ns_, now_ns)) {
+        outdoor_.change_modcod(change);
+    }
     outdoor_.set_weather(calendar_.weather_at(now_ns), now_ns);
     caught_up_ns_ = now_ns;
     next_event_ns_ = calendar_.next_after(now_ns);

@@ -118,12 +118,17 @@ struct Event {
         cable_pulled,     // no supply to the dish, no signal from it
         brown_out,        // at from_ms: every chip back to its power-on state
         foreign_message,  // at from_ms: another receiver on the cable sends a DiSEqC message
-        cable_shorted     // the supply meets a short circuit and trips
+        cable_shorted,    // the supply meets a short circuit and trips
+        new_modcod        // from from_ms on a carrier is sent with another modulation and code rate
     };
     Kind kind = Kind::rain_fade;
     Period period = {};
     double db = 0;
     std::int32_t khz = 0;
+    std::uint32_t frequency_khz = 0;
+    broadcast::Polarisation polarisation = {};
+    broadcast::Modulation modulation = {};
+    broadcast::CodeRate code_rate = {};
     std::vector<std::uint8_t> bytes = {};
 };
 

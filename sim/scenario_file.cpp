@@ -25,6 +25,10 @@ namespace {
 
 constexpr std::int64_t largest_frequency_khz = 50'000'000;
 constexpr std::int64_t largest_drift_khz = 20'000;
+constexpr const char *polarisation_names = "horizontal, vertical, left, right";
+constexpr const char *modulation_names = "QPSK, 8PSK, 16APSK, 32APSK";
+constexpr const char *code_rate_names =
+    "1/4, 1/3, 2/5, 1/2, 3/5, 2/3, 3/4, 4/5, 5/6, 7/8, 8/9, 9/10";
 
 std::optional<Chip> chip_named(const std::string &name) {
     for (const Chip chip : {Chip::ds300x, Chip::ds3002b, Chip::ds3103}) {
@@ -54,8 +58,8 @@ std::optional<broadcast::RollOff> roll_off_named(double value) {
 }
 
 std::optional<Event::Kind> event_named(const std::string &name) {
-    constexpr std::array names{"rain_fade", "lnb_drift",       "cable_pulled",
-                               "brown_out", "foreign_message", "cable_shorted"};
+    constexpr std::array names{"rain_fade",       "lnb_drift",     "cable_pulled", "brown_out",
+                               "foreign_message", "cable_shorted", "new_modcod"};
     const auto *const found = std::find(names.begin(), names.end(), name);
     return found == names.end() ? std::nullopt
                                 : std::optional(static_cast<Event::Kind>(found - names.begin()));
@@ -114,6 +118,7 @@ class Reader {
         scenario_.tones.push_back(sim::read_tone(section, scenario_.unicable));
     }
     void read_event(Section section);
+    static void read_new_modcod(Section &section, Event &event);
     void read_fault(Section section);
     void read_clock(Section section) { sim::read_clock(section, scenario_.time); }
     void read_schedule(Section section) { sim::read_schedule(section, scenario_.time); }
@@ -307,14 +312,12 @@ void Reader::read_transponder(Section section) {
         section.needs(key);
     }
     section.integer("frequency_khz", 1, largest_frequency_khz, row.frequency_khz);
-    section.choice("polarisation", broadcast::polarisation_named,
-                   "horizontal, vertical, left, right", row.polarisation);
+    section.choice("polarisation", broadcast::polarisation_named, polarisation_names,
+                   row.polarisation);
     section.integer("symbol_rate", 1, 100'000'000, row.symbol_rate);
     section.choice("system", broadcast::system_named, "DVB-S, DVB-S2", row.system);
-    section.choice("modulation", broadcast::modulation_named, "QPSK, 8PSK, 16APSK, 32APSK",
-                   row.modulation);
-    section.choice("code_rate", broadcast::code_rate_named,
-                   "1/4, 1/3, 2/5, 1/2, 3/5, 2/3, 3/4, 4/5, 5/6, 7/8, 8/9, 9/10", row.code_rate);
+    section.choice("modulation", broadcast::modulation_named, modulation_names, row.modulation);
+    section.choice("code_rate", broadcast::code_rate_named, code_rate_names, row.code_rate);
     double roll_off = 0.35;
     section.number("roll_off", 0.2, 0.35, roll_off);
     section.boolean("pilots", row.pilots);
@@ -345,8 +348,7 @@ void Reader::read_override(Section section) {
     section.needs("frequency_khz");
     section.needs("polarisation");
     section.integer("frequency_khz", 1, largest_frequency_khz, frequency_khz);
-    section.choice("polarisation", broadcast::polarisation_named,
-                   "horizontal, vertical, left, right", polarisation);
+    section.choice("polarisation", broadcast::polarisation_named, polarisation_names, polarisation);
     section.number("cn_db", -20, 40, cn_db);
     section.number("level_dbm", -100, 0, level_dbm);
     const broadcast::Satellite &satellite = satellite_of(section);
@@ -429,7 +431,7 @@ void Reader::read_event(Section section) {
     section.needs("kind");
     section.choice("kind", event_named,
                    "rain_fade, lnb_drift, cable_pulled, brown_out, foreign_message, "
-                   "cable_shorted",
+                   "cable_shorted, new_modcod",
                    event.kind);
     switch (event.kind) {
         case Event::Kind::rain_fade:
@@ -455,9 +457,24 @@ void Reader::read_event(Section section) {
             section.integer("at_ms", 1, largest_time_ms, event.period.from_ms);
             event.bytes = read_message(section, 1);
             break;
+        case Event::Kind::new_modcod:
+            read_new_modcod(section, event);
+            break;
     }
     section.done();
     scenario_.events.push_back(event);
+}
+
+void Reader::read_new_modcod(Section &section, Event &event) {
+    for (const char *key : {"at_ms", "frequency_khz", "polarisation", "modulation", "code_rate"}) {
+        section.needs(key);
+    }
+    section.integer("at_ms", 1, largest_time_ms, event.period.from_ms);
+    section.integer("frequency_khz", 1, largest_frequency_khz, event.frequency_khz);
+    section.choice("polarisation", broadcast::polarisation_named, polarisation_names,
+                   event.polarisation);
+    section.choice("modulation", broadcast::modulation_named, modulation_names, event.modulation);
+    section.choice("code_rate", broadcast::code_rate_named, code_rate_names, event.code_rate);
 }
 
 void Reader::read_fault(Section section) {

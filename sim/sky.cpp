@@ -93,6 +93,21 @@ void Sky::place(const broadcast::Transponder &row, const Defaults &defaults) {
                 carrier);
 }
 
+void Sky::change_modcod(std::uint32_t frequency_khz, broadcast::Polarisation polarisation,
+                        broadcast::Modulation modulation, broadcast::CodeRate code_rate) {
+    for (Carrier &carrier : sides_.at(static_cast<std::size_t>(side_of(polarisation)))) {
+        broadcast::Transponder changed = carrier.transponder;
+        changed.modulation = modulation;
+        changed.code_rate = code_rate;
+        const auto threshold = threshold_db(changed);
+        if (changed.frequency_khz == frequency_khz && changed.polarisation == polarisation &&
+            threshold) {
+            carrier.transponder = changed;
+            carrier.threshold_db = *threshold;
+        }
+    }
+}
+
 const Carrier *Sky::in_the_way_of(const broadcast::Transponder &row) const {
     const double half_width = row.symbol_rate / 2000.0;
     const double reach = std::max(half_width, widest_khz_);

@@ -59,6 +59,10 @@ class Sky {
     Sky() = default;
     Sky(const broadcast::Satellite &satellite, const Defaults &defaults);
 
+    // Send a carrier with another modulation and code rate from now on, where its system has them.
+    void change_modcod(std::uint32_t frequency_khz, broadcast::Polarisation polarisation,
+                       broadcast::Modulation modulation, broadcast::CodeRate code_rate);
+
     // The carriers of a side whose centre lies within low..high.
     [[nodiscard]] std::span<const Carrier> between(Side side, double low_khz,
                                                    double high_khz) const;

@@ -213,6 +213,13 @@ kind = "echo"
 kind = "cable_shorted"
 from_ms = 700
 to_ms = 800
+[[event]]
+kind = "new_modcod"
+at_ms = 900
+frequency_khz = 3_800_000
+polarisation = "left"
+modulation = "16APSK"
+code_rate = "3/4"
 )");
 
     EXPECT_EQ(scenario.seed, 42U);
@@ -272,7 +279,13 @@ to_ms = 800
     EXPECT_EQ(scenario.tones[1].habit.creep_db_per_s, 7);
     EXPECT_EQ(scenario.tones[1].habit.creep_khz_per_s, 8);
     EXPECT_EQ(scenario.tones[1].habit.pulling, 0.25);
-    ASSERT_EQ(scenario.events.size(), 4U);
+    ASSERT_EQ(scenario.events.size(), 5U);
+    EXPECT_EQ(scenario.events[4].kind, sim::Event::Kind::new_modcod);
+    EXPECT_EQ(scenario.events[4].period.from_ms, 900U);
+    EXPECT_EQ(scenario.events[4].frequency_khz, 3'800'000U);
+    EXPECT_EQ(scenario.events[4].polarisation, broadcast::Polarisation::left);
+    EXPECT_EQ(scenario.events[4].modulation, broadcast::Modulation::apsk16);
+    EXPECT_EQ(scenario.events[4].code_rate, broadcast::CodeRate::r3_4);
     EXPECT_EQ(scenario.events[3].kind, sim::Event::Kind::cable_shorted);
     EXPECT_EQ(scenario.events[3].period.to_ms, 800U);
     EXPECT_EQ(scenario.events[0].db, 3.5);
