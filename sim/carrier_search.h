@@ -35,6 +35,7 @@ struct CarrierSearch {
     bool diverged = false;           // the equaliser of a carrier without pilots has gone astray
     bool restarted = false;          // or works from its middle tap, as the driver restarted it
     bool for_weak_carriers = false;  // bit 0 of 0x56
+    bool loop_untrimmed = false;     // 0x5D has lost the carrier loop's bits since
     TableCost table;                 // what wrong registers cost
     LoopGains loops;                 // as the driver sets them for the carrier that it sees
 };

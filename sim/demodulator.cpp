@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "sim/demodulator_regs.h"
 
@@ -17,6 +18,7 @@ constexpr std::uint8_t first_tap = 0x71;
 constexpr std::uint8_t last_tap = 0x73;
 constexpr std::uint8_t restart_equaliser = 0x03;  // of 0xBD
 constexpr std::uint64_t shortest_hold_ns = 800'000;
+constexpr std::uint64_t threshold_move_ns = 800'000;
 // What 0x22 and 0x24 hold in bits 5..0: the charge pump and the loop filter of the PLL.
 constexpr std::uint8_t pll_trim = 0x3F;
 constexpr std::uint8_t pll_trim_a = 0x1A;
@@ -73,6 +75,12 @@ constexpr auto status_registers = [] {
     }
     return table;
 }();
+
+FoundCarrier nothing_in_a_jam() {
+    FoundCarrier found;
+    found.text = "the sweep stands at its end since a scan's search failed and no reset followed";
+    return found;
+}
 
 }  // namespace
 
@@ -145,6 +153,13 @@ void Demodulator::power_on() {
     searched_ = {};
     restarts_ = 0;
     acquisition_.stop();
+    carrier_preset_ = false;
+    begun_by_reset_ = false;
+    sweep_at_end_ = false;
+    jammed_ = false;
+    thresholds_rest_ns_ = 0;
+    last_lock_bits_ = 0;
+    last_fec_bits_ = 0;
 }
 
 bool Demodulator::asleep() const {
@@ -283,8 +298,10 @@ void Demodulator::run_may_change(std::uint64_t now_ns) {
 void Demodulator::begin_search(std::uint64_t now_ns) {
     restart_ = true;
     const bool insists = insists_on_a_lock();
+    begun_by_reset_ = was_reset_globally_;
     mend_what_is_left();
     search_ = search_from_registers();
+    trim_of_search_ = regs_.plain[reg::carrier_select];
     job_ = job_from_registers();
     search_.loops_astray = loops_astray_;
     search_.takes_aliases = draws_false_lock(alias_share_);
@@ -353,8 +370,22 @@ void Demodulator::adjust_search(std::uint8_t reg, std::uint64_t now_ns) {
     }
     const LoopGains loops = loop_gains(chip_, search_.system, regs_);
     if (search_.for_weak_carriers != for_weak_carriers() || !(search_.loops == loops)) {
+        if (search_.for_weak_carriers != for_weak_carriers()) {
+            thresholds_rest_ns_ = now_ns + threshold_move_ns;
+        }
         search_.loops = loops;
         search_.for_weak_carriers = for_weak_carriers();
+        signal_changed(now_ns);
+    }
+}
+
+// 0x5D holds the carrier loop's trim beside the choice of what is read of it. What was wrong when
+// the search began is a matter of the table.
+void Demodulator::follow_carrier_loop(std::uint64_t now_ns) {
+    const bool lost =
+        ((regs_.plain[reg::carrier_select] ^ trim_of_search_) & reg::carrier_loop_trim) != 0;
+    if (running_ && job_ == Job::reception && lost != search_.loop_untrimmed) {
+        search_.loop_untrimmed = lost;
         signal_changed(now_ns);
     }
 }
@@ -384,7 +415,8 @@ void Demodulator::refresh() {
         acquisition_.start(search_, running_since_ns_, luck_.uniform());
         count_restart();
     }
-    acquisition_.see(source_->find(search_), changed_ns_, source_->settled_ns());
+    acquisition_.see(jammed_ && search_.wide ? nothing_in_a_jam() : source_->find(search_),
+                     changed_ns_, source_->settled_ns());
     if (!acquisition_.is_left()) {
         received_way_ = source_->way();
     }
@@ -452,12 +484,28 @@ void Demodulator::write_one(std::uint8_t reg, std::uint8_t value, std::uint64_t 
         case reg::carrier_select:
             regs_.plain[reg] = value;
             tone_meter_.choose_carrier(value, now_ns);
+            follow_carrier_loop(now_ns);
             break;
         default:
             follow_set_up(reg, value, now_ns);
+            follow_carrier_preset(reg);
             place_of(reg) = value;
             obey(reg, value, now_ns);
             break;
+    }
+}
+
+// In a hold the expected carrier goes straight into the carrier loop, which begins at 0 again with
+// each gain it is given. When the micro-controller is let go it takes the carrier over, and later
+// holds cannot harm it.
+void Demodulator::follow_carrier_preset(std::uint8_t reg) {
+    if (!program_.is_held()) {
+        carrier_preset_ = false;
+    } else if (reg == reg::carrier_low || reg == reg::carrier_high) {
+        carrier_preset_ = true;
+    } else if (carrier_preset_ && (reg == reg::carrier_gain_a || reg == reg::carrier_gain_b)) {
+        regs_.plain[reg::carrier_low] = 0;
+        regs_.plain[reg::carrier_high] = 0;
     }
 }
 
@@ -482,7 +530,7 @@ void Demodulator::obey(std::uint8_t reg, std::uint8_t value, std::uint64_t now_n
             power_may_change(now_ns);
             break;
         case reg::mcu_control:
-            control_mcu(value);
+            control_mcu(value, now_ns);
             run_may_change(now_ns);
             break;
         case reg::errors_high:
@@ -500,15 +548,39 @@ void Demodulator::obey(std::uint8_t reg, std::uint8_t value, std::uint64_t now_n
     }
 }
 
-void Demodulator::control_mcu(std::uint8_t value) {
+void Demodulator::control_mcu(std::uint8_t value, std::uint64_t now_ns) {
     mcu_written_ = true;
     if ((value & reg::mcu_hold) != 0) {
+        keep_lock_bits(now_ns);
+        sweep_at_end_ = sweep_at_end_ || wide_search_failed(now_ns);
         program_.hold();
         controller_hangs_ = false;
     } else {
+        carrier_preset_ = false;
+        jammed_ = jammed_ || sweep_at_end_;
+        sweep_at_end_ = false;
         controller_hangs_ = controller_hangs_ || core_held();
         program_.release();
     }
+}
+
+// Of one that the micro-controller began when it was let go.
+bool Demodulator::wide_search_failed(std::uint64_t now_ns) const {
+    return running_ && !restart_ && job_ == Job::reception && search_.wide &&
+           chip_ != Chip::ds300x && !begun_by_reset_ &&
+           acquisition_.mcu_state(now_ns) == reg::mcu_state_search_failed;
+}
+
+void Demodulator::keep_lock_bits(std::uint64_t now_ns) {
+    if (program_.is_held()) {
+        return;
+    }
+    const bool tells = !restart_ && job_ == Job::reception;
+    if (tells) {
+        refresh();
+    }
+    last_lock_bits_ = tells ? lock_bits(now_ns) : std::uint8_t{0};
+    last_fec_bits_ = tells ? fec_bits(now_ns) : std::uint8_t{0};
 }
 
 // The equaliser is a part of the core and takes its mode over when that comes out of reset.
@@ -517,6 +589,8 @@ void Demodulator::reset_core(std::uint8_t value) {
     if (core_was_held_ && !is_held) {
         equaliser_mode_ = regs_.plain[reg::reg_bd];
         core_was_reset_ = true;
+        sweep_at_end_ = false;
+        jammed_ = false;
     }
     core_was_held_ = is_held;
 }
@@ -527,6 +601,9 @@ void Demodulator::reset_globally(std::uint8_t value) {
         regs_.plain[reg::carrier_high] = 0;
         reset_ = true;
         was_reset_globally_ = true;
+        sweep_at_end_ = false;
+        last_lock_bits_ = 0;
+        last_fec_bits_ = 0;
     }
     controller_reset_ =
         controller_reset_ || (value & reg::global_reset_controller) == reg::global_reset_controller;

@@ -70,6 +70,15 @@ class SignalSource {
 // tuner's lines for lock.
 // What it does then is one of three jobs: the spectrum engine (0x08 bit 7 and 0x90 = 0x73 set), the
 // measurement of a tone (0x0C = 0x06, 0xC4 = 0x01, 0xC7 = 0xFF), else reception.
+// On DS3002B and DS3103 a wide search that failed leaves its sweep at the end: a micro-controller
+// let go again after nothing but its own hold jams there, and its wide searches find nothing until
+// the core is reset.
+// The expected carrier is written after the carrier loop's gains (0x68, 0x69), which in a hold put
+// it back to 0. 0x5D has bits of that loop (7..3) beside the choice of what reads: a lock that
+// loses them goes on with 1.5 dB less.
+// Lock: 0x0D and 0xD1 are the micro-controller's to tell, and keep while it is held what it told
+// last; a global reset clears them. For 0.8 ms after bit 0 of 0x56 has changed, which moves the
+// detectors' thresholds, they tell everything.
 // A wide search (0xC7 not 0) finds symbol rates up to 10 % off the programmed one. The carrier it
 // locks, when within a symbol rate of where it was expected, replaces the programmed offset and is
 // tracked; one further off leaves it, so that programmed less measured tells how far. With bit 2 of
@@ -124,7 +133,9 @@ class Demodulator {
     void write_one(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
     [[nodiscard]] std::uint8_t &place_of(std::uint8_t reg);
     void obey(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
-    void control_mcu(std::uint8_t value);
+    void control_mcu(std::uint8_t value, std::uint64_t now_ns);
+    void keep_lock_bits(std::uint64_t now_ns);
+    [[nodiscard]] bool wide_search_failed(std::uint64_t now_ns) const;
     void reset_core(std::uint8_t value);
     void reset_globally(std::uint8_t value);
     void begin_search(std::uint64_t now_ns);
@@ -143,6 +154,8 @@ class Demodulator {
     [[nodiscard]] CarrierSearch search_from_registers() const;
     [[nodiscard]] bool for_weak_carriers() const;
     void adjust_search(std::uint8_t reg, std::uint64_t now_ns);
+    void follow_carrier_loop(std::uint64_t now_ns);
+    void follow_carrier_preset(std::uint8_t reg);
     void refresh();
     void count_restart();
 
@@ -170,7 +183,10 @@ class Demodulator {
     [[nodiscard]] bool pll_is_trimmed() const;
     std::uint8_t read_status(std::uint8_t reg, std::uint64_t now_ns);
     std::uint8_t read_carrier(std::uint8_t reg, std::uint64_t now_ns);
-    [[nodiscard]] std::uint8_t fec_status_of_alias(std::uint64_t now_ns) const;
+    [[nodiscard]] bool sees_frames_only(std::uint64_t now_ns) const;
+    [[nodiscard]] std::uint8_t fec_bits(std::uint64_t now_ns) const;
+    [[nodiscard]] std::uint8_t as_told(std::uint8_t bits, std::uint8_t last, std::uint8_t all,
+                                       std::uint64_t now_ns) const;
     std::uint8_t read_dvbs_status(std::uint8_t reg, std::uint64_t now_ns);
     std::uint8_t read_dvbs2_status(std::uint8_t reg, std::uint64_t now_ns);
     [[nodiscard]] std::uint8_t read_identity(std::uint8_t reg, std::uint64_t now_ns) const;
@@ -250,6 +266,14 @@ class Demodulator {
     std::uint64_t counters_from_ns_ = 0;
     std::uint64_t window_from_ns_ = 0;
     std::uint64_t told_lock_ns_ = 0;
+    std::uint64_t thresholds_rest_ns_ = 0;  // when those of the lock's detectors have moved
+    std::uint8_t trim_of_search_ = 0;       // 0x5D when the search began
+    bool carrier_preset_ = false;           // 0x5E or 0x5F was written in the present hold
+    bool begun_by_reset_ = false;           // the present search, by 0x07
+    bool sweep_at_end_ = false;             // of a failed wide search, before the present hold
+    bool jammed_ = false;                   // let go like that
+    std::uint8_t last_lock_bits_ = 0;       // when the micro-controller was held
+    std::uint8_t last_fec_bits_ = 0;
 };
 
 }  // namespace sim

@@ -69,12 +69,15 @@ inline constexpr std::uint8_t cci_frequency_low = 0x5C;
 // carrier reads back.
 inline constexpr std::uint8_t carrier_select = 0x5D;
 inline constexpr std::uint8_t carrier_select_mask = 0x07;
+inline constexpr std::uint8_t carrier_loop_trim = 0xF8;
 inline constexpr std::uint8_t carrier_programmed = 0x00;
 inline constexpr std::uint8_t carrier_measured = 0x06;
 inline constexpr std::uint8_t carrier_low = 0x5E;
 inline constexpr std::uint8_t carrier_high = 0x5F;
 inline constexpr std::uint8_t symbol_rate_low = 0x61;
 inline constexpr std::uint8_t symbol_rate_high = 0x62;
+inline constexpr std::uint8_t carrier_gain_a = 0x68;  // of the carrier loop
+inline constexpr std::uint8_t carrier_gain_b = 0x69;
 inline constexpr std::uint8_t measured_symbol_rate_low = 0x6D;
 inline constexpr std::uint8_t measured_symbol_rate_high = 0x6E;
 

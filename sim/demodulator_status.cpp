@@ -101,8 +101,19 @@ bool Demodulator::locked(std::uint64_t now_ns) const {
     return running_ && acquisition_.locked(now_ns);
 }
 
+// What a detector says is not to be believed while its threshold moves, and what the held
+// micro-controller said last stands still.
+std::uint8_t Demodulator::as_told(std::uint8_t bits, std::uint8_t last, std::uint8_t all,
+                                  std::uint64_t now_ns) const {
+    if (running_) {
+        return now_ns < thresholds_rest_ns_ ? all : bits;
+    }
+    return (regs_.plain[reg::mcu_control] & reg::mcu_hold) != 0 ? last : bits;
+}
+
 std::uint8_t Demodulator::tell_lock(std::uint64_t now_ns) {
-    const std::uint8_t bits = lock_bits(now_ns);
+    const std::uint8_t bits =
+        as_told(lock_bits(now_ns), last_lock_bits_, reg::lock_status_dvbs2, now_ns);
     const std::uint8_t all =
         search_.system == broadcast::System::dvbs2 ? reg::lock_status_dvbs2 : reg::lock_status_dvbs;
     if ((bits & all) == all) {
@@ -115,7 +126,7 @@ std::uint8_t Demodulator::lock_bits(std::uint64_t now_ns) const {
     const FoundCarrier &found = acquisition_.found();
     const bool dvbs2 = search_.system == broadcast::System::dvbs2;
     std::uint8_t reached = found.carrier != nullptr ? 0x01 : 0x00;
-    if (found.locks()) {
+    if (found.locks() || sees_frames_only(now_ns)) {
         reached = 0x07;
     } else if (found.reason == Reason::cn_below_threshold || found.reason == Reason::standard ||
                found.reason == Reason::table_byte) {
@@ -133,7 +144,9 @@ std::uint8_t Demodulator::lock_bits(std::uint64_t now_ns) const {
             return reached & 0x03;
         case Acquisition::Stage::decoding:
             // The header of DVB-S2 frames is decoded before their payload.
-            return acquisition_.sees_headers() ? 0x0F : found.alias ? 0x07 : reached & 0x03;
+            return acquisition_.sees_headers()               ? 0x0F
+                   : found.alias || sees_frames_only(now_ns) ? 0x07
+                                                             : reached & 0x03;
         case Acquisition::Stage::given_up:
             return found.locks() ? 0x01 : reached;  // nothing follows a carrier that came since
         case Acquisition::Stage::locked:
@@ -235,8 +248,27 @@ std::uint16_t Demodulator::dvbs_errors() const {
     return static_cast<std::uint16_t>(std::min(65535.0, rate * dvbs_window_bits()));
 }
 
-// The Viterbi decoder takes anything for a code at first; the bytes behind it have no order.
-std::uint8_t Demodulator::fec_status_of_alias(std::uint64_t now_ns) const {
+// A carrier of DVB-S a little below its threshold: the Viterbi decoder works and its frames have
+// their place, and nearly every block has more wrong bytes than Reed and Solomon mend.
+bool Demodulator::sees_frames_only(std::uint64_t now_ns) const {
+    constexpr double lowest_margin_db = -1.5;
+    const FoundCarrier &found = acquisition_.found();
+    const Acquisition::Stage stage = acquisition_.stage(now_ns);
+    return running_ && search_.system == broadcast::System::dvbs &&
+           found.reason == Reason::cn_below_threshold && found.margin_db >= lowest_margin_db &&
+           (stage == Acquisition::Stage::decoding || stage == Acquisition::Stage::given_up);
+}
+
+// 0xD1: bit 0 comes with the Viterbi decoder, bit 1 with the frames, bit 2 with blocks without an
+// error. The Viterbi decoder takes anything for a code at first; what comes of an alias has no
+// frames.
+std::uint8_t Demodulator::fec_bits(std::uint64_t now_ns) const {
+    if (locked(now_ns)) {
+        return reg::fec_status_locked;
+    }
+    if (sees_frames_only(now_ns)) {
+        return 0x03;
+    }
     return running_ && acquisition_.found().alias &&
                    acquisition_.stage(now_ns) == Acquisition::Stage::decoding
                ? 0x01
@@ -248,7 +280,7 @@ std::uint8_t Demodulator::read_dvbs_status(std::uint8_t reg, std::uint64_t now_n
     const FoundCarrier &found = acquisition_.found();
     switch (reg) {
         case reg::fec_status:
-            return is_locked ? reg::fec_status_locked : fec_status_of_alias(now_ns);
+            return as_told(fec_bits(now_ns), last_fec_bits_, reg::fec_status_locked, now_ns);
         case reg::s_snr:
             return is_locked ? dvbs_snr() : std::uint8_t{0};
         case reg::s_code_rate:

@@ -41,6 +41,7 @@ class McuProgram {
     void block(std::span<const std::uint8_t> bytes, std::uint64_t now_ns);
     void release();
 
+    [[nodiscard]] bool is_held() const { return held_; }
     [[nodiscard]] bool runs() const { return !held_ && fault_.empty(); }
     // A program was loaded and not let run since.
     [[nodiscard]] bool waits() const { return held_ && loading_; }

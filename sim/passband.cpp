@@ -23,6 +23,8 @@ constexpr double outside_khz = 25'000;
 constexpr double divergence_loss_db = 1.5;
 // Begun from its middle tap it takes shorter steps and follows the carrier less closely.
 constexpr double restart_loss_db = 0.2;
+// Without its bits in 0x5D the carrier loop goes on with the wide bandwidth that it searched with.
+constexpr double untrimmed_loop_loss_db = 1.5;
 // A carrier with so little to spare has a small amplitude, and needs so much until the driver has
 // seen that and set bit 0 of 0x56.
 constexpr double weak_margin_db = 1.5;
@@ -91,7 +93,8 @@ Budget budget_of(const Candidate &candidate, const Reach &reach) {
     // A wide search measures the rate before it is taken.
     standing.rate_error = search.wide ? 0 : rate_error(search, carrier);
     standing.loss_db = search.table.loss_db + loop_loss_db(search.loops, carrier.transponder) +
-                       equaliser_loss_db(search, carrier.transponder) + reach.tuner.loss_db;
+                       equaliser_loss_db(search, carrier.transponder) + reach.tuner.loss_db +
+                       (search.loop_untrimmed ? untrimmed_loop_loss_db : 0);
     return budget_of(carrier, reach.front_end, standing);
 }
 
