@@ -98,6 +98,7 @@ Demodulator::Demodulator(const Scenario &scenario, SignalSource &source, Outdoor
       noise_(scenario.seed, scenario.jitter_db),
       luck_(scenario.seed, 0),
       false_lock_chance_(scenario.seed ^ 0xA11A5, 0),
+      impulses_per_s_(scenario.impulses_per_s),
       alias_share_(scenario.alias_share),
       spur_share_(scenario.spur_share),
       engine_(scenario.seed, scenario.spurious_share),
@@ -663,6 +664,7 @@ Verdict Demodulator::verdict(std::uint64_t now_ns) {
     verdict.restarts = restarts_;
     if (!running_) {
         verdict.reason = why_not_running(verdict.text);
+        verdict.gave_up = verdict.reason == Reason::mcu_held;
         return verdict;
     }
     if (job_ != Job::reception) {
@@ -671,6 +673,8 @@ Verdict Demodulator::verdict(std::uint64_t now_ns) {
                                              : "a tone is measured, no reception";
         return verdict;
     }
+    verdict.gave_up = acquisition_.stage(now_ns) == Acquisition::Stage::given_up;
+    verdict.searches = !verdict.gave_up && !acquisition_.locked(now_ns);
     const FoundCarrier &found = acquisition_.found();
     verdict.reason = found.reason;
     verdict.text = found.text;
@@ -688,6 +692,8 @@ Verdict Demodulator::verdict(std::uint64_t now_ns) {
         explain_wait(verdict, now_ns);
         return verdict;
     }
+    verdict.error_share =
+        search_.system == broadcast::System::dvbs ? bit_error_share() : packet_error_share();
     verdict.ts = ts_output(chip_, system(), ts_registers(), *verdict.carrier, wired_ts_mode_);
     return verdict;
 }

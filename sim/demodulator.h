@@ -204,6 +204,8 @@ class Demodulator {
     [[nodiscard]] std::uint32_t dvbs2_frames(std::uint64_t now_ns) const;
     [[nodiscard]] std::uint16_t dvbs2_errors(std::uint64_t now_ns) const;
     [[nodiscard]] std::uint16_t dvbs_errors() const;
+    [[nodiscard]] double bit_error_share() const;
+    [[nodiscard]] double packet_error_share() const;
     [[nodiscard]] bool dvbs_window_over(std::uint64_t now_ns) const;
     [[nodiscard]] double dvbs_window_bits() const;
 
@@ -220,6 +222,7 @@ class Demodulator {
     Noise noise_;
     Noise luck_;  // of each search
     Noise false_lock_chance_;
+    double impulses_per_s_;
     double alias_share_;
     double spur_share_;
     RegisterFile regs_;

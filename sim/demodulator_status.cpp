@@ -236,16 +236,20 @@ bool Demodulator::dvbs_window_over(std::uint64_t now_ns) const {
 }
 
 // Bit errors after the Viterbi decoder: 2e-4 at the threshold (EN 300 421, 5.), ten times fewer for
-// every 0.7 dB above it.
-std::uint16_t Demodulator::dvbs_errors() const {
-    constexpr double rate_at_threshold = 2e-4;
+// every 0.7 dB above it. An impulse lasts 10 us, of whose bits half are wrong.
+double Demodulator::bit_error_share() const {
+    constexpr double share_at_threshold = 2e-4;
     constexpr double decade_db = 0.7;
-    if (!window_started_) {
-        return 0;
-    }
-    const double rate =
-        rate_at_threshold * broadcast::power_of_ten(-acquisition_.found().margin_db / decade_db);
-    return static_cast<std::uint16_t>(std::min(65535.0, rate * dvbs_window_bits()));
+    constexpr double wrong_of_an_impulse_s = 10e-6 / 2;
+    return share_at_threshold *
+               broadcast::power_of_ten(-acquisition_.found().margin_db / decade_db) +
+           impulses_per_s_ * wrong_of_an_impulse_s;
+}
+
+std::uint16_t Demodulator::dvbs_errors() const {
+    return window_started_ ? static_cast<std::uint16_t>(
+                                 std::min(65535.0, bit_error_share() * dvbs_window_bits()))
+                           : std::uint16_t{0};
 }
 
 // A carrier of DVB-S a little below its threshold: the Viterbi decoder works and its frames have
@@ -322,17 +326,24 @@ std::uint32_t Demodulator::dvbs2_frames(std::uint64_t now_ns) const {
 }
 
 // Packets in error: one in 1e7 at the threshold (EN 302 307-1, 6.), ten times fewer for every
-// 0.3 dB above it.
-std::uint16_t Demodulator::dvbs2_errors(std::uint64_t now_ns) const {
-    constexpr double rate_at_threshold = 1e-7;
+// 0.3 dB above it. An impulse spoils the frame that it falls into.
+double Demodulator::packet_error_share() const {
+    constexpr double share_at_threshold = 1e-7;
     constexpr double decade_db = 0.3;
+    const broadcast::Transponder &carrier = acquisition_.found().carrier->transponder;
+    const double frame_s =
+        1.0 * frame_symbols(carrier.modulation, carrier.pilots) / carrier.symbol_rate;
+    const double share =
+        share_at_threshold * broadcast::power_of_ten(-acquisition_.found().margin_db / decade_db);
+    return std::min(1.0, share + impulses_per_s_ * frame_s);
+}
+
+std::uint16_t Demodulator::dvbs2_errors(std::uint64_t now_ns) const {
     constexpr double packet_bits = 188 * 8;
     const broadcast::Transponder &carrier = acquisition_.found().carrier->transponder;
     const double packets =
         dvbs2_frames(now_ns) * (frame_payload_bits(code_rate_of(carrier)) / packet_bits);
-    const double rate =
-        rate_at_threshold * broadcast::power_of_ten(-acquisition_.found().margin_db / decade_db);
-    return static_cast<std::uint16_t>(std::min(65535.0, packets * std::min(1.0, rate)));
+    return static_cast<std::uint16_t>(std::min(65535.0, packets * packet_error_share()));
 }
 
 std::uint8_t Demodulator::modcod() const {

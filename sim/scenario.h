@@ -221,6 +221,7 @@ struct Scenario {
     double level_dbm = -45.0;  // of a carrier of 27.5 Msym/s at the tuner; narrower ones are weaker
     double level_spread_db = 3.0;  // how much stronger than both a carrier may be
     double jitter_db = 0.1;        // spread of the quality readings
+    double impulses_per_s = 0;     // of interference, each of which spoils some symbols
     FrontEnd front_end;
     double cross_polarisation_db = 25.0;  // how far the other polarisation's leakage lies below
     double image_rejection_db = 30.0;     // how far a carrier's mirror image lies below it

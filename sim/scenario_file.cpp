@@ -226,6 +226,7 @@ void Reader::read_noise(Section section) {
     section.number("level_dbm", -100, 0, scenario_.level_dbm);
     section.number("level_spread_db", 0, 10, scenario_.level_spread_db);
     section.number("jitter_db", 0, 3, scenario_.jitter_db);
+    section.number("impulses_per_s", 0, 1'000, scenario_.impulses_per_s);
     section.number("cross_polarisation_db", 0, 60, scenario_.cross_polarisation_db);
     section.number("image_rejection_db", 10, 60, scenario_.image_rejection_db);
     section.number("alias_share", 0, 1, scenario_.alias_share);

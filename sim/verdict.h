@@ -74,6 +74,10 @@ struct Verdict {
     double cable_khz = 0;         // where that carrier lies on the cable
     std::int32_t offset_khz = 0;  // carrier minus where the driver expects it
     bool inverted = false;        // the spectrum, as the demodulator meets it
+    bool searches = false;        // the micro-controller looks for a carrier
+    bool gave_up = false;         // it looked in vain, or is held
+    double error_share =
+        0;  // with lock: of DVB-S's bits behind the Viterbi decoder, of packets else
     TsOutput ts;
     unsigned restarts = 0;  // of the search, by the driver, since the channel was first searched
     [[nodiscard]] bool locked() const { return reason == Reason::locked; }

@@ -438,14 +438,17 @@ void Judge::judge_carrier(const sim::Verdict &verdict, std::int32_t above_khz) {
     }
 }
 
-// DVB-S counts a window of bits, DVB-S2 the packets since the reading before. Where locks are
-// steady there are next to none.
+// DVB-S counts a window of bits, DVB-S2 the packets since the reading before. How many of them are
+// wrong is known to a decade where locks are steady.
 void Judge::judge_errors(const sim::Verdict &verdict, const ErrorCount &errors) {
     constexpr std::array<std::uint32_t, 2> windows{0x100000, 0x800000};
-    constexpr unsigned next_to_none = 10;
-    if (errors.errors > next_to_none && is_steady(verdict)) {
-        charge("errors wrong", fmt::format("the driver counts {} errors with C/N {:.1f} dB",
-                                           errors.errors, verdict.cn_db));
+    constexpr double next_to_none = 10;
+    const double expected = verdict.error_share * errors.of;
+    if (is_steady(verdict) && (errors.errors > 10 * expected + next_to_none ||
+                               expected > 10.0 * errors.errors + next_to_none)) {
+        charge("errors wrong", fmt::format("the driver counts {} errors of {} with C/N {:.1f} dB, "
+                                           "{:.0f} are right",
+                                           errors.errors, errors.of, verdict.cn_db, expected));
     }
     if (errors.unit == ErrorCount::Unit::bits) {
         if (std::find(windows.begin(), windows.end(), errors.of) == windows.end()) {

@@ -169,6 +169,34 @@ TEST_F(Quality, dvbs2_counts_packets_and_the_errors_among_them) {
     EXPECT_LT(peek(0xD6) << 8 | peek(0xD5), 100);  // counters were restarted
 }
 
+TEST_F(Quality, impulse_spoils_half_of_ten_microseconds_of_dvbs) {
+    scenario.impulses_per_s = 10;
+    lock(demo_transponder(10'800));
+    std::uint32_t denominator = 0;
+    std::uint32_t errors = 0;
+
+    ds3000_get_ber(&denominator, &errors);
+    sleep_ms(300);
+    ds3000_get_ber(&denominator, &errors);
+
+    EXPECT_EQ(errors, 419U);  // 10 x 5 us a second, of 8388608 bits
+    EXPECT_NEAR(receiver().verdict().error_share, 5e-5, 1e-9);
+}
+
+TEST_F(Quality, impulse_spoils_the_packets_of_a_frame_of_dvbs2) {
+    scenario.impulses_per_s = 10;
+    lock(demo_transponder(10'900));
+    std::uint32_t denominator = 0;
+    std::uint32_t errors = 0;
+
+    sleep_ms(4'000);
+    ds3000_get_ber(&denominator, &errors);
+
+    // 40 impulses, in as many frames of 42960 payload bits: 28.6 packets each.
+    EXPECT_NEAR(errors, 40 * 42'960 / 1'504.0, 5);
+    EXPECT_NEAR(receiver().verdict().error_share, 10 * 21'690 / 22e6, 1e-6);
+}
+
 TEST_F(Quality, signal_strength_falls_with_the_level) {
     start();
     std::vector<int> percentages;

@@ -131,6 +131,7 @@ phase_noise_dbc_hz = -75
 implementation_loss_db = 1.5
 level_spread_db = 5.5
 image_rejection_db = 22
+impulses_per_s = 2.5
 [[satellite]]
 name = "one"
 [[satellite]]
@@ -246,6 +247,7 @@ code_rate = "3/4"
     EXPECT_EQ(scenario.front_end.implementation_loss_db, 1.5);
     EXPECT_EQ(scenario.level_spread_db, 5.5);
     EXPECT_EQ(scenario.image_rejection_db, 22);
+    EXPECT_EQ(scenario.impulses_per_s, 2.5);
     ASSERT_EQ(scenario.satellites.size(), 2U);
     EXPECT_TRUE(scenario.satellites[0].transponders.empty());
     ASSERT_EQ(scenario.satellites[1].transponders.size(), 1U);
@@ -525,6 +527,9 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{"[[event]]\nkind = \"cable_pulled\"\nfrom_ms = 5\nto_ms = 5\n",
                 "event.to_ms: 5 is not after from_ms, 5"},
         Mistake{"[[event]]\nkind = \"foreign_message\"\nat_ms = 1\n", "event: bytes is missing"},
+        Mistake{"[[event]]\nkind = \"new_modcod\"\nat_ms = 1\n", "event: frequency_khz is missing"},
+        Mistake{"[board]\nleft_behind = \"burning\"\n", "\"burning\" is none of nothing, asleep"},
+        Mistake{"[noise]\nimpulses_per_s = -1\n", "noise.impulses_per_s: "},
         Mistake{"[[event]]\nkind = \"foreign_message\"\nat_ms = 1\nbytes = []\n",
                 "event.bytes: 0 bytes, a message has 1..8"},
         Mistake{"[[event]]\nkind = \"foreign_message\"\nat_ms = 1\nbytes = [256]\n",
