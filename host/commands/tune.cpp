@@ -164,6 +164,9 @@ Reception receive_with_chips(ChipSession &session, ChipReceptionReader &reader, 
         reception.reading = {};  // the last transfers may have been cut short
     } else {
         rig.judge().hear(reception.reading);
+        if (!reception.reading.locked && way.plan.standard != STANDARD_AUTO) {
+            rig.judge().hear_search(reader.search_is_over());
+        }
         reception.without_data = rig.judge().without_data();
     }
     session.take_lines();

@@ -169,6 +169,18 @@ void Judge::hear_lock(const std::function<bool()> &claimed) {
     }
 }
 
+void Judge::hear_search(bool over) {
+    // A transfer that fails may be what makes the driver say so.
+    if (!can_judge_figures() || !world_->scenario().bus_faults.empty()) {
+        return;
+    }
+    const sim::Verdict verdict = world_->receiver().verdict();
+    if (over ? verdict.searches : verdict.gave_up) {
+        charge("search misjudged", fmt::format("the driver says that the search {}: {}",
+                                               over ? "is over" : "goes on", verdict.text));
+    }
+}
+
 void Judge::hear_published(const Signal &signal) {
     if (!can_judge_figures()) {
         return;

@@ -80,6 +80,9 @@ class Judge {
     // where that is wrong: a lock comes or goes for the world first.
     void hear_lock(const std::function<bool()> &claimed);
 
+    // Whether the driver says at this moment that a search for one standard is over without lock.
+    void hear_search(bool over);
+
     // What the plug-in publishes of a lock, settled.
     void hear_published(const Signal &signal);
 

@@ -31,10 +31,12 @@ LockOutcome wait_for_lock(const LockWait &wait) {
     }
 }
 
-bool poll_lock() {
+std::uint32_t poll_lock_state() {
     std::uint32_t state = LOCK_SEARCHING;
     ds3000_poll_lock(&state);
-    return state == LOCK_LOCKED;
+    return state;
 }
+
+bool poll_lock() { return poll_lock_state() == LOCK_LOCKED; }
 
 }  // namespace host

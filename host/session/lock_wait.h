@@ -37,7 +37,11 @@ struct LockOutcome {
 // Look every 50 ms until a look is certain or nobody wants to wait any more.
 LockOutcome wait_for_lock(const LockWait &wait);
 
-// Poll the lock with the chip layer, as its worker thread does. Returns whether there is lock.
+// Poll the lock with the chip layer, as its worker thread does. Returns one of LOCK_SEARCHING,
+// LOCK_LOCKED and LOCK_FAILED.
+std::uint32_t poll_lock_state();
+
+// Likewise. Returns whether there is lock.
 bool poll_lock();
 
 }  // namespace host

@@ -202,8 +202,13 @@ void set_up_channel(const TunePlan &plan) {
 }
 
 bool ChipReceptionReader::poll() {
-    const bool had_lock = locked_;
-    locked_ = had_lock ? has_lock_still() : poll_lock();
+    if (locked_) {
+        locked_ = has_lock_still();
+    } else {
+        const std::uint32_t state = poll_lock_state();
+        locked_ = state == LOCK_LOCKED;
+        search_is_over_ = state == LOCK_FAILED;
+    }
     std::uint8_t percent = 0;
     quality_db_ = measure_quality_db();
     signal_strength(&percent);

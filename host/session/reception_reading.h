@@ -141,6 +141,9 @@ class ChipReceptionReader final : public ReceptionReader {
     // one that went is looked for a second time.
     bool poll();
 
+    // Whether the last poll found a search that came to its end without lock.
+    [[nodiscard]] bool search_is_over() const { return search_is_over_; }
+
     // Poll, and ask for all the rest. When the lock goes meanwhile, there is none in the reading.
     ReceptionReading read() override;
 
@@ -155,6 +158,7 @@ class ChipReceptionReader final : public ReceptionReader {
     TunePlan plan_;
     ErrorCounter errors_;
     bool locked_ = false;
+    bool search_is_over_ = false;
     int quality_db_ = 0;
     unsigned strength_percent_ = 0;
     unsigned polls_ = 0;
