@@ -151,6 +151,8 @@ void Demodulator::power_on() {
     stale_ = false;
     restart_ = false;
     window_started_ = false;
+    frames_ = {};
+    errors_ = {};
     searched_ = {};
     restarts_ = 0;
     acquisition_.stop();
@@ -309,7 +311,8 @@ void Demodulator::begin_search(std::uint64_t now_ns) {
     search_.takes_spurs = draws_false_lock(spur_share_) || insists;
     ++receptions_;
     running_since_ns_ = now_ns;
-    counters_from_ns_ = now_ns;
+    frames_.from_ns = now_ns;
+    errors_.from_ns = now_ns;
 }
 
 // What a search leaves behind when it is stopped; nothing when it had hardly begun.
@@ -539,9 +542,10 @@ void Demodulator::obey(std::uint8_t reg, std::uint8_t value, std::uint64_t now_n
             window_from_ns_ = now_ns;
             break;
         case reg::errors_control:
-            if (system() == broadcast::System::dvbs2 && value == 1) {
-                counters_from_ns_ = now_ns;
-            }
+            errors_.restart(value, now_ns);
+            break;
+        case reg::s2_counter_reset:
+            frames_.restart(value, now_ns);
             break;
         default:
             adjust_search(reg, now_ns);

@@ -128,6 +128,15 @@ class Demodulator {
         double symbol_rate_ksps = 0;
         bool operator==(const Channel &) const = default;
     };
+    // A counter of DVB-S2: bit 0 of its control keeps it at 0.
+    struct Counter {
+        std::uint64_t from_ns = 0;
+        bool held = false;
+        void restart(std::uint8_t control, std::uint64_t now_ns) {
+            held = (control & 1) != 0;
+            from_ns = now_ns;
+        }
+    };
     static constexpr std::uint64_t shortest_look_ns = 1'000'000;
 
     void write_one(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
@@ -201,7 +210,7 @@ class Demodulator {
     [[nodiscard]] std::uint16_t equaliser_tap() const;
     std::uint8_t dvbs_snr();
     void measure_dvbs2_noise();
-    [[nodiscard]] std::uint32_t dvbs2_frames(std::uint64_t now_ns) const;
+    [[nodiscard]] std::uint32_t dvbs2_frames(const Counter &counter, std::uint64_t now_ns) const;
     [[nodiscard]] std::uint16_t dvbs2_errors(std::uint64_t now_ns) const;
     [[nodiscard]] std::uint16_t dvbs_errors() const;
     [[nodiscard]] double bit_error_share() const;
@@ -266,7 +275,8 @@ class Demodulator {
     std::vector<Fault> engine_stalls_;
     Acquisition acquisition_;
     std::uint64_t changed_ns_ = 0;
-    std::uint64_t counters_from_ns_ = 0;
+    Counter frames_;
+    Counter errors_;
     std::uint64_t window_from_ns_ = 0;
     std::uint64_t told_lock_ns_ = 0;
     std::uint64_t thresholds_rest_ns_ = 0;  // when those of the lock's detectors have moved

@@ -109,13 +109,17 @@ inline constexpr std::uint8_t s_inversion = 0xE0;
 inline constexpr std::uint8_t s_code_rate = 0xE6;
 inline constexpr std::uint8_t s_snr = 0xFF;
 
-// Error counts: 0xF8, 0xF7 with DVB-S2; 0xF7, 0xF6 with DVB-S, where 0xF8 controls the window.
+// Error counts: 0xF8, 0xF7 with DVB-S2; 0xF7, 0xF6 with DVB-S, where 0xF8 controls the window and
+// 0xF9 chooses what is counted. With DVB-S2 bit 0 of 0xF9 keeps the count of errors at 0, bit 0 of
+// 0xD1 that of frames.
+inline constexpr std::uint8_t s2_counter_reset = 0xD1;  // write
 inline constexpr std::uint8_t s_errors_low = 0xF6;
 inline constexpr std::uint8_t errors_mid = 0xF7;
 inline constexpr std::uint8_t errors_high = 0xF8;
 inline constexpr std::uint8_t errors_short_window = 0x08;
 inline constexpr std::uint8_t errors_running = 0x10;
 inline constexpr std::uint8_t errors_control = 0xF9;
+inline constexpr std::uint8_t errors_of_bits = 0x04;
 
 // The spectrum search. A peak's four bytes come out of one register in turn.
 inline constexpr std::uint8_t reg_90 = 0x90;

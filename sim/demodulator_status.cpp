@@ -247,9 +247,10 @@ double Demodulator::bit_error_share() const {
 }
 
 std::uint16_t Demodulator::dvbs_errors() const {
-    return window_started_ ? static_cast<std::uint16_t>(
-                                 std::min(65535.0, bit_error_share() * dvbs_window_bits()))
-                           : std::uint16_t{0};
+    const bool counts = window_started_ && regs_.plain[reg::errors_control] == reg::errors_of_bits;
+    return counts ? static_cast<std::uint16_t>(
+                        std::min(65535.0, bit_error_share() * dvbs_window_bits()))
+                  : std::uint16_t{0};
 }
 
 // A carrier of DVB-S a little below its threshold: the Viterbi decoder works and its frames have
@@ -316,9 +317,12 @@ void Demodulator::measure_dvbs2_noise() {
     dvbs2_noise_ = static_cast<std::uint16_t>(std::min(16383L, std::lround(4 * noise)));
 }
 
-std::uint32_t Demodulator::dvbs2_frames(std::uint64_t now_ns) const {
+std::uint32_t Demodulator::dvbs2_frames(const Counter &counter, std::uint64_t now_ns) const {
+    if (counter.held) {
+        return 0;
+    }
     const broadcast::Transponder &carrier = acquisition_.found().carrier->transponder;
-    const std::uint64_t from = std::max(acquisition_.lock_ns(), counters_from_ns_);
+    const std::uint64_t from = std::max(acquisition_.lock_ns(), counter.from_ns);
     const double symbols = static_cast<double>(now_ns - std::min(from, now_ns)) * 1e-9 *
                            static_cast<double>(carrier.symbol_rate);
     const double sent_frames = symbols / frame_symbols(carrier.modulation, carrier.pilots);
@@ -342,7 +346,7 @@ std::uint16_t Demodulator::dvbs2_errors(std::uint64_t now_ns) const {
     constexpr double packet_bits = 188 * 8;
     const broadcast::Transponder &carrier = acquisition_.found().carrier->transponder;
     const double packets =
-        dvbs2_frames(now_ns) * (frame_payload_bits(code_rate_of(carrier)) / packet_bits);
+        dvbs2_frames(errors_, now_ns) * (frame_payload_bits(code_rate_of(carrier)) / packet_bits);
     return static_cast<std::uint16_t>(std::min(65535.0, packets * packet_error_share()));
 }
 
@@ -375,11 +379,11 @@ std::uint8_t Demodulator::read_dvbs2_status(std::uint8_t reg, std::uint64_t now_
         case reg::s2_signal:
             return is_locked ? 64 : 0;
         case reg::s2_frames_low:
-            return is_locked ? low_byte(dvbs2_frames(now_ns)) : std::uint8_t{0};
+            return is_locked ? low_byte(dvbs2_frames(frames_, now_ns)) : std::uint8_t{0};
         case reg::s2_frames_mid:
-            return is_locked ? low_byte(dvbs2_frames(now_ns) >> 8) : std::uint8_t{0};
+            return is_locked ? low_byte(dvbs2_frames(frames_, now_ns) >> 8) : std::uint8_t{0};
         case reg::s2_frames_high:
-            return is_locked ? low_byte(dvbs2_frames(now_ns) >> 16) : std::uint8_t{0};
+            return is_locked ? low_byte(dvbs2_frames(frames_, now_ns) >> 16) : std::uint8_t{0};
         case reg::errors_mid:
             return is_locked ? low_byte(dvbs2_errors(now_ns)) : std::uint8_t{0};
         case reg::errors_high:

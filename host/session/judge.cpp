@@ -451,13 +451,13 @@ void Judge::judge_carrier(const sim::Verdict &verdict, std::int32_t above_khz) {
 }
 
 // DVB-S counts a window of bits, DVB-S2 the packets since the reading before. How many of them are
-// wrong is known to a decade where locks are steady.
+// wrong is known where locks are steady.
 void Judge::judge_errors(const sim::Verdict &verdict, const ErrorCount &errors) {
     constexpr std::array<std::uint32_t, 2> windows{0x100000, 0x800000};
     constexpr double next_to_none = 10;
     const double expected = verdict.error_share * errors.of;
-    if (is_steady(verdict) && (errors.errors > 10 * expected + next_to_none ||
-                               expected > 10.0 * errors.errors + next_to_none)) {
+    if (is_steady(verdict) && (errors.errors > 2 * expected + next_to_none ||
+                               expected > 2.0 * errors.errors + next_to_none)) {
         charge("errors wrong", fmt::format("the driver counts {} errors of {} with C/N {:.1f} dB, "
                                            "{:.0f} are right",
                                            errors.errors, errors.of, verdict.cn_db, expected));

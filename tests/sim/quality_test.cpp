@@ -169,6 +169,39 @@ TEST_F(Quality, dvbs2_counts_packets_and_the_errors_among_them) {
     EXPECT_LT(peek(0xD6) << 8 | peek(0xD5), 100);  // counters were restarted
 }
 
+TEST_F(Quality, counters_of_dvbs2_stand_still_while_they_are_reset) {
+    scenario.impulses_per_s = 10;
+    lock(demo_transponder(10'900));
+    const auto frames = [] { return peek(0xD6) << 8 | peek(0xD5); };
+    const auto errors = [] { return peek(0xF8) << 8 | peek(0xF7); };
+
+    poke(0xD1, 0x01);
+    poke(0xF9, 0x01);
+    sleep_ms(1'000);
+    EXPECT_EQ(frames(), 0);
+    EXPECT_EQ(errors(), 0);
+
+    poke(0xD1, 0x00);
+    sleep_ms(1'000);  // 1014 frames
+    EXPECT_NEAR(frames(), 1'014, 2);
+    EXPECT_EQ(errors(), 0);
+
+    poke(0xF9, 0x00);
+    sleep_ms(1'000);
+    EXPECT_NEAR(errors(), 10 * 42'960 / 1'504, 2);
+}
+
+TEST_F(Quality, dvbs_counts_bits_where_they_are_chosen) {
+    scenario.impulses_per_s = 10;
+    lock(demo_transponder(10'800));
+    poke(0xF8, 0x30);
+    sleep_ms(300);
+    poke(0xF9, 0x00);
+    EXPECT_EQ(peek(0xF7) << 8 | peek(0xF6), 0);
+    poke(0xF9, 0x04);
+    EXPECT_EQ(peek(0xF7) << 8 | peek(0xF6), 419);
+}
+
 TEST_F(Quality, impulse_spoils_half_of_ten_microseconds_of_dvbs) {
     scenario.impulses_per_s = 10;
     lock(demo_transponder(10'800));
