@@ -133,8 +133,8 @@ class Demodulator {
         std::uint64_t from_ns = 0;
         bool held = false;
         void restart(std::uint8_t control, std::uint64_t now_ns) {
-            held = (control & 1) != 0;
-            from_ns = now_ns;
+            const bool was_held = std::exchange(held, (control & 1) != 0);
+            from_ns = was_held && !held ? now_ns : from_ns;
         }
     };
     static constexpr std::uint64_t shortest_look_ns = 1'000'000;
