@@ -86,6 +86,7 @@ void BoardWatch::perform(board::Transfer &transfer) {
     if (is_the_chips && tells_of_chips(transfer)) {
         account(transfer.address, transfer.outcome == board::Transfer::Outcome::ok,
                 time_ns() - begin_ns);
+        count_transfer();
     }
     plan_looks();
     if (transfer.kind == Kind::wait && transfer.wait_us >= longer_than_within_polls_us) {
@@ -96,6 +97,19 @@ void BoardWatch::perform(board::Transfer &transfer) {
     if (transfer.kind == Kind::read && transfer.address == DEMOD_ADDRESS &&
         begins_anew_.exchange(false) && look_due_) {
         look();
+    }
+}
+
+BoardWatch::TransferAlarm::TransferAlarm(BoardWatch &watch, std::uint64_t transfers,
+                                         std::function<void()> tell)
+    : watch_(watch) {
+    watch.transfers_to_come_ = transfers;
+    watch.tell_of_transfers_ = std::move(tell);
+}
+
+void BoardWatch::count_transfer() {
+    if (transfers_to_come_ != 0 && --transfers_to_come_ == 0) {
+        tell_of_transfers_();
     }
 }
 

@@ -81,6 +81,19 @@ class BoardWatch final : public board::Board {
 
     [[nodiscard]] std::optional<BoardLoss> loss() const;
 
+    // While one exists: calls once, on the thread that uses the board, when so many more transfers
+    // to the chips have been made. At most one exists.
+    class TransferAlarm {
+     public:
+        TransferAlarm(BoardWatch &watch, std::uint64_t transfers, std::function<void()> tell);
+        TransferAlarm(const TransferAlarm &) = delete;
+        TransferAlarm &operator=(const TransferAlarm &) = delete;
+        ~TransferAlarm() { watch_.transfers_to_come_ = 0; }
+
+     private:
+        BoardWatch &watch_;
+    };
+
     // How many transfers to the chips have failed.
     [[nodiscard]] std::uint64_t failed_transfers() const { return failed_transfers_; }
 
@@ -112,6 +125,7 @@ class BoardWatch final : public board::Board {
     void lose_bus();
     void lose(BoardLoss loss);
     void tell_of_end();
+    void count_transfer();
     void spare();
 
     board::Board &board_;
@@ -119,6 +133,8 @@ class BoardWatch final : public board::Board {
     bool may_look_;
     std::function<void()> tell_ = [] {};
     std::atomic<bool> told_ = false;
+    std::uint64_t transfers_to_come_ = 0;
+    std::function<void()> tell_of_transfers_;
     void *bus_ = nullptr;
     Failures failures_;
     Failures tuner_failures_;

@@ -63,13 +63,17 @@ SignalInfo read_signal_info() {
     info.system =
         raw.standard == STANDARD_DVBS2 ? broadcast::System::dvbs2 : broadcast::System::dvbs;
     info.modulation = meaning_of(modulations, raw.modulation);
-    info.code_rate = meaning_of(code_rates, raw.code_rate);
+    info.code_rate = code_rate_meant(raw.code_rate);
     info.roll_off = meaning_of(roll_offs, raw.roll_off);
     if (info.system == broadcast::System::dvbs2) {
         info.pilots = raw.pilots == 1;
     }
     info.inverted = raw.inversion == inversion_inverted;
     return info;
+}
+
+std::optional<broadcast::CodeRate> code_rate_meant(std::uint32_t code) {
+    return meaning_of(code_rates, code);
 }
 
 int measure_quality_db() {

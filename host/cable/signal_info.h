@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -23,6 +24,9 @@ struct SignalInfo {
 
 // Ask the chip layer, which must hold a locked channel.
 SignalInfo read_signal_info();
+
+// What the driver's code of a code rate means; absent for none of them.
+std::optional<broadcast::CodeRate> code_rate_meant(std::uint32_t code);
 
 // Its signal-to-noise ratio, whole dB; the chip layer's byte is a negative number below 0 dB.
 int measure_quality_db();

@@ -352,6 +352,15 @@ void add_scan_manner(CLI::App &scan, ScanOptions &options) {
                     "passes over a leg; the first of several looks for wide carriers only")
         ->check(CLI::Range(1U, 255U))
         ->capture_default_str();
+    scan.add_option("--list-size", options.list_size,
+                    "candidates that a leg's list takes; later ones are lost")
+        ->check(CLI::Range(1U, unsigned{most_candidates}))
+        ->capture_default_str();
+    scan.add_option("--call-off", options.call_offs,
+                    "begin each leg so many times and call it off, each time later, before it is "
+                    "scanned")
+        ->check(CLI::Range(0U, 16U))
+        ->capture_default_str();
 }
 
 void add_scan_list(CLI::App &scan, ScanOptions &options) {

@@ -49,6 +49,11 @@ void refuse_wrong_pages(const GlobalOptions &global, const ScanOptions &options)
     }
 }
 
+ScanSettings settings_of(const ScanOptions &options) {
+    return {options.algorithm, static_cast<std::uint8_t>(options.passes),
+            static_cast<std::uint16_t>(options.list_size), options.call_offs};
+}
+
 void write_all(ScanDestinations &destinations, const ScanResult &result, const std::string &title,
                const Program &program) {
     destinations.write(result, title, record_of_session(program, result.note));
@@ -95,7 +100,7 @@ ExitStatus run_scan(Program &program, const ScanOptions &options) {
     ScanDestinations destinations(program.options, {options.report, options.list},
                                   table.has_value());
     arrange_world(rig, plan);
-    const ScanSettings settings{options.algorithm, static_cast<std::uint8_t>(options.passes)};
+    const ScanSettings settings = settings_of(options);
     return rig.run([&](ChipSession &session) {
         const std::uint64_t begin_ns = now_ns();
         ScanRunner runner(rig, program.console, settings,

@@ -7,6 +7,7 @@
 #include "ds3000/scan/scan_request.h"
 #include "host/commands/leg_plan.h"
 #include "host/commands/program.h"
+#include "host/scan/leg_scan.h"
 #include "host/tables/receiver_lists.h"
 
 namespace host {
@@ -15,6 +16,8 @@ struct ScanOptions {
     LegOptions legs;
     scan_algorithm algorithm = SCAN_ALGO_SWEEP;
     unsigned passes = 2;
+    unsigned list_size = most_candidates;
+    unsigned call_offs = 0;
     std::optional<std::string> compare;
     std::optional<std::string> report;
     std::optional<ListForm> list;  // of the file of -o; absent: as its suffix says

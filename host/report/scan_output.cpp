@@ -45,7 +45,14 @@ Json leg_json(const ScannedLeg &scanned) {
     Json json = json_of(scanned.leg);
     json["complete"] = scanned.result.complete;
     json["candidates"] = scanned.result.candidates;
+    if (scanned.result.lost != 0) {
+        json["candidates_lost"] = scanned.result.lost;
+    }
     json["locked"] = scanned.result.found.size();
+    for (const CalledOff &ended : scanned.result.called_off) {
+        json["called_off"].push_back(
+            {{"transfers", ended.transfers}, {"ended_in_ms", ended.ended_in_ms}});
+    }
     json["virtual_time_ms"] = scanned.result.time_ms;
     return json;
 }
@@ -265,9 +272,28 @@ void write_comparison(Output &output, const ScanResult &result) {
     }
 }
 
+// What a leg's list had no room for, and how scans ended that were called off.
+void write_rehearsals(Output &output, const ScannedLeg &scanned) {
+    const LegResult &leg = scanned.result;
+    if (leg.lost != 0) {
+        output.line(fmt::format("{}: no room in the list for {}", scanned.leg.label(),
+                                counted(leg.lost, "candidate")));
+    }
+    if (!leg.called_off.empty()) {
+        const auto latest = std::max_element(
+            leg.called_off.begin(), leg.called_off.end(),
+            [](const CalledOff &a, const CalledOff &b) { return a.ended_in_ms < b.ended_in_ms; });
+        output.line(fmt::format("{}: called off {}, ended within {} ms", scanned.leg.label(),
+                                times_in_words(leg.called_off.size()), latest->ended_in_ms));
+    }
+}
+
 void write_text(Output &output, const ScanResult &result) {
     if (result.comparison) {
         write_comparison(output, result);
+    }
+    for (const ScannedLeg &scanned : result.legs) {
+        write_rehearsals(output, scanned);
     }
     output.line(fmt::format(
         "{} in {} of {}, {:.1f} s of the receiver's time, {:.1f} s on the wall{}",

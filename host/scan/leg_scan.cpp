@@ -66,16 +66,34 @@ LegScan::~LegScan() {
     running = nullptr;
 }
 
-LegResult LegScan::run(const Attendance &attendance) {
-    attendance_ = &attendance;
-    result_ = {};
+// The witness knows how the list is kept from what the session has set up, not from the scan. What
+// lies behind the list is no part of it, and would be tried by a driver that takes it for one.
+void LegScan::lend_list() {
+    constexpr std::size_t records_behind = 4;
+    constexpr scan_candidate bait{1'500'000, 22'000, 0, CANDIDATE_PENDING, 0};
+    const std::uint16_t capacity = settings_.list_size;
+    list_.assign(capacity + 1U, scan_candidate{});
+    list_.insert(list_.end(), records_behind, bait);
+    request_ = {settings_.passes, static_cast<std::uint8_t>(settings_.algorithm), 0, capacity,
+                list_.data()};
+    const bool through_unit = ds3000_context.unicable_enabled != 0;
+    const bool mirrored = through_unit != (ds3000_context.board_iq_swap != 0);
+    witness_.emplace(
+        WitnessedScan{settings_.algorithm,
+                      leg_.if_low_mhz * 1000U,
+                      leg_.if_high_mhz * 1000U,
+                      {capacity, settings_.passes,
+                       mirrored && ds3000_context.chip_type == CHIP_DS300X, through_unit},
+                      std::vector(records_behind, bait)});
+}
+
+ScanBooks LegScan::books() const {
+    return {list_, ds3000_context.scan_count, request_.locked_count};
+}
+
+void LegScan::scan() {
     const InterruptHook hook([] { ds3000_set_scan_cancel(1); });
-    std::vector<scan_candidate> list(most_candidates + 1U);
-    blind_scan_request request{settings_.passes, static_cast<std::uint8_t>(settings_.algorithm), 0,
-                               most_candidates, list.data()};
-    const std::uint64_t begin_ns = now_ns();
-    const std::int32_t status = ds3000_blind_scan(leg_.if_low_mhz, leg_.if_high_mhz, &request);
-    result_.time_ms = ms_since(begin_ns);
+    const std::int32_t status = ds3000_blind_scan(leg_.if_low_mhz, leg_.if_high_mhz, &request_);
     if (error_) {
         std::rethrow_exception(error_);
     }
@@ -84,13 +102,58 @@ LegResult LegScan::run(const Attendance &attendance) {
             ExitStatus::internal_error,
             fmt::format("the driver refuses the scan of {}: status {}", leg_.label(), status));
     }
+}
+
+LegResult LegScan::run(const Attendance &attendance) {
+    attendance_ = &attendance;
+    result_ = {};
+    is_to_be_called_off_ = false;
+    called_off_ns_.reset();
+    lend_list();
+    const std::uint64_t begin_ns = now_ns();
+    scan();
+    result_.time_ms = ms_since(begin_ns);
     attendance.look_at_chips();
     result_.complete = !attendance.must_end();
     if (result_.complete) {
-        check_list(request);
+        witness_->hear_end(books());
+        judge_.hear_list(witness_->objection());
+        check_list();
     }
-    result_.candidates = std::min(ds3000_context.scan_count, most_candidates);
+    result_.candidates = std::min(ds3000_context.scan_count, settings_.list_size);
+    result_.lost = ds3000_context.scan_count - result_.candidates;
     return std::move(result_);
+}
+
+CalledOff LegScan::run_until_called_off(const Attendance &attendance, BoardWatch &board,
+                                        std::uint64_t transfers) {
+    attendance_ = &attendance;
+    result_ = {};
+    called_off_ns_.reset();
+    lend_list();
+    is_to_be_called_off_ = true;
+    const BoardWatch::TransferAlarm alarm(board, transfers, [this] { call_off(); });
+    scan();
+    const CalledOff ended{transfers, called_off_ns_ ? ms_since(*called_off_ns_) : 0};
+    if (!attendance.must_end()) {
+        judge_.hear_called_off(ended.ended_in_ms);
+        judge_.hear_list(rejected_lie_behind() ? witness_->objection()
+                                               : "called off, it is not compacted");
+    }
+    return ended;
+}
+
+void LegScan::call_off() {
+    called_off_ns_ = now_ns();
+    ds3000_set_scan_cancel(1);
+}
+
+bool LegScan::rejected_lie_behind() const {
+    const std::size_t last = std::min<std::size_t>(
+        static_cast<std::uint8_t>(ds3000_context.scan_count), settings_.list_size);
+    return std::is_partitioned(
+        list_.begin(), list_.begin() + static_cast<std::ptrdiff_t>(last + 1),
+        [](const scan_candidate &entry) { return entry.status != CANDIDATE_REJECTED; });
 }
 
 void LegScan::on_event(std::uint32_t event, void *argument) noexcept {
@@ -99,7 +162,14 @@ void LegScan::on_event(std::uint32_t event, void *argument) noexcept {
             ds3000_set_scan_cancel(1);
             return;  // what the driver says of transfers that failed at once means nothing
         }
+        if (running->called_off_ns_) {
+            return;
+        }
+        running->witness_->hear(event, argument, running->books());
         running->take(event, argument);
+        if (event == SCAN_EVENT_FINISHED && running->is_to_be_called_off_) {
+            running->call_off();
+        }
     } catch (...) {
         running->error_ = std::current_exception();
         ds3000_set_scan_cancel(1);
@@ -147,7 +217,8 @@ void LegScan::take_lock(const scan_candidate &candidate) {
     found.signal = read_signal_info();
     found.quality_db = measure_quality_db();
     found.strength_percent = measure_strength();
-    judge_.hear_found({found.if_khz, candidate.symbol_rate, found.signal, *found.quality_db,
+    judge_.hear_found({found.if_khz, candidate.symbol_rate, found.signal,
+                       code_rate_meant(candidate.code_rate), *found.quality_db,
                        found.strength_percent});
     judge_.expect_data();
     found.without_data = judge_.without_data();
@@ -167,10 +238,9 @@ double LegScan::share() const {
     return std::min(1.0, (pass_ + of_pass) / settings_.passes);
 }
 
-void LegScan::check_list(const blind_scan_request &request) const {
+void LegScan::check_list() const {
     std::vector<Lock> listed;
-    for (std::size_t i = 0; i <= request.capacity; ++i) {
-        const scan_candidate &candidate = request.candidates[i];
+    for (const scan_candidate &candidate : list_) {
         if (is_locked(candidate)) {
             listed.emplace_back(candidate.frequency_khz, candidate.symbol_rate,
                                 system_of(candidate));

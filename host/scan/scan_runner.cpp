@@ -50,11 +50,11 @@ ScannedLeg ScanRunner::scan_leg(ChipSession &session, const ScanLeg &leg, std::s
     rig_.judge().see_leg(leg.cable);
     LegScan scan(leg, index, settings_, rig_.judge(),
                  [&](const LegProgress &progress) { show(leg, index, count, progress); });
-    ScannedLeg scanned{
-        leg,
-        scan.run({[this] { return rig_.must_end_by_look(); }, [this] { rig_.look(); }}),
-        {},
-        {}};
+    const Attendance attendance{[this] { return rig_.must_end_by_look(); },
+                                [this] { rig_.look(); }};
+    std::vector<CalledOff> called_off = rehearse(scan, attendance);
+    ScannedLeg scanned{leg, scan.run(attendance), {}, {}};
+    scanned.result.called_off = std::move(called_off);
     if (spectrum_.levels && scanned.result.complete) {
         measure(scanned, index, count);
     }
@@ -69,6 +69,17 @@ ScannedLeg ScanRunner::scan_leg(ChipSession &session, const ScanLeg &leg, std::s
                                 scanned.result.candidates, scanned.result.found.size(),
                                 static_cast<double>(scanned.result.time_ms) / 1000.0));
     return scanned;
+}
+
+// Each half as far again into the scan as the one before.
+std::vector<CalledOff> ScanRunner::rehearse(LegScan &scan, const Attendance &attendance) {
+    std::vector<CalledOff> ended;
+    std::uint64_t transfers = 100;
+    while (ended.size() < settings_.call_offs && !rig_.must_end()) {
+        ended.push_back(scan.run_until_called_off(attendance, rig_.board().watch(), transfers));
+        transfers += transfers / 2;
+    }
+    return ended;
 }
 
 // The levels of the leg that was just scanned; its peaks are those that the scan's search reported.

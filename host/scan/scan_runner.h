@@ -41,6 +41,7 @@ class ScanRunner {
  private:
     ScannedLeg scan_leg(ChipSession &session, const ScanLeg &leg, std::size_t index,
                         std::size_t count);
+    std::vector<CalledOff> rehearse(LegScan &scan, const Attendance &attendance);
     void measure(ScannedLeg &scanned, std::size_t index, std::size_t count);
     void show(const ScanLeg &leg, std::size_t index, std::size_t count,
               const LegProgress &progress);

@@ -239,6 +239,10 @@ void Judge::hear_found(const FoundCarrierFigures &found) {
     if (found.strength_percent) {
         judge_strength(*found.strength_percent);
     }
+    if (found.listed_code_rate != found.signal.code_rate) {
+        charge("list wrong", fmt::format("{} kHz is listed with another code rate than {}",
+                                         found.if_khz, summary(found.signal)));
+    }
     const double true_ksps = verdict.carrier->symbol_rate / 1000.0;
     if (std::abs(found.symbol_rate_ksps - true_ksps) > 2 + true_ksps * 5e-4) {
         charge("symbol rate wrong", fmt::format("the driver says {} ksym/s, the carrier has {:.1f}",
@@ -248,6 +252,22 @@ void Judge::hear_found(const FoundCarrierFigures &found) {
     if (frequencies_can_be_right() && off_khz > loop_error_khz(*verdict.carrier)) {
         charge("frequency wrong", fmt::format("the driver says {} kHz, the carrier lies at {:.0f}",
                                               found.if_khz, verdict.cable_khz));
+    }
+}
+
+void Judge::hear_list(const std::string &objection) {
+    if (!objection.empty() && can_tell() && world_->scenario().faults.empty()) {
+        charge("list wrong", objection);
+    }
+}
+
+// A second of rest, and what a search or a trial needs to come to its next look at the wish.
+void Judge::hear_called_off(std::uint64_t ended_in_ms) {
+    constexpr std::uint64_t longest_ms = 1'500;
+    if (ended_in_ms > longest_ms && can_tell() && world_->scenario().faults.empty()) {
+        charge("called off late",
+               fmt::format("the scan ends {} ms after it was called off, {} ms are enough",
+                           ended_in_ms, longest_ms));
     }
 }
 

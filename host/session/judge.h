@@ -43,6 +43,7 @@ struct FoundCarrierFigures {
     std::uint32_t if_khz = 0;
     std::uint32_t symbol_rate_ksps = 0;
     SignalInfo signal;
+    std::optional<broadcast::CodeRate> listed_code_rate;  // in its record of the list
     int quality_db = 0;
     std::optional<unsigned> strength_percent;
 };
@@ -92,6 +93,12 @@ class Judge {
 
     // A row of a blind scan, at the moment of its lock.
     void hear_found(const FoundCarrierFigures &found);
+
+    // What is wrong with a blind scan's candidate list; empty where nothing is.
+    void hear_list(const std::string &objection);
+
+    // A blind scan was called off, and ended so much later.
+    void hear_called_off(std::uint64_t ended_in_ms);
 
     // The gain, in dB, that the tuner and the demodulator needed just now.
     void hear_gain(double gain_db);

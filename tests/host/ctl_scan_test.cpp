@@ -106,6 +106,27 @@ TEST_F(CtlScan, marks_what_locks_without_data) {
     EXPECT_EQ(result.at("complaints").at(0).at("offence"), "locked without data");
 }
 
+TEST_F(CtlScan, says_what_a_short_list_lost) {
+    const json result = scan_json("--list-size 1 --passes 1");
+    const json &leg = result.at("legs").at(0);
+    EXPECT_EQ(leg.at("candidates"), 1);
+    EXPECT_GE(leg.at("candidates_lost"), 1);
+    EXPECT_EQ(leg.at("locked"), 1);
+}
+
+TEST_F(CtlScan, calls_a_leg_off_before_it_is_scanned) {
+    const json result = scan_json("--call-off 3");
+    for (const json &leg : result.at("legs")) {
+        const json &ended = leg.at("called_off");
+        ASSERT_EQ(ended.size(), 3U);
+        EXPECT_EQ(ended.at(0).at("transfers"), 100);
+        EXPECT_EQ(ended.at(2).at("transfers"), 225);
+        EXPECT_GE(ended.at(2).at("ended_in_ms"), 1'000) << "the scan's second of rest";
+        EXPECT_LE(ended.at(2).at("ended_in_ms"), 1'500);
+    }
+    EXPECT_FALSE(result.contains("complaints"));
+}
+
 TEST_F(CtlScan, goes_through_bands_and_polarisations) {
     const json result = scan_json();
 

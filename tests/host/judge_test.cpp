@@ -57,7 +57,12 @@ class JudgeTest : public testing::Test {
 
     // A blind scan's row of it, told rightly.
     static host::FoundCarrierFigures found_as(const host::ReceptionReading &reading) {
-        return {1'250'450, 22'000, *reading.quality->signal, reading.quality->quality_db,
+        const host::SignalInfo &signal = *reading.quality->signal;
+        return {1'250'450,
+                22'000,
+                signal,
+                signal.code_rate,
+                reading.quality->quality_db,
                 reading.strength_percent};
     }
 
@@ -129,6 +134,22 @@ TEST_F(JudgeTest, knows_where_the_driver_should_expect_the_carrier) {
 
     EXPECT_THAT(judge.complaints(),
                 ElementsAre(charge_of("carrier misplaced", "-550 kHz are right")));
+}
+
+TEST_F(JudgeTest, hears_how_a_scan_keeps_its_list_and_ends) {
+    host::FoundCarrierFigures without_code_rate = found_as(receive());
+    without_code_rate.listed_code_rate.reset();
+    judge.hear_list("");
+    judge.hear_called_off(1'500);
+    EXPECT_THAT(judge.complaints(), IsEmpty());
+
+    judge.hear_found(without_code_rate);
+    judge.hear_list("record 3 is another one");
+    judge.hear_called_off(1'501);
+
+    EXPECT_THAT(judge.complaints(),
+                ElementsAre(charge_of("list wrong", "1250450 kHz is listed with another code rate"),
+                            charge_of("called off late", "1501 ms after it was called off")));
 }
 
 TEST_F(JudgeTest, knows_the_rows_of_a_scan) {
