@@ -167,6 +167,9 @@ void LegScan::on_event(std::uint32_t event, void *argument) noexcept {
         }
         running->witness_->hear(event, argument, running->books());
         running->take(event, argument);
+        if (running->called_off_ns_) {
+            running->called_off_ns_ = now_ns();  // what was measured meanwhile took its own time
+        }
         if (event == SCAN_EVENT_FINISHED && running->is_to_be_called_off_) {
             running->call_off();
         }

@@ -261,10 +261,17 @@ void Judge::hear_list(const std::string &objection) {
     }
 }
 
-// A second of rest, and what a search or a trial needs to come to its next look at the wish.
+// A second of rest, and what a search or a trial needs to come to its next look at the wish: waits,
+// and transfers, 200 ms of them on a bus of 400 kHz.
 void Judge::hear_called_off(std::uint64_t ended_in_ms) {
-    constexpr std::uint64_t longest_ms = 1'500;
-    if (ended_in_ms > longest_ms && can_tell() && world_->scenario().faults.empty()) {
+    constexpr std::uint64_t rest_and_waits_ms = 1'300;
+    constexpr std::uint64_t bits_in_ms = 80'000'000;
+    if (!can_tell() || !world_->scenario().faults.empty()) {
+        return;
+    }
+    const std::uint64_t longest_ms =
+        rest_and_waits_ms + bits_in_ms / world_->scenario().bus_clock_hz;
+    if (ended_in_ms > longest_ms) {
         charge("called off late",
                fmt::format("the scan ends {} ms after it was called off, {} ms are enough",
                            ended_in_ms, longest_ms));
