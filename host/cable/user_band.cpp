@@ -30,6 +30,19 @@ std::uint8_t parse_number(std::string_view what, std::string_view text, unsigned
     return static_cast<std::uint8_t>(value);
 }
 
+// What a unit is to bring of its dishes.
+struct BankChoice {
+    Position position;
+    bool voltage_18v;
+    std::uint32_t lof_khz;
+};
+
+std::uint16_t bank_number(const BankChoice &choice, const broadcast::Lnb &lnb) {
+    const bool high_band = lnb.high_khz != 0 && choice.lof_khz == lnb.high_khz;
+    return static_cast<std::uint16_t>((choice.position == Position::b ? 4U : 0U) |
+                                      (choice.voltage_18v ? 2U : 0U) | (high_band ? 1U : 0U));
+}
+
 }  // namespace
 
 UserBand parse_user_band(std::string_view text) {
@@ -66,9 +79,11 @@ std::uint16_t parse_if_mhz(std::string_view what, std::string_view text) {
 }
 
 std::uint16_t bank_of(const TunePlan &plan, const broadcast::Lnb &lnb, Position position) {
-    const bool high_band = lnb.high_khz != 0 && plan.lof_khz == lnb.high_khz;
-    return static_cast<std::uint16_t>((position == Position::b ? 4U : 0U) |
-                                      (plan.voltage_18v != 0 ? 2U : 0U) | (high_band ? 1U : 0U));
+    return bank_number({position, plan.voltage_18v != 0, plan.lof_khz}, lnb);
+}
+
+std::uint16_t bank_of(const ScanLeg &leg, const broadcast::Lnb &lnb, Position position) {
+    return bank_number({position, leg.cable.voltage_18v, leg.lof_khz}, lnb);
 }
 
 UserBandPlan plan_user_band(const UserBand &band, const TunePlan &plan, const broadcast::Lnb &lnb,

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "host/cable/legs.h"
 #include "host/cable/plan.h"
 
 namespace host {
@@ -40,6 +41,7 @@ struct UserBandPlan {
 
 // The bank of EN 50494: position, polarisation and band.
 std::uint16_t bank_of(const TunePlan &plan, const broadcast::Lnb &lnb, Position position);
+std::uint16_t bank_of(const ScanLeg &leg, const broadcast::Lnb &lnb, Position position);
 
 UserBandPlan plan_user_band(const UserBand &band, const TunePlan &plan, const broadcast::Lnb &lnb,
                             Position position);

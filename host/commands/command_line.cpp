@@ -390,6 +390,11 @@ void add_scan(CLI::App &app, Job &job) {
                    "in the page also what the simulated world really has");
     scan->add_flag("--wall-time", options->wall_time,
                    "JSON with the time on the wall, which differs from run to run");
+    scan->add_option("--user-band", options->user_band,
+                     "look through a Unicable unit: INDEX:FREQ[:BANK], 3:1680 say");
+    add_choice<Position>(*scan, "--position", options->position,
+                         {{"A", Position::a}, {"B", Position::b}}, "the unit's dish: A or B");
+    scan->get_option("--position")->needs(scan->get_option("--user-band"));
     ask_for(job, *scan, options, run_scan);
 }
 

@@ -47,11 +47,18 @@ void refuse_wrong_pages(const GlobalOptions &global, const ScanOptions &options)
     if (options.simulated_truth && !page_file(global, options.report)) {
         refuse_usage("--simulated-truth is drawn into the page of --report");
     }
+    if (options.user_band && page_file(global, options.report)) {
+        refuse_usage("the page of --report shows the levels on the cable; leave --user-band out");
+    }
 }
 
 ScanSettings settings_of(const ScanOptions &options) {
-    return {options.algorithm, static_cast<std::uint8_t>(options.passes),
-            static_cast<std::uint16_t>(options.list_size), options.call_offs};
+    return {options.algorithm,
+            static_cast<std::uint8_t>(options.passes),
+            static_cast<std::uint16_t>(options.list_size),
+            options.call_offs,
+            options.user_band ? std::optional(parse_user_band(*options.user_band)) : std::nullopt,
+            options.position};
 }
 
 void write_all(ScanDestinations &destinations, const ScanResult &result, const std::string &title,
@@ -74,8 +81,8 @@ ExitStatus status_of(const ScanResult &result, HostBoard &board, Console &consol
         if (const SimulatedBoard *simulated = board.simulated();
             simulated != nullptr && simulated->scenario().unicable) {
             console.note(
-                "On this cable a Unicable unit shows only what it was asked for; scan asks for "
-                "nothing. See ds3000-ctl unicable");
+                "On this cable a Unicable unit shows only what it was asked for: name a user band "
+                "with --user-band INDEX:FREQ. See ds3000-ctl unicable");
         }
         return ExitStatus::nothing_found;
     }
@@ -88,6 +95,7 @@ ExitStatus run_scan(Program &program, const ScanOptions &options) {
     program.honour_only("scan", {"board", "lnb", "switch", "real-time", "trace", "driver-log"});
     LegsWanted wanted = read_wanted("scan", options.legs, program);
     refuse_wrong_pages(program.options, options);
+    const ScanSettings settings = settings_of(options);
     const auto table =
         options.compare ? std::optional(table_named(*options.compare)) : std::nullopt;
     const std::uint64_t wall_begin_ns = board::wall_now_ns();
@@ -100,7 +108,6 @@ ExitStatus run_scan(Program &program, const ScanOptions &options) {
     ScanDestinations destinations(program.options, {options.report, options.list},
                                   table.has_value());
     arrange_world(rig, plan);
-    const ScanSettings settings = settings_of(options);
     return rig.run([&](ChipSession &session) {
         const std::uint64_t begin_ns = now_ns();
         ScanRunner runner(rig, program.console, settings,

@@ -18,6 +18,8 @@ struct ScanOptions {
     unsigned passes = 2;
     unsigned list_size = most_candidates;
     unsigned call_offs = 0;
+    std::optional<std::string> user_band;
+    Position position = Position::a;
     std::optional<std::string> compare;
     std::optional<std::string> report;
     std::optional<ListForm> list;  // of the file of -o; absent: as its suffix says

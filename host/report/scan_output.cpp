@@ -148,6 +148,10 @@ Json summary_json(const ScanResult &result) {
     json["lnb"] = json_of(result.lnb);
     json["algorithm"] = algorithm_name(result.settings.algorithm);
     json["passes"] = result.settings.passes;
+    if (result.settings.user_band) {
+        json["user_band"] = {{"index", result.settings.user_band->index},
+                             {"frequency_mhz", result.settings.user_band->frequency_mhz}};
+    }
     json["legs_planned"] = result.legs_planned;
     json["legs"] = Json::array();
     for (const ScannedLeg &leg : result.legs) {

@@ -10,6 +10,7 @@
 #include "ds3000/scan/scan_request.h"
 #include "host/boards/board_watch.h"
 #include "host/cable/legs.h"
+#include "host/cable/user_band.h"
 #include "host/scan/attendance.h"
 #include "host/scan/found.h"
 #include "host/scan/scan_witness.h"
@@ -25,6 +26,8 @@ struct ScanSettings {
     std::uint8_t passes = 2;
     std::uint16_t list_size = most_candidates;
     unsigned call_offs = 0;  // scans of a leg that are called off before the one that counts
+    std::optional<UserBand> user_band = {};  // of a Unicable unit; absent: the cable as it is
+    Position position = Position::a;         // of the unit's dishes
 };
 
 // A candidate as the spectrum showed it.

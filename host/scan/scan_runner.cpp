@@ -24,6 +24,7 @@ ScanResult ScanRunner::run(ChipSession &session, const broadcast::Lnb &lnb,
                            const std::vector<ScanLeg> &legs) {
     ScanResult result;
     result.lnb = lnb;
+    lnb_ = lnb;
     result.settings = settings_;
     result.legs_planned = legs.size();
     std::vector<FoundTransponder> found;
@@ -46,8 +47,7 @@ ScanResult ScanRunner::run(ChipSession &session, const broadcast::Lnb &lnb,
 
 ScannedLeg ScanRunner::scan_leg(ChipSession &session, const ScanLeg &leg, std::size_t index,
                                 std::size_t count) {
-    session.select(leg.cable);
-    rig_.judge().see_leg(leg.cable);
+    select(session, leg);
     LegScan scan(leg, index, settings_, rig_.judge(),
                  [&](const LegProgress &progress) { show(leg, index, count, progress); });
     const Attendance attendance{[this] { return rig_.must_end_by_look(); },
@@ -69,6 +69,21 @@ ScannedLeg ScanRunner::scan_leg(ChipSession &session, const ScanLeg &leg, std::s
                                 scanned.result.candidates, scanned.result.found.size(),
                                 static_cast<double>(scanned.result.time_ms) / 1000.0));
     return scanned;
+}
+
+// A unit is told at 18 V which leg is wanted, with each step of the search.
+void ScanRunner::select(ChipSession &session, const ScanLeg &leg) {
+    if (settings_.user_band) {
+        ChipSession::receive_through(
+            *settings_.user_band,
+            settings_.user_band->bank.value_or(bank_of(leg, lnb_, settings_.position)));
+        session.select({.voltage_18v = true});
+        rig_.judge().let_scan_keep_cable();
+        return;
+    }
+    ChipSession::receive_directly();
+    session.select(leg.cable);
+    rig_.judge().see_leg(leg.cable);
 }
 
 // Each half as far again into the scan as the one before.

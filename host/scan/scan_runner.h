@@ -41,6 +41,7 @@ class ScanRunner {
  private:
     ScannedLeg scan_leg(ChipSession &session, const ScanLeg &leg, std::size_t index,
                         std::size_t count);
+    void select(ChipSession &session, const ScanLeg &leg);
     std::vector<CalledOff> rehearse(LegScan &scan, const Attendance &attendance);
     void measure(ScannedLeg &scanned, std::size_t index, std::size_t count);
     void show(const ScanLeg &leg, std::size_t index, std::size_t count,
@@ -49,6 +50,7 @@ class ScanRunner {
     ChipRig &rig_;
     Console &console_;
     ScanSettings settings_;
+    broadcast::Lnb lnb_;
     SpectrumWish spectrum_;
     std::function<void(const ScanResult &)> watch_;
     std::uint64_t begin_ns_ = board::wall_now_ns();

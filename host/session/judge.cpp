@@ -370,7 +370,8 @@ Complaints Judge::complaints() const {
     }
     Complaints all;
     for (const sim::Complaint &complaint : world_->receiver().complaints()) {
-        if (persons_message_ && is_of_a_messages_words(complaint.offence)) {
+        if ((persons_message_ && is_of_a_messages_words(complaint.offence)) ||
+            (keeps_cable_ && complaint.offence == sim::Offence::unicable_voltage)) {
             continue;
         }
         all.push_back({to_string(complaint.offence), complaint.count, complaint.first});

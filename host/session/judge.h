@@ -74,6 +74,10 @@ class Judge {
     // The messages' bytes are a person's, and no driver's.
     void let_person_word_messages() { persons_message_ = true; }
 
+    // A Unicable unit's cable is kept at 18 V for the whole of a scan: nobody else is to have a
+    // turn, which the driver would have to let them.
+    void let_scan_keep_cable() { keeps_cable_ = true; }
+
     // A message went out on the cable.
     void see_message(std::span<const std::uint8_t> bytes);
 
@@ -146,6 +150,7 @@ class Judge {
     std::optional<std::uint64_t> counted_ns_;  // when errors were read last
     bool stays_on_ = false;
     bool persons_message_ = false;
+    bool keeps_cable_ = false;
     std::vector<Charge> charges_;
 };
 

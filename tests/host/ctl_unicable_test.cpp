@@ -391,6 +391,32 @@ TEST_F(CtlUnicable, commands_go_out_at_18_volts_and_the_cable_rests_at_13) {
                                    "line 6 = 1", "line 6 = 0"));
 }
 
+TEST_F(CtlUnicable, scan_looks_through_a_user_band) {
+    write_world({{3, 1'683}});
+
+    const Outcome run = ctl("scan --board sim:unit.toml --format json --user-band 3:1683");
+
+    EXPECT_EQ(run.status, 0) << run.err;
+    const auto result = parse_json(run.out);
+    EXPECT_EQ(breaks_schema(result, "scan"), "");
+    EXPECT_EQ(result.at("user_band").at("index"), 3);
+    std::vector<unsigned> mhz;
+    for (const auto &found : result.at("transponders")) {
+        mhz.push_back((unsigned{found.at("frequency_khz")} + 500) / 1'000);
+    }
+    EXPECT_THAT(mhz, ElementsAre(10'900U, 11'303U, 12'001U, 12'200U));
+    const Outcome second =
+        ctl("scan --board sim:unit.toml --format json --user-band 3:1683 --position B");
+    EXPECT_EQ(parse_json(second.out).at("transponders").size(), 1U);
+}
+
+TEST_F(CtlUnicable, scan_through_a_user_band_draws_no_page) {
+    write_world({{3, 1'683}});
+    EXPECT_EQ(ctl("scan --board sim:unit.toml --user-band 3:1683 --report page.html").status, 2);
+    EXPECT_EQ(ctl("scan --board sim:unit.toml --position B").status, 2);
+    EXPECT_EQ(ctl("scan --board sim:unit.toml --user-band 1683").status, 2);
+}
+
 TEST_F(CtlUnicable, tables_name_the_transponder_too) {
     write_world({{0, 1'213}});
     write_file("Small", table_row(12700000, 30000000, "Far Away"));

@@ -58,6 +58,10 @@ TEST(UserBand, bank_follows_from_position_polarisation_and_band) {
         plan.lof_khz = choice.lof_khz;
         plan.voltage_18v = choice.voltage_18v ? 1 : 0;
         EXPECT_EQ(bank_of(plan, universal, choice.position), choice.bank);
+        host::ScanLeg leg;
+        leg.lof_khz = choice.lof_khz;
+        leg.cable.voltage_18v = choice.voltage_18v;
+        EXPECT_EQ(bank_of(leg, universal, choice.position), choice.bank);
     }
     host::TunePlan single{};
     single.lof_khz = 5'150'000;
