@@ -79,8 +79,10 @@ void Acquisition::start(const CarrierSearch &search, std::uint64_t now_ns, doubl
     left_ = false;
 }
 
-void Acquisition::see(const FoundCarrier &found, std::uint64_t now_ns, std::uint64_t settled_ns) {
+void Acquisition::see(const FoundCarrier &found, std::uint64_t now_ns, std::uint64_t settled_ns,
+                      std::uint64_t way_ns) {
     settle(now_ns);
+    way_ns_ = way_ns;
     switch (phase_) {
         case Phase::idle:
             return;
@@ -131,15 +133,18 @@ void Acquisition::enter(Phase next) {
 // The carrier as the converters deliver it.
 void Acquisition::take(const FoundCarrier &found) {
     found_ = found;
+    const std::uint64_t last_ns = std::max(settled_ns_, way_ns_);
     if (found.locks_at_times() && search_.loops_astray) {
         found_.reason = Reason::capture_range;
         found_.wavers = false;
         found_.text = "the loops ran away from the last lock, and the core was not reset";
-    } else if (found.locks_at_times() && settled_ns_ > gain_ns_) {
+    } else if (found.locks_at_times() && last_ns > gain_ns_) {
         found_.reason = Reason::tuner_agc;
         found_.wavers = false;
-        found_.text = fmt::format("the gain was set {:.1f} ms before the tuner had settled",
-                                  static_cast<double>(settled_ns_ - gain_ns_) * 1e-6);
+        found_.text = fmt::format(
+            "the gain was set {:.1f} ms before {}", static_cast<double>(last_ns - gain_ns_) * 1e-6,
+            last_ns == way_ns_ ? "voltage, tone or switch led to another signal"
+                               : "the tuner had settled");
     }
 }
 

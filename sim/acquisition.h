@@ -12,12 +12,12 @@ namespace sim {
 // The micro-controller's search for a carrier, as it goes on in time, and what becomes of its lock.
 //
 // A search begins when the micro-controller is let go, and at no other time. After 3 ms of start-up
-// it sets the gain (2 ms), once for the whole search: a tuner that has not settled by then leaves
-// the converters driven wrongly to its end. It recovers the timing (20000 symbols; a wide search
-// tries as many at each hundredth of the symbol rate, on either side in turn, until it is near),
-// sweeps the carrier frequency outwards from the expected one in steps of a quarter of the symbol
-// rate, 4000 symbols each, and decodes: ten super-frames of eight packets for DVB-S, five frames
-// for DVB-S2.
+// it sets the gain (2 ms), once for the whole search: a tuner that has not settled by then, or
+// another voltage, tone or dish after it, leaves the converters driven wrongly to its end. It
+// recovers the timing (20000 symbols; a wide search tries as many at each hundredth of the symbol
+// rate, on either side in turn, until it is near), sweeps the carrier frequency outwards from the
+// expected one in steps of a quarter of the symbol rate, 4000 symbols each, and decodes: ten
+// super-frames of eight packets for DVB-S, five frames for DVB-S2.
 // Sweeps follow each other until one passes over a carrier that locks, for 150 ms at least, or
 // 300 ms once frame headers of DVB-S2 are seen. A carrier of which no frame is ever understood, as
 // of the other standard, ends the search with its first sweep. Then the micro-controller waits to
@@ -55,8 +55,9 @@ class Acquisition {
     // that little margin spoils.
     void start(const CarrierSearch &search, std::uint64_t now_ns, double luck);
     // What the chip receives from a time on, which is the latest it has been told. The tuner behind
-    // it is settled from `settled_ns` on.
-    void see(const FoundCarrier &found, std::uint64_t now_ns, std::uint64_t settled_ns);
+    // it is settled from `settled_ns` on; voltage, tone and switch are as they are since `way_ns`.
+    void see(const FoundCarrier &found, std::uint64_t now_ns, std::uint64_t settled_ns,
+             std::uint64_t way_ns);
     // Let everything have happened that comes with time, before it is asked what there is.
     void settle(std::uint64_t now_ns) {
         for (Phase next = phase_at(now_ns); next != phase_; next = phase_at(now_ns)) {
@@ -132,7 +133,8 @@ class Acquisition {
     std::uint64_t carrier_ns_ = 0;
     std::uint64_t lock_ns_ = never;
     std::uint64_t end_ns_ = never;
-    std::uint64_t drop_ns_ = never;          // when a lock ends by itself
+    std::uint64_t drop_ns_ = never;  // when a lock ends by itself
+    std::uint64_t way_ns_ = 0;
     std::uint64_t settled_ns_ = 0;           // the tuner, when the gain was set
     const Carrier *held_carrier_ = nullptr;  // the one that the loops follow
     double held_khz_ = 0;

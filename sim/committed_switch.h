@@ -36,6 +36,7 @@ class CommittedSwitch {
     struct Choice {
         bool volts_18 = false;
         bool high_band = false;
+        bool operator==(const Choice &) const = default;
     };
     [[nodiscard]] std::optional<Choice> choice() const;
 

@@ -420,7 +420,7 @@ void Demodulator::refresh() {
         count_restart();
     }
     acquisition_.see(jammed_ && search_.wide ? nothing_in_a_jam() : source_->find(search_),
-                     changed_ns_, source_->settled_ns());
+                     changed_ns_, source_->settled_ns(), source_->way_ns());
     if (!acquisition_.is_left()) {
         received_way_ = source_->way();
     }

@@ -41,6 +41,7 @@ class SignalSource {
     virtual std::uint8_t agc() = 0;             // the demodulator's part of the gain
     virtual std::uint64_t calibrated_ns() = 0;  // when the tuner's last calibration is over
     virtual std::uint64_t settled_ns() = 0;     // when its gain has settled after that
+    virtual std::uint64_t way_ns() = 0;         // when the way from the sky last changed
     virtual SignalWay way() = 0;
 
  protected:

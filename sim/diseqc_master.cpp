@@ -49,8 +49,8 @@ void DiseqcMaster::power_on() {
     busy_until_ns_ = 0;
     data_ = {};
     reply_ = {};
+    fresh_ = false;
     set_due();
-    outdoor_->set_tone(false);
 }
 
 void DiseqcMaster::set_powered(bool powered, std::uint64_t now_ns) {
@@ -98,7 +98,7 @@ void DiseqcMaster::advance(std::uint64_t now_ns) {
             timing_.begin(CableTiming::Kind::tone, tone_due_ns_, "the tone");
             tone_is_on_ = true;
             tone_due_ns_ = never;
-            outdoor_->set_tone(true);
+            outdoor_->set_tone(true, due_ns_);
         } else if (!begun_) {
             begin_on_cable();
         } else {
@@ -185,7 +185,7 @@ void DiseqcMaster::end_tone(std::uint64_t now_ns) {
     if (tone_is_on_) {
         tone_is_on_ = false;
         timing_.end(now_ns);
-        outdoor_->set_tone(false);
+        outdoor_->set_tone(false, now_ns);
     }
 }
 
@@ -213,12 +213,34 @@ void DiseqcMaster::start(Operation operation, std::uint64_t now_ns) {
     if (!is_message) {
         return;
     }
+    fresh_ = false;
     ++messages_started_;
     outdoor_->master_sends(from_ns_, to_ns_);
     const Fault *fault = fault_that_meets(faults_, Fault::Kind::diseqc_busy, messages_started_);
     if (fault != nullptr) {
         busy_until_ns_ = fault->busy_ms ? now_ns + *fault->busy_ms * master_ns_per_ms : never;
     }
+}
+
+DiseqcMaster::Operation DiseqcMaster::operation_of(std::uint8_t control) {
+    if ((control & reg::diseqc_busy) != 0) {
+        return Operation::none;
+    }
+    switch (control & reg::diseqc_operation_mask) {
+        case reg::diseqc_send_message:
+            return Operation::message;
+        case reg::diseqc_burst_a:
+            return Operation::burst_a;
+        case reg::diseqc_burst_b:
+            return Operation::burst_b;
+        default:
+            return Operation::none;
+    }
+}
+
+// With the output stopped a burst does not begin, nor what was sent already.
+bool DiseqcMaster::begins(Operation operation) const {
+    return (output_ & reg::diseqc_off) == 0 || (operation == Operation::message && fresh_);
 }
 
 void DiseqcMaster::write_control(std::uint8_t value, std::uint64_t now_ns) {
@@ -230,15 +252,12 @@ void DiseqcMaster::write_control(std::uint8_t value, std::uint64_t now_ns) {
     busy_until_ns_ = 0;
     control_ = value;
     continuous_ = !ends && operation == reg::diseqc_tone;
-    if (!ends && operation == reg::diseqc_send_message) {
-        start(Operation::message, now_ns);
-    } else if (!ends && operation == reg::diseqc_burst_a) {
-        start(Operation::burst_a, now_ns);
-    } else if (!ends && operation == reg::diseqc_burst_b) {
-        start(Operation::burst_b, now_ns);
+    const Operation told = operation_of(value);
+    if (told != Operation::none && begins(told)) {
+        start(told, now_ns);
     }
     plan_tone(now_ns);
-    const bool chooses_tone = !ends && (operation == reg::diseqc_tone || operation == 0);
+    const bool chooses_tone = !ends && operation_ == Operation::none;
     outdoor_->master_set_up(
         output_, chooses_tone ? std::optional(continuous_ && output_is_open()) : std::nullopt,
         now_ns);
@@ -263,6 +282,7 @@ void DiseqcMaster::write(std::uint8_t reg, std::uint8_t value, std::uint64_t now
         write_output(value, now_ns);
     } else if (reg < reg::diseqc_reply_errors) {
         data_.at(reg - reg::diseqc_data) = value;
+        fresh_ = true;
     }
     set_due();
     advance(now_ns);
@@ -285,9 +305,10 @@ bool DiseqcMaster::is_busy(std::uint64_t now_ns) const { return now_ns < busy_un
 std::uint8_t DiseqcMaster::read(std::uint8_t reg, std::uint64_t now_ns) const {
     if (reg == reg::diseqc_control) {
         const auto count = static_cast<unsigned>(replied(now_ns)) << reg::diseqc_length_shift;
-        return static_cast<std::uint8_t>((control_ & reg::diseqc_expect_reply) | count |
-                                         (is_busy(now_ns) ? reg::diseqc_busy : 0) |
-                                         (continuous_ ? reg::diseqc_tone : 0));
+        const bool was_ended = (control_ & reg::diseqc_busy) != 0;
+        const unsigned operation = was_ended ? 0U : control_ & unsigned{reg::diseqc_operation_mask};
+        return static_cast<std::uint8_t>((control_ & reg::diseqc_expect_reply) | count | operation |
+                                         (is_busy(now_ns) ? reg::diseqc_busy : 0));
     }
     if (reg == reg::diseqc_output) {
         return output_;

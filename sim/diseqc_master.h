@@ -68,6 +68,8 @@ class DiseqcMaster {
 
     void write_control(std::uint8_t value, std::uint64_t now_ns);
     void write_output(std::uint8_t value, std::uint64_t now_ns);
+    [[nodiscard]] static Operation operation_of(std::uint8_t control);
+    [[nodiscard]] bool begins(Operation operation) const;
     void start(Operation operation, std::uint64_t now_ns);
     void end_operation(std::uint64_t now_ns, const std::string &by);
     void end_reply(std::uint64_t now_ns, const std::string &by);
@@ -97,6 +99,7 @@ class DiseqcMaster {
     std::uint64_t tone_due_ns_ = never;
     Operation operation_ = Operation::none;
     bool begun_ = false;
+    bool fresh_ = false;  // bytes were written since the last message
     bool reaches_cable_ = false;
     bool stands_apart_ = false;
     std::uint64_t from_ns_ = 0;

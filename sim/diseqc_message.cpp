@@ -36,6 +36,13 @@ bool asks_for_reply(std::uint8_t framing) { return (framing & 0x02U) != 0; }
 
 bool is_master_frame(std::uint8_t framing) { return framing >= 0xE0 && framing <= 0xE3; }
 
+bool is_repetition(std::uint8_t framing) { return (framing & 0x01U) != 0; }
+
+bool is_repetition_of(std::span<const std::uint8_t> bytes, std::span<const std::uint8_t> before) {
+    return bytes.size() == before.size() && !bytes.empty() && bytes[0] == (before[0] | 0x01U) &&
+           std::equal(bytes.begin() + 1, bytes.end(), before.begin() + 1);
+}
+
 std::string fault_of_form(std::span<const std::uint8_t> bytes, bool listens) {
     if (bytes.size() < shortest) {
         return "shorter than framing, address and command";

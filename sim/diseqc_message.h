@@ -14,6 +14,10 @@ namespace sim {
 bool asks_for_reply(std::uint8_t framing);
 bool is_master_frame(std::uint8_t framing);
 
+// Whether it tells devices that this message was sent before, and whether it was.
+bool is_repetition(std::uint8_t framing);
+bool is_repetition_of(std::span<const std::uint8_t> bytes, std::span<const std::uint8_t> before);
+
 // What is wrong with a message that the master sent, and with listening for a reply or not; empty
 // for nothing. Commands that are not known here may have any length.
 std::string fault_of_form(std::span<const std::uint8_t> bytes, bool listens);

@@ -70,24 +70,36 @@ void Outdoor::supply_changed(std::uint64_t now_ns) {
     }
 }
 
+void Outdoor::note_way(std::uint64_t now_ns) {
+    const Way now{volts(), port(), switch_ ? switch_->choice() : std::nullopt, tone()};
+    if (!unicable_ && now != way_) {
+        way_ = now;
+        way_ns_ = now_ns;
+    }
+}
+
 void Outdoor::set_supply_enable(bool on, std::uint64_t now_ns) {
     supply_.set_enable(on, now_ns);
     supply_changed(now_ns);
+    note_way(now_ns);
 }
 
 void Outdoor::set_supply_18v(bool on, std::uint64_t now_ns) {
     supply_.set_18v(on, now_ns);
     supply_changed(now_ns);
+    note_way(now_ns);
 }
 
-void Outdoor::set_tone(bool on) {
+void Outdoor::set_tone(bool on, std::uint64_t now_ns) {
     changes_ += on != tone_ ? 1 : 0;
     tone_ = on;
+    note_way(now_ns);
 }
 
 void Outdoor::set_lnbh23(std::uint8_t control, std::uint64_t now_ns) {
     supply_.set_lnbh23(control, now_ns);
     supply_changed(now_ns);
+    note_way(now_ns);
 }
 
 void Outdoor::set_weather(const Weather &weather, std::uint64_t now_ns) {
@@ -97,7 +109,7 @@ void Outdoor::set_weather(const Weather &weather, std::uint64_t now_ns) {
 }
 
 void Outdoor::brown_out(std::uint64_t now_ns) {
-    set_tone(false);
+    set_tone(false, now_ns);
     supply_.lose_control();
     supply_changed(now_ns);
 }

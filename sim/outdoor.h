@@ -77,7 +77,7 @@ class Outdoor {
     void set_supply_enable(bool on, std::uint64_t now_ns);
     void set_supply_18v(bool on, std::uint64_t now_ns);
     void set_lnbh23(std::uint8_t control, std::uint64_t now_ns);
-    void set_tone(bool on);
+    void set_tone(bool on, std::uint64_t now_ns);
     void set_weather(const Weather &weather, std::uint64_t now_ns);
     void brown_out(std::uint64_t now_ns);
 
@@ -102,6 +102,12 @@ class Outdoor {
 
     // Grows whenever what is on the cable may have changed.
     [[nodiscard]] std::uint64_t changes() const { return changes_; }
+
+    // When voltage, tone or switch last led another way to the sky. The weather leads nowhere, and
+    // to a Unicable unit all of them are one.
+    [[nodiscard]] std::uint64_t way_ns() const { return way_ns_; }
+    // Of the last burst that could be heard: 'A' or 'B'.
+    [[nodiscard]] std::optional<char> last_burst() const { return last_burst_; }
 
     // Where a carrier lies behind the oscillator that is meant for it, without drift.
     [[nodiscard]] std::uint32_t lnb_if_of(const broadcast::Transponder &transponder) const;
@@ -133,6 +139,17 @@ class Outdoor {
  private:
     [[nodiscard]] bool powered() const { return volts() != 0 && !weather_.cable_pulled; }
     [[nodiscard]] bool is_hit(Fault::Kind kind) const;
+    // What leads to a part of the sky.
+    struct Way {
+        unsigned volts = 0;
+        unsigned port = 0;
+        std::optional<CommittedSwitch::Choice> told = {};
+        bool tone = false;
+        bool operator==(const Way &) const = default;
+    };
+
+    void note_way(std::uint64_t now_ns);
+    [[nodiscard]] bool repeats_the_last(std::span<const std::uint8_t> bytes) const;
     void supply_changed(std::uint64_t now_ns);
     [[nodiscard]] bool is_awake(std::uint64_t at_ns) const;
     void judge(const SentMessage &sent);
@@ -163,6 +180,9 @@ class Outdoor {
     broadcast::Lnb lnb_;
     Weather weather_;
     bool tone_ = false;
+    Way way_;
+    std::uint64_t way_ns_ = 0;
+    std::optional<char> last_burst_;
     unsigned volts_before_ = 0;
     std::uint64_t powered_since_ns_ = 0;
     std::uint64_t volts_since_ns_ = 0;

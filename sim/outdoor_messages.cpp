@@ -65,6 +65,8 @@ void Outdoor::judge(const SentMessage &sent) {
     const std::string fault = fault_of_form(sent.bytes, sent.listens);
     if (!fault.empty()) {
         complain_of(Offence::message_framing, sent, fault);
+    } else if (is_repetition(sent.bytes[0]) && !repeats_the_last(sent.bytes)) {
+        complain_of(Offence::message_framing, sent, "repeats a message that was not sent");
     }
     if (supply_.asked_volts() == 0) {
         complain_of(Offence::message_unheard, sent, "the LNB supply is off");
@@ -80,6 +82,10 @@ void Outdoor::judge(const SentMessage &sent) {
                     fmt::format("the supply changed to {} V in the middle of it", volts()));
     }
     judge_choice(sent);
+}
+
+bool Outdoor::repeats_the_last(std::span<const std::uint8_t> bytes) const {
+    return !messages_.empty() && is_repetition_of(bytes, messages_.back());
 }
 
 void Outdoor::judge_choice(const SentMessage &sent) {
@@ -116,9 +122,13 @@ std::vector<std::uint8_t> Outdoor::message(const SentMessage &sent) {
 }
 
 void Outdoor::burst(bool b, bool stands_apart, std::uint64_t from_ns) {
+    if (stands_apart) {
+        last_burst_ = b ? 'B' : 'A';
+    }
     if (switch_ && stands_apart && supply_.passes_tone() && is_awake(from_ns)) {
         switch_->hear_burst(b);
         ++changes_;
+        note_way(from_ns);
     }
 }
 
@@ -141,7 +151,9 @@ std::vector<std::uint8_t> Outdoor::obey(std::span<const std::uint8_t> bytes, boo
         return {};
     }
     ++changes_;
-    return switch_->obey(bytes, stuck);
+    std::vector<std::uint8_t> reply = switch_->obey(bytes, stuck);
+    note_way(now_ns);
+    return reply;
 }
 
 bool Outdoor::voltage_suits_unicable(const SentMessage &sent) {

@@ -80,6 +80,7 @@ class Receiver::Impl final : public SignalSource {
         (void)passband();
         return tuner_output_.settled_ns;
     }
+    std::uint64_t way_ns() override { return outdoor_.way_ns(); }
     SignalWay way() override {
         (void)passband();
         return {tuner_output_.lo_khz, outdoor_.volts(), outdoor_.tone(), outdoor_.port()};
@@ -593,6 +594,10 @@ bool Receiver::tone() const {
 bool Receiver::tone_is_due() const {
     impl_->catch_up();
     return impl_->demodulator().diseqc().tone_is_due();
+}
+std::optional<char> Receiver::last_burst() const {
+    impl_->catch_up();
+    return impl_->outdoor().last_burst();
 }
 unsigned Receiver::switch_port() const {
     impl_->catch_up();

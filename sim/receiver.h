@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -83,6 +84,8 @@ class Receiver final : public board::Board {
     // The tone is chosen and begins when the silence before it is over.
     [[nodiscard]] bool tone_is_due() const;
     [[nodiscard]] unsigned switch_port() const;
+    // The last tone burst that could be heard, 'A' or 'B'.
+    [[nodiscard]] std::optional<char> last_burst() const;
     [[nodiscard]] const std::vector<std::vector<std::uint8_t>> &diseqc_messages() const;
 
     // Power density on the cable over the noise's, in dB, at low, low + step and so on up to high:

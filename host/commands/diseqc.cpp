@@ -180,7 +180,9 @@ ExitStatus put_on_cable(Program &program, std::string_view command, const CableT
         if (task.worded_by_person) {
             rig.judge().let_person_word_messages();
         }
-        if (!task.message.empty()) {
+        if (task.message.empty()) {
+            rig.judge().see_burst(task.burst_b);
+        } else {
             rig.judge().see_message(task.message);
         }
         rig.judge().see_leg({supply.volts == 18, supply.tone, 0});

@@ -243,7 +243,8 @@ class Explainer {
         }
     }
 
-    // The master takes a message byte by byte and sends it when told how many they are.
+    // The master takes a message byte by byte and sends it when told how many they are; not with
+    // its output stopped, where the tone's choice writes back what the register still holds.
     void explain_diseqc(const RegisterAccess &access, Explanation &line) {
         const unsigned place = access.address - unsigned{demod::diseqc_data};
         if (access.address >= demod::diseqc_data && place < longest_diseqc_message) {
@@ -254,7 +255,8 @@ class Explainer {
                 reply_.push_back(access.value);
             }
         } else if (access.writes(DEMOD_ADDRESS, demod::diseqc_control) &&
-                   (access.value & demod::diseqc_send_message) == demod::diseqc_send_message) {
+                   (access.value & demod::diseqc_send_message) == demod::diseqc_send_message &&
+                   (demod_[demod::diseqc_output] & demod::diseqc_off) == 0) {
             const auto length = 1U + ((access.value & unsigned{demod::diseqc_length_mask}) >>
                                       unsigned{demod::diseqc_length_shift});
             const auto *begin = demod_.data() + demod::diseqc_data;

@@ -126,6 +126,18 @@ void Judge::see_leg(const CableLeg &leg) {
     }
 }
 
+void Judge::see_burst(bool b) {
+    if (!can_judge_figures()) {
+        return;
+    }
+    const char asked = b ? 'B' : 'A';
+    const std::optional<char> seen = world_->receiver().last_burst();
+    if (seen != asked) {
+        charge("burst wrong", fmt::format("burst {} was to go out on the cable, {} did", asked,
+                                          seen ? std::string(1, *seen) : "none"));
+    }
+}
+
 void Judge::see_message(std::span<const std::uint8_t> bytes) {
     if (!can_judge_figures()) {
         return;

@@ -107,6 +107,9 @@ class Judge {
     // The gain, in dB, that the tuner and the demodulator needed just now.
     void hear_gain(double gain_db);
 
+    // A tone burst went out on the cable.
+    void see_burst(bool b);
+
     // A user band that was found, and whether the driver takes it for one.
     void hear_user_band(std::uint32_t frequency_mhz, bool valid);
 

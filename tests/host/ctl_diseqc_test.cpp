@@ -58,7 +58,7 @@ TEST_F(CtlDiseqc, switch_is_told_its_port_between_two_silences) {
                                                "gpio 7 1\n"
                                                "gpio 6 1\n"
                                                "wait 15000\n"
-                                               "read demod A1 -> 00\n"
+                                               "read demod A1 -> 07\n"
                                                "read demod A2 -> 80\n"
                                                "write demod A2 00\n"
                                                "write demod A1 04\n"));

@@ -378,12 +378,16 @@ TEST_F(CtlUnicable, commands_go_out_at_18_volts_and_the_cable_rests_at_13) {
     ASSERT_EQ(tune("3:1683", vertical_low, "--trace trace.txt").status, 0);
 
     std::vector<std::string> order;
+    bool is_stopped = false;
     for (const auto &event : trace::parse_transcript(read_file("trace.txt"), "trace.txt")) {
         if (event.kind == trace::EventKind::gpio) {
             order.push_back(fmt::format("line {} = {}", event.line, event.value));
         } else if (event.kind == trace::EventKind::write && event.address == 0xD0 &&
+                   event.sent.size() == 2 && event.sent[0] == 0xA2) {
+            is_stopped = (event.sent[1] & 0x80) != 0;
+        } else if (event.kind == trace::EventKind::write && event.address == 0xD0 &&
                    event.sent.size() == 2 && event.sent[0] == 0xA1 &&
-                   (event.sent[1] & 0x07) == 0x07) {
+                   (event.sent[1] & 0x07) == 0x07 && !is_stopped) {
             order.emplace_back("message");
         }
     }

@@ -7,6 +7,7 @@
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/connect.h"
 #include "ds3000/demod/lock.h"
+#include "ds3000/diseqc/diseqc.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/tuner/ts2022.h"
 #include "tests/sim/receiver_test.h"
@@ -62,6 +63,33 @@ TEST_F(Acquisition, wrong_tone_leaves_no_carrier) {
 
     EXPECT_FALSE(locks());
     EXPECT_THAT(receiver().verdict(), HasReason(Reason::no_carrier));
+}
+
+// The search sets its gain 5 ms after it began.
+TEST_F(Acquisition, way_that_changes_during_the_search_costs_the_lock) {
+    start();
+    supply(true, true);
+    tone(true, true);
+    connect(1050, 22'000, STANDARD_DVBS);
+    sleep_ms(10);
+    lnb_control(1, 0, 1, 0);
+
+    EXPECT_FALSE(locks());
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::tuner_agc));
+    EXPECT_THAT(receiver().verdict().text,
+                HasSubstr("before voltage, tone or switch led to another signal"));
+    connect(1050, 22'000, STANDARD_DVBS);
+    EXPECT_TRUE(locks());
+}
+
+TEST_F(Acquisition, way_that_changes_before_the_gain_is_set_does_not) {
+    start();
+    supply(true, true);
+    tone(true, true);
+    connect(1050, 22'000, STANDARD_DVBS);
+    lnb_control(1, 0, 1, 0);
+
+    EXPECT_TRUE(locks());
 }
 
 TEST_F(Acquisition, wrong_divider_leaves_no_carrier) {

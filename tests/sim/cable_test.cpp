@@ -264,7 +264,7 @@ TEST_P(CableForm, of_a_message_fits_its_command) {
 INSTANTIATE_TEST_SUITE_P(
     forms, CableForm,
     testing::Values(Form{{0xE0, 0x10, 0x38, 0xF0}, false, ""},
-                    Form{{0xE1, 0x10, 0x38, 0xF0}, false, ""},
+                    Form{{0xE1, 0x10, 0x38, 0xF0}, false, "repeats a message that was not sent"},
                     Form{{0xE2, 0x10, 0x38, 0xF0}, true, ""},
                     Form{{0xE0, 0x31, 0x6E, 0xE1, 0x2C}, false, ""},
                     Form{{0xE0, 0x00, 0x03}, false, ""},
@@ -275,6 +275,55 @@ INSTANTIATE_TEST_SUITE_P(
                     Form{{0xE0, 0x00, 0x5A, 0x00}, false, "4 bytes, the command has 5"},
                     Form{{0xE0, 0x10}, false, "shorter than framing"},
                     Form{{0x70, 0x10, 0x38, 0xF0}, false, "none of a master's"}));
+
+TEST_F(Cable, message_may_be_repeated_after_it_was_sent) {
+    start_at_13v();
+
+    send({0xE0, 0x10, 0x38, 0xF0});
+    send({0xE1, 0x10, 0x38, 0xF0});
+    send({0xE1, 0x10, 0x38, 0xF0});
+    EXPECT_EQ(first_of(Offence::message_framing), "");
+    send({0xE1, 0x10, 0x38, 0xF4});
+    EXPECT_THAT(first_of(Offence::message_framing),
+                HasSubstr("E1 10 38 F4: repeats a message that was not sent"));
+}
+
+TEST_F(Cable, last_burst_that_was_heard_is_known) {
+    start_at_13v();
+    EXPECT_EQ(receiver().last_burst(), std::nullopt);
+
+    diseqc_send_burst(1, 0);
+    EXPECT_EQ(receiver().last_burst(), 'B');
+    sleep_ms(20);
+    diseqc_send_burst(0, 0);
+    EXPECT_EQ(receiver().last_burst(), 'A');
+}
+
+// Bits 2..0 of 0xA1 keep the operation. With the output stopped they start nothing again.
+TEST_F(Cable, control_register_written_back_with_the_output_stopped_sends_nothing) {
+    start_at_13v();
+    send({0xE0, 0x10, 0x38, 0xF0});
+
+    EXPECT_EQ(peek(0xA1), 0x07);
+    poke(0xA1, 0x07);
+    sleep_ms(100);
+
+    EXPECT_EQ(receiver().diseqc_messages().size(), 1U);
+    EXPECT_THAT(receiver().complaints(), IsEmpty());
+}
+
+TEST_F(Cable, control_register_written_back_with_the_output_open_sends_again) {
+    start_at_13v();
+    send({0xE0, 0x10, 0x38, 0xF0});
+
+    poke(0xA2, 0x01);
+    poke(0xA1, 0x07);
+    sleep_ms(100);
+
+    ASSERT_EQ(receiver().diseqc_messages().size(), 2U);
+    EXPECT_THAT(receiver().diseqc_messages()[1], testing::ElementsAre(0xE0));
+    EXPECT_FALSE(receiver().tone());
+}
 
 TEST_F(Cable, switch_is_told_the_voltage_and_band_that_it_gets) {
     start_at_13v();

@@ -92,14 +92,14 @@ TEST_F(Recovery, search_that_gave_up_misses_a_carrier_that_comes_later) {
 }
 
 TEST_F(Recovery, search_that_goes_on_finds_a_carrier_that_comes_meanwhile) {
+    rain(0, 2'000);
     start();
     supply(true, true);
-    tone(true, true);
-    connect(1050, 22'000, STANDARD_DVBS);
-    sleep_ms(100);
-    EXPECT_EQ(peek(0xB3), 0x10);
-
     tone(false, true);
+    sleep_until_ms(1'850);
+    connect(1050, 22'000, STANDARD_DVBS);
+    sleep_until_ms(1'990);
+    EXPECT_EQ(peek(0xB3), 0x10);
 
     EXPECT_TRUE(locks());
     EXPECT_EQ(receiver().verdict().restarts, 0U);

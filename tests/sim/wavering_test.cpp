@@ -74,7 +74,7 @@ class WaveringSearch {
         sim::CarrierSearch search;
         search.symbol_rate_ksps = 22'000;
         acquisition_.start(search, 0, 0);
-        acquisition_.see(found, 0, 0);
+        acquisition_.see(found, 0, 0, 0);
     }
 
     bool is_locked_at(std::uint64_t ms) {
