@@ -100,6 +100,12 @@ void Conduct::end_init(const board::HostCall &call) {
     if (call.answer == 0 || !use_) {
         return;
     }
+    if (chips_are_up_ && use_->writes != 0) {
+        complain(
+            Offence::chips_disturbed,
+            fmt::format("init wrote {} times to chips that another Tuner has up", use_->writes));
+    }
+    chips_are_up_ = true;
     Life life{.tuner = call.tuner};
     if (clock_->created_threads() > use_->threads_before) {
         life.thread = clock_->created_threads();
@@ -135,6 +141,7 @@ void Conduct::end_finalize(const board::HostCall &call, const Aftermath &afterma
         life->phase = Phase::ended;
     }
     chips_sleep_ = aftermath.demodulator_asleep && aftermath.tuner_asleep;
+    chips_are_up_ = false;
     if (use_ && use_->refused != 0) {
         return;
     }
@@ -208,6 +215,7 @@ void Conduct::judge_mutex() {
 void Conduct::judge_transfer(const Transfer &transfer, unsigned thread) {
     if (use_ && thread == use_->thread) {
         ++use_->transfers;
+        use_->writes += transfer.kind == Transfer::Kind::write ? 1 : 0;
         use_->refused += transfer.acknowledged || transfer.kind == Transfer::Kind::probe ? 0 : 1;
         if (intrusion_) {
             complain(Offence::two_threads, *intrusion_);

@@ -37,6 +37,7 @@ struct Aftermath {
 // - A lock is told only when the last complete poll was told one by the chip. A tune leaves what is
 //   told alone until the first poll after it: a host that asks at once would blank its picture, or
 //   show one that is not there.
+// - An init beside a Tuner that is up leaves the chips alone: they receive for that one.
 // - After finalize the thread is gone and joined, supply and chips are off: what a receiver in
 //   standby draws is on its type plate. After free the bus is somebody else's.
 class Conduct {
@@ -98,6 +99,7 @@ class Conduct {
         unsigned threads_before;
         std::uint64_t transfers = 0;
         std::uint64_t refused = 0;  // of them
+        std::uint64_t writes = 0;   // of them, to either chip
     };
 
     // Nearly every transfer is one more of a poll that has begun, while the host asks for nothing.
@@ -142,7 +144,8 @@ class Conduct {
     std::optional<Use> use_;
     std::optional<std::string> intrusion_;  // a transfer that may turn out to be one
     std::uint64_t blocked_locks_ = 0;
-    bool chips_sleep_ = false;  // since a finalize
+    bool chips_sleep_ = false;   // since a finalize
+    bool chips_are_up_ = false;  // since an init
 };
 
 }  // namespace sim

@@ -38,7 +38,8 @@ constexpr std::array offence_names{"tuner transfer without the repeater",
                                    "thread left running",
                                    "supply left on",
                                    "chip left awake",
-                                   "bus left open"};
+                                   "bus left open",
+                                   "chips that were up woken again"};
 static_assert(offence_names.size() == offence_count);
 
 std::string device_name(std::uint8_t address) {

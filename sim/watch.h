@@ -41,7 +41,8 @@ enum class Offence {
     thread_left_running,         // after finalize
     supply_left_on,              // after finalize
     chip_left_awake,             // after finalize
-    bus_left_open                // after free
+    bus_left_open,               // after free
+    chips_disturbed              // an init that writes to chips that an earlier one left up
 };
 inline constexpr std::size_t offence_count = 26;
 

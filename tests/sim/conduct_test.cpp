@@ -99,6 +99,21 @@ class Conducting : public ReceiverTest {
     std::optional<Thread> thread_;
 };
 
+TEST_F(Conducting, init_beside_a_tuner_that_is_up_leaves_the_chips_alone) {
+    init_with_polling_thread();
+
+    begin(Operation::init);
+    end(Operation::init);
+    EXPECT_THAT(offences(), IsEmpty());
+    begin(Operation::init);
+    poke(0x23, 0x07);
+    end(Operation::init);
+
+    EXPECT_THAT(offences(), ElementsAre(Offence::chips_disturbed));
+    EXPECT_THAT(first_complaint(), HasSubstr("init wrote 1 times"));
+    join();
+}
+
 TEST_F(Conducting, life_as_it_should_be_is_not_complained_of) {
     init_with_polling_thread();
     sleep_ms(1'000);
