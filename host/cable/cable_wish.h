@@ -16,7 +16,7 @@ struct CableWish {
     std::uint32_t if_khz = 0;
 };
 
-// Of a request that leaves voltage and tone to polarisation and band.
+// Of a request that leaves the tone to the band.
 CableWish wish_of(const tune_request &request);
 
 }  // namespace host

@@ -29,4 +29,8 @@ tune_request request_for(const broadcast::Transponder &transponder, const broadc
     return request;
 }
 
+void fix_voltage(tune_request &request, unsigned volts) {
+    request.voltage_mode = volts == 18 ? voltage_mode_18v : voltage_mode_13v;
+}
+
 }  // namespace host

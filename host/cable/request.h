@@ -11,4 +11,12 @@ namespace host {
 tune_request request_for(const broadcast::Transponder &transponder, const broadcast::Lnb &lnb,
                          unsigned port);
 
+// The request's word 17, 0 where the polarisation chooses. Numbers of the host's own: a plug-in
+// that counts otherwise is to be found out.
+inline constexpr std::uint32_t voltage_mode_13v = 1;
+inline constexpr std::uint32_t voltage_mode_18v = 2;
+
+// Let it ask for 13 or 18 V whatever the polarisation.
+void fix_voltage(tune_request &request, unsigned volts);
+
 }  // namespace host

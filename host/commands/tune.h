@@ -14,7 +14,8 @@ enum class Via { plugin, chip };
 
 struct TuneOptions {
     TargetOptions target;
-    std::optional<Via> via;  // absent: what the job needs
+    std::optional<Via> via;         // absent: what the job needs
+    std::optional<unsigned> volts;  // absent: what the polarisation chooses
     double timeout_s = 5.0;
     bool timeout_given = false;
     bool show_plan = false;

@@ -22,10 +22,14 @@ void point_dish(Workbench &rig, const Program &program, const Target &target) {
 
 }  // namespace
 
-TuneWay prepare_way(Workbench &rig, const Program &program, const Target &target) {
+TuneWay prepare_way(Workbench &rig, const Program &program, const Target &target,
+                    std::optional<unsigned> volts) {
     const LnbSource lnbs(program.chosen_lnb(), rig.board().fitted_lnb(), {target.transponder});
     TuneWay way{lnbs.for_transponder(target.transponder), {}, {}};
     way.request = request_for(target.transponder, way.lnb, program.options.switch_port);
+    if (volts) {
+        fix_voltage(way.request, *volts);
+    }
     way.plan = plan_tune(way.request);
     if (target.any_system) {
         way.plan.standard = STANDARD_AUTO;

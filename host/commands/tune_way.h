@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <optional>
+
 #include "ds3000/plugin/channel.h"
 #include "host/cable/plan.h"
 #include "host/commands/program.h"
@@ -16,7 +18,9 @@ struct TuneWay {
 };
 
 // Choose the way, and arrange a simulated world for it.
-TuneWay prepare_way(Workbench &rig, const Program &program, const Target &target);
+// `volts` of the supply instead of what the polarisation chooses.
+TuneWay prepare_way(Workbench &rig, const Program &program, const Target &target,
+                    std::optional<unsigned> volts = {});
 
 // The members of a result that say what was asked for, and how that is reached.
 Json json_of(const Target &target, const broadcast::Lnb &lnb, const TunePlan &plan);

@@ -36,6 +36,20 @@ TEST(CableWish, band_chooses_tone_and_oscillator) {
     EXPECT_EQ(high.if_khz, 1'100'000U);
 }
 
+TEST(CableWish, voltage_may_be_asked_for_whatever_the_polarisation) {
+    broadcast::Transponder transponder;
+    transponder.polarisation = Polarisation::vertical;
+    tune_request request = host::request_for(transponder, host::lnb_named("EXTENDED"), 0);
+
+    host::fix_voltage(request, 18);
+    EXPECT_EQ(request.voltage_mode, 2U);
+    EXPECT_EQ(host::wish_of(request).volts, 18U);
+    request.polarisation = 2;
+    host::fix_voltage(request, 13);
+    EXPECT_EQ(request.voltage_mode, 1U);
+    EXPECT_EQ(host::wish_of(request).volts, 13U);
+}
+
 TEST(CableWish, oscillator_above_the_band_mirrors) {
     const CableWish c_band = wish(3'800'000, Polarisation::left, "C-BAND");
     EXPECT_EQ(c_band.if_khz, 1'350'000U);
