@@ -157,6 +157,7 @@ INSTANTIATE_TEST_SUITE_P(
         Symptom{"firmware-breaks-off", "", 4, "firmware_not_running", "firmware", "failed",
                 "no search begins"},
         Symptom{"repeater-taken", "", 4, "unknown_tuner", "tuner", "failed", "no known tuner's"},
+        Symptom{"tuner-unknown", "", 4, "unknown_tuner", "tuner", "failed", "identity C2"},
         Symptom{"bus-dies", "", 4, "bus_lost", "quality", "failed", "transfer after transfer"},
         Symptom{"power-dip", "", 4, "power_lost", "watch", "failed", "have forgotten"},
         Symptom{"unicable-collision", "--user-band 0:1210", 5, "unicable_collision", "watch",

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,6 +10,8 @@
 
 namespace tests {
 namespace {
+
+using testing::HasSubstr;
 
 const std::string recovery_folder = DS3000_SYMPTOMS;
 
@@ -156,6 +159,43 @@ TEST_F(CtlRecovery, standard_that_nobody_knows_is_found_by_trying) {
     EXPECT_GE(result.at("lock_ms"), 2'000);
     EXPECT_LE(result.at("lock_ms"), 3'800);
 }
+
+// What the table of docs/scenarios.md says of a world, and of its third line's command.
+struct KnownWorld {
+    const char *file;
+    int status;
+    const char *said;  // somewhere in what it prints
+};
+
+class CtlKnown : public CtlRecovery, public testing::WithParamInterface<KnownWorld> {};
+
+TEST_P(CtlKnown, comes_to_what_is_written_down) {
+    const std::string path = path_of(GetParam().file);
+
+    run = ctl(command_of(path) + " --board sim:" + path);
+
+    EXPECT_EQ(run.status, GetParam().status) << run.out << run.err;
+    EXPECT_THAT(run.out + run.err, HasSubstr(GetParam().said));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    shipped, CtlKnown,
+    testing::Values(KnownWorld{"identity-late", 4, "21 steps, 4 locks, 1 failed"},
+                    KnownWorld{"identity-changes", 0, "23 steps, 5 locks, 0 failed"},
+                    KnownWorld{"variant-wrong", 0, "20 steps, 4 locks, 0 failed"},
+                    KnownWorld{"power-mid-poll", 4, "the chips lost their power for a moment"},
+                    KnownWorld{"power-in-standby", 5, "35 steps, 2 locks, 7 failed"},
+                    KnownWorld{"many-standbys", 0, "62 steps, 18 locks, 0 failed"},
+                    KnownWorld{"preempted", 0, "23 steps, 5 locks, 0 failed"},
+                    KnownWorld{"search-fails", 0, "search begun anew once"},
+                    KnownWorld{"engine-dead", 7, "no transponder found"},
+                    KnownWorld{"rate-wrapped", 5, "6000 kHz is slower than the 8170 kHz"},
+                    KnownWorld{"rate-zero", 5, "6000 kHz is slower than the 7427 kHz"}),
+    [](const testing::TestParamInfo<KnownWorld> &world) {
+        std::string name = world.param.file;
+        std::replace(name.begin(), name.end(), '-', '_');
+        return name;
+    });
 
 TEST_F(CtlRecovery, chips_that_slept_for_a_moment_wake_up) {
     const auto result = run_world("short-standby");
