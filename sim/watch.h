@@ -44,7 +44,7 @@ enum class Offence {
     bus_left_open,               // after free
     chips_disturbed              // an init that writes to chips that an earlier one left up
 };
-inline constexpr std::size_t offence_count = 26;
+inline constexpr std::size_t offence_count = 27;
 
 std::string to_string(Offence offence);
 

@@ -282,7 +282,7 @@ void Judge::hear_called_off(std::uint64_t ended_in_ms) {
         return;
     }
     const std::uint64_t longest_ms =
-        rest_and_waits_ms + bits_in_ms / world_->scenario().bus_clock_hz;
+        rest_and_waits_ms + bits_in_ms / world_->scenario().board.bus_clock_hz;
     if (ended_in_ms > longest_ms) {
         charge("called off late",
                fmt::format("the scan ends {} ms after it was called off, {} ms are enough",
