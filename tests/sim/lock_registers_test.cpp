@@ -97,12 +97,12 @@ TEST_F(LockRegisters, detectors_say_everything_while_their_thresholds_move) {
 
 TEST_F(LockRegisters, carrier_loop_begins_at_0_with_each_gain_in_a_hold) {
     start();
-    for (const std::uint8_t gain : {0x68, 0x69}) {
+    for (const int gain : {0x68, 0x69}) {
         poke(0xB2, 0x01);
         preset_carrier();
         EXPECT_EQ(carrier(), 0x0123);
-        poke(gain, 0x26);
-        EXPECT_EQ(carrier(), 0) << int{gain};
+        poke(static_cast<std::uint8_t>(gain), 0x26);
+        EXPECT_EQ(carrier(), 0) << gain;
         preset_carrier();
         EXPECT_EQ(carrier(), 0x0123) << "written after the gains";
         poke(0xB2, 0x00);
