@@ -687,6 +687,7 @@ Verdict Demodulator::verdict(std::uint64_t now_ns) {
         verdict.cn_db = found.cn_db;
         verdict.cable_khz = found.cable_khz;
         verdict.inverted = found.inverted;
+        verdict.wavers = found.wavers;
         verdict.offset_khz = static_cast<std::int32_t>(std::lround(found.offset_khz));
     }
     if (!found.locks()) {

@@ -213,7 +213,7 @@ void Judge::hear(const ReceptionReading &reading) {
         return;
     }
     const sim::Verdict verdict = world_->receiver().verdict();
-    if (!verdict.locked() || !reading.locked) {
+    if (!verdict.locked() || !reading.locked || verdict.wavers) {
         counted_ns_.reset();
         return;
     }
@@ -241,6 +241,9 @@ void Judge::hear_found(const FoundCarrierFigures &found) {
         return;
     }
     const sim::Verdict verdict = world_->receiver().verdict();
+    if (verdict.wavers) {
+        return;
+    }
     if (!verdict.locked()) {
         charge("lock claimed",
                fmt::format("the scan says that {} kHz is locked: {}", found.if_khz, verdict.text));
