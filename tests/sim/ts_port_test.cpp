@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/ts_output.h"
 #include "ds3000/hw/register_access.h"
@@ -74,7 +76,7 @@ TEST(TsPort, divider_of_ds300x_differs_between_the_standards) {
 }
 
 TEST(TsPort, divider_of_ds300x_in_dvbs_has_the_master_clock_in_its_upper_bits) {
-    for (const std::uint8_t elsewhere : {0x3F, 0x7F, 0xFF}) {
+    for (const std::uint8_t elsewhere : std::array<std::uint8_t, 3>{0x3F, 0x7F, 0xFF}) {
         EXPECT_EQ(
             output_of(Chip::ds300x, System::dvbs, {.mode = 0x80, .divider = elsewhere}).clock_khz,
             0);
