@@ -277,10 +277,10 @@ void Judge::hear_list(const std::string &objection) {
 }
 
 // A second of rest, and what a search or a trial needs to come to its next look at the wish: waits,
-// and transfers, 200 ms of them on a bus of 400 kHz.
+// and transfers, 20 ms of them on a bus of 400 kHz.
 void Judge::hear_called_off(std::uint64_t ended_in_ms) {
-    constexpr std::uint64_t rest_and_waits_ms = 1'300;
-    constexpr std::uint64_t bits_in_ms = 80'000'000;
+    constexpr std::uint64_t rest_and_waits_ms = 1'280;
+    constexpr std::uint64_t bits_in_ms = 8'000'000;
     if (!can_tell() || !world_->scenario().faults.empty()) {
         return;
     }

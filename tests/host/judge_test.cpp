@@ -140,16 +140,16 @@ TEST_F(JudgeTest, hears_how_a_scan_keeps_its_list_and_ends) {
     host::FoundCarrierFigures without_code_rate = found_as(receive());
     without_code_rate.listed_code_rate.reset();
     judge.hear_list("");
-    judge.hear_called_off(1'500);
+    judge.hear_called_off(1'300);
     EXPECT_THAT(judge.complaints(), IsEmpty());
 
     judge.hear_found(without_code_rate);
     judge.hear_list("record 3 is another one");
-    judge.hear_called_off(1'501);
+    judge.hear_called_off(1'301);
 
     EXPECT_THAT(judge.complaints(),
                 ElementsAre(charge_of("list wrong", "1250450 kHz is listed with another code rate"),
-                            charge_of("called off late", "1501 ms after it was called off")));
+                            charge_of("called off late", "1301 ms after it was called off")));
 }
 
 TEST_F(JudgeTest, knows_the_rows_of_a_scan) {
