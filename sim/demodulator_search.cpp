@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::uint8_t spectrum_enable = 0x73;  // of 0x90
 // The micro-controller calibrates the engine's gain after each core reset.
-constexpr std::uint64_t engine_start_ns = 200'000'000;
+constexpr std::uint64_t engine_start_ns = 100'000'000;
 constexpr std::uint8_t first_set_up_register = 0x90;
 constexpr std::uint8_t last_set_up_register = 0x99;
 
