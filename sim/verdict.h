@@ -78,7 +78,7 @@ struct Verdict {
     bool gave_up = false;         // it looked in vain, or is held
     // With lock: of DVB-S's bits behind the Viterbi decoder, of packets else.
     double error_share = 0;
-    bool wavers = false;          // just below its threshold: locks come and go by themselves
+    bool wavers = false;  // just below its threshold: locks come and go by themselves
     TsOutput ts;
     unsigned restarts = 0;  // of the search, by the driver, since the channel was first searched
     [[nodiscard]] bool locked() const { return reason == Reason::locked; }

@@ -39,8 +39,8 @@ bool is_to_chips(const board::Transfer &transfer) {
     return carries && (transfer.address == DEMOD_ADDRESS || transfer.address == TUNER_ADDRESS);
 }
 
-// Whether what a transfer to the chips comes to says something of them: a board may call a write left
-// open done before it is on the wire.
+// Whether what a transfer to the chips comes to says something of them: a board may call a write
+// left open done before it is on the wire.
 bool tells_of_chips(const board::Transfer &transfer) {
     return transfer.stage != Stage::apart && transfer.stage != Stage::dropped &&
            (transfer.stage != Stage::opened || transfer.outcome != board::Transfer::Outcome::ok);

@@ -411,9 +411,9 @@ TEST_F(CtlUnicable, scan_looks_through_a_user_band) {
     for (const auto &found : result.at("transponders")) {
         mhz.push_back(double{found.at("frequency_khz")} / 1'000);
     }
-    EXPECT_THAT(mhz, ElementsAre(DoubleNear(10'900, most_off_mhz), DoubleNear(11'303, most_off_mhz),
-                                 DoubleNear(12'001, most_off_mhz),
-                                 DoubleNear(12'200, most_off_mhz)));
+    EXPECT_THAT(mhz,
+                ElementsAre(DoubleNear(10'900, most_off_mhz), DoubleNear(11'303, most_off_mhz),
+                            DoubleNear(12'001, most_off_mhz), DoubleNear(12'200, most_off_mhz)));
     const Outcome second =
         ctl("scan --board sim:unit.toml --format json --user-band 3:1683 --position B");
     EXPECT_EQ(parse_json(second.out).at("transponders").size(), 1U);
