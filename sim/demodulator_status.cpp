@@ -203,21 +203,21 @@ std::uint16_t Demodulator::symbol_rate_reading(std::uint64_t now_ns) const {
 }
 
 // The equaliser's 21 taps, real parts and then imaginary ones: the middle tap carries the signal,
-// the others what echoes there are - 1 % of its energy together, or 11 % when it has gone astray or
-// there is an echo on the cable.
+// at the phase in which the carrier loop happens to have locked, the others what echoes there are -
+// 1 % of its energy together, or 11 % when it has gone astray or there is an echo on the cable.
 std::uint16_t Demodulator::equaliser_tap() const {
+    constexpr unsigned taps = 21;
     constexpr unsigned middle = 10;
-    if (!running_ || !acquisition_.sees_headers()) {
-        return 0;
-    }
+    constexpr double quarter = 1.5707963267948966;
     const unsigned index = regs_.plain[reg::energy_index] >> 2;
-    if (index > 20) {
+    if (!running_ || !acquisition_.sees_headers() || index >= 2 * taps) {
         return 0;
     }
-    if (index == middle) {
-        return 400;
-    }
-    return search_.diverged || echo_ ? 30 : 8;
+    const unsigned tap = index % taps;
+    const double phase = quarter * static_cast<double>(receptions_ % 4) + 0.6 + tap;
+    const double amplitude = tap == middle ? 400 : search_.diverged || echo_ ? 30 : 8;
+    const double part = amplitude * (index < taps ? std::cos(phase) : std::sin(phase));
+    return static_cast<std::uint16_t>(std::lround(part) & 0x3FF);
 }
 
 std::uint8_t Demodulator::dvbs_snr() {
@@ -373,7 +373,7 @@ std::uint8_t Demodulator::read_dvbs2_status(std::uint8_t reg, std::uint64_t now_
             if (is_locked) {
                 measure_dvbs2_noise();
             }
-            return is_locked ? low_byte(dvbs2_noise_ & 0x3FU) : std::uint8_t{0};
+            return low_byte((regs_.plain[reg] & 0xC0U) | (is_locked ? dvbs2_noise_ & 0x3FU : 0U));
         case reg::s2_noise_high:
             return is_locked ? low_byte(dvbs2_noise_ >> 6U) : std::uint8_t{0};
         case reg::s2_signal:

@@ -269,19 +269,23 @@ TEST_P(GainFigure, is_17_dbm_less_the_level) {
 
 INSTANTIATE_TEST_SUITE_P(tuner_types, GainFigure, testing::Values(0x41, 0xC3));
 
-TEST_F(Quality, equaliser_has_its_energy_in_the_middle_tap) {
+TEST_F(Quality, equaliser_has_its_energy_in_the_middle_tap_at_any_phase) {
     lock(demo_transponder(11'100));
-    std::vector<int> taps;
-
-    for (int index = 0; index < 42; ++index) {
+    const auto part_of = [](unsigned index) {
         poke(0x7A, static_cast<std::uint8_t>(4 * index));
-        taps.push_back(4 * peek(0x7B) + (peek(0x7A) & 3));
+        const int value = 4 * peek(0x7B) + (peek(0x7A) & 3);
+        return value >= 512 ? value - 1024 : value;
+    };
+    int negative = 0;
+    for (unsigned tap = 0; tap < 21; ++tap) {
+        const int real = part_of(tap);
+        const int imaginary = part_of(tap + 21);
+        EXPECT_NEAR(std::hypot(real, imaginary), tap == 10 ? 400 : 8, 1) << tap;
+        negative += real < 0 ? 1 : 0;
+        negative += imaginary < 0 ? 1 : 0;
     }
-
-    std::vector<int> expected(21, 8);
-    expected[10] = 400;
-    expected.resize(42, 0);
-    EXPECT_EQ(taps, expected);
+    EXPECT_GT(negative, 14);
+    EXPECT_LT(negative, 28);
 }
 
 TEST_F(Quality, carrier_registers_read_what_is_selected) {
@@ -305,7 +309,8 @@ TEST_F(Quality, nothing_is_reported_without_lock) {
     connect(1700, 22'000, STANDARD_DVBS2);
     sleep_ms(500);
 
-    for (const int reg : {0x0D, 0x7E, 0x8C, 0x8D, 0x8E, 0xD5, 0xF7}) {
+    EXPECT_EQ(peek(0x8C), 0x40);  // two bits of the 0x66 that was written, and no noise
+    for (const int reg : {0x0D, 0x7E, 0x8D, 0x8E, 0xD5, 0xF7}) {
         EXPECT_EQ(peek(static_cast<std::uint8_t>(reg)), 0) << std::hex << reg;
     }
     EXPECT_EQ(peek(0x6E) << 8 | peek(0x6D), 15'019);  // 22000 x 65536 / 96000, as programmed
