@@ -150,11 +150,20 @@ void SweepRunner::await_lock(Session &session, unsigned port, SweptRow &result) 
     result.row_class = RowClass::no_lock;
     rig_.look();
     if (!rig_.must_end()) {
-        rig_.judge().hear_lock([&session] { return session.locked(); });
+        judge_silence(session);
     }
     const NoLock why = explain_no_lock(rig_.board()).value_or(NoLock{"no lock", ""});
     result.reason = why.reason;
     result.explanation = why.explanation;
+}
+
+// What the driver says where it has no lock. The strength is the mean of a while.
+void SweepRunner::judge_silence(Session &session) {
+    rig_.judge().hear_lock([&session] { return session.locked(); });
+    if (rig_.judge().can_tell()) {
+        Session::settle([this] { return rig_.must_end(); });
+        rig_.judge().hear_published(session.signal());
+    }
 }
 
 // What the lock is worth, and what the driver says of it.

@@ -33,6 +33,7 @@ class SweepRunner {
     [[nodiscard]] unsigned port_of(const TableRow &row) const;
     SweptRow visit(Session &session, const TableRow &row, const broadcast::Lnb &lnb);
     void await_lock(Session &session, unsigned port, SweptRow &result);
+    void judge_silence(Session &session);
     void judge_lock(SweptRow &result);
     Session::Patience patience_with(sim::Receiver &receiver);
     Session::Patience patience_alone();

@@ -198,9 +198,11 @@ void Judge::hear_published(const Signal &signal) {
         return;
     }
     const sim::Verdict verdict = world_->receiver().verdict();
+    if (!verdict.carrier || is_steady(verdict)) {
+        judge_strength(signal.strength_percent, verdict.locked());
+    }
     if (verdict.locked()) {
         judge_quality(verdict, signal.quality_db);
-        judge_strength(signal.strength_percent);
         if (!world_->scenario().board.iq_swap) {  // of which a plug-in cannot be told
             judge_expectation(verdict);
         }
@@ -231,7 +233,7 @@ void Judge::hear(const ReceptionReading &reading) {
     }
     counted_ns_ = world_->clock().now_ns();
     if (reading.strength_percent) {
-        judge_strength(*reading.strength_percent);
+        judge_strength(*reading.strength_percent, true);
     }
     judge_expectation(verdict);
 }
@@ -252,7 +254,7 @@ void Judge::hear_found(const FoundCarrierFigures &found) {
     judge_quality(verdict, found.quality_db);
     judge_signal(verdict, found.signal);
     if (found.strength_percent) {
-        judge_strength(*found.strength_percent);
+        judge_strength(*found.strength_percent, true);
     }
     if (found.listed_code_rate != found.signal.code_rate) {
         charge("list wrong", fmt::format("{} kHz is listed with another code rate than {}",
@@ -444,9 +446,9 @@ void Judge::judge_quality(const sim::Verdict &verdict, int quality_db) {
     }
 }
 
-void Judge::judge_strength(unsigned percent) {
+void Judge::judge_strength(unsigned percent, bool locked) {
     const double gain_centidb = world_->receiver().gain_centidb();
-    const Span span = strength_span(gain_centidb, true);
+    const Span span = strength_span(gain_centidb, locked);
     if (!span.holds(percent)) {
         charge(
             "strength wrong",

@@ -89,7 +89,8 @@ class Judge {
     // Whether the driver says at this moment that a search for one standard is over without lock.
     void hear_search(bool over);
 
-    // What the plug-in publishes of a lock, settled.
+    // What the plug-in publishes, settled. The strength counts without a lock too: a dish is found
+    // by it.
     void hear_published(const Signal &signal);
 
     // What the chip layer measures. Where a Unicable unit has put a carrier is the unit's doing,
@@ -143,7 +144,7 @@ class Judge {
     [[nodiscard]] bool can_judge_figures() const;
     [[nodiscard]] bool frequencies_can_be_right() const;
     void judge_quality(const sim::Verdict &verdict, int quality_db);
-    void judge_strength(unsigned percent);
+    void judge_strength(unsigned percent, bool locked);
     void judge_signal(const sim::Verdict &verdict, const SignalInfo &told);
     void judge_expectation(const sim::Verdict &verdict);
     void judge_carrier(const sim::Verdict &verdict, std::int32_t above_khz);

@@ -187,6 +187,16 @@ TEST_F(JudgeTest, counts_the_packets_that_went_by) {
     EXPECT_EQ(judge.complaints().front().count, 2U);
 }
 
+TEST_F(JudgeTest, knows_the_strength_without_a_lock_too) {
+    const host::ReceptionReading reading = receive();
+    demod_write(0xB2, 0x01);
+    judge.hear_published({0, *reading.strength_percent});
+    EXPECT_THAT(judge.complaints(), IsEmpty());
+    judge.hear_published({0, 0});
+
+    EXPECT_THAT(judge.complaints(), ElementsAre(charge_of("strength wrong", "says 0 %")));
+}
+
 TEST_F(JudgeTest, knows_the_lock) {
     judge.hear_lock([] { return true; });
     receive();
