@@ -699,6 +699,7 @@ Verdict Demodulator::verdict(std::uint64_t now_ns) {
     }
     verdict.error_share =
         search_.system == broadcast::System::dvbs ? bit_error_share() : packet_error_share();
+    verdict.counters = error_counters(now_ns);
     verdict.ts = ts_output(chip_, system(), ts_registers(), *verdict.carrier, wired_ts_mode_);
     return verdict;
 }

@@ -216,6 +216,8 @@ class Demodulator {
     [[nodiscard]] std::uint16_t dvbs_errors() const;
     [[nodiscard]] double bit_error_share() const;
     [[nodiscard]] double packet_error_share() const;
+    [[nodiscard]] ErrorCounters error_counters(std::uint64_t now_ns) const;
+    [[nodiscard]] double dvbs_window_s() const;
     [[nodiscard]] bool dvbs_window_over(std::uint64_t now_ns) const;
     [[nodiscard]] double dvbs_window_bits() const;
 

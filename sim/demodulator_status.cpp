@@ -229,10 +229,20 @@ double Demodulator::dvbs_window_bits() const {
     return (regs_.plain[reg::errors_high] & reg::errors_short_window) != 0 ? 1 << 20 : 1 << 23;
 }
 
-bool Demodulator::dvbs_window_over(std::uint64_t now_ns) const {
+double Demodulator::dvbs_window_s() const {
     const broadcast::Transponder &carrier = acquisition_.found().carrier->transponder;
-    const double bit_rate = 2.0 * carrier.symbol_rate * value_of(code_rate_of(carrier));
-    return static_cast<double>(now_ns - window_from_ns_) * 1e-9 >= dvbs_window_bits() / bit_rate;
+    return dvbs_window_bits() / (2.0 * carrier.symbol_rate * value_of(code_rate_of(carrier)));
+}
+
+bool Demodulator::dvbs_window_over(std::uint64_t now_ns) const {
+    return static_cast<double>(now_ns - window_from_ns_) * 1e-9 >= dvbs_window_s();
+}
+
+ErrorCounters Demodulator::error_counters(std::uint64_t now_ns) const {
+    if (search_.system == broadcast::System::dvbs) {
+        return {.window_bits = dvbs_window_bits(), .window_s = dvbs_window_s()};
+    }
+    return {.frames = dvbs2_frames(frames_, now_ns)};
 }
 
 // Bit errors after the Viterbi decoder: 2e-4 at the threshold (EN 300 421, 5.), ten times fewer for

@@ -64,6 +64,13 @@ struct TsOutput {
 // Why nothing comes out of the port, with the numbers; empty when the payload does.
 std::string describe_fault(const TsOutput &output);
 
+// How far the error counters are; valid with lock.
+struct ErrorCounters {
+    double window_bits = 0;    // DVB-S: of a count
+    double window_s = 0;       // DVB-S: what it takes
+    std::uint32_t frames = 0;  // DVB-S2: since the counter was restarted
+};
+
 // The present state, from the board's side.
 struct Verdict {
     Reason reason = Reason::demodulator_off;
@@ -78,6 +85,7 @@ struct Verdict {
     bool gave_up = false;         // it looked in vain, or is held
     // With lock: of DVB-S's bits behind the Viterbi decoder, of packets else.
     double error_share = 0;
+    ErrorCounters counters;
     bool wavers = false;  // just below its threshold: locks come and go by themselves
     TsOutput ts;
     unsigned restarts = 0;  // of the search, by the driver, since the channel was first searched

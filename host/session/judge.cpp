@@ -211,12 +211,12 @@ void Judge::hear_published(const Signal &signal) {
 
 void Judge::hear(const ReceptionReading &reading) {
     if (!can_judge_figures()) {
-        counted_ns_.reset();
+        forget_counts();
         return;
     }
     const sim::Verdict verdict = world_->receiver().verdict();
     if (!verdict.locked() || !reading.locked || verdict.wavers) {
-        counted_ns_.reset();
+        forget_counts();
         return;
     }
     if (reading.quality) {
@@ -228,9 +228,7 @@ void Judge::hear(const ReceptionReading &reading) {
     if (reading.carrier) {
         judge_carrier(verdict, reading.carrier->above_khz);
     }
-    if (reading.errors) {
-        judge_errors(verdict, *reading.errors);
-    }
+    judge_errors(verdict, reading.errors);
     counted_ns_ = world_->clock().now_ns();
     if (reading.strength_percent) {
         judge_strength(*reading.strength_percent, true);
@@ -495,36 +493,72 @@ void Judge::judge_carrier(const sim::Verdict &verdict, std::int32_t above_khz) {
     }
 }
 
-// DVB-S counts a window of bits, DVB-S2 the packets since the reading before. How many of them are
-// wrong is known where locks are steady.
-void Judge::judge_errors(const sim::Verdict &verdict, const ErrorCount &errors) {
-    constexpr std::array<std::uint32_t, 2> windows{0x100000, 0x800000};
-    constexpr double next_to_none = 10;
-    const double expected = verdict.error_share * errors.of;
-    if (is_steady(verdict) && (errors.errors > 2 * expected + next_to_none ||
-                               expected > 2.0 * errors.errors + next_to_none)) {
-        charge("errors wrong", fmt::format("the driver counts {} errors of {} with C/N {:.1f} dB, "
-                                           "{:.0f} are right",
-                                           errors.errors, errors.of, verdict.cn_db, expected));
-    }
-    if (errors.unit == ErrorCount::Unit::bits) {
-        if (std::find(windows.begin(), windows.end(), errors.of) == windows.end()) {
-            charge("errors wrong", fmt::format("the driver counts errors in {} bits, the chip in "
-                                               "2^20 or 2^23",
-                                               errors.of));
-        }
+// DVB-S counts a window of bits, DVB-S2 the packets since the reading before.
+void Judge::judge_errors(const sim::Verdict &verdict, const std::optional<ErrorCount> &errors) {
+    if (!errors) {
+        judge_missing_count(verdict);
         return;
     }
+    told_ns_ = world_->clock().now_ns();
+    uncounted_ = 0;
+    judge_wrong_ones(verdict, *errors);
+    if (errors->unit == ErrorCount::Unit::packets) {
+        judge_packets(verdict, *errors);
+    } else if (errors->of != verdict.counters.window_bits) {
+        charge("errors wrong",
+               fmt::format("the driver counts errors in {} bits, the chip in {:.0f}", errors->of,
+                           verdict.counters.window_bits));
+    }
+}
+
+void Judge::forget_counts() {
+    counted_ns_.reset();
+    told_ns_.reset();
+    uncounted_ = 0;
+}
+
+// A count of DVB-S is over when its window is, one of DVB-S2 at every reading; that counts have
+// begun takes a reading, and one is missed where two are alike.
+void Judge::judge_missing_count(const sim::Verdict &verdict) {
+    constexpr unsigned some_readings = 4;
+    constexpr double least_s = 0.2;
+    const std::uint64_t now_ns = world_->clock().now_ns();
+    told_ns_ = told_ns_.value_or(now_ns);
+    const double since_s = static_cast<double>(now_ns - *told_ns_) * 1e-9;
+    if (++uncounted_ >= some_readings && since_s > verdict.counters.window_s + least_s) {
+        charge("errors wrong", fmt::format("the driver has counted none for {:.1f} s", since_s));
+    }
+}
+
+void Judge::judge_wrong_ones(const sim::Verdict &verdict, const ErrorCount &errors) {
+    constexpr double truncated = 2;
+    constexpr double spread = 0.1;
+    constexpr double most = 65'535;
+    const double wrong = std::min(most, verdict.error_share * errors.of);
+    if (std::abs(errors.errors - wrong) > truncated + spread * wrong) {
+        charge("errors wrong", fmt::format("the driver counts {} errors of {} with C/N {:.1f} dB, "
+                                           "{:.0f} are right",
+                                           errors.errors, errors.of, verdict.cn_db, wrong));
+    }
+}
+
+void Judge::judge_packets(const sim::Verdict &verdict, const ErrorCount &errors) {
     if (!counted_ns_) {
         return;
     }
     constexpr double counting_s = 0.03;  // a frame, and the transfers of a reading on a slow bus
+    constexpr double truncated = 5e-4;
     const double since_s = static_cast<double>(world_->clock().now_ns() - *counted_ns_) * 1e-9;
     const double rate = packets_per_s(*verdict.carrier);
     const double packets = rate * since_s;
-    if (std::abs(errors.of - packets) > rate * counting_s + packets * 0.02) {
+    if (std::abs(errors.of - packets) > rate * counting_s + packets * truncated) {
         charge("errors wrong",
                fmt::format("the driver counts {} packets, {:.0f} went by", errors.of, packets));
+    }
+    constexpr std::uint32_t enough_frames = 3'200;  // 3001, and those that came since
+    if (verdict.counters.frames > enough_frames) {
+        charge("errors wrong",
+               fmt::format("the driver goes on counting after {} frames", verdict.counters.frames));
     }
 }
 

@@ -148,11 +148,17 @@ class Judge {
     void judge_signal(const sim::Verdict &verdict, const SignalInfo &told);
     void judge_expectation(const sim::Verdict &verdict);
     void judge_carrier(const sim::Verdict &verdict, std::int32_t above_khz);
-    void judge_errors(const sim::Verdict &verdict, const ErrorCount &errors);
+    void judge_errors(const sim::Verdict &verdict, const std::optional<ErrorCount> &errors);
+    void forget_counts();
+    void judge_missing_count(const sim::Verdict &verdict);
+    void judge_wrong_ones(const sim::Verdict &verdict, const ErrorCount &errors);
+    void judge_packets(const sim::Verdict &verdict, const ErrorCount &errors);
 
     SimulatedBoard *world_;
     std::optional<CableWish> wish_;
     std::optional<std::uint64_t> counted_ns_;  // when errors were read last
+    std::optional<std::uint64_t> told_ns_;     // when a count was told last, or might have begun
+    unsigned uncounted_ = 0;                   // readings in a row without a count
     bool stays_on_ = false;
     bool persons_message_ = false;
     bool keeps_cable_ = false;

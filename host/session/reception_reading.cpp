@@ -188,7 +188,8 @@ std::optional<ErrorCount> ErrorCounter::count_packets() {
     if (from_ && now.of > from_->of && now.errors >= from_->errors) {
         count = {now.errors - from_->errors, now.of - from_->of, ErrorCount::Unit::packets};
     }
-    const bool restarted = told == now && now != before;
+    const bool has_moved = now != before || (from_ && *from_ == Stand{});
+    const bool restarted = told == now && has_moved;
     from_ = restarted ? Stand{} : now;
     return count;
 }

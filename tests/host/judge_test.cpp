@@ -55,6 +55,14 @@ class JudgeTest : public testing::Test {
         return reception.reading;
     }
 
+    // As the driver does when they hold enough.
+    static void restart_counters() {
+        demod_write(0xD1, 0x01);
+        demod_write(0xF9, 0x01);
+        demod_write(0xF9, 0x00);
+        demod_write(0xD1, 0x00);
+    }
+
     // A blind scan's row of it, told rightly.
     static host::FoundCarrierFigures found_as(const host::ReceptionReading &reading) {
         const host::SignalInfo &signal = *reading.quality->signal;
@@ -169,6 +177,7 @@ TEST_F(JudgeTest, knows_the_rows_of_a_scan) {
 
 TEST_F(JudgeTest, counts_the_packets_that_went_by) {
     host::ReceptionReading reading = receive();
+    restart_counters();
     judge.hear(reading);
     host::pause_ms(1'000);
     // 22 Msym/s in frames of 21690 symbols with 42960 bits, a packet has 1504: 28972 a second.
@@ -185,6 +194,32 @@ TEST_F(JudgeTest, counts_the_packets_that_went_by) {
 
     EXPECT_THAT(judge.complaints(), ElementsAre(charge_of("errors wrong", "28972 went by")));
     EXPECT_EQ(judge.complaints().front().count, 2U);
+}
+
+TEST_F(JudgeTest, wants_the_counters_restarted_when_they_hold_enough) {
+    host::ReceptionReading reading = receive();
+    restart_counters();
+    judge.hear(reading);
+    host::pause_ms(4'000);  // 1014 frames a second
+    reading.errors = {.errors = 0, .of = 115'888, .unit = host::ErrorCount::Unit::packets};
+    judge.hear(reading);
+
+    EXPECT_THAT(judge.complaints(),
+                ElementsAre(charge_of("errors wrong", "goes on counting after 40")));
+}
+
+TEST_F(JudgeTest, misses_counts_that_never_come) {
+    host::ReceptionReading reading = receive();
+    reading.errors.reset();
+    for (int i = 0; i < 3; ++i) {
+        judge.hear(reading);
+        host::pause_ms(1'000);
+    }
+    EXPECT_THAT(judge.complaints(), IsEmpty());
+    judge.hear(reading);
+
+    EXPECT_THAT(judge.complaints(),
+                ElementsAre(charge_of("errors wrong", "has counted none for 3.0 s")));
 }
 
 TEST_F(JudgeTest, knows_the_strength_without_a_lock_too) {
