@@ -82,6 +82,20 @@ FoundCarrier nothing_in_a_jam() {
     return found;
 }
 
+// Of a search that goes on or is over: what it has found and how it stands.
+void tell_carrier(Verdict &verdict, const FoundCarrier &found) {
+    verdict.reason = found.reason;
+    verdict.text = found.text;
+    if (found.carrier != nullptr) {
+        verdict.carrier = found.carrier->transponder;
+        verdict.cn_db = found.cn_db;
+        verdict.cable_khz = found.cable_khz;
+        verdict.inverted = found.inverted;
+        verdict.wavers = found.wavers;
+        verdict.offset_khz = static_cast<std::int32_t>(std::lround(found.offset_khz));
+    }
+}
+
 }  // namespace
 
 Demodulator::Demodulator(const Scenario &scenario, SignalSource &source, Outdoor &outdoor,
@@ -140,11 +154,6 @@ void Demodulator::power_on() {
     running_ = false;
     job_ = Job::reception;
     engine_.power_on();
-    loops_astray_ = false;
-    engine_astray_ = false;
-    found_nothing_ = false;
-    core_was_reset_ = false;
-    programmed_anew_ = false;
     set_up_torn_ = false;
     took_set_up_ = false;
     centre_moved_ns_ = 0;
@@ -157,6 +166,16 @@ void Demodulator::power_on() {
     restarts_ = 0;
     acquisition_.stop();
     carrier_preset_ = false;
+    forget_searches();
+}
+
+// What searches leave behind for the next ones.
+void Demodulator::forget_searches() {
+    loops_astray_ = false;
+    engine_astray_ = false;
+    found_nothing_ = false;
+    core_was_reset_ = false;
+    programmed_anew_ = false;
     begun_by_reset_ = false;
     sweep_at_end_ = false;
     jammed_ = false;
@@ -680,16 +699,7 @@ Verdict Demodulator::verdict(std::uint64_t now_ns) {
     verdict.gave_up = acquisition_.stage(now_ns) == Acquisition::Stage::given_up;
     verdict.searches = !verdict.gave_up && !acquisition_.locked(now_ns);
     const FoundCarrier &found = acquisition_.found();
-    verdict.reason = found.reason;
-    verdict.text = found.text;
-    if (found.carrier != nullptr) {
-        verdict.carrier = found.carrier->transponder;
-        verdict.cn_db = found.cn_db;
-        verdict.cable_khz = found.cable_khz;
-        verdict.inverted = found.inverted;
-        verdict.wavers = found.wavers;
-        verdict.offset_khz = static_cast<std::int32_t>(std::lround(found.offset_khz));
-    }
+    tell_carrier(verdict, found);
     if (!found.locks()) {
         return verdict;
     }

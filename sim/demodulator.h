@@ -149,6 +149,7 @@ class Demodulator {
     void reset_core(std::uint8_t value);
     void reset_globally(std::uint8_t value);
     void begin_search(std::uint64_t now_ns);
+    void forget_searches();
     void note_what_is_left(std::uint64_t now_ns);
     void mend_what_is_left();
     [[nodiscard]] bool insists_on_a_lock() const;

@@ -168,6 +168,18 @@ DiseqcExchange exchange_on(DiseqcBus &bus, const CableTask &task) {
     return bus.send(task.message, task.wants_reply);
 }
 
+void let_judge_see(Judge &judge, const CableTask &task, const DiseqcSupply &supply) {
+    if (task.worded_by_person) {
+        judge.let_person_word_messages();
+    }
+    if (task.message.empty()) {
+        judge.see_burst(task.burst_b);
+    } else {
+        judge.see_message(task.message);
+    }
+    judge.see_leg({supply.volts == 18, supply.tone, 0});
+}
+
 // People see at once what was sent; what programs read also says how it ended.
 ExitStatus put_on_cable(Program &program, std::string_view command, const CableTask &task,
                         const DiseqcSupply &supply) {
@@ -177,15 +189,7 @@ ExitStatus put_on_cable(Program &program, std::string_view command, const CableT
     return rig.run([&](ChipSession &session) {
         DiseqcBus bus(session, rig.board().watch(), supply.volts == 18, supply.tone);
         const DiseqcExchange exchange = exchange_on(bus, task);
-        if (task.worded_by_person) {
-            rig.judge().let_person_word_messages();
-        }
-        if (task.message.empty()) {
-            rig.judge().see_burst(task.burst_b);
-        } else {
-            rig.judge().see_message(task.message);
-        }
-        rig.judge().see_leg({supply.volts == 18, supply.tone, 0});
+        let_judge_see(rig.judge(), task, supply);
         const auto json = [&] {
             return exchange_json(task, supply, exchange, rig.cut_short_by(), rig.complaints());
         };
