@@ -122,7 +122,8 @@ void Conduct::end_tune(const board::HostCall &call, const Aftermath &aftermath) 
         if (life->polls != 0) {
             life->kept = aftermath.told_lock_ns >= life->complete_poll_ns;
         }
-        if (life->answer != life->kept) {
+        // A poll without its rest may have found something else, and the thread have told it.
+        if (life->answer != life->kept || life->transfers != 0) {
             life->kept.reset();
         }
         life->phase = Phase::tuned;

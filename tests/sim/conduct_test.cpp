@@ -367,6 +367,33 @@ TEST_F(Conducting, lock_of_the_channel_before_is_told_until_the_first_poll) {
     EXPECT_THAT(offences(), IsEmpty()) << first_complaint();
 }
 
+TEST_F(Conducting, lock_that_the_last_poll_before_a_tune_may_have_seen_go) {
+    std::atomic<bool> parks = false;
+    std::atomic<bool> is_parked = false;
+    init([&] {
+        while (!stop_) {
+            const bool last = parks;
+            if (polls_ && !is_parked) {
+                (void)poll();
+            }
+            is_parked = last;
+            usleep(is_parked ? 10'000 : 50'000);
+        }
+    });
+    tune_a_channel();
+    sleep_ms(1'500);
+    get_lock(1);
+    parks = true;
+    while (!is_parked) {
+        sleep_ms(1);
+    }
+    tune_nothing();
+    get_lock(0);
+    finalize();
+
+    EXPECT_THAT(offences(), IsEmpty()) << first_complaint();
+}
+
 TEST_F(Conducting, thread_that_outlives_finalize) {
     init_with_polling_thread();
     tune_a_channel();
