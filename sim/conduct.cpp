@@ -119,11 +119,13 @@ void Conduct::end_tune(const board::HostCall &call, const Aftermath &aftermath) 
     if (use_ && use_->transfers == 0) {
         judge_claim(call, aftermath);
     } else if (life != nullptr) {
+        // The thread parks behind a poll, perhaps one that the host has not asked about. A lock may
+        // come or go while that poll asks for several things.
         if (life->polls != 0) {
-            life->kept = aftermath.told_lock_ns >= life->complete_poll_ns;
+            life->kept = aftermath.told_lock_ns >= life->poll_ns;
         }
-        // A poll without its rest may have found something else, and the thread have told it.
-        if (life->answer != life->kept || life->transfers != 0) {
+        const bool both = life->kept == true && aftermath.told_none_ns >= life->poll_ns;
+        if (both || life->answer != life->kept) {
             life->kept.reset();
         }
         life->phase = Phase::tuned;

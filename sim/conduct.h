@@ -19,6 +19,7 @@ struct Aftermath {
     bool demodulator_asleep = false;
     bool tuner_asleep = false;
     std::uint64_t told_lock_ns = 0;  // when the demodulator last told a lock to who asked
+    std::uint64_t told_none_ns = 0;  // and when none
 };
 
 // How a driver conducts itself between its host and the board: which of its threads uses the bus

@@ -111,6 +111,7 @@ class Demodulator {
     [[nodiscard]] bool asleep() const;
     // When a read of the lock status last told a lock; 0 for never.
     [[nodiscard]] std::uint64_t told_lock_ns() const { return told_lock_ns_; }
+    [[nodiscard]] std::uint64_t told_none_ns() const { return told_none_ns_; }  // and last none
     // The repeater was opened for the next transfer; asking closes it.
     bool take_repeater() { return std::exchange(repeater_open_, false) && powered(); }
     void reopen_repeater() { repeater_open_ = true; }
@@ -283,6 +284,7 @@ class Demodulator {
     Counter errors_;
     std::uint64_t window_from_ns_ = 0;
     std::uint64_t told_lock_ns_ = 0;
+    std::uint64_t told_none_ns_ = 0;
     std::uint64_t thresholds_rest_ns_ = 0;  // when those of the lock's detectors have moved
     std::uint8_t trim_of_search_ = 0;       // 0x5D when the search began
     bool carrier_preset_ = false;           // 0x5E or 0x5F was written in the present hold

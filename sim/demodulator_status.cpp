@@ -116,9 +116,7 @@ std::uint8_t Demodulator::tell_lock(std::uint64_t now_ns) {
         as_told(lock_bits(now_ns), last_lock_bits_, reg::lock_status_dvbs2, now_ns);
     const std::uint8_t all =
         search_.system == broadcast::System::dvbs2 ? reg::lock_status_dvbs2 : reg::lock_status_dvbs;
-    if ((bits & all) == all) {
-        told_lock_ns_ = now_ns;
-    }
+    ((bits & all) == all ? told_lock_ns_ : told_none_ns_) = now_ns;
     return bits;
 }
 

@@ -226,7 +226,8 @@ void Receiver::Impl::attend(const board::HostCall &call) {
                         .supply_off = outdoor_.supply_is_off(),
                         .demodulator_asleep = demodulator_.asleep(),
                         .tuner_asleep = tuner_.asleep(),
-                        .told_lock_ns = demodulator_.told_lock_ns()});
+                        .told_lock_ns = demodulator_.told_lock_ns(),
+                        .told_none_ns = demodulator_.told_none_ns()});
 }
 
 bool Receiver::Impl::refuse(const char *what) {

@@ -367,27 +367,42 @@ TEST_F(Conducting, lock_of_the_channel_before_is_told_until_the_first_poll) {
     EXPECT_THAT(offences(), IsEmpty()) << first_complaint();
 }
 
-TEST_F(Conducting, lock_that_the_last_poll_before_a_tune_may_have_seen_go) {
-    std::atomic<bool> parks = false;
-    std::atomic<bool> is_parked = false;
-    init([&] {
+TEST_F(Conducting, lock_that_a_last_poll_lost_while_the_tune_waited_for_it) {
+    std::atomic<std::uint32_t> rest_us = 50'000;
+    init([this, &rest_us] {
         while (!stop_) {
-            const bool last = parks;
-            if (polls_ && !is_parked) {
+            if (polls_) {
                 (void)poll();
             }
-            is_parked = last;
-            usleep(is_parked ? 10'000 : 50'000);
+            usleep(rest_us);
         }
     });
     tune_a_channel();
     sleep_ms(1'500);
     get_lock(1);
-    parks = true;
-    while (!is_parked) {
-        sleep_ms(1);
-    }
-    tune_nothing();
+    begin(Operation::tune);
+    rest_us = 1'000;
+    poke(0xB2, 0x01);
+    sleep_ms(60);
+    end(Operation::tune);
+    rest_us = 50'000;
+    get_lock(0);
+    finalize();
+
+    EXPECT_THAT(offences(), IsEmpty()) << first_complaint();
+}
+
+TEST_F(Conducting, lock_that_went_since_the_last_poll_began_is_kept_or_not) {
+    init_with_polling_thread();
+    tune_a_channel();
+    sleep_ms(1'500);
+    polls_ = false;
+    sleep_ms(40);
+    get_lock(1);
+    begin(Operation::tune);
+    tune(demo_transponder(10'900));
+    (void)peek(0x0D);
+    end(Operation::tune);
     get_lock(0);
     finalize();
 
