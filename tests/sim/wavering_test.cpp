@@ -3,8 +3,11 @@
 // A carrier just below its threshold, whose lock comes and goes.
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/connect.h"
 #include "sim/acquisition.h"
 #include "tests/sim/receiver_test.h"
@@ -97,7 +100,7 @@ std::string twenty_seconds(std::uint64_t seed) {
 }
 
 TEST(WaveringSearches, do_not_mind_how_often_they_are_looked_at) {
-    for (const std::uint64_t seed : {1, 2, 3, 4, 5}) {
+    for (const std::uint64_t seed : {1U, 2U, 3U, 4U, 5U}) {
         const std::string seen = twenty_seconds(seed);
         for (std::size_t tenth = 1; tenth <= seen.size(); ++tenth) {
             WaveringSearch seen_once(seed);
