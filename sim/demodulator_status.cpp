@@ -3,6 +3,7 @@
 // What the demodulator's registers tell of the signal.
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "broadcast/arithmetic.h"
@@ -206,16 +207,28 @@ std::uint16_t Demodulator::symbol_rate_reading(std::uint64_t now_ns) const {
 std::uint16_t Demodulator::equaliser_tap() const {
     constexpr unsigned taps = 21;
     constexpr unsigned middle = 10;
-    constexpr double quarter = 1.5707963267948966;
+    struct Direction {
+        int real;
+        int imaginary;
+    };
+    // In thousandths, an eighth of a turn apart.
+    constexpr std::array<Direction, 8> directions{{{825, 565},
+                                                   {184, 983},
+                                                   {-565, 825},
+                                                   {-983, 184},
+                                                   {-825, -565},
+                                                   {-184, -983},
+                                                   {565, -825},
+                                                   {983, -184}}};
     const unsigned index = regs_.plain[reg::energy_index] >> 2;
     if (!running_ || !acquisition_.sees_headers() || index >= 2 * taps) {
         return 0;
     }
     const unsigned tap = index % taps;
-    const double phase = quarter * static_cast<double>(receptions_ % 4) + 0.6 + tap;
-    const double amplitude = tap == middle ? 400 : search_.diverged || echo_ ? 30 : 8;
-    const double part = amplitude * (index < taps ? std::cos(phase) : std::sin(phase));
-    return static_cast<std::uint16_t>(std::lround(part) & 0x3FF);
+    const Direction &direction = directions[(2 * receptions_ + tap) % directions.size()];
+    const int amplitude = tap == middle ? 400 : search_.diverged || echo_ ? 30 : 8;
+    const int part = amplitude * (index < taps ? direction.real : direction.imaginary);
+    return static_cast<std::uint16_t>((part + (part < 0 ? -500 : 500)) / 1000 & 0x3FF);
 }
 
 std::uint8_t Demodulator::dvbs_snr() {

@@ -147,7 +147,14 @@ class Receiver::Impl final : public SignalSource {
     void record(Transfer::Kind kind, std::uint8_t address, std::span<const std::uint8_t> data,
                 const Outcome &outcome);
 
-    void catch_up_to(std::uint64_t now_ns);
+    void catch_up_to(std::uint64_t now_ns) {
+        demodulator_.catch_up_to(now_ns);
+        if (now_ns >= next_event_ns_ || now_ns >= demodulator_.diseqc().due_ns() ||
+            outdoor_.changes() != outdoor_changes_) [[unlikely]] {
+            catch_up_with_cable(now_ns);
+        }
+    }
+    void catch_up_with_cable(std::uint64_t now_ns);
     void let_happen(std::uint64_t now_ns);
     void brown_out(std::uint64_t now_ns);
     void signal_changed(std::uint64_t now_ns);
@@ -438,8 +445,7 @@ void Receiver::Impl::set_gpio(unsigned line, unsigned level) {
     }
 }
 
-void Receiver::Impl::catch_up_to(std::uint64_t now_ns) {
-    demodulator_.catch_up_to(now_ns);
+void Receiver::Impl::catch_up_with_cable(std::uint64_t now_ns) {
     while (now_ns >= next_event_ns_) {
         demodulator_.diseqc().advance(next_event_ns_);
         let_happen(next_event_ns_);
