@@ -137,7 +137,7 @@ void Acquisition::take(const FoundCarrier &found) {
     if (found.locks_at_times() && search_.loops_astray) {
         found_.reason = Reason::capture_range;
         found_.wavers = false;
-        found_.text = "the loops ran away from the last lock, and the core was not reset";
+        found_.text = "the loops stand where the last search left them, and the core was not reset";
     } else if (found.locks_at_times() && last_ns > gain_ns_) {
         found_.reason = Reason::tuner_agc;
         found_.wavers = false;

@@ -173,6 +173,7 @@ void Demodulator::power_on() {
 void Demodulator::forget_searches() {
     loops_astray_ = false;
     engine_astray_ = false;
+    despaired_of_.reset();
     found_nothing_ = false;
     core_was_reset_ = false;
     programmed_anew_ = false;
@@ -325,7 +326,7 @@ void Demodulator::begin_search(std::uint64_t now_ns) {
     search_ = search_from_registers();
     trim_of_search_ = regs_.plain[reg::carrier_select];
     job_ = job_from_registers();
-    search_.loops_astray = loops_astray_;
+    search_.loops_astray = loops_astray_ || (despaired_of_ && *despaired_of_ != search_.system);
     search_.takes_aliases = draws_false_lock(alias_share_);
     search_.takes_spurs = draws_false_lock(spur_share_) || insists;
     ++receptions_;
@@ -341,9 +342,18 @@ void Demodulator::note_what_is_left(std::uint64_t now_ns) {
     }
     found_nothing_ = (acquisition_.mcu_state(now_ns) & reg::mcu_state_search_failed) != 0;
     const bool led_away = acquisition_.is_left() && !(source_->way() == received_way_);
-    if (chip_ != Chip::ds300x && led_away) {
+    if (chip_ == Chip::ds300x) {
+        return;
+    }
+    if (led_away) {
         loops_astray_ = true;
         engine_astray_ = true;
+    }
+    // Where the micro-controller met one carrier all along and could not decode it, the loops stay
+    // as it led them there.
+    if (!begun_by_reset_ && changed_ns_ <= running_since_ns_ &&
+        acquisition_.mcu_state(now_ns) == reg::mcu_state_search_ended) {
+        despaired_of_ = search_.system;
     }
 }
 
@@ -352,6 +362,9 @@ void Demodulator::note_what_is_left(std::uint64_t now_ns) {
 void Demodulator::mend_what_is_left() {
     loops_astray_ = loops_astray_ && !was_reset_globally_ && !core_was_reset_;
     engine_astray_ = engine_astray_ && !was_reset_globally_;
+    if (was_reset_globally_) {
+        despaired_of_.reset();
+    }
     was_reset_globally_ = false;
     core_was_reset_ = false;
     programmed_anew_ = false;
@@ -382,6 +395,7 @@ void Demodulator::power_may_change(std::uint64_t now_ns) {
 void Demodulator::signal_changed(std::uint64_t now_ns) {
     stale_ = true;
     changed_ns_ = now_ns;
+    despaired_of_.reset();
 }
 
 // The driver adapts the loops and a bit to the carrier while the search goes on.

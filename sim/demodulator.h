@@ -256,6 +256,7 @@ class Demodulator {
     bool found_nothing_ = false;       // the last search
     bool loops_astray_ = false;
     bool engine_astray_ = false;
+    std::optional<broadcast::System> despaired_of_;  // on the carrier that is there, until a reset
     bool running_ = false;
     bool stale_ = false;
     bool restart_ = false;

@@ -5,8 +5,11 @@
 #include <algorithm>
 
 #include "ds3000/chip/ds3000_context.h"
+#include "ds3000/demod/carrier.h"
 #include "ds3000/demod/connect.h"
 #include "ds3000/demod/lock.h"
+#include "ds3000/demod/mcu.h"
+#include "ds3000/demod/programming.h"
 #include "ds3000/diseqc/diseqc.h"
 #include "ds3000/hw/register_access.h"
 #include "ds3000/tuner/ts2022.h"
@@ -175,6 +178,26 @@ TEST_F(Acquisition, driver_rejects_a_carrier_four_megahertz_away_and_holds_the_c
 
     EXPECT_FALSE(locks());
     EXPECT_THAT(receiver().verdict(), HasReason(Reason::mcu_held));
+}
+
+TEST_F(Acquisition, other_standard_is_found_only_after_a_reset_of_the_newer_chips) {
+    start();
+    tune(dvbs2);
+    connect(1150, 22'000, STANDARD_DVBS);
+    sleep_ms(500);
+    ASSERT_THAT(receiver().verdict(), HasReason(Reason::standard));
+    const auto try_dvbs2 = [this] {
+        ds3000::hold_mcu();
+        ds3000_program_standard(22'000, STANDARD_DVBS2);
+        ds3000_set_carrier_offset(ds3000_context.carrier_offset_khz);
+        ds3000::release_mcu();
+        sleep_ms(500);
+        return receiver().verdict().locked();
+    };
+
+    EXPECT_FALSE(try_dvbs2());
+    ds3000_soft_reset();
+    EXPECT_TRUE(try_dvbs2());
 }
 
 TEST_F(Acquisition, wrong_symbol_rate_does_not_lock) {
