@@ -621,6 +621,11 @@ void Demodulator::keep_lock_bits(std::uint64_t now_ns) {
     last_fec_bits_ = tells ? fec_bits(now_ns) : std::uint8_t{0};
 }
 
+// Held on a lock, the micro-controller does nothing more, but the core goes on to decode.
+bool Demodulator::runs_on() const {
+    return !core_held() && (last_lock_bits_ & reg::lock_status_dvbs) == reg::lock_status_dvbs;
+}
+
 // The equaliser is a part of the core and takes its mode over when that comes out of reset.
 void Demodulator::reset_core(std::uint8_t value) {
     const bool is_held = (value & 1) != 0;
@@ -702,6 +707,7 @@ Verdict Demodulator::verdict(std::uint64_t now_ns) {
     if (!running_) {
         verdict.reason = why_not_running(verdict.text);
         verdict.gave_up = verdict.reason == Reason::mcu_held;
+        verdict.runs_on = verdict.gave_up && runs_on();
         return verdict;
     }
     if (job_ != Job::reception) {

@@ -146,6 +146,7 @@ class Demodulator {
     void obey(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns);
     void control_mcu(std::uint8_t value, std::uint64_t now_ns);
     void keep_lock_bits(std::uint64_t now_ns);
+    [[nodiscard]] bool runs_on() const;
     [[nodiscard]] bool wide_search_failed(std::uint64_t now_ns) const;
     void reset_core(std::uint8_t value);
     void reset_globally(std::uint8_t value);

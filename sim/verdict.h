@@ -83,6 +83,7 @@ struct Verdict {
     bool inverted = false;        // the spectrum, as the demodulator meets it
     bool searches = false;        // the micro-controller looks for a carrier
     bool gave_up = false;         // it looked in vain, or is held
+    bool runs_on = false;         // held on a lock, and the core still puts out what it decodes
     // With lock: of DVB-S's bits behind the Viterbi decoder, of packets else.
     double error_share = 0;
     ErrorCounters counters;

@@ -170,6 +170,10 @@ void Judge::hear_lock(const std::function<bool()> &claimed) {
         }
         verdict = world_->receiver().verdict();
     }
+    if (verdict.runs_on) {
+        charge("data let through",
+               "a lock was refused, but the core was not held: the wrong carrier's data come out");
+    }
     if (first_claim == verdict.locked() || (verdict.carrier && !is_steady(verdict))) {
         return;
     }

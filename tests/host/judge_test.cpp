@@ -232,6 +232,16 @@ TEST_F(JudgeTest, knows_the_strength_without_a_lock_too) {
     EXPECT_THAT(judge.complaints(), ElementsAre(charge_of("strength wrong", "says 0 %")));
 }
 
+TEST_F(JudgeTest, knows_a_core_that_runs_on_behind_a_lock_that_was_refused) {
+    receive();
+    demod_write(0xB2, 0x01);
+    judge.hear_lock([] { return false; });
+    demod_write(0x00, 0x01);
+    judge.hear_lock([] { return false; });
+
+    EXPECT_THAT(judge.complaints(), ElementsAre(charge_of("data let through", "not held")));
+}
+
 TEST_F(JudgeTest, knows_the_lock) {
     judge.hear_lock([] { return true; });
     receive();
