@@ -247,6 +247,9 @@ void DiseqcMaster::write_control(std::uint8_t value, std::uint64_t now_ns) {
     const std::string by = fmt::format("A1 = {:02X}", value);
     const std::uint8_t operation = value & reg::diseqc_operation_mask;
     const bool ends = (value & reg::diseqc_busy) != 0;
+    if (hangs(now_ns) && !ends) {
+        return;
+    }
     end_operation(now_ns, by);
     end_reply(now_ns, by);
     busy_until_ns_ = 0;
@@ -302,13 +305,18 @@ std::size_t DiseqcMaster::replied(std::uint64_t now_ns) const {
 
 bool DiseqcMaster::is_busy(std::uint64_t now_ns) const { return now_ns < busy_until_ns_; }
 
+// Busy with what went out on the cable long ago, it heeds only what ends it.
+bool DiseqcMaster::hangs(std::uint64_t now_ns) const {
+    return is_busy(now_ns) && operation_ == Operation::none;
+}
+
 std::uint8_t DiseqcMaster::read(std::uint8_t reg, std::uint64_t now_ns) const {
     if (reg == reg::diseqc_control) {
         const auto count = static_cast<unsigned>(replied(now_ns)) << reg::diseqc_length_shift;
         const bool was_ended = (control_ & reg::diseqc_busy) != 0;
         const unsigned operation = was_ended ? 0U : control_ & unsigned{reg::diseqc_operation_mask};
         return static_cast<std::uint8_t>((control_ & reg::diseqc_expect_reply) | count | operation |
-                                         (is_busy(now_ns) ? reg::diseqc_busy : 0));
+                                         (was_ended || is_busy(now_ns) ? reg::diseqc_busy : 0));
     }
     if (reg == reg::diseqc_output) {
         return output_;

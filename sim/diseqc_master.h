@@ -17,7 +17,7 @@ namespace sim {
 //
 // 0xA1 written: bits 2..0 the operation (111 message, 001 burst A, 010 burst B, 100 continuous
 // tone), bits 5..3 the message's length less 1, bit 6 ends what goes on, bit 7 listens for a reply.
-// Read: bit 6 while it is busy, bits 5..3 how many bytes of a reply came, bit 2 continuous tone,
+// Read: bit 6 while it is busy and when it was told to end, bits 5..3 how many bytes of a reply came, bit 2 continuous tone,
 // bit 7 as written; an operation's own bits are 0 when it has begun. The receiver and the
 // modulator share the cable's driver: while bit 7 stands there is no continuous tone.
 // 0xA2: bits 1..0 the LNB's voltage; bit 5 gives the 22 kHz to a pin that this board leaves open,
@@ -28,6 +28,7 @@ namespace sim {
 // whoever sends one waits. A message takes 13.5 ms a byte (nine bits of 1.5 ms, DiSEqC bus
 // specification 4.2), a tone burst 12.5 ms: eight bytes and the silence end before the driver gives
 // up. An output that is closed in between cuts the message off.
+// One that is still busy after that hangs, and obeys nothing but bit 6.
 // A reply begins 20 ms after the message; its bytes are counted as they arrive, seven at most, and
 // come into the data registers, which hold the message until then, when the operation is ended.
 class DiseqcMaster {
@@ -84,6 +85,7 @@ class DiseqcMaster {
     [[nodiscard]] std::size_t length() const;
     [[nodiscard]] std::string name_of_operation() const;
     [[nodiscard]] bool is_busy(std::uint64_t now_ns) const;
+    [[nodiscard]] bool hangs(std::uint64_t now_ns) const;
     [[nodiscard]] std::size_t replied(std::uint64_t now_ns) const;
 
     Outdoor *outdoor_;

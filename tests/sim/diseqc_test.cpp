@@ -248,8 +248,26 @@ TEST_F(Diseqc, master_that_is_never_ready_has_sent_its_message_all_the_same) {
 
     EXPECT_EQ(diseqc_send(&message), -12);
     EXPECT_EQ(receiver().switch_port(), 2U);
-    EXPECT_EQ(peek(0xA1) & 0x40, 0x00);  // told to end
+    EXPECT_EQ(peek(0xA1), 0x40);     // told to end
     send({0xE0, 0x10, 0x38, 0xF8});      // the second one is not hit
+}
+
+TEST_F(Diseqc, master_that_hangs_obeys_only_what_ends_it) {
+    scenario.faults = {{.kind = Fault::Kind::diseqc_busy}};
+    start();
+    supply(true, false);
+    poke(0xA2, 0x01);
+    sleep_ms(20);
+    poke(0xA1, 0x07);
+    sleep_ms(100);
+
+    poke(0xA1, 0x04);
+    EXPECT_EQ(peek(0xA1), 0x47);
+    poke(0xA1, 0x44);
+    EXPECT_EQ(peek(0xA1), 0x40);
+    poke(0xA1, 0x04);
+    sleep_ms(20);
+    EXPECT_TRUE(receiver().tone());
 }
 
 TEST_F(Diseqc, switch_that_is_stuck_answers_and_keeps_its_port) {
