@@ -351,7 +351,10 @@ inline void Receiver::Impl::deliver(std::uint8_t address, std::span<const std::u
         return;
     }
     if (address == wiring::lnbh23_address) {
-        outdoor_.set_lnbh23(data.back(), now_ns);
+        // It has one register, which every byte goes to.
+        for (const std::uint8_t control : data) {
+            outdoor_.set_lnbh23(control, now_ns);
+        }
     } else if (address == wiring::demodulator_address) {
         demodulator_pointer_ = data[0];
         if (data.size() > 1) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "sim/lnb_supply.h"
 
+#include <array>
+
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/hw/hdi.h"
 #include "tests/sim/receiver_test.h"
@@ -47,6 +49,17 @@ TEST_F(Supply, voltage_is_chosen_before_it_comes) {
     line(7, 1);
     EXPECT_THAT(complaint(Offence::supply_order),
                 HasSubstr("18 V chosen 0.000 ms after 13 V was switched on"));
+}
+
+TEST_F(Supply, controller_has_one_register_that_every_byte_goes_to) {
+    fit_controller();
+    line(7, 1);
+    controller(0x4C);
+    line(6, 1);
+    const std::array<std::uint8_t, 2> bytes{0x00, 0x4C};
+    hdi_Write_i2c_port(ds3000_context.i2c_bus, 0x14, bytes.data(), bytes.size(), HDI_COMPLETE);
+
+    EXPECT_THAT(complaint(Offence::supply_order), HasSubstr("LNBH23 switched off, 00"));
 }
 
 TEST_F(Supply, controller_is_ready_before_its_line_and_off_after_it) {
