@@ -17,9 +17,10 @@ namespace sim {
 //
 // 0xA1 written: bits 2..0 the operation (111 message, 001 burst A, 010 burst B, 100 continuous
 // tone), bits 5..3 the message's length less 1, bit 6 ends what goes on, bit 7 listens for a reply.
-// Read: bit 6 while it is busy and when it was told to end, bits 5..3 how many bytes of a reply came, bit 2 continuous tone,
-// bit 7 as written; an operation's own bits are 0 when it has begun. The receiver and the
-// modulator share the cable's driver: while bit 7 stands there is no continuous tone.
+// Read: bit 6 while it is busy and when it was told to end, bits 5..3 how many bytes of a reply
+// came, bit 2 continuous tone, bit 7 as written; an operation's own bits are 0 when it has begun.
+// The receiver and the modulator share the cable's driver: while bit 7 stands there is no
+// continuous tone.
 // 0xA2: bits 1..0 the LNB's voltage; bit 5 gives the 22 kHz to a pin that this board leaves open,
 // bit 6 floats the output, bit 7 stops it. Power-on: everything stopped and off, 0xE3.
 //
