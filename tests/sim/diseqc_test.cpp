@@ -249,7 +249,7 @@ TEST_F(Diseqc, master_that_is_never_ready_has_sent_its_message_all_the_same) {
     EXPECT_EQ(diseqc_send(&message), -12);
     EXPECT_EQ(receiver().switch_port(), 2U);
     EXPECT_EQ(peek(0xA1), 0x40);     // told to end
-    send({0xE0, 0x10, 0x38, 0xF8});      // the second one is not hit
+    send({0xE0, 0x10, 0x38, 0xF8});  // the second one is not hit
 }
 
 TEST_F(Diseqc, master_that_hangs_obeys_only_what_ends_it) {
