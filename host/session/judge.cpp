@@ -272,6 +272,14 @@ void Judge::hear_found(const FoundCarrierFigures &found) {
         charge("frequency wrong", fmt::format("the driver says {} kHz, the carrier lies at {:.0f}",
                                               found.if_khz, verdict.cable_khz));
     }
+    constexpr double misplaced_khz = 300;  // by a tuner's own offset of the wrong sign
+    if (!world_->scenario().unicable &&
+        std::abs(verdict.offset_khz) > true_ksps * 1.01 + misplaced_khz) {
+        charge("frequency wrong",
+               fmt::format("a carrier of {:.0f} ksym/s was taken {} kHz beside where it was "
+                           "looked for",
+                           true_ksps, verdict.offset_khz));
+    }
 }
 
 void Judge::hear_list(const std::string &objection) {

@@ -175,6 +175,21 @@ TEST_F(JudgeTest, knows_the_rows_of_a_scan) {
                     charge_of("symbol rate wrong", "22050 ksym/s")));
 }
 
+TEST_F(JudgeTest, knows_a_row_that_is_not_the_carrier_looked_for) {
+    transponder.symbol_rate = 2'000'000;
+    request = host::request_for(transponder, host::lnb_named("EXTENDED"), 0);
+    broadcast::Transponder beside = transponder;
+    beside.frequency_khz += 2'900;
+    board.point_at({"one", {beside}}, 0);
+    host::FoundCarrierFigures found = found_as(receive());
+    found.if_khz = 1'253'350;
+    found.symbol_rate_ksps = 2'000;
+    judge.hear_found(found);
+
+    EXPECT_THAT(judge.complaints(),
+                ElementsAre(charge_of("frequency wrong", "2000 ksym/s was taken 3350 kHz")));
+}
+
 TEST_F(JudgeTest, counts_the_packets_that_went_by) {
     host::ReceptionReading reading = receive();
     restart_counters();
