@@ -163,6 +163,10 @@ void LegScan::on_event(std::uint32_t event, void *argument) noexcept {
             return;  // what the driver says of transfers that failed at once means nothing
         }
         if (running->called_off_ns_) {
+            if (event == SCAN_EVENT_FAILED) {
+                running->witness_->hear_abandoned(*static_cast<const scan_candidate *>(argument),
+                                                  ds3000_context.standard);
+            }
             return;
         }
         running->witness_->hear(event, argument, running->books());

@@ -175,6 +175,13 @@ void ScanWitness::hear_failure(const void *record, const ScanBooks &driver) {
     }
 }
 
+void ScanWitness::hear_abandoned(const scan_candidate &candidate, std::uint32_t standard) {
+    if (candidate.status == CANDIDATE_REJECTED && standard == STANDARD_DVBS) {
+        object(fmt::format("called off, it rejects what was not tried in DVB-S2: {}",
+                           words(candidate)));
+    }
+}
+
 void ScanWitness::expect_order(std::size_t index) {
     for (std::size_t i = 0; i < index; ++i) {
         if (list_.records()[i].status == CANDIDATE_PENDING) {

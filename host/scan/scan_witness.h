@@ -43,6 +43,10 @@ class ScanWitness {
     // An event with its argument, before anybody has answered it.
     void hear(std::uint32_t event, const void *argument, const ScanBooks &driver);
 
+    // The scan was called off while it tried the candidate in a standard: one that has the other
+    // standard still before it is not decided.
+    void hear_abandoned(const scan_candidate &candidate, std::uint32_t standard);
+
     // The scan has returned, and was not called off.
     void hear_end(const ScanBooks &driver);
 

@@ -171,6 +171,16 @@ TEST_F(ScanWitness, objects_to_a_peak_that_no_pass_is_for) {
     EXPECT_THAT(witness.objection(), HasSubstr("1600 ksym/s, in a pass for 1601 to 45000"));
 }
 
+TEST_F(ScanWitness, objects_to_a_rejection_that_comes_too_early_when_it_is_called_off) {
+    search();
+    records[0].status = CANDIDATE_REJECTED;
+    witness.hear_abandoned(records[1], STANDARD_DVBS);
+    witness.hear_abandoned(records[0], STANDARD_DVBS2);
+    EXPECT_EQ(witness.objection(), "");
+    witness.hear_abandoned(records[0], STANDARD_DVBS);
+    EXPECT_THAT(witness.objection(), HasSubstr("not tried in DVB-S2: 1010000 kHz"));
+}
+
 TEST_F(ScanWitness, objects_to_words_behind_the_end) {
     search();
     fail(0);
