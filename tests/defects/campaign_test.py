@@ -58,6 +58,15 @@ class Patches(unittest.TestCase):
 
 
 class Verdicts(unittest.TestCase):
+    def test_a_name_stands_once(self):
+        with tempfile.TemporaryDirectory() as folder:
+            path = pathlib.Path(folder, "commands")
+            path.write_text("# names\none: a: b\ntwo: c\n")
+            self.assertEqual(defects.named_lines(path), {"one": "a: b", "two": "c"})
+            path.write_text("one: a\n\n# again\none: b\n")
+            with self.assertRaisesRegex(SystemExit, "commands:4: one is there already"):
+                defects.named_lines(path)
+
     def test_figures_do_not_judge(self):
         document = {"locked": True, "lock_ms": 100, "quality_db": 17}
         self.assertEqual(list(defects.judging_members(document)), [("locked", "True")])
