@@ -201,8 +201,11 @@ void Judge::hear_published(const Signal &signal) {
     if (!can_judge_figures()) {
         return;
     }
+    // The mean of sixteen polls, which threads that wake late have not done yet.
+    constexpr std::uint64_t longest_delay_ns = 20'000'000;
     const sim::Verdict verdict = world_->receiver().verdict();
-    if (!verdict.carrier || is_steady(verdict)) {
+    if ((!verdict.carrier || is_steady(verdict)) &&
+        world_->scenario().time.longest_delay_ns <= longest_delay_ns) {
         judge_strength(signal.strength_percent, verdict.locked());
     }
     if (verdict.locked()) {

@@ -96,6 +96,15 @@ TEST_F(CtlTune, what_the_driver_does_wrong_is_said_and_no_success) {
     EXPECT_EQ(result.at("complaints").size(), 3U);
 }
 
+TEST_F(CtlTune, a_strength_that_sleepy_threads_have_not_averaged_yet_is_nobodys_fault) {
+    write_file("sleepy.toml",
+               "[clock]\nlate_us = 400_000\n[[transponder]]\nfrequency_khz = 11_494_000\n"
+               "polarisation = \"H\"\nsymbol_rate = 22_000_000\nsystem = \"DVB-S2\"\n");
+    const Outcome run = ctl(by_numbers + " --board sim:sleepy.toml");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "");
+}
+
 TEST_F(CtlTune, takes_a_downlink_as_lists_print_it) {
     write_file("Small", table_row(11494000, 22000000, "First"));
     for (const char *target : {"--frequency '11494 H' --symbol-rate 22Msps --system dvbs2",
