@@ -14,7 +14,10 @@ std::optional<NoLock> explain_no_lock(HostBoard &board) {
         return std::nullopt;
     }
     const sim::Verdict verdict = simulated->receiver().verdict();
-    return NoLock{to_string(verdict.reason), verdict.text};
+    // A lock that is there for a moment may well be missed.
+    const bool is_brief = verdict.locked() && verdict.wavers;
+    return NoLock{to_string(is_brief ? sim::Reason::cn_below_threshold : verdict.reason),
+                  verdict.text};
 }
 
 std::optional<unsigned> restarts_of(HostBoard &board) {
