@@ -26,6 +26,7 @@ constexpr double lowest_type_1_khz = 1'144'000;
 // finds its centre.
 constexpr double least_fine_share = 0.82;
 constexpr double greatest_fine_share = 1.22;
+constexpr std::uint8_t full_trim = 15;
 constexpr std::array calibrating_type_2{TunerRequirement{tuner_reg::reg_27, 0x70},
                                         TunerRequirement{tuner_reg::reg_08, 0x0B}};
 std::uint64_t failures(const Scenario &scenario, Fault::Kind kind) {
@@ -256,7 +257,7 @@ std::uint8_t Tuner::trim_reading() {
     if (type_ != 1 || agc_.order() > vco_.order()) {
         return gain_.lna;
     }
-    trim_reading_ = gain_.lna;
+    trim_reading_ = std::min(gain_.lna, full_trim);
     return std::min(gain_.lna, rf_trim_of(latched_trim_));
 }
 
