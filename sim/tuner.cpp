@@ -65,6 +65,7 @@ void Tuner::power_on() {
     discharged_ns_ = 0;
     regulated_ns_ = 0;
     stuck_ = false;
+    halved_ = false;
     trim_reading_.reset();
 }
 
@@ -132,6 +133,7 @@ void Tuner::obey(std::uint8_t reg, std::uint8_t old, std::uint64_t now_ns) {
             divider_order_ = writes_;
             break;
         case tuner_reg::band:
+            switch_band(old);
             if (((old ^ value) & tuner_reg::band_divide_by_2) != 0) {
                 divider_order_ = writes_;
             }
@@ -280,7 +282,18 @@ std::uint32_t Tuner::divider() const {
     return programmed < 8192 ? programmed - 1024 : programmed - 3072;
 }
 
-bool Tuner::low_band() const { return (regs_[tuner_reg::band] & tuner_reg::band_divide_by_2) != 0; }
+// Type 1 takes its band over when the synthesiser is switched on. Later it confirms at most that
+// the VCO came up in the low one.
+void Tuner::switch_band(std::uint8_t old) {
+    const std::uint8_t value = regs_[tuner_reg::band];
+    const bool asks_for_low = (value & tuner_reg::band_divide_by_2) != 0;
+    if (type_ == 2 || (value & ~old & tuner_reg::band_enabled_type_1) != 0 ||
+        (asks_for_low && comes_up_low())) {
+        halved_ = asks_for_low;
+    }
+}
+
+bool Tuner::low_band() const { return halved_; }
 
 // Type 1: the VCO does not swing so low, and the chip takes the other band by itself.
 bool Tuner::comes_up_low() const {

@@ -45,7 +45,8 @@ struct TunerOutput {
 // Synthesiser: oscillator = divider x 27000/28 kHz, halved with the low band bit (0x10 bit 4). The
 // divider's prescaler by two knows even ones only. The VCO reaches what the two bands need and a
 // few MHz more; type 1 comes up in the low band by itself where its high band ends a few MHz above
-// the limit, as each piece of silicon does somewhere else. It works with the reference divider 0x03
+// the limit, as each piece of silicon does somewhere else, and changes its band only where its
+// synthesiser is switched on (0x10 bit 0) or the VCO did so. It works with the reference divider 0x03
 // = 0x06 and the start-up registers 0x62 and 0x42 set, and a VCO calibrated since the divider was
 // last written, then the synthesiser calibrated. Type 2 needs its second VCO core (0x10 bit 7 and
 // 0x11 = 0x6F) where the first one's band number (0x14) lies below 64, and only there (0x11 =
@@ -94,6 +95,7 @@ class Tuner {
     }
     [[nodiscard]] std::uint8_t read_power(std::uint64_t now_ns) const;
     [[nodiscard]] std::uint32_t divider() const;
+    void switch_band(std::uint8_t old);
     [[nodiscard]] bool low_band() const;
     [[nodiscard]] bool comes_up_low() const;
     [[nodiscard]] double vco_khz() const;
@@ -125,6 +127,7 @@ class Tuner {
     std::uint64_t discharged_ns_ = 0;  // when the supply may be taken up again
     std::uint64_t regulated_ns_ = 0;   // when registers are taken again
     bool stuck_ = false;               // the supply was taken up too early
+    bool halved_ = false;              // the oscillator, by the band in force
     std::uint64_t writes_ = 0;
     std::uint64_t divider_order_ = 0;
     std::uint64_t filter_order_ = 0;

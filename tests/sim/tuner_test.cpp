@@ -363,6 +363,26 @@ TEST_F(BareTuner, type_1_shows_the_band_and_no_rf_gain) {
     EXPECT_EQ(tuner().read(0x66, 0), 0x80);
 }
 
+TEST_F(BareTuner, type_1_keeps_its_band_until_the_synthesiser_was_off) {
+    scenario.board.tuner_identity = 0x41;
+    power_up();
+    tuner().write(0x62, 0xFD, 4 * ms);
+    tuner().write(0x42, 0x63, 6 * ms);
+    tuner().write(0x03, 0x06, 6 * ms);
+    tuner().write(0x10, 0x11, 8 * ms);
+    // 2488 - 1024: 2399.1 MHz of VCO, halved in the low band.
+    tuner().write(0x01, 0x05, 8 * ms);
+    tuner().write(0x02, 0xB8, 8 * ms);
+
+    tuner().write(0x10, 0x01, 8 * ms);
+    EXPECT_EQ(tuner().output().text,
+              "tuner divider 2488 asks for 1199.6 MHz from a VCO at 2399.1 MHz");
+    tuner().write(0x10, 0x00, 8 * ms);
+    tuner().write(0x10, 0x01, 8 * ms);
+    EXPECT_EQ(tuner().output().text,
+              "tuner divider 2488 asks for 2399.1 MHz from a VCO at 2399.1 MHz");
+}
+
 // Registers that the driver sets, each missed once: what becomes of a carrier that locks with them.
 struct Missed {
     std::uint8_t identity;
@@ -481,6 +501,7 @@ TEST_F(ReceiverTest, type_1_is_forced_into_the_low_band_where_its_high_one_ends)
     EXPECT_TRUE(locks()) << receiver().verdict().text;
 
     // 28 x 1147 / 27 = 1189.5, made even: 1190 - 1024 in the high band.
+    tuner_write(0x10, 0x00);
     tuner_write(0x10, 0x01);
     tuner_write(0x01, 0x00);
     tuner_write(0x02, 0xA6);
