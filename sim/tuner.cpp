@@ -252,7 +252,8 @@ std::uint8_t Tuner::read(std::uint8_t reg, std::uint64_t now_ns) {
             return trim_reading();
         case tuner_reg::band_state:
             return static_cast<std::uint8_t>(
-                (low_band() || comes_up_low() ? tuner_reg::band_state_low : 0) |
+                (vco_.done(now_ns) && (low_band() || comes_up_low()) ? tuner_reg::band_state_low
+                                                                     : 0) |
                 (gain_.rf << tuner_reg::band_state_gain_shift));
         default:
             return regs_[reg];

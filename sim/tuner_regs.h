@@ -50,7 +50,7 @@ inline constexpr std::uint8_t agc_started = 0x40;
 inline constexpr std::uint8_t reg_60 = 0x60;
 inline constexpr std::uint8_t rf_gain = 0x3D;
 inline constexpr std::uint8_t band_state = 0x66;
-inline constexpr std::uint8_t band_state_low = 0x80;
+inline constexpr std::uint8_t band_state_low = 0x80;  // of a VCO that is calibrated
 inline constexpr unsigned band_state_gain_shift = 3;
 
 // Calibrations, a bit each: 0 in the one register holds a block in reset, a bit that rises in the

@@ -353,14 +353,20 @@ TEST_F(BareTuner, gain_registers_follow_the_level) {
     EXPECT_EQ(tuner().read(0x66, 0), 0);
 }
 
-TEST_F(BareTuner, type_1_shows_the_band_and_no_rf_gain) {
+TEST_F(BareTuner, type_1_shows_the_band_of_a_calibrated_vco_and_no_rf_gain) {
     scenario.board.tuner_identity = 0x41;
     power_up();
     tuner().set_input_level(-73);
+    tuner().write(0x10, 0x11, steady);
 
     EXPECT_EQ(tuner().read(0x66, steady), 0x00);
-    tuner().write(0x10, 0x11, steady);
-    EXPECT_EQ(tuner().read(0x66, 0), 0x80);
+    strobe(0x0F, 0x10, steady);
+    EXPECT_EQ(tuner().read(0x66, steady + 4 * ms - 1), 0x00);
+    EXPECT_EQ(tuner().read(0x66, steady + 4 * ms), 0x80);
+    tuner().write(0x10, 0x00, steady + 5 * ms);
+    tuner().write(0x10, 0x01, steady + 5 * ms);
+    strobe(0x0F, 0x10, steady + 5 * ms);
+    EXPECT_EQ(tuner().read(0x66, steady + 9 * ms), 0x00);
 }
 
 TEST_F(BareTuner, type_1_keeps_its_band_until_the_synthesiser_was_off) {
