@@ -67,6 +67,7 @@ void Tuner::power_on() {
     stuck_ = false;
     halved_ = false;
     trim_reading_.reset();
+    first_baseband_.reset();
 }
 
 bool Tuner::on() const {
@@ -178,6 +179,7 @@ void Tuner::start(Calibration &calibration, std::uint64_t now_ns) {
         note_filter_run();
     } else if (&calibration == &vco_) {
         trim_reading_.reset();
+        first_baseband_.reset();
     } else if (&calibration == &lo_) {
         latched_trim_ = regs_[tuner_reg::reg_60];
     }
@@ -246,8 +248,7 @@ std::uint8_t Tuner::read(std::uint8_t reg, std::uint64_t now_ns) {
         case tuner_reg::filter_state:
             return filter_.done(now_ns) ? filter_result() : std::uint8_t{0};
         case tuner_reg::agc_state:
-            // Bit 6 tells a gain of 0 from a gain control that has not been started.
-            return agc_.done(now_ns) ? tuner_reg::agc_started | gain_.baseband : 0;
+            return read_agc(now_ns);
         case tuner_reg::rf_gain:
             return trim_reading();
         case tuner_reg::band_state:
@@ -258,6 +259,17 @@ std::uint8_t Tuner::read(std::uint8_t reg, std::uint64_t now_ns) {
         default:
             return regs_[reg];
     }
+}
+
+// Bit 6 tells a gain of 0 from a gain control that has not been started.
+std::uint8_t Tuner::read_agc(std::uint64_t now_ns) {
+    if (!agc_.done(now_ns)) {
+        return 0;
+    }
+    if (now_ns < agc_.start_ns() + gain_settling_ns) {
+        first_baseband_ = gain_.baseband;
+    }
+    return tuner_reg::agc_started | gain_.baseband;
 }
 
 // Until the gain control works, type 1 shows no more than the trim leaves it.

@@ -58,7 +58,9 @@ struct TunerOutput {
 // stored in 0x25 then stands for both.
 // Gain control: started since the VCO and the filter were calibrated; type 2 needs 0x22 = 0x30 and
 // 0x12 = 0xA0 from its start-up. Type 1 has its RF gain trimmed in 0x60, three steps below what
-// 0x3D shows, and the synthesiser calibrated again with it. The gain settles 65 ms after its start.
+// 0x3D shows, and the synthesiser calibrated again with it; where that shows the full range and the
+// baseband then uses less than three steps, to 12. The gain settles 65 ms after its start, or after
+// the last calibration that took a trim.
 class Tuner {
  public:
     Tuner(const Scenario &scenario, Watch &watch);
@@ -114,6 +116,9 @@ class Tuner {
     void add_vco_flaw(TunerFlaws &flaws) const;
     void add_trim_flaw(TunerFlaws &flaws) const;
     [[nodiscard]] std::uint8_t trim_reading();
+    [[nodiscard]] std::uint8_t read_agc(std::uint64_t now_ns);
+
+    static constexpr std::uint64_t gain_settling_ns = 65'000'000;
 
     Watch *watch_;
     std::uint8_t identity_;
@@ -133,6 +138,7 @@ class Tuner {
     std::uint64_t filter_order_ = 0;
     std::array<std::uint64_t, 2> channel_order_{};  // when each of the filter's was calibrated
     std::optional<std::uint8_t> trim_reading_;      // what 0x3D would tell without a trim
+    std::optional<std::uint8_t> first_baseband_;    // its gain's steps, read before they settled
     std::uint8_t latched_trim_ = 0;
     // Durations somewhat under the 5, 5, 2 and 20 ms that a driver has to allow for.
     Calibration vco_{tuner_reg::vco_block, 4'000'000};

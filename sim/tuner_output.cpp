@@ -14,7 +14,6 @@ namespace sim {
 
 namespace {
 
-constexpr std::uint64_t gain_settling_ns = 65'000'000;
 constexpr double highest_type_1_khz = 2'316'000;
 constexpr double highest_type_2_khz = 2'208'000;
 constexpr double starved_vco_db = 16;
@@ -132,14 +131,19 @@ void Tuner::add_vco_flaw(TunerFlaws &flaws) const {
 }
 
 // Three steps below the reading, which is as far as the LNA's gain goes before it swings by itself.
-// Where the reading found no room there is nothing to take back.
+// Where the reading found no room there is nothing to take back, but for an input so strong that it
+// leaves the baseband next to nothing to do.
 void Tuner::add_trim_flaw(TunerFlaws &flaws) const {
     constexpr int back_off = 3;
     constexpr int no_room = 15;
+    constexpr int next_to_nothing = 3;
     const int trim = rf_trim_of(latched_trim_);
     int off = no_room - trim;
     if (!trim_reading_) {
         off = back_off;
+    } else if (*trim_reading_ == no_room &&
+               first_baseband_.value_or(next_to_nothing) < next_to_nothing) {
+        off = std::abs(off - back_off);
     } else if (*trim_reading_ == no_room) {
         off = std::max(0, off - back_off);
     } else {
@@ -211,7 +215,10 @@ TunerOutput Tuner::output() const {
     for (const Calibration *calibration : {&vco_, &lo_, &filter_, &agc_}) {
         output.calibrated_ns = std::max(output.calibrated_ns, calibration->done_ns());
     }
-    output.settled_ns = std::max(output.calibrated_ns, agc_.start_ns() + gain_settling_ns);
+    // With another trim the gain settles anew.
+    const std::uint64_t gain_set_ns =
+        lo_.order() > agc_.order() ? lo_.start_ns() : agc_.start_ns();
+    output.settled_ns = std::max(output.calibrated_ns, gain_set_ns + gain_settling_ns);
     return output;
 }
 

@@ -492,6 +492,52 @@ TEST_F(ReceiverTest, type_1_is_trimmed_from_its_full_range) {
     EXPECT_THAT(receiver().verdict().text, testing::HasSubstr("3 steps wrong (0x60)"));
 }
 
+// The first channel after power-on finds no room to trim, and -30 dBm leave the baseband less than
+// three steps: the gain is raised, and settles 65 ms after the synthesiser's calibration with it.
+class StrongType1 : public ReceiverTest {
+ protected:
+    void receive() {
+        broadcast::Transponder transponder = demo_transponder(10'800);
+        transponder.level_dbm = -30;
+        scenario.board.tuner_identity = 0x41;
+        scenario.satellites = {{"one", {transponder}}};
+        start();
+        tune(transponder);
+        ASSERT_TRUE(locks()) << receiver().verdict().text;
+    }
+    static void calibrate_synthesiser() {
+        tuner_write(0x51, 0x17);
+        tuner_write(0x51, 0x1F);
+        tuner_write(0x50, 0x08);
+        tuner_write(0x50, 0x00);
+    }
+};
+
+TEST_F(StrongType1, needs_its_gain_raised) {
+    receive();
+    std::uint8_t trim = 0;
+    tuner_read(0x60, &trim);
+    EXPECT_EQ(trim, 0x61);
+
+    tuner_write(0x60, 0x79);
+    calibrate_synthesiser();
+    sleep_ms(100);
+
+    EXPECT_THAT(receiver().verdict().text, testing::HasSubstr("3 steps wrong (0x60)"));
+}
+
+TEST_F(StrongType1, settles_anew_with_another_gain) {
+    receive();
+    demod_write(0xB2, 0x01);
+    calibrate_synthesiser();
+    sleep_ms(55);
+    demod_write(0xB2, 0x00);
+    sleep_ms(50);
+
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::tuner_agc));
+    EXPECT_THAT(receiver().verdict().text, testing::HasSubstr("before the tuner had settled"));
+}
+
 // The piece of type 1 that the seed makes does not reach below 1148 MHz in its high band.
 TEST_F(ReceiverTest, type_1_is_forced_into_the_low_band_where_its_high_one_ends) {
     scenario.board.tuner_identity = 0x41;
