@@ -23,7 +23,7 @@ inline constexpr std::uint8_t clock_reset = 0x06;
 inline constexpr std::uint8_t clock_reset_hold = 0xE0;  // the clock tree stands still
 inline constexpr std::uint8_t global_reset = 0x07;
 inline constexpr std::uint8_t global_reset_demodulator = 0x80;
-inline constexpr std::uint8_t global_reset_controller = 0x60;  // and of the core; DS310X
+inline constexpr std::uint8_t global_reset_all = 0xE0;  // the micro-controller too; DS310X
 inline constexpr std::uint8_t reg_23 = 0x23;
 inline constexpr std::uint8_t reg_23_power_down = 0x10;
 

@@ -51,13 +51,15 @@ TEST_F(Firmware, chip_has_no_program_at_power_on) {
     EXPECT_EQ(peek(0xB3), 0x38);
 }
 
-// The whole program, but no pulse of bits 6 and 5 of 0x07 before it.
-TEST_F(Firmware, controller_that_was_never_reset_does_not_run) {
+// The whole program, but no pulse of bits 7 to 5 of 0x07 together before it.
+TEST_F(Firmware, controller_that_was_never_reset_with_its_core_does_not_run) {
     receiver();
     ds3000_context.i2c_bus = receiver().open_bus();
     ds3000_wake();
-    poke(0x07, 0x80);
-    poke(0x07, 0x00);
+    for (const std::uint8_t bits : {0x80, 0x60}) {
+        poke(0x07, bits);
+        poke(0x07, 0x00);
+    }
 
     load(image('A'), FIRMWARE_SIZE);
 
