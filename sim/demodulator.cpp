@@ -598,8 +598,17 @@ void Demodulator::control_mcu(std::uint8_t value, std::uint64_t now_ns) {
         jammed_ = jammed_ || sweep_at_end_;
         sweep_at_end_ = false;
         controller_hangs_ = controller_hangs_ || core_held();
-        program_.release();
+        if (program_.release()) {
+            put_port_back();
+        }
     }
+}
+
+// A program that begins takes the port to what it is after power-on: its pins drive nothing.
+void Demodulator::put_port_back() {
+    const RegisterFile first = registers_at_power_on();
+    regs_.ts = first.ts;
+    regs_.plain[reg::ts_drivers] |= reg::ts_pins_high_impedance;
 }
 
 // Of one that the micro-controller began when it was let go.

@@ -145,12 +145,14 @@ std::string McuProgram::fault_of_image() const {
     return fault_of_block(own, number);
 }
 
-void McuProgram::release() {
-    if (held_ && loading_) {
+bool McuProgram::release() {
+    const bool loaded = held_ && loading_;
+    if (loaded) {
         fault_ = bytes_.size() == program_size ? fault_of_image() : fault_of_size();
         loading_ = false;
     }
     held_ = false;
+    return loaded && runs();
 }
 
 }  // namespace sim

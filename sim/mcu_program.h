@@ -39,7 +39,8 @@ class McuProgram {
     void power_on();
     void hold();
     void block(std::span<const std::uint8_t> bytes, std::uint64_t now_ns);
-    void release();
+    // Whether a program begins that was loaded in this hold.
+    bool release();
 
     [[nodiscard]] bool is_held() const { return held_; }
     [[nodiscard]] bool runs() const { return !held_ && fault_.empty(); }

@@ -7,6 +7,7 @@
 #include <array>
 
 #include "ds3000/chip/ds3000_context.h"
+#include "ds3000/demod/firmware.h"
 #include "ds3000/demod/ts_output.h"
 #include "ds3000/hw/register_access.h"
 #include "tests/sim/receiver_test.h"
@@ -234,6 +235,21 @@ TEST_F(ReceiverTest, divider_that_is_too_large_does_not_carry_the_payload) {
 
     EXPECT_EQ(receiver().verdict().ts.fault, sim::TsOutput::Fault::too_slow);
     EXPECT_FALSE(receiver().verdict().ts.carries_payload());
+}
+
+TEST_F(ReceiverTest, program_that_begins_puts_the_port_back) {
+    start();
+    EXPECT_EQ(peek(0xFD), 0x43);
+    EXPECT_EQ(peek(0x29), 0x00);
+
+    load_firmware(ds3000_firmware_a);
+    EXPECT_EQ(peek(0xFD), 0x00);
+    EXPECT_EQ(peek(0x29), 0x20);
+
+    ds3000_set_ts_mode(3);
+    poke(0xB2, 0x01);
+    poke(0xB2, 0x00);
+    EXPECT_EQ(peek(0xFD), 0x43) << "the one that ran before";
 }
 
 TEST_F(ReceiverTest, port_carries_nothing_before_its_mode_is_set) {
