@@ -56,8 +56,8 @@ TEST_F(Firmware, controller_that_was_never_reset_with_its_core_does_not_run) {
     receiver();
     ds3000_context.i2c_bus = receiver().open_bus();
     ds3000_wake();
-    for (const std::uint8_t bits : {0x80, 0x60}) {
-        poke(0x07, bits);
+    for (const int bits : {0x80, 0x60}) {
+        poke(0x07, static_cast<std::uint8_t>(bits));
         poke(0x07, 0x00);
     }
 
