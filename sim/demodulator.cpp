@@ -140,7 +140,7 @@ void Demodulator::power_on() {
     regs_.plain[reg::reg_23] = reg::reg_23_power_down;
     regs_.plain[reg::master_clock_a] = 0x80 | pll_trim_a;
     regs_.plain[reg::master_clock_b] = 0x40 | pll_trim_b;
-    regs_.plain[reg::ts_drivers] = reg::ts_pins_high_impedance;
+    put_port_back();
     diseqc_.power_on();
     program_.power_on();
     repeater_open_ = false;
@@ -606,8 +606,10 @@ void Demodulator::control_mcu(std::uint8_t value, std::uint64_t now_ns) {
 
 // A program that begins takes the port to what it is after power-on: its pins drive nothing.
 void Demodulator::put_port_back() {
-    const RegisterFile first = registers_at_power_on();
-    regs_.ts = first.ts;
+    for (auto &[mode, divider] : regs_.ts) {
+        mode = 0;
+        divider = chip_ == Chip::ds300x ? std::uint8_t{0} : ts_pin_strength;
+    }
     regs_.plain[reg::ts_drivers] |= reg::ts_pins_high_impedance;
 }
 

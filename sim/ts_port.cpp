@@ -53,8 +53,10 @@ bool drives_pins(Chip chip, broadcast::System system, const TsRegisters &regs, u
     const bool serial_of_ds300x = chip == Chip::ds300x && mode == serial_mode;
     const unsigned looked_at = old_bank || serial_of_ds300x ? on : on | all_eight;
     const unsigned pins = mode == serial_mode ? on : on | all_eight;
+    const bool strong =
+        chip == Chip::ds300x || (regs.divider & ts_pin_strength_mask) == ts_pin_strength;
     const bool same_edge = (regs.polarity & 1U) == ((regs.mode >> 3U) & 1U);
-    return block_on && (regs.enable & looked_at) == (pins & looked_at) &&
+    return block_on && strong && (regs.enable & looked_at) == (pins & looked_at) &&
            (regs.drivers & 0xB0U) == 0 && same_edge && regs.clock_reset == 0;
 }
 

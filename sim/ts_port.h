@@ -22,6 +22,10 @@ struct TsRegisters {
     std::uint8_t clock_reset = 0;  // 0x06
 };
 
+// Bits 7..4 of 0xFE with DS3002B and DS3103, from their fuses: how strongly the pins are driven.
+inline constexpr std::uint8_t ts_pin_strength = 0x90;
+inline constexpr std::uint8_t ts_pin_strength_mask = 0xF0;
+
 // Master clock in kHz; absent when the registers select none. DS300X has a fixed one for each
 // standard.
 std::optional<std::uint32_t> master_clock_khz(Chip chip, broadcast::System system,
@@ -43,7 +47,8 @@ std::optional<std::uint32_t> master_clock_khz(Chip chip, broadcast::System syste
 // The pins are driven with 0x06 clear, 0x27 bit 0 set and 0x29 bits 7, 5 and 4 clear, from the
 // port's block with its enabling bits set in 0xFD: 6 and 1, or 5 in the DVB-S bank of DS300X. Where
 // that bank is not the one in use, 0x27 bit 4 turns on the other seven pins of a parallel port;
-// those of a serial port are to be off, but for DS300X, which drives them low. The decoder hands
+// those of a serial port are to be off, but for DS300X, which drives them low. Those of DS3002B and
+// DS3103 are too weak for a board without the strength in 0xFE that power-on gives. The decoder hands
 // over on the clock edge of 0xCA bit 0, the port takes over on that of 0xFD bit 3.
 TsOutput ts_output(Chip chip, broadcast::System system, const TsRegisters &regs,
                    const broadcast::Transponder &carrier, unsigned wired_mode);

@@ -28,7 +28,7 @@ sim::TsOutput output_of(Chip chip, System system, const TsRegisters &regs) {
 
 // A parallel port of a DS3103 at 96 MHz divided by 16, all pins driven.
 constexpr TsRegisters working{.mode = 0x43,
-                              .divider = 0x01,
+                              .divider = 0x91,
                               .divider_low = 0xC7,
                               .clock_a = 0x80,
                               .clock_b = 0x40,
@@ -182,6 +182,8 @@ TEST(TsPort, pins_are_driven_with_their_bits_set_alone) {
     EXPECT_EQ(with(&TsRegisters::mode, 0x03), PortFault::drivers_off);
     EXPECT_EQ(with(&TsRegisters::mode, 0x41), PortFault::drivers_off);
     EXPECT_EQ(with(&TsRegisters::mode, 0x4B), PortFault::drivers_off);
+    EXPECT_EQ(with(&TsRegisters::divider, 0x01), PortFault::drivers_off);
+    EXPECT_EQ(with(&TsRegisters::divider, 0xD1), PortFault::drivers_off);
     EXPECT_EQ(with(&TsRegisters::polarity, 0x01), PortFault::drivers_off);
     EXPECT_EQ(with(&TsRegisters::polarity, 0x22), PortFault::none);
 }
