@@ -76,9 +76,9 @@ constexpr auto status_registers = [] {
     return table;
 }();
 
-FoundCarrier nothing_in_a_jam() {
+FoundCarrier nothing_found(const char *why) {
     FoundCarrier found;
-    found.text = "the sweep stands at its end since a scan's search failed and no reset followed";
+    found.text = why;
     return found;
 }
 
@@ -180,6 +180,8 @@ void Demodulator::forget_searches() {
     begun_by_reset_ = false;
     sweep_at_end_ = false;
     jammed_ = false;
+    narrow_failed_ = false;
+    misled_ = false;
     thresholds_rest_ns_ = 0;
     last_lock_bits_ = 0;
     last_fec_bits_ = 0;
@@ -452,11 +454,22 @@ void Demodulator::refresh() {
         acquisition_.start(search_, running_since_ns_, luck_.uniform());
         count_restart();
     }
-    acquisition_.see(jammed_ && search_.wide ? nothing_in_a_jam() : source_->find(search_),
-                     changed_ns_, source_->settled_ns(), source_->way_ns());
+    acquisition_.see(receive(), changed_ns_, source_->settled_ns(), source_->way_ns());
     if (!acquisition_.is_left()) {
         received_way_ = source_->way();
     }
+}
+
+FoundCarrier Demodulator::receive() const {
+    if (search_.wide && jammed_) {
+        return nothing_found(
+            "the sweep stands at its end since a scan's search failed and no reset followed");
+    }
+    if (!search_.wide && misled_) {
+        return nothing_found(
+            "the sweep was taken back twice: the core was reset behind a search that failed");
+    }
+    return source_->find(search_);
 }
 
 void Demodulator::count_restart() {
@@ -590,13 +603,16 @@ void Demodulator::control_mcu(std::uint8_t value, std::uint64_t now_ns) {
     mcu_written_ = true;
     if ((value & reg::mcu_hold) != 0) {
         keep_lock_bits(now_ns);
-        sweep_at_end_ = sweep_at_end_ || wide_search_failed(now_ns);
+        sweep_at_end_ = sweep_at_end_ || search_failed(true, now_ns);
+        narrow_failed_ = narrow_failed_ || search_failed(false, now_ns);
         program_.hold();
         controller_hangs_ = false;
     } else {
         carrier_preset_ = false;
         jammed_ = jammed_ || sweep_at_end_;
         sweep_at_end_ = false;
+        misled_ = !programmed_anew_ && (misled_ || (narrow_failed_ && core_was_reset_));
+        narrow_failed_ = false;
         controller_hangs_ = controller_hangs_ || core_held();
         if (program_.release()) {
             put_port_back();
@@ -614,8 +630,8 @@ void Demodulator::put_port_back() {
 }
 
 // Of one that the micro-controller began when it was let go.
-bool Demodulator::wide_search_failed(std::uint64_t now_ns) const {
-    return running_ && !restart_ && job_ == Job::reception && search_.wide &&
+bool Demodulator::search_failed(bool wide, std::uint64_t now_ns) const {
+    return running_ && !restart_ && job_ == Job::reception && search_.wide == wide &&
            chip_ != Chip::ds300x && !begun_by_reset_ &&
            acquisition_.mcu_state(now_ns) == reg::mcu_state_search_failed;
 }
@@ -656,6 +672,8 @@ void Demodulator::reset_globally(std::uint8_t value) {
         reset_ = true;
         was_reset_globally_ = true;
         sweep_at_end_ = false;
+        narrow_failed_ = false;
+        misled_ = false;
         last_lock_bits_ = 0;
         last_fec_bits_ = 0;
     }

@@ -74,7 +74,8 @@ class SignalSource {
 // measurement of a tone (0x0C = 0x06, 0xC4 = 0x01, 0xC7 = 0xFF), else reception.
 // On DS3002B and DS3103 a wide search that failed leaves its sweep at the end: a micro-controller
 // let go again after nothing but its own hold jams there, and its wide searches find nothing until
-// the core is reset.
+// the core is reset. The sweep of a connect's search it takes back by itself, and twice where the
+// core was reset behind a failed one: such a search finds nothing until the symbol rate is written.
 // The expected carrier is written after the carrier loop's gains (0x68, 0x69), which in a hold put
 // it back to 0. 0x5D has bits of that loop (7..3) beside the choice of what reads: a lock that
 // loses them goes on with 1.5 dB less.
@@ -149,7 +150,7 @@ class Demodulator {
     void put_port_back();
     void keep_lock_bits(std::uint64_t now_ns);
     [[nodiscard]] bool runs_on() const;
-    [[nodiscard]] bool wide_search_failed(std::uint64_t now_ns) const;
+    [[nodiscard]] bool search_failed(bool wide, std::uint64_t now_ns) const;
     void reset_core(std::uint8_t value);
     void reset_globally(std::uint8_t value);
     void begin_search(std::uint64_t now_ns);
@@ -172,6 +173,7 @@ class Demodulator {
     void follow_carrier_loop(std::uint64_t now_ns);
     void follow_carrier_preset(std::uint8_t reg);
     void refresh();
+    [[nodiscard]] FoundCarrier receive() const;
     void count_restart();
 
     [[nodiscard]] Job job_from_registers() const;
@@ -295,6 +297,8 @@ class Demodulator {
     bool begun_by_reset_ = false;           // the present search, by 0x07
     bool sweep_at_end_ = false;             // of a failed wide search, before the present hold
     bool jammed_ = false;                   // let go like that
+    bool narrow_failed_ = false;            // the connect's search before the present hold
+    bool misled_ = false;                   // the core was reset in that hold
     std::uint8_t last_lock_bits_ = 0;       // when the micro-controller was held
     std::uint8_t last_fec_bits_ = 0;
 };

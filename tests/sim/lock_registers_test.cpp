@@ -158,6 +158,48 @@ TEST_F(LockRegisters, carrier_comes_back_with_another_modcod) {
     EXPECT_EQ(peek(0x7E), 0x45) << "8PSK 2/3";
 }
 
+// Nothing is there when a connect's search comes to its end, after 150 ms and its sweep.
+class FailedSearch : public LockRegisters {
+ protected:
+    void fail() {
+        start();
+        tune(dvbs);
+        supply(false, true);
+        sleep_ms(400);
+        ASSERT_EQ(peek(0xB3), 0x80);
+        supply(true, true);
+    }
+    static void search_again(bool with_core) {
+        poke(0xB2, 0x01);
+        poke(0x00, with_core ? 0x01 : 0x00);
+        sleep_ms(2);
+        poke(0x00, 0x00);
+        poke(0xB2, 0x00);
+        sleep_ms(400);
+    }
+};
+
+TEST_F(FailedSearch, is_followed_by_one_that_finds_the_carrier) {
+    fail();
+    search_again(false);
+
+    EXPECT_TRUE(receiver().verdict().locked()) << receiver().verdict().text;
+}
+
+TEST_F(FailedSearch, is_followed_by_ones_in_vain_when_the_core_was_reset) {
+    fail();
+    search_again(true);
+    EXPECT_THAT(receiver().verdict().text, HasSubstr("the sweep was taken back twice"));
+    search_again(false);
+    EXPECT_FALSE(receiver().verdict().locked());
+
+    poke(0xB2, 0x01);
+    poke(0x62, peek(0x62));
+    poke(0xB2, 0x00);
+    sleep_ms(400);
+    EXPECT_TRUE(receiver().verdict().locked()) << receiver().verdict().text;
+}
+
 class WideSearch : public LockRegisters {
  protected:
     // A scan's attempt at the DVB-S carrier, the tuner being there.
