@@ -154,12 +154,17 @@ std::uint8_t Demodulator::lock_bits(std::uint64_t now_ns) const {
     return dvbs2 ? reg::lock_status_dvbs2 : reg::lock_status_dvbs;
 }
 
-std::uint8_t Demodulator::amplitude() const {
+// A small amplitude is lost in its noise: every other reading is negative.
+std::uint8_t Demodulator::amplitude() {
     const FoundCarrier &found = acquisition_.found();
     if (!running_ || job_ != Job::reception || found.carrier == nullptr) {
         return 0;
     }
-    return found.locks() && !found.weak ? 20 : 1;
+    constexpr std::uint8_t minus_one = 0xFF;
+    if (found.locks() && !found.weak) {
+        return 20;
+    }
+    return amplitude_readings_++ % 2 == 0 ? minus_one : std::uint8_t{1};
 }
 
 // How far a loop stands from what it follows, in deviations, the same as long as a lock lasts.
