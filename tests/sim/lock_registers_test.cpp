@@ -195,6 +195,7 @@ TEST_F(FailedSearch, is_followed_by_ones_in_vain_when_the_core_was_reset) {
 
     poke(0xB2, 0x01);
     poke(0x62, peek(0x62));
+    sleep_ms(1);
     poke(0xB2, 0x00);
     sleep_ms(400);
     EXPECT_TRUE(receiver().verdict().locked()) << receiver().verdict().text;
