@@ -24,6 +24,7 @@ constexpr double step_symbols = 4'000;
 constexpr double superframes = 10;
 constexpr double superframe_bits = 8 * 204 * 8;
 constexpr double frames = 5;
+constexpr double header_frames = 2;
 constexpr std::uint64_t patience_duration_ns = 150'000'000;
 constexpr std::uint64_t header_patience_duration_ns = 300'000'000;
 // Loops that came to rest at a false rate keep the micro-controller waiting for a frame.
@@ -59,6 +60,12 @@ double decoding_symbols(const FoundCarrier &found, broadcast::System system) {
         return superframes * superframe_bits / (2 * value_of(code_rate_of(carrier)));
     }
     return frames * frame_symbols(carrier.modulation, carrier.pilots);
+}
+
+double frame_symbols_of(const FoundCarrier &found) {
+    return found.carrier == nullptr ? 0
+                                    : frame_symbols(found.carrier->transponder.modulation,
+                                                    found.carrier->transponder.pilots);
 }
 
 }  // namespace
@@ -193,6 +200,7 @@ void Acquisition::plan_search(std::uint64_t now_ns) {
     if (now_ns > carrier_ns_) {
         carrier_ns_ += (now_ns - carrier_ns_ + sweep_ns - 1) / sweep_ns * sweep_ns;
     }
+    header_ns_ = carrier_ns_ + duration_of(header_frames * frame_symbols_of(found_), rate_ksps_);
     if (found_.locks() && carrier_ns_ <= last_sweep_ns) {
         lock_ns_ = carrier_ns_ + decoding_ns();
         end_ns_ = never;
@@ -321,7 +329,7 @@ std::uint8_t Acquisition::mcu_state(std::uint64_t now_ns) const {
             return 0x10;
         case Stage::decoding:
             // From 0x21 on the equaliser works.
-            return sees_headers() ? 0x21 : 0x1C;
+            return has_read_header(now_ns) ? 0x21 : 0x1C;
         case Stage::locked:
             return 0x22;
         case Stage::given_up:

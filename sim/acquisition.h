@@ -17,7 +17,8 @@ namespace sim {
 // recovers the timing (20000 symbols; a wide search tries as many at each hundredth of the symbol
 // rate, on either side in turn, until it is near), sweeps the carrier frequency outwards from the
 // expected one in steps of a quarter of the symbol rate, 4000 symbols each, and decodes: ten
-// super-frames of eight packets for DVB-S, five frames for DVB-S2.
+// super-frames of eight packets for DVB-S, five frames for DVB-S2, of which it takes two to read the
+// first header.
 // Sweeps follow each other until one passes over a carrier that locks, for 150 ms at least, or
 // 300 ms once frame headers of DVB-S2 are seen. A carrier of which no frame is ever understood, as
 // of the other standard, ends the search with its first sweep. Then the micro-controller waits to
@@ -79,6 +80,10 @@ class Acquisition {
     [[nodiscard]] bool is_left() const { return left_ && !will_lock(); }
     // Frame headers of DVB-S2 are understood, their payload not yet or not at all.
     [[nodiscard]] bool sees_headers() const;
+    // The first of them has been read.
+    [[nodiscard]] bool has_read_header(std::uint64_t now_ns) const {
+        return phase_ != Phase::idle && sees_headers() && now_ns >= header_ns_;
+    }
 
     // Register 0xB3: 0x38 during start-up, then growing with the stages. Bit 6 tells that the
     // search ended without lock, so that the other standard may be tried, bit 7 that it failed.
@@ -131,6 +136,7 @@ class Acquisition {
     std::uint64_t gain_ns_ = 0;
     std::uint64_t timing_ns_ = 0;
     std::uint64_t carrier_ns_ = 0;
+    std::uint64_t header_ns_ = 0;
     std::uint64_t lock_ns_ = never;
     std::uint64_t end_ns_ = never;
     std::uint64_t drop_ns_ = never;  // when a lock ends by itself

@@ -185,6 +185,7 @@ void Demodulator::forget_searches() {
     thresholds_rest_ns_ = 0;
     last_lock_bits_ = 0;
     last_fec_bits_ = 0;
+    last_modcod_ = 0;
 }
 
 bool Demodulator::asleep() const {
@@ -342,6 +343,9 @@ void Demodulator::note_what_is_left(std::uint64_t now_ns) {
     if (job_ != Job::reception || restart_) {
         return;
     }
+    if (!was_reset_globally_) {
+        note_header(now_ns);
+    }
     found_nothing_ = (acquisition_.mcu_state(now_ns) & reg::mcu_state_search_failed) != 0;
     const bool led_away = acquisition_.is_left() && !(source_->way() == received_way_);
     if (chip_ == Chip::ds300x) {
@@ -453,6 +457,8 @@ void Demodulator::refresh() {
         restart_ = false;
         acquisition_.start(search_, running_since_ns_, luck_.uniform());
         count_restart();
+    } else {
+        note_header(changed_ns_);
     }
     acquisition_.see(receive(), changed_ns_, source_->settled_ns(), source_->way_ns());
     if (!acquisition_.is_left()) {
@@ -676,6 +682,7 @@ void Demodulator::reset_globally(std::uint8_t value) {
         misled_ = false;
         last_lock_bits_ = 0;
         last_fec_bits_ = 0;
+        last_modcod_ = 0;
     }
     controller_reset_ = controller_reset_ || (value & reg::global_reset_all) == reg::global_reset_all;
 }

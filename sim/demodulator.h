@@ -212,6 +212,7 @@ class Demodulator {
     std::uint8_t tell_lock(std::uint64_t now_ns);
     std::uint8_t amplitude();
     [[nodiscard]] std::uint8_t modcod() const;
+    void note_header(std::uint64_t now_ns);
     [[nodiscard]] double loop_error(std::uint64_t which) const;
     [[nodiscard]] std::uint16_t carrier_reading(std::uint64_t now_ns) const;
     [[nodiscard]] std::uint16_t symbol_rate_reading(std::uint64_t now_ns) const;
@@ -301,6 +302,7 @@ class Demodulator {
     bool misled_ = false;                   // the core was reset in that hold
     std::uint8_t last_lock_bits_ = 0;       // when the micro-controller was held
     std::uint8_t last_fec_bits_ = 0;
+    std::uint8_t last_modcod_ = 0;
     std::uint64_t amplitude_readings_ = 0;  // of a small one
 };
 

@@ -142,10 +142,11 @@ std::uint8_t Demodulator::lock_bits(std::uint64_t now_ns) const {
         case Acquisition::Stage::holding:
             return reached & 0x03;
         case Acquisition::Stage::decoding:
-            // The header of DVB-S2 frames is decoded before their payload.
-            return acquisition_.sees_headers()               ? 0x0F
-                   : found.alias || sees_frames_only(now_ns) ? 0x07
-                                                             : reached & 0x03;
+            // The header of DVB-S2 frames is decoded before their payload, but behind their start.
+            if (acquisition_.sees_headers()) {
+                return acquisition_.has_read_header(now_ns) ? 0x0F : 0x07;
+            }
+            return found.alias || sees_frames_only(now_ns) ? 0x07 : reached & 0x03;
         case Acquisition::Stage::given_up:
             return found.locks() ? 0x01 : reached;  // nothing follows a carrier that came since
         case Acquisition::Stage::locked:
@@ -383,13 +384,22 @@ std::uint8_t Demodulator::modcod() const {
                     dvbs2_code_rate_bits(code_rate_of(carrier)));
 }
 
+// The header that was read last stays until another one is read.
+void Demodulator::note_header(std::uint64_t now_ns) {
+    if (job_ == Job::reception && acquisition_.has_read_header(now_ns)) {
+        last_modcod_ = modcod();
+    }
+}
+
 std::uint8_t Demodulator::read_dvbs2_status(std::uint8_t reg, std::uint64_t now_ns) {
     const bool is_locked = locked(now_ns);
     const FoundCarrier &found = acquisition_.found();
-    const bool header = (lock_bits(now_ns) & reg::lock_status_header) != 0;
     switch (reg) {
         case reg::modcod:
-            return header ? modcod() : std::uint8_t{0};
+            if (running_) {
+                note_header(now_ns);
+            }
+            return last_modcod_;
         case reg::s2_inversion:
             return is_locked && found.inverted ? 0x80 : 0x00;
         case reg::s2_roll_off:

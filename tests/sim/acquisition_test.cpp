@@ -568,7 +568,7 @@ TEST_F(Acquisition, loops_of_ds300x_are_narrowed_for_the_code_rate_that_the_head
     start();
     tune(dvbs2);
 
-    sleep_ms(300);
+    sleep_ms(200);
     EXPECT_THAT(receiver().verdict(), HasReason(Reason::cn_below_threshold));
 
     EXPECT_TRUE(locks());

@@ -158,6 +158,26 @@ TEST_F(LockRegisters, carrier_comes_back_with_another_modcod) {
     EXPECT_EQ(peek(0x7E), 0x45) << "8PSK 2/3";
 }
 
+// At 1 Msym/s timing and carrier take 24 ms after 5 ms of start-up, two frames of 8PSK 43 ms more.
+TEST_F(LockRegisters, header_of_the_carrier_before_stays_until_one_is_read) {
+    broadcast::Transponder narrow = demo_transponder(10'900);
+    narrow.symbol_rate = 1'000'000;
+    scenario.satellites = {{"one", {dvbs2, narrow}}};
+    lock(dvbs2);
+    EXPECT_EQ(peek(0x7E), 0x06) << "QPSK 3/4";
+
+    tune(narrow);
+    sleep_ms(45);
+    EXPECT_EQ(peek(0x0D), 0x07);
+    EXPECT_EQ(peek(0x7E), 0x06);
+    sleep_ms(40);
+    EXPECT_EQ(peek(0x0D), 0x0F);
+    EXPECT_EQ(peek(0x7E), 0x45) << "8PSK 2/3";
+
+    poke(0x07, 0x80);
+    EXPECT_EQ(peek(0x7E), 0x00);
+}
+
 // Nothing is there when a connect's search comes to its end, after 150 ms and its sweep.
 class FailedSearch : public LockRegisters {
  protected:
