@@ -17,8 +17,8 @@ namespace sim {
 // recovers the timing (20000 symbols; a wide search tries as many at each hundredth of the symbol
 // rate, on either side in turn, until it is near), sweeps the carrier frequency outwards from the
 // expected one in steps of a quarter of the symbol rate, 4000 symbols each, and decodes: ten
-// super-frames of eight packets for DVB-S, five frames for DVB-S2, of which it takes two to read the
-// first header.
+// super-frames of eight packets for DVB-S, five frames for DVB-S2, of which it takes two to read
+// the first header.
 // Sweeps follow each other until one passes over a carrier that locks, for 150 ms at least, or
 // 300 ms once frame headers of DVB-S2 are seen. A carrier of which no frame is ever understood, as
 // of the other standard, ends the search with its first sweep. Then the micro-controller waits to

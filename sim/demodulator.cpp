@@ -684,7 +684,8 @@ void Demodulator::reset_globally(std::uint8_t value) {
         last_fec_bits_ = 0;
         last_modcod_ = 0;
     }
-    controller_reset_ = controller_reset_ || (value & reg::global_reset_all) == reg::global_reset_all;
+    controller_reset_ =
+        controller_reset_ || (value & reg::global_reset_all) == reg::global_reset_all;
 }
 
 void Demodulator::write_master_clock(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns) {

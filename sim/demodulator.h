@@ -57,10 +57,10 @@ class SignalSource {
 // only 0x00..0x08, 0x23, identity and micro-controller control are worth a transfer.
 // The identity is read from its fuses during 80 ms from power-up, in which it reads as 0.
 // Reset: after power-on nothing runs before a pulse of bit 7 of 0x07, the micro-controller of
-// DS3002B and DS3103 not before one of bits 7 to 5: it starts from the core's reset. Holding the micro-controller or the core for
-// less than 0.8 ms goes unnoticed. A micro-controller let go while the core is in reset hangs until
-// it is held again. Bit 1 of 0x08 switches the decoder on. A program that begins puts the output
-// port's mode, clock and drivers back to power-on.
+// DS3002B and DS3103 not before one of bits 7 to 5: it starts from the core's reset. Holding the
+// micro-controller or the core for less than 0.8 ms goes unnoticed. A micro-controller let go while
+// the core is in reset hangs until it is held again. Bit 1 of 0x08 switches the decoder on. A
+// program that begins puts the output port's mode, clock and drivers back to power-on.
 // Search: begins when nothing holds the chip any more - power-down, 0xB2, 0x00 (DS300X: 0x05),
 // 0x07 - with what the registers hold at that moment. Later writes of them wait for the next
 // search; what the tuner, the LNB and the weather do is seen at once by the one that goes on, and

@@ -48,8 +48,8 @@ std::optional<std::uint32_t> master_clock_khz(Chip chip, broadcast::System syste
 // port's block with its enabling bits set in 0xFD: 6 and 1, or 5 in the DVB-S bank of DS300X. Where
 // that bank is not the one in use, 0x27 bit 4 turns on the other seven pins of a parallel port;
 // those of a serial port are to be off, but for DS300X, which drives them low. Those of DS3002B and
-// DS3103 are too weak for a board without the strength in 0xFE that power-on gives. The decoder hands
-// over on the clock edge of 0xCA bit 0, the port takes over on that of 0xFD bit 3.
+// DS3103 are too weak for a board without the strength in 0xFE that power-on gives. The decoder
+// hands over on the clock edge of 0xCA bit 0, the port takes over on that of 0xFD bit 3.
 TsOutput ts_output(Chip chip, broadcast::System system, const TsRegisters &regs,
                    const broadcast::Transponder &carrier, unsigned wired_mode);
 

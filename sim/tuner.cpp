@@ -221,8 +221,8 @@ bool Tuner::reads_gain(std::uint8_t reg) {
     return reg == tuner_reg::agc_state || reg == tuner_reg::rf_gain || reg == tuner_reg::band_state;
 }
 
-// The revision, and those power bits that this type shows: the rest's when it has started. While the
-// references are trimmed by the revision's fuses these are not to be read.
+// The revision, and those power bits that this type shows: the rest's when it has started. While
+// the references are trimmed by the revision's fuses these are not to be read.
 std::uint8_t Tuner::read_power(std::uint64_t now_ns) const {
     std::uint8_t power = regs_[tuner_reg::power];
     if (now_ns < rest_on_ns_ + register_settling_ns || stuck_) {
@@ -252,13 +252,16 @@ std::uint8_t Tuner::read(std::uint8_t reg, std::uint64_t now_ns) {
         case tuner_reg::rf_gain:
             return trim_reading();
         case tuner_reg::band_state:
-            return static_cast<std::uint8_t>(
-                (vco_.done(now_ns) && (low_band() || comes_up_low()) ? tuner_reg::band_state_low
-                                                                     : 0) |
-                (gain_.rf << tuner_reg::band_state_gain_shift));
+            return band_state(now_ns);
         default:
             return regs_[reg];
     }
+}
+
+std::uint8_t Tuner::band_state(std::uint64_t now_ns) const {
+    const bool low = vco_.done(now_ns) && (low_band() || comes_up_low());
+    return static_cast<std::uint8_t>((low ? tuner_reg::band_state_low : 0U) |
+                                     gain_.rf << tuner_reg::band_state_gain_shift);
 }
 
 // Bit 6 tells a gain of 0 from a gain control that has not been started.

@@ -38,18 +38,18 @@ struct TunerOutput {
 // rest. A supply taken up again within 40 ms finds its start-up circuit charged and does not start.
 // The other registers take values from 1.5 ms after the rest has come on, and show the type from
 // then; they keep them asleep, but do nothing. Those written within 1.5 ms after the regulators are
-// set (0x62; type 2: 0x42 too) are lost. The crystal is steady after 45 ms: earlier calibrations fail.
-// For 30 ms from then the references are trimmed, and register 0x00 shows no revision.
+// set (0x62; type 2: 0x42 too) are lost. The crystal is steady after 45 ms: earlier calibrations
+// fail. For 30 ms from then the references are trimmed, and register 0x00 shows no revision.
 // Calibrations: one sequencer runs them all, so that a start breaks off what still runs. The
 // synthesiser's builds on the VCO's, the gain control's on all others.
 // Synthesiser: oscillator = divider x 27000/28 kHz, halved with the low band bit (0x10 bit 4). The
 // divider's prescaler by two knows even ones only. The VCO reaches what the two bands need and a
 // few MHz more; type 1 comes up in the low band by itself where its high band ends a few MHz above
 // the limit, as each piece of silicon does somewhere else, and changes its band only where its
-// synthesiser is switched on (0x10 bit 0) or the VCO did so. It works with the reference divider 0x03
-// = 0x06 and the start-up registers 0x62 and 0x42 set, and a VCO calibrated since the divider was
-// last written, then the synthesiser calibrated. Type 2 needs its second VCO core (0x10 bit 7 and
-// 0x11 = 0x6F) where the first one's band number (0x14) lies below 64, and only there (0x11 =
+// synthesiser is switched on (0x10 bit 0) or the VCO did so. It works with the reference divider
+// 0x03 = 0x06 and the start-up registers 0x62 and 0x42 set, and a VCO calibrated since the divider
+// was last written, then the synthesiser calibrated. Type 2 needs its second VCO core (0x10 bit 7
+// and 0x11 = 0x6F) where the first one's band number (0x14) lies below 64, and only there (0x11 =
 // 0x40); the boost of the VCO (0x10 bit 1) in the lower twenty of 32 bands and only there.
 // Filter: cut-off K x K0 / (2 x fine) kHz, calibrated since 0x04 and 0x06 were last written. The
 // calibration reaches fine values some 20 % about the one that the silicon's speed asks for. Type 2
@@ -104,6 +104,7 @@ class Tuner {
     [[nodiscard]] unsigned first_core_band() const;
     [[nodiscard]] bool second_core() const;
     [[nodiscard]] std::uint8_t vco_band() const;
+    [[nodiscard]] std::uint8_t band_state(std::uint64_t now_ns) const;
     [[nodiscard]] std::uint8_t filter_result() const;
     [[nodiscard]] bool filter_can_calibrate() const;
     [[nodiscard]] double cut_off_khz() const;

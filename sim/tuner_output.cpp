@@ -216,8 +216,7 @@ TunerOutput Tuner::output() const {
         output.calibrated_ns = std::max(output.calibrated_ns, calibration->done_ns());
     }
     // With another trim the gain settles anew.
-    const std::uint64_t gain_set_ns =
-        lo_.order() > agc_.order() ? lo_.start_ns() : agc_.start_ns();
+    const std::uint64_t gain_set_ns = lo_.order() > agc_.order() ? lo_.start_ns() : agc_.start_ns();
     output.settled_ns = std::max(output.calibrated_ns, gain_set_ns + gain_settling_ns);
     return output;
 }

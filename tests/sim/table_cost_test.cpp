@@ -103,10 +103,10 @@ RegisterFile replayed(const char *name) {
 }
 
 // Bits of the tables' registers that something else looks at, or nothing: 0x08 bit 2 is the
-// standard, 0x27 and 0xCA carry the output port's bits, 0x4D bit 1 mirrors with the newer chips, 0x56
-// bit 0 follows the carrier's amplitude, 0x5D bits 2..0 choose what is read, 0x7C is an index, 0xBD bit 1 restarts
-// the equaliser, 0xC7 tells a wide search from a narrow one, 0xF8 bit 4 runs a count, 0xFE is the
-// port's clock.
+// standard, 0x27 and 0xCA carry the output port's bits, 0x4D bit 1 mirrors with the newer chips,
+// 0x56 bit 0 follows the carrier's amplitude, 0x5D bits 2..0 choose what is read, 0x7C is an index,
+// 0xBD bit 1 restarts the equaliser, 0xC7 tells a wide search from a narrow one, 0xF8 bit 4 runs a
+// count, 0xFE is the port's clock.
 std::uint8_t free_bits(std::uint8_t reg, const TablePurpose &purpose) {
     static const std::map<std::uint8_t, std::uint8_t> all{
         {0x00, 0xFF}, {0x0C, 0x04}, {0x27, 0x11}, {0x4D, 0x02}, {0x56, 0xFF},
