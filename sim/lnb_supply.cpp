@@ -16,6 +16,9 @@ constexpr std::uint8_t controller_bits =
     wiring::lnbh23_enable | wiring::lnbh23_18v | wiring::lnbh23_tone;
 
 constexpr std::uint64_t rise_ns = 5'000'000;
+constexpr std::uint64_t fall_ns = 5'000'000;
+
+double ms_of(std::uint64_t ns) { return static_cast<double>(ns) * 1e-6; }
 
 unsigned volts_if(bool high) { return high ? 18 : 13; }
 
@@ -42,7 +45,7 @@ void LnbSupply::judge_voltage_order(unsigned volts_before, std::uint64_t now_ns)
         watch_->complain(
             Offence::supply_order, now_ns,
             fmt::format("{} V chosen {:.3f} ms after {} V was switched on", volts_now,
-                        static_cast<double>(now_ns - enabled_ns_) * 1e-6, volts_before));
+                        ms_of(now_ns - enabled_ns_), volts_before));
     }
 }
 
@@ -55,12 +58,20 @@ void LnbSupply::set_enable(bool on, std::uint64_t now_ns) {
                 fmt::format("line 6 raised while the LNBH23 holds {:02X}, off", lnbh23_));
         }
     }
+    if (!on && enabled_) {
+        disabled_ns_ = now_ns;
+    }
     enabled_ = on;
     changed();
 }
 
 void LnbSupply::set_18v(bool on, std::uint64_t now_ns) {
     const unsigned before = asked_volts();
+    if (on != line_18v_ && !enabled_ && disabled_ns_ && now_ns - *disabled_ns_ < fall_ns) {
+        watch_->complain(Offence::supply_order, now_ns,
+                         fmt::format("{} V chosen {:.3f} ms after the supply was switched off",
+                                     volts_if(on), ms_of(now_ns - *disabled_ns_)));
+    }
     line_18v_ = on;
     judge_voltage_order(before, now_ns);
     changed();
@@ -74,12 +85,23 @@ void LnbSupply::set_lnbh23(std::uint8_t control, std::uint64_t now_ns) {
         watch_->complain(Offence::supply_order, now_ns,
                          fmt::format("LNBH23 switched off, {:02X}, before line 6", control));
     }
-    if ((control & ~controller_bits) != 0) {
+    judge_control(now_ns);
+    changed();
+}
+
+void LnbSupply::judge_control(std::uint64_t now_ns) {
+    const unsigned rail_volts = volts_if(line_18v_);
+    const bool on = (lnbh23_ & wiring::lnbh23_enable) != 0;
+    if (on && volts_if((lnbh23_ & wiring::lnbh23_18v) != 0) != rail_volts) {
+        watch_->complain(
+            Offence::supply_order, now_ns,
+            fmt::format("LNBH23 told {:02X} while line 7 says {} V", lnbh23_, rail_volts));
+    }
+    if ((lnbh23_ & ~controller_bits) != 0) {
         watch_->complain(
             Offence::supply_disagreement, now_ns,
-            fmt::format("LNBH23 told {:02X}: bits that this board has no use for", control));
+            fmt::format("LNBH23 told {:02X}: bits that this board has no use for", lnbh23_));
     }
-    changed();
 }
 
 void LnbSupply::set_shorted(bool shorted) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "sim/scenario.h"
 #include "sim/watch.h"
@@ -10,12 +11,14 @@ namespace sim {
 
 // The board's LNB supply: GPIO line 6 enables it, line 7 selects 18 V; with an LNBH23 its control
 // byte selects the voltage (bit 3), must enable the output too (bit 2) and lets the 22 kHz through
-// (bit 6). Line 7 is not looked at then, but another circuit of the receiver may.
+// (bit 6). Line 7 does not choose what comes out then.
 //
 // The output follows within 5 ms: a voltage that is chosen later than the output is enabled is not
-// there from the beginning, and an LNB or a switch starts at the wrong one. The controller must be
-// ready before the line closes the output's path and off after the line opened it: the other way
-// round the path is switched under load.
+// there from the beginning, and an LNB or a switch starts at the wrong one; line 7 is left alone
+// while the output falls, which a regulator that is set anew lifts again for a moment. The
+// controller must be ready before the line closes the output's path and off after the line opened
+// it: the other way round the path is switched under load. Line 7 goes before the controller: it
+// chooses the rail that the controller's regulator takes its voltage from.
 //
 // A short circuit on the cable trips the supply. It stays off until it is switched off and on.
 class LnbSupply {
@@ -48,6 +51,7 @@ class LnbSupply {
  private:
     void changed();
     void judge_voltage_order(unsigned volts_before, std::uint64_t now_ns);
+    void judge_control(std::uint64_t now_ns);
 
     Watch *watch_;
     bool has_lnbh23_;
@@ -58,6 +62,7 @@ class LnbSupply {
     bool line_18v_ = false;
     std::uint8_t lnbh23_ = 0;
     std::uint64_t enabled_ns_ = 0;
+    std::optional<std::uint64_t> disabled_ns_;
 };
 
 }  // namespace sim

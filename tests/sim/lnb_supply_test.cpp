@@ -89,6 +89,38 @@ TEST_F(Supply, controller_that_goes_first_is_switched_under_load) {
                 HasSubstr("LNBH23 switched off, 00, before line 6"));
 }
 
+TEST_F(Supply, line_that_chooses_the_rail_goes_before_the_controller) {
+    fit_controller();
+    line(7, 1);
+    controller(0x4C);
+    line(7, 0);
+    controller(0x44);
+    EXPECT_THAT(receiver().complaints(), IsEmpty());
+
+    controller(0x4C);
+    EXPECT_THAT(complaint(Offence::supply_order),
+                HasSubstr("LNBH23 told 4C while line 7 says 13 V"));
+}
+
+TEST_F(Supply, voltage_line_is_left_alone_while_the_output_falls) {
+    start();
+    line(7, 1);
+    line(6, 1);
+    sleep_ms(10);
+    line(6, 0);
+    line(7, 1);
+    sleep_ms(5);
+    line(7, 0);
+    EXPECT_THAT(receiver().complaints(), IsEmpty());
+
+    line(6, 1);
+    line(6, 0);
+    sleep_ms(4);
+    line(7, 1);
+    EXPECT_THAT(complaint(Offence::supply_order),
+                HasSubstr("18 V chosen 4.000 ms after the supply was switched off"));
+}
+
 TEST_F(Supply, controller_has_bits_that_the_board_does_not_use) {
     fit_controller();
 
