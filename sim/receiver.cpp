@@ -129,6 +129,7 @@ class Receiver::Impl final : public SignalSource {
         return asked.stage == Stage::clashing ? refuse_clash(what)
                                               : may_use(asked.bus, what) && may_end_so(asked);
     }
+    void *open_bus();
     bool refuse(const char *what);
     bool refuse_clash(const char *what);
     bool probe(const board::Transfer &transfer);
@@ -191,8 +192,7 @@ class Receiver::Impl final : public SignalSource {
 void Receiver::Impl::perform(board::Transfer &asked) {
     switch (asked.kind) {
         case Kind::bus_open:
-            bus_open_ = true;
-            asked.bus = &bus_open_;
+            asked.bus = open_bus();
             break;
         case Kind::bus_close:
             if (may_use(asked.bus, "close")) {
@@ -221,6 +221,16 @@ void Receiver::Impl::perform(board::Transfer &asked) {
         default:
             break;
     }
+}
+
+// There is one bus, and a handle that is asked for beside another one is never given back.
+void *Receiver::Impl::open_bus() {
+    if (bus_open_) {
+        watch_.complain(Offence::bus_opened_again, clock_->now_ns(),
+                        "the bus was opened and nobody had closed it");
+    }
+    bus_open_ = true;
+    return &bus_open_;
 }
 
 void Receiver::Impl::attend(const board::HostCall &call) {

@@ -22,6 +22,7 @@ enum class Offence {
     firmware_out_of_order,       // a block of a program in another place than in its image
     two_threads,                 // a transfer amid another thread's transfer or host call
     closed_bus,                  // a transfer on a bus that is not open
+    bus_opened_again,            // one that is open already
     transfer_left_open,          // a register address that no read followed
     clock_change_while_running,  // master clock changed without holding the clock reset
     supply_order,                // parts of the LNB supply switched in the wrong order
@@ -44,7 +45,7 @@ enum class Offence {
     bus_left_open,               // after free
     chips_disturbed              // an init that writes to chips that an earlier one left up
 };
-inline constexpr std::size_t offence_count = 27;
+inline constexpr std::size_t offence_count = 28;
 
 std::string to_string(Offence offence);
 

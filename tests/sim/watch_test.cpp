@@ -172,6 +172,15 @@ TEST_F(Watching, two_threads_on_the_bus_at_once) {
     EXPECT_EQ(receiver().complaints().back().offence, Offence::two_threads);
 }
 
+TEST_F(Watching, bus_is_opened_once_until_it_is_closed) {
+    receiver().close_bus(receiver().open_bus());
+    void *bus = receiver().open_bus();
+    EXPECT_THAT(receiver().complaints(), IsEmpty());
+
+    EXPECT_EQ(receiver().open_bus(), bus);
+    EXPECT_EQ(only_complaint().offence, Offence::bus_opened_again);
+}
+
 TEST_F(Watching, last_transfers_read_like_a_transcript) {
     receiver();
     ds3000_context.i2c_bus = hdi_create_i2c_bus();
