@@ -282,6 +282,13 @@ void Conduct::note_wait(std::uint32_t asked_us) {
     life->rest_us += asked_us;
     if (life->rest_us < rest_us) {
         return;
+void Conduct::note_supply_off(bool locked) {
+    if (locked && use_ && use_->operation == Operation::finalize && use_->refused == 0) {
+        complain(Offence::supply_order,
+                 "the LNB was switched off under a lock, before the demodulator sleeps");
+    }
+}
+
     }
     if (life->transfers != 0) {
         life->transfers = 0;

@@ -68,6 +68,10 @@ class Conduct {
     // again they need not hear.
     [[nodiscard]] bool is_ended_again() const {
         return chips_sleep_ && use_ && use_->operation == board::HostCall::Operation::finalize;
+    // Line 6 fell, and whether the demodulator was locked then. A chip that refuses a finalize's
+    // transfers cannot be put to sleep first.
+    void note_supply_off(bool locked);
+
     }
 
  private:

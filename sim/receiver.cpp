@@ -449,6 +449,9 @@ void Receiver::Impl::set_gpio(unsigned line, unsigned level) {
                             now_ns};
     conduct_.note_transfer(watch_.last_record());
     if (line == wiring::supply_enable_line) {
+        if (level == 0) {
+            conduct_.note_supply_off(demodulator_.verdict(now_ns).locked());
+        }
         outdoor_.set_supply_enable(level != 0, now_ns);
     } else if (line == wiring::supply_18v_line) {
         outdoor_.set_supply_18v(level != 0, now_ns);

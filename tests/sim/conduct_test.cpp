@@ -524,6 +524,20 @@ TEST_F(Conducting, chips_that_did_not_hear_are_not_the_drivers_fault) {
     EXPECT_THAT(offences(), IsEmpty()) << first_complaint();
 }
 
+TEST_F(Conducting, supply_of_a_lock_is_switched_off_behind_the_chips) {
+    init_with_polling_thread();
+    tune_a_channel();
+    sleep_ms(1'000);
+    begin(Operation::finalize);
+    join();
+    supply(false, false);
+    ds3000_sleep();
+    end(Operation::finalize);
+
+    EXPECT_THAT(offences(), ElementsAre(Offence::supply_order));
+    EXPECT_THAT(first_complaint(), HasSubstr("switched off under a lock"));
+}
+
 TEST_F(Conducting, bus_left_open) {
     init_with_polling_thread();
     finalize();
