@@ -100,6 +100,10 @@ class VirtualClock {
         return schedule_.holds_thread(number);
     }
 
+    // How often a thread was to be joined that had been joined before. The system is not asked
+    // then: what it would do is undefined.
+    [[nodiscard]] unsigned vain_joins() const { return schedule_.vain_joins(); }
+
     // Lock a mutex that threads of the clock share; and how often one had to wait for it, which
     // happens only while its owner has given up the turn.
     int lock_mutex(pthread_mutex_t *mutex) { return schedule_.lock_mutex(mutex); }

@@ -200,6 +200,7 @@ int Schedule::create_thread(pthread_t *thread, const pthread_attr_t *attributes,
     member->name = "thread" + std::to_string(created_);
     member->handle = *thread;
     members_[*thread] = member;
+    joined_.erase(*thread);
     queue(member, now_ns());
     return 0;
 }
@@ -233,6 +234,10 @@ int Schedule::join_thread(pthread_t thread, void **result) {
                 await_turn(lock, *self);
             }
             members_.erase(thread);
+            joined_.insert(thread);
+        } else if (joined_.count(thread) != 0) {
+            ++vain_joins_;
+            return ESRCH;
         }
     }
     return system_pthread_join(thread, result);

@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "board/chance.h"
@@ -87,6 +88,7 @@ class Schedule {
     int join_thread(pthread_t thread, void **result);
     [[nodiscard]] unsigned created_threads() const { return created_; }
     [[nodiscard]] bool holds_thread(unsigned number) const;
+    [[nodiscard]] unsigned vain_joins() const { return vain_joins_; }
 
     int lock_mutex(pthread_mutex_t *mutex);
     static void note_unlock();
@@ -177,6 +179,8 @@ class Schedule {
     std::map<pthread_t, std::shared_ptr<Member>> members_;
     std::uint64_t next_order_ = 0;
     unsigned created_ = 0;
+    std::set<pthread_t> joined_;
+    unsigned vain_joins_ = 0;
     std::uint64_t blocked_locks_ = 0;
 };
 

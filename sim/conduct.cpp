@@ -65,6 +65,7 @@ void Conduct::end(const board::HostCall &call, const Aftermath &aftermath) {
         return;
     }
     judge_mutex();
+    judge_joins();
     switch (call.operation) {
         case Operation::init:
             end_init(call);
@@ -215,6 +216,13 @@ void Conduct::judge_mutex() {
     }
 }
 
+void Conduct::judge_joins() {
+    if (clock_->vain_joins() != vain_joins_) {
+        vain_joins_ = clock_->vain_joins();
+        complain(Offence::thread_joined_again, "a thread was joined that had been joined before");
+    }
+}
+
 void Conduct::judge_transfer(const Transfer &transfer, unsigned thread) {
     if (use_ && thread == use_->thread) {
         ++use_->transfers;
@@ -274,6 +282,13 @@ void Conduct::begin_poll(Life &life) {
     }
 }
 
+void Conduct::note_supply_off(bool locked) {
+    if (locked && use_ && use_->operation == Operation::finalize && use_->refused == 0) {
+        complain(Offence::supply_order,
+                 "the LNB was switched off under a lock, before the demodulator sleeps");
+    }
+}
+
 void Conduct::note_wait(std::uint32_t asked_us) {
     Life *const life = is_silent_ ? nullptr : life_of_thread(board::VirtualClock::thread_number());
     if (life == nullptr) {
@@ -282,13 +297,6 @@ void Conduct::note_wait(std::uint32_t asked_us) {
     life->rest_us += asked_us;
     if (life->rest_us < rest_us) {
         return;
-void Conduct::note_supply_off(bool locked) {
-    if (locked && use_ && use_->operation == Operation::finalize && use_->refused == 0) {
-        complain(Offence::supply_order,
-                 "the LNB was switched off under a lock, before the demodulator sleeps");
-    }
-}
-
     }
     if (life->transfers != 0) {
         life->transfers = 0;

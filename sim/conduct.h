@@ -39,6 +39,10 @@ struct Aftermath {
 //   told alone until the first poll after it: a host that asks at once would blank its picture, or
 //   show one that is not there.
 // - An init beside a Tuner that is up leaves the chips alone: they receive for that one.
+// - Chips are put to sleep before their signal ends: what a demodulator makes of a dying
+//   one goes out of its port, and into the last picture that a receiver shows.
+// - A thread is joined once: what it was is somebody else's afterwards, and a second join may wait
+//   for that for ever.
 // - After finalize the thread is gone and joined, supply and chips are off: what a receiver in
 //   standby draws is on its type plate. After free the bus is somebody else's.
 class Conduct {
@@ -64,14 +68,14 @@ class Conduct {
     }
     void note_wait(std::uint32_t asked_us);
 
-    // Whether a finalize is at work on chips that sleep since another one: what it tells them
-    // again they need not hear.
-    [[nodiscard]] bool is_ended_again() const {
-        return chips_sleep_ && use_ && use_->operation == board::HostCall::Operation::finalize;
     // Line 6 fell, and whether the demodulator was locked then. A chip that refuses a finalize's
     // transfers cannot be put to sleep first.
     void note_supply_off(bool locked);
 
+    // Whether a finalize is at work on chips that sleep since another one: what it tells them
+    // again they need not hear.
+    [[nodiscard]] bool is_ended_again() const {
+        return chips_sleep_ && use_ && use_->operation == board::HostCall::Operation::finalize;
     }
 
  private:
@@ -133,6 +137,7 @@ class Conduct {
     void end_tune(const board::HostCall &call, const Aftermath &aftermath);
     void end_finalize(const board::HostCall &call, const Aftermath &aftermath);
     void judge_thread(const Life &life);
+    void judge_joins();
     void judge_rest(const Life &life);
     void judge_claim(const board::HostCall &call, const Aftermath &aftermath);
     void judge_kept_lock(Life &life, const board::HostCall &call);
@@ -149,6 +154,7 @@ class Conduct {
     std::optional<Use> use_;
     std::optional<std::string> intrusion_;  // a transfer that may turn out to be one
     std::uint64_t blocked_locks_ = 0;
+    unsigned vain_joins_ = 0;
     bool chips_sleep_ = false;   // since a finalize
     bool chips_are_up_ = false;  // since an init
 };

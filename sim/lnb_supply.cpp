@@ -42,10 +42,9 @@ void LnbSupply::judge_voltage_order(unsigned volts_before, std::uint64_t now_ns)
     const unsigned volts_now = asked_volts();
     if (volts_before != 0 && volts_now != 0 && volts_now != volts_before &&
         now_ns - enabled_ns_ < rise_ns) {
-        watch_->complain(
-            Offence::supply_order, now_ns,
-            fmt::format("{} V chosen {:.3f} ms after {} V was switched on", volts_now,
-                        ms_of(now_ns - enabled_ns_), volts_before));
+        watch_->complain(Offence::supply_order, now_ns,
+                         fmt::format("{} V chosen {:.3f} ms after {} V was switched on", volts_now,
+                                     ms_of(now_ns - enabled_ns_), volts_before));
     }
 }
 

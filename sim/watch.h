@@ -40,12 +40,13 @@ enum class Offence {
     lock_claimed,                // lock reported that the chip has not told
     lock_not_kept,               // a tune changed what is told before anybody polled
     thread_left_running,         // after finalize
+    thread_joined_again,         // one that was joined already
     supply_left_on,              // after finalize
     chip_left_awake,             // after finalize
     bus_left_open,               // after free
     chips_disturbed              // an init that writes to chips that an earlier one left up
 };
-inline constexpr std::size_t offence_count = 28;
+inline constexpr std::size_t offence_count = 29;
 
 std::string to_string(Offence offence);
 

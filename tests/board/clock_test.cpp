@@ -3,8 +3,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <ctime>
 #include <string>
 #include <vector>
@@ -139,6 +141,23 @@ TEST(VirtualClock, join_of_an_ended_thread_returns_at_once) {
     thread.join();
 
     EXPECT_EQ(clock.now_ns(), 1 * ms);
+}
+
+TEST(VirtualClock, thread_is_joined_once) {
+    board::VirtualClock clock;
+    pthread_t thread{};
+    const auto body = [](void *argument) -> void * { return argument; };
+    ASSERT_EQ(pthread_create(&thread, nullptr, body, nullptr), 0);
+    EXPECT_EQ(pthread_join(thread, nullptr), 0);
+    EXPECT_EQ(clock.vain_joins(), 0U);
+
+    EXPECT_EQ(pthread_join(thread, nullptr), ESRCH);
+    EXPECT_EQ(clock.vain_joins(), 1U);
+
+    // A later thread may get the same handle.
+    ASSERT_EQ(pthread_create(&thread, nullptr, body, nullptr), 0);
+    EXPECT_EQ(pthread_join(thread, nullptr), 0);
+    EXPECT_EQ(clock.vain_joins(), 1U);
 }
 
 TEST(VirtualClock, threads_are_named_in_the_order_of_creation) {

@@ -2,6 +2,8 @@
 
 // How a driver conducts itself between its host and the board: each rule kept, and broken.
 
+#include <pthread.h>
+
 #include <atomic>
 #include <optional>
 #include <utility>
@@ -536,6 +538,26 @@ TEST_F(Conducting, supply_of_a_lock_is_switched_off_behind_the_chips) {
 
     EXPECT_THAT(offences(), ElementsAre(Offence::supply_order));
     EXPECT_THAT(first_complaint(), HasSubstr("switched off under a lock"));
+}
+
+TEST_F(Conducting, thread_is_joined_once) {
+    pthread_t thread{};
+    begin(Operation::init);
+    start();
+    ASSERT_EQ(pthread_create(
+                  &thread, nullptr, [](void *none) -> void * { return none; }, nullptr),
+              0);
+    end(Operation::init);
+    begin(Operation::finalize);
+    pthread_join(thread, nullptr);
+    switch_off();
+    end(Operation::finalize);
+    EXPECT_THAT(offences(), IsEmpty()) << first_complaint();
+
+    begin(Operation::finalize);
+    pthread_join(thread, nullptr);
+    end(Operation::finalize);
+    EXPECT_THAT(offences(), ElementsAre(Offence::thread_joined_again));
 }
 
 TEST_F(Conducting, bus_left_open) {
