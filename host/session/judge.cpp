@@ -17,10 +17,6 @@ namespace host {
 
 namespace {
 
-// The intermediate frequencies that a tune takes.
-constexpr std::uint32_t lowest_if_khz = 950'000;
-constexpr std::uint32_t highest_if_khz = 2'150'000;
-
 std::string ms_text(std::uint64_t time_ns) {
     return fmt::format("{:.3f} ms: ", static_cast<double>(time_ns) * 1e-6);
 }
@@ -87,13 +83,12 @@ void add_complaints(Json &result, const Complaints &complaints) {
 }
 
 void Judge::hear_answer(const tune_request &request, bool in_range) {
-    const std::uint32_t if_khz = wish_of(request).if_khz;
-    const bool is_in_range = if_khz >= lowest_if_khz && if_khz <= highest_if_khz;
-    if (can_tell() && in_range != is_in_range) {
-        charge("limits wrong",
-               fmt::format("the driver says that an intermediate frequency of {} "
-                           "kHz is {} its limits of {} to {} kHz",
-                           if_khz, in_range ? "within" : "outside", lowest_if_khz, highest_if_khz));
+    const CableWish wish = wish_of(request);
+    if (can_tell() && in_range != is_in_range(wish)) {
+        charge("limits wrong", fmt::format("the driver says that an intermediate frequency of {} "
+                                           "kHz is {} its limits of {} to {} kHz",
+                                           wish.if_khz, in_range ? "within" : "outside",
+                                           lowest_if_khz, highest_if_khz));
     }
 }
 
