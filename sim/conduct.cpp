@@ -26,6 +26,14 @@ bool may_use_bus(Operation operation) {
            operation == Operation::finalize;
 }
 
+std::string in_words(const std::optional<board::WantedChannel> &channel) {
+    return channel
+               ? fmt::format("{} MHz, {} ksym/s, system {}, {} V, tone {}, port {}",
+                             channel->if_mhz, channel->symbol_rate_ksps, channel->delivery_system,
+                             channel->volts, channel->tone ? "on" : "off", channel->switch_port)
+               : "nothing";
+}
+
 }  // namespace
 
 void Conduct::complain(Offence offence, const std::string &text) {
@@ -117,6 +125,9 @@ void Conduct::end_init(const board::HostCall &call) {
 // One that left the bus alone was refused, or asked for what is there already.
 void Conduct::end_tune(const board::HostCall &call, const Aftermath &aftermath) {
     Life *const life = life_of(call.tuner);
+    if (life != nullptr && call.wanted) {
+        judge_set_up(*life, *call.wanted);
+    }
     if (use_ && use_->transfers == 0) {
         judge_claim(call, aftermath);
     } else if (life != nullptr) {
@@ -135,6 +146,26 @@ void Conduct::end_tune(const board::HostCall &call, const Aftermath &aftermath) 
         life->rests = 0;
         life->transfers = 0;
         life->polls = 0;
+    }
+}
+
+// Without its thread a Tuner tunes nothing.
+void Conduct::judge_set_up(Life &life, const board::WantedChannel &wanted) {
+    if (!use_ || life.phase == Phase::ended || life.thread == board::Schedule::outside) {
+        return;
+    }
+    const bool is_another = wanted.receivable && life.channel != wanted;
+    const bool is_set_up = use_->transfers != 0;
+    if (is_set_up && !is_another) {
+        complain(Offence::set_up_in_vain,
+                 fmt::format("a tune to {} used the bus: that is {}", in_words(wanted),
+                             wanted.receivable ? "what is tuned" : "to be refused"));
+    } else if (is_another && !is_set_up) {
+        complain(Offence::not_set_up, fmt::format("a tune to {} did nothing, and {} is tuned",
+                                                  in_words(wanted), in_words(life.channel)));
+    }
+    if (wanted.receivable) {
+        life.channel = wanted;
     }
 }
 

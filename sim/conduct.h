@@ -38,6 +38,9 @@ struct Aftermath {
 // - A lock is told only when the last complete poll was told one by the chip. A tune leaves what is
 //   told alone until the first poll after it: a host that asks at once would blank its picture, or
 //   show one that is not there.
+// - A tune to another channel sets it up, whatever it differs in: a host that is told yes shows
+//   what was there before. The channel that is tuned is not set up again, which would blank the
+//   picture, and a request that must be refused touches nothing.
 // - An init beside a Tuner that is up leaves the chips alone: they receive for that one.
 // - Chips are put to sleep before their signal ends: what a demodulator makes of a dying
 //   one goes out of its port, and into the last picture that a receiver shows.
@@ -98,6 +101,7 @@ class Conduct {
         unsigned polls = 0;                  // since the last tune
         std::optional<bool> answer = {};     // of the last get_lock before a tune
         std::optional<bool> kept = false;    // what is told until the first poll after it
+        std::optional<board::WantedChannel> channel = {};
     };
 
     // A call that may use the bus.
@@ -135,6 +139,7 @@ class Conduct {
     void begin_poll(Life &life);
     void end_init(const board::HostCall &call);
     void end_tune(const board::HostCall &call, const Aftermath &aftermath);
+    void judge_set_up(Life &life, const board::WantedChannel &wanted);
     void end_finalize(const board::HostCall &call, const Aftermath &aftermath);
     void judge_thread(const Life &life);
     void judge_joins();

@@ -38,6 +38,8 @@ enum class Offence {
     polling_pace,                // it polls in another rhythm than receivers count on
     mutex_held,                  // the record's mutex is held over a transfer or a sleep
     lock_claimed,                // lock reported that the chip has not told
+    set_up_in_vain,              // a channel that is tuned, or that must be refused
+    not_set_up,                  // another channel than is tuned
     lock_not_kept,               // a tune changed what is told before anybody polled
     thread_left_running,         // after finalize
     thread_joined_again,         // one that was joined already
@@ -46,7 +48,7 @@ enum class Offence {
     bus_left_open,               // after free
     chips_disturbed              // an init that writes to chips that an earlier one left up
 };
-inline constexpr std::size_t offence_count = 29;
+inline constexpr std::size_t offence_count = 31;
 
 std::string to_string(Offence offence);
 

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "host/session/tuner_calls.h"
 
+#include <optional>
 #include <utility>
 
 #include "board/board.h"
 #include "board/clock.h"
+#include "host/cable/cable_wish.h"
+#include "host/cable/request.h"
 
 namespace host {
 
@@ -43,9 +46,24 @@ class Patience {
     bool is_mine_ = false;
 };
 
-std::uint32_t make_call(Operation operation, const Tuner *tuner, const auto &call) {
+// By the host's own numbers: a plug-in that counts otherwise is to be found out.
+board::WantedChannel channel_of(const tune_request &request) {
+    const CableWish wish = wish_of(request);
+    const bool known =
+        request.delivery_system == system_dvbs || request.delivery_system == system_dvbs2;
+    return {.receivable = known && is_in_range(wish),
+            .if_mhz = wish.if_khz / 1000,
+            .symbol_rate_ksps = request.symbol_rate / 1000,
+            .delivery_system = request.delivery_system,
+            .volts = wish.volts,
+            .tone = wish.tone,
+            .switch_port = wish.switch_port};
+}
+
+std::uint32_t make_call(Operation operation, const Tuner *tuner, const auto &call,
+                        const std::optional<board::WantedChannel> &wanted = {}) {
     const Patience patience(operation);
-    board::HostCall note{.operation = operation, .tuner = tuner};
+    board::HostCall note{.operation = operation, .tuner = tuner, .wanted = wanted};
     tell_board(note);
     note.answer = call();
     note.has_ended = true;
@@ -66,7 +84,9 @@ std::uint32_t TunerCalls::init() {
 }
 
 std::uint32_t TunerCalls::tune(const tune_request &request) {
-    return make_call(Operation::tune, tuner_, [&] { return tuner_->tune(tuner_, &request); });
+    return make_call(
+        Operation::tune, tuner_, [&] { return tuner_->tune(tuner_, &request); },
+        channel_of(request));
 }
 
 std::uint32_t TunerCalls::get_signal(std::array<std::uint8_t, 2> &quality_and_strength) {

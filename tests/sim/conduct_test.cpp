@@ -63,6 +63,18 @@ class Conducting : public ReceiverTest {
         hdi_set_gpio(ds3000_context.i2c_bus, 7, 0);
         end(Operation::tune, 0);
     }
+    // One that uses the bus or leaves it alone.
+    void tune_to(const board::WantedChannel &wanted, bool uses_bus) {
+        begin(Operation::tune);
+        if (uses_bus) {
+            hdi_set_gpio(ds3000_context.i2c_bus, 7, 0);
+        }
+        receiver().attend({.operation = Operation::tune,
+                           .tuner = this,
+                           .has_ended = true,
+                           .answer = uses_bus ? 1U : 0U,
+                           .wanted = wanted});
+    }
     void get_lock(std::uint32_t answer) {
         begin(Operation::get_lock);
         end(Operation::get_lock, answer);
@@ -128,6 +140,77 @@ TEST_F(Conducting, life_as_it_should_be_is_not_complained_of) {
     end(Operation::free);
 
     EXPECT_THAT(offences(), IsEmpty()) << first_complaint();
+}
+
+namespace {
+
+constexpr board::WantedChannel some_channel{.if_mhz = 1150,
+                                            .symbol_rate_ksps = 27'500,
+                                            .delivery_system = 5,
+                                            .volts = 13,
+                                            .switch_port = 1};
+
+}  // namespace
+
+TEST_F(Conducting, channel_is_set_up_once) {
+    init_with_polling_thread();
+    tune_to(some_channel, true);
+    tune_to(some_channel, false);
+    tune_to({.receivable = false, .if_mhz = 2151}, false);
+    tune_to(some_channel, false);
+    EXPECT_THAT(offences(), IsEmpty()) << first_complaint();
+
+    tune_to(some_channel, true);
+    EXPECT_THAT(offences(), ElementsAre(Offence::set_up_in_vain));
+    EXPECT_THAT(first_complaint(),
+                HasSubstr("a tune to 1150 MHz, 27500 ksym/s, system 5, 13 V, tone off, port 1 used "
+                          "the bus: that is what is tuned"));
+    join();
+}
+
+TEST_F(Conducting, request_that_must_be_refused_touches_nothing) {
+    init_with_polling_thread();
+    tune_to({.receivable = false, .if_mhz = 2151}, true);
+    EXPECT_THAT(offences(), ElementsAre(Offence::set_up_in_vain));
+    EXPECT_THAT(first_complaint(), HasSubstr("used the bus: that is to be refused"));
+    join();
+}
+
+TEST_F(Conducting, another_channel_is_set_up_whatever_it_differs_in) {
+    const auto differing = [](auto change) {
+        board::WantedChannel other = some_channel;
+        change(other);
+        return other;
+    };
+    std::uint64_t complaints = 0;
+    init_with_polling_thread();
+    for (const board::WantedChannel &other :
+         {differing([](auto &channel) { channel.if_mhz = 1151; }),
+          differing([](auto &channel) { channel.symbol_rate_ksps = 27'501; }),
+          differing([](auto &channel) { channel.delivery_system = 6; }),
+          differing([](auto &channel) { channel.volts = 18; }),
+          differing([](auto &channel) { channel.tone = true; }),
+          differing([](auto &channel) { channel.switch_port = 2; })}) {
+        tune_to(some_channel, true);
+        tune_to(other, false);
+        ASSERT_THAT(offences(), ElementsAre(Offence::not_set_up));
+        EXPECT_EQ(receiver().complaints()[0].count, ++complaints);
+    }
+    join();
+}
+
+TEST_F(Conducting, tuner_that_is_initialised_anew_holds_no_channel) {
+    init_with_polling_thread();
+    tune_to(some_channel, true);
+    finalize();
+    begin(Operation::init);
+    ds3000_wake();
+    const Thread another([] {});
+    end(Operation::init);
+    tune_to(some_channel, true);
+
+    EXPECT_THAT(offences(), IsEmpty()) << first_complaint();
+    another.join();
 }
 
 TEST_F(Conducting, transfer_of_another_thread_amid_a_tune) {
