@@ -284,9 +284,12 @@ void add_tune(CLI::App &app, Job &job) {
         tune->add_option("--timeout", options->timeout_s, "seconds to wait for lock")
             ->check(seconds_from(least_timeout_s))
             ->capture_default_str();
-    tune->add_option("--volts", options->volts,
+    tune->add_option("--volts", options->cable.volts,
                      "the LNB's supply, 13 or 18, whatever the polarisation")
         ->check(CLI::IsMember({13U, 18U}).description(""));
+    add_choice<std::optional<bool>>(*tune, "--lnb-tone", options->cable.tone,
+                                    {{"on", true}, {"off", false}},
+                                    "the LNB's 22 kHz tone, on or off, whatever the band");
     tune->add_flag("--show-plan", options->show_plan,
                    "only print what would be tuned, supplied and sent to the switch");
     add_choice<std::optional<Via>>(

@@ -119,7 +119,7 @@ void judge(Judge &judge, Session &session, Reception &reception) {
 ExitStatus tune_with_plugin(Program &program, const TuneOptions &options, const Target &target) {
     Output output(program.options.format, program.options.output);
     Rig rig(program.rig_options(), program.console);
-    const TuneWay way = prepare_way(rig, program, target, options.volts);
+    const TuneWay way = prepare_way(rig, program, target, options.cable);
     return rig.run([&](Session &session) {
         const TuneAnswer answer = session.tune(way.request);
         rig.judge().hear_answer(way.request, answer != TuneAnswer::out_of_range);
@@ -234,7 +234,7 @@ ExitStatus tune_with_chips(Program &program, const TuneOptions &options, const T
     if (options.keep_lnb_power) {
         refuse_to_keep_supply(rig.board());
     }
-    const TuneWay way = prepare_way(rig, program, target, options.volts);
+    const TuneWay way = prepare_way(rig, program, target, options.cable);
     if (way.plan.refusal) {
         throw Failure(ExitStatus::outside_limits, *way.plan.refusal);
     }
@@ -250,16 +250,14 @@ Sheet plan_sheet(const Target &target, const broadcast::Lnb &lnb, const TunePlan
     return sheet_of(flat);
 }
 
-ExitStatus show_plan(Program &program, const Target &target, std::optional<unsigned> volts) {
+ExitStatus show_plan(Program &program, const Target &target, const CableChoice &choice) {
     program.honour_only("tune --show-plan", {"board", "lnb", "switch"});
     Output output(program.options.format, program.options.output);
     const LnbSource lnbs(program.chosen_lnb(), scenario_lnb(program.board_options()),
                          {target.transponder});
     const broadcast::Lnb &lnb = lnbs.for_transponder(target.transponder);
     tune_request request = request_for(target.transponder, lnb, program.options.switch_port);
-    if (volts) {
-        fix_voltage(request, *volts);
-    }
+    choose(request, choice);
     const TunePlan plan = plan_tune(request);
     Json result = tagged("ds3000.plan/1", json_of(target, lnb, plan));
     result["accepted"] = !plan.refusal;
@@ -323,7 +321,7 @@ ExitStatus run_tune(Program &program, const TuneOptions &options) {
     const GlobalOptions global = at_port_of(target, program.options);
     Program at_port = program.with(global);
     if (options.show_plan) {
-        return show_plan(at_port, target, options.volts);
+        return show_plan(at_port, target, options.cable);
     }
     return via_of(options) == Via::chip ? tune_with_chips(at_port, options, target)
                                         : tune_with_plugin(at_port, options, target);

@@ -6,6 +6,7 @@
 #include "host/commands/monitor.h"
 #include "host/commands/program.h"
 #include "host/commands/target.h"
+#include "host/commands/tune_way.h"
 
 namespace host {
 
@@ -14,8 +15,8 @@ enum class Via { plugin, chip };
 
 struct TuneOptions {
     TargetOptions target;
-    std::optional<Via> via;         // absent: what the job needs
-    std::optional<unsigned> volts;  // absent: what the polarisation chooses
+    std::optional<Via> via;  // absent: what the job needs
+    CableChoice cable;
     double timeout_s = 5.0;
     bool timeout_given = false;
     bool show_plan = false;

@@ -22,14 +22,28 @@ void point_dish(Workbench &rig, const Program &program, const Target &target) {
 
 }  // namespace
 
+void choose(tune_request &request, const CableChoice &choice) {
+    if (choice.volts) {
+        fix_voltage(request, *choice.volts);
+    }
+    if (!choice.tone) {
+        return;
+    }
+    if (request.lof_high == 0 || request.lof_switch == 0) {
+        refuse_usage(
+            "--lnb-tone cannot be honoured: a request's tone counts for an LNB with two "
+            "oscillators and a switch frequency alone; give one of a single oscillator as "
+            "--lnb LOW,LOW,SWITCH");
+    }
+    fix_tone(request, *choice.tone);
+}
+
 TuneWay prepare_way(Workbench &rig, const Program &program, const Target &target,
-                    std::optional<unsigned> volts) {
+                    const CableChoice &choice) {
     const LnbSource lnbs(program.chosen_lnb(), rig.board().fitted_lnb(), {target.transponder});
     TuneWay way{lnbs.for_transponder(target.transponder), {}, {}};
     way.request = request_for(target.transponder, way.lnb, program.options.switch_port);
-    if (volts) {
-        fix_voltage(way.request, *volts);
-    }
+    choose(way.request, choice);
     way.plan = plan_tune(way.request);
     if (target.any_system) {
         way.plan.standard = STANDARD_AUTO;

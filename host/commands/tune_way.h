@@ -17,10 +17,18 @@ struct TuneWay {
     TunePlan plan;
 };
 
+// What a person wants on the cable instead of what polarisation and band choose.
+struct CableChoice {
+    std::optional<unsigned> volts;  // 13 or 18
+    std::optional<bool> tone;
+};
+
+// Let a request ask for it. Throws Failure (usage) for a tone that the plug-in would not hear of.
+void choose(tune_request &request, const CableChoice &choice);
+
 // Choose the way, and arrange a simulated world for it.
-// `volts` of the supply instead of what the polarisation chooses.
 TuneWay prepare_way(Workbench &rig, const Program &program, const Target &target,
-                    std::optional<unsigned> volts = {});
+                    const CableChoice &choice = {});
 
 // The members of a result that say what was asked for, and how that is reached.
 Json json_of(const Target &target, const broadcast::Lnb &lnb, const TunePlan &plan);

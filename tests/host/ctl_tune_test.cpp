@@ -173,6 +173,34 @@ TEST_F(CtlTune, shows_the_plan_without_a_board) {
     EXPECT_THAT(ctl(by_numbers + " --show-plan").out, HasSubstr("1744 MHz"));
 }
 
+TEST_F(CtlTune, tone_is_chosen_whatever_the_band) {
+    const std::string low_band =
+        "tune --frequency 11494M --polarisation H --symbol-rate 22M --system dvbs2 --show-plan "
+        "--format json --lnb-tone ";
+    const auto on = parse_json(ctl(low_band + "on").out);
+    EXPECT_EQ(on.at("plan").at("tone"), true);
+    EXPECT_EQ(on.at("plan").at("tuned_if_mhz"), 1744);
+    EXPECT_EQ(parse_json(ctl(low_band + "off").out).at("plan").at("tone"), false);
+
+    // An LNB of one oscillator, behind which a switch goes by the tone.
+    EXPECT_EQ(ctl(low_band + "on --lnb 9750,9750,11000").status, 0);
+    for (const char *lnb : {"DBS", "C-MULT", "9750"}) {
+        const Outcome refused = ctl(low_band + "on --lnb " + lnb);
+        EXPECT_EQ(refused.status, 2) << lnb;
+        EXPECT_THAT(refused.err, HasSubstr("--lnb-tone cannot be honoured")) << lnb;
+    }
+    EXPECT_THAT(ctl(low_band + "maybe").err, HasSubstr("'maybe' is none of on, off"));
+}
+
+TEST_F(CtlTune, tone_that_is_asked_for_is_on_the_cable) {
+    for (const char *via : {"plugin", "chip"}) {
+        const Outcome run =
+            ctl(fmt::format("{} --via {} --lnb-tone off --format json", by_numbers, via));
+        EXPECT_EQ(run.status, 0) << run.err;
+        EXPECT_FALSE(parse_json(run.out).contains("complaints"));
+    }
+}
+
 TEST_F(CtlTune, echoes_how_a_bare_number_is_read) {
     const std::string rest = " --polarisation H --symbol-rate 22M --system dvbs2 --show-plan";
     EXPECT_THAT(ctl("tune --frequency 11494" + rest).err, HasSubstr("read as 11494 MHz"));
