@@ -3,13 +3,31 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <atomic>
 #include <utility>
 
+#include "host/cable/cable_wish.h"
 #include "host/session/lock_wait.h"
 #include "host/session/pace.h"
 
 namespace host {
+
+namespace {
+
+tune_request for_no_system(tune_request request) {
+    constexpr std::uint32_t no_system = 7;
+    request.delivery_system = no_system;
+    return request;
+}
+
+// A kilohertz above what a tune takes, where an LNB's bands are parted by a frequency or are one.
+tune_request beyond_the_range(tune_request request) {
+    request.frequency = std::max(request.lof_low, request.lof_high) + highest_if_khz + 1;
+    return request;
+}
+
+}  // namespace
 
 // The part of a host that shows lock and signal.
 class CycleRun::Viewer {
@@ -121,8 +139,11 @@ bool CycleRun::live_first_life(Guest &guest) {
         return false;
     }
     tune(guest);
-    tune_again(guest);
-    tune_nowhere(guest);
+    tune_again(guest, "tune again", way_.request);
+    tune_again(guest, "tune reworded", in_other_words(way_.request));
+    tune_in_vain(guest, "tune nowhere", for_no_system(way_.request), false);
+    tune_in_vain(guest, "tune beyond", beyond_the_range(way_.request), true);
+    tune_again(guest, "tune again", way_.request);
     finalize(guest);
     if (!pause()) {
         return false;
@@ -210,6 +231,7 @@ void CycleRun::tune(Guest &guest) {
     const std::uint64_t from_ns = now_ns();
     const bool set_up = guest.calls().tune(way_.request) == 1;
     step.took_ms = ms_since(from_ns);
+    set_up_ms_ = set_up_ms_ == 0 ? step.took_ms : set_up_ms_;
     step.lock_ms = wait_for_lock(guest);
     if (!set_up) {
         step.problem = "the channel could not be set up";
@@ -221,32 +243,36 @@ void CycleRun::tune(Guest &guest) {
     note(std::move(step));
 }
 
+// A call that takes much of the first tune's time.
+bool CycleRun::sets_up(std::uint64_t took_ms) const { return took_ms * 2 > set_up_ms_; }
+
 // What is asked for again is told as it is.
-void CycleRun::tune_again(Guest &guest) {
-    CycleStep step{.what = "tune again", .tuner = guest.letter(), .at_ms = ms_since(begin_ns_)};
+void CycleRun::tune_again(Guest &guest, const char *what, const tune_request &request) {
+    CycleStep step{.what = what, .tuner = guest.letter(), .at_ms = ms_since(begin_ns_)};
     const std::uint64_t from_ns = now_ns();
     const std::uint32_t lock = guest.calls().get_lock();
-    const std::uint32_t answer = guest.calls().tune(way_.request);
+    const std::uint32_t answer = guest.calls().tune(request);
     step.took_ms = ms_since(from_ns);
     if (answer != lock) {
         step.problem = "the same request is not answered with the lock";
+    } else if (sets_up(step.took_ms)) {
+        step.problem = "the channel that is tuned was set up again";
     }
     note(std::move(step));
 }
 
-// What no front end can receive is refused and changes nothing.
-void CycleRun::tune_nowhere(Guest &guest) {
-    constexpr std::uint32_t no_system = 7;
-    CycleStep step{.what = "tune nowhere", .tuner = guest.letter(), .at_ms = ms_since(begin_ns_)};
+// What no front end can receive is refused and changes nothing. What became of the lock is seen
+// after the last such request.
+void CycleRun::tune_in_vain(Guest &guest, const char *what, const tune_request &request,
+                            bool is_last) {
+    CycleStep step{.what = what, .tuner = guest.letter(), .at_ms = ms_since(begin_ns_)};
     const std::uint64_t from_ns = now_ns();
     const std::uint32_t lock = guest.calls().get_lock();
-    tune_request request = way_.request;
-    request.delivery_system = no_system;
     const std::uint32_t answer = guest.calls().tune(request);
     step.took_ms = ms_since(from_ns);
     if (answer != 0) {
-        step.problem = "a request for no system is not refused";
-    } else if (pause() && guest.calls().get_lock() != lock) {
+        step.problem = "a request that nothing can receive is not refused";
+    } else if (is_last && pause() && guest.calls().get_lock() != lock) {
         step.problem = "a request that was refused changed the lock";
     }
     note(std::move(step));

@@ -62,8 +62,9 @@ class CycleRun {
     bool init(Guest &guest, Chips chips);
     std::string problem_of_start(Chips chips, std::uint64_t took_ms);
     void tune(Guest &guest);
-    void tune_again(Guest &guest);
-    void tune_nowhere(Guest &guest);
+    void tune_again(Guest &guest, const char *what, const tune_request &request);
+    void tune_in_vain(Guest &guest, const char *what, const tune_request &request, bool is_last);
+    [[nodiscard]] bool sets_up(std::uint64_t took_ms) const;
     void finalize(Guest &guest, const char *what = "finalize");
     void free(Guest &guest);
     std::optional<std::uint64_t> wait_for_lock(Guest &guest);
@@ -77,6 +78,7 @@ class CycleRun {
     StandardErrorCapture capture_;
     std::uint64_t begin_ns_;
     std::uint64_t cold_start_ms_ = 0;
+    std::uint64_t set_up_ms_ = 0;  // the first tune's call
     std::vector<CycleStep> steps_;
 };
 

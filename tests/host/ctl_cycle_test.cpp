@@ -43,7 +43,8 @@ TEST_F(CtlCycle, lives_as_receivers_do) {
 
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(steps_of(whole),
-              "A init, A tune, A tune again, A tune nowhere, A finalize, A finalize twice, "
+              "A init, A tune, A tune again, A tune reworded, A tune nowhere, "
+              "A tune beyond, A tune again, A finalize, A finalize twice, "
               "A init, A tune, A finalize, A init, A tune, A finalize, "
               "A init, B init, B tune, B finalize, A finalize, B free, "
               "A init, A tune, A finalize, A free, C init, C tune, C finalize, C free");
@@ -120,7 +121,7 @@ TEST_F(CtlCycle, rows_stream) {
                                     "init,A,ok,0,"));
     const Outcome text = ctl("cycle --board sim:world.toml --standbys 0");
     EXPECT_THAT(text.out, HasSubstr("A  tune            ok"));
-    EXPECT_THAT(text.out, HasSubstr("20 steps, 4 locks, 0 failed"));
+    EXPECT_THAT(text.out, HasSubstr("23 steps, 4 locks, 0 failed"));
 }
 
 TEST_F(CtlCycle, transponder_outside_the_limits_is_refused) {
