@@ -16,7 +16,6 @@ constexpr std::uint64_t supply_settling_ns = 1'000'000;
 constexpr std::uint64_t discharge_ns = 40'000'000;
 constexpr std::uint64_t register_settling_ns = 1'500'000;
 constexpr std::uint64_t reference_settling_ns = 45'000'000;
-constexpr std::uint64_t trimming_ns = 30'000'000;
 // The first VCO core's bands 0..127 lie evenly over its range.
 constexpr double lowest_vco_khz = 1'080'000;
 constexpr double highest_vco_khz = 2'320'000;
@@ -221,17 +220,13 @@ bool Tuner::reads_gain(std::uint8_t reg) {
     return reg == tuner_reg::agc_state || reg == tuner_reg::rf_gain || reg == tuner_reg::band_state;
 }
 
-// The revision, and those power bits that this type shows: the rest's when it has started. While
-// the references are trimmed by the revision's fuses these are not to be read.
+// The revision, and those power bits that this type shows: the rest's when it has started.
 std::uint8_t Tuner::read_power(std::uint64_t now_ns) const {
     std::uint8_t power = regs_[tuner_reg::power];
     if (now_ns < rest_on_ns_ + register_settling_ns || stuck_) {
         power &= tuner_reg::power_supply;
     }
-    const std::uint64_t steady_ns = rest_on_ns_ + reference_settling_ns;
-    const bool trims = on() && now_ns >= steady_ns && now_ns < steady_ns + trimming_ns;
-    const unsigned revision = trims ? 0 : identity_ & ~tuner_reg::power_all;
-    return static_cast<std::uint8_t>(revision | (identity_ & power));
+    return static_cast<std::uint8_t>((identity_ & ~tuner_reg::power_all) | (identity_ & power));
 }
 
 std::uint8_t Tuner::read(std::uint8_t reg, std::uint64_t now_ns) {

@@ -38,8 +38,8 @@ struct TunerOutput {
 // rest. A supply taken up again within 40 ms finds its start-up circuit charged and does not start.
 // The other registers take values from 1.5 ms after the rest has come on, and show the type from
 // then; they keep them asleep, but do nothing. Those written within 1.5 ms after the regulators are
-// set (0x62; type 2: 0x42 too) are lost. The crystal is steady after 45 ms: earlier calibrations
-// fail. For 30 ms from then the references are trimmed, and register 0x00 shows no revision.
+// set (0x62; type 2: 0x42 too) are lost. The crystal and the references are steady after 45 ms:
+// earlier calibrations fail.
 // Calibrations: one sequencer runs them all, so that a start breaks off what still runs. The
 // synthesiser's builds on the VCO's, the gain control's on all others.
 // Synthesiser: oscillator = divider x 27000/28 kHz, halved with the low band bit (0x10 bit 4). The

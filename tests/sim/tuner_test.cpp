@@ -79,15 +79,6 @@ TEST_F(BareTuner, type_is_not_shown_before_the_rest_has_started) {
     EXPECT_EQ(tuner().read(0x00, 3'500'000), 0xC3);
 }
 
-// The rest comes on at 2 ms, the crystal is steady at 47 ms.
-TEST_F(BareTuner, revision_is_not_shown_while_the_references_are_trimmed) {
-    power_up();
-    EXPECT_EQ(tuner().read(0x00, 47 * ms - 1), 0xC3);
-    EXPECT_EQ(tuner().read(0x00, 47 * ms), 0x03);
-    EXPECT_EQ(tuner().read(0x00, 77 * ms - 1), 0x03);
-    EXPECT_EQ(tuner().read(0x00, 77 * ms), 0xC3);
-}
-
 TEST_F(BareTuner, registers_written_before_the_start_is_over_are_lost) {
     power_up();
     tuner().write(0x62, 0xEC, 3 * ms);
