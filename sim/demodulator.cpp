@@ -569,7 +569,7 @@ void Demodulator::follow_carrier_preset(std::uint8_t reg) {
 void Demodulator::obey(std::uint8_t reg, std::uint8_t value, std::uint64_t now_ns) {
     switch (reg) {
         case reg::core_reset:
-            reset_core(value);
+            reset_core(value, now_ns);
             run_may_change(now_ns);
             break;
         case reg::core_reset_ds300x:
@@ -659,10 +659,15 @@ bool Demodulator::runs_on() const {
     return !core_held() && (last_lock_bits_ & reg::lock_status_dvbs) == reg::lock_status_dvbs;
 }
 
-// The equaliser is a part of the core and takes its mode over when that comes out of reset.
-void Demodulator::reset_core(std::uint8_t value) {
+// The equaliser is a part of the core and takes its mode over when that comes out of a reset that
+// was long enough to reach it.
+void Demodulator::reset_core(std::uint8_t value, std::uint64_t now_ns) {
+    constexpr std::uint64_t shortest_pulse_ns = 400'000;
     const bool is_held = (value & 1) != 0;
-    if (core_was_held_ && !is_held) {
+    if (is_held && !core_was_held_) {
+        core_held_ns_ = now_ns;
+    }
+    if (core_was_held_ && !is_held && now_ns >= core_held_ns_ + shortest_pulse_ns) {
         equaliser_mode_ = regs_.plain[reg::reg_bd];
         core_was_reset_ = true;
         sweep_at_end_ = false;

@@ -151,7 +151,7 @@ class Demodulator {
     void keep_lock_bits(std::uint64_t now_ns);
     [[nodiscard]] bool runs_on() const;
     [[nodiscard]] bool search_failed(bool wide, std::uint64_t now_ns) const;
-    void reset_core(std::uint8_t value);
+    void reset_core(std::uint8_t value, std::uint64_t now_ns);
     void reset_globally(std::uint8_t value);
     void begin_search(std::uint64_t now_ns);
     void forget_searches();
@@ -255,6 +255,7 @@ class Demodulator {
     bool controller_reset_ = false;  // the same of the micro-controller
     bool controller_hangs_ = false;
     bool core_was_held_ = false;
+    std::uint64_t core_held_ns_ = 0;
     std::uint8_t equaliser_mode_ = 0;  // 0xBD, as the core has it
     bool was_reset_globally_ = false;  // since the last search began
     bool core_was_reset_ = false;      // likewise

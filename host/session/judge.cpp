@@ -260,6 +260,10 @@ void Judge::hear_found(const FoundCarrierFigures &found) {
         charge("list wrong", fmt::format("{} kHz is listed with another code rate than {}",
                                          found.if_khz, summary(found.signal)));
     }
+    judge_place(verdict, found);
+}
+
+void Judge::judge_place(const sim::Verdict &verdict, const FoundCarrierFigures &found) {
     const double true_ksps = verdict.carrier->symbol_rate / 1000.0;
     if (std::abs(found.symbol_rate_ksps - true_ksps) > 2 + true_ksps * 5e-4) {
         charge("symbol rate wrong", fmt::format("the driver says {} ksym/s, the carrier has {:.1f}",

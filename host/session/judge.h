@@ -145,6 +145,7 @@ class Judge {
     [[nodiscard]] bool frequencies_can_be_right() const;
     void judge_quality(const sim::Verdict &verdict, int quality_db);
     void judge_strength(unsigned percent, bool locked);
+    void judge_place(const sim::Verdict &verdict, const FoundCarrierFigures &found);
     void judge_signal(const sim::Verdict &verdict, const SignalInfo &told);
     void judge_expectation(const sim::Verdict &verdict);
     void judge_carrier(const sim::Verdict &verdict, std::int32_t above_khz);

@@ -170,6 +170,27 @@ TEST_F(Faults, diverged_equaliser_is_restarted_by_the_driver) {
     EXPECT_NEAR(receiver().verdict().cn_db, astray_db + 1.5 - 0.2, 0.01);
 }
 
+TEST_F(Faults, equaliser_is_not_restarted_by_too_short_a_reset_of_the_core) {
+    scenario.faults = {{.kind = Fault::Kind::equaliser_divergence}};
+    start();
+    tune(demo_transponder(11'100));
+    sleep_ms(200);
+    const double astray_db = receiver().verdict().cn_db;
+    const auto reset_core_for = [this](std::uint64_t us) {
+        poke(0xB2, 0x01);
+        poke(0x00, 0x01);
+        usleep(static_cast<useconds_t>(us));
+        poke(0x00, 0x00);
+        poke(0xB2, 0x00);
+        sleep_ms(200);
+        return receiver().verdict().cn_db;
+    };
+    poke(0xBD, 0x03);
+
+    EXPECT_NEAR(reset_core_for(100), astray_db, 0.01);
+    EXPECT_NEAR(reset_core_for(1'000), astray_db + 1.5 - 0.2, 0.01);
+}
+
 TEST_F(Faults, sound_equaliser_is_left_alone) {
     start();
     tune(demo_transponder(11'100));
