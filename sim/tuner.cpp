@@ -256,7 +256,7 @@ std::uint8_t Tuner::read(std::uint8_t reg, std::uint64_t now_ns) {
 std::uint8_t Tuner::band_state(std::uint64_t now_ns) const {
     const bool low = vco_.done(now_ns) && (low_band() || comes_up_low());
     return static_cast<std::uint8_t>((low ? tuner_reg::band_state_low : 0U) |
-                                     gain_.rf << tuner_reg::band_state_gain_shift);
+                                     unsigned{gain_.rf} << tuner_reg::band_state_gain_shift);
 }
 
 // Bit 6 tells a gain of 0 from a gain control that has not been started.
