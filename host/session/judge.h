@@ -54,7 +54,8 @@ struct FoundCarrierFigures {
 // Figures are compared only while they can be right: with lock, when nothing has changed around the
 // receiver for two seconds, and on a board without faults, which may be why a figure is wrong. A
 // quality is let be where locks come and go, less than 2 dB above the threshold, and all of them
-// just below it, where the lock may be gone between two readings.
+// just below it, where the lock may be gone between two readings. A published strength is
+// the mean of polls: where threads wake so late that they cannot all have been made, it is let be.
 class Judge {
  public:
     // Null where nobody can tell.
