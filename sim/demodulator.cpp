@@ -147,7 +147,7 @@ void Demodulator::power_on() {
     mcu_written_ = false;
     was_powered_ = false;
     reset_ = false;
-    core_was_held_ = false;
+    core_held_ns_.reset();
     equaliser_mode_ = 0;
     controller_reset_ = chip_ == Chip::ds300x;
     controller_hangs_ = false;
@@ -659,21 +659,19 @@ bool Demodulator::runs_on() const {
     return !core_held() && (last_lock_bits_ & reg::lock_status_dvbs) == reg::lock_status_dvbs;
 }
 
-// The equaliser is a part of the core and takes its mode over when that comes out of a reset that
-// was long enough to reach it.
+// The equaliser is a part of the core and takes its mode over when that comes out of reset.
 void Demodulator::reset_core(std::uint8_t value, std::uint64_t now_ns) {
-    constexpr std::uint64_t shortest_pulse_ns = 400'000;
-    const bool is_held = (value & 1) != 0;
-    if (is_held && !core_was_held_) {
-        core_held_ns_ = now_ns;
+    if ((value & 1) != 0) {
+        core_held_ns_ = core_held_ns_.value_or(now_ns);
+        return;
     }
-    if (core_was_held_ && !is_held && now_ns >= core_held_ns_ + shortest_pulse_ns) {
+    if (core_held_ns_ && now_ns >= *core_held_ns_ + shortest_hold_ns) {
         equaliser_mode_ = regs_.plain[reg::reg_bd];
         core_was_reset_ = true;
         sweep_at_end_ = false;
         jammed_ = false;
     }
-    core_was_held_ = is_held;
+    core_held_ns_.reset();
 }
 
 void Demodulator::reset_globally(std::uint8_t value) {

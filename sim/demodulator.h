@@ -68,6 +68,8 @@ class SignalSource {
 // Tuned elsewhere, or the LNB switched, under a lock that does not come back, the loops of DS3002B
 // and DS3103 run away after what comes instead. Reception begins from where they stand, in vain,
 // until the core is reset, by 0x00 or 0x07; the spectrum engine is never ready until it is by 0x07.
+// A search that met one carrier all along and ended in vain leaves them there for the other
+// standard, until a pulse of 0x07 or another signal.
 // A wide search that found nothing and is let go once more with nothing new to look for takes the
 // tuner's lines for lock.
 // What it does then is one of three jobs: the spectrum engine (0x08 bit 7 and 0x90 = 0x73 set), the
@@ -254,13 +256,12 @@ class Demodulator {
     bool reset_ = false;             // since power-on, by 0x07
     bool controller_reset_ = false;  // the same of the micro-controller
     bool controller_hangs_ = false;
-    bool core_was_held_ = false;
-    std::uint64_t core_held_ns_ = 0;
-    std::uint8_t equaliser_mode_ = 0;  // 0xBD, as the core has it
-    bool was_reset_globally_ = false;  // since the last search began
-    bool core_was_reset_ = false;      // likewise
-    bool programmed_anew_ = false;     // likewise, the symbol rate
-    bool found_nothing_ = false;       // the last search
+    std::optional<std::uint64_t> core_held_ns_;  // since when, while it is
+    std::uint8_t equaliser_mode_ = 0;            // 0xBD, as the core has it
+    bool was_reset_globally_ = false;            // since the last search began
+    bool core_was_reset_ = false;                // likewise
+    bool programmed_anew_ = false;               // likewise, the symbol rate
+    bool found_nothing_ = false;                 // the last search
     bool loops_astray_ = false;
     bool engine_astray_ = false;
     std::optional<broadcast::System> despaired_of_;  // on the carrier that is there, until a reset

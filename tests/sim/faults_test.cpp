@@ -2,6 +2,8 @@
 
 // Scenario faults but those of the bus, and events, and how the driver fares with them.
 
+#include <unistd.h>
+
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/lock.h"
 #include "ds3000/demod/power.h"
@@ -15,7 +17,16 @@ using sim::Event;
 using sim::Fault;
 using sim::Reason;
 
-class Faults : public ReceiverTest {};
+class Faults : public ReceiverTest {
+ protected:
+    double cn_db_of_a_diverged_equaliser() {
+        scenario.faults = {{.kind = Fault::Kind::equaliser_divergence}};
+        start();
+        tune(demo_transponder(11'100));
+        sleep_ms(200);
+        return receiver().verdict().cn_db;
+    }
+};
 
 TEST_F(Faults, wrong_identity_is_an_unknown_chip) {
     scenario.faults = {{.kind = Fault::Kind::wrong_identity, .reg = 0x02, .value = 0x01}};
@@ -158,11 +169,7 @@ TEST_F(Faults, foreign_message_moves_the_switch_while_it_is_supplied) {
 }
 
 TEST_F(Faults, diverged_equaliser_is_restarted_by_the_driver) {
-    scenario.faults = {{.kind = Fault::Kind::equaliser_divergence}};
-    start();
-    tune(demo_transponder(11'100));
-    sleep_ms(200);
-    const double astray_db = receiver().verdict().cn_db;
+    const double astray_db = cn_db_of_a_diverged_equaliser();
 
     ASSERT_TRUE(locks());
 
@@ -171,15 +178,11 @@ TEST_F(Faults, diverged_equaliser_is_restarted_by_the_driver) {
 }
 
 TEST_F(Faults, equaliser_is_not_restarted_by_too_short_a_reset_of_the_core) {
-    scenario.faults = {{.kind = Fault::Kind::equaliser_divergence}};
-    start();
-    tune(demo_transponder(11'100));
-    sleep_ms(200);
-    const double astray_db = receiver().verdict().cn_db;
-    const auto reset_core_for = [this](std::uint64_t us) {
+    const double astray_db = cn_db_of_a_diverged_equaliser();
+    const auto reset_core_for = [this](useconds_t us) {
         poke(0xB2, 0x01);
         poke(0x00, 0x01);
-        usleep(static_cast<useconds_t>(us));
+        usleep(us);
         poke(0x00, 0x00);
         poke(0xB2, 0x00);
         sleep_ms(200);
@@ -187,7 +190,7 @@ TEST_F(Faults, equaliser_is_not_restarted_by_too_short_a_reset_of_the_core) {
     };
     poke(0xBD, 0x03);
 
-    EXPECT_NEAR(reset_core_for(100), astray_db, 0.01);
+    EXPECT_NEAR(reset_core_for(700), astray_db, 0.01);
     EXPECT_NEAR(reset_core_for(1'000), astray_db + 1.5 - 0.2, 0.01);
 }
 
