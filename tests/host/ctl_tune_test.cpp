@@ -13,7 +13,16 @@ namespace {
 
 using testing::HasSubstr;
 
-class CtlTune : public CtlTest {};
+class CtlTune : public CtlTest {
+ protected:
+    // A world of one transponder, at 11494 MHz, on a board that is described before it.
+    void write_world(const char *name, const char *board, unsigned symbol_rate) {
+        write_file(name, fmt::format("{}\n[[transponder]]\nfrequency_khz = 11_494_000\n"
+                                     "polarisation = \"H\"\nsymbol_rate = {}\n"
+                                     "system = \"DVB-S2\"\n",
+                                     board, symbol_rate));
+    }
+};
 
 const std::string by_numbers =
     "tune --frequency 11494M --polarisation H --symbol-rate 22000k --system dvbs2";
@@ -50,9 +59,7 @@ TEST_F(CtlTune, the_system_can_be_left_to_the_driver_with_the_chip_layer_alone) 
 
 TEST_F(CtlTune, a_lock_without_data_is_no_reception) {
     // The measured symbol rate reads as negative, which leaves the port at its slowest clock.
-    write_file("fast.toml",
-               "[[transponder]]\nfrequency_khz = 11_494_000\npolarisation = \"H\"\n"
-               "symbol_rate = 40_000_000\nsystem = \"DVB-S2\"\n");
+    write_world("fast.toml", "", 40'000'000);
     const std::string fast =
         "tune --frequency 11494M --polarisation H --symbol-rate 40M --system dvbs2";
     for (const char *via : {"plugin", "chip"}) {
@@ -70,9 +77,7 @@ TEST_F(CtlTune, a_lock_without_data_is_no_reception) {
 }
 
 TEST_F(CtlTune, a_board_with_a_serial_port_gets_data_from_the_chip_layer) {
-    write_file("serial.toml",
-               "[board]\nts_mode = 1\n[[transponder]]\nfrequency_khz = 11_494_000\n"
-               "polarisation = \"H\"\nsymbol_rate = 22_000_000\nsystem = \"DVB-S2\"\n");
+    write_world("serial.toml", "[board]\nts_mode = 1", 22'000'000);
     const Outcome plugin = ctl(by_numbers + " --board sim:serial.toml --via plugin");
     EXPECT_EQ(plugin.status, 5);
     EXPECT_THAT(plugin.err, HasSubstr("locked without data: the transport-stream port works in "
@@ -97,9 +102,7 @@ TEST_F(CtlTune, what_the_driver_does_wrong_is_said_and_no_success) {
 }
 
 TEST_F(CtlTune, a_strength_that_sleepy_threads_have_not_averaged_yet_is_nobodys_fault) {
-    write_file("sleepy.toml",
-               "[clock]\nlate_us = 400_000\n[[transponder]]\nfrequency_khz = 11_494_000\n"
-               "polarisation = \"H\"\nsymbol_rate = 22_000_000\nsystem = \"DVB-S2\"\n");
+    write_world("sleepy.toml", "[clock]\nlate_us = 400_000", 22'000'000);
     const Outcome run = ctl(by_numbers + " --board sim:sleepy.toml");
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.err, "");
