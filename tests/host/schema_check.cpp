@@ -28,11 +28,11 @@ std::string missing_member(const json &names, const json &value) {
 }
 
 std::string member_violation(const json &schema, const json &value, const std::string &where) {
-    const json properties = schema.value("properties", json::object());
+    const auto properties = schema.find("properties");
     for (const auto &[name, member] : value.items()) {
-        if (properties.contains(name)) {
+        if (properties != schema.end() && properties->contains(name)) {
             auto violation =
-                schema_violation(properties.at(name), member, fmt::format("{}/{}", where, name));
+                schema_violation(properties->at(name), member, fmt::format("{}/{}", where, name));
             if (!violation.empty()) {
                 return violation;
             }
@@ -75,14 +75,16 @@ std::string keyword_violation(const json &schema, const std::string &keyword, co
         const std::string missing = missing_member(rule, value);
         return missing.empty() ? "" : where + ": " + missing;
     }
-    if (keyword == "properties" || keyword == "additionalProperties") {
+    if (keyword == "properties" ||
+        (keyword == "additionalProperties" && !schema.contains("properties"))) {
         return member_violation(schema, value, where);
     }
     if (keyword == "items") {
         return item_violation(rule, value, where);
     }
-    const bool says_no_more =
-        keyword == "type" || keyword == "$schema" || keyword == "title" || keyword == "description";
+    const bool says_no_more = keyword == "type" || keyword == "additionalProperties" ||
+                              keyword == "$schema" || keyword == "title" ||
+                              keyword == "description";
     return says_no_more ? "" : "the schema uses " + keyword + ", which is not checked";
 }
 
