@@ -235,7 +235,7 @@ int Schedule::join_thread(pthread_t thread, void **result) {
             }
             members_.erase(thread);
             joined_.insert(thread);
-        } else if (joined_.count(thread) != 0) {
+        } else if (joined_.contains(thread)) {
             ++vain_joins_;
             return ESRCH;
         }
