@@ -89,7 +89,7 @@ foreign_targets=(i386 aarch64 armhf mipsel mips sh4)
 # The sections of packages.txt that a preset builds with.
 sections_of_preset() {
     case $1 in
-    clang | asan | tsan) echo build clang ;;
+    clang | tidy | asan | tsan) echo build clang ;;
     clang19) echo build clang19 ;;
     i386 | aarch64 | armhf | mipsel | mips | sh4) echo build foreign "$1" ;;
     coverage) echo build coverage ;;
