@@ -9,7 +9,7 @@ if(CMAKE_CXX_FLAGS_RELEASE STREQUAL "-O3 -DNDEBUG")
 endif()
 
 option(DS3000_WERROR "Take the compiler's warnings for errors" OFF)
-option(DS3000_BATCHES "Compile the host program and the tests several sources at a time" ON)
+option(DS3000_BATCHES "Compile the host program and the simulator several sources at a time" ON)
 
 # Flags of everything that is ours.
 add_library(ds3000_common INTERFACE)
