@@ -14,7 +14,8 @@ constexpr std::uint8_t output_at_power_on = 0xE3;
 constexpr std::uint64_t message_byte_ns = 13'500'000;
 constexpr std::uint64_t burst_ns = 12'500'000;
 constexpr std::uint64_t longest_reply_delay_ns = 150'000'000;
-constexpr std::size_t reply_count_max = 7;
+constexpr std::size_t longest_reply = 7;
+constexpr std::size_t buffer_size = 8;
 constexpr std::uint64_t master_ns_per_ms = 1'000'000;
 
 bool concerns_master(const Fault &fault) {
@@ -171,7 +172,7 @@ void DiseqcMaster::end_reply(std::uint64_t now_ns, const std::string &by) {
     const std::uint64_t end_ns = reply_.from_ns + reply_.bytes.size() * reply_.byte_ns;
     const bool keeps_the_bus = reply_.from_ns <= to_ns_ + longest_reply_delay_ns &&
                                reply_.byte_ns == message_byte_ns &&
-                               reply_.bytes.size() <= reply_count_max;
+                               reply_.bytes.size() <= longest_reply;
     if (keeps_the_bus && now_ns >= reply_.from_ns && now_ns < end_ns) {
         watch_->complain(
             Offence::message_cut, now_ns,
@@ -300,7 +301,7 @@ std::size_t DiseqcMaster::replied(std::uint64_t now_ns) const {
     }
     const std::uint64_t arrived = (now_ns - reply_.from_ns) / reply_.byte_ns;
     return std::min<std::size_t>(
-        {static_cast<std::size_t>(arrived), reply_.bytes.size(), reply_count_max});
+        {static_cast<std::size_t>(arrived), reply_.bytes.size(), buffer_size});
 }
 
 bool DiseqcMaster::is_busy(std::uint64_t now_ns) const { return now_ns < busy_until_ns_; }
@@ -312,7 +313,9 @@ bool DiseqcMaster::hangs(std::uint64_t now_ns) const {
 
 std::uint8_t DiseqcMaster::read(std::uint8_t reg, std::uint64_t now_ns) const {
     if (reg == reg::diseqc_control) {
-        const auto count = static_cast<unsigned>(replied(now_ns)) << reg::diseqc_length_shift;
+        // Three bits count what has come: the eighth byte makes it none.
+        const auto count = static_cast<unsigned>(replied(now_ns)) << reg::diseqc_length_shift &
+                           unsigned{reg::diseqc_length_mask};
         const bool was_ended = (control_ & reg::diseqc_busy) != 0;
         const unsigned operation = was_ended ? 0U : control_ & unsigned{reg::diseqc_operation_mask};
         return static_cast<std::uint8_t>((control_ & reg::diseqc_expect_reply) | count | operation |

@@ -322,7 +322,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         Answer{.bytes = {}, .status = -12}, Answer{.bytes = {0xE4}, .length = 1},
         Answer{.bytes = {0xE4, 1, 2, 3, 4, 5, 6}, .length = 7},
-        // The master counts to seven.
+        // Who stops at seven misses what makes the master's count none again.
         Answer{.bytes = {0xE4, 1, 2, 3, 4, 5, 6, 7}, .length = 7},
         // The last poll for a first byte is 160 ms after the message.
         Answer{.bytes = {0xE4, 0xF0}, .delay_ms = 140, .length = 2},
@@ -349,6 +349,29 @@ TEST_F(Diseqc, reply_can_be_read_when_the_master_has_been_told_to_end) {
 
     poke(0xA1, 0x40);
     EXPECT_EQ(peek(0xA3), 0xE4);
+}
+
+// Three bytes take 40.5 ms behind the 15 ms of silence, the reply begins 20 ms later: its seventh
+// byte has come after 94.5 ms of it, its eighth after 108 ms.
+TEST_F(Diseqc, eighth_byte_of_a_reply_makes_the_count_none) {
+    scenario.faults = {{.kind = Fault::Kind::diseqc_reply, .bytes = {0xE4, 1, 2, 3, 4, 5, 6, 7}}};
+    start();
+    supply(true, false);
+    tone(false, false);
+    poke(0xA2, 0x01);
+    for (const auto &[reg, value] : {std::pair{0xA3, 0xE2}, std::pair{0xA4, 0x10},
+                                     std::pair{0xA5, 0x14}, std::pair{0xA1, 0x97}}) {
+        poke(static_cast<std::uint8_t>(reg), static_cast<std::uint8_t>(value));
+    }
+
+    sleep_ms(15 + 41 + 20 + 98);
+    EXPECT_EQ(peek(0xA1) & 0x78, 0x38);
+    sleep_ms(14);
+    EXPECT_EQ(peek(0xA1) & 0x78, 0x00);
+
+    poke(0xA1, 0x40);
+    EXPECT_EQ(peek(0xA9), 6);
+    EXPECT_EQ(peek(0xAA), 7);
 }
 
 TEST_F(Diseqc, reply_that_still_comes_is_not_to_be_interrupted) {
