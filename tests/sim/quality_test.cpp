@@ -3,6 +3,7 @@
 // What the driver reads of a locked carrier is what is on the air.
 
 #include <cmath>
+#include <vector>
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/carrier.h"
@@ -24,6 +25,13 @@ class Quality : public ReceiverTest {
         start();
         tune(transponder);
         ASSERT_TRUE(locks()) << receiver().verdict().text;
+    }
+
+    // Of the equaliser's taps: first the real parts of all 21, then the imaginary ones.
+    static int part_of(unsigned index) {
+        poke(0x7A, static_cast<std::uint8_t>(4 * index));
+        const int value = 4 * peek(0x7B) + (peek(0x7A) & 3);
+        return value >= 512 ? value - 1024 : value;
     }
 
     static ds3000_signal_info info() {
@@ -271,11 +279,6 @@ INSTANTIATE_TEST_SUITE_P(tuner_types, GainFigure, testing::Values(0x41, 0xC3));
 
 TEST_F(Quality, equaliser_has_its_energy_in_the_middle_tap_at_any_phase) {
     lock(demo_transponder(11'100));
-    const auto part_of = [](unsigned index) {
-        poke(0x7A, static_cast<std::uint8_t>(4 * index));
-        const int value = 4 * peek(0x7B) + (peek(0x7A) & 3);
-        return value >= 512 ? value - 1024 : value;
-    };
     int negative = 0;
     for (unsigned tap = 0; tap < 21; ++tap) {
         const int real = part_of(tap);
@@ -286,6 +289,22 @@ TEST_F(Quality, equaliser_has_its_energy_in_the_middle_tap_at_any_phase) {
     }
     EXPECT_GT(negative, 14);
     EXPECT_LT(negative, 28);
+}
+
+// Twenty taps of 30 beside one of 400 hold 11 % of its energy, of 20 they hold 5 %.
+TEST_F(Quality, equaliser_goes_astray_far_or_not_so_far) {
+    scenario.faults = {{.kind = sim::Fault::Kind::echo}};
+    lock(demo_transponder(11'100));
+    std::vector<long> amplitudes;
+    for (int reception = 0; reception < 4; ++reception) {
+        poke(0xB2, 0x01);
+        sleep_ms(1);
+        poke(0xB2, 0x00);
+        sleep_ms(200);
+        amplitudes.push_back(std::lround(std::hypot(part_of(0), part_of(21)) / 10));
+    }
+
+    EXPECT_THAT(amplitudes, testing::IsSupersetOf({2L, 3L}));
 }
 
 TEST_F(Quality, carrier_registers_read_what_is_selected) {
