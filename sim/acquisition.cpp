@@ -83,6 +83,7 @@ void Acquisition::start(const CarrierSearch &search, std::uint64_t now_ns, doubl
     timing_ns_ = gain_ns_ + duration_of(timing_symbols, rate_ksps_);
     lock_ns_ = never;
     end_ns_ = never;
+    came_to_rest_ = false;
     left_ = false;
 }
 
@@ -97,6 +98,7 @@ void Acquisition::see(const FoundCarrier &found, std::uint64_t now_ns, std::uint
             if (now_ns <= gain_ns_) {
                 settled_ns_ = settled_ns;
             }
+            came_to_rest_ = came_to_rest_ || (now_ns > timing_ns_ && found_.carrier != nullptr);
             take(found);
             plan_search(now_ns);
             return;
@@ -122,6 +124,7 @@ void Acquisition::enter(Phase next) {
         case Phase::tracking:
             phase_ = next;
             settled_ns_ = 0;
+            came_to_rest_ = false;
             left_ = false;
             track(lock_ns_);
             return;
@@ -336,7 +339,13 @@ std::uint8_t Acquisition::mcu_state(std::uint64_t now_ns) const {
             break;
     }
     const bool on_carrier = phase_ == Phase::ended ? ended_on_carrier_ : found_.carrier != nullptr;
-    return on_carrier ? reg::mcu_state_search_ended : reg::mcu_state_search_failed;
+    if (on_carrier) {
+        return reg::mcu_state_search_ended;
+    }
+    // A carrier that the timing had come to rest on, and that is gone: both.
+    constexpr std::uint8_t ended_in_vain =
+        reg::mcu_state_search_failed | reg::mcu_state_search_ended;
+    return came_to_rest_ ? ended_in_vain : reg::mcu_state_search_failed;
 }
 
 }  // namespace sim

@@ -144,6 +144,7 @@ class Acquisition {
     std::uint64_t settled_ns_ = 0;           // the tuner, when the gain was set
     const Carrier *held_carrier_ = nullptr;  // the one that the loops follow
     double held_khz_ = 0;
+    bool came_to_rest_ = false;  // the timing, on a carrier that was there in this search
     bool ended_on_carrier_ = false;
     bool left_ = false;
 };

@@ -639,7 +639,7 @@ void Demodulator::put_port_back() {
 bool Demodulator::search_failed(bool wide, std::uint64_t now_ns) const {
     return running_ && !restart_ && job_ == Job::reception && search_.wide == wide &&
            chip_ != Chip::ds300x && !begun_by_reset_ &&
-           acquisition_.mcu_state(now_ns) == reg::mcu_state_search_failed;
+           (acquisition_.mcu_state(now_ns) & reg::mcu_state_search_failed) != 0;
 }
 
 void Demodulator::keep_lock_bits(std::uint64_t now_ns) {

@@ -261,6 +261,20 @@ TEST_F(Acquisition, search_without_any_carrier_fails) {
     EXPECT_EQ(peek(0xB3), 0x80);
 }
 
+// 22000 ksym/s DVB-S 3/4: the timing comes to rest after 3 + 2 + 0.9 ms, the decoder after another
+// 4.1 ms.
+TEST_F(Acquisition, search_whose_carrier_goes_ends_and_fails) {
+    start();
+    tune(dvbs);
+    sleep_ms(8);
+
+    supply(false, true);
+    EXPECT_LT(peek(0xB3), 0x40);
+    sleep_ms(400);
+
+    EXPECT_EQ(peek(0xB3), 0xC0);
+}
+
 TEST_F(Acquisition, carrier_below_its_threshold_does_not_lock) {
     scenario.cn_db = 5.5;  // DVB-S QPSK 3/4 needs 5.5 + 10 log10(1.5 x 188/204) = 6.9
     start();
