@@ -27,6 +27,8 @@ constexpr double lowest_type_1_khz = 1'144'000;
 constexpr double least_fine_share = 0.82;
 constexpr double greatest_fine_share = 1.22;
 constexpr std::uint8_t full_trim = 15;
+// What type 1's gain control takes for the stages before the baseband, which stands still so long.
+constexpr std::uint64_t first_stages_ns = 30'000'000;
 constexpr std::array calibrating_type_2{TunerRequirement{tuner_reg::reg_27, 0x70},
                                         TunerRequirement{tuner_reg::reg_08, 0x0B}};
 std::uint64_t failures(const Scenario &scenario, Fault::Kind kind) {
@@ -264,10 +266,11 @@ std::uint8_t Tuner::read_agc(std::uint64_t now_ns) {
     if (!agc_.done(now_ns)) {
         return 0;
     }
-    if (now_ns < agc_.start_ns() + gain_settling_ns) {
+    if (!first_baseband_ || now_ns < agc_.start_ns() + gain_settling_ns) {
         first_baseband_ = gain_.baseband;
     }
-    return tuner_reg::agc_started | gain_.baseband;
+    const bool stands = type_ == 1 && now_ns < agc_.start_ns() + first_stages_ns;
+    return tuner_reg::agc_started | (stands ? std::uint8_t{0} : gain_.baseband);
 }
 
 // Until the gain control works, type 1 shows no more than the trim leaves it.

@@ -141,11 +141,9 @@ void Tuner::add_trim_flaw(TunerFlaws &flaws) const {
     int off = no_room - trim;
     if (!trim_reading_) {
         off = back_off;
-    } else if (*trim_reading_ == no_room &&
-               first_baseband_.value_or(next_to_nothing) < next_to_nothing) {
-        off = std::abs(off - back_off);
     } else if (*trim_reading_ == no_room) {
-        off = std::max(0, off - back_off);
+        const bool needs_less = first_baseband_.value_or(next_to_nothing) < next_to_nothing;
+        off = std::abs(off - (needs_less ? back_off : 0));
     } else {
         off = std::abs(trim - std::max(0, *trim_reading_ - back_off));
     }

@@ -344,6 +344,26 @@ TEST_F(BareTuner, gain_registers_follow_the_level) {
     EXPECT_EQ(tuner().read(0x66, 0), 0);
 }
 
+// 90 dB are wanted of the tuner at -73 dBm, of which it gives 10, its LNA 34.95 and the middle of
+// the demodulator's AGC 18: the rest are 7.7 of the baseband's steps of 3.5 dB.
+TEST_F(BareTuner, type_1_leaves_its_baseband_as_it_is_for_30_ms) {
+    scenario.board.tuner_identity = 0x41;
+    power_up();
+    tuner().set_input_level(-73);
+    tuner().write(0x04, 0x2E, steady);
+    strobe(0x0F, 0x10, steady);
+    strobe(0x17, 0x08, steady + 5 * ms);
+    strobe(0x1B, 0x04, steady + 10 * ms);
+
+    const std::uint64_t start_ns = steady + 12 * ms;
+    strobe(0x1E, 0x01, start_ns);
+
+    EXPECT_EQ(tuner().read(0x21, start_ns + 15 * ms), 0x00);
+    EXPECT_EQ(tuner().read(0x21, start_ns + 16 * ms), 0x40);
+    EXPECT_EQ(tuner().read(0x21, start_ns + 30 * ms - 1), 0x40);
+    EXPECT_EQ(tuner().read(0x21, start_ns + 30 * ms), 0x48);
+}
+
 TEST_F(BareTuner, type_1_shows_the_band_of_a_calibrated_vco_and_no_rf_gain) {
     scenario.board.tuner_identity = 0x41;
     power_up();
@@ -452,6 +472,27 @@ TEST_F(ReceiverTest, type_1_needs_its_gain_trimmed) {
 
     EXPECT_THAT(receiver().verdict(), HasReason(Reason::cn_below_threshold));
     EXPECT_THAT(receiver().verdict().text, testing::HasSubstr("0x60"));
+}
+
+// The first channel after power-on finds no room to trim, and its baseband has enough to do.
+TEST_F(ReceiverTest, type_1_does_not_want_a_gain_raised_that_needs_none) {
+    scenario.board.tuner_identity = 0x41;
+    start();
+    tune(demo_transponder(10'800));
+    ASSERT_TRUE(locks());
+    std::uint8_t trim = 0;
+    tuner_read(0x60, &trim);
+    ASSERT_EQ(trim, 0x79);
+
+    tuner_write(0x60, 0x61);
+    tuner_write(0x51, 0x17);
+    tuner_write(0x51, 0x1F);
+    tuner_write(0x50, 0x08);
+    tuner_write(0x50, 0x00);
+    sleep_ms(100);
+
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::cn_below_threshold));
+    EXPECT_THAT(receiver().verdict().text, testing::HasSubstr("3 steps wrong (0x60)"));
 }
 
 // The reading is cut off by the trim that the synthesiser's calibration took: one that is not put
