@@ -19,7 +19,7 @@ constexpr double widening_khz = 400;
 constexpr double least_wide_width_khz = 8000;
 // A carrier that begins nearer to the centre than this is crossed in small steps.
 constexpr double near_centre_khz = 4000;
-constexpr double least_span_khz = 8000;
+constexpr double least_span_khz = 3000;
 // Ten bits, all set: an end of what is occupied is not in sight.
 constexpr std::uint16_t endless_bins = 1023;
 // A line shows narrower than this, any carrier wider.

@@ -165,6 +165,23 @@ TEST_F(Engine, reports_31_peaks_and_a_span_up_to_the_next) {
     EXPECT_NEAR(occupied_khz(), -27'000 + 1'400 * 31 - (900 + 400) / 2.0, 2 * bin_khz);
 }
 
+// The 32nd of them begins at -27000 + 31 x 1100 - (800 + 400) / 2 kHz; at 950 kHz a step nearer
+// than any span ends.
+TEST_F(Engine, reports_a_short_span_in_a_crowd) {
+    const auto span_of_crowd = [&](double spacing_khz, double rate_khz) {
+        std::vector<SpectralLine> lines;
+        lines.reserve(50);
+        for (int i = 0; i < 50; ++i) {
+            lines.push_back(line(-27'000 + spacing_khz * i, rate_khz));
+        }
+        EXPECT_EQ(search(lines).size(), 31U);
+        return occupied_khz();
+    };
+
+    EXPECT_NEAR(span_of_crowd(1'100, 800), 6'500, 2 * bin_khz);
+    EXPECT_EQ(span_of_crowd(950, 700), 3'000);
+}
+
 // 12 ms and 5 ms for each of the two slopes and of the two of the line at 0 Hz.
 TEST_F(Engine, results_wait_for_the_search) {
     engine.search({28'500, {line(-9'000, 6'000)}}, {false, 4, 0}, 20'000'000, 0);
