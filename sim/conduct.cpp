@@ -74,6 +74,7 @@ void Conduct::end(const board::HostCall &call, const Aftermath &aftermath) {
     }
     judge_mutex();
     judge_joins();
+    judge_answer(call);
     switch (call.operation) {
         case Operation::init:
             end_init(call);
@@ -235,6 +236,15 @@ void Conduct::judge_kept_lock(Life &life, const board::HostCall &call) {
                              answer ? "a" : "no", answer ? "none" : "one"));
     }
     life.answer = answer;
+}
+
+void Conduct::judge_answer(const board::HostCall &call) {
+    const std::uint32_t least = call.operation == Operation::finalize ? 1 : 0;
+    const std::uint32_t most = call.operation == Operation::get_signal ? 0 : 1;
+    if (call.operation != Operation::free && (call.answer < least || call.answer > most)) {
+        complain(Offence::answer_unknown,
+                 fmt::format("{} answers {}", to_string(call.operation), call.answer));
+    }
 }
 
 // A thread gives up its turn while it sends, receives or sleeps: only then others find it holding

@@ -38,6 +38,8 @@ struct Aftermath {
 // - A lock is told only when the last complete poll was told one by the chip. A tune leaves what is
 //   told alone until the first poll after it: a host that asks at once would blank its picture, or
 //   show one that is not there.
+// - An operation answers 1 for yes and 0 for no; a finalize always 1, a reading of the signal
+//   always 0. Hosts compare with these numbers.
 // - A tune to another channel sets it up, whatever it differs in: a host that is told yes shows
 //   what was there before. The channel that is tuned is not set up again, which would blank the
 //   picture, and a request that must be refused touches nothing.
@@ -146,6 +148,7 @@ class Conduct {
     void judge_rest(const Life &life);
     void judge_claim(const board::HostCall &call, const Aftermath &aftermath);
     void judge_kept_lock(Life &life, const board::HostCall &call);
+    void judge_answer(const board::HostCall &call);
     void judge_mutex();
     Life *life_of(const void *tuner);
     Life *life_of_thread(unsigned thread);

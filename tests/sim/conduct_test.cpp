@@ -101,6 +101,14 @@ class Conducting : public ReceiverTest {
         }
         return found;
     }
+    std::uint64_t count_of(Offence offence) {
+        for (const sim::Complaint &complaint : receiver().complaints()) {
+            if (complaint.offence == offence) {
+                return complaint.count;
+            }
+        }
+        return 0;
+    }
     std::string first_complaint() {
         const auto complaints = receiver().complaints();
         return complaints.empty() ? "none" : complaints[0].first;
@@ -492,6 +500,24 @@ TEST_F(Conducting, lock_that_went_since_the_last_poll_began_is_kept_or_not) {
     finalize();
 
     EXPECT_THAT(offences(), IsEmpty()) << first_complaint();
+}
+
+TEST_F(Conducting, answers_are_those_that_hosts_know) {
+    const auto complaints_of = [this](Operation operation, std::uint32_t answer) {
+        begin(operation);
+        end(operation, answer);
+        return count_of(Offence::answer_unknown);
+    };
+    EXPECT_EQ(complaints_of(Operation::get_signal, 0), 0U);
+    EXPECT_EQ(complaints_of(Operation::init, 0), 0U);
+    EXPECT_EQ(complaints_of(Operation::tune, 0), 0U);
+    EXPECT_EQ(complaints_of(Operation::get_lock, 1), 0U);
+    EXPECT_EQ(complaints_of(Operation::finalize, 1), 0U);
+
+    EXPECT_EQ(complaints_of(Operation::get_signal, 1), 1U);
+    EXPECT_EQ(complaints_of(Operation::finalize, 0), 2U);
+    EXPECT_EQ(complaints_of(Operation::tune, 0xFFFFFFFF), 3U);
+    EXPECT_EQ(complaints_of(Operation::get_lock, 2), 4U);
 }
 
 TEST_F(Conducting, thread_that_outlives_finalize) {
