@@ -21,6 +21,12 @@ constexpr unsigned most_idle_rests = 2;
 // A running thread is later than that only when it is put aside.
 constexpr std::uint64_t latest_first_poll_ns = 3'000'000'000;
 
+// Of sleep that a call asks for. The tuner takes 100 ms to wake and 50 to fall asleep; a start
+// takes 110 ms more.
+constexpr std::uint64_t longest_start_us = 300'000;
+constexpr std::uint64_t longest_waking_us = 150'000;
+constexpr std::uint64_t longest_end_us = 100'000;
+
 bool may_use_bus(Operation operation) {
     return operation == Operation::init || operation == Operation::tune ||
            operation == Operation::finalize;
@@ -63,7 +69,8 @@ void Conduct::begin(const board::HostCall &call) {
     use_ = Use{.operation = call.operation,
                .thread = board::VirtualClock::thread_number(),
                .thread_name = board::VirtualClock::thread_name(),
-               .threads_before = clock_->created_threads()};
+               .threads_before = clock_->created_threads(),
+               .finds_chips_asleep = chips_sleep_};
     intrusion_.reset();
     chips_sleep_ = chips_sleep_ && call.operation == Operation::finalize;
 }
@@ -101,6 +108,7 @@ void Conduct::end(const board::HostCall &call, const Aftermath &aftermath) {
             break;
     }
     if (may_use_bus(call.operation)) {
+        judge_waits();
         use_.reset();
     }
 }
@@ -247,6 +255,24 @@ void Conduct::judge_answer(const board::HostCall &call) {
     }
 }
 
+// A tune waits for the thread too, as long as that takes.
+void Conduct::judge_waits() {
+    if (!use_ || use_->operation == Operation::tune) {
+        return;
+    }
+    std::uint64_t longest_us = longest_start_us;
+    if (use_->operation == Operation::finalize) {
+        longest_us = longest_end_us;
+    } else if (use_->finds_chips_asleep) {
+        longest_us = longest_waking_us;
+    }
+    if (use_->asked_us > longest_us) {
+        complain(Offence::host_kept_waiting,
+                 fmt::format("{} slept for {} ms, where {} are enough", to_string(use_->operation),
+                             use_->asked_us / 1'000, longest_us / 1'000));
+    }
+}
+
 // A thread gives up its turn while it sends, receives or sleeps: only then others find it holding
 // what they need.
 void Conduct::judge_mutex() {
@@ -331,24 +357,33 @@ void Conduct::note_supply_off(bool locked) {
 }
 
 void Conduct::note_wait(std::uint32_t asked_us) {
-    Life *const life = is_silent_ ? nullptr : life_of_thread(board::VirtualClock::thread_number());
-    if (life == nullptr) {
+    if (is_silent_) {
         return;
     }
-    life->rest_us += asked_us;
-    if (life->rest_us < rest_us) {
+    const unsigned thread = board::VirtualClock::thread_number();
+    if (use_ && thread == use_->thread) {
+        use_->asked_us += asked_us;
+    }
+    if (Life *const life = life_of_thread(thread)) {
+        note_rest(*life, asked_us);
+    }
+}
+
+void Conduct::note_rest(Life &life, std::uint32_t asked_us) {
+    life.rest_us += asked_us;
+    if (life.rest_us < rest_us) {
         return;
     }
-    if (life->transfers != 0) {
-        life->transfers = 0;
-        life->complete_poll_ns = life->poll_ns;
-        ++life->polls;
+    if (life.transfers != 0) {
+        life.transfers = 0;
+        life.complete_poll_ns = life.poll_ns;
+        ++life.polls;
     }
-    if (++life->rests > most_idle_rests && life->phase == Phase::tuned && !use_) {
+    if (++life.rests > most_idle_rests && life.phase == Phase::tuned && !use_) {
         complain(Offence::not_watched,
                  fmt::format("thread{} sleeps again and has not polled the channel tuned at "
                              "{:.3f} ms",
-                             life->thread, static_cast<double>(life->tuned_ns) * 1e-6));
+                             life.thread, static_cast<double>(life.tuned_ns) * 1e-6));
     }
 }
 

@@ -40,6 +40,9 @@ struct Aftermath {
 //   show one that is not there.
 // - An operation answers 1 for yes and 0 for no; a finalize always 1, a reading of the signal
 //   always 0. Hosts compare with these numbers.
+// - An init or a finalize sleeps no longer than the chips need, and chips that are woken need less
+//   than those that are started: whoever presses the key of standby looks at a dark screen. What is
+//   asked for counts, and not what threads that wake late make of it.
 // - A tune to another channel sets it up, whatever it differs in: a host that is told yes shows
 //   what was there before. The channel that is tuned is not set up again, which would blank the
 //   picture, and a request that must be refused touches nothing.
@@ -112,6 +115,8 @@ class Conduct {
         unsigned thread;
         std::string thread_name;
         unsigned threads_before;
+        bool finds_chips_asleep;
+        std::uint64_t asked_us = 0;  // of sleep
         std::uint64_t transfers = 0;
         std::uint64_t refused = 0;  // of them
         std::uint64_t writes = 0;   // of them, to either chip
@@ -135,6 +140,7 @@ class Conduct {
     }
     void complain_of_no_rest(Life &life);
     void judge_transfer(const Transfer &transfer, unsigned thread);
+    void note_rest(Life &life, std::uint32_t asked_us);
     void note_intrusion(const Transfer &transfer);
     void note_poll(Life &life, const Transfer &transfer);
     void complain_of_early_poll(unsigned thread, const Transfer &transfer);
@@ -149,6 +155,7 @@ class Conduct {
     void judge_claim(const board::HostCall &call, const Aftermath &aftermath);
     void judge_kept_lock(Life &life, const board::HostCall &call);
     void judge_answer(const board::HostCall &call);
+    void judge_waits();
     void judge_mutex();
     Life *life_of(const void *tuner);
     Life *life_of_thread(unsigned thread);

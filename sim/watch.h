@@ -42,6 +42,7 @@ enum class Offence {
     not_set_up,                  // another channel than is tuned
     lock_not_kept,               // a tune changed what is told before anybody polled
     answer_unknown,              // one that hosts do not know from this call
+    host_kept_waiting,           // an init or finalize sleeps for longer than chips need
     thread_left_running,         // after finalize
     thread_joined_again,         // one that was joined already
     supply_left_on,              // after finalize
@@ -49,7 +50,7 @@ enum class Offence {
     bus_left_open,               // after free
     chips_disturbed              // an init that writes to chips that an earlier one left up
 };
-inline constexpr std::size_t offence_count = 32;
+inline constexpr std::size_t offence_count = 33;
 
 std::string to_string(Offence offence);
 

@@ -520,6 +520,29 @@ TEST_F(Conducting, answers_are_those_that_hosts_know) {
     EXPECT_EQ(complaints_of(Operation::get_lock, 2), 4U);
 }
 
+TEST_F(Conducting, host_is_kept_waiting_for_no_longer_than_the_chips_need) {
+    const auto complaints_of = [this](Operation operation, unsigned slept_ms) {
+        begin(operation);
+        usleep(slept_ms * 1'000);
+        end(operation);
+        return count_of(Offence::host_kept_waiting);
+    };
+    start();
+    EXPECT_EQ(complaints_of(Operation::init, 300), 0U);
+    EXPECT_EQ(complaints_of(Operation::init, 301), 1U);
+    EXPECT_EQ(complaints_of(Operation::tune, 1'000), 1U);
+    EXPECT_EQ(complaints_of(Operation::finalize, 100), 1U);
+    EXPECT_EQ(complaints_of(Operation::finalize, 101), 2U);
+    begin(Operation::finalize);
+    switch_off();
+    end(Operation::finalize);
+    EXPECT_EQ(complaints_of(Operation::init, 151), 3U);
+    begin(Operation::finalize);
+    switch_off();
+    end(Operation::finalize);
+    EXPECT_EQ(complaints_of(Operation::init, 150), 3U);
+}
+
 TEST_F(Conducting, thread_that_outlives_finalize) {
     init_with_polling_thread();
     tune_a_channel();
