@@ -63,7 +63,7 @@ bool drives_pins(Chip chip, broadcast::System system, const TsRegisters &regs, u
 // How much faster than the payload the clock has to be.
 double surplus_of(Chip chip, broadcast::System system, unsigned mode) {
     constexpr double serial_frames = 1.2;
-    constexpr double unbuffered = 1.1;
+    constexpr double unbuffered = 8.0 / 7;
     if (mode == serial_mode && system == broadcast::System::dvbs2) {
         return serial_frames;
     }

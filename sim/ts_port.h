@@ -37,7 +37,7 @@ std::optional<std::uint32_t> master_clock_khz(Chip chip, broadcast::System syste
 // Mode 1 is serial: a bit a clock, at the master clock.
 //
 // The clock must be as fast as the payload; that of DS300X, which has no buffer behind its decoder,
-// a tenth faster, for a frame's packets come faster than they do on average, and a serial one in
+// a seventh faster, for a frame's packets come faster than they do on average, and a serial one in
 // DVB-S2 a fifth, for the bits of a frame come in bursts between its checks. Packets go out at the
 // clock with gaps between them: one far above the payload makes bursts that overflow a
 // demultiplexer's input. Any takes the 58 Mbit/s of a common interface (EN 50221), or twice the

@@ -135,9 +135,9 @@ TEST(TsPort, a_clock_carries_what_is_no_faster_and_not_far_slower) {
     // 6000 kHz for 5999 and 6014 kbyte/s.
     EXPECT_EQ(fault_at(34'720'000, 0x80, Chip::ds3103), PortFault::none);
     EXPECT_EQ(fault_at(34'810'000, 0x80, Chip::ds3103), PortFault::too_slow);
-    // 6857 kHz are a tenth more than 6233 kbyte/s.
-    EXPECT_EQ(fault_at(36'000'000, 0x80, Chip::ds300x), PortFault::none);
-    EXPECT_EQ(fault_at(36'200'000, 0x80, Chip::ds300x), PortFault::too_slow);
+    // 6857 kHz are a seventh more than 6000 kbyte/s; here are 5996 and 6013.
+    EXPECT_EQ(fault_at(34'700'000, 0x80, Chip::ds300x), PortFault::none);
+    EXPECT_EQ(fault_at(34'800'000, 0x80, Chip::ds300x), PortFault::too_slow);
     // 12000 kHz for 6048 and 5875 kbyte/s; 6000 kHz is not fast for anything.
     EXPECT_EQ(fault_at(35'000'000, 0xC0, Chip::ds3103), PortFault::none);
     EXPECT_EQ(fault_at(34'000'000, 0xC0, Chip::ds3103), PortFault::too_fast);
