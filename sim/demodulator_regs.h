@@ -118,6 +118,8 @@ inline constexpr std::uint8_t errors_mid = 0xF7;
 inline constexpr std::uint8_t errors_high = 0xF8;
 inline constexpr std::uint8_t errors_short_window = 0x08;
 inline constexpr std::uint8_t errors_running = 0x10;
+inline constexpr std::uint8_t errors_decoder_mask = 0xE7;  // whose errors are counted
+inline constexpr std::uint8_t errors_of_viterbi = 0x20;
 inline constexpr std::uint8_t errors_control = 0xF9;
 inline constexpr std::uint8_t errors_of_bits = 0x04;
 

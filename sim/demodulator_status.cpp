@@ -275,8 +275,11 @@ double Demodulator::bit_error_share() const {
            impulses_per_s_ * wrong_of_an_impulse_s;
 }
 
+// With another decoder chosen there is nothing to count.
 std::uint16_t Demodulator::dvbs_errors() const {
-    const bool counts = window_started_ && regs_.plain[reg::errors_control] == reg::errors_of_bits;
+    const bool counts =
+        window_started_ && regs_.plain[reg::errors_control] == reg::errors_of_bits &&
+        (regs_.plain[reg::errors_high] & reg::errors_decoder_mask) == reg::errors_of_viterbi;
     return counts ? static_cast<std::uint16_t>(
                         std::min(65535.0, bit_error_share() * dvbs_window_bits()))
                   : std::uint16_t{0};

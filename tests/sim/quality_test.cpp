@@ -210,6 +210,22 @@ TEST_F(Quality, dvbs_counts_bits_where_they_are_chosen) {
     EXPECT_EQ(peek(0xF7) << 8 | peek(0xF6), 419);
 }
 
+TEST_F(Quality, dvbs_counts_errors_of_the_decoder_that_the_table_chose) {
+    scenario.impulses_per_s = 10;
+    lock(demo_transponder(10'800));
+    const auto counted_with = [](std::uint8_t control) {
+        poke(0xF8, control);
+        poke(0xF9, 0x04);
+        sleep_ms(300);
+        return peek(0xF7) << 8 | peek(0xF6);
+    };
+    EXPECT_EQ(counted_with(0x30), 419);
+    EXPECT_EQ(counted_with(0x10), 0);
+    EXPECT_EQ(counted_with(0x70), 0);
+    EXPECT_EQ(counted_with(0x31), 0);
+    EXPECT_EQ(counted_with(0x38), 52);  // an eighth of the bits
+}
+
 TEST_F(Quality, impulse_spoils_half_of_ten_microseconds_of_dvbs) {
     scenario.impulses_per_s = 10;
     lock(demo_transponder(10'800));
