@@ -231,6 +231,7 @@ void Judge::hear(const ReceptionReading &reading) {
         judge_carrier(verdict, reading.carrier->above_khz);
     }
     judge_errors(verdict, reading.errors);
+    judge_early_errors(reading.early_errors);
     counted_ns_ = world_->clock().now_ns();
     if (reading.strength_percent) {
         judge_strength(*reading.strength_percent, true);
@@ -529,6 +530,16 @@ void Judge::forget_counts() {
     counted_ns_.reset();
     told_ns_.reset();
     uncounted_ = 0;
+    early_ = 0;
+}
+
+// A count may end while it is asked for, but not the next one too.
+void Judge::judge_early_errors(std::uint32_t errors) {
+    early_ = errors == 0 ? 0 : early_ + 1;
+    if (early_ > 1) {
+        charge("errors wrong",
+               fmt::format("the driver tells {} errors of a count that goes on", errors));
+    }
 }
 
 // A count of DVB-S is over when its window is, one of DVB-S2 at every reading; that counts have

@@ -152,6 +152,7 @@ class Judge {
     void judge_carrier(const sim::Verdict &verdict, std::int32_t above_khz);
     void judge_errors(const sim::Verdict &verdict, const std::optional<ErrorCount> &errors);
     void forget_counts();
+    void judge_early_errors(std::uint32_t errors);
     void judge_missing_count(const sim::Verdict &verdict);
     void judge_wrong_ones(const sim::Verdict &verdict, const ErrorCount &errors);
     void judge_packets(const sim::Verdict &verdict, const ErrorCount &errors);
@@ -161,6 +162,7 @@ class Judge {
     std::optional<std::uint64_t> counted_ns_;  // when errors were read last
     std::optional<std::uint64_t> told_ns_;     // when a count was told last, or might have begun
     unsigned uncounted_ = 0;                   // readings in a row without a count
+    unsigned early_ = 0;                       // that told errors of a count that goes on
     bool stays_on_ = false;
     bool persons_message_ = false;
     bool keeps_cable_ = false;

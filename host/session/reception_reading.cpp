@@ -158,6 +158,7 @@ ReceptionReading PublishedReception::read() {
 }
 
 std::optional<ErrorCount> ErrorCounter::count() {
+    told_early_ = 0;
     return ds3000_context.standard == STANDARD_DVBS2 ? count_packets() : count_bits();
 }
 
@@ -168,7 +169,9 @@ std::optional<ErrorCount> ErrorCounter::count_bits() {
     const bool known = demod_read(ds3000::reg::errors_high, &state) == DS3000_OK;
     Stand told;
     ds3000_get_ber(&told.of, &told.errors);
-    if (!known || (state & ds3000::reg::errors_running) != 0) {
+    const bool goes_on = known && (state & ds3000::reg::errors_running) != 0;
+    told_early_ = goes_on ? told.errors : 0;
+    if (!known || goes_on) {
         return std::nullopt;
     }
     const bool began_here = from_.has_value();
@@ -244,6 +247,7 @@ ReceptionReading ChipReceptionReader::ask_for_all() {
         reading.quality = judged(quality_db_, read_signal_info());
         reading.carrier = measure_carrier(plan_);
         reading.errors = errors_.count();
+        reading.early_errors = errors_.told_early();
     }
     if (polls_ >= settling_polls) {
         reading.strength_percent = strength_percent_;

@@ -65,6 +65,7 @@ struct ReceptionReading {
     std::optional<CarrierReading> carrier;     // with lock
     std::optional<ErrorCount> errors;          // with lock, when a count has ended
     std::optional<unsigned> strength_percent;  // when the mean of sixteen readings is theirs alone
+    std::uint32_t early_errors = 0;            // told of a count of DVB-S that goes on
 };
 
 // locked, quality_db, threshold_db, margin_db, carrier_offset_khz, lnb_drift_khz, signal, errors,
@@ -103,6 +104,10 @@ class ErrorCounter {
     // count still runs.
     std::optional<ErrorCount> count();
 
+    // Errors that the driver told at the last call of a count of DVB-S that goes on, of which it
+    // knows nothing.
+    [[nodiscard]] std::uint32_t told_early() const { return told_early_; }
+
     // Forget the count that runs: the lock is gone.
     void forget() { from_.reset(); }
 
@@ -116,6 +121,7 @@ class ErrorCounter {
     std::optional<ErrorCount> count_packets();
 
     std::optional<Stand> from_;  // where the count that runs began
+    std::uint32_t told_early_ = 0;
 };
 
 // What became of a tune.

@@ -237,6 +237,22 @@ TEST_F(JudgeTest, misses_counts_that_never_come) {
                 ElementsAre(charge_of("errors wrong", "has counted none for 3.0 s")));
 }
 
+TEST_F(JudgeTest, wants_no_errors_of_a_count_that_goes_on) {
+    host::ReceptionReading reading = receive();
+    reading.errors.reset();
+    reading.early_errors = 40;  // it has ended just then
+    judge.hear(reading);
+    reading.early_errors = 0;
+    judge.hear(reading);
+    reading.early_errors = 40;
+    judge.hear(reading);
+    EXPECT_THAT(judge.complaints(), IsEmpty());
+    judge.hear(reading);
+
+    EXPECT_THAT(judge.complaints(),
+                ElementsAre(charge_of("errors wrong", "tells 40 errors of a count that goes on")));
+}
+
 TEST_F(JudgeTest, knows_the_strength_without_a_lock_too) {
     const host::ReceptionReading reading = receive();
     demod_write(0xB2, 0x01);

@@ -128,7 +128,9 @@ TEST_F(ReceptionReading, of_dvbs_counts_bits_in_windows) {
     EXPECT_GT(errors->errors, 0U);
     EXPECT_LT(errors->rate(), 2e-4);
 
-    EXPECT_FALSE(after_ms(10).errors) << "2^23 bits take 200 ms";
+    const host::ReceptionReading amid = after_ms(10);
+    EXPECT_FALSE(amid.errors) << "2^23 bits take 200 ms";
+    EXPECT_EQ(amid.early_errors, 0U);
     EXPECT_TRUE(after_ms(1'000).errors);
 }
 
