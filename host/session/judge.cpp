@@ -202,6 +202,7 @@ void Judge::hear_published(const Signal &signal) {
     if ((!verdict.carrier || is_steady(verdict)) &&
         world_->scenario().time.longest_delay_ns <= longest_delay_ns) {
         judge_strength(signal.strength_percent, verdict.locked());
+        judge_silence(verdict, signal.quality_db);
     }
     if (verdict.locked()) {
         judge_quality(verdict, signal.quality_db);
@@ -456,6 +457,12 @@ void Judge::judge_quality(const sim::Verdict &verdict, int quality_db) {
     if (is_steady(verdict) && !span.holds(quality_db)) {
         charge("quality wrong", fmt::format("the driver says {} dB, the signal has {:.1f} dB",
                                             quality_db, verdict.cn_db));
+    }
+}
+
+void Judge::judge_silence(const sim::Verdict &verdict, int quality_db) {
+    if (!verdict.locked() && quality_db != 0) {
+        charge("quality wrong", fmt::format("the driver says {} dB: {}", quality_db, verdict.text));
     }
 }
 

@@ -91,7 +91,7 @@ class Judge {
     void hear_search(bool over);
 
     // What the plug-in publishes, settled. The strength counts without a lock too: a dish is found
-    // by it.
+    // by it. The quality is 0 then.
     void hear_published(const Signal &signal);
 
     // What the chip layer measures. Where a Unicable unit has put a carrier is the unit's doing,
@@ -145,6 +145,7 @@ class Judge {
     [[nodiscard]] bool can_judge_figures() const;
     [[nodiscard]] bool frequencies_can_be_right() const;
     void judge_quality(const sim::Verdict &verdict, int quality_db);
+    void judge_silence(const sim::Verdict &verdict, int quality_db);
     void judge_strength(unsigned percent, bool locked);
     void judge_place(const sim::Verdict &verdict, const FoundCarrierFigures &found);
     void judge_signal(const sim::Verdict &verdict, const SignalInfo &told);

@@ -237,6 +237,16 @@ TEST_F(JudgeTest, misses_counts_that_never_come) {
                 ElementsAre(charge_of("errors wrong", "has counted none for 3.0 s")));
 }
 
+TEST_F(JudgeTest, wants_no_quality_without_a_lock) {
+    const host::ReceptionReading reading = receive();
+    demod_write(0xB2, 0x01);
+    judge.hear_published({0, *reading.strength_percent});
+    EXPECT_THAT(judge.complaints(), IsEmpty());
+    judge.hear_published({19, *reading.strength_percent});
+
+    EXPECT_THAT(judge.complaints(), ElementsAre(charge_of("quality wrong", "says 19 dB: micro")));
+}
+
 TEST_F(JudgeTest, wants_no_errors_of_a_count_that_goes_on) {
     host::ReceptionReading reading = receive();
     reading.errors.reset();
