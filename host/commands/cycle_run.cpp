@@ -196,7 +196,7 @@ std::string CycleRun::problem_of_start(Chips chips, std::uint64_t took_ms) {
     return "";
 }
 
-// A receiver tries twice.
+// A receiver tries twice, then gives up and switches off what the driver had woken.
 bool CycleRun::init(Guest &guest, Chips chips) {
     for (const char *what : {"init", "init again"}) {
         CycleStep step{.what = what, .tuner = guest.letter(), .at_ms = ms_since(begin_ns_)};
@@ -210,6 +210,7 @@ bool CycleRun::init(Guest &guest, Chips chips) {
             return up;
         }
     }
+    finalize(guest);
     return false;
 }
 

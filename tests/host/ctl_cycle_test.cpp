@@ -96,6 +96,14 @@ TEST_F(CtlCycle, ends_without_chips) {
     EXPECT_THAT(steps_of(whole), testing::Not(HasSubstr("tune")));
 }
 
+TEST_F(CtlCycle, chips_that_cannot_be_started_are_put_to_sleep) {
+    const json whole = cycle("[[fault]]\nkind = \"wrong_identity\"\nreg = 0x02\nvalue = 1\n");
+
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(steps_of(whole), "A init (failed), A init again (failed), A finalize");
+    EXPECT_FALSE(whole.contains("complaints")) << whole.at("complaints");
+}
+
 TEST_F(CtlCycle, power_cut_in_standby_is_no_lock) {
     const json whole =
         cycle("[[event]]\nkind = \"brown_out\"\nat_ms = 4500\n", "--standbys 1 --timeout 2");
