@@ -27,6 +27,12 @@ tune_request beyond_the_range(tune_request request) {
     return request;
 }
 
+// A committed switch has four ports.
+tune_request at_fifth_port(tune_request request) {
+    request.switch_pos = 5;
+    return request;
+}
+
 }  // namespace
 
 // The part of a host that shows lock and signal.
@@ -138,12 +144,13 @@ bool CycleRun::live_first_life(Guest &guest) {
     if (!init(guest, Chips::off)) {
         return false;
     }
-    tune(guest);
+    tune(guest, "tune", way_.request);
     tune_again(guest, "tune again", way_.request);
     tune_again(guest, "tune reworded", in_other_words(way_.request));
     tune_in_vain(guest, "tune nowhere", for_no_system(way_.request), false);
     tune_in_vain(guest, "tune beyond", beyond_the_range(way_.request), true);
     tune_again(guest, "tune again", way_.request);
+    tune_to_no_port(guest);
     finalize(guest);
     if (!pause()) {
         return false;
@@ -176,7 +183,7 @@ bool CycleRun::live_once(Guest &guest, Chips chips) {
     if (!init(guest, chips)) {
         return false;
     }
-    tune(guest);
+    tune(guest, "tune", way_.request);
     finalize(guest);
     return !rig_.must_end();
 }
@@ -227,10 +234,10 @@ std::optional<std::uint64_t> CycleRun::wait_for_lock(Guest &guest) {
         .since_ms;
 }
 
-void CycleRun::tune(Guest &guest) {
-    CycleStep step{.what = "tune", .tuner = guest.letter(), .at_ms = ms_since(begin_ns_)};
+void CycleRun::tune(Guest &guest, const char *what, const tune_request &request) {
+    CycleStep step{.what = what, .tuner = guest.letter(), .at_ms = ms_since(begin_ns_)};
     const std::uint64_t from_ns = now_ns();
-    const bool set_up = guest.calls().tune(way_.request) == 1;
+    const bool set_up = guest.calls().tune(request) == 1;
     step.took_ms = ms_since(from_ns);
     set_up_ms_ = set_up_ms_ == 0 ? step.took_ms : set_up_ms_;
     step.lock_ms = wait_for_lock(guest);
@@ -277,6 +284,14 @@ void CycleRun::tune_in_vain(Guest &guest, const char *what, const tune_request &
         step.problem = "a request that was refused changed the lock";
     }
     note(std::move(step));
+}
+
+// A switch does not stir for a port that it does not have: what is received stays.
+void CycleRun::tune_to_no_port(Guest &guest) {
+    if (way_.request.switch_pos != 0) {
+        tune(guest, "tune port 5", at_fifth_port(way_.request));
+        tune(guest, "tune", way_.request);
+    }
 }
 
 void CycleRun::finalize(Guest &guest, const char *what) {

@@ -61,10 +61,11 @@ class CycleRun {
     bool live_once(Guest &guest, Chips chips = Chips::asleep);
     bool init(Guest &guest, Chips chips);
     std::string problem_of_start(Chips chips, std::uint64_t took_ms);
-    void tune(Guest &guest);
+    void tune(Guest &guest, const char *what, const tune_request &request);
     void tune_again(Guest &guest, const char *what, const tune_request &request);
     void tune_in_vain(Guest &guest, const char *what, const tune_request &request, bool is_last);
     [[nodiscard]] bool sets_up(std::uint64_t took_ms) const;
+    void tune_to_no_port(Guest &guest);
     void finalize(Guest &guest, const char *what = "finalize");
     void free(Guest &guest);
     std::optional<std::uint64_t> wait_for_lock(Guest &guest);

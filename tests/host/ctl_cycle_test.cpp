@@ -55,6 +55,16 @@ TEST_F(CtlCycle, lives_as_receivers_do) {
     EXPECT_FALSE(whole.contains("complaints")) << whole.at("complaints");
 }
 
+TEST_F(CtlCycle, switch_stays_for_a_port_that_it_does_not_have) {
+    const json whole =
+        cycle("[switch]\nports = [\"\", \"\", \"sky\"]\n[[satellite]]\nname = \"sky\"\n",
+              "--standbys 0 --switch 3");
+
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_THAT(steps_of(whole), HasSubstr("A tune again, A tune port 5, A tune, A finalize, "));
+    EXPECT_FALSE(whole.contains("complaints")) << whole.at("complaints");
+}
+
 TEST_F(CtlCycle, two_runs_are_the_same) {
     const std::string first = cycle("").dump();
     EXPECT_EQ(cycle("").dump(), first);
