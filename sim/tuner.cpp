@@ -14,6 +14,8 @@ namespace {
 
 constexpr std::uint64_t supply_settling_ns = 1'000'000;
 constexpr std::uint64_t discharge_ns = 40'000'000;
+constexpr std::uint64_t rest_falling_ns = 120'000'000;
+constexpr std::uint8_t power_rest = tuner_reg::power_all ^ tuner_reg::power_supply;
 constexpr std::uint64_t register_settling_ns = 1'500'000;
 constexpr std::uint64_t reference_settling_ns = 45'000'000;
 // The first VCO core's bands 0..127 lie evenly over its range.
@@ -64,6 +66,7 @@ void Tuner::power_on() {
     filter_.reset();
     agc_.reset();
     discharged_ns_ = 0;
+    rest_fallen_ns_ = 0;
     regulated_ns_ = 0;
     stuck_ = false;
     halved_ = false;
@@ -92,8 +95,10 @@ void Tuner::write_power(std::uint8_t value, std::uint64_t now_ns) {
     if (supply_was_on && !supply_goes_on) {
         discharged_ns_ = now_ns + discharge_ns;
     }
-    const bool starts_the_rest =
-        (value & ~old & tuner_reg::power_all & ~tuner_reg::power_supply) != 0;
+    if ((old & ~value & power_rest) != 0) {
+        rest_fallen_ns_ = now_ns + rest_falling_ns;
+    }
+    const bool starts_the_rest = (value & ~old & power_rest) != 0;
     if (starts_the_rest && now_ns < supply_on_ns_ + supply_settling_ns) {
         value = tuner_reg::power_supply;
     } else if (starts_the_rest) {
@@ -222,11 +227,14 @@ bool Tuner::reads_gain(std::uint8_t reg) {
     return reg == tuner_reg::agc_state || reg == tuner_reg::rf_gain || reg == tuner_reg::band_state;
 }
 
-// The revision, and those power bits that this type shows: the rest's when it has started.
+// The revision, and those power bits that this type shows: the rest's while its rail is up.
 std::uint8_t Tuner::read_power(std::uint64_t now_ns) const {
     std::uint8_t power = regs_[tuner_reg::power];
     if (now_ns < rest_on_ns_ + register_settling_ns || stuck_) {
         power &= tuner_reg::power_supply;
+    }
+    if (now_ns < rest_fallen_ns_) {
+        power |= power_rest;
     }
     return static_cast<std::uint8_t>((identity_ & ~tuner_reg::power_all) | (identity_ & power));
 }

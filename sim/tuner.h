@@ -35,7 +35,8 @@ struct TunerOutput {
 // The silicon tuner, a direct-conversion receiver of type 1 or 2.
 //
 // Power: bit 0 of register 0x00 starts the supply; bit 1, taken only 1 ms or more after it, the
-// rest. A supply taken up again within 40 ms finds its start-up circuit charged and does not start.
+// rest, and shows it for the 120 ms too in which its rail falls. A supply taken up again within
+// 40 ms finds its start-up circuit charged and does not start.
 // The other registers take values from 1.5 ms after the rest has come on, and show the type from
 // then; they keep them asleep, but do nothing. Those written within 1.5 ms after the regulators are
 // set (0x62; type 2: 0x42 too) are lost. The crystal and the references are steady after 45 ms:
@@ -130,6 +131,7 @@ class Tuner {
     Gain gain_;
     std::uint64_t supply_on_ns_ = 0;
     std::uint64_t rest_on_ns_ = 0;
+    std::uint64_t rest_fallen_ns_ = 0;
     std::uint64_t discharged_ns_ = 0;  // when the supply may be taken up again
     std::uint64_t regulated_ns_ = 0;   // when registers are taken again
     bool stuck_ = false;               // the supply was taken up too early

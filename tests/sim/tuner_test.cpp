@@ -52,6 +52,14 @@ TEST_F(BareTuner, type_2_shows_its_revision_and_both_power_bits) {
     EXPECT_EQ(tuner().read(0x00, 4 * ms), 0xC3);
 }
 
+TEST_F(BareTuner, rest_is_shown_until_its_rail_has_fallen) {
+    power_up();
+    tuner().write(0x00, 0x00, 100 * ms);
+    EXPECT_TRUE(tuner().asleep());
+    EXPECT_EQ(tuner().read(0x00, 219 * ms), 0xC2);
+    EXPECT_EQ(tuner().read(0x00, 220 * ms), 0xC0);
+}
+
 TEST_F(BareTuner, type_1_shows_the_supply_bit_only) {
     scenario.board.tuner_identity = 0x41;
 
