@@ -239,6 +239,10 @@ bool Demodulator::core_held() const {
                : (regs_.plain[reg::core_reset] & 1) != 0;
 }
 
+bool Demodulator::drives_gain_line() const {
+    return powered() && !core_held() && (regs_.plain[reg::mcu_control] & reg::mcu_hold) == 0;
+}
+
 bool Demodulator::in_reset() const {
     return core_held() || regs_.plain[reg::global_reset] != 0 || !reset_;
 }

@@ -113,6 +113,8 @@ class Demodulator {
     [[nodiscard]] bool powered() const;
     // All three power-downs are in force: each of them is for another part of the chip.
     [[nodiscard]] bool asleep() const;
+    // The micro-controller and the core together control the tuner's gain.
+    [[nodiscard]] bool drives_gain_line() const;
     // When a read of the lock status last told a lock; 0 for never.
     [[nodiscard]] std::uint64_t told_lock_ns() const { return told_lock_ns_; }
     [[nodiscard]] std::uint64_t told_none_ns() const { return told_none_ns_; }  // and last none

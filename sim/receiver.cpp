@@ -372,6 +372,7 @@ inline void Receiver::Impl::deliver(std::uint8_t address, std::span<const std::u
         }
     } else {
         tuner_pointer_ = data[0];
+        tuner_.set_gain_line(demodulator_.drives_gain_line());
         for (const std::uint8_t value : data.subspan(1)) {
             tuner_.write(tuner_pointer_++, value, now_ns);
         }

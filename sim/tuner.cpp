@@ -202,7 +202,11 @@ bool Tuner::can_run(const Calibration &calibration, std::uint64_t now_ns) const 
     if (&calibration == &lo_) {
         return vco_.done(now_ns);
     }
-    return &calibration == &vco_ || (vco_.done(now_ns) && lo_.done(now_ns) && filter_.done(now_ns));
+    if (&calibration == &agc_) {
+        return gain_line_is_driven_ && vco_.done(now_ns) && lo_.done(now_ns) &&
+               filter_.done(now_ns);
+    }
+    return true;
 }
 
 void Tuner::note_filter_run() {

@@ -57,7 +57,8 @@ struct TunerOutput {
 // calibrates with 0x25 bit 7 clear, 0x27 = 0x70 and 0x08 = 0x0B each of the two channels that 0x41
 // chooses, and must leave calibration with 0x25 bit 7 set, 0x27 = 0x30 and 0x08 = 0x09; the result
 // stored in 0x25 then stands for both.
-// Gain control: started since the VCO and the filter were calibrated; type 2 needs 0x22 = 0x30 and
+// Gain control: started since the VCO and the filter were calibrated, while the demodulator drives
+// the line by which it controls the gain; type 2 needs 0x22 = 0x30 and
 // 0x12 = 0xA0 from its start-up. Type 1 has its RF gain trimmed in 0x60, three steps below what
 // 0x3D shows, and the synthesiser calibrated again with it; where that shows the full range and the
 // baseband then uses less than three steps, to 12. The gain settles 65 ms after its start, or after
@@ -75,6 +76,9 @@ class Tuner {
     static bool reads_gain(std::uint8_t reg);
     void set_input_level(double level_dbm) { gain_ = gain_for(type_, level_dbm); }
     [[nodiscard]] const Gain &gain() const { return gain_; }
+
+    // Whether the demodulator drives the line by which it controls the gain.
+    void set_gain_line(bool is_driven) { gain_line_is_driven_ = is_driven; }
 
     [[nodiscard]] TunerOutput output() const;
 
@@ -129,6 +133,7 @@ class Tuner {
     double lowest_vco_khz_;       // where it still swings
     TunerRegisters regs_{};
     Gain gain_;
+    bool gain_line_is_driven_ = true;
     std::uint64_t supply_on_ns_ = 0;
     std::uint64_t rest_on_ns_ = 0;
     std::uint64_t rest_fallen_ns_ = 0;

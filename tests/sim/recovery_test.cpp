@@ -138,12 +138,12 @@ TEST_F(Recovery, tuner_that_went_away_and_came_back_finds_no_lock_waiting) {
 TEST_F(Recovery, gain_that_was_set_before_the_tuner_had_settled_spoils_the_search) {
     start();
     tune(dvbs);
-    poke(0xB2, 0x01);
 
     tuner_write(0x51, 0x1E);
     tuner_write(0x51, 0x1F);
     tuner_write(0x50, 0x01);
     tuner_write(0x50, 0x00);
+    poke(0xB2, 0x01);
     sleep_ms(1);
     poke(0xB2, 0x00);
 

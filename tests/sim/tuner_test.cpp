@@ -461,6 +461,23 @@ INSTANTIATE_TEST_SUITE_P(channel, MissedRegister,
                                          Missed{0xC3, 0x25, 0x17, Reason::tuner_filter},
                                          Missed{0xC3, 0x08, 0x0B, Reason::tuner_filter}));
 
+TEST_F(ReceiverTest, gain_control_starts_while_the_demodulator_drives_its_line) {
+    constexpr std::uint8_t mcu = 0xB2;
+    constexpr std::uint8_t core = 0x00;
+    start();
+    tune(demo_transponder(11'100));
+    ASSERT_TRUE(locks());
+    for (const std::uint8_t held : {mcu, core}) {
+        poke(held, 0x01);
+        ts2022_set_frequency(1'350'000, 27'500, 0);
+        poke(held, 0x00);
+        EXPECT_FALSE(locks());
+        EXPECT_THAT(receiver().verdict(), HasReason(Reason::tuner_agc)) << int{held};
+        tune(demo_transponder(11'100));
+        EXPECT_TRUE(locks()) << int{held};
+    }
+}
+
 // Type 1 with the trim put back to its full range, at least three steps and twelve decibels too
 // high. The first channel after power-on finds no room to trim, as the filter passes nothing yet.
 TEST_F(ReceiverTest, type_1_needs_its_gain_trimmed) {
