@@ -102,11 +102,11 @@ TEST_F(CtlDiseqc, reply_is_shown_in_bytes_and_words) {
     const Outcome text = ctl(send + "E2 10 14");
     EXPECT_EQ(text.status, 0) << text.err;
     EXPECT_THAT(text.out, HasSubstr("reply      E4 F0  reply: done, data F0\n"));
-    const auto json = parse_json(ctl(send + "E2 10 14 --format json").out);
-    EXPECT_EQ(breaks_schema(json, "diseqc"), "");
-    EXPECT_EQ(json.at("answer"), "complete");
-    EXPECT_EQ(json.at("reply").at("bytes"), "E4 F0");
-    EXPECT_EQ(json.at("message").at("words"),
+    const auto answer = parse_json(ctl(send + "E2 10 14 --format json").out);
+    EXPECT_EQ(breaks_schema(answer, "diseqc"), "");
+    EXPECT_EQ(answer.at("answer"), "complete");
+    EXPECT_EQ(answer.at("reply").at("bytes"), "E4 F0");
+    EXPECT_EQ(answer.at("message").at("words"),
               "Read committed switches; to any LNB or switch; reply wanted");
     EXPECT_THAT(ctl(send + "E2 10 11").out, HasSubstr("E5  reply: command not supported"));
 
@@ -124,11 +124,11 @@ TEST_F(CtlDiseqc, goto_computes_the_mounts_angle) {
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_THAT(run.out, HasSubstr("E0 31 6E E2 13  Drive to angle: 33.19° east"));
     EXPECT_THAT(run.out, HasSubstr("33.18 degrees east of the meridian, 27.7 above the horizon\n"));
-    const auto json =
+    const auto answer =
         parse_json(ctl("diseqc goto -30 --latitude 48 --longitude 0 --hold 0 --format json").out);
-    EXPECT_EQ(breaks_schema(json, "diseqc"), "");
-    EXPECT_EQ(json.at("mount").at("hour_angle_east_deg"), -33.18);
-    EXPECT_EQ(json.at("message").at("bytes"), "E0 31 6E D2 13");
+    EXPECT_EQ(breaks_schema(answer, "diseqc"), "");
+    EXPECT_EQ(answer.at("mount").at("hour_angle_east_deg"), -33.18);
+    EXPECT_EQ(answer.at("message").at("bytes"), "E0 31 6E D2 13");
 
     const std::string csv =
         ctl("diseqc goto -30 --latitude 48 --longitude 0 --hold 0 --format csv").out;
