@@ -145,6 +145,8 @@ INSTANTIATE_TEST_SUITE_P(
         Symptom{"late-lock", "", 0, "late_lock", "lock", "warning", "lock on 11494 MHz"},
         Symptom{"standby-power-cut", "", 4, "power_lost_in_standby", "standby", "failed",
                 "after a full start-up all is well again"},
+        Symptom{"diseqc-stuck", "--switch 2", 0, "diseqc_stuck", "diseqc", "warning",
+                "not out after 152 ms"},
         Symptom{"bus-times-out", "", 4, "bus_times_out", "bus", "failed", "1000.0 ms each"},
         Symptom{"bit-errors", "", 0, "bus_errors", "bus", "warning", "0 failed, 1 differed"},
         Symptom{"slow-adapter", "", 0, "bus_times_out", "bus", "warning", "the longest 700.1 ms"},
