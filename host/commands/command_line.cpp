@@ -438,6 +438,11 @@ void add_unicable_detect(CLI::App &unicable, Job &job) {
                      "the test tones are on already: do not ask for them");
     detect->add_flag("--identify", options->identify,
                      "also find out which index each band has in the unit");
+    detect
+        ->add_option("--times", options->times,
+                     "searches, one after the other, as a receiver's menu may ask for them")
+        ->check(CLI::Range(1U, 100U))
+        ->capture_default_str();
     ask_for(job, *detect, options, run_unicable_detect);
 }
 

@@ -20,17 +20,25 @@ namespace host {
 
 namespace {
 
+// A band, and which one of which search it is.
+struct NumberedBand {
+    std::size_t number;
+    unsigned search;
+    FoundBand band;
+};
+
 struct Detection {
     SearchRange range;
     bool command_sent = false;
+    unsigned times = 1;
     std::uint64_t duration_ms = 0;
-    std::vector<FoundBand> bands;
+    std::vector<NumberedBand> bands = {};
     std::string cut_short_by = {};  // empty for a whole search
     Complaints complaints = {};
 
     [[nodiscard]] bool found_any() const {
         return std::any_of(bands.begin(), bands.end(),
-                           [](const FoundBand &band) { return band.valid; });
+                           [](const NumberedBand &row) { return row.band.valid; });
     }
 };
 
@@ -50,21 +58,23 @@ SearchRange parse_range(const UnicableDetectOptions &options) {
     return range;
 }
 
-Json band_json(const FoundBand &band, std::size_t number) {
-    Json json{{"index", number},
+Json band_json(const NumberedBand &row) {
+    const FoundBand &band = row.band;
+    Json json{{"index", row.number},
               {"frequency_mhz", band.frequency_mhz},
               {"valid", band.valid},
-              {"gain", band.gain}};
+              {"gain", band.gain},
+              {"search", row.search}};
     if (band.index) {
         json["user_band"] = *band.index;
     }
     return json;
 }
 
-Json bands_json(const std::vector<FoundBand> &bands) {
+Json bands_json(const std::vector<NumberedBand> &bands) {
     Json json = Json::array();
-    for (const FoundBand &band : bands) {
-        json.push_back(band_json(band, json.size()));
+    for (const NumberedBand &band : bands) {
+        json.push_back(band_json(band));
     }
     return json;
 }
@@ -72,23 +82,21 @@ Json bands_json(const std::vector<FoundBand> &bands) {
 Json search_json(const Detection &detection) {
     Json json{{"from_mhz", detection.range.from_mhz},
               {"to_mhz", detection.range.to_mhz},
-              {"command_sent", detection.command_sent}};
+              {"command_sent", detection.command_sent},
+              {"searches", detection.times}};
     json.update(completeness(detection.cut_short_by));
     json["duration_ms"] = detection.duration_ms;
     add_complaints(json, detection.complaints);
     return json;
 }
 
-const std::vector<std::string> band_members{"index", "frequency_mhz", "valid", "gain", "user_band"};
-
-// A band and the number that the driver gives it.
-struct NumberedBand {
-    std::size_t number;
-    FoundBand band;
-};
+const std::vector<std::string> band_members{"index", "frequency_mhz", "valid",
+                                            "gain",  "user_band",     "search"};
 
 constexpr auto band_columns = std::to_array<Column<NumberedBand>>(
-    {{"index", [](const NumberedBand &row) { return fmt::format("{}", row.number); }, Align::right},
+    {{"search", [](const NumberedBand &row) { return fmt::format("{}", row.search); },
+      Align::right},
+     {"index", [](const NumberedBand &row) { return fmt::format("{}", row.number); }, Align::right},
      {"frequency",
       [](const NumberedBand &row) { return fmt::format("{} MHz", row.band.frequency_mhz); },
       Align::right},
@@ -104,12 +112,14 @@ constexpr auto band_columns = std::to_array<Column<NumberedBand>>(
 // Writes the bands as they become known, and what the search was like.
 class DetectionWriter {
  public:
-    DetectionWriter(Output &output, bool identifies)
+    DetectionWriter(Output &output, const UnicableDetectOptions &options)
         : rows_(output, band_members),
-          columns_(std::span(band_columns).first(band_columns.size() - (identifies ? 0 : 1))) {}
+          columns_(std::span(band_columns)
+                       .first(band_columns.size() - (options.identify ? 0 : 1))
+                       .subspan(options.times > 1 ? 0 : 1)) {}
 
     void write(const NumberedBand &band) {
-        const Json json = band_json(band.band, band.number);
+        const Json json = band_json(band);
         rows_.show({.text =
                         [&](Output &text) {
                             write_aligned_row(text, sheet_of<NumberedBand>(columns_, {band}),
@@ -139,26 +149,53 @@ class DetectionWriter {
     bool first_ = true;
 };
 
-Detection detect(ChipSession &session, ChipRig &rig, const SearchRange &range,
-                 const UnicableDetectOptions &options, DetectionWriter &writer) {
-    const std::uint64_t begin_ns = now_ns();
-    session.select({.voltage_18v = !options.no_command});
-    Detection detection;
-    detection.range = range;
-    detection.command_sent = !options.no_command;
-    detection.bands = search_user_bands(range, detection.command_sent, rig.board().watch());
-    session.take_lines();
-    for (const FoundBand &band : detection.bands) {
+void judge_search(const UserBandSearch &search, ChipRig &rig) {
+    for (const FoundBand &band : search.bands) {
         rig.judge().hear_user_band(band.frequency_mhz, band.valid);
     }
-    const auto write = [&](const FoundBand &band) {
-        writer.write({static_cast<std::size_t>(&band - detection.bands.data()), band});
+    const auto valid = std::count_if(search.bands.begin(), search.bands.end(),
+                                     [](const FoundBand &band) { return band.valid; });
+    if (!rig.must_end()) {
+        rig.judge().hear_user_bands(static_cast<std::size_t>(valid), search.counted);
+    }
+}
+
+// A band is settled, and written, when nothing more will be known of it.
+std::vector<FoundBand> search_once(
+    ChipSession &session, ChipRig &rig, const SearchRange &range,
+    const UnicableDetectOptions &options,
+    const std::function<void(std::size_t, const FoundBand &)> &write) {
+    session.select({.voltage_18v = !options.no_command});
+    UserBandSearch search = search_user_bands(range, !options.no_command, rig.board().watch());
+    session.take_lines();
+    judge_search(search, rig);
+    const auto settled = [&](const FoundBand &band) {
+        write(static_cast<std::size_t>(&band - search.bands.data()), band);
     };
     if (options.identify && !rig.must_end()) {
         session.select({.voltage_18v = true});
-        identify_user_bands(detection.bands, first_bank, rig.board().watch(), write);
+        identify_user_bands(search.bands, first_bank, rig.board().watch(), settled);
     } else {
-        std::for_each(detection.bands.begin(), detection.bands.end(), write);
+        std::for_each(search.bands.begin(), search.bands.end(), settled);
+    }
+    return search.bands;
+}
+
+Detection detect(ChipSession &session, ChipRig &rig, const SearchRange &range,
+                 const UnicableDetectOptions &options, DetectionWriter &writer) {
+    const std::uint64_t begin_ns = now_ns();
+    Detection detection;
+    detection.range = range;
+    detection.command_sent = !options.no_command;
+    detection.times = options.times;
+    for (unsigned i = 1; i <= options.times && !rig.must_end(); ++i) {
+        const auto write = [&](std::size_t number, const FoundBand &band) {
+            writer.write({number, i, band});
+        };
+        std::size_t number = 0;
+        for (const FoundBand &band : search_once(session, rig, range, options, write)) {
+            detection.bands.push_back({number++, i, band});
+        }
     }
     rig.look();
     detection.cut_short_by = rig.cut_short_by();
@@ -195,7 +232,7 @@ ExitStatus run_unicable_detect(Program &program, const UnicableDetectOptions &op
     Output output(program.options.format, program.options.output);
     ChipRig rig(set_up, program.console);
     return rig.run([&](ChipSession &session) {
-        DetectionWriter writer(output, options.identify);
+        DetectionWriter writer(output, options);
         const Detection detection = detect(session, rig, range, options, writer);
         session.take_lines();
         writer.finish(detection);

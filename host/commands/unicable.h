@@ -12,6 +12,7 @@ struct UnicableDetectOptions {
     std::string to = "2150M";
     bool no_command = false;
     bool identify = false;
+    unsigned times = 1;
 };
 
 ExitStatus run_unicable_detect(Program &program, const UnicableDetectOptions &options);

@@ -47,7 +47,7 @@ void refuse_cut_search(ChipRig &rig) {
 UserBand search_for_band(ChipSession &session, const UnicableWay &way, ChipRig &rig,
                          Console &console) {
     session.select({.voltage_18v = true});
-    std::vector<FoundBand> found = search_user_bands({}, true, rig.board().watch());
+    std::vector<FoundBand> found = search_user_bands({}, true, rig.board().watch()).bands;
     refuse_cut_search(rig);
     std::erase_if(found, [](const FoundBand &band) { return !band.valid; });
     if (found.empty()) {

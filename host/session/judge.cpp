@@ -336,6 +336,13 @@ void Judge::hear_user_band(std::uint32_t frequency_mhz, bool valid) {
     }
 }
 
+void Judge::hear_user_bands(std::size_t valid, std::size_t counted) {
+    if (can_tell() && counted != valid) {
+        charge("user bands miscounted",
+               fmt::format("the driver counts {}, and its list has {}", counted, valid));
+    }
+}
+
 void Judge::see_end() {
     if (!can_tell() || !world_->scenario().faults.empty()) {
         return;

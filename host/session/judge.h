@@ -116,6 +116,9 @@ class Judge {
     // A user band that was found, and whether the driver takes it for one.
     void hear_user_band(std::uint32_t frequency_mhz, bool valid);
 
+    // How many bands of a whole search the driver takes for one, and how many it counts.
+    void hear_user_bands(std::size_t valid, std::size_t counted);
+
     // What follows is a person's doing, and no driver's.
     void stand_down() { world_ = nullptr; }
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "ds3000/chip/ds3000_context.h"
 #include "ds3000/diseqc/unicable.h"
 #include "ds3000/scan/user_bands.h"
 #include "host/cable/user_band.h"
@@ -33,8 +34,7 @@ bool has_tone(const FoundBand &band) {
 
 }  // namespace
 
-std::vector<FoundBand> search_user_bands(const SearchRange &range, bool send_command,
-                                         BoardWatch &watch) {
+UserBandSearch search_user_bands(const SearchRange &range, bool send_command, BoardWatch &watch) {
     ChipSession::receive_directly();
     const unsigned span_mhz = range.to_mhz - range.from_mhz;
     std::vector<ub_entry> entries(span_mhz / sweep_step_mhz + 1);
@@ -43,10 +43,11 @@ std::vector<FoundBand> search_user_bands(const SearchRange &range, bool send_com
     const BoardWatch::RegularLooks looks(watch);
     ub_detect(range.from_mhz, range.to_mhz, entries.data(), send_command ? 1 : 0);
     watch.on_end([] {});
-    std::vector<FoundBand> found;
+    UserBandSearch found{{}, ds3000_context.ub_count};
     for (const ub_entry &entry : watch.has_ended() ? until_end : entries) {
         if (entry.frequency_mhz != 0) {
-            found.push_back({entry.frequency_mhz, entry.valid != 0, entry.gain, std::nullopt});
+            found.bands.push_back(
+                {entry.frequency_mhz, entry.valid != 0, entry.gain, std::nullopt});
         }
     }
     return found;

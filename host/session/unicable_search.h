@@ -18,6 +18,11 @@ struct FoundBand {
     std::optional<std::uint8_t> index;  // the unit's own, once identified
 };
 
+struct UserBandSearch {
+    std::vector<FoundBand> bands;
+    std::uint16_t counted = 0;  // the driver's own count of the valid ones
+};
+
 struct SearchRange {
     std::uint16_t from_mhz = 950;
     std::uint16_t to_mhz = 2150;
@@ -30,8 +35,7 @@ struct SearchRange {
 // Sweep the range for the unit's test tones; ask for them first unless they are on already. That
 // takes every user band, those of other receivers too, off its channel. When the watch sees the
 // work end before its time, what had been found until then.
-std::vector<FoundBand> search_user_bands(const SearchRange &range, bool send_command,
-                                         BoardWatch &watch);
+UserBandSearch search_user_bands(const SearchRange &range, bool send_command, BoardWatch &watch);
 
 // Find out which index a found band has in the unit, which a tone does not tell: ask the bands in
 // turn for a channel and see whose tone goes. `bank` must be one that the unit can deliver. The

@@ -176,6 +176,29 @@ TEST_F(CtlUnicable, the_drivers_account_of_the_search_is_on_standard_error) {
     EXPECT_THAT(read_file("driver.txt"), HasSubstr("Total 1 UB is found!"));
 }
 
+TEST_F(CtlUnicable, searches_may_be_repeated_in_one_session) {
+    write_world({{0, 1'213}, {3, 1'487}});
+
+    const Outcome run = ctl("unicable detect --board sim:unit.toml --times 2 -q");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out,
+              "search  index  frequency  valid  gain\n"
+              "     1      0   1213 MHz  yes    1151\n"
+              "     1      1   1487 MHz  yes    1151\n"
+              "     2      0   1213 MHz  yes    1151\n"
+              "     2      1   1487 MHz  yes    1151\n");
+
+    const auto detection = parse_json(detect("--times 2 --identify").out);
+    EXPECT_EQ(breaks_schema(detection, "unicable-detect"), "");
+    EXPECT_EQ(detection.at("searches"), 2);
+    EXPECT_EQ(frequencies(detection), (std::vector<unsigned>{1'213, 1'487, 1'213, 1'487}));
+    EXPECT_EQ(detection.at("user_bands").at(3).at("search"), 2);
+    EXPECT_EQ(detection.at("user_bands").at(3).at("user_band"), 3);
+    EXPECT_FALSE(detection.contains("complaints"));
+
+    EXPECT_EQ(detect("--times 0").status, 2);
+}
+
 TEST_F(CtlUnicable, nothing_found_is_status_7) {
     write_world({{0, 1'213}}, "tone_dbm = -80\n");
     const Outcome weak = detect();
