@@ -104,6 +104,7 @@ Demodulator::Demodulator(const Scenario &scenario, SignalSource &source, Outdoor
       seed_(scenario.seed),
       wired_ts_mode_(scenario.board.ts_mode),
       rate_tolerance_(scenario.board.rate_tolerance),
+      reg30_bit4_(scenario.board.reg30_bit4),
       mcu_identity_(chip_ == Chip::ds3103 ? reg::mcu_identity_mask : 0),
       source_(&source),
       watch_(&watch),
@@ -298,7 +299,8 @@ CarrierSearch Demodulator::search_from_registers() const {
         search.restarted = equaliser_mode_ == restart_equaliser;
         search.diverged = divergence_fault_ && !search.restarted;
     }
-    search.table = table_cost({chip_, search.system, search.wide, search.symbol_rate_ksps}, regs_);
+    search.table = table_cost(
+        {chip_, search.system, search.wide, search.symbol_rate_ksps, reg30_bit4_}, regs_);
     search.loops = loop_gains(chip_, search.system, regs_);
     search.for_weak_carriers = for_weak_carriers();
     return search;

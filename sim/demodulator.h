@@ -237,6 +237,7 @@ class Demodulator {
     std::uint64_t seed_;
     unsigned wired_ts_mode_;
     double rate_tolerance_;
+    bool reg30_bit4_;  // the board needs it
     std::uint8_t mcu_identity_;
     std::vector<Fault> identity_faults_;
     SignalSource *source_;

@@ -53,12 +53,12 @@ struct MeasuringRow {
 constexpr std::array measuring_rows{
     MeasuringRow{0x08, 0xFF, 0x03, 12}, MeasuringRow{0x21, 0xFF, 0x54, 6},
     MeasuringRow{0x23, 0xFF, 0x07, 6},  MeasuringRow{0x25, 0xFF, 0x82, 6},
-    MeasuringRow{0x30, 0xEF, 0x08, 6},  MeasuringRow{0x32, 0xFF, 0x32, 6},
-    MeasuringRow{0x4A, 0xFF, 0x80, 12}, MeasuringRow{0x4D, 0xFD, 0x91, 6},
-    MeasuringRow{0x50, 0xFF, 0x36, 3},  MeasuringRow{0x51, 0xFF, 0x36, 3},
-    MeasuringRow{0x52, 0xFF, 0x36, 3},  MeasuringRow{0x53, 0xFF, 0x36, 3},
-    MeasuringRow{0x56, 0xFF, 0x00, 3},  MeasuringRow{0x5D, 0xF8, 0xC8, 6},
-    MeasuringRow{0x63, 0xFF, 0x0F, 3},  MeasuringRow{0x90, 0xFF, 0x33, 12}};
+    MeasuringRow{0x32, 0xFF, 0x32, 6},  MeasuringRow{0x4A, 0xFF, 0x80, 12},
+    MeasuringRow{0x4D, 0xFD, 0x91, 6},  MeasuringRow{0x50, 0xFF, 0x36, 3},
+    MeasuringRow{0x51, 0xFF, 0x36, 3},  MeasuringRow{0x52, 0xFF, 0x36, 3},
+    MeasuringRow{0x53, 0xFF, 0x36, 3},  MeasuringRow{0x56, 0xFF, 0x00, 3},
+    MeasuringRow{0x5D, 0xF8, 0xC8, 6},  MeasuringRow{0x63, 0xFF, 0x0F, 3},
+    MeasuringRow{0x90, 0xFF, 0x33, 12}};
 
 }  // namespace
 
@@ -79,7 +79,8 @@ bool Demodulator::engine_is_set_up() const {
     const bool clocked = chip_ != Chip::ds300x || (plain[reg::clock_reset] == 0 &&
                                                    (plain[reg::core_reset_ds300x] & 0x04) == 0);
     return took_set_up_ && !engine_astray_ && clocked && window && all_hold(plain, front_rows) &&
-           (plain[reg::mode] & 0x87) == 0x83 && (plain[0x30] & 0x18) == 0x08 &&
+           (plain[reg::mode] & 0x87) == 0x83 &&
+           (plain[0x30] & 0x18) == needed_in_reg30(reg30_bit4_) &&
            (plain[reg::reg_94] & 0x11) == 0x11 && (plain[reg::spectrum] & 0x91) == 0x91 &&
            (plain[reg::reg_25] & 0x08) != 0;
 }
@@ -183,7 +184,7 @@ std::uint8_t Demodulator::engine_status(std::uint64_t now_ns) {
 }
 
 double Demodulator::measuring_loss_db() const {
-    double loss_db = 0;
+    double loss_db = regs_.plain[0x30] != needed_in_reg30(reg30_bit4_) ? 6 : 0;
     for (const MeasuringRow &row : measuring_rows) {
         loss_db += (regs_.plain[row.reg] & row.mask) != row.value ? row.loss_db : 0;
     }

@@ -30,7 +30,6 @@ constexpr std::array needed_bytes{
     NeededByte{0x23, Part::clocks,        {0x05, 0x0F, 0x07, 0x07}},
     NeededByte{0x25, Part::input,         {0x8A, 0x8A, 0x8A, 0x8A}},
     NeededByte{0x27, Part::clocks,        {0x20, 0x20, 0x20, 0x20}, 0xEE},  // the rest: port
-    NeededByte{0x30, Part::input,         {0x08, 0x08, 0x08, 0x08}},
     NeededByte{0x4D, Part::input,         {0x91, 0x91, 0x91, 0x91}, 0xFD},  // bit 1: the next row
     NeededByte{0x4D, Part::input,         {0x00, 0x00, any,  any},  0x02},  // the others mirror so
     NeededByte{0x50, Part::input,         {0x77, 0x36, 0x36, 0x36}},
@@ -241,6 +240,7 @@ void replace(int &value, std::uint8_t reg, const std::array<NeededByte, count> &
 }
 
 void look_at_plain(const TablePurpose &purpose, const RegisterFile &regs, Bill &bill) {
+    bill.look_at(0x30, Part::input, regs.plain[0x30], needed_in_reg30(purpose.reg30_bit4));
     const std::size_t column = column_of(purpose);
     const bool slow = purpose.system == broadcast::System::dvbs2 &&
                       purpose.symbol_rate_ksps <= slow_ksps + rate_step_ksps / 2;
@@ -324,6 +324,8 @@ const char *name_of(Part part) {
 }
 
 }  // namespace
+
+std::uint8_t needed_in_reg30(bool bit4) { return bit4 ? 0x18 : 0x08; }
 
 RegisterFile registers_at_power_on() {
     RegisterFile regs;

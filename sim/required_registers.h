@@ -44,6 +44,7 @@ struct TablePurpose {
     broadcast::System system = broadcast::System::dvbs;
     bool wide = false;  // a scan's
     double symbol_rate_ksps = 0;
+    bool reg30_bit4 = false;  // the board needs it
 };
 
 // What registers with other values than they need cost each carrier.
@@ -59,6 +60,9 @@ struct TableCost {
     std::uint8_t holds = 0;
     std::uint8_t needs = 0;
 };
+
+// What a board needs in register 0x30.
+std::uint8_t needed_in_reg30(bool bit4);
 
 TableCost table_cost(const TablePurpose &purpose, const RegisterFile &regs);
 

@@ -41,6 +41,8 @@ struct BoardSetup {
     bool demodulator_fitted = true;
     bool lnbh23 = false;
     bool iq_swap = false;  // the board exchanges I and Q: spectrum mirrored about the oscillator
+    // The board needs bit 4 of the demodulator's register 0x30, which a DS300X leaves alone.
+    bool reg30_bit4 = false;
     LeftBehind left_behind = LeftBehind::nothing;
     unsigned ts_mode = 3;  // of the transport-stream port, for which the demultiplexer is wired
     // How far off the programmed symbol rate a wide search finds a carrier, as a share of its rate.

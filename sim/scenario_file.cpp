@@ -201,6 +201,11 @@ void Reader::read_board(Section section) {
     section.boolean("demodulator_fitted", board.demodulator_fitted);
     section.boolean("lnbh23", board.lnbh23);
     section.boolean("iq_swap", board.iq_swap);
+    section.boolean("reg30_bit4", board.reg30_bit4);
+    if (board.reg30_bit4 && board.chip == Chip::ds300x) {
+        section.refuse_key(section.node("reg30_bit4"), "reg30_bit4",
+                           "no board with a DS300X has it");
+    }
     section.choice("left_behind", left_behind_named,
                    "nothing, asleep, receiving, held, disabled, loading", board.left_behind);
     section.integer("ts_mode", 1, 3, board.ts_mode);

@@ -57,6 +57,9 @@ trace::TraceHead HostBoard::trace_head(const BoardOptions &options) const {
     if (wiring().iq_swapped) {
         head.add("iq-swapped", "1");
     }
+    if (wiring().reg30_bit4) {
+        head.add("reg30-bit4", "1");
+    }
     if (wiring().ts_mode != usual_ts_mode) {
         head.add("ts-mode", std::to_string(wiring().ts_mode));
     }

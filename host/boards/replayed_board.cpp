@@ -85,6 +85,7 @@ class ReplayedBoard final : public HostBoard {
     [[nodiscard]] BoardWiring wiring() const override {
         const auto mode = trace_.head().value("ts-mode");
         return {.iq_swapped = trace_.head().value("iq-swapped").has_value(),
+                .reg30_bit4 = trace_.head().value("reg30-bit4").has_value(),
                 .ts_mode = mode == "1"   ? 1
                            : mode == "2" ? 2
                                          : usual_ts_mode};

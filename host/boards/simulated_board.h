@@ -35,7 +35,9 @@ class SimulatedBoard final : public HostBoard {
     [[nodiscard]] Json describe() const override;
     [[nodiscard]] std::optional<broadcast::Lnb> fitted_lnb() const override;
     [[nodiscard]] BoardWiring wiring() const override {
-        return {.iq_swapped = scenario_.board.iq_swap, .ts_mode = scenario_.board.ts_mode};
+        return {.iq_swapped = scenario_.board.iq_swap,
+                .reg30_bit4 = scenario_.board.reg30_bit4,
+                .ts_mode = scenario_.board.ts_mode};
     }
 
     [[nodiscard]] bool has_simulated_chips() const override { return true; }

@@ -21,6 +21,7 @@ void start(const BoardWiring &wiring) {
     // The load state: an earlier session of this process is over.
     ds3000_context = {};
     ds3000_context.board_iq_swap = wiring.iq_swapped ? 1 : 0;
+    ds3000_context.reg30_bit4_enable = wiring.reg30_bit4 ? 1 : 0;
     switch (start_front_end()) {
         case StartUp::up:
             if (wiring.ts_mode != usual_ts_mode) {

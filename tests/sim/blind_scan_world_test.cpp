@@ -148,6 +148,17 @@ TEST_F(BlindScanWorld, board_that_swaps_i_and_q_finds_every_carrier) {
     EXPECT_THAT(outcome.false_locks, testing::IsEmpty());
 }
 
+TEST_F(BlindScanWorld, board_that_needs_bit_4_of_0x30_finds_carriers_when_the_driver_is_told) {
+    scenario.board.reg30_bit4 = true;
+    receiver();
+    EXPECT_EQ(compare(scan(SCAN_ALGO_SWEEP, 2)).locked, 0U);
+
+    ds3000_context.reg30_bit4_enable = 1;
+    const Outcome outcome = compare(scan(SCAN_ALGO_SWEEP, 2));
+    EXPECT_THAT(outcome.missed, testing::IsEmpty());
+    EXPECT_THAT(outcome.false_locks, testing::IsEmpty());
+}
+
 // DS300X cannot turn the spectrum back, and the driver counts the tuner's own offset twice there.
 TEST_F(BlindScanWorld, ds300x_that_swaps_i_and_q_finds_every_carrier_near_its_place) {
     scenario.board.chip = Chip::ds300x;

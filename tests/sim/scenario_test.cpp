@@ -116,6 +116,7 @@ iq_swap = true
 rate_tolerance = 0.05
 bus_clock_hz = 100_000
 ts_mode = 2
+reg30_bit4 = false
 left_behind = "loading"
 [lnb]
 type = "c-band"
@@ -230,6 +231,7 @@ code_rate = "3/4"
     EXPECT_FALSE(scenario.board.demodulator_fitted);
     EXPECT_TRUE(scenario.board.lnbh23);
     EXPECT_TRUE(scenario.board.iq_swap);
+    EXPECT_FALSE(scenario.board.reg30_bit4);
     EXPECT_EQ(scenario.board.rate_tolerance, 0.05);
     EXPECT_EQ(scenario.board.bus_clock_hz, 100'000U);
     EXPECT_EQ(scenario.board.ts_mode, 2U);
@@ -428,6 +430,10 @@ TEST(ScenarioFile, control_characters_are_refused_everywhere) {
     EXPECT_THAT(error_of(std::string("seed = 1\0", 9)), HasSubstr("a control character (0x00)"));
 }
 
+TEST(ScenarioFile, board_may_need_bit_4_of_register_0x30) {
+    EXPECT_TRUE(parse("[board]\nreg30_bit4 = true\n").board.reg30_bit4);
+}
+
 TEST(ScenarioFile, comments_and_strings_hold_any_text) {
     const Scenario scenario = parse(
         "\xEF\xBB\xBF# 19.2\xC2\xB0\r\n[[satellite]] # it\"s\n\tname = \"T\xC3\xBCrk \\\" # no "
@@ -462,6 +468,8 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{"[board]\nspeed = 1\n", "dir/test.toml:2: board.speed: unknown key"},
         Mistake{"[board]\nchip = \"DS9\"\n",
                 "board.chip: \"DS9\" is none of DS300X, DS3002B, DS3103"},
+        Mistake{"[board]\nchip = \"DS300X\"\nreg30_bit4 = true\n",
+                "dir/test.toml:3: board.reg30_bit4: no board with a DS300X has it"},
         Mistake{"[board]\nlnbh23 = 1\n", "board.lnbh23: true or false is expected"},
         Mistake{"[board]\nbus_clock_hz = 999\n", "999 is outside 1000..1000000"},
         Mistake{"[board]\ntuner_identity = 256\n", "256 is outside 0..255"},

@@ -212,6 +212,18 @@ TEST(TableCost, doubles_with_every_wrong_bit) {
               "register 0x32 (gain control) holds 0x35, DVB-S needs 0x32, which costs 12.0 dB");
 }
 
+TEST(TableCost, of_bit_4_of_0x30_is_by_the_boards_need) {
+    RegisterFile regs = replayed("connect_dvbs2_ds310x.txt");
+    TablePurpose purpose{Chip::ds3103, System::dvbs2, false, 27'500};
+    purpose.reg30_bit4 = true;
+    EXPECT_EQ(describe(table_cost(purpose, regs), System::dvbs2),
+              "register 0x30 (input) holds 0x08, DVB-S2 needs 0x18, which costs 3.0 dB");
+    regs.plain[0x30] = 0x18;
+    EXPECT_EQ(table_cost(purpose, regs).loss_db, 0);
+    purpose.reg30_bit4 = false;
+    EXPECT_EQ(table_cost(purpose, regs).loss_db, 3);
+}
+
 // 0xC8 by symbol rate; at a bound the register's step leaves either value right.
 TEST(TableCost, of_the_dwell_follows_the_symbol_rate) {
     RegisterFile regs = replayed("connect_dvbs_ds310x.txt");
