@@ -15,6 +15,8 @@ constexpr std::uint64_t message_byte_ns = 13'500'000;
 constexpr std::uint64_t burst_ns = 12'500'000;
 constexpr std::uint64_t longest_reply_delay_ns = 150'000'000;
 constexpr std::size_t longest_reply = 7;
+// How long an output may stay open behind what was sent: on the slowest bus its end takes as long.
+constexpr std::uint64_t longest_open_ns = 1'000'000'000;
 constexpr std::size_t buffer_size = 8;
 constexpr std::uint64_t master_ns_per_ms = 1'000'000;
 
@@ -60,11 +62,15 @@ void DiseqcMaster::set_powered(bool powered, std::uint64_t now_ns) {
         return;
     }
     if (!powered) {
+        if (rests_open()) {
+            complain_of_rest(now_ns, "when the chip is powered down");
+        }
         end_operation(now_ns, "the chip's power-down");
         end_tone(now_ns);
     }
     powered_ = powered;
     opened_ns_ = now_ns;
+    told_open_ = false;
     plan_tone(now_ns);
     set_due();
 }
@@ -72,6 +78,20 @@ void DiseqcMaster::set_powered(bool powered, std::uint64_t now_ns) {
 bool DiseqcMaster::output_is_open() const {
     return powered_ &&
            (output_ & (reg::diseqc_off | reg::diseqc_floats | reg::diseqc_elsewhere)) == 0;
+}
+
+// Whoever has sent a message or a burst stops the output, unless the tone follows.
+bool DiseqcMaster::rests_open() const {
+    return powered_ && (output_ & (reg::diseqc_off | reg::diseqc_floats)) == 0 &&
+           operation_ == Operation::none && !continuous_ && !reply_.arrives &&
+           to_ns_ > opened_ns_ && !told_open_;
+}
+
+void DiseqcMaster::complain_of_rest(std::uint64_t now_ns, const std::string &text) {
+    told_open_ = true;
+    watch_->complain(Offence::output_left_open, now_ns,
+                     fmt::format("{}: A2 = {:02X} {:.1f} ms after its end, {}", last_sent_, output_,
+                                 static_cast<double>(now_ns - to_ns_) * 1e-6, text));
 }
 
 std::uint64_t DiseqcMaster::quiet_until_ns() const { return opened_ns_ + CableTiming::silence_ns; }
@@ -90,6 +110,8 @@ void DiseqcMaster::set_due() {
     due_ns_ = tone_due_ns_;
     if (operation_ != Operation::none) {
         due_ns_ = std::min(due_ns_, begun_ ? to_ns_ : from_ns_);
+    } else if (rests_open()) {
+        due_ns_ = std::min(due_ns_, to_ns_ + longest_open_ns);
     }
 }
 
@@ -100,6 +122,8 @@ void DiseqcMaster::advance(std::uint64_t now_ns) {
             tone_is_on_ = true;
             tone_due_ns_ = never;
             outdoor_->set_tone(true, due_ns_);
+        } else if (operation_ == Operation::none) {
+            complain_of_rest(due_ns_, "with nothing to send");
         } else if (!begun_) {
             begin_on_cable();
         } else {
@@ -122,6 +146,7 @@ void DiseqcMaster::finish_on_cable() {
     if (timing_.is_running()) {
         timing_.end(to_ns_);
     }
+    last_sent_ = name_of_operation();
     if (operation_ != Operation::message) {
         outdoor_->burst(operation_ == Operation::burst_b, stands_apart_, from_ns_);
     } else {
@@ -269,9 +294,13 @@ void DiseqcMaster::write_control(std::uint8_t value, std::uint64_t now_ns) {
 
 void DiseqcMaster::write_output(std::uint8_t value, std::uint64_t now_ns) {
     const bool was_open = output_is_open();
+    if (rests_open() && (value & reg::diseqc_off) == 0) {
+        complain_of_rest(now_ns, "when it is opened anew");
+    }
     output_ = value;
     if (output_is_open() && !was_open) {
         opened_ns_ = now_ns;
+        told_open_ = false;
     } else if (was_open && !output_is_open()) {
         end_operation(now_ns, fmt::format("A2 = {:02X}", value));
     }

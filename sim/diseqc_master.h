@@ -28,7 +28,8 @@ namespace sim {
 // that is what keeps a message apart from the tone before and after it. A burst is not held back:
 // whoever sends one waits. A message takes 13.5 ms a byte (nine bits of 1.5 ms, DiSEqC bus
 // specification 4.2), a tone burst 12.5 ms: eight bytes and the silence end before the driver gives
-// up. An output that is closed in between cuts the message off.
+// up. An output that is closed in between cuts the message off; one that is left open behind it
+// brings the modulator's rest onto the cable.
 // One that is still busy after that hangs, and obeys nothing but bit 6.
 // A reply begins 20 ms after the message; its bytes are counted as they arrive, seven at most, and
 // come into the data registers, which hold the message until then, when the operation is ended.
@@ -82,6 +83,8 @@ class DiseqcMaster {
     void plan_tone(std::uint64_t now_ns);
     void set_due();
     [[nodiscard]] bool output_is_open() const;
+    [[nodiscard]] bool rests_open() const;
+    void complain_of_rest(std::uint64_t now_ns, const std::string &text);
     [[nodiscard]] std::uint64_t quiet_until_ns() const;
     [[nodiscard]] std::size_t length() const;
     [[nodiscard]] std::string name_of_operation() const;
@@ -97,6 +100,7 @@ class DiseqcMaster {
     std::uint8_t control_ = 0;
     std::uint8_t output_;
     std::uint64_t opened_ns_ = 0;
+    bool told_open_ = false;  // since it was opened
     bool continuous_ = false;
     bool tone_is_on_ = false;
     std::uint64_t tone_due_ns_ = never;
@@ -107,6 +111,7 @@ class DiseqcMaster {
     bool stands_apart_ = false;
     std::uint64_t from_ns_ = 0;
     std::uint64_t to_ns_ = 0;
+    std::string last_sent_;
     std::uint64_t busy_until_ns_ = 0;
     std::uint64_t messages_started_ = 0;
     std::array<std::uint8_t, 8> data_{};

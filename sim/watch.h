@@ -30,6 +30,7 @@ enum class Offence {
     cable_silence,               // less than 15 ms between a message or burst and other 22 kHz
     message_cut,                 // a message, burst or reply ended before its last bit
     message_unheard,             // a message that nothing on the cable could hear
+    output_left_open,            // the 22 kHz output open with nothing to send
     message_framing,             // a message whose framing, length or reply does not fit
     switch_disagreement,         // a switch told another voltage or band than is on the cable
     unicable_voltage,            // an EN 50494 command without its 18 V, or 18 V kept
@@ -50,7 +51,7 @@ enum class Offence {
     bus_left_open,               // after free
     chips_disturbed              // an init that writes to chips that an earlier one left up
 };
-inline constexpr std::size_t offence_count = 33;
+inline constexpr std::size_t offence_count = 34;
 
 std::string to_string(Offence offence);
 

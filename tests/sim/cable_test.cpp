@@ -115,7 +115,6 @@ TEST_F(Cable, tone_right_after_a_message_needs_its_silence) {
     start_message({0xE0, 0x10, 0x38, 0xF1});
     sleep_ms(15 + 54 + 6);
 
-    poke(0xA2, 0x01);
     poke(0xA1, 0x04);
 
     EXPECT_THAT(offences(), ElementsAre(Offence::cable_silence));
@@ -132,6 +131,42 @@ TEST_F(Cable, silence_before_the_tone_begins_when_the_output_is_opened) {
     sleep_ms(1);
     EXPECT_TRUE(receiver().tone());
     EXPECT_THAT(offences(), IsEmpty());
+}
+
+TEST_F(Cable, output_is_not_left_open) {
+    start_at_13v();
+    poke(0xA2, 0x01);
+    start_message({0xE0, 0x10, 0x38, 0xF4});
+    sleep_ms(15 + 54 + 900);
+    peek(0xA1);
+    EXPECT_THAT(offences(), IsEmpty());
+
+    sleep_ms(110);
+    peek(0xA1);
+    EXPECT_THAT(offences(), ElementsAre(Offence::output_left_open));
+    EXPECT_THAT(first_of(Offence::output_left_open),
+                HasSubstr("E0 10 38 F4: A2 = 01 1000.0 ms after its end, with nothing to send"));
+}
+
+TEST_F(Cable, output_that_was_left_open_is_opened_anew) {
+    start_at_13v();
+    poke(0xA2, 0x01);
+    poke(0xA1, 0x02);
+    sleep_ms(100);
+    poke(0xA2, 0x01);
+
+    EXPECT_THAT(first_of(Offence::output_left_open), HasSubstr("burst B: A2 = 01 "));
+    EXPECT_THAT(first_of(Offence::output_left_open), HasSubstr(", when it is opened anew"));
+}
+
+TEST_F(Cable, output_is_stopped_before_the_chip_sleeps) {
+    start_at_13v();
+    poke(0xA2, 0x01);
+    start_message({0xE0, 0x10, 0x38, 0xF4});
+    sleep_ms(100);
+    poke(0x08, 0x00);
+
+    EXPECT_THAT(first_of(Offence::output_left_open), HasSubstr(", when the chip is powered down"));
 }
 
 TEST_F(Cable, message_ended_too_early_is_cut) {
