@@ -110,18 +110,15 @@ void LnbSupply::set_shorted(bool shorted) {
 
 void LnbSupply::compare_with_master(std::uint8_t output, std::uint64_t now_ns) {
     const unsigned volts = asked_volts();
-    if (volts == 0) {
-        return;
-    }
-    const unsigned line_volts = volts_if(line_18v_);
+    const unsigned line_volts = enabled_ ? volts_if(line_18v_) : 0;
     const unsigned master_volts = volts_of_master(output);
     if (volts != line_volts || volts != master_volts) {
         watch_->complain(
             Offence::supply_disagreement, now_ns,
-            fmt::format("{}line 7 says {} V, register A2 = {:02X} {}",
+            fmt::format("{}{}, register A2 = {:02X} {}",
                         has_lnbh23_ ? fmt::format("the LNBH23 holds {:02X}, ", lnbh23_) : "",
-                        line_volts, output,
-                        master_volts == 0 ? "off" : fmt::format("{} V", master_volts)));
+                        enabled_ ? fmt::format("line 7 says {} V", line_volts) : "line 6 is off",
+                        output, master_volts == 0 ? "off" : fmt::format("{} V", master_volts)));
     }
 }
 

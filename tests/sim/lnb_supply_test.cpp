@@ -4,6 +4,7 @@
 #include <array>
 
 #include "ds3000/chip/ds3000_context.h"
+#include "ds3000/diseqc/diseqc.h"
 #include "ds3000/hw/hdi.h"
 #include "tests/sim/receiver_test.h"
 
@@ -167,6 +168,21 @@ TEST_F(Supply, masters_voltage_bits_follow_the_lines) {
     poke(0xA1, 0x00);
     EXPECT_THAT(complaint(Offence::supply_disagreement),
                 HasSubstr("line 7 says 18 V, register A2 = 83 off"));
+}
+
+TEST_F(Supply, masters_voltage_bits_say_that_it_is_off) {
+    start();
+    line(7, 0);
+    line(6, 1);
+    tone(false, false);
+    line(6, 0);
+    lnb_control(0, 0, 0, 0);
+    EXPECT_THAT(receiver().complaints(), IsEmpty());
+
+    poke(0xA2, 0x81);
+    poke(0xA1, 0x40);
+    EXPECT_THAT(complaint(Offence::supply_disagreement),
+                HasSubstr("line 6 is off, register A2 = 81 13 V"));
 }
 
 TEST_F(Supply, short_circuit_trips_it_until_it_is_switched_off_and_on) {
