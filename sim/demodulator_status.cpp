@@ -362,10 +362,10 @@ std::uint32_t Demodulator::dvbs2_frames(const Counter &counter, std::uint64_t no
 }
 
 // Packets in error: one in 1e7 at the threshold (EN 302 307-1, 6.), ten times fewer for every
-// 0.3 dB above it. An impulse spoils the frame that it falls into.
+// 0.1 dB above it, as steep as its codes fall. An impulse spoils the frame that it falls into.
 double Demodulator::packet_error_share() const {
     constexpr double share_at_threshold = 1e-7;
-    constexpr double decade_db = 0.3;
+    constexpr double decade_db = 0.1;
     const broadcast::Transponder &carrier = acquisition_.found().carrier->transponder;
     const double frame_s =
         1.0 * frame_symbols(carrier.modulation, carrier.pilots) / carrier.symbol_rate;
