@@ -2,6 +2,9 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
+#include <map>
+#include <string>
+
 #include "tests/host/ctl_run.h"
 
 namespace tests {
@@ -147,14 +150,28 @@ TEST_F(CtlCycle, transponder_outside_the_limits_is_refused) {
         ctl("cycle --frequency 13000M --polarisation H --symbol-rate 22M --system dvbs").status, 9);
 }
 
+// From the beginning, in the middle of the first tune, and in a poll, behind which the getters go on.
 TEST_F(CtlCycle, call_that_hangs_is_named) {
+    const std::map<std::string, std::string> calls{
+        {"init", "nth = 1"}, {"tune", "nth = 480"}, {"finalize", "from_ms = 1000"}};
+    for (const auto &[call, moment] : calls) {
+        write_file("world.toml",
+                   "[[fault]]\nkind = \"hung_transfer\"\n" + moment + "\n" + cycled_carrier);
+        const Outcome hangs = ctl("cycle --board sim:world.toml");
+
+        EXPECT_EQ(hangs.status, 1);
+        EXPECT_THAT(hangs.err, HasSubstr("the plug-in hangs: " + call +
+                                         " has not returned after 120 s of the receiver's time"));
+    }
+}
+
+TEST_F(CtlCycle, getters_tell_what_was_known_while_a_poll_hangs) {
     write_file("world.toml", std::string("[[fault]]\nkind = \"hung_transfer\"\nfrom_ms = 1000\n") +
                                  cycled_carrier);
-    const Outcome hangs = ctl("cycle --board sim:world.toml");
+    const Outcome hangs = ctl("cycle --board sim:world.toml --format jsonl");
 
-    EXPECT_EQ(hangs.status, 1);
-    EXPECT_THAT(hangs.err, HasSubstr("the plug-in hangs: finalize has not returned after 120 s of "
-                                     "the receiver's time"));
+    EXPECT_THAT(hangs.out,
+                HasSubstr(R"("step":"tune again","tuner":"A","result":"ok","at_ms":2553)"));
 }
 
 }  // namespace
