@@ -34,7 +34,7 @@ bool is_part(BusFault::Part part, Transfer::Kind kind) {
 // The number of the last transfer, of those that are counted, that a fault may befall.
 std::uint64_t last_of(const BusFault &fault) {
     constexpr std::uint64_t none = std::numeric_limits<std::uint64_t>::max();
-    if (!fault.count && (lasts(fault.kind) || fault.share < 1)) {
+    if (!fault.count && (lasts(fault.kind) || fault.share)) {
         return none;
     }
     const std::uint64_t steps = fault.count.value_or(1) - 1;
@@ -97,9 +97,9 @@ bool BusFaults::strikes(Counted &counted, const Traffic &traffic, std::uint64_t 
         return false;
     }
     const std::uint64_t number = ++counted.met;
+    const double share = fault.share.value_or(1);
     return number >= fault.nth && number <= counted.last &&
-           (number - fault.nth) % fault.every == 0 &&
-           (fault.share >= 1 || chance_.uniform() < fault.share);
+           (number - fault.nth) % fault.every == 0 && (share >= 1 || chance_.uniform() < share);
 }
 
 Disturbance BusFaults::next_transfer(Transfer::Kind kind, std::uint8_t address,

@@ -162,7 +162,7 @@ struct BusFault {
     std::uint64_t nth = 1;
     std::uint64_t every = 1;
     std::optional<std::uint64_t> count = {};  // absent for the kind's default
-    double share = 1;
+    std::optional<double> share = {};         // of those; with it `count` defaults to all
     std::uint8_t byte = 1;
     std::uint8_t value = 0;
     double factor = 1;

@@ -41,7 +41,9 @@ void read_turns(Section &section, BusFault &fault) {
     if (section.has("count")) {
         section.integer("count", 1, largest_count, fault.count.emplace());
     }
-    section.number("share", 0, 1, fault.share);
+    if (section.has("share")) {
+        section.number("share", 0, 1, fault.share.emplace());
+    }
     if (fault.kind != Kind::stolen_repeater) {
         section.integer("address", 1, 0xFF, fault.address);
     }

@@ -226,6 +226,16 @@ INSTANTIATE_TEST_SUITE_P(
         return name;
     });
 
+// The scan measures the carrier at every one of its locks.
+TEST_F(CtlRecovery, symbol_rate_that_always_reads_zero_is_listed_so) {
+    run = ctl("scan --if 1700M-1800M --polarisation H --format csv --board sim:" +
+              path_of("rate-zero"));
+
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.out, HasSubstr("\n11493997,H,0,DVB-S2,8PSK,"));
+    EXPECT_THAT(run.out, testing::Not(HasSubstr(",30000")));
+}
+
 TEST_F(CtlRecovery, chips_that_slept_for_a_moment_wake_up) {
     const auto result = run_world("short-standby");
 

@@ -116,6 +116,19 @@ TEST_F(BusFaults, share_of_the_transfers_follows_from_the_seed) {
     EXPECT_THAT(refused_of(400).size(), testing::AllOf(testing::Gt(60U), testing::Lt(140U)));
 }
 
+TEST_F(BusFaults, share_of_one_befalls_all) {
+    scenario.bus_faults = {{.kind = BusFault::Kind::nack_transfer, .nth = 2, .share = 1}};
+
+    EXPECT_THAT(refused_of(4), testing::ElementsAre(2, 3, 4));
+}
+
+TEST_F(BusFaults, count_ends_a_share_of_one) {
+    scenario.bus_faults = {
+        {.kind = BusFault::Kind::nack_transfer, .nth = 2, .count = 2, .share = 1}};
+
+    EXPECT_THAT(refused_of(5), testing::ElementsAre(2, 3));
+}
+
 TEST_F(BusFaults, read_is_refused_at_its_register) {
     scenario.bus_faults = {
         {.kind = BusFault::Kind::nack_transfer, .part = BusFault::Part::select, .nth = 2}};
