@@ -226,6 +226,47 @@ INSTANTIATE_TEST_SUITE_P(
         return name;
     });
 
+// A cycle of six tunes in the world of many-standbys, with a fault: how many of them have lock, and
+// what it comes to.
+struct FaultyCycle {
+    const char *fault;
+    int locks;
+    int status;
+};
+
+class CtlFaultyCycle : public CtlRecovery, public testing::WithParamInterface<FaultyCycle> {};
+
+TEST_P(CtlFaultyCycle, is_mended_by_the_next_tune_or_by_none) {
+    std::ifstream file(path_of("many-standbys"));
+    const std::string world(std::istreambuf_iterator<char>(file), {});
+    write_file("faulty.toml", world + "\n[[fault]]\n" + GetParam().fault + "\n");
+
+    run = ctl("cycle --standbys 2 --format json --board sim:faulty.toml");
+
+    EXPECT_EQ(run.status, GetParam().status) << GetParam().fault;
+    EXPECT_EQ(parse_json(run.out).at("locks"), GetParam().locks) << GetParam().fault;
+}
+
+// The chips are started once: the first 192 transfers, of which the first writes wake the chip.
+INSTANTIATE_TEST_SUITE_P(in_the_start, CtlFaultyCycle,
+                         testing::Values(FaultyCycle{"kind = 'nack_transfer'\nnth = 10", 6, 4},
+                                         FaultyCycle{"kind = 'nack_transfer'\nnth = 26", 0, 5},
+                                         FaultyCycle{"kind = 'nack_transfer'\nnth = 80", 0, 5},
+                                         FaultyCycle{"kind = 'nack_transfer'\nnth = 189", 0, 5},
+                                         FaultyCycle{"kind = 'nack_transfer'\nnth = 191", 0, 4},
+                                         FaultyCycle{"kind = 'nack_byte'\nbyte = 65\nnth = 128", 0,
+                                                     5},
+                                         FaultyCycle{"kind = 'stolen_repeater'\nnth = 3", 0, 5},
+                                         FaultyCycle{"kind = 'stolen_repeater'\nnth = 19", 0, 5},
+                                         FaultyCycle{"kind = 'lost_write'\nnth = 2", 0, 4},
+                                         FaultyCycle{"kind = 'lost_write'\nnth = 30", 0, 5},
+                                         FaultyCycle{"kind = 'lost_write'\nnth = 150", 0, 5}));
+
+INSTANTIATE_TEST_SUITE_P(in_a_tune, CtlFaultyCycle,
+                         testing::Values(FaultyCycle{"kind = 'nack_transfer'\nnth = 231", 5, 5},
+                                         FaultyCycle{"kind = 'stolen_repeater'\nnth = 20", 5, 5},
+                                         FaultyCycle{"kind = 'lost_write'\nnth = 187", 5, 5}));
+
 // The scan measures the carrier at every one of its locks.
 TEST_F(CtlRecovery, symbol_rate_that_always_reads_zero_is_listed_so) {
     run = ctl("scan --if 1700M-1800M --polarisation H --format csv --board sim:" +
