@@ -45,15 +45,18 @@ class CtlRecovery : public CtlTest {
     }
     nlohmann::json run_world(const std::string &name) { return run_world(name, path_of(name)); }
 
-    // The shipped world with one piece of its text in another form.
-    nlohmann::json run_changed(const std::string &name, const std::string &from,
-                               const std::string &to) {
+    // The shipped world with one piece of its text in another form, as changed.toml.
+    void change(const std::string &name, const std::string &from, const std::string &to) {
         std::ifstream file(path_of(name));
         std::string text(std::istreambuf_iterator<char>(file), {});
         const auto at = text.find(from);
         EXPECT_NE(at, std::string::npos) << from;
         text.replace(at, from.size(), to);
         write_file("changed.toml", text);
+    }
+    nlohmann::json run_changed(const std::string &name, const std::string &from,
+                               const std::string &to) {
+        change(name, from, to);
         return run_world(name, "changed.toml");
     }
 
@@ -84,6 +87,8 @@ std::string name_of_world(const testing::TestParamInfo<MendedWorld> &world) {
 INSTANTIATE_TEST_SUITE_P(shipped, CtlMended,
                          testing::Values(MendedWorld{"starved-worker", 7'100, 8'100, 1},
                                          MendedWorld{"starved-worker-narrow", 9'100, 10'100, 1},
+                                         MendedWorld{"clock-wraps", 7'100, 8'100, 1},
+                                         MendedWorld{"late-sleeps", 300, 900, 0},
                                          MendedWorld{"equaliser-diverges", 50, 200, 1},
                                          MendedWorld{"echo", 50, 200, 1},
                                          MendedWorld{"calibrations-fail-once", 0, 200, 0},
@@ -218,6 +223,9 @@ INSTANTIATE_TEST_SUITE_P(
                     KnownWorld{"reply-damaged", 1, "E4 F5  reply: done, data F5 (a byte of it "},
                     KnownWorld{"cable-shorted", 5, "26 steps, 4 locks, 1 failed"},
                     KnownWorld{"engine-dead", 7, "no transponder found"},
+                    KnownWorld{"suspended", 5, "nothing began another"},
+                    KnownWorld{"clock-unreadable", 5, "nothing began another"},
+                    KnownWorld{"signals", 5, "before the tuner had settled"},
                     KnownWorld{"rate-wrapped", 5, "6000 kHz is slower than the 8170 kHz"},
                     KnownWorld{"rate-zero", 5, "6000 kHz is slower than the 7427 kHz"}),
     [](const testing::TestParamInfo<KnownWorld> &world) {
@@ -225,6 +233,34 @@ INSTANTIATE_TEST_SUITE_P(
         std::replace(name.begin(), name.end(), '-', '_');
         return name;
     });
+
+// The stall of 10 s outlasts the 5 s that a tune waits for lock unless told otherwise.
+TEST_F(CtlRecovery, tune_that_waits_longer_than_a_stall_has_its_lock) {
+    std::ifstream file(path_of("many-standbys"));
+    const std::string world(std::istreambuf_iterator<char>(file), {});
+    for (const char *kind : {"stall", "suspend"}) {
+        write_file("stalled.toml",
+                   world + "[[fault]]\nkind = \"" + kind + "\"\nat_ms = 500\nlength_ms = 10000\n");
+        const std::string tune = command_of(path_of("worker-parked")) + " --board sim:stalled.toml";
+
+        EXPECT_EQ(ctl(tune).status, 5) << kind;
+        EXPECT_EQ(ctl(tune + " --timeout 20").status, 0) << kind;
+    }
+}
+
+// The host's thread waits in init and tune, the driver's own thread between its polls.
+TEST_F(CtlRecovery, signals_spoil_the_waits_of_the_thread_that_they_come_to) {
+    const std::string every = "kind = \"signals\"\nevery_ms = 20\n";
+    const std::string late = every + "from_ms = 310\n";
+
+    const std::string tune = command_of(path_of("signals")) + " --board sim:changed.toml";
+
+    change("signals", late, every);
+    EXPECT_EQ(ctl(tune).status, 4);
+
+    change("signals", late, every + "first_thread_blocks = true\n");
+    EXPECT_EQ(ctl(tune).status, 0);
+}
 
 // A cycle of six tunes in the world of many-standbys, with a fault: how many of them have lock, and
 // what it comes to.
