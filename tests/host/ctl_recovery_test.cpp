@@ -87,6 +87,7 @@ std::string name_of_world(const testing::TestParamInfo<MendedWorld> &world) {
 INSTANTIATE_TEST_SUITE_P(shipped, CtlMended,
                          testing::Values(MendedWorld{"starved-worker", 7'100, 8'100, 1},
                                          MendedWorld{"starved-worker-narrow", 9'100, 10'100, 1},
+                                         MendedWorld{"thread-aside", 4'100, 5'100, 1},
                                          MendedWorld{"clock-wraps", 7'100, 8'100, 1},
                                          MendedWorld{"late-sleeps", 300, 900, 0},
                                          MendedWorld{"equaliser-diverges", 50, 200, 1},
@@ -102,6 +103,13 @@ TEST_F(CtlRecovery, channel_is_not_set_up_again_after_less_than_four_seconds_wit
     EXPECT_EQ(run.status, 5);
     EXPECT_EQ(result.at("reason"), "search over");
     EXPECT_EQ(result.at("restarts"), 0);
+}
+
+TEST_F(CtlRecovery, channel_is_not_set_up_again_after_its_thread_was_aside_for_less) {
+    const auto result = run_changed("thread-aside", "pause_ms = 4100", "pause_ms = 3900");
+
+    EXPECT_EQ(run.status, 5);
+    EXPECT_EQ(result.at("reason"), "search over");
 }
 
 TEST_F(CtlRecovery, narrow_channel_is_not_set_up_again_after_less_than_six_seconds) {

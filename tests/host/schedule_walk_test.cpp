@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 
-// The plug-in's life under every bad schedule: a thread is put aside at each moment at which that
-// can happen while the host tunes, looks, tunes elsewhere and ends twice; and turns are taken by
-// the chance of many seeds.
+// The plug-in's life under bad schedules: a thread is put aside at every 29th of the moments at
+// which that can happen while the host tunes, looks, tunes elsewhere and ends twice; and turns are
+// taken by the chance of many seeds.
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -96,7 +96,7 @@ class ScheduleWalk : public testing::Test {
 
 class PausedThread : public ScheduleWalk, public testing::WithParamInterface<std::uint64_t> {};
 
-TEST_P(PausedThread, disturbs_nothing_wherever_it_is) {
+TEST_P(PausedThread, disturbs_nothing_at_the_moments_walked) {
     constexpr std::uint32_t step = 29;
     has_paused_ = true;
     std::uint32_t moment = 1;
