@@ -230,6 +230,7 @@ INSTANTIATE_TEST_SUITE_P(
                     KnownWorld{"reply-long", 0, "reply      E4 01 02 03 04 05 06  reply: done"},
                     KnownWorld{"reply-damaged", 1, "E4 F5  reply: done, data F5 (a byte of it "},
                     KnownWorld{"cable-shorted", 5, "26 steps, 4 locks, 1 failed"},
+                    KnownWorld{"crowded-band", 0, "3 transponders in 1 of 1 leg"},
                     KnownWorld{"engine-dead", 7, "no transponder found"},
                     KnownWorld{"suspended", 5, "nothing began another"},
                     KnownWorld{"clock-unreadable", 5, "nothing began another"},
@@ -310,6 +311,17 @@ INSTANTIATE_TEST_SUITE_P(in_a_tune, CtlFaultyCycle,
                          testing::Values(FaultyCycle{"kind = 'nack_transfer'\nnth = 231", 5, 5},
                                          FaultyCycle{"kind = 'stolen_repeater'\nnth = 20", 5, 5},
                                          FaultyCycle{"kind = 'lost_write'\nnth = 187", 5, 5}));
+
+// The scan has 12 candidates there.
+TEST_F(CtlRecovery, carriers_that_come_when_the_list_is_full_are_lost) {
+    const std::string path = path_of("crowded-band");
+
+    run = ctl(command_of(path) + " --list-size 8 --board sim:" + path);
+
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.out, HasSubstr("no room in the list for 4 candidates"));
+    EXPECT_THAT(run.out, HasSubstr("1 transponder in 1 of 1 leg"));
+}
 
 // The scan measures the carrier at every one of its locks.
 TEST_F(CtlRecovery, symbol_rate_that_always_reads_zero_is_listed_so) {
