@@ -292,7 +292,7 @@ TEST_P(CtlFaultyCycle, is_mended_by_the_next_tune_or_by_none) {
     EXPECT_EQ(parse_json(run.out).at("locks"), GetParam().locks) << GetParam().fault;
 }
 
-// The chips are started once: the first 192 transfers, of which the first writes wake the chip.
+// The chips are started once, by the first 222 transfers.
 INSTANTIATE_TEST_SUITE_P(in_the_start, CtlFaultyCycle,
                          testing::Values(FaultyCycle{"kind = 'nack_transfer'\nnth = 10", 6, 4},
                                          FaultyCycle{"kind = 'nack_transfer'\nnth = 26", 0, 5},
@@ -311,6 +311,23 @@ INSTANTIATE_TEST_SUITE_P(in_a_tune, CtlFaultyCycle,
                          testing::Values(FaultyCycle{"kind = 'nack_transfer'\nnth = 231", 5, 5},
                                          FaultyCycle{"kind = 'stolen_repeater'\nnth = 20", 5, 5},
                                          FaultyCycle{"kind = 'lost_write'\nnth = 187", 5, 5}));
+
+// A cycle does not ask for data: a sweep shows that they lack in every row.
+TEST_F(CtlRecovery, port_that_the_start_did_not_set_up_gives_no_data_in_any_tune) {
+    write_file("two.conf",
+               "[A]\n\tDELIVERY_SYSTEM = DVBS\n\tFREQUENCY = 11100000\n\tPOLARIZATION = VERTICAL\n"
+               "\tSYMBOL_RATE = 22000000\n\tINNER_FEC = 3/4\n"
+               "[B]\n\tDELIVERY_SYSTEM = DVBS\n\tFREQUENCY = 11200000\n\tPOLARIZATION = VERTICAL\n"
+               "\tSYMBOL_RATE = 22000000\n\tINNER_FEC = 3/4\n");
+    write_file("port.toml",
+               "[[satellite]]\nname = 'A'\ntable = 'two.conf'\n"
+               "[[fault]]\nkind = 'nack_transfer'\nnth = 197\n");
+
+    run = ctl("sweep --board sim:port.toml --format json two.conf");
+
+    EXPECT_EQ(run.status, 5);
+    EXPECT_EQ(parse_json(run.out).at("totals").at("locked_without_data"), 2);
+}
 
 // The scan has 12 candidates there.
 TEST_F(CtlRecovery, carriers_that_come_when_the_list_is_full_are_lost) {
