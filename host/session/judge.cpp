@@ -99,13 +99,16 @@ void Judge::see_cable(const tune_request &request) {
 }
 
 void Judge::see_leg(const CableLeg &leg) {
+    if (can_tell()) {
+        disturbances_->begin_channel();
+    }
     if (!can_judge_figures() || world_->scenario().unicable) {
         return;
     }
     const sim::Receiver &receiver = world_->receiver();
     const auto &fitted_switch = world_->scenario().diseqc_switch;
     const unsigned volts = leg.voltage_18v ? 18 : 13;
-    if (receiver.supply_volts() != volts) {
+    if (receiver.supply_volts() != volts && !supply_has_tripped()) {
         charge("voltage wrong",
                fmt::format("{} V on the cable, {} V asked for", receiver.supply_volts(), volts));
     }
@@ -196,12 +199,11 @@ void Judge::hear_published(const Signal &signal) {
     if (!can_judge_figures()) {
         return;
     }
-    // The mean of sixteen polls, which threads that wake late have not done yet.
-    constexpr std::uint64_t longest_delay_ns = 20'000'000;
     const sim::Verdict verdict = world_->receiver().verdict();
-    if ((!verdict.carrier || is_steady(verdict)) &&
-        world_->scenario().time.longest_delay_ns <= longest_delay_ns) {
-        judge_strength(signal.strength_percent, verdict.locked());
+    if (!verdict.carrier || is_steady(verdict)) {
+        if (disturbances_->let_mean_fill(verdict.restarts != 0)) {
+            judge_strength(signal.strength_percent, verdict.locked());
+        }
         judge_silence(verdict, signal.quality_db);
     }
     if (verdict.locked()) {
@@ -213,7 +215,7 @@ void Judge::hear_published(const Signal &signal) {
 }
 
 void Judge::hear(const ReceptionReading &reading) {
-    if (!can_judge_figures()) {
+    if (!can_judge_figures() || disturbances_->interrupt_counting(counted_ns_)) {
         forget_counts();
         return;
     }
@@ -296,12 +298,12 @@ void Judge::hear_list(const std::string &objection) {
 // and transfers, 20 ms of them on a bus of 400 kHz.
 void Judge::hear_called_off(std::uint64_t ended_in_ms) {
     constexpr std::uint64_t rest_and_waits_ms = 1'280;
-    constexpr std::uint64_t bits_in_ms = 8'000'000;
-    if (!can_tell() || !world_->scenario().faults.empty()) {
+    constexpr double bits_in_ms = 8'000'000;
+    if (!can_tell() || !world_->scenario().faults.empty() || disturbances_->delay_threads()) {
         return;
     }
-    const std::uint64_t longest_ms =
-        rest_and_waits_ms + bits_in_ms / world_->scenario().board.bus_clock_hz;
+    const auto longest_ms = static_cast<std::uint64_t>(
+        rest_and_waits_ms + bits_in_ms / disturbances_->slowest_bus_hz());
     if (ended_in_ms > longest_ms) {
         charge("called off late",
                fmt::format("the scan ends {} ms after it was called off, {} ms are enough",
@@ -351,7 +353,7 @@ void Judge::see_end() {
     if (receiver.bus_is_open()) {
         charge("bus left open", "the session is over and the bus was not closed");
     }
-    if (stays_on_) {
+    if (stays_on_ || disturbances_->lose_transfers()) {
         return;
     }
     if (receiver.supply_volts() != 0) {
@@ -445,8 +447,20 @@ bool Judge::is_settled() const {
     });
 }
 
+// A short circuit switches the supply off, whatever is asked of it, and for longer than it lasts.
+bool Judge::supply_has_tripped() const {
+    const std::uint64_t now_ms = world_->clock().now_ns() / 1'000'000;
+    const auto &events = world_->scenario().events;
+    return world_->receiver().supply_volts() == 0 &&
+           std::any_of(events.begin(), events.end(), [&](const sim::Event &event) {
+               return event.kind == sim::Event::Kind::cable_shorted &&
+                      event.period.from_ms <= now_ms;
+           });
+}
+
 bool Judge::can_judge_figures() const {
-    return can_tell() && world_->scenario().faults.empty() && is_settled();
+    return can_tell() && world_->scenario().faults.empty() && is_settled() &&
+           !disturbances_->spoil_figures();
 }
 
 // The driver counts the tuner's own offset with the wrong sign where the spectrum arrives mirrored
@@ -582,7 +596,8 @@ void Judge::judge_wrong_ones(const sim::Verdict &verdict, const ErrorCount &erro
 }
 
 void Judge::judge_packets(const sim::Verdict &verdict, const ErrorCount &errors) {
-    if (!counted_ns_) {
+    constexpr double slow_bus_hz = 100'000;  // on which a reading takes longer than that
+    if (!counted_ns_ || disturbances_->slowest_bus_hz() < slow_bus_hz) {
         return;
     }
     constexpr double counting_s = 0.03;  // a frame, and the transfers of a reading on a slow bus

@@ -11,6 +11,7 @@
 #include "host/boards/simulated_board.h"
 #include "host/cable/cable_leg.h"
 #include "host/cable/cable_wish.h"
+#include "host/session/disturbances.h"
 #include "host/session/reception_reading.h"
 #include "host/terminal/console.h"
 #include "host/terminal/failure.h"
@@ -52,14 +53,19 @@ struct FoundCarrierFigures {
 // is wrong. On a board without such a world it says nothing at all.
 //
 // Figures are compared only while they can be right: with lock, when nothing has changed around the
-// receiver for two seconds, and on a board without faults, which may be why a figure is wrong. A
-// quality is let be where locks come and go, less than 2 dB above the threshold, and all of them
-// just below it, where the lock may be gone between two readings. A published strength is
-// the mean of polls: where threads wake so late that they cannot all have been made, it is let be.
+// receiver for two seconds, and on a board without faults, which may be why a figure is wrong; one
+// of the bus or of the process's time is none before it begins, nor for a channel that was set up
+// when it was over. A quality is let be where locks come and go, less than 2 dB above the
+// threshold, and all of them just below it, where the lock may be gone between two readings. A
+// published strength is the mean of polls: where they cannot all have been made, it is let be.
 class Judge {
  public:
     // Null where nobody can tell.
-    explicit Judge(SimulatedBoard *world) : world_(world) {}
+    explicit Judge(SimulatedBoard *world) : world_(world) {
+        if (world != nullptr) {
+            disturbances_.emplace(*world);
+        }
+    }
 
     // The world behind the board knows better.
     [[nodiscard]] bool can_tell() const { return world_ != nullptr; }
@@ -145,6 +151,7 @@ class Judge {
 
  private:
     [[nodiscard]] bool is_settled() const;
+    [[nodiscard]] bool supply_has_tripped() const;
     [[nodiscard]] bool can_judge_figures() const;
     [[nodiscard]] bool frequencies_can_be_right() const;
     void judge_quality(const sim::Verdict &verdict, int quality_db);
@@ -162,6 +169,7 @@ class Judge {
     void judge_packets(const sim::Verdict &verdict, const ErrorCount &errors);
 
     SimulatedBoard *world_;
+    std::optional<Disturbances> disturbances_;  // of that world
     std::optional<CableWish> wish_;
     std::optional<std::uint64_t> counted_ns_;  // when errors were read last
     std::optional<std::uint64_t> told_ns_;     // when a count was told last, or might have begun

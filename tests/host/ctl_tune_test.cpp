@@ -108,6 +108,30 @@ TEST_F(CtlTune, a_strength_that_sleepy_threads_have_not_averaged_yet_is_nobodys_
     EXPECT_EQ(run.err, "");
 }
 
+TEST_F(CtlTune, what_bus_and_time_do_to_the_figures_is_nobodys_fault) {
+    const std::string fault = "[[fault]]\nkind = ";
+    for (const std::string &board :
+         {fault + "\"slow_bus\"\nfactor = 3", fault + "\"slow_bus\"\nfactor = 100",
+          std::string("[board]\nbus_clock_hz = 40_000"), std::string("[clock]\nlate_us = 20_000"),
+          fault + "\"stall\"\nat_ms = 800\nlength_ms = 10_000",
+          fault + "\"suspend\"\nat_ms = 1_200\nlength_ms = 10_000",
+          fault + "\"nack_address\"\naddress = 0xC0\nfrom_ms = 1_500"}) {
+        write_world("disturbed.toml", board.c_str(), 22'000'000);
+        const Outcome run = ctl(by_numbers + " --board sim:disturbed.toml");
+        EXPECT_EQ(run.status, 0) << board;
+        EXPECT_EQ(run.err, "") << board;
+    }
+}
+
+TEST_F(CtlTune, a_supply_that_has_tripped_gives_no_voltage) {
+    write_world("short.toml", "[[event]]\nkind = \"cable_shorted\"", 22'000'000);
+    for (const char *way : {" --via plugin", " --via chip"}) {
+        const Outcome run = ctl(by_numbers + " --board sim:short.toml" + way);
+        EXPECT_EQ(run.status, 5);
+        EXPECT_THAT(run.err, testing::Not(HasSubstr("voltage wrong")));
+    }
+}
+
 TEST_F(CtlTune, takes_a_downlink_as_lists_print_it) {
     write_file("Small", table_row(11494000, 22000000, "First"));
     for (const char *target : {"--frequency '11494 H' --symbol-rate 22Msps --system dvbs2",
