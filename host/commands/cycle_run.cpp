@@ -247,6 +247,8 @@ void CycleRun::tune(Guest &guest, const char *what, const tune_request &request)
         step.problem = "no lock in time";
     } else if (pause() && guest.calls().get_lock() != 1) {
         step.problem = "the lock did not stay";
+    } else if (const std::string missing = rig_.judge().without_data(); !missing.empty()) {
+        step.problem = "locked without data: " + missing;
     }
     note(std::move(step));
 }

@@ -48,6 +48,21 @@ struct OnScreen {
     MeterScreen meter;
 };
 
+// What a simulated world has to say of a reading.
+void judge_reading(Judge &judge, const ReceptionReading &reading, MonitorReport &report) {
+    judge.hear(reading);
+    judge.expect_data();
+    if (reading.locked && report.without_data.empty()) {
+        report.without_data = judge.without_data();
+    }
+}
+
+void say_what_lacked_data(Console &console, const MonitorReport &report) {
+    if (!report.without_data.empty()) {
+        console.error("locked without data: " + report.without_data);
+    }
+}
+
 ExitStatus watch_to_its_end(const Program &program, ChipRig &rig, ChipSession &session,
                             const TunePlan &plan, const WatchedChannel &channel,
                             const WatchOptions &options, Output &output) {
@@ -138,7 +153,8 @@ MonitorReport watch_channel(const Program &program, ChipRig &rig, ChipSession &s
                             ChipReceptionReader &reader, const WatchedChannel &channel,
                             const WatchOptions &options, MonitorWriter &writer) {
     const std::uint64_t begin_ns = now_ns();
-    MonitorReport report{.about = channel.about, .cut_short_by = {}, .lock = {}, .complaints = {}};
+    MonitorReport report;
+    report.about = channel.about;
     std::unique_ptr<OnScreen> on_screen = OnScreen::where_wanted(program, channel.title, options);
     const double usual_s = on_screen ? screen_period_s : usual_period_s;
     report.lock = watch_reception(
@@ -151,8 +167,7 @@ MonitorReport watch_channel(const Program &program, ChipRig &rig, ChipSession &s
          .show =
              [&](const MonitorReading &reading) {
                  session.take_lines();
-                 rig.judge().hear(reading.reception);
-                 rig.judge().expect_data();
+                 judge_reading(rig.judge(), reading.reception, report);
                  if (on_screen) {
                      writer.count(reading);
                      on_screen->meter.show(reading);
@@ -167,6 +182,7 @@ MonitorReport watch_channel(const Program &program, ChipRig &rig, ChipSession &s
                  }
              }});
     on_screen.reset();
+    say_what_lacked_data(program.console, report);
     report.watched_ms = ms_since(begin_ns);
     report.cut_short_by = rig.cut_short_by();
     report.complaints = rig.complaints();

@@ -18,6 +18,7 @@ struct MonitorReport {
     std::string cut_short_by;  // "cancelled" or why the board is gone; empty when it ended in time
     std::uint64_t watched_ms = 0;
     LockRecord lock;
+    std::string without_data;  // why none came behind a lock, where somebody knows
     Complaints complaints;
 };
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "host/doctor/reception_examination.h"
 
+#include <string>
+
 #include "host/cable/request.h"
 #include "host/doctor/missing_lock.h"
 #include "host/doctor/reception_measurement.h"
@@ -21,6 +23,7 @@ class Examination {
     void examine_cable();
     bool look_for_lock();
     void examine_lock();
+    void examine_data();
     void judge_lock(bool locked);
     void judge(const ReceptionReading &reading);
     void examine_standby(bool locked);
@@ -79,6 +82,17 @@ void Examination::examine_lock() {
     }
     findings_.examine("watch",
                       [this] { return finding_of(watch_lock(reception_, times_.watch_ms)); });
+    examine_data();
+}
+
+// Behind a lock; only a simulated world can tell.
+void Examination::examine_data() {
+    const std::string missing = reception_.judge().without_data();
+    if (!missing.empty()) {
+        findings_.examine("signal", [&missing] {
+            return finding_of(cause_at("signal", "no_data"), "locked without data: " + missing);
+        });
+    }
 }
 
 // What a simulated world knows of it.

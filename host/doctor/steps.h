@@ -35,7 +35,9 @@ inline constexpr auto step_rows = std::to_array<StepRow>({
     {"ports", "without lock: whether it locks through another port of a switch"},
     {"polarisation", "without lock: whether it locks with the other voltage"},
     {"drift", "without lock: whether a carrier some MHz away locks"},
-    {"signal", "without lock: whether a carrier stands where it belongs"},
+    {"signal",
+     "without lock: whether a carrier stands where it belongs; with lock, in a simulated world: "
+     "only when no data come"},
     {"standby", "sleep for `--standby` (1 s, 0 leaves it out), wake, lock again"},
 });
 

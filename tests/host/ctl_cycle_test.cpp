@@ -126,6 +126,15 @@ TEST_F(CtlCycle, power_cut_in_standby_is_no_lock) {
     EXPECT_THAT(run.err, HasSubstr("tune of Tuner A: no lock in time"));
 }
 
+TEST_F(CtlCycle, a_lock_without_data_is_no_reception) {
+    const Outcome wrapped =
+        ctl("cycle --standbys 0 --board sim:" DS3000_SYMPTOMS "/rate-wrapped.toml");
+
+    EXPECT_EQ(wrapped.status, 5);
+    EXPECT_THAT(wrapped.out, HasSubstr("lock after 150 ms: locked without data: the "));
+    EXPECT_THAT(wrapped.err, HasSubstr("tune of Tuner A: locked without data: the "));
+}
+
 TEST_F(CtlCycle, rows_stream) {
     write_file("world.toml", cycled_carrier);
     const Outcome lines = ctl("cycle --board sim:world.toml --standbys 0 --format jsonl");

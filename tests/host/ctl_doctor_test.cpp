@@ -87,6 +87,17 @@ TEST_F(CtlDoctor, finds_the_built_in_world_healthy) {
     EXPECT_GE(step(result, "quality").at("values").at("quality_db"), 15);
 }
 
+TEST_F(CtlDoctor, a_lock_without_data_is_not_healthy) {
+    const auto result = examine_board("sim:" DS3000_SYMPTOMS "/rate-wrapped.toml");
+
+    EXPECT_EQ(run.status, 5);
+    EXPECT_EQ(result.at("diagnosis"), "no_data");
+    EXPECT_EQ(said(result, "lock"), "ok");
+    EXPECT_EQ(said(result, "signal"), "failed");
+    EXPECT_THAT(std::string(step(result, "signal").at("measured")),
+                HasSubstr("locked without data: the transport-stream clock of"));
+}
+
 TEST_F(CtlDoctor, finds_every_chip_healthy) {
     for (const std::string chip : {"DS300X", "DS3002B", "DS3103"}) {
         for (const std::string more : {"", "tuner_identity = 0x41\n", "lnbh23 = true\n"}) {

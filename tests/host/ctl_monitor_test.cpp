@@ -298,5 +298,14 @@ TEST_F(TuneWatch, says_what_it_cannot_honour) {
     EXPECT_THAT(monitor("--position B").err, HasSubstr("--user-band"));
 }
 
+TEST_F(CtlMonitor, says_what_locks_without_data) {
+    const Outcome watched =
+        ctl("monitor --frequency 11494M --polarisation H --symbol-rate 33M --system dvbs2 --for 3 "
+            "--board sim:" DS3000_SYMPTOMS "/rate-wrapped.toml");
+
+    EXPECT_EQ(watched.status, 0);
+    EXPECT_THAT(watched.err, HasSubstr("locked without data: the transport-stream clock of"));
+}
+
 }  // namespace
 }  // namespace tests
