@@ -6,14 +6,15 @@
 #include <algorithm>
 #include <iterator>
 
+#include "host/commands/no_lock.h"
 #include "host/terminal/counted.h"
 
 namespace host {
 
 namespace {
 
-const std::vector<std::string> step_members{"step",    "tuner",   "result", "at_ms",
-                                            "took_ms", "lock_ms", "problem"};
+const std::vector<std::string> step_members{"step",    "tuner",   "result",   "at_ms",
+                                            "took_ms", "lock_ms", "restarts", "problem"};
 
 Json step_json(const CycleStep &step) {
     Json json{{"step", step.what},
@@ -23,6 +24,9 @@ Json step_json(const CycleStep &step) {
               {"took_ms", step.took_ms}};
     if (step.lock_ms) {
         json["lock_ms"] = *step.lock_ms;
+    }
+    if (step.restarts != 0) {
+        json["restarts"] = step.restarts;
     }
     if (!step.went_well()) {
         json["problem"] = step.problem;
@@ -37,6 +41,7 @@ std::string line_of(const CycleStep &step) {
     if (step.lock_ms) {
         line += fmt::format(", lock after {} ms", *step.lock_ms);
     }
+    line += restarts_in_words(step.restarts);
     return step.went_well() ? line : line + ": " + step.problem;
 }
 

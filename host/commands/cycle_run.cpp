@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "host/cable/cable_wish.h"
+#include "host/commands/no_lock.h"
 #include "host/session/lock_wait.h"
 #include "host/session/pace.h"
 
@@ -240,7 +241,11 @@ void CycleRun::tune(Guest &guest, const char *what, const tune_request &request)
     const bool set_up = guest.calls().tune(request) == 1;
     step.took_ms = ms_since(from_ns);
     set_up_ms_ = set_up_ms_ == 0 ? step.took_ms : set_up_ms_;
+    // Another tune to the same channel is one too, and no doing of the driver's.
+    const unsigned before = restarts_of(rig_.board()).value_or(0);
     step.lock_ms = wait_for_lock(guest);
+    const unsigned restarts = restarts_of(rig_.board()).value_or(0);
+    step.restarts = restarts - std::min(restarts, before);
     if (!set_up) {
         step.problem = "the channel could not be set up";
     } else if (!step.lock_ms) {

@@ -21,6 +21,7 @@ struct CycleStep {
     std::uint64_t at_ms = 0;                    // since the cycle began
     std::uint64_t took_ms = 0;                  // the call alone
     std::optional<std::uint64_t> lock_ms = {};  // of a tune: until the lock came after it
+    unsigned restarts = 0;                      // of its search, by the driver, where known
     bool found_chips = true;                    // false for an init that did not
     std::string problem = {};                   // empty where all went well
 

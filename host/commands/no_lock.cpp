@@ -2,6 +2,7 @@
 #include "host/commands/no_lock.h"
 
 #include "host/boards/simulated_board.h"
+#include "host/terminal/counted.h"
 
 namespace host {
 
@@ -24,6 +25,10 @@ std::optional<unsigned> restarts_of(HostBoard &board) {
     SimulatedBoard *const simulated = board.simulated();
     return simulated == nullptr ? std::nullopt
                                 : std::optional(simulated->receiver().verdict().restarts);
+}
+
+std::string restarts_in_words(unsigned restarts) {
+    return restarts == 0 ? "" : ", " + counted(restarts, "restart");
 }
 
 Json json_of(const std::optional<NoLock> &known) {

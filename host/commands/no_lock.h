@@ -21,6 +21,9 @@ std::optional<NoLock> explain_no_lock(HostBoard &board);
 // How often the driver began the search for the channel anew; a simulated world knows.
 std::optional<unsigned> restarts_of(HostBoard &board);
 
+// ", 2 restarts", to stand behind how long a lock took; empty where there were none.
+std::string restarts_in_words(unsigned restarts);
+
 // The members "reason" and "explanation" of a result, if anybody knows them.
 Json json_of(const std::optional<NoLock> &known);
 

@@ -32,13 +32,14 @@ void add_reception(Json &result, Reception &reception, Workbench &bench) {
 }
 
 void write_reception(Output &output, const Json &result, const Reception &reception) {
+    const std::string restarts = restarts_in_words(result.value("restarts", 0U));
     if (result.at("locked").get<bool>()) {
-        write_fact(output, "lock", fmt::format("yes, after {} ms", *reception.lock_ms));
+        write_fact(output, "lock", fmt::format("yes, after {} ms{}", *reception.lock_ms, restarts));
         if (!reception.without_data.empty()) {
             write_fact(output, "data", fmt::format("none: {}", reception.without_data));
         }
     } else {
-        write_fact(output, "lock", fmt::format("no, after {} ms", reception.waited_ms));
+        write_fact(output, "lock", fmt::format("no, after {} ms{}", reception.waited_ms, restarts));
         write_fact(output, "reason", result.value("explanation", "the board cannot tell"));
     }
     for (const auto &[what, value] : words_of(reception.reading)) {

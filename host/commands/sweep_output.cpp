@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "host/cable/describe.h"
+#include "host/commands/no_lock.h"
 #include "host/terminal/counted.h"
 
 namespace host {
@@ -207,6 +208,7 @@ std::string line_of(const SweptRow &row) {
     if (row.lock_ms) {
         text += fmt::format("  {} ms", *row.lock_ms);
     }
+    text += restarts_in_words(row.restarts.value_or(0));
     if (row.signal) {
         text += fmt::format(", {} dB, {} %", row.signal->quality_db, row.signal->strength_percent);
     }

@@ -135,6 +135,17 @@ TEST_F(CtlCycle, a_lock_without_data_is_no_reception) {
     EXPECT_THAT(wrapped.err, HasSubstr("tune of Tuner A: locked without data: the "));
 }
 
+TEST_F(CtlCycle, restarts_of_a_search_are_told) {
+    const std::string diverges = "[[fault]]\nkind = \"equaliser_divergence\"\n";
+    const json whole = cycle(diverges, "--standbys 0");
+    EXPECT_EQ(whole.at("steps").at(1).at("step"), "tune");
+    EXPECT_EQ(whole.at("steps").at(1).at("restarts"), 1);
+    EXPECT_FALSE(whole.at("steps").at(2).contains("restarts"));
+    EXPECT_THAT(ctl("cycle --standbys 0 --board sim:world.toml").out,
+                HasSubstr(" ms, lock after 100 ms, 1 restart\n"));
+    EXPECT_THAT(cycle("").dump(), testing::Not(HasSubstr("restarts")));
+}
+
 TEST_F(CtlCycle, rows_stream) {
     write_file("world.toml", cycled_carrier);
     const Outcome lines = ctl("cycle --board sim:world.toml --standbys 0 --format jsonl");
@@ -147,7 +158,7 @@ TEST_F(CtlCycle, rows_stream) {
     EXPECT_EQ(breaks_schema(parse_json(lines.out.substr(last + 1)), "cycle-summary"), "");
 
     EXPECT_THAT(ctl("cycle --board sim:world.toml --standbys 0 --format csv").out,
-                testing::StartsWith("step,tuner,result,at_ms,took_ms,lock_ms,problem\n"
+                testing::StartsWith("step,tuner,result,at_ms,took_ms,lock_ms,restarts,problem\n"
                                     "init,A,ok,0,"));
     const Outcome text = ctl("cycle --board sim:world.toml --standbys 0");
     EXPECT_THAT(text.out, HasSubstr("A  tune            ok"));

@@ -63,6 +63,12 @@ class CtlRecovery : public CtlTest {
     Outcome run;
 };
 
+TEST_F(CtlRecovery, restarts_of_the_search_are_told_in_words) {
+    const std::string world = path_of("starved-worker");
+    EXPECT_THAT(ctl(command_of(world) + " --board sim:" + world).out,
+                testing::ContainsRegex("lock         yes, after [0-9]+ ms, 1 restart\n"));
+}
+
 class CtlMended : public CtlRecovery, public testing::WithParamInterface<MendedWorld> {};
 
 TEST_P(CtlMended, receives) {
