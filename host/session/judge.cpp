@@ -353,9 +353,21 @@ void Judge::see_end() {
     if (receiver.bus_is_open()) {
         charge("bus left open", "the session is over and the bus was not closed");
     }
-    if (stays_on_ || disturbances_->lose_transfers()) {
+    if (stays_on_) {
         return;
     }
+    // No transfer switches the lines.
+    const bool all_arrives = !disturbances_->lose_transfers();
+    if (all_arrives || !world_->scenario().board.lnbh23) {
+        see_supply_left();
+    }
+    if (all_arrives) {
+        see_chips_left();
+    }
+}
+
+void Judge::see_supply_left() {
+    const sim::Receiver &receiver = world_->receiver();
     if (receiver.supply_volts() != 0) {
         charge("supply left on",
                fmt::format("the session is over and the LNB has {} V", receiver.supply_volts()));
@@ -363,6 +375,10 @@ void Judge::see_end() {
         charge("supply left on",
                "the session is over and a part of the supply is not switched off");
     }
+}
+
+void Judge::see_chips_left() {
+    const sim::Receiver &receiver = world_->receiver();
     if (receiver.program_waits()) {
         charge("program not started",
                "the session is over and the micro-controller was never let run its program");

@@ -154,6 +154,8 @@ class Judge {
     [[nodiscard]] bool supply_has_tripped() const;
     [[nodiscard]] bool can_judge_figures() const;
     [[nodiscard]] bool frequencies_can_be_right() const;
+    void see_supply_left();
+    void see_chips_left();
     void judge_quality(const sim::Verdict &verdict, int quality_db);
     void judge_silence(const sim::Verdict &verdict, int quality_db);
     void judge_strength(unsigned percent, bool locked);

@@ -3,7 +3,12 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
+#include <fstream>
+
 #include "ds3000/demod/ts_divider.h"
+#include "ds3000/hw/driver_record.h"
+#include "ds3000/hw/lnb_supply.h"
 #include "ds3000/hw/register_access.h"
 #include "host/cable/lnb_choice.h"
 #include "host/cable/request.h"
@@ -341,6 +346,23 @@ TEST_F(JudgeTest, sees_what_is_left_on) {
                                                 charge_of("supply left on", "the LNB has 13 V"),
                                                 charge_of("chip left awake", "the demodulator")));
     EXPECT_EQ(judge.complaints().back().count, 2U) << "the tuner too";
+}
+
+// Two in a hundred get lost, and the chips were never woken; no transfer switches the lines.
+TEST(JudgeOfLostTransfers, sees_lines_that_are_left_on) {
+    const auto file = std::filesystem::temp_directory_path() / "lossy.toml";
+    std::ofstream(file) << "[[fault]]\nkind = \"nack_transfer\"\nshare = 0.02\n";
+    host::BoardOptions options;
+    options.uri = "sim:" + file.string();
+    host::SimulatedBoard lossy{options};
+    Judge judge{&lossy};
+    const ds3000_driver supply{};
+    set_lnb_supply(&supply, 1, 0);
+
+    judge.see_end();
+
+    EXPECT_THAT(judge.complaints(), ElementsAre(charge_of("supply left on", "the LNB has 13 V")));
+    std::filesystem::remove(file);
 }
 
 TEST_F(JudgeTest, sees_a_program_that_was_never_started) {
