@@ -170,7 +170,7 @@ TEST_F(CtlCycle, transponder_outside_the_limits_is_refused) {
         ctl("cycle --frequency 13000M --polarisation H --symbol-rate 22M --system dvbs").status, 9);
 }
 
-// From the beginning, in the middle of the first tune, and in a poll, behind which the getters go on.
+// From the beginning, in the middle of the first tune, and in a poll.
 TEST_F(CtlCycle, call_that_hangs_is_named) {
     const std::map<std::string, std::string> calls{
         {"init", "nth = 1"}, {"tune", "nth = 480"}, {"finalize", "from_ms = 1000"}};
