@@ -222,6 +222,7 @@ TEST_P(CtlKnown, comes_to_what_is_written_down) {
 INSTANTIATE_TEST_SUITE_P(
     shipped, CtlKnown,
     testing::Values(KnownWorld{"identity-late", 4, "24 steps, 4 locks, 1 failed"},
+                    KnownWorld{"adapter-hangs", 1, "the plug-in hangs: finalize has not returned"},
                     KnownWorld{"identity-changes", 0, "26 steps, 5 locks, 0 failed"},
                     KnownWorld{"variant-wrong", 0, "23 steps, 4 locks, 0 failed"},
                     KnownWorld{"power-mid-poll", 4, "the chips lost their power for a moment"},
