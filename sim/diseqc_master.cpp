@@ -70,7 +70,6 @@ void DiseqcMaster::set_powered(bool powered, std::uint64_t now_ns) {
     }
     powered_ = powered;
     opened_ns_ = now_ns;
-    told_open_ = false;
     plan_tone(now_ns);
     set_due();
 }
@@ -229,6 +228,7 @@ void DiseqcMaster::plan_tone(std::uint64_t now_ns) {
 void DiseqcMaster::start(Operation operation, std::uint64_t now_ns) {
     const bool is_message = operation == Operation::message;
     operation_ = operation;
+    told_open_ = false;
     begun_ = false;
     reaches_cable_ = false;
     stands_apart_ = false;
@@ -300,7 +300,6 @@ void DiseqcMaster::write_output(std::uint8_t value, std::uint64_t now_ns) {
     output_ = value;
     if (output_is_open() && !was_open) {
         opened_ns_ = now_ns;
-        told_open_ = false;
     } else if (was_open && !output_is_open()) {
         end_operation(now_ns, fmt::format("A2 = {:02X}", value));
     }

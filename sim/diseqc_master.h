@@ -100,7 +100,7 @@ class DiseqcMaster {
     std::uint8_t control_ = 0;
     std::uint8_t output_;
     std::uint64_t opened_ns_ = 0;
-    bool told_open_ = false;  // since it was opened
+    bool told_open_ = false;  // of the last operation
     bool continuous_ = false;
     bool tone_is_on_ = false;
     std::uint64_t tone_due_ns_ = never;

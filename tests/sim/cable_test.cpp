@@ -37,6 +37,13 @@ class Cable : public ReceiverTest {
         sleep_ms(20);
     }
 
+    // A message for port 2 begins, or the silence before it.
+    void start_message_at_13v() {
+        start_at_13v();
+        poke(0xA2, 0x01);
+        start_message({0xE0, 0x10, 0x38, 0xF4});
+    }
+
     std::vector<Offence> offences() {
         std::vector<Offence> found;
         for (const sim::Complaint &complaint : receiver().complaints()) {
@@ -134,9 +141,7 @@ TEST_F(Cable, silence_before_the_tone_begins_when_the_output_is_opened) {
 }
 
 TEST_F(Cable, output_is_not_left_open) {
-    start_at_13v();
-    poke(0xA2, 0x01);
-    start_message({0xE0, 0x10, 0x38, 0xF4});
+    start_message_at_13v();
     sleep_ms(15 + 54 + 900);
     peek(0xA1);
     EXPECT_THAT(offences(), IsEmpty());
@@ -160,19 +165,27 @@ TEST_F(Cable, output_that_was_left_open_is_opened_anew) {
 }
 
 TEST_F(Cable, output_is_stopped_before_the_chip_sleeps) {
-    start_at_13v();
-    poke(0xA2, 0x01);
-    start_message({0xE0, 0x10, 0x38, 0xF4});
+    start_message_at_13v();
     sleep_ms(100);
     poke(0x08, 0x00);
 
     EXPECT_THAT(first_of(Offence::output_left_open), HasSubstr(", when the chip is powered down"));
 }
 
-TEST_F(Cable, message_ended_too_early_is_cut) {
-    start_at_13v();
-    poke(0xA2, 0x01);
+TEST_F(Cable, each_message_that_leaves_the_output_open_is_complained_of) {
+    start_message_at_13v();
+    sleep_ms(1'200);
+    peek(0xA1);
     start_message({0xE0, 0x10, 0x38, 0xF4});
+    sleep_ms(1'200);
+    peek(0xA1);
+
+    ASSERT_THAT(offences(), ElementsAre(Offence::output_left_open));
+    EXPECT_EQ(receiver().complaints().front().count, 2U);
+}
+
+TEST_F(Cable, message_ended_too_early_is_cut) {
+    start_message_at_13v();
     sleep_ms(60);
 
     poke(0xA1, 0x40);
@@ -184,9 +197,7 @@ TEST_F(Cable, message_ended_too_early_is_cut) {
 }
 
 TEST_F(Cable, message_is_cut_by_the_next_one) {
-    start_at_13v();
-    poke(0xA2, 0x01);
-    start_message({0xE0, 0x10, 0x38, 0xF4});
+    start_message_at_13v();
     sleep_ms(60);
 
     start_message({0xE0, 0x10, 0x38, 0xFC});
@@ -195,9 +206,7 @@ TEST_F(Cable, message_is_cut_by_the_next_one) {
 }
 
 TEST_F(Cable, message_is_cut_by_the_chips_sleep) {
-    start_at_13v();
-    poke(0xA2, 0x01);
-    start_message({0xE0, 0x10, 0x38, 0xF4});
+    start_message_at_13v();
     sleep_ms(60);
 
     poke(0x08, 0x00);
@@ -206,9 +215,7 @@ TEST_F(Cable, message_is_cut_by_the_chips_sleep) {
 }
 
 TEST_F(Cable, voltage_that_changes_during_a_message_destroys_it) {
-    start_at_13v();
-    poke(0xA2, 0x01);
-    start_message({0xE0, 0x10, 0x38, 0xF4});
+    start_message_at_13v();
     sleep_ms(40);
     supply(true, true);
     sleep_ms(40);
