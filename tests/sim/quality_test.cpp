@@ -177,6 +177,19 @@ TEST_F(Quality, dvbs2_counts_packets_and_the_errors_among_them) {
     EXPECT_LT(peek(0xD6) << 8 | peek(0xD5), 100);  // counters were restarted
 }
 
+TEST_F(Quality, dvbs2_loses_a_packet_of_a_thousand_0_4_db_below_its_threshold) {
+    scenario.cn_db = 7.05;
+    scenario.jitter_db = 0;
+    lock(demo_transponder(10'900));
+
+    poke(0xF9, 0x01);
+    poke(0xF9, 0x00);
+    sleep_ms(1'000);
+
+    // Of 28,972 a second. At the threshold it is one of ten million.
+    EXPECT_NEAR(peek(0xF8) << 8 | peek(0xF7), 29, 3);
+}
+
 TEST_F(Quality, counters_of_dvbs2_stand_still_while_they_are_reset) {
     scenario.impulses_per_s = 10;
     lock(demo_transponder(10'900));
