@@ -127,8 +127,7 @@ inline constexpr auto causes = std::to_array<Cause>({
     {"signal", "no_data", Health::failed, ExitStatus::no_lock,
      "The channel is received, and nothing can be watched: look at the mode of the "
      "transport-stream port that the board is wired for. From 32768 ksym/s on the driver reads the "
-     "symbol rate back "
-     "wrapped and leaves the port's clock at its lowest"},
+     "symbol rate back wrapped and leaves the port's clock at its lowest"},
     {"standby", "power_lost_in_standby", Health::failed, ExitStatus::hardware_absent,
      "Standby cuts the chips' power, and the firmware with it, while the driver believes it "
      "loaded: keep that supply on, or unload the plug-in and load it again after standby"},
