@@ -97,7 +97,8 @@ class Judgement(unittest.TestCase):
         return defects.Outcome(defects.Defect(name, "", "", "", ""), command, command)
 
     def lists(self, unseen=(), still_open=()):
-        return {"unseen": dict.fromkeys(unseen, "why"), "open": dict.fromkeys(still_open, "what")}
+        return {"unseen": dict.fromkeys(unseen, "why"), "moments": {},
+                "open": dict.fromkeys(still_open, "what")}
 
     def test_a_mistake_that_nothing_notices_has_to_be_listed(self):
         outcomes = [self.outcome("001-a", None)]
@@ -115,9 +116,16 @@ class Judgement(unittest.TestCase):
             found = defects.judge(outcomes, [], self.lists([], ["001-a"]), complete)
             self.assertEqual(len(found), wrong)
 
-    def test_five_of_a_hundred_may_go_unnoticed_and_six_not_whatever_list_has_them(self):
-        for unseen, wrong in ((5, 0), (6, 1)):
-            names = [f"{i:03d}-x" for i in range(100)]
+    def test_what_a_moved_moment_shows_is_not_noticed(self):
+        outcomes = [self.outcome("001-a", "tune"), self.outcome("002-b", "tune"),
+                    self.outcome("001-a", "sweep")]
+        found = defects.without_moments(outcomes, {"001-a": "why"})
+        self.assertEqual([(o.defect.name, o.command) for o in found],
+                         [("001-a", None), ("002-b", "tune")])
+
+    def test_55_of_a_thousand_may_go_unnoticed_and_56_not_whatever_list_has_them(self):
+        for unseen, wrong in ((55, 0), (56, 1)):
+            names = [f"{i:03d}-x" for i in range(1000)]
             outcomes = [self.outcome(name, None if i < unseen else "tune")
                         for i, name in enumerate(names)]
             lists = self.lists(names[:3], names[3:unseen])
