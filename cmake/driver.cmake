@@ -97,8 +97,23 @@ target_compile_options(ds3000_objects PRIVATE $<$<CONFIG:Release>:-fomit-frame-p
 set_target_properties(ds3000_objects PROPERTIES
   CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 
+# The public headers' folder: the tree itself, or for a project that builds this one within its own the
+# copies, which nothing but the driver's headers lie beside.
+add_library(ds3000_headers INTERFACE)
+if(PROJECT_IS_TOP_LEVEL)
+  set(headers_folder ${PROJECT_SOURCE_DIR})
+else()
+  set(headers_folder ${PROJECT_BINARY_DIR}/include)
+endif()
+target_include_directories(ds3000_headers INTERFACE $<BUILD_INTERFACE:${headers_folder}>)
+
 add_library(ds3000 STATIC $<TARGET_OBJECTS:ds3000_objects> $<TARGET_OBJECTS:ds3000_firmware>)
-target_link_libraries(ds3000 PUBLIC ds3000_common)
+target_link_libraries(ds3000 INTERFACE ds3000_headers)
+
+# A program that loads the plug-in: it defines the functions of ds3000/hw/hdi.h and lends them.
+add_library(ds3000_plugin_api INTERFACE)
+target_link_libraries(ds3000_plugin_api INTERFACE ds3000_headers ${CMAKE_DL_LIBS})
+target_link_options(ds3000_plugin_api INTERFACE LINKER:--export-dynamic)
 
 # The plug-in, from its own objects: a release build sees all of it at once, which the archive must
 # not, as its user may have another compiler. clang would need a linker of its own for that and goes
@@ -144,13 +159,13 @@ set_target_properties(ds3000_plugin_complete PROPERTIES LINKER_LANGUAGE CXX)
 
 if(DS3000_SHARED_LIBRARY)
   add_library(ds3000_shared SHARED ${ds3000_sources} $<TARGET_OBJECTS:ds3000_firmware>)
-  target_link_libraries(ds3000_shared PRIVATE ds3000_driver_flags)
+  target_link_libraries(ds3000_shared PRIVATE ds3000_driver_flags INTERFACE ds3000_headers)
   # Of the names with external linkage, those that a C program can call.
   target_link_options(ds3000_shared PRIVATE
     -static-libgcc -Wl,--as-needed -Wl,--gc-sections -Wl,-z,relro,-z,now,-z,noexecstack
     -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/libds3000.map)
   set_target_properties(ds3000_shared PROPERTIES
-    OUTPUT_NAME ds3000 SOVERSION ${PROJECT_VERSION_MAJOR} VERSION ${PROJECT_VERSION}
+    OUTPUT_NAME ds3000 EXPORT_NAME chip_shared SOVERSION ${PROJECT_VERSION_MAJOR} VERSION ${PROJECT_VERSION}
     LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/libds3000.map)
 endif()
 
@@ -158,3 +173,13 @@ endif()
 foreach(header IN LISTS ds3000_public_headers)
   configure_file(${header} ${PROJECT_BINARY_DIR}/include/${header} COPYONLY)
 endforeach()
+
+# The names of the installed package serve within a build too.
+set_target_properties(ds3000 PROPERTIES EXPORT_NAME chip)
+set_target_properties(ds3000_plugin_api PROPERTIES EXPORT_NAME plugin_api)
+set_target_properties(ds3000_headers PROPERTIES EXPORT_NAME headers)
+add_library(ds3000::chip ALIAS ds3000)
+add_library(ds3000::plugin_api ALIAS ds3000_plugin_api)
+if(DS3000_SHARED_LIBRARY)
+  add_library(ds3000::chip_shared ALIAS ds3000_shared)
+endif()

@@ -55,7 +55,9 @@ std::vector<std::filesystem::path> plugin_search_path() {
     std::error_code error;
     const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
     if (!error) {
-        folders.push_back(program.parent_path().parent_path() / "lib");
+        const auto beside = program.parent_path();
+        folders.push_back(beside.parent_path() / "lib");
+        folders.push_back((beside / DS3000_PLUGIN_FROM_PROGRAM).lexically_normal());
     }
     folders.emplace_back(DS3000_PLUGIN_DIR);
     return folders;

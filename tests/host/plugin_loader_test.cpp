@@ -79,12 +79,13 @@ TEST(Tuner, every_operation_must_be_there) {
     EXPECT_THAT(tuner_fault(&tuner, 7), HasSubstr("third word"));
 }
 
-TEST(SearchPath, begins_beside_the_program) {
+TEST(SearchPath, is_the_build_s_then_the_installed_tree_s_then_the_configured_one) {
     const auto path = plugin_search_path();
 
-    ASSERT_EQ(path.size(), 2U);
-    EXPECT_EQ(path.front().filename(), "lib");
-    EXPECT_TRUE(path.back().is_absolute());
+    ASSERT_EQ(path.size(), 3U);
+    EXPECT_EQ(path[0].filename(), "lib");
+    EXPECT_EQ(path[1], path[0].parent_path() / "lib" / "ds3000") << "wherever the tree was moved to";
+    EXPECT_TRUE(path[2].is_absolute());
 }
 
 }  // namespace
