@@ -1,0 +1,9 @@
+# SPDX-License-Identifier: MIT
+
+# ds3000-ctl and what belongs to it.
+install(TARGETS ds3000-ctl RUNTIME COMPONENT tool)
+install(DIRECTORY docs/schemas DESTINATION ${DS3000_DATA_INSTALL_DIR} COMPONENT tool
+  FILES_MATCHING PATTERN *.json)
+install(DIRECTORY docs/symptoms/ DESTINATION ${DS3000_DATA_INSTALL_DIR}/scenarios COMPONENT tool
+  FILES_MATCHING PATTERN *.toml)
+install(FILES cmake/60-ds3000.rules DESTINATION lib/udev/rules.d COMPONENT tool)
