@@ -3,15 +3,17 @@
  * libds3000.a. It starts the front end, supplies the LNB, scans one leg of the cable (vertical, low
  * band), prints what it is told on the way, and prints the list.
  *
- *     cc -std=c11 -Iinclude scan.c BOARD -o scan libds3000.a -pthread
- *     ./scan [TRANSPONDERS]
+ *     cc -std=c11 -o scan scan.c board.c $(pkg-config --cflags --libs ds3000)
+ *     ./scan
  *
- * With a number it cancels the scan after so many transponders. BOARD is what implements
- * ds3000/hw/hdi.h; here it is the simulated receiver of this tree, on its virtual clock. */
+ * Given a number, as in `./scan 1`, it cancels the scan after so many transponders. board.c stands
+ * for the hardware: it is what implements ds3000/hw/hdi.h. It all happens in real time, so the scan
+ * covers no more than the first 200 MHz: 1950 is where the low band ends. */
+#define _POSIX_C_SOURCE 200809L /* nanosleep, under -std=c11 */
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <unistd.h>
+#include <time.h>
 
 #include "ds3000/chip/ds3000_context.h"
 #include "ds3000/demod/power.h"
@@ -23,9 +25,8 @@
 #include "ds3000/scan/blind_scan.h"
 #include "ds3000/scan/scan_control.h"
 #include "ds3000/scan/scan_request.h"
-#include "examples/simulated_board.h"
 
-enum { LOW_BAND_LOF_MHZ = 9750, FIRST_MHZ = 950, LAST_MHZ = 1950, CAPACITY = 64 };
+enum { LOW_BAND_LOF_MHZ = 9750, FIRST_MHZ = 950, LAST_MHZ = 1150, CAPACITY = 64 };
 
 /* The scan also reads and writes one record beyond the capacity. */
 static struct scan_candidate candidates[CAPACITY + 1];
@@ -76,6 +77,8 @@ static void on_event(uint32_t event, void *argument) {
     }
 }
 
+static void wait_100_ms(void) { nanosleep(&(struct timespec){.tv_nsec = 100000000}, NULL); }
+
 /* The chips must have been awake for 100 ms before they are initialised. */
 static int start_front_end(void) {
     ds3000_context.i2c_bus = hdi_create_i2c_bus();
@@ -84,7 +87,7 @@ static int start_front_end(void) {
         return 0;
     }
     ds3000_wake();
-    usleep(100000);
+    wait_100_ms();
     if (ds3000_init() != DS3000_OK) {
         fputs("scan: no demodulator of this family\n", stderr);
         return 0;
@@ -97,7 +100,7 @@ static int start_front_end(void) {
 static void select_leg(void) {
     set_lnb_supply(&supply, 1, 0);
     lnb_control(1, 0, 0, 0);
-    usleep(100000);
+    wait_100_ms();
 }
 
 static void stop_front_end(void) {
@@ -118,7 +121,6 @@ static void print_list(void) {
 
 int main(int argc, char **argv) {
     wanted = argc > 1 ? strtoul(argv[1], NULL, 10) : 0;
-    power_simulated_receiver(); /* a real one has power of its own: leave this line out */
     if (!start_front_end()) {
         return EXIT_FAILURE;
     }
