@@ -37,6 +37,9 @@ class FrontEnd {
  public:
     FrontEnd() {
         ds3000_context.i2c_bus = hdi_create_i2c_bus();
+        if (ds3000_context.i2c_bus == nullptr) {
+            return;
+        }
         ds3000_wake();
         std::this_thread::sleep_for(100ms);  // the chips must have been awake so long
         ready_ = ds3000_init() == DS3000_OK;
@@ -45,6 +48,9 @@ class FrontEnd {
     FrontEnd(const FrontEnd &) = delete;
     FrontEnd &operator=(const FrontEnd &) = delete;
     ~FrontEnd() {
+        if (ds3000_context.i2c_bus == nullptr) {
+            return;
+        }
         ds3000_sleep();
         set_lnb_supply(&supply_, 0, 0);
         hdi_destroy_i2c_bus(ds3000_context.i2c_bus);
@@ -115,7 +121,7 @@ int fail(const char *what) {
 int main() {
     FrontEnd front_end;
     if (!front_end.ready()) {
-        return fail("no demodulator of this family");
+        return fail("no bus, or no demodulator of this family");
     }
     front_end.select_vertical_low();
     if (ds3000_connect(frequency_mhz, symbol_rate_ksps, STANDARD_DVBS2) != DS3000_OK) {

@@ -120,7 +120,12 @@ static void print_list(void) {
 }
 
 int main(int argc, char **argv) {
-    wanted = argc > 1 ? strtoul(argv[1], NULL, 10) : 0;
+    char *rest = "";
+    wanted = argc > 1 ? strtoul(argv[1], &rest, 10) : 0;
+    if (argc > 2 || *rest != '\0') {
+        fputs("usage: scan [TRANSPONDERS]\n", stderr);
+        return EXIT_FAILURE;
+    }
     if (!start_front_end()) {
         return EXIT_FAILURE;
     }
