@@ -83,7 +83,7 @@ std::string keyword_violation(const json &schema, const std::string &keyword, co
         return item_violation(rule, value, where);
     }
     const bool says_no_more = keyword == "type" || keyword == "additionalProperties" ||
-                              keyword == "$schema" || keyword == "title" ||
+                              keyword == "$schema" || keyword == "$id" || keyword == "title" ||
                               keyword == "description";
     return says_no_more ? "" : "the schema uses " + keyword + ", which is not checked";
 }
