@@ -27,6 +27,7 @@
 #include "host/commands/tune.h"
 #include "host/commands/unicable.h"
 #include "host/commands/unicable_tune.h"
+#include "host/session/program_version.h"
 #include "host/terminal/same_word.h"
 #include "host/terminal/suggestion.h"
 
@@ -784,7 +785,8 @@ CommandReading refuse(const CLI::App &app, const CLI::ParseError &error, Console
 CommandReading read_command_line(const std::vector<std::string> &words, Console &console) {
     CommandRequest request;
     CLI::App app("Runs a DS3000 front-end driver as a satellite receiver does.", "ds3000-ctl");
-    app.set_version_flag("--version", "ds3000-ctl " DS3000_VERSION);
+    app.set_version_flag("--version",
+                         "ds3000-ctl " + version_words(DS3000_VERSION, program_revision()));
     app.fallthrough();
     app.require_subcommand(1);
     app.footer(exit_statuses);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/session/placeholder_firmware.h"
+#include "host/session/program_version.h"
 #include "host/session/rig.h"
 #include "host/terminal/presentation.h"
 
@@ -17,15 +18,26 @@ namespace host {
 
 namespace {
 
+Json describe_libraries(const std::string &cli11_version) {
+    return {
+        {"cli11", cli11_version},
+        {"fmt",
+         fmt::format("{}.{}.{}", FMT_VERSION / 10000, FMT_VERSION / 100 % 100, FMT_VERSION % 100)},
+        {"nlohmann_json", fmt::format("{}.{}.{}", NLOHMANN_JSON_VERSION_MAJOR,
+                                      NLOHMANN_JSON_VERSION_MINOR, NLOHMANN_JSON_VERSION_PATCH)}};
+}
+
 Json describe_program(const std::string &cli11_version) {
-    return {{"version", DS3000_VERSION},
-            {"libraries",
-             {{"cli11", cli11_version},
-              {"fmt", fmt::format("{}.{}.{}", FMT_VERSION / 10000, FMT_VERSION / 100 % 100,
-                                  FMT_VERSION % 100)},
-              {"nlohmann_json",
-               fmt::format("{}.{}.{}", NLOHMANN_JSON_VERSION_MAJOR, NLOHMANN_JSON_VERSION_MINOR,
-                           NLOHMANN_JSON_VERSION_PATCH)}}}};
+    Json program{{"version", DS3000_VERSION}, {"libraries", describe_libraries(cli11_version)}};
+    if (const auto revision = program_revision()) {
+        program["commit"] = revision->commit;
+        program["modified"] = revision->modified;
+        if (revision->tag) {
+            program["tag"] = *revision->tag;
+            program["commits_after_tag"] = revision->commits_after_tag;
+        }
+    }
+    return program;
 }
 
 std::size_t list_length(const std::uint32_t *list) {
@@ -129,9 +141,9 @@ Lines lines_of(const Json &info) {
     for (const auto &[name, version] : info.at("program").at("libraries").items()) {
         libraries.push_back(fmt::format("{} {}", name, version.get<std::string>()));
     }
-    lines.emplace_back("program",
-                       fmt::format("ds3000-ctl {}, with {}", text_at(info, "/program/version"),
-                                   fmt::join(libraries, ", ")));
+    lines.emplace_back("program", fmt::format("ds3000-ctl {}, with {}",
+                                              version_words(DS3000_VERSION, program_revision()),
+                                              fmt::join(libraries, ", ")));
     return lines;
 }
 

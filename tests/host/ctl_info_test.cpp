@@ -8,6 +8,7 @@ namespace {
 
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 class CtlInfo : public CtlTest {};
 
@@ -21,6 +22,18 @@ TEST_F(CtlInfo, names_plug_in_chip_and_firmware) {
     EXPECT_EQ(info.at("board").at("demodulator"), "DS3103");
     EXPECT_EQ(info.at("board").at("lnb_supply"), "gpio");
     EXPECT_EQ(info.at("firmware").at("loaded_bytes"), 8192);
+}
+
+TEST_F(CtlInfo, says_the_version_as_the_version_option_does) {
+    const auto told = parse_json(ctl("info --format json").out).at("program");
+    const std::string version = ctl("--version").out;
+
+    EXPECT_THAT(version, StartsWith("ds3000-ctl " + std::string(told.at("version"))));
+    EXPECT_THAT(ctl("info").out, HasSubstr(version.substr(0, version.size() - 1)));
+    if (told.contains("commit")) {
+        EXPECT_THAT(version, HasSubstr("(commit " + std::string(told.at("commit"))));
+        EXPECT_EQ(version.ends_with("modified)\n"), told.at("modified").get<bool>());
+    }
 }
 
 TEST_F(CtlInfo, tells_a_placeholder_firmware) {
