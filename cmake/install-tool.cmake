@@ -7,3 +7,7 @@ install(DIRECTORY docs/schemas DESTINATION ${DS3000_DATA_INSTALL_DIR} COMPONENT 
 install(DIRECTORY docs/symptoms/ DESTINATION ${DS3000_DATA_INSTALL_DIR}/scenarios COMPONENT tool
   FILES_MATCHING PATTERN *.toml)
 install(FILES cmake/60-ds3000.rules DESTINATION lib/udev/rules.d COMPONENT tool)
+install(FILES host/completion/ds3000-ctl.bash
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME ds3000-ctl COMPONENT tool)
+install(FILES host/completion/_ds3000-ctl
+  DESTINATION ${DS3000_ZSH_INSTALL_DIR} COMPONENT tool)

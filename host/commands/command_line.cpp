@@ -79,19 +79,25 @@ template <typename Choice>
 void add_choice(CLI::App &app, const std::string &name, Choice &chosen,
                 const std::vector<std::pair<std::string, Choice>> &choices,
                 const std::string &help) {
-    const auto read = [name, choices, &chosen](const std::string &word) {
-        std::string words;
+    std::vector<std::string> words;
+    for (const auto &[known, choice] : choices) {
+        words.push_back(known);
+    }
+    const auto read = [name, choices, words, &chosen](const std::string &word) {
         for (const auto &[known, choice] : choices) {
             if (same_word(word, known)) {
                 chosen = choice;
                 return;
             }
-            words += (words.empty() ? "" : ", ") + known;
         }
-        throw CLI::ValidationError(name, "'" + word + "' is none of " + words);
+        throw CLI::ValidationError(name,
+                                   fmt::format("'{}' is none of {}", word, fmt::join(words, ", ")));
     };
-    app.add_option_function<std::string>(name, read, help);
+    app.add_option_function<std::string>(name, read, help)
+        ->type_name(fmt::format("{}", fmt::join(words, "|")));
 }
+
+constexpr const char *polarisations = "H|V|L|R";
 
 constexpr const char *table_help =
     "a table's file, or its name if it is installed; a satellites.xml as FILE.xml:SATELLITE";
@@ -111,11 +117,13 @@ void ask_for(Job &job, CLI::App &command, ExitStatus (*run)(Program &)) {
 
 void add_global_options(CLI::App &app, GlobalOptions &options) {
     app.add_option(
-        "--board", options.board,
-        "linux:i2c=/dev/i2c-N[,gpio=gpiochipN[:ENABLE[:SELECT]]] (a real board), replay:FILE (a "
-        "trace), sim:FILE.toml (a scenario) or sim (built-in world, default)");
-    app.add_option("--plugin", options.plugin, "the plug-in's file");
-    app.add_option("--lnb", options.lnb, "NAME (see list lnb) or LOW[,HIGH[,SWITCH]] in MHz");
+           "--board", options.board,
+           "linux:i2c=/dev/i2c-N[,gpio=gpiochipN[:ENABLE[:SELECT]]] (a real board), replay:FILE (a "
+           "trace), sim:FILE.toml (a scenario) or sim (built-in world, default)")
+        ->type_name(value_kind::board);
+    app.add_option("--plugin", options.plugin, "the plug-in's file")->type_name(value_kind::file);
+    app.add_option("--lnb", options.lnb, "NAME (see list lnb) or LOW[,HIGH[,SWITCH]] in MHz")
+        ->type_name(value_kind::lnb);
     app.add_option("--switch", options.switch_port, "committed-switch port, 0 without a switch")
         ->check(CLI::Range(0U, highest_port));
     add_choice<Format>(app, "--format", options.format,
@@ -123,37 +131,44 @@ void add_global_options(CLI::App &app, GlobalOptions &options) {
                         {"json", Format::json},
                         {"jsonl", Format::jsonl},
                         {"csv", Format::csv}},
-                       "text, json, jsonl or csv");
+                       "form of the data");
     app.add_option("-o,--output", options.output,
                    "where the data go, in the form of the name's suffix (.json .jsonl .csv; in a "
-                   "scan .conf, .xml, .m3u, in a scan or spectrum .html); - is standard output");
+                   "scan .conf, .xml, .m3u, in a scan or spectrum .html); - is standard output")
+        ->type_name(value_kind::file);
     app.add_flag("-q,--quiet", options.quiet, "no notes and no progress, only errors");
     app.add_flag("-v,--verbose", options.verbose, "details, and what the driver says");
     app.add_flag("--real-time", options.real_time, "run at the speed of the wall clock");
-    app.add_option("--trace", options.trace, "record the session to a file");
+    app.add_option("--trace", options.trace, "record the session to a file")
+        ->type_name(value_kind::file);
     app.add_option(
-        "--driver-log", options.driver_log,
-        "the driver's own messages: to FILE, - standard error, none; default: on failure");
+           "--driver-log", options.driver_log,
+           "the driver's own messages: to FILE, - standard error, none; default: on failure")
+        ->type_name(value_kind::file);
 }
 
 void add_target_options(CLI::App &command, TargetOptions &options) {
-    command.add_option("TABLE", options.table, table_help);
-    command.add_option("ROW", options.selector,
-                       "the row's name, number, or frequency and polarisation (11494H)");
+    command.add_option("TABLE", options.table, table_help)->type_name("");
+    command
+        .add_option("ROW", options.selector,
+                    "the row's name, number, or frequency and polarisation (11494H)")
+        ->type_name("");
     command.add_option(
         "--frequency", options.frequency,
         "downlink: 10964.25M, 10.96425G, 10964250k, '10964 V'; bare below 100000 MHz, else kHz");
-    command.add_option("--polarisation", options.polarisation, "H, V, L or R");
+    command.add_option("--polarisation", options.polarisation, "of the transponder")
+        ->type_name(polarisations);
     command.add_option("--symbol-rate", options.symbol_rate,
                        "22000k, 22M, 22e6; bare numbers are sym/s");
-    command.add_option("--system", options.system, "dvbs or dvbs2; tune --via chip also auto");
+    command.add_option("--system", options.system, "auto: tune --via chip alone")
+        ->type_name("dvbs|dvbs2|auto");
 }
 
 void add_user_band_options(CLI::App &command, UserBandOptions &options) {
     command.add_option("--user-band", options.user_band,
                        "INDEX:FREQ or INDEX:FREQ:BANK; auto searches and takes the first");
     add_choice<Position>(command, "--position", options.position,
-                         {{"A", Position::a}, {"B", Position::b}}, "the unit's dish: A or B");
+                         {{"A", Position::a}, {"B", Position::b}}, "the unit's dish");
 }
 
 void add_doctor(CLI::App &app, Job &job) {
@@ -207,21 +222,21 @@ void add_list(CLI::App &app, Job &job) {
     ask_for(job, *list->add_subcommand("boards", "the boards that --board takes"), list_boards);
     CLI::App *transponders = list->add_subcommand("transponders", "the usable rows of a table");
     const auto options = std::make_shared<ListTranspondersOptions>();
-    transponders->add_option("TABLE", options->table, table_help)->required();
+    transponders->add_option("TABLE", options->table, table_help)->required()->type_name("");
     ask_for(job, *transponders, options, list_transponders);
 }
 
 void add_trace_show(CLI::App &trace, Job &job) {
     CLI::App *show = trace.add_subcommand("show", "explain every transfer of a trace");
     const auto options = std::make_shared<TraceShowOptions>();
-    show->add_option("FILE", options->file, "the trace")->required();
+    show->add_option("FILE", options->file, "the trace")->required()->type_name("");
     ask_for(job, *show, options, show_trace);
 }
 
 void add_trace_replay(CLI::App &trace, Job &job) {
     CLI::App *replay = trace.add_subcommand("replay", "run the driver with the trace as its chips");
     const auto options = std::make_shared<ReplayOptions>();
-    replay->add_option("FILE", options->file, "the trace")->required();
+    replay->add_option("FILE", options->file, "the trace")->required()->type_name("");
     replay->add_option("--command", options->command,
                        "what to run instead of the recorded command: 'tune TABLE ROW'");
     replay->callback([&job, options] {
@@ -234,8 +249,8 @@ void add_trace_replay(CLI::App &trace, Job &job) {
 void add_trace_diff(CLI::App &trace, Job &job) {
     CLI::App *diff = trace.add_subcommand("diff", "show where two traces differ");
     const auto options = std::make_shared<TraceDiffOptions>();
-    diff->add_option("A", options->a, "a trace")->required();
-    diff->add_option("B", options->b, "another one")->required();
+    diff->add_option("A", options->a, "a trace")->required()->type_name(value_kind::file);
+    diff->add_option("B", options->b, "another one")->required()->type_name(value_kind::file);
     diff->add_flag("--with-time", options->with_time, "time and thread count too");
     ask_for(job, *diff, options, diff_traces);
 }
@@ -243,9 +258,10 @@ void add_trace_diff(CLI::App &trace, Job &job) {
 void add_trace_export(CLI::App &trace, Job &job) {
     CLI::App *command = trace.add_subcommand("export", "write the trace for other tools");
     const auto options = std::make_shared<TraceExportOptions>();
-    command->add_option("FILE", options->file, "the trace")->required();
-    command->add_option("--to", options->form, "i2ctransfer (a shell script) or jsonl")
+    command->add_option("FILE", options->file, "the trace")->required()->type_name("");
+    command->add_option("--to", options->form, "a shell script of i2ctransfer, or an object a line")
         ->required()
+        ->type_name("i2ctransfer|jsonl")
         ->check(CLI::IsMember({"i2ctransfer", "jsonl"}).description(""));
     ask_for(job, *command, options, export_trace);
 }
@@ -285,17 +301,17 @@ void add_tune(CLI::App &app, Job &job) {
         tune->add_option("--timeout", options->timeout_s, "seconds to wait for lock")
             ->check(seconds_from(least_timeout_s))
             ->capture_default_str();
-    tune->add_option("--volts", options->cable.volts,
-                     "the LNB's supply, 13 or 18, whatever the polarisation")
-        ->check(CLI::IsMember({13U, 18U}).description(""));
+    tune->add_option("--volts", options->cable.volts, "the LNB's supply, whatever the polarisation")
+        ->check(CLI::IsMember({13U, 18U}).description(""))
+        ->type_name("13|18");
     add_choice<std::optional<bool>>(*tune, "--lnb-tone", options->cable.tone,
                                     {{"on", true}, {"off", false}},
-                                    "the LNB's 22 kHz tone, on or off, whatever the band");
+                                    "the LNB's 22 kHz tone, whatever the band");
     tune->add_flag("--show-plan", options->show_plan,
                    "only print what would be tuned, supplied and sent to the switch");
     add_choice<std::optional<Via>>(
         *tune, "--via", options->via, {{"plugin", Via::plugin}, {"chip", Via::chip}},
-        "plugin, as a receiver does (default), or chip, which tells margin and MODCOD");
+        "as a receiver does (default), or by the chip layer, which tells margin and MODCOD");
     tune->add_flag("--keep-lnb-power", options->keep_lnb_power,
                    "leave the LNB supplied and the chips tuned at the end; goes --via chip");
     CLI::Option *watch = tune->add_flag("--watch", options->watch,
@@ -328,7 +344,8 @@ void add_sweep(CLI::App &app, Job &job) {
         ->add_option("TABLE", options->tables,
                      "tables' files, or their names if they are installed; the dish points at each "
                      "table's satellite")
-        ->required();
+        ->required()
+        ->type_name("");
     sweep->add_flag("--as-wired", options->as_wired,
                     "leave a simulated world's dishes where they point, as on a real board");
     ask_for(job, *sweep, options, run_sweep);
@@ -342,12 +359,15 @@ void add_leg_options(CLI::App &command, LegOptions &options) {
     command.add_option("--if", options.intermediate, "frequencies on the cable LOW-HIGH instead");
     command.add_flag("--all-ports", options.all_ports,
                      "every port of the committed switch in turn");
-    command.add_option("--polarisation", options.polarisation, "H, V, L or R alone");
+    command.add_option("--polarisation", options.polarisation, "this one alone")
+        ->type_name(polarisations);
     command.add_flag("--circular", options.circular,
                      "right and left instead of vertical and horizontal");
-    command.add_option("--satellite", options.satellite,
-                       "a table: where the dish looks, which says what LNB to expect; the built-in "
-                       "board's dish is turned there");
+    command
+        .add_option("--satellite", options.satellite,
+                    "a table: where the dish looks, which says what LNB to expect; the built-in "
+                    "board's dish is turned there")
+        ->type_name(value_kind::table);
 }
 
 void add_scan_manner(CLI::App &scan, ScanOptions &options) {
@@ -388,9 +408,11 @@ void add_scan(CLI::App &app, Job &job) {
     add_leg_options(*scan, options->legs);
     add_scan_manner(*scan, *options);
     scan->add_option("--compare", options->compare,
-                     "a table: report its rows as found or missed, and what it has not got");
+                     "a table: report its rows as found or missed, and what it has not got")
+        ->type_name(value_kind::table);
     add_scan_list(*scan, *options);
-    scan->add_option("--report", options->report, "write a page with spectrum and table, HTML");
+    scan->add_option("--report", options->report, "write a page with spectrum and table, HTML")
+        ->type_name(value_kind::file);
     scan->add_option("--note", options->note,
                      "for page and JSON: the place, the weather, what was changed");
     scan->add_flag("--simulated-truth", options->simulated_truth,
@@ -400,7 +422,7 @@ void add_scan(CLI::App &app, Job &job) {
     scan->add_option("--user-band", options->user_band,
                      "look through a Unicable unit: INDEX:FREQ[:BANK], 3:1680 say");
     add_choice<Position>(*scan, "--position", options->position,
-                         {{"A", Position::a}, {"B", Position::b}}, "the unit's dish: A or B");
+                         {{"A", Position::a}, {"B", Position::b}}, "the unit's dish");
     scan->get_option("--position")->needs(scan->get_option("--user-band"));
     ask_for(job, *scan, options, run_scan);
 }
@@ -415,12 +437,14 @@ void add_spectrum(CLI::App &app, Job &job) {
     CLI::Option *compare = spectrum->add_option(
         "--compare", options->compare,
         "an earlier measurement, written with --format json: show what changed");
+    compare->type_name(value_kind::file);
     spectrum
         ->add_option("--fall", options->fall_db, "name the bands that fell by so many dB, or more")
         ->needs(compare)
         ->check(number_of("dB", least_fall_db, most_fall_db))
         ->capture_default_str();
-    spectrum->add_option("--report", options->report, "write a page with the pictures, HTML");
+    spectrum->add_option("--report", options->report, "write a page with the pictures, HTML")
+        ->type_name(value_kind::file);
     spectrum->add_option("--note", options->note,
                          "for page and JSON: the place, the weather, what was changed");
     spectrum->add_flag("--simulated-truth", options->simulated_truth,
@@ -486,8 +510,9 @@ void add_unicable(CLI::App &app, Job &job) {
 }
 
 void add_supply_options(CLI::App &command, DiseqcSupply &supply) {
-    command.add_option("--volts", supply.volts, "the LNB's supply: 13 or 18")
+    command.add_option("--volts", supply.volts, "the LNB's supply")
         ->check(CLI::IsMember({13U, 18U}).description(""))
+        ->type_name("13|18")
         ->capture_default_str();
     command.add_flag("--tone", supply.tone, "22 kHz tone after the message");
     command
@@ -521,7 +546,8 @@ void add_diseqc_number(CLI::App &diseqc, Job &job, const char *name, const char 
 void add_diseqc_burst(CLI::App &diseqc, Job &job) {
     CLI::App *burst = diseqc.add_subcommand("burst", "Send the tone burst of a two-way switch");
     const auto options = std::make_shared<DiseqcBurstOptions>();
-    add_choice<bool>(*burst, "SATELLITE", options->b, {{"A", false}, {"B", true}}, "A or B");
+    add_choice<bool>(*burst, "SATELLITE", options->b, {{"A", false}, {"B", true}},
+                     "which of the two");
     burst->get_option("SATELLITE")->required();
     add_supply_options(*burst, options->supply);
     ask_for(job, *burst, options, run_diseqc_burst);
@@ -568,7 +594,7 @@ void add_register_options(CLI::App &command, RegisterState &state) {
 void add_register_chip(CLI::App &command, RegisterChip &chip) {
     add_choice<RegisterChip>(command, "CHIP", chip,
                              {{"demod", RegisterChip::demodulator}, {"tuner", RegisterChip::tuner}},
-                             "demod or tuner");
+                             "the demodulator or the tuner");
     command.get_option("CHIP")->required();
 }
 
@@ -600,7 +626,7 @@ void add_reg_dump(CLI::App &reg, Job &job) {
         {{"demod", {RegisterChip::demodulator}},
          {"tuner", {RegisterChip::tuner}},
          {"all", {RegisterChip::demodulator, RegisterChip::tuner}}},
-        "demod, tuner or all");
+        "one of the two, or both");
     dump->get_option("CHIP")->required();
     dump->add_flag("--every-number", options->every_number, "those without a name too");
     add_register_options(*dump, options->state);
@@ -780,11 +806,10 @@ CommandReading refuse(const CLI::App &app, const CLI::ParseError &error, Console
     return ExitStatus::usage;
 }
 
-}  // namespace
-
-CommandReading read_command_line(const std::vector<std::string> &words, Console &console) {
-    CommandRequest request;
-    CLI::App app("Runs a DS3000 front-end driver as a satellite receiver does.", "ds3000-ctl");
+// The command line as CLI11 reads it into a request.
+void describe_program(CLI::App &app, CommandRequest &request) {
+    app.name("ds3000-ctl");
+    app.description("Runs a DS3000 front-end driver as a satellite receiver does.");
     app.set_version_flag("--version",
                          "ds3000-ctl " + version_words(DS3000_VERSION, program_revision()));
     app.fallthrough();
@@ -792,6 +817,53 @@ CommandReading read_command_line(const std::vector<std::string> &words, Console 
     app.footer(exit_statuses);
     add_global_options(app, request.options);
     add_commands(app, request.job);
+}
+
+OptionForm form_of(const CLI::Option &option) {
+    OptionForm form;
+    for (const std::string &name : option.get_snames()) {
+        form.names.push_back("-" + name);
+    }
+    for (const std::string &name : option.get_lnames()) {
+        form.names.push_back("--" + name);
+    }
+    form.value_kind = option.get_type_name();
+    if (option.get_positional()) {
+        form.names = {option.get_name()};
+        if (form.value_kind.empty()) {
+            form.value_kind = form.names.front();
+        }
+    }
+    form.help = option.get_description();
+    form.takes_value = option.get_items_expected_max() > 0;
+    form.repeats = option.get_items_expected_max() > 1;
+    return form;
+}
+
+CommandTree tree_of(const CLI::App &command) {
+    CommandTree tree{command.get_name(), command.get_description(), {}, {}, {}};
+    for (const CLI::Option *option : command.get_options()) {
+        (option->get_positional() ? tree.arguments : tree.options).push_back(form_of(*option));
+    }
+    for (const CLI::App *subcommand : command.get_subcommands(nullptr)) {
+        tree.subcommands.push_back(tree_of(*subcommand));
+    }
+    return tree;
+}
+
+}  // namespace
+
+CommandTree command_tree() {
+    CommandRequest request;
+    CLI::App app;
+    describe_program(app, request);
+    return tree_of(app);
+}
+
+CommandReading read_command_line(const std::vector<std::string> &words, Console &console) {
+    CommandRequest request;
+    CLI::App app;
+    describe_program(app, request);
     try {
         app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
     } catch (const CLI::ParseError &error) {

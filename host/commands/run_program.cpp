@@ -3,9 +3,12 @@
 
 #include <algorithm>
 #include <csignal>
+#include <string>
 #include <variant>
+#include <vector>
 
 #include "host/commands/command_line.h"
+#include "host/commands/completion.h"
 #include "host/commands/run_job.h"
 
 namespace host {
@@ -15,8 +18,13 @@ int run_program(int argc, const char *const *argv) {
     std::signal(SIGPIPE, SIG_IGN);
     // So is a file that has grown as large as it may.
     std::signal(SIGXFSZ, SIG_IGN);
+    const std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    if (asks_for_completion(words)) {
+        print_completions(command_tree(), words);
+        return static_cast<int>(ExitStatus::done);
+    }
     Console console;
-    const auto reading = read_command_line({argv + std::min(argc, 1), argv + argc}, console);
+    const auto reading = read_command_line(words, console);
     if (const auto *status = std::get_if<ExitStatus>(&reading)) {
         return static_cast<int>(*status);
     }
