@@ -659,7 +659,7 @@ void add_commands(CLI::App &app, Job &job) {
     for (CLI::App *command : app.get_subcommands({})) {
         command->footer(
             "Global options, --board, --lnb, --format and -o among them: ds3000-ctl "
-            "--help\n" +
+            "--help\n\n" +
             std::string(exit_statuses));
     }
 }

@@ -3,13 +3,13 @@
 # The program itself knows how a word can go on; this asks it.
 
 _ds3000_ctl() {
-    local cur cword words candidate IFS=$'\n'
+    local cur cword words candidate
     _get_comp_words_by_ref -n =: cur cword words
     COMPREPLY=()
     while IFS=$'\t' read -r candidate _; do
         if [[ $candidate == :files ]]; then
             compopt -o filenames
-            COMPREPLY+=($(compgen -f -- "${cur##*[=:]}"))
+            mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -f -- "${cur##*[=:]}")
         else
             COMPREPLY+=("$candidate")
         fi
