@@ -109,7 +109,7 @@ Demodulator::Demodulator(const Scenario &scenario, SignalSource &source, Outdoor
       source_(&source),
       watch_(&watch),
       diseqc_(scenario, outdoor, watch),
-      program_(chip_, watch),
+      program_(chip_, watch, images_of(scenario.board)),
       noise_(scenario.seed, scenario.jitter_db),
       luck_(scenario.seed, 0),
       false_lock_chance_(scenario.seed ^ 0xA11A5, 0),

@@ -77,7 +77,7 @@ void leave_behind(Demodulator &demodulator, const BoardSetup &board) {
     if (board.left_behind == LeftBehind::nothing) {
         return;
     }
-    const ProgramImages images = images_of_this_build();
+    const ProgramImages images = images_of(board);
     const ProgramImage program = board.chip == Chip::ds300x ? images.b : images.a;
     const bool broke_off = board.left_behind == LeftBehind::loading;
     write_rows(demodulator, waking_rows);

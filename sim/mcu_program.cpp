@@ -51,6 +51,14 @@ ProgramImages images_of_this_build() {
     return {ProgramImage(sim_program_image_a), ProgramImage(sim_program_image_b)};
 }
 
+ProgramImages images_of(const BoardSetup &board) {
+    const auto image_of = [](const std::shared_ptr<const ProgramFile> &file, ProgramImage built) {
+        return file == nullptr ? built : ProgramImage(file->bytes.data(), program_size);
+    };
+    const ProgramImages build = images_of_this_build();
+    return {image_of(board.program_a, build.a), image_of(board.program_b, build.b)};
+}
+
 McuProgram::Image McuProgram::own_image() const {
     return chip_ == Chip::ds300x ? Image{'B', images_.b} : Image{'A', images_.a};
 }
@@ -135,7 +143,7 @@ std::string McuProgram::fault_of_image() const {
         return fmt::format("program image {} does not run on {}", other.letter, to_string(chip_));
     }
     if (!shares_a_block(bytes_, own.bytes)) {
-        return fmt::format("the program is neither image {} nor image {} of this build", own.letter,
+        return fmt::format("the program is neither image {} nor image {} of this board", own.letter,
                            other.letter);
     }
     std::size_t number = 0;

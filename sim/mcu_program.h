@@ -24,6 +24,9 @@ struct ProgramImages {
 // Those that the build was given, or its placeholders.
 ProgramImages images_of_this_build();
 
+// Those of a board, which names files for them or has the build's. They live as long as it does.
+ProgramImages images_of(const BoardSetup &board);
+
 // The program memory of the demodulator's micro-controller.
 //
 // It takes blocks only while the micro-controller is held, and a hold without any block keeps the

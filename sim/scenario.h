@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -31,6 +32,12 @@ enum class LeftBehind {
     loading     // killed in the middle of the firmware's download
 };
 
+// A program of the demodulator's micro-controller, from a file.
+struct ProgramFile {
+    std::string name;
+    std::vector<std::uint8_t> bytes;
+};
+
 // The printed board: what sits on the bus and how it is wired.
 struct BoardSetup {
     Chip chip = Chip::ds3103;
@@ -49,6 +56,9 @@ struct BoardSetup {
     double rate_tolerance = 0.10;
     std::uint32_t bus_clock_hz = 400'000;
     double tone_meter_start_ms = 3;  // of the demodulator's program that measures a tone
+    // What the micro-controllers run; null: the image that the build was given.
+    std::shared_ptr<const ProgramFile> program_a;
+    std::shared_ptr<const ProgramFile> program_b;
 };
 
 // The type of LNB that scenarios call by this name: universal, c-band, c-mult, standard, dbs.

@@ -9,9 +9,12 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string_view>
 
 #include "broadcast/modcod.h"
+#include "sim/mcu_program.h"
 #include "sim/scenario.h"
 #include "sim/scenario_bus.h"
 #include "sim/scenario_cable.h"
@@ -107,6 +110,7 @@ class Reader {
 
  private:
     void read_board(Section section);
+    std::shared_ptr<const ProgramFile> read_program(Section &section, const char *key) const;
     void read_lnb(Section section);
     void read_noise(Section section);
     void read_satellite(Section section);
@@ -212,7 +216,32 @@ void Reader::read_board(Section section) {
     section.number("rate_tolerance", 0.01, 0.25, board.rate_tolerance);
     section.integer("bus_clock_hz", 1'000, 1'000'000, board.bus_clock_hz);
     section.number("tone_meter_start_ms", 0, 1'000, board.tone_meter_start_ms);
+    board.program_a = read_program(section, "firmware_a");
+    board.program_b = read_program(section, "firmware_b");
     section.done();
+}
+
+// The file that a key names; none without it.
+std::shared_ptr<const ProgramFile> Reader::read_program(Section &section, const char *key) const {
+    std::string named;
+    section.text(key, named);
+    if (!section.has(key)) {
+        return nullptr;
+    }
+    auto program = std::make_shared<ProgramFile>();
+    program->name = path_of(named);
+    std::error_code error;
+    // Whatever is no regular file could make its reader wait.
+    if (std::filesystem::is_regular_file(program->name, error) &&
+        std::filesystem::file_size(program->name, error) == program_size) {
+        std::ifstream file(program->name, std::ios::binary);
+        program->bytes.assign(std::istreambuf_iterator<char>(file), {});
+    }
+    if (program->bytes.size() != program_size) {
+        section.refuse_key(section.node(key), key,
+                           fmt::format("{} is no file of {} bytes", program->name, program_size));
+    }
+    return program;
 }
 
 void Reader::read_lnb(Section section) {

@@ -82,10 +82,15 @@ std::vector<std::string> files_of_world(const BoardOptions &options) {
     } else if (names_scenario(options)) {
         files.push_back(scenario_of(options.uri));
         try {
-            scenario_in(files.front(), [&files](const std::string &table) {
+            const auto world = scenario_in(files.front(), [&files](const std::string &table) {
                 files.push_back(table);
                 return transponders_of(table);
             });
+            for (const auto &program : {world.board.program_a, world.board.program_b}) {
+                if (program != nullptr) {
+                    files.push_back(program->name);
+                }
+            }
         } catch (const std::exception &) {
             // What is wrong with it is said by who needs the world itself.
             return files;

@@ -17,8 +17,8 @@ namespace host {
 // The scenario of a board's URI. Throws Failure as the constructor below does.
 sim::Scenario read_scenario(const BoardOptions &options);
 
-// The files that say what the world of a simulated board is like: its scenario and the tables that
-// this names, or the tables of the built-in world. As many as can be found out.
+// The files that say what the world of a simulated board is like: its scenario and the tables and
+// firmware that this names, or the tables of the built-in world. As many as can be found out.
 std::vector<std::string> files_of_world(const BoardOptions &options);
 
 // The LNB of a board's scenario, where a file says what the world is like.

@@ -264,8 +264,18 @@ TEST_F(AnyImage, without_one_of_its_blocks_is_refused) {
     EXPECT_THAT(watch_.complaints().at(0).first, HasSubstr("program block 2 at byte 64"));
 }
 
-TEST_F(AnyImage, that_the_build_was_not_given_is_refused) {
-    EXPECT_EQ(fault(noise(3)), "the program is neither image A nor image B of this build");
+TEST_F(AnyImage, that_a_board_names_takes_the_place_of_the_builds) {
+    sim::BoardSetup board;
+    board.program_b = std::make_shared<sim::ProgramFile>(sim::ProgramFile{"b.bin", b_});
+
+    const sim::ProgramImages images = sim::images_of(board);
+
+    EXPECT_TRUE(std::equal(images.b.begin(), images.b.end(), b_.begin(), b_.end()));
+    EXPECT_EQ(images.a.data(), sim::images_of_this_build().a.data());
+}
+
+TEST_F(AnyImage, that_the_board_does_not_know_is_refused) {
+    EXPECT_EQ(fault(noise(3)), "the program is neither image A nor image B of this board");
     EXPECT_THAT(watch_.complaints(), testing::IsEmpty());
 }
 

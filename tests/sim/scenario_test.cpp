@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <fstream>
+
 #include "tests/sim/receiver_test.h"
 
 namespace tests {
@@ -403,6 +406,25 @@ TEST(ScenarioFile, absolute_table_paths_stay) {
           });
 
     EXPECT_EQ(asked, "/usr/share/t");
+}
+
+TEST(ScenarioFile, names_the_firmware_of_its_chips) {
+    const std::string file = testing::TempDir() + "scenario_firmware.bin";
+    std::ofstream(file) << std::string(8191, 'f');
+    const std::string section = "[board]\nfirmware_b = \"" + file + "\"\n";
+    EXPECT_THAT(error_of(section), HasSubstr("dir/test.toml:2: board.firmware_b: " + file +
+                                             " is no file of 8192 bytes"));
+    std::ofstream(file) << std::string(8192, 'f');
+
+    const sim::BoardSetup board = parse(section).board;
+
+    EXPECT_EQ(board.program_a, nullptr);
+    ASSERT_NE(board.program_b, nullptr);
+    EXPECT_EQ(board.program_b->name, file);
+    EXPECT_EQ(board.program_b->bytes, std::vector<std::uint8_t>(8192, 'f'));
+    EXPECT_THAT(error_of("\n[board]\nfirmware_a = \"none.bin\"\n"),
+                HasSubstr("dir/test.toml:3: board.firmware_a: dir/none.bin is no file of"));
+    std::remove(file.c_str());
 }
 
 TEST(ScenarioFile, text_outside_of_comments_and_strings_is_ascii) {
