@@ -145,6 +145,12 @@ void add_global_options(CLI::App &app, GlobalOptions &options) {
            "--driver-log", options.driver_log,
            "the driver's own messages: to FILE, - standard error, none; default: on failure")
         ->type_name(value_kind::file);
+    app.add_option("--firmware-a", options.firmware_a,
+                   "the image of 8192 bytes for DS3002B and DS3103 in the place of this build's; "
+                   "not for the plug-in, which has its own")
+        ->type_name(value_kind::file);
+    app.add_option("--firmware-b", options.firmware_b, "likewise for DS300X")
+        ->type_name(value_kind::file);
 }
 
 void add_target_options(CLI::App &command, TargetOptions &options) {

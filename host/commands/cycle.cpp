@@ -51,6 +51,7 @@ ExitStatus status_of(const std::vector<CycleStep> &steps, const Program &program
 }  // namespace
 
 ExitStatus run_cycle(Program &program, const CycleOptions &options) {
+    program.refuse_firmware("cycle");
     const auto named = cycled_target(options, program.console);
     const GlobalOptions global = named ? at_port_of(*named, program.options) : program.options;
     const Program at_port = program.with(global);

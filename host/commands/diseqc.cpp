@@ -183,7 +183,7 @@ void let_judge_see(Judge &judge, const CableTask &task, const DiseqcSupply &supp
 // People see at once what was sent; what programs read also says how it ended.
 ExitStatus put_on_cable(Program &program, std::string_view command, const CableTask &task,
                         const DiseqcSupply &supply) {
-    program.honour_only(command, {"board", "real-time", "trace", "driver-log"});
+    program.honour_on_chips(command, {});
     Output output(program.options.format, program.options.output);
     ChipRig rig(program.rig_options(), program.console);
     return rig.run([&](ChipSession &session) {

@@ -157,7 +157,7 @@ void show_step(Console &console, Step step) {
 }  // namespace
 
 ExitStatus run_doctor(Program &program, const DoctorOptions &options) {
-    program.honour_only("doctor", {"board", "lnb", "switch", "trace", "driver-log", "real-time"});
+    program.honour_on_chips("doctor", {"lnb", "switch"});
     if (options.user_band && program.options.switch_port != 0) {
         refuse_usage(
             "--user-band and --switch exclude each other: a Unicable unit stands in the switch's "

@@ -90,6 +90,12 @@ FilesOfRun files_read(const Program &program) {
     } catch (const Failure &) {
         // Without one there is none to write into.
     }
+    for (const auto &[option, file] : {std::pair("--firmware-a", program.options.firmware_a),
+                                       std::pair("--firmware-b", program.options.firmware_b)}) {
+        if (file) {
+            files.emplace_back(option, *file);
+        }
+    }
     for (const std::string_view name : tables_and_traces) {
         for_each_value(program.given, name, [&](const std::string &value) {
             files.emplace_back(std::string(name), installed_or_named(value).string());

@@ -11,10 +11,11 @@ namespace host {
 
 namespace {
 
-// Options that the driver does not feel, or that belong to the machine.
-constexpr std::array<std::string_view, 10> not_repeated{
-    "board", "driver-log", "format", "output", "plugin",
-    "quiet", "real-time",  "report", "trace",  "verbose"};
+// Options that the driver does not feel, or that belong to the machine. A recording holds the
+// firmware itself, and is compared without it.
+constexpr std::array<std::string_view, 12> not_repeated{
+    "board",  "driver-log", "firmware-a", "firmware-b", "format", "output",
+    "plugin", "quiet",      "real-time",  "report",     "trace",  "verbose"};
 
 bool is_repeated(const GivenOption &option) {
     return std::find(not_repeated.begin(), not_repeated.end(), option.name) == not_repeated.end();

@@ -74,6 +74,7 @@ Json describe_firmware(const sim::Receiver &receiver) {
     const auto bytes = receiver.firmware();
     const bool placeholder = is_placeholder_firmware(bytes);
     return {{"loaded_bytes", bytes.size()},
+            {"from", "plugin"},
             {"kind", bytes.empty() ? "none"
                      : placeholder ? "placeholder"
                                    : "image"}};
@@ -97,9 +98,10 @@ std::string board_words(const std::string &uri) {
 std::string firmware_words(const Json &info) {
     const std::string bytes = text_at(info, "/firmware/loaded_bytes");
     const std::string kind = text_at(info, "/firmware/kind");
-    return kind == "none"          ? "none loaded"
-           : kind == "placeholder" ? fmt::format("{} bytes of a placeholder loaded", bytes)
-                                   : fmt::format("{} bytes loaded", bytes);
+    return kind == "none" ? "none loaded"
+           : kind == "placeholder"
+               ? fmt::format("{} bytes of the plug-in's placeholder loaded", bytes)
+               : fmt::format("{} bytes of the plug-in's image loaded", bytes);
 }
 
 void add_board(Lines &lines, const Json &info) {
@@ -150,6 +152,7 @@ Lines lines_of(const Json &info) {
 }  // namespace
 
 ExitStatus run_info(Program &program, const InfoOptions &options) {
+    program.refuse_firmware("info");
     program.honour_only("info", {"board", "plugin", "trace", "driver-log", "real-time"});
     program.refuse_rows("info");
     Output output(program.options.format, program.options.output);

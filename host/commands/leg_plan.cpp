@@ -119,7 +119,7 @@ FieldRecord record_of_session(const Program &program, const std::string &note) {
                       .note = note,
                       .board = program.options.board,
                       .chip = ChipSession::chip_name(),
-                      .placeholder_firmware = ChipSession::embeds_placeholder()});
+                      .firmware = ChipSession::firmware()});
 }
 
 }  // namespace host

@@ -76,7 +76,7 @@ ExitStatus watch_to_its_end(const Program &program, ChipRig &rig, ChipSession &s
 }
 
 ExitStatus monitor_directly(Program &program, const MonitorOptions &options) {
-    program.honour_only("monitor", {"board", "lnb", "switch", "real-time", "trace", "driver-log"});
+    program.honour_on_chips("monitor", {"lnb", "switch"});
     const Target target = find_target("monitor", options.target, program.console);
     const GlobalOptions global = at_port_of(target, program.options);
     Program at_port = program.with(global);
@@ -100,8 +100,7 @@ ExitStatus monitor_directly(Program &program, const MonitorOptions &options) {
 }
 
 ExitStatus monitor_user_band(Program &program, const MonitorOptions &options) {
-    program.honour_only("monitor --user-band",
-                        {"board", "lnb", "real-time", "trace", "driver-log"});
+    program.honour_on_chips("monitor --user-band", {"lnb"});
     Target target = find_target("monitor", options.target, program.console);
     Output output(program.options.format, program.options.output);
     ChipRig rig(rig_options_for_watch(program, options.watch), program.console);

@@ -5,6 +5,7 @@
 #include <initializer_list>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -32,6 +33,8 @@ struct GlobalOptions {
     bool real_time = false;
     std::optional<std::string> trace;
     std::optional<std::string> driver_log;
+    std::optional<std::string> firmware_a;
+    std::optional<std::string> firmware_b;
 };
 
 // What the command line asks for makes no sense. Throws Failure (usage).
@@ -51,12 +54,24 @@ struct Program {
 
     // Refuse every given global option that is not among these: what a command cannot honour it
     // must not ignore. Throws Failure (usage).
-    void honour_only(std::string_view command, std::initializer_list<std::string_view> names) const;
+    void honour_only(std::string_view command, std::span<const std::string_view> names) const;
+    void honour_only(std::string_view command,
+                     std::initializer_list<std::string_view> names) const {
+        honour_only(command, std::span(names.begin(), names.size()));
+    }
+
+    // The same for a command on the chip layer, which honours whatever concerns board and chips.
+    void honour_on_chips(std::string_view command,
+                         std::initializer_list<std::string_view> names) const;
+
+    // Refuse --firmware-a and -b for a command that loads the plug-in. Throws Failure (usage).
+    void refuse_firmware(std::string_view command) const;
 
     // Refuse --format csv for a command whose data are no rows. Throws Failure (usage).
     void refuse_rows(std::string_view command) const;
 
     [[nodiscard]] BoardOptions board_options() const;
+    // Reads the firmware files. Throws InputError.
     [[nodiscard]] RigOptions rig_options() const;
 
     // The LNB of --lnb, if it was given.

@@ -92,7 +92,7 @@ ExitStatus status_of(const ScanResult &result, HostBoard &board, Console &consol
 }  // namespace
 
 ExitStatus run_scan(Program &program, const ScanOptions &options) {
-    program.honour_only("scan", {"board", "lnb", "switch", "real-time", "trace", "driver-log"});
+    program.honour_on_chips("scan", {"lnb", "switch"});
     LegsWanted wanted = read_wanted("scan", options.legs, program);
     refuse_wrong_pages(program.options, options);
     const ScanSettings settings = settings_of(options);

@@ -39,7 +39,7 @@ std::string page_title(const LegPlan &plan) {
 }  // namespace
 
 ExitStatus run_spectrum(Program &program, const SpectrumOptions &options) {
-    program.honour_only("spectrum", {"board", "lnb", "switch", "real-time", "trace", "driver-log"});
+    program.honour_on_chips("spectrum", {"lnb", "switch"});
     refuse_contradicting_pages(program.options, options.report);
     LegsWanted wanted = read_wanted("spectrum", options.legs, program);
     const auto then = options.compare ? std::optional(read_spectrum(*options.compare))

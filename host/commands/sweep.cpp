@@ -55,6 +55,7 @@ unsigned port_named_in(const std::vector<Table> &tables) {
 }  // namespace
 
 ExitStatus run_sweep(Program &program, const SweepOptions &options) {
+    program.refuse_firmware("sweep");
     std::vector<Table> tables;
     tables.reserve(options.tables.size());
     for (const std::string &name : options.tables) {

@@ -117,6 +117,7 @@ void judge(Judge &judge, Session &session, Reception &reception) {
 }
 
 ExitStatus tune_with_plugin(Program &program, const TuneOptions &options, const Target &target) {
+    program.refuse_firmware("tune --via plugin");
     Output output(program.options.format, program.options.output);
     Rig rig(program.rig_options(), program.console);
     const TuneWay way = prepare_way(rig, program, target, options.cable);
@@ -225,8 +226,7 @@ ExitStatus tune_in(Program &program, const TuneOptions &options, const Target &t
 }
 
 ExitStatus tune_with_chips(Program &program, const TuneOptions &options, const Target &target) {
-    program.honour_only("tune --via chip",
-                        {"board", "lnb", "switch", "real-time", "trace", "driver-log"});
+    program.honour_on_chips("tune --via chip", {"lnb", "switch"});
     const RigOptions set_up =
         options.watch ? rig_options_for_watch(program, options.watching) : program.rig_options();
     Output output(program.options.format, program.options.output);

@@ -222,7 +222,7 @@ void say_why_nothing_was_found(Program &program, Workbench &rig,
 }  // namespace
 
 ExitStatus run_unicable_detect(Program &program, const UnicableDetectOptions &options) {
-    program.honour_only("unicable detect", {"board", "real-time", "trace", "driver-log"});
+    program.honour_on_chips("unicable detect", {});
     const SearchRange range = parse_range(options);
     // The driver's own account of the search is wanted here unless the person says otherwise.
     RigOptions set_up = program.rig_options();

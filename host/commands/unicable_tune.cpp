@@ -130,7 +130,7 @@ ExitStatus tune_through(Program &program, const UnicableTuneOptions &options,
 }  // namespace
 
 ExitStatus run_unicable_tune(Program &program, const UnicableTuneOptions &options) {
-    program.honour_only(command_name, {"board", "lnb", "real-time", "trace", "driver-log"});
+    program.honour_on_chips(command_name, {"lnb"});
     Target target = find_target(command_name, options.target, program.console);
     Output output(program.options.format, program.options.output);
     ChipRig rig(program.rig_options(), program.console);

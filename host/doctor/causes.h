@@ -75,8 +75,8 @@ inline constexpr auto causes = std::to_array<Cause>({
      "receiver recovers by a new start-up only",
      "standby"},
     {"firmware", "placeholder_firmware", Health::failed, ExitStatus::hardware_absent,
-     "Configure with -DDS3000_FIRMWARE_A=FILE and -DDS3000_FIRMWARE_B=FILE, the vendor's images of "
-     "8192 bytes each"},
+     "Give the vendor's images, 8192 bytes each: to this program with --firmware-a FILE and "
+     "--firmware-b FILE, to a build with -DDS3000_FIRMWARE_A=FILE and -DDS3000_FIRMWARE_B=FILE"},
     {"firmware", "firmware_not_running", Health::failed, ExitStatus::hardware_absent,
      "The download reports nothing, and the driver sends no block twice: is it this chip's image, "
      "and does the bus carry blocks of 65 bytes without error?"},

@@ -79,9 +79,11 @@ Finding look_at_tuner() {
 
 // A search begins only when the micro-controller runs its program; what it finds does not matter.
 Finding look_at_firmware(bool simulated) {
-    if (!simulated && ChipSession::embeds_placeholder()) {
-        return finding_of(cause_at("firmware", "placeholder_firmware"),
-                          "this build embeds a placeholder, which no chip can run");
+    const Firmware firmware = ChipSession::firmware();
+    if (!simulated && firmware.is_placeholder()) {
+        return finding_of(
+            cause_at("firmware", "placeholder_firmware"),
+            fmt::format("{} is a placeholder, which no chip can run", firmware.origin()));
     }
     ds3000_connect(middle_mhz, usual_ksps, STANDARD_DVBS);
     std::uint32_t state = LOCK_SEARCHING;
@@ -90,12 +92,18 @@ Finding look_at_firmware(bool simulated) {
     const std::uint64_t waited_ms = ms_since(start_ns);
     if (state == LOCK_FAILED) {
         return finding_of(cause_at("firmware", "firmware_not_running"),
-                          fmt::format("no search begins within {} ms of a connect", waited_ms));
+                          fmt::format("no search begins within {} ms of a connect; loaded was {}",
+                                      waited_ms, firmware.origin()));
+    }
+    Json values{{"search_begins_ms", waited_ms}, {"image", std::string(1, firmware.letter)}};
+    if (!firmware.file.empty()) {
+        values["file"] = firmware.file;
     }
     return {
         .step = "firmware",
-        .measured = fmt::format("the micro-controller searches {} ms after a connect", waited_ms),
-        .values = {{"search_begins_ms", waited_ms}}};
+        .measured = fmt::format("the micro-controller searches {} ms after a connect; it runs {}",
+                                waited_ms, firmware.origin()),
+        .values = std::move(values)};
 }
 
 }  // namespace

@@ -15,8 +15,9 @@ FieldRecord record_of(const RecordedSession &session) {
     record.push_back({"Board", session.chip.empty()
                                    ? session.board
                                    : fmt::format("{}, {}", session.board, session.chip)});
-    record.push_back({"Firmware", session.placeholder_firmware ? "placeholder, simulated chips only"
-                                                               : "as built in"});
+    record.push_back({"Firmware", session.firmware.is_placeholder()
+                                      ? "placeholder, simulated chips only"
+                                      : session.firmware.origin()});
     record.push_back({"Program", "ds3000-ctl " DS3000_VERSION});
     return record;
 }

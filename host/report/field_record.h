@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "broadcast/lnb.h"
+#include "host/session/firmware.h"
 
 namespace host {
 
@@ -22,7 +23,7 @@ struct RecordedSession {
     std::string note;  // of the person; empty: none
     std::string board;
     std::string chip;
-    bool placeholder_firmware = false;
+    Firmware firmware;  // that the chip was given
 };
 FieldRecord record_of(const RecordedSession &session);
 

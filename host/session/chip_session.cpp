@@ -2,12 +2,10 @@
 #include "host/session/chip_session.h"
 
 #include "ds3000/chip/ds3000_context.h"
-#include "ds3000/demod/firmware.h"
 #include "ds3000/demod/power.h"
 #include "ds3000/demod/ts_mode.h"
 #include "ds3000/hw/hdi.h"
 #include "host/session/front_end.h"
-#include "host/session/placeholder_firmware.h"
 #include "host/terminal/failure.h"
 
 namespace host {
@@ -85,11 +83,7 @@ std::string ChipSession::chip_name() {
     return name == nullptr ? "" : name;
 }
 
-bool ChipSession::embeds_placeholder() {
-    const std::uint8_t *image =
-        ds3000_context.chip_type == CHIP_DS300X ? ds3000_firmware_b : ds3000_firmware_a;
-    return is_placeholder_firmware({image, FIRMWARE_SIZE});
-}
+Firmware ChipSession::firmware() { return firmware_of(ds3000_context.chip_type); }
 
 void ChipSession::take_lines() { log_.add(capture_.take()); }
 

@@ -8,6 +8,7 @@
 #include "host/boards/board_wiring.h"
 #include "host/cable/cable_leg.h"
 #include "host/cable/user_band.h"
+#include "host/session/firmware.h"
 #include "host/terminal/driver_log.h"
 #include "host/terminal/stderr_capture.h"
 
@@ -40,8 +41,8 @@ class ChipSession {
     // The demodulator's name as the driver identified it; empty where it is unknown.
     [[nodiscard]] static std::string chip_name();
 
-    // Whether the firmware that this build gives to such a chip is a placeholder.
-    [[nodiscard]] static bool embeds_placeholder();
+    // What was loaded into it.
+    [[nodiscard]] static Firmware firmware();
 
     // Hand to the log what the driver wrote to standard error since the last call.
     void take_lines();

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 
+#include "ds3000/chip/ds3000_context.h"
 #include "host/session/lock_wait.h"
 #include "host/session/tuner_calls.h"
 #include "host/terminal/replaced_file.h"
@@ -162,11 +163,25 @@ void Rig::look() {
     }
 }
 
+ChipRig::ChipRig(const RigOptions &options, Console &console) : Workbench(options, console) {
+    give_firmware(options.firmware);
+}
+
 ExitStatus ChipRig::run(const std::function<ExitStatus(ChipSession &)> &work) {
     return live(BoardWatch::Work::of_this_thread, [&] {
         ChipSession session(board().wiring(), log());
+        note_unused_firmware();
         return attend([&] { return work(session); });
     });
+}
+
+// Which image a chip takes is known when it has been identified.
+void ChipRig::note_unused_firmware() {
+    const std::string_view option = unused_firmware_option(ds3000_context.chip_type);
+    if (!option.empty()) {
+        console().note(fmt::format("{} goes unused: {} runs {}", option, ChipSession::chip_name(),
+                                   ChipSession::firmware().origin()));
+    }
 }
 
 void ChipRig::look() { board().watch().look(); }

@@ -11,6 +11,7 @@
 #include "host/boards/simulated_board.h"
 #include "host/cable/lnb_choice.h"
 #include "host/session/chip_session.h"
+#include "host/session/firmware.h"
 #include "host/session/judge.h"
 #include "host/session/plugin_loader.h"
 #include "host/session/session.h"
@@ -25,6 +26,7 @@ struct RigOptions {
     BoardOptions board;
     std::optional<std::string> plugin;      // its file; absent: the first on the search path
     std::optional<std::string> driver_log;  // as DriverLog takes it
+    FirmwareFiles firmware = {};            // for the chip layer
 };
 
 // Which LNB a transponder is received with: the one that was chosen, else the one that is known to
@@ -126,7 +128,7 @@ class Rig : public Workbench {
 // A workbench with the chip layer of this program: never beside a plug-in in one process.
 class ChipRig : public Workbench {
  public:
-    using Workbench::Workbench;
+    ChipRig(const RigOptions &options, Console &console);
 
     // See whether the chips still are as the start-up left them.
     void look();
@@ -136,6 +138,7 @@ class ChipRig : public Workbench {
 
  private:
     void have_a_look() override { look(); }
+    void note_unused_firmware();
 };
 
 }  // namespace host
