@@ -25,6 +25,13 @@ target_include_directories(ds3000_common INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_definitions(ds3000_common INTERFACE _DEFAULT_SOURCE)
 target_link_libraries(ds3000_common INTERFACE Threads::Threads)
 
+# Before release 2.17 of the GNU C library the clocks were in a library of their own.
+include(CheckFunctionExists)
+check_function_exists(clock_gettime DS3000_CLOCK_IN_LIBC)
+if(NOT DS3000_CLOCK_IN_LIBC)
+  target_link_libraries(ds3000_common INTERFACE rt)
+endif()
+
 # Calls that a sanitizer build redirects to the time seam.
 add_library(ds3000_time_calls INTERFACE)
 if(DS3000_WRAPPED_TIME)

@@ -30,6 +30,9 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
+# Loaders older than release 2.5 of the GNU C library know this table of symbols alone.
+set(CMAKE_MODULE_LINKER_FLAGS_INIT "-Wl,--hash-style=sysv")
+
 # What the compiler prints when asked.
 function(ask_compiler variable)
   execute_process(COMMAND ${CMAKE_CXX_COMPILER} ${ARGN} RESULT_VARIABLE result
@@ -70,6 +73,6 @@ if(NOT libc_is_the_receivers)
   set(CMAKE_C_FLAGS_INIT "-nostdinc -isystem ${c_headers}")
   set(CMAKE_CXX_FLAGS_INIT "-nostdinc -nostdinc++ -isystem ${cxx_headers} -isystem ${c_headers}")
   foreach(kind EXE MODULE SHARED)
-    set(CMAKE_${kind}_LINKER_FLAGS_INIT "${libraries}")
+    string(APPEND CMAKE_${kind}_LINKER_FLAGS_INIT " ${libraries}")
   endforeach()
 endif()
