@@ -105,23 +105,19 @@ debian_architecture() {
     esac
 }
 
-# Unpack Debian's libraries for a foreign preset in build/PRESET/sysroot, by an apt of its own that
-# knows that architecture alone: installed, they would conflict with this machine's.
-unpack_sysroot() {
-    local preset=$1 architecture wanted apt_state
-    local sysroot=$root/build/$1/sysroot
-    architecture=$(debian_architecture "$preset")
-    if [[ -z $architecture ]] || ! command -v dpkg-deb >/dev/null; then
-        return
-    fi
-    wanted=$(packages_of sysroot)
-    if [[ -f $sysroot/packages && $(<"$sysroot/packages") == "$wanted" ]]; then
+# unpack_packages ARCHITECTURE SECTION FOLDER: unpack the packages of a section, of another
+# architecture, by an apt of its own that knows that one alone: installed, they would conflict with
+# this machine's.
+unpack_packages() {
+    local architecture=$1 folder=$3 wanted apt_state
+    wanted=$(packages_of "$2")
+    if [[ -f $folder/packages && $(<"$folder/packages") == "$wanted" ]]; then
         return
     fi
 
     printf 'Unpacking Debian packages of %s: %s\n' "$architecture" "${wanted//$'\n'/ }"
-    rm -rf "$sysroot"
-    mkdir -p "$sysroot"
+    rm -rf "$folder"
+    mkdir -p "$folder"
     apt_state=$(mktemp -d)
     mkdir -p "$apt_state"/{lists,archives}/partial
     touch "$apt_state/status"
@@ -136,10 +132,19 @@ unpack_sysroot() {
     (cd "$apt_state/archives" && quietly "${apt_get[@]}" download $wanted) ||
         fail "apt-get could not fetch for $architecture: ${wanted//$'\n'/ } (no network?)"
     for package in "$apt_state"/archives/*.deb; do
-        dpkg-deb --extract "$package" "$sysroot"
+        dpkg-deb --extract "$package" "$folder"
     done
     rm -rf "$apt_state"
-    printf '%s\n' "$wanted" >"$sysroot/packages"
+    printf '%s\n' "$wanted" >"$folder/packages"
+}
+
+# Debian's libraries for a foreign preset, in build/PRESET/sysroot.
+unpack_sysroot() {
+    local architecture
+    architecture=$(debian_architecture "$1")
+    if [[ -n $architecture ]] && command -v dpkg-deb >/dev/null; then
+        unpack_packages "$architecture" sysroot "$root/build/$1/sysroot"
+    fi
 }
 
 # Install what a preset builds with and configure it. Of CMake's report only the lines about
