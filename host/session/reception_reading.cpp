@@ -51,7 +51,9 @@ std::optional<double> QualityReading::margin_db() const {
 QualityReading measure_quality() {
     constexpr std::uint64_t settling_ms = 300;
     pause_ms(settling_ms);
-    return judged(measure_quality_db(), read_signal_info());
+    // In this order on every target; arguments are evaluated in the compiler's.
+    const SignalInfo signal = read_signal_info();
+    return judged(measure_quality_db(), signal);
 }
 
 double hundredths(double value) { return std::round(value * 100) / 100; }
