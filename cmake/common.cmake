@@ -11,6 +11,21 @@ endif()
 option(DS3000_WERROR "Take the compiler's warnings for errors" OFF)
 option(DS3000_BATCHES "Compile the host program and the simulator several sources at a time" ON)
 
+option(DS3000_STATIC_PROGRAM "Link ds3000-ctl into one static file, with the plug-in in it" OFF)
+if(DS3000_STATIC_PROGRAM)
+  # Nothing can be put in front of functions that are linked in.
+  set(DS3000_WRAPPED_TIME ON)
+  # As small as it can be: a third of its code goes with -Os, and a program at a fixed address is
+  # smaller, most of all on MIPS.
+  set(CMAKE_CXX_FLAGS_RELEASE "-Os -DNDEBUG")
+  set(CMAKE_POSITION_INDEPENDENT_CODE OFF)
+  add_compile_options(-fno-pie -ffunction-sections -fdata-sections)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^mips")
+    add_compile_options(-mplt)
+  endif()
+  set(CMAKE_FIND_LIBRARY_SUFFIXES .a)
+endif()
+
 # Flags of everything that is ours.
 add_library(ds3000_common INTERFACE)
 target_compile_options(ds3000_common INTERFACE

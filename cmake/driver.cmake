@@ -125,7 +125,8 @@ set_target_properties(ds3000_plugin PROPERTIES
   PREFIX "" OUTPUT_NAME dvb_ts_tuner_ds3000_and_ts2022
   CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 
-set(whole_program $<AND:$<CONFIG:Release>,$<CXX_COMPILER_ID:GNU>>)
+set(whole_program
+  $<AND:$<CONFIG:Release>,$<CXX_COMPILER_ID:GNU>,$<NOT:$<BOOL:${DS3000_STATIC_PROGRAM}>>>)
 target_compile_options(ds3000_plugin PRIVATE
   # Nothing here throws, and nothing unwinds through a poll: a debugger has .debug_frame.
   $<$<CONFIG:Release>:-fno-asynchronous-unwind-tables;-fno-unwind-tables>

@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "host/session/plugin_loader.h"
 
-#include <dlfcn.h>
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
 
 #include "host/terminal/failure.h"
-#include "host/terminal/input_file.h"
 
 namespace host {
 
@@ -43,68 +41,10 @@ std::string predicate_fault(const char *name, std::uint32_t (*accepts)(std::uint
     return taken == others.end() ? "" : fmt::format("{}({}) does not return 0", name, *taken);
 }
 
-std::string loader_message() {
-    const char *message = dlerror();
-    return message != nullptr ? message : "the loader gives no reason";
-}
-
 }  // namespace
 
-std::vector<std::filesystem::path> plugin_search_path() {
-    std::vector<std::filesystem::path> folders;
-    std::error_code error;
-    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
-    if (!error) {
-        const auto beside = program.parent_path();
-        folders.push_back(beside.parent_path() / "lib");
-        folders.push_back((beside / DS3000_PLUGIN_FROM_PROGRAM).lexically_normal());
-    }
-    folders.emplace_back(DS3000_PLUGIN_DIR);
-    return folders;
-}
-
-std::filesystem::path find_plugin() {
-    std::string tried;
-    for (const auto &folder : plugin_search_path()) {
-        auto file = folder / plugin_file_name;
-        std::error_code error;
-        if (std::filesystem::exists(file, error)) {
-            return file;
-        }
-        tried += fmt::format("\n  {}", file.string());
-    }
-    throw Failure(
-        ExitStatus::not_loadable,
-        fmt::format("the plug-in is in none of its places; name it with --plugin FILE:{}", tried));
-}
-
-std::filesystem::path plugin_file(const std::optional<std::string> &named) {
-    return named ? std::filesystem::path(*named) : find_plugin();
-}
-
-void Plugin::Close::operator()(void *handle) const { dlclose(handle); }
-
-Plugin::Plugin(const std::filesystem::path &file) : file_(std::filesystem::absolute(file)) {
-    try {
-        // The loader would wait for a pipe's other end.
-        require_regular_file(file_.string());
-    } catch (const InputError &problem) {
-        throw Failure(ExitStatus::not_loadable,
-                      fmt::format("the plug-in cannot be loaded: {}", problem.what()));
-    }
-    handle_.reset(dlopen(file_.c_str(), RTLD_NOW | RTLD_LOCAL));
-    if (!handle_) {
-        throw Failure(ExitStatus::not_loadable,
-                      fmt::format("the plug-in cannot be loaded: {}", loader_message()));
-    }
-    void *symbol = dlsym(handle_.get(), plugin_export);
-    if (symbol == nullptr) {
-        throw Failure(ExitStatus::not_loadable, fmt::format("{} is no plug-in of this family: {}",
-                                                            file_.string(), loader_message()));
-    }
-    const auto get_metadata =
-        reinterpret_cast<decltype(&dvb_ts_tuner_get_metadata_ds3000_and_ts2022)>(symbol);
-    descriptor_ = get_metadata();
+Plugin::Plugin(const std::filesystem::path &file)
+    : file_(std::filesystem::absolute(file)), descriptor_(load()()) {
     if (const std::string fault = descriptor_fault(descriptor_); !fault.empty()) {
         throw Failure(ExitStatus::not_loadable,
                       fmt::format("the descriptor of {} is wrong: {}", file_.string(), fault));

@@ -37,13 +37,17 @@ class Plugin {
     [[nodiscard]] const std::filesystem::path &file() const { return file_; }
 
  private:
+    using GetMetadata = decltype(&dvb_ts_tuner_get_metadata_ds3000_and_ts2022);
     struct Close {
         void operator()(void *handle) const;
     };
 
+    // Open the file. Returns its export.
+    GetMetadata load();
+
     std::filesystem::path file_;
     std::unique_ptr<void, Close> handle_;
-    const dvb_ts_tuner_metadata *descriptor_ = nullptr;
+    const dvb_ts_tuner_metadata *descriptor_;
 };
 
 // What is wrong with a descriptor; empty when nothing is.
