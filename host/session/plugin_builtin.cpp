@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 // The plug-in as a part of this program, which is one static file and loads nothing. Of its symbols
-// only the export can be seen, so its state and the chip layer's are two, as with a file of its own.
+// only the export can be seen, so its state and the chip layer's are two, as with a file by itself.
 
 #include "host/session/plugin_loader.h"
 #include "host/terminal/failure.h"
