@@ -30,6 +30,7 @@ class CtlStream : public CtlTest {
     // came in "rows".
     [[nodiscard]] Outcome killed(const std::string &command, int lines) const {
         return shell(fmt::format(
+            "rm -f rows pid\n"
             "{{ \"$CTL\" {} --real-time & echo $! >pid; wait; }} 2>/dev/null | cat >rows &\n"
             "while ! [ \"$(wc -l 2>/dev/null <rows)\" -ge {} ] 2>/dev/null; do sleep 0.05; done\n"
             "kill -9 $(cat pid)\nwait",
