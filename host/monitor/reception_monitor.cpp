@@ -20,12 +20,13 @@ class Watch {
     // Returns whether the watch is over.
     [[nodiscard]] bool turn(std::uint64_t time_ms) {
         const bool is_due = time_ms >= due_ms_;
-        const ReceptionReading reception = is_due ? reader_.read() : poll();
+        const ReceptionReading reception = is_due ? reader_.read() : poll(time_ms);
         if (task_.must_end()) {
             return true;
         }
         record_.polled(reception.locked, time_ms);
         if (is_due) {
+            counted_ms_ = time_ms;
             due_ms_ += (time_ms - due_ms_) / task_.every_ms * task_.every_ms + task_.every_ms;
             task_.show({.time_ms = time_ms,
                         .since_ms = record_.since_ms(),
@@ -45,9 +46,14 @@ class Watch {
     }
 
  private:
-    ReceptionReading poll() {
+    ReceptionReading poll(std::uint64_t time_ms) {
+        constexpr std::uint64_t counting_period_ms = 10'000;
         ReceptionReading reading;
         reading.locked = reader_.poll();
+        if (time_ms - counted_ms_ >= counting_period_ms) {
+            counted_ms_ = time_ms;
+            reader_.keep_counting();
+        }
         return reading;
     }
 
@@ -65,6 +71,7 @@ class Watch {
     ChipReceptionReader &reader_;
     const MonitorTask &task_;
     std::uint64_t due_ms_;
+    std::uint64_t counted_ms_ = 0;
     LockRecord record_;
 };
 

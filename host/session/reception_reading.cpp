@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <utility>
 
 #include "broadcast/modcod.h"
 #include "ds3000/chip/ds3000_context.h"
@@ -161,7 +162,29 @@ ReceptionReading PublishedReception::read() {
 
 std::optional<ErrorCount> ErrorCounter::count() {
     told_early_ = 0;
-    return ds3000_context.standard == STANDARD_DVBS2 ? count_packets() : count_bits();
+    if (ds3000_context.standard != STANDARD_DVBS2) {
+        return count_bits();
+    }
+    keep_up();
+    return std::exchange(held_, std::nullopt);
+}
+
+void ErrorCounter::keep_up() {
+    if (ds3000_context.standard != STANDARD_DVBS2) {
+        return;
+    }
+    const std::optional<ErrorCount> counted = count_packets();
+    if (held_ && counted) {
+        held_->errors += counted->errors;
+        held_->of += counted->of;
+    } else if (counted) {
+        held_ = counted;
+    }
+}
+
+void ErrorCounter::forget() {
+    from_.reset();
+    held_.reset();
 }
 
 // A window that has ended is told once, and the next one begun. The first to end began before
@@ -224,6 +247,12 @@ bool ChipReceptionReader::poll() {
         errors_.forget();
     }
     return locked_;
+}
+
+void ChipReceptionReader::keep_counting() {
+    if (locked_) {
+        errors_.keep_up();
+    }
 }
 
 ReceptionReading ChipReceptionReader::read() {

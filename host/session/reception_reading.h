@@ -104,12 +104,16 @@ class ErrorCounter {
     // count still runs.
     std::optional<ErrorCount> count();
 
+    // Hold what DVB-S2 has counted for the next count(). The driver multiplies frames and their bits
+    // in 32 bits, which the fastest carrier outgrows in eleven seconds.
+    void keep_up();
+
     // Errors that the driver told at the last call of a count of DVB-S that goes on, of which it
     // knows nothing.
     [[nodiscard]] std::uint32_t told_early() const { return told_early_; }
 
     // Forget the count that runs: the lock is gone.
-    void forget() { from_.reset(); }
+    void forget();
 
  private:
     struct Stand {
@@ -120,7 +124,8 @@ class ErrorCounter {
     std::optional<ErrorCount> count_bits();
     std::optional<ErrorCount> count_packets();
 
-    std::optional<Stand> from_;  // where the count that runs began
+    std::optional<Stand> from_;       // where the count that runs began
+    std::optional<ErrorCount> held_;  // of DVB-S2, before that
     std::uint32_t told_early_ = 0;
 };
 
@@ -149,6 +154,9 @@ class ChipReceptionReader final : public ReceptionReader {
 
     // Whether the last poll found a search that came to its end without lock.
     [[nodiscard]] bool search_is_over() const { return search_is_over_; }
+
+    // Do that much for the error counters every ten seconds between readings that are farther apart.
+    void keep_counting();
 
     // Poll, and ask for all the rest. When the lock goes meanwhile, there is none in the reading.
     ReceptionReading read() override;

@@ -81,6 +81,18 @@ TEST_F(CtlMonitor, shows_a_reading_each_second) {
     EXPECT_EQ(whole.at("losses"), 0);
 }
 
+TEST_F(CtlMonitor, counts_all_packets_between_readings_minutes_apart) {
+    write_file("world.toml", carrier_and(""));
+
+    const json far = readings("--every 90 --for 181");
+
+    EXPECT_EQ(run.status, 0) << run.err;
+    ASSERT_EQ(far.size(), 2U);
+    // 22 Msym/s in frames of 21,690 symbols, each of 42,960 bits in packets of 1,504.
+    constexpr double packets = 90 * 22e6 / 21'690 * 42'960 / 1'504;
+    EXPECT_NEAR(far.at(1).at("errors").at("of"), packets, packets / 1'000);
+}
+
 TEST_F(CtlMonitor, leaves_out_what_is_not_known) {
     write_file("world.toml", carrier_and(""));
     const json all = readings("--every 0.2 --for 2");
