@@ -58,3 +58,7 @@ configure_file(cmake/uninstall.cmake.in ${PROJECT_BINARY_DIR}/uninstall.cmake @O
 add_custom_target(uninstall
   ${CMAKE_COMMAND} -P ${PROJECT_BINARY_DIR}/uninstall.cmake
   COMMENT "Removing what the last install put down" VERBATIM)
+
+if(PROJECT_IS_TOP_LEVEL)
+  include(cmake/packages.cmake)
+endif()

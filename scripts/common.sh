@@ -105,6 +105,16 @@ debian_architecture() {
     esac
 }
 
+# The preset that builds for a processor by Debian's name, of those that packages are made for.
+preset_of_architecture() {
+    case $1 in
+    amd64) echo release ;;
+    arm64) echo aarch64 ;;
+    armhf) echo armhf ;;
+    *) fail "no packages for $1; there are amd64, arm64 and armhf" ;;
+    esac
+}
+
 # unpack_packages ARCHITECTURE SECTION FOLDER: unpack the packages of a section, of another
 # architecture, by an apt of its own that knows that one alone: installed, they would conflict with
 # this machine's.
@@ -147,18 +157,19 @@ unpack_sysroot() {
     fi
 }
 
-# Install what a preset builds with and configure it. Of CMake's report only the lines about
-# placeholder firmware and about what is left out are shown.
+# Install what a preset builds with and configure it, with further arguments for cmake. Of its report
+# only the lines about placeholder firmware and about what is left out are shown.
 configure_preset() {
     local preset=$1 sections log
+    shift
     read -ra sections <<<"$(sections_of_preset "$preset")"
     require_packages "${sections[@]}"
     unpack_sysroot "$preset"
     log=$(mktemp)
-    if ! cmake --preset "$preset" >"$log" 2>&1; then
+    if ! cmake --preset "$preset" "$@" >"$log" 2>&1; then
         cat "$log" >&2
         rm -f "$log"
-        fail "cmake --preset $preset failed"
+        fail "cmake --preset $preset $* failed"
     fi
     sed -n 's/^-- \(Firmware .*\|Left out: .*\)/\1/p' "$log"
     rm -f "$log"
