@@ -5,6 +5,7 @@
 # Writes which state of its sources a program is made of, in git's words (v1.0.0-3-g0123456789ab-dirty),
 # as DS3000_REVISION; an empty one where nothing tells. A checkout asks git, an archive has it from git
 # in cmake/revision.txt. The header is touched only when it changes.
+cmake_minimum_required(VERSION 3.25)
 
 set(revision "")
 if(EXISTS ${SOURCE}/.git)
