@@ -29,7 +29,10 @@ std::vector<std::filesystem::path> plugin_search_path() {
         folders.push_back(beside.parent_path() / "lib");
         folders.push_back((beside / DS3000_PLUGIN_FROM_PROGRAM).lexically_normal());
     }
-    folders.emplace_back(DS3000_PLUGIN_DIR);
+    // In a tree that was not moved it is the same place.
+    if (folders.empty() || folders.back() != DS3000_PLUGIN_DIR) {
+        folders.emplace_back(DS3000_PLUGIN_DIR);
+    }
     return folders;
 }
 

@@ -104,8 +104,8 @@ class ErrorCounter {
     // count still runs.
     std::optional<ErrorCount> count();
 
-    // Hold what DVB-S2 has counted for the next count(). The driver multiplies frames and their bits
-    // in 32 bits, which the fastest carrier outgrows in eleven seconds.
+    // Hold what DVB-S2 has counted for the next count(). The driver multiplies frames and bits in
+    // 32 bits, which the fastest carrier outgrows in eleven seconds.
     void keep_up();
 
     // Errors that the driver told at the last call of a count of DVB-S that goes on, of which it
@@ -155,7 +155,8 @@ class ChipReceptionReader final : public ReceptionReader {
     // Whether the last poll found a search that came to its end without lock.
     [[nodiscard]] bool search_is_over() const { return search_is_over_; }
 
-    // Do that much for the error counters every ten seconds between readings that are farther apart.
+    // To be called every ten seconds between readings that are farther apart, so that no error
+    // count is lost.
     void keep_counting();
 
     // Poll, and ask for all the rest. When the lock goes meanwhile, there is none in the reading.
