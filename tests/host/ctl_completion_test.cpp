@@ -2,7 +2,7 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
-#include <algorithm>
+#include <filesystem>
 #include <sstream>
 
 #include "tests/host/ctl_run.h"
@@ -80,6 +80,35 @@ TEST_F(CtlCompletion, offers_each_row_of_a_table_by_what_finds_it) {
         EXPECT_EQ(ctl(fmt::format("tune two {} --show-plan", row)).status, 0) << row;
     }
     EXPECT_THAT(after("tune none ''"), IsEmpty());
+}
+
+// What bash would put in the place of the last word, which it splits at = and :.
+constexpr const char *in_bash = R"sh(bash -c '
+    . /usr/share/bash-completion/bash_completion
+    . "$1"
+    compopt() { :; }
+    COMP_LINE="ds3000-ctl $2"
+    COMP_POINT=${#COMP_LINE}
+    read -ra COMP_WORDS <<<"$(sed "s/\([=:]\)/ \1 /g" <<<"$COMP_LINE")"
+    COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
+    _ds3000_ctl "$CTL"
+    printf "%s\n" "${COMPREPLY[@]}"' - )sh" DS3000_BASH_COMPLETION " ";
+
+TEST_F(CtlCompletion, fits_what_bash_replaces) {
+    if (!std::filesystem::exists("/usr/share/bash-completion/bash_completion")) {
+        GTEST_SKIP() << "no bash-completion here";
+    }
+    const auto replaced_by = [&](const std::string &line) {
+        return shell("export CTL\n" + (in_bash + ("'" + line + "'"))).out;
+    };
+    write_file("world.toml", "");
+    write_file("work.toml", "");
+
+    EXPECT_EQ(replaced_by("sp"), "spectrum\n");
+    EXPECT_EQ(replaced_by("tune --format=js"), "json\njsonl\n");
+    EXPECT_EQ(replaced_by("--board sim:wo"), "work.toml\nworld.toml\n");
+    EXPECT_EQ(replaced_by("--board=sim:wor"), "work.toml\nworld.toml\n");
+    EXPECT_EQ(replaced_by("--trace wor"), "work.toml\nworld.toml\n");
 }
 
 TEST_F(CtlCompletion, is_no_command_of_its_own) {
