@@ -801,11 +801,18 @@ CommandRequest what_was_asked_for(const CLI::App &app, const CLI::ParseError &er
     return request;
 }
 
+// Whether a word stands where a subcommand should, and is none: its help would be another's.
+bool names_no_subcommand(const CLI::App &app, const CLI::App &command) {
+    const auto left_over = app.remaining(true);
+    return !left_over.empty() && !left_over.front().starts_with("-") &&
+           !subcommands_of(command).empty();
+}
+
 CommandReading refuse(const CLI::App &app, const CLI::ParseError &error, Console &console) {
-    if (error.get_exit_code() == 0) {
+    const CLI::App &command = command_meant(app);
+    if (error.get_exit_code() == 0 && !names_no_subcommand(app, command)) {
         return what_was_asked_for(app, error);
     }
-    const CLI::App &command = command_meant(app);
     // The message may repeat what was written; on the console that steers no terminal.
     console.error(
         fmt::format("{}; see {} --help", fault_of(app, command, error), words_of(command)));

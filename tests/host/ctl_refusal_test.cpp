@@ -55,6 +55,8 @@ TEST_F(CtlRefusal, misspelt_words_are_named_with_what_may_be_meant) {
     expect("unicable detec", 2,
            "'detec' is no subcommand (did you mean detect?); see ds3000-ctl unicable --help\n");
     expect("reg wirte demod 1 1", 2, "'wirte' is no subcommand (did you mean write?)");
+    expect("foo --help", 2, "'foo' is no subcommand");
+    expect("diseqc foo --help", 2, "'foo' is no subcommand; see ds3000-ctl diseqc --help\n");
     expect("info more", 2, "'more' is more than it takes; see ds3000-ctl info --help\n");
     expect("info --switch x", 2, "; see ds3000-ctl info --help\n");
 }
