@@ -22,7 +22,7 @@ namespace {
 using Completions = std::vector<Completion>;
 
 // Where the words before the one that is completed lead to.
-struct Place {
+struct WordPlace {
     std::vector<const CommandTree *> commands;  // the program, then what was chosen of it
     std::vector<std::string> arguments;         // of the last command
     std::vector<std::string> given;             // options
@@ -38,7 +38,7 @@ const CommandTree *subcommand_named(const CommandTree &command, const std::strin
 }
 
 // An option of the command or of those above it: they may stand behind it too.
-const OptionForm *option_named(const Place &place, const std::string &name) {
+const OptionForm *option_named(const WordPlace &place, const std::string &name) {
     for (const CommandTree *command : place.commands) {
         for (const OptionForm &option : command->options) {
             if (std::find(option.names.begin(), option.names.end(), name) != option.names.end()) {
@@ -49,7 +49,7 @@ const OptionForm *option_named(const Place &place, const std::string &name) {
     return nullptr;
 }
 
-void take_option(Place &place, const std::string &word) {
+void take_option(WordPlace &place, const std::string &word) {
     const std::size_t equals = word.find('=');
     const OptionForm *option = option_named(place, word.substr(0, equals));
     if (option == nullptr) {
@@ -61,7 +61,7 @@ void take_option(Place &place, const std::string &word) {
     }
 }
 
-void take_word(Place &place, const std::string &word) {
+void take_word(WordPlace &place, const std::string &word) {
     if (place.open != nullptr) {
         place.open = nullptr;
     } else if (word == "--") {
@@ -85,7 +85,7 @@ Completions choices_of(std::string_view kind) {
     return choices;
 }
 
-Completions boards_at(const Place &place) {
+Completions boards_at(const WordPlace &place) {
     if (place.begun.starts_with("sim:") || place.begun.starts_with("replay:")) {
         return {{any_file, ""}};
     }
@@ -139,7 +139,7 @@ Completions rows_of(const Table &table) {
 }
 
 // Of the table that the command was given; none where it cannot be read.
-Completions rows_of(const Place &place) {
+Completions rows_of(const WordPlace &place) {
     try {
         return place.arguments.empty() ? Completions{} : rows_of(table_named(place.arguments[0]));
     } catch (const std::exception &) {
@@ -147,7 +147,7 @@ Completions rows_of(const Place &place) {
     }
 }
 
-Completions values_of(const std::string &kind, const Place &place) {
+Completions values_of(const std::string &kind, const WordPlace &place) {
     if (kind.find('|') != std::string::npos) {
         return choices_of(kind);
     }
@@ -166,7 +166,7 @@ Completions values_of(const std::string &kind, const Place &place) {
     return kind == value_kind::file ? Completions{{any_file, ""}} : Completions{};
 }
 
-Completions options_at(const Place &place) {
+Completions options_at(const WordPlace &place) {
     Completions options;
     for (const CommandTree *command : place.commands) {
         for (const OptionForm &option : command->options) {
@@ -182,7 +182,7 @@ Completions options_at(const Place &place) {
     return options;
 }
 
-Completions arguments_at(const Place &place) {
+Completions arguments_at(const WordPlace &place) {
     const CommandTree &command = *place.commands.back();
     Completions next;
     for (const CommandTree &subcommand : command.subcommands) {
@@ -199,7 +199,7 @@ Completions arguments_at(const Place &place) {
 }
 
 // The value of an option in the same word: --lnb=EXT.
-Completions values_behind(const std::string &name, const Place &place) {
+Completions values_behind(const std::string &name, const WordPlace &place) {
     const OptionForm *option = option_named(place, name);
     Completions values = option == nullptr ? Completions{} : values_of(option->value_kind, place);
     for (Completion &value : values) {
@@ -210,7 +210,7 @@ Completions values_behind(const std::string &name, const Place &place) {
     return values;
 }
 
-Completions possible_at(const Place &place, const std::string &begun) {
+Completions possible_at(const WordPlace &place, const std::string &begun) {
     if (place.open != nullptr) {
         return values_of(place.open->value_kind, place);
     }
@@ -228,7 +228,7 @@ Completions completions(const CommandTree &program, const std::vector<std::strin
     if (words.empty()) {
         return {};
     }
-    Place place;
+    WordPlace place;
     place.commands.push_back(&program);
     std::for_each(words.begin(), words.end() - 1,
                   [&](const std::string &word) { take_word(place, word); });
