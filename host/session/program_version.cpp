@@ -3,24 +3,31 @@
 
 #include <fmt/format.h>
 
-#include <regex>
+#include "host/tables/table_file.h"
 
 namespace host {
 
 std::optional<Revision> read_revision(std::string_view described) {
-    static const std::regex form("(?:(.+)-([0-9]{1,6})-g)?([0-9a-f]+)(-dirty)?");
-    const std::string text(described);
-    std::smatch parts;
-    if (!std::regex_match(text, parts, form)) {
+    constexpr std::string_view dirty = "-dirty";
+    Revision revision;
+    revision.modified = described.ends_with(dirty);
+    described.remove_suffix(revision.modified ? dirty.size() : 0);
+    if (const std::size_t mark = described.rfind("-g"); mark != std::string_view::npos) {
+        const std::string_view tagged = described.substr(0, mark);
+        const std::size_t dash = tagged.rfind('-');
+        const auto commits = whole_number(tagged.substr(dash + 1));
+        if (dash == std::string_view::npos || !commits) {
+            return std::nullopt;
+        }
+        revision.tag = tagged.substr(0, dash);
+        revision.commits_after_tag = *commits;
+        described.remove_prefix(mark + 2);
+    }
+    if (described.empty() ||
+        described.find_first_not_of("0123456789abcdef") != std::string_view::npos) {
         return std::nullopt;
     }
-    Revision revision;
-    revision.commit = parts[3];
-    revision.modified = parts[4].matched;
-    if (parts[1].matched) {
-        revision.tag = parts[1];
-        revision.commits_after_tag = static_cast<unsigned>(std::stoul(parts[2]));
-    }
+    revision.commit = described;
     return revision;
 }
 

@@ -13,6 +13,8 @@ TEST(ProgramVersion, says_in_words_what_git_calls_a_state_of_the_sources) {
     for (const Row &row : {
              Row{"", "1.0.0"},
              Row{"no state", "1.0.0"},
+             Row{"v1-x-gfe", "1.0.0"},
+             Row{"v1.0.0-3-g", "1.0.0"},
              Row{"0123456789ab", "1.0.0 (commit 0123456789ab)"},
              Row{"0123456789ab-dirty", "1.0.0 (commit 0123456789ab, modified)"},
              Row{"v1.0.0-0-g0123456789ab", "1.0.0 (commit 0123456789ab, v1.0.0)"},
