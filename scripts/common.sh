@@ -105,6 +105,12 @@ debian_architecture() {
     esac
 }
 
+# of_toolchain PRESET VARIABLE: what the preset's toolchain file sets it to
+of_toolchain() {
+    local file=$root/cmake/toolchain-$1.cmake
+    [[ ! -f $file ]] || sed -n "s/^set($2 \(.*\))\$/\1/p" "$file" | tr -d '"'
+}
+
 # The preset that builds for a processor by Debian's name, of those that packages are made for.
 preset_of_architecture() {
     case $1 in
