@@ -118,9 +118,11 @@ target_link_options(ds3000_plugin_api INTERFACE LINKER:--export-dynamic)
 # The plug-in, from its own objects: a release build sees all of it at once, which the archive must
 # not, as its user may have another compiler. clang would need a linker of its own for that and goes
 # without.
-add_library(ds3000_plugin MODULE
-  ${ds3000_sources} ${ds3000_plugin_sources} $<TARGET_OBJECTS:ds3000_firmware>)
-target_link_libraries(ds3000_plugin PRIVATE ds3000_driver_flags ds3000_time_calls)
+add_library(ds3000_plugin MODULE ${ds3000_sources} ${ds3000_plugin_sources})
+# The images are named as what is linked and not as sources, which Ninja puts before the plug-in's own
+# and make behind them: the file would depend on who builds it.
+target_link_libraries(ds3000_plugin PRIVATE
+  ds3000_driver_flags ds3000_time_calls $<TARGET_OBJECTS:ds3000_firmware>)
 set_target_properties(ds3000_plugin PROPERTIES
   PREFIX "" OUTPUT_NAME dvb_ts_tuner_ds3000_and_ts2022
   CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
@@ -159,8 +161,9 @@ target_link_libraries(ds3000_plugin_complete PRIVATE
 set_target_properties(ds3000_plugin_complete PROPERTIES LINKER_LANGUAGE CXX)
 
 if(DS3000_SHARED_LIBRARY)
-  add_library(ds3000_shared SHARED ${ds3000_sources} $<TARGET_OBJECTS:ds3000_firmware>)
-  target_link_libraries(ds3000_shared PRIVATE ds3000_driver_flags INTERFACE ds3000_headers)
+  add_library(ds3000_shared SHARED ${ds3000_sources})
+  target_link_libraries(ds3000_shared
+    PRIVATE ds3000_driver_flags $<TARGET_OBJECTS:ds3000_firmware> INTERFACE ds3000_headers)
   # Of the names with external linkage, those that a C program can call.
   target_link_options(ds3000_shared PRIVATE
     -static-libgcc -Wl,--as-needed -Wl,--gc-sections -Wl,-z,relro,-z,now,-z,noexecstack
