@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "sim/scenario_bus.h"
 
-#include <algorithm>
 #include <array>
 #include <string>
 
@@ -11,23 +10,27 @@ namespace {
 
 using Kind = BusFault::Kind;
 
-constexpr std::array bus_fault_names{
-    "nack_transfer", "nack_byte",    "nack_address", "bus_stuck",  "slow_bus",   "late_transfer",
-    "hung_transfer", "flipped_read", "false_read",   "stale_read", "lost_write", "stolen_repeater"};
+constexpr auto bus_fault_kinds = std::to_array<Named<Kind>>({
+    {"nack_transfer", Kind::nack_transfer},
+    {"nack_byte", Kind::nack_byte},
+    {"nack_address", Kind::nack_address},
+    {"bus_stuck", Kind::bus_stuck},
+    {"slow_bus", Kind::slow_bus},
+    {"late_transfer", Kind::late_transfer},
+    {"hung_transfer", Kind::hung_transfer},
+    {"flipped_read", Kind::flipped_read},
+    {"false_read", Kind::false_read},
+    {"stale_read", Kind::stale_read},
+    {"lost_write", Kind::lost_write},
+    {"stolen_repeater", Kind::stolen_repeater},
+});
 
-std::optional<Kind> bus_fault_named(const std::string &name) {
-    const auto *const found = std::find(bus_fault_names.begin(), bus_fault_names.end(), name);
-    return found == bus_fault_names.end()
-               ? std::nullopt
-               : std::optional(static_cast<Kind>(found - bus_fault_names.begin()));
-}
-
-std::optional<BusFault::Part> part_named(const std::string &name) {
-    constexpr std::array names{"any", "write", "select", "read"};
-    const auto *const found = std::find(names.begin(), names.end(), name);
-    return found == names.end() ? std::nullopt
-                                : std::optional(static_cast<BusFault::Part>(found - names.begin()));
-}
+constexpr auto parts = std::to_array<Named<BusFault::Part>>({
+    {"any", BusFault::Part::any},
+    {"write", BusFault::Part::write},
+    {"select", BusFault::Part::select},
+    {"read", BusFault::Part::read},
+});
 
 void read_byte(Section &section, const char *key, std::int64_t low, std::uint8_t &value) {
     section.needs(key);
@@ -57,10 +60,10 @@ void read_details(Section &section, BusFault &fault) {
     switch (fault.kind) {
         case Kind::nack_transfer:
         case Kind::hung_transfer:
-            section.choice("part", part_named, "any, write, select, read", fault.part);
+            section.choice("part", parts, fault.part);
             break;
         case Kind::late_transfer:
-            section.choice("part", part_named, "any, write, select, read", fault.part);
+            section.choice("part", parts, fault.part);
             section.integer("length_ms", 1, largest_time_ms, fault.length_ms);
             break;
         case Kind::nack_byte:
@@ -89,10 +92,12 @@ void read_state_of_bus(Section &section, BusFault &fault) {
 
 }  // namespace
 
+std::string bus_fault_names() { return names_of(bus_fault_kinds); }
+
 bool read_bus_fault(Section &section, std::vector<BusFault> &faults) {
     std::string name;
     section.text("kind", name);
-    const std::optional<Kind> kind = bus_fault_named(name);
+    const std::optional<Kind> kind = value_named(bus_fault_kinds, name);
     if (!kind) {
         return false;
     }

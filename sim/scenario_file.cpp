@@ -42,12 +42,14 @@ std::optional<Chip> chip_named(const std::string &name) {
     return std::nullopt;
 }
 
-std::optional<LeftBehind> left_behind_named(const std::string &name) {
-    constexpr std::array names{"nothing", "asleep", "receiving", "held", "disabled", "loading"};
-    const auto *const found = std::find(names.begin(), names.end(), name);
-    return found == names.end() ? std::nullopt
-                                : std::optional(static_cast<LeftBehind>(found - names.begin()));
-}
+constexpr auto states_left_behind = std::to_array<Named<LeftBehind>>({
+    {"nothing", LeftBehind::nothing},
+    {"asleep", LeftBehind::asleep},
+    {"receiving", LeftBehind::receiving},
+    {"held", LeftBehind::held},
+    {"disabled", LeftBehind::disabled},
+    {"loading", LeftBehind::loading},
+});
 
 std::optional<broadcast::RollOff> roll_off_named(double value) {
     constexpr double tolerance = 1e-6;
@@ -60,31 +62,38 @@ std::optional<broadcast::RollOff> roll_off_named(double value) {
     return std::nullopt;
 }
 
-std::optional<Event::Kind> event_named(const std::string &name) {
-    constexpr std::array names{"rain_fade",       "lnb_drift",     "cable_pulled", "brown_out",
-                               "foreign_message", "cable_shorted", "new_modcod"};
-    const auto *const found = std::find(names.begin(), names.end(), name);
-    return found == names.end() ? std::nullopt
-                                : std::optional(static_cast<Event::Kind>(found - names.begin()));
-}
+constexpr auto event_kinds = std::to_array<Named<Event::Kind>>({
+    {"rain_fade", Event::Kind::rain_fade},
+    {"lnb_drift", Event::Kind::lnb_drift},
+    {"cable_pulled", Event::Kind::cable_pulled},
+    {"brown_out", Event::Kind::brown_out},
+    {"foreign_message", Event::Kind::foreign_message},
+    {"cable_shorted", Event::Kind::cable_shorted},
+    {"new_modcod", Event::Kind::new_modcod},
+});
 
-std::optional<Switch::Type> switch_type_named(const std::string &name) {
-    constexpr std::array names{"committed", "multiswitch", "burst"};
-    const auto *const found = std::find(names.begin(), names.end(), name);
-    return found == names.end() ? std::nullopt
-                                : std::optional(static_cast<Switch::Type>(found - names.begin()));
-}
+constexpr auto switch_types = std::to_array<Named<Switch::Type>>({
+    {"committed", Switch::Type::committed},
+    {"multiswitch", Switch::Type::multiswitch},
+    {"burst", Switch::Type::burst},
+});
 
-std::optional<Fault::Kind> fault_named(const std::string &name) {
-    constexpr std::array names{"wrong_identity",       "vco_calibration", "lo_calibration",
-                               "filter_calibration",   "agc_start",       "lost_diseqc",
-                               "equaliser_divergence", "dead_supply",     "stuck_switch",
-                               "diseqc_busy",          "diseqc_reply",    "echo",
-                               "engine_stall",         "engine_late"};
-    const auto *const found = std::find(names.begin(), names.end(), name);
-    return found == names.end() ? std::nullopt
-                                : std::optional(static_cast<Fault::Kind>(found - names.begin()));
-}
+constexpr auto fault_kinds = std::to_array<Named<Fault::Kind>>({
+    {"wrong_identity", Fault::Kind::wrong_identity},
+    {"vco_calibration", Fault::Kind::vco_calibration},
+    {"lo_calibration", Fault::Kind::lo_calibration},
+    {"filter_calibration", Fault::Kind::filter_calibration},
+    {"agc_start", Fault::Kind::agc_start},
+    {"lost_diseqc", Fault::Kind::lost_diseqc},
+    {"equaliser_divergence", Fault::Kind::equaliser_divergence},
+    {"dead_supply", Fault::Kind::dead_supply},
+    {"stuck_switch", Fault::Kind::stuck_switch},
+    {"diseqc_busy", Fault::Kind::diseqc_busy},
+    {"diseqc_reply", Fault::Kind::diseqc_reply},
+    {"echo", Fault::Kind::echo},
+    {"engine_stall", Fault::Kind::engine_stall},
+    {"engine_late", Fault::Kind::engine_late},
+});
 
 void refuse_what_no_standard_has(const Section &section, const broadcast::Transponder &row) {
     if (!threshold_db(row)) {
@@ -210,8 +219,7 @@ void Reader::read_board(Section section) {
         section.refuse_key(section.node("reg30_bit4"), "reg30_bit4",
                            "no board with a DS300X has it");
     }
-    section.choice("left_behind", left_behind_named,
-                   "nothing, asleep, receiving, held, disabled, loading", board.left_behind);
+    section.choice("left_behind", states_left_behind, board.left_behind);
     section.integer("ts_mode", 1, 3, board.ts_mode);
     section.number("rate_tolerance", 0.01, 0.25, board.rate_tolerance);
     section.integer("bus_clock_hz", 1'000, 1'000'000, board.bus_clock_hz);
@@ -418,7 +426,7 @@ void Reader::read_switch(Section section) {
     Switch diseqc_switch;
     section.needs("ports");
     section.boolean("replies", diseqc_switch.replies);
-    section.choice("type", switch_type_named, "committed, multiswitch, burst", diseqc_switch.type);
+    section.choice("type", switch_types, diseqc_switch.type);
     section.integer("wakes_ms", 0, 10'000, diseqc_switch.wakes_ms);
     const toml::array *ports = section.list("ports");
     section.done();
@@ -464,10 +472,7 @@ std::vector<std::uint8_t> Reader::read_message(Section &section, std::size_t sho
 void Reader::read_event(Section section) {
     Event event;
     section.needs("kind");
-    section.choice("kind", event_named,
-                   "rain_fade, lnb_drift, cable_pulled, brown_out, foreign_message, "
-                   "cable_shorted, new_modcod",
-                   event.kind);
+    section.choice("kind", event_kinds, event.kind);
     switch (event.kind) {
         case Event::Kind::rain_fade:
             section.needs("db");
@@ -518,14 +523,10 @@ void Reader::read_fault(Section section) {
         return;
     }
     Fault fault;
-    section.choice("kind", fault_named,
-                   "nack_transfer, nack_byte, nack_address, bus_stuck, slow_bus, late_transfer, "
-                   "hung_transfer, flipped_read, false_read, stale_read, lost_write, "
-                   "stolen_repeater, wrong_identity, "
-                   "vco_calibration, lo_calibration, filter_calibration, agc_start, lost_diseqc, "
-                   "equaliser_divergence, dead_supply, stuck_switch, diseqc_busy, diseqc_reply, "
-                   "echo, engine_stall, engine_late, stall, suspend, signals, clock_unreadable",
-                   fault.kind);
+    const auto named = [](const std::string &name) { return value_named(fault_kinds, name); };
+    const std::string names =
+        fmt::format("{}, {}, {}", bus_fault_names(), names_of(fault_kinds), time_fault_names);
+    section.choice("kind", named, names, fault.kind);
     read_details(section, fault);
     section.done();
     scenario_.faults.push_back(fault);

@@ -4,10 +4,14 @@
 #include <fmt/format.h>
 #include <toml++/toml.h>
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
@@ -22,6 +26,30 @@ namespace sim {
 
 constexpr std::int64_t largest_time_ms = 1'000'000'000'000;
 constexpr std::int64_t largest_count = 1'000'000'000'000;
+
+// What a scenario calls a value.
+template <class Value>
+struct Named {
+    std::string_view name;
+    Value value;
+};
+
+template <class Value, std::size_t count>
+std::optional<Value> value_named(const std::array<Named<Value>, count> &all,
+                                 std::string_view name) {
+    const auto found = std::find_if(all.begin(), all.end(),
+                                    [name](const Named<Value> &one) { return one.name == name; });
+    return found == all.end() ? std::nullopt : std::optional(found->value);
+}
+
+// "any, write, select, read"
+template <class Value, std::size_t count>
+std::string names_of(const std::array<Named<Value>, count> &all) {
+    std::array<std::string_view, count> names;
+    std::transform(all.begin(), all.end(), names.begin(),
+                   [](const Named<Value> &one) { return one.name; });
+    return fmt::format("{}", fmt::join(names, ", "));
+}
 
 // One table of a scenario file. The caller asks for every key that it knows; done() refuses the
 // others.
@@ -87,7 +115,7 @@ class Section {
     }
 
     // A text that `named` turns into a value; `choices` are shown when it cannot.
-    void choice(const char *key, const auto &named, const char *choices, auto &value) {
+    void choice(const char *key, const auto &named, std::string_view choices, auto &value) {
         if (!has(key)) {
             return;
         }
@@ -98,6 +126,13 @@ class Section {
             refuse_key(*table_->get(key), key, fmt::format("\"{}\" is none of {}", name, choices));
         }
         value = *chosen;
+    }
+
+    // The name of one of `all`.
+    template <class Value, std::size_t count>
+    void choice(const char *key, const std::array<Named<Value>, count> &all, Value &value) {
+        const auto named = [&all](const std::string &name) { return value_named(all, name); };
+        choice(key, named, names_of(all), value);
     }
 
     const toml::array *list(const char *key) {
