@@ -31,6 +31,28 @@ constexpr std::size_t part_size = 65536;
     throw Failure(ExitStatus::bad_input, fmt::format("trace {}: {}", file, problem));
 }
 
+// How a file begins that is sent by mail in the place of the trace in it, and what unpacks it.
+struct Packing {
+    std::string_view begin;
+    std::string_view name;
+    std::string_view program;
+};
+
+constexpr std::array packings{
+    Packing{"\x1F\x8B", "gzip", "gunzip"}, Packing{"\3757zXZ", "xz", "unxz"},
+    Packing{"BZh", "bzip2", "bunzip2"},    Packing{"\x28\xB5\x2F\xFD", "zstd", "unzstd"},
+    Packing{"PK\x03\x04", "zip", "unzip"},
+};
+
+void refuse_packed(const std::string &file, std::string_view begin) {
+    for (const Packing &packing : packings) {
+        if (begin.starts_with(packing.begin)) {
+            refuse(file, fmt::format("is packed by {}; unpack it with {} first", packing.name,
+                                     packing.program));
+        }
+    }
+}
+
 File open_trace(const std::string &file) {
     try {
         return open_input(file);
@@ -64,6 +86,9 @@ class StoredText {
         std::ptrdiff_t lines = 0;
         while (const std::size_t got = std::fread(part.data(), 1, part.size(), stream_.get())) {
             const std::string_view text(part.data(), got);
+            if (size_ == 0) {
+                refuse_packed(file_, text);
+            }
             const std::size_t nul = text.find('\0');
             lines += std::count(text.begin(), text.begin() + std::min(nul, got), '\n');
             if (nul != std::string_view::npos) {

@@ -386,6 +386,7 @@ TEST_F(CtlTrace, damaged_traces_are_refused_with_file_and_line) {
     ASSERT_EQ(shell("{ head -n 20 it.trace; printf '\\177ELF\\001\\n'; } >binary.trace").status, 0);
     ASSERT_EQ(shell("{ cat it.trace; sed -n 20p it.trace; } >order.trace").status, 0);
     ASSERT_EQ(shell("{ head -n 20 it.trace; printf 'log a\\000b\\n'; } >zero.trace").status, 0);
+    ASSERT_EQ(shell("gzip -k it.trace").status, 0);
     write_file("empty.trace", "");
     write_file("head.trace", "meta format 1\n");
     write_file("newer.trace", "meta format 2\n");
@@ -396,7 +397,9 @@ TEST_F(CtlTrace, damaged_traces_are_refused_with_file_and_line) {
             EXPECT_EQ(run.out, "");
             return run.err;
         };
-        EXPECT_THAT(refusal("cut.trace"), HasSubstr("cut.trace:"));
+        EXPECT_EQ(
+            refusal("it.trace.gz"),
+            "ds3000-ctl: trace it.trace.gz: is packed by gzip; unpack it with gunzip first\n");
         EXPECT_THAT(refusal("binary.trace"), HasSubstr(R"(binary.trace:21: '\x7FELF\x01')"));
         EXPECT_THAT(refusal("zero.trace"), HasSubstr("zero.trace:21: a character 0"));
         EXPECT_THAT(refusal("/dev/zero"), HasSubstr("/dev/zero: is no regular file"));
