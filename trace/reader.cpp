@@ -62,12 +62,12 @@ const Event *TraceReader::next() {
 bool TraceReader::read_event() {
     while (const std::optional<std::string_view> line = lines_->next()) {
         ++number_;
+        if (lines_->cut_off() && !head_.empty()) {
+            cut_off_line_ = number_;
+            return false;
+        }
         try {
-            const bool is_event = parse(*line);
-            if (lines_->cut_off() && !head_.empty()) {
-                throw std::invalid_argument("the recording is cut off in this line");
-            }
-            if (is_event) {
+            if (parse(*line)) {
                 line_ = number_;
                 return true;
             }

@@ -50,8 +50,9 @@ class LineReader {
 // Reads a text: its head at once, its events as they are asked for.
 //
 // Throws std::invalid_argument with `name` and the line's number in front: a line that is none, a
-// head that stands behind events or is of another version, times that run backwards, and in a
-// recording (a text with a head) a last line that is cut off.
+// head that stands behind events or is of another version, and times that run backwards. Of a
+// recording (a text with a head) a last line without its newline is left out: whoever wrote it was
+// ended in the middle of it, and half an event may be another one.
 class TraceReader final : public EventReader {
  public:
     TraceReader(std::unique_ptr<LineReader> lines, std::string_view name);
@@ -60,6 +61,9 @@ class TraceReader final : public EventReader {
 
     const Event *next() override;
     [[nodiscard]] std::size_t line() const override { return line_; }
+
+    // The line that was left out at the end, once the end has been read.
+    [[nodiscard]] std::optional<std::size_t> cut_off_line() const { return cut_off_line_; }
 
  private:
     bool read_event();
@@ -74,6 +78,7 @@ class TraceReader final : public EventReader {
     std::uint64_t latest_us_ = 0;
     std::size_t line_ = 0;    // of the event
     std::size_t number_ = 0;  // of the last line
+    std::optional<std::size_t> cut_off_line_;
 };
 
 // A text in memory: head, events, and each event's line in it.

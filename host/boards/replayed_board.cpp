@@ -45,7 +45,7 @@ class ReplayedBoard final : public HostBoard {
         : uri_(options.uri),
           console_(console),
           report_(options.replay_report),
-          trace_(recording_of(options.uri)),
+          trace_(recording_of(options.uri), console),
           board_(trace_.head(), trace_.recording(), clock_),
           listener_([this](std::string_view line) { board_.player().message(line); }) {
         board_.before_each_event(StandardErrorCapture::hand_over);

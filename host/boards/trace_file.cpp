@@ -22,9 +22,6 @@ namespace host {
 
 namespace {
 
-// Some days of polling; what is larger is no trace of ours.
-constexpr std::size_t largest_trace = std::size_t{1} << 30U;
-
 constexpr std::size_t part_size = 65536;
 
 [[noreturn]] void refuse(const std::string &file, std::string_view problem) {
@@ -95,9 +92,6 @@ class StoredText {
                 refuse(fmt::format("{}:{}", file_, lines + 1), "a character 0; this is no text");
             }
             size_ += got;
-            if (size_ > largest_trace) {
-                refuse(file_, fmt::format("larger than {} MiB", largest_trace >> 20U));
-            }
         }
         if (std::ferror(stream_.get()) != 0) {
             refuse(file_, std::strerror(errno));
@@ -155,7 +149,7 @@ class StoredLines final : public trace::LineReader {
 
 }  // namespace
 
-TraceFile::TraceFile(const std::string &name)
+TraceFile::TraceFile(const std::string &name, Console &console)
     : name_(name), text_(std::make_shared<StoredText>(name)) {
     try {
         trace::TraceReader reader = read();
@@ -164,6 +158,10 @@ TraceFile::TraceFile(const std::string &name)
         }
         head_ = reader.head();
         last_line_ = reader.line();
+        if (const auto cut_off = reader.cut_off_line()) {
+            console.note(fmt::format(
+                "{}:{}: the recording is cut off in this line, which is left out", name, *cut_off));
+        }
     } catch (const std::invalid_argument &problem) {
         throw Failure(ExitStatus::bad_input, problem.what());
     }
@@ -178,11 +176,6 @@ trace::Recording TraceFile::recording() const {
     return [text = text_, name = name_] {
         return std::make_unique<trace::TraceReader>(std::make_unique<StoredLines>(text), name);
     };
-}
-
-trace::Trace read_trace(const std::string &file) {
-    trace::TraceReader reader = TraceFile(file).read();
-    return trace::rest_of(reader);
 }
 
 }  // namespace host

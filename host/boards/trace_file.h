@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "host/terminal/console.h"
 #include "trace/reader.h"
 
 namespace host {
@@ -18,7 +19,8 @@ class TraceFile {
  public:
     // Reads it through once. Throws InputError for a file that cannot be read, and Failure
     // (bad_input) saying what is wrong anywhere in it, with the file's name and the line's number.
-    explicit TraceFile(const std::string &name);
+    // A last line that is cut off is left out, and noted on the console.
+    TraceFile(const std::string &name, Console &console);
 
     [[nodiscard]] const trace::TraceHead &head() const { return head_; }
     [[nodiscard]] std::size_t events() const { return events_; }
@@ -38,8 +40,5 @@ class TraceFile {
     std::size_t events_ = 0;
     std::size_t last_line_ = 0;
 };
-
-// The whole of a trace in memory. Throws as TraceFile does.
-trace::Trace read_trace(const std::string &file);
 
 }  // namespace host

@@ -27,8 +27,8 @@ struct Replay {
     std::exception_ptr lost_log;  // why the driver log could not be written, if it could not
 };
 
-std::vector<std::string> words_to_replay(const ReplayOptions &options) {
-    const TraceFile trace(options.file);
+std::vector<std::string> words_to_replay(const ReplayOptions &options, Console &console) {
+    const TraceFile trace(options.file, console);
     const auto command = options.command ? options.command : trace.head().value("command");
     if (!command) {
         refuse_usage(
@@ -134,7 +134,7 @@ void write_text(Output &output, const Replay &replay, const std::string &file) {
 ExitStatus run_replay(Program &program, const ReplayOptions &options, const CommandReader &reader) {
     program.honour_only("trace replay", {"plugin", "driver-log"});
     program.refuse_rows("trace replay");
-    const auto words = words_to_replay(options);
+    const auto words = words_to_replay(options, program.console);
     Output output(program.options.format, program.options.output);
     const CommandReading reading = read_recorded(reader, words, program.console);
     const auto *request = std::get_if<CommandRequest>(&reading);

@@ -122,7 +122,7 @@ void show_document(Output &output, trace::TraceReader trace) {
 ExitStatus show_trace(Program &program, const TraceShowOptions &options) {
     program.honour_only("trace show", {});
     program.refuse_rows("trace show");
-    const TraceFile trace(options.file);
+    const TraceFile trace(options.file, program.console);
     Output output(program.options.format, program.options.output);
     if (output.format() == Format::text) {
         show_text(output, trace.read());
@@ -222,8 +222,8 @@ trace::Fingerprints fingerprints_of(const TraceFile &file, bool with_time) {
 ExitStatus diff_traces(Program &program, const TraceDiffOptions &options) {
     program.honour_only("trace diff", {});
     program.refuse_rows("trace diff");
-    const TraceFile file_a(options.a);
-    const TraceFile file_b(options.b);
+    const TraceFile file_a(options.a, program.console);
+    const TraceFile file_b(options.b, program.console);
     const std::vector<trace::DiffHunk> hunks = trace::differences(
         fingerprints_of(file_a, options.with_time), fingerprints_of(file_b, options.with_time));
     Excerpts a(file_a);
@@ -263,19 +263,18 @@ ExitStatus export_trace(Program &program, const TraceExportOptions &options) {
         refuse_usage(fmt::format("-o {} asks for another form than --to {} does; name another file",
                                  *program.options.output, options.form));
     }
-    const trace::Trace trace = read_trace(options.file);
-    if (options.form == "jsonl") {
-        Output output(Format::jsonl, program.options.output);
-        output.json(tagged("ds3000.trace.head/1", {{"head", head_json(trace.head)}}));
-        for (const trace::Event &event : trace.events) {
-            output.json(tagged("ds3000.trace.event/1", json_of(event)));
+    const TraceFile file(options.file, program.console);
+    trace::TraceReader events = file.read();
+    const bool is_script = options.form != "jsonl";
+    Output output(is_script ? Format::text : Format::jsonl, program.options.output);
+    if (is_script) {
+        write_i2ctransfer_script(events, options.file,
+                                 [&output](const std::string &line) { output.line(line); });
+    } else {
+        output.json(tagged("ds3000.trace.head/1", {{"head", head_json(events.head())}}));
+        while (const trace::Event *event = events.next()) {
+            output.json(tagged("ds3000.trace.event/1", json_of(*event)));
         }
-        output.finish();
-        return ExitStatus::done;
-    }
-    Output output(Format::text, program.options.output);
-    for (const std::string &line : i2ctransfer_script(trace, options.file)) {
-        output.line(line);
     }
     output.finish();
     return ExitStatus::done;

@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <optional>
-#include <utility>
 
 #include "ds3000/hw/hdi.h"
 
@@ -48,9 +47,13 @@ std::string received(const trace::Event &event) {
 
 class ScriptWriter {
  public:
+    using Write = std::function<void(const std::string &)>;
+
+    explicit ScriptWriter(const Write &write) : write_(write) {}
+
     void event(const trace::Event &event) {
         if (open_ && continues(event)) {
-            lines.push_back(
+            write_(
                 command(fmt::format("{} r{}", write_part(*open_), event.length), received(event)));
             open_.reset();
             return;
@@ -61,31 +64,28 @@ class ScriptWriter {
                 write(event);
                 break;
             case trace::EventKind::read:
-                lines.push_back(command(write_part(event) + " r1", received(event)));
+                write_(command(write_part(event) + " r1", received(event)));
                 break;
             case trace::EventKind::fetch:
-                lines.push_back(
-                    command(fmt::format("r{}@0x{:02x}", event.length, event.address >> 1U),
-                            received(event)));
+                write_(command(fmt::format("r{}@0x{:02x}", event.length, event.address >> 1U),
+                               received(event)));
                 break;
             case trace::EventKind::wait:
-                lines.push_back(fmt::format("sleep {}.{:06}", event.wait_us / 1'000'000U,
-                                            event.wait_us % 1'000'000U));
+                write_(fmt::format("sleep {}.{:06}", event.wait_us / 1'000'000U,
+                                   event.wait_us % 1'000'000U));
                 break;
             default:
-                lines.push_back("# " + trace::format_body(event));
+                write_("# " + trace::format_body(event));
         }
     }
 
     // A write that was left open, and that no read followed.
     void close_open() {
         if (open_) {
-            lines.push_back("# " + trace::format_body(*open_));
+            write_("# " + trace::format_body(*open_));
             open_.reset();
         }
     }
-
-    std::vector<std::string> lines;
 
  private:
     [[nodiscard]] bool continues(const trace::Event &event) const {
@@ -96,12 +96,13 @@ class ScriptWriter {
         if (event.flags == HDI_OPEN) {
             open_ = event;
         } else if (event.sent.empty()) {
-            lines.push_back("# " + trace::format_body(event));
+            write_("# " + trace::format_body(event));
         } else {
-            lines.push_back(command(write_part(event), outcome_text(event)));
+            write_(command(write_part(event), outcome_text(event)));
         }
     }
 
+    const Write &write_;
     std::optional<trace::Event> open_;
 };
 
@@ -156,15 +157,16 @@ void add_transfer(const trace::Event &event, Json &json) {
 
 }  // namespace
 
-std::vector<std::string> i2ctransfer_script(const trace::Trace &trace, const std::string &name) {
-    ScriptWriter writer;
-    writer.lines = {"#!/bin/sh", "# The transfers of " + name + ". The number of the bus: $1.",
-                    "BUS=${1:?the number of the I2C bus}"};
-    for (const trace::Event &event : trace.events) {
-        writer.event(event);
+void write_i2ctransfer_script(trace::EventReader &events, const std::string &name,
+                              const std::function<void(const std::string &)> &write) {
+    write("#!/bin/sh");
+    write("# The transfers of " + name + ". The number of the bus: $1.");
+    write("BUS=${1:?the number of the I2C bus}");
+    ScriptWriter writer(write);
+    while (const trace::Event *event = events.next()) {
+        writer.event(*event);
     }
     writer.close_open();
-    return std::move(writer.lines);
 }
 
 Json json_of(const trace::Event &event) {

@@ -382,7 +382,6 @@ TEST_F(CtlTrace, export_writes_every_event_as_json) {
 
 TEST_F(CtlTrace, damaged_traces_are_refused_with_file_and_line) {
     record(tune_demo);
-    ASSERT_EQ(shell("head -c 5000 it.trace >cut.trace").status, 0);
     ASSERT_EQ(shell("{ head -n 20 it.trace; printf '\\177ELF\\001\\n'; } >binary.trace").status, 0);
     ASSERT_EQ(shell("{ cat it.trace; sed -n 20p it.trace; } >order.trace").status, 0);
     ASSERT_EQ(shell("{ head -n 20 it.trace; printf 'log a\\000b\\n'; } >zero.trace").status, 0);
@@ -410,7 +409,22 @@ TEST_F(CtlTrace, damaged_traces_are_refused_with_file_and_line) {
         EXPECT_THAT(refusal("none.trace"), HasSubstr("none.trace"));
         EXPECT_THAT(refusal("."), HasSubstr("trace .: "));
     }
-    EXPECT_EQ(ctl("--board replay:cut.trace " + tune_demo).status, 8);
+    EXPECT_EQ(ctl("--board replay:zero.trace " + tune_demo).status, 8);
+}
+
+// As a session leaves it whose process was killed or whose disk was full.
+TEST_F(CtlTrace, a_recording_that_is_cut_off_in_a_line_is_shown_up_to_it) {
+    record(tune_demo);
+    ASSERT_EQ(shell("{ head -n 300 it.trace; printf '[0.13'; } >cut.trace").status, 0);
+    ASSERT_EQ(shell("head -n 300 it.trace >whole.trace").status, 0);
+
+    for (const std::string command : {"show", "replay", "diff whole.trace", "export --to jsonl"}) {
+        const Outcome run = ctl(fmt::format("trace {} cut.trace", command));
+        EXPECT_THAT(run.err, HasSubstr("cut.trace:301: the recording is cut off in this line"));
+        EXPECT_NE(run.status, 8) << command;
+    }
+    EXPECT_EQ(ctl("trace show cut.trace").out, ctl("trace show whole.trace").out);
+    EXPECT_EQ(ctl("trace diff whole.trace cut.trace").status, 0);
 }
 
 TEST_F(CtlTrace, a_recorded_command_that_makes_no_sense_is_refused) {

@@ -4,12 +4,23 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 namespace host {
 namespace {
 
+std::vector<std::string> whole_script(std::string_view text) {
+    std::vector<std::string> lines;
+    trace::TraceReader events = trace::read_text(text);
+    write_i2ctransfer_script(events, "x.trace",
+                             [&lines](const std::string &line) { lines.push_back(line); });
+    return lines;
+}
+
 // The script without its three lines of beginning.
 std::vector<std::string> script(std::string_view text) {
-    auto lines = i2ctransfer_script(trace::parse_trace(text), "x.trace");
+    auto lines = whole_script(text);
     lines.erase(lines.begin(), lines.begin() + 3);
     return lines;
 }
@@ -21,7 +32,7 @@ std::string line(std::string_view text) {
 
 TEST(Export, the_script_takes_its_bus_from_the_command_line) {
     EXPECT_THAT(
-        i2ctransfer_script(trace::parse_trace("wait 1"), "x.trace"),
+        whole_script("wait 1"),
         testing::ElementsAre("#!/bin/sh", "# The transfers of x.trace. The number of the bus: $1.",
                              "BUS=${1:?the number of the I2C bus}", "sleep 0.000001"));
 }
