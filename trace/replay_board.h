@@ -24,6 +24,7 @@ class ReplayBoard : public board::Board {
     void before_each_event(std::function<void()> look) { before_each_event_ = std::move(look); }
 
     [[nodiscard]] Player &player() { return player_; }
+    [[nodiscard]] const Player &player() const { return player_; }
 
     void perform(board::Transfer &transfer) override;
 

@@ -54,19 +54,45 @@ std::uint64_t time_ns() {
 }  // namespace
 
 std::string to_string(BoardLoss loss) {
-    return loss == BoardLoss::bus_lost ? "bus_lost" : "power_lost";
+    switch (loss) {
+        case BoardLoss::bus_lost:
+            return "bus_lost";
+        case BoardLoss::power_lost:
+            return "power_lost";
+        case BoardLoss::departed:
+            break;
+    }
+    return "departed";
 }
 
 std::string explanation_of(BoardLoss loss) {
-    return loss == BoardLoss::bus_lost
-               ? "the board is gone: transfer after transfer to the chips failed; see to the bus, "
-                 "the chips' supply and the adapter"
-               : "the chips lost their power for a moment: they answer, and have forgotten what "
-                 "the driver set up; see to their supply";
+    switch (loss) {
+        case BoardLoss::bus_lost:
+            return "the board is gone: transfer after transfer to the chips failed; see to the "
+                   "bus, the chips' supply and the adapter";
+        case BoardLoss::power_lost:
+            return "the chips lost their power for a moment: they answer, and have forgotten what "
+                   "the driver set up; see to their supply";
+        case BoardLoss::departed:
+            break;
+    }
+    return "the recording has no answer to what is asked of the chips now; it ends here";
 }
 
-BoardWatch::BoardWatch(board::Board &board, std::function<bool()> stopped, bool may_look)
-    : board_(board), stopped_(std::move(stopped)), may_look_(may_look) {}
+BoardWatch::BoardWatch(board::Board &board, std::function<bool()> stopped, bool may_look,
+                       std::function<bool()> departed)
+    : board_(board),
+      stopped_(std::move(stopped)),
+      may_look_(may_look),
+      departed_(std::move(departed)) {}
+
+// From where a recording is departed from, its reads give 0: nothing may be concluded from them.
+void BoardWatch::carry(board::Transfer &transfer) {
+    board_.perform(transfer);
+    if (departed_()) {
+        lose(BoardLoss::departed);
+    }
+}
 
 void BoardWatch::perform(board::Transfer &transfer) {
     const bool is_the_chips = is_to_chips(transfer);
@@ -79,7 +105,7 @@ void BoardWatch::perform(board::Transfer &transfer) {
         return;
     }
     const std::uint64_t begin_ns = time_ns();
-    board_.perform(transfer);
+    carry(transfer);
     if (transfer.kind == Kind::bus_open) {
         bus_ = transfer.bus;
     }
@@ -212,14 +238,14 @@ std::optional<std::uint8_t> BoardWatch::read_register(std::uint8_t reg) {
                                  .flags = HDI_OPEN,
                                  .sent = {reg}};
         const std::uint64_t begin_ns = time_ns();
-        board_.perform(transfer);
+        carry(transfer);
         if (transfer.outcome == board::Transfer::Outcome::ok) {
             transfer.kind = Kind::read;
             transfer.stage = Stage::continued;
             transfer.flags = HDI_COMPLETE;
             transfer.length = 1;
             transfer.received.assign_zeros(1);
-            board_.perform(transfer);
+            carry(transfer);
         }
         const bool succeeded = transfer.outcome == board::Transfer::Outcome::ok;
         account(DEMOD_ADDRESS, succeeded, time_ns() - begin_ns);

@@ -13,8 +13,9 @@ namespace host {
 
 // Why a session has no board any more.
 enum class BoardLoss : std::uint8_t {
-    bus_lost,   // transfer after transfer to the chips fails
-    power_lost  // the chips answer, and have forgotten what the driver set up
+    bus_lost,    // transfer after transfer to the chips fails
+    power_lost,  // the chips answer, and have forgotten what the driver set up
+    departed     // a recording has no answer to what it was not asked when it was made
 };
 
 // "bus_lost"
@@ -29,7 +30,8 @@ std::string explanation_of(BoardLoss loss);
 // are still served.
 //
 // The chips are gone when so many transfers to them failed one after the other, or when those took
-// so long together, or when a look at them says so. A tuner that has answered is watched for itself
+// so long together, when a look at them says so, or when they are a recording's from which the work
+// has departed. A tuner that has answered is watched for itself
 // too: the demodulator's repeater in front of it answers whether it is there or not.
 class BoardWatch final : public board::Board {
  public:
@@ -42,7 +44,11 @@ class BoardWatch final : public board::Board {
     // stopped: whether a person wants the work to end; a transfer that fails then is the last of
     // the work.
     // may_look: whether the board answers what the driver did not ask.
-    BoardWatch(board::Board &board, std::function<bool()> stopped, bool may_look = true);
+    // departed: whether the board is a recording that has no more answers; asked after each
+    // transfer.
+    BoardWatch(
+        board::Board &board, std::function<bool()> stopped, bool may_look = true,
+        std::function<bool()> departed = [] { return false; });
 
     void perform(board::Transfer &transfer) override;
     void attend(const board::HostCall &call) override { board_.attend(call); }
@@ -117,6 +123,7 @@ class BoardWatch final : public board::Board {
         }
     };
 
+    void carry(board::Transfer &transfer);
     bool is_cut_short();
     void account(unsigned address, bool succeeded, std::uint64_t took_ns);
     void account_failure(unsigned address, std::uint64_t took_ns);
@@ -131,6 +138,7 @@ class BoardWatch final : public board::Board {
     board::Board &board_;
     std::function<bool()> stopped_;
     bool may_look_;
+    std::function<bool()> departed_;
     std::function<void()> tell_ = [] {};
     std::atomic<bool> told_ = false;
     std::uint64_t transfers_to_come_ = 0;

@@ -41,7 +41,7 @@ void HostBoard::attach(board::Board &board, const BoardOptions &options) {
         trace_ = std::make_unique<TraceWriter>(board, *options.trace_file, trace_head(options));
         behind = &trace_->board();
     }
-    watch_.emplace(*behind, options.stopped, can_be_looked_at());
+    watch_.emplace(*behind, options.stopped, can_be_looked_at(), [this] { return has_departed(); });
     board::set_board(&*watch_);
 }
 

@@ -53,6 +53,9 @@ class HostBoard {
     // made.
     [[nodiscard]] virtual bool can_be_looked_at() const { return true; }
 
+    // Whether the board is a recording and was asked for something else than it holds.
+    [[nodiscard]] virtual bool has_departed() const { return false; }
+
     // What stands in front of the board, once it is attached.
     [[nodiscard]] BoardWatch &watch() { return *watch_; }
 

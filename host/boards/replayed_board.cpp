@@ -59,7 +59,7 @@ class ReplayedBoard final : public HostBoard {
         if (!finished_) {
             const std::optional<trace::Difference> difference = take_difference();
             if (difference && !report_) {
-                console_.error(difference_text(*difference, recording_of(uri_)));
+                console_.error(text_of(*difference));
             }
         }
     }
@@ -100,6 +100,8 @@ class ReplayedBoard final : public HostBoard {
         return trace_.head().empty() || trace_.head().value("looks").has_value();
     }
 
+    [[nodiscard]] bool has_departed() const override { return board_.player().differs(); }
+
     [[nodiscard]] std::optional<broadcast::Transponder> usual_transponder() const override {
         const auto recorded = trace_.head().value("transponder");
         try {
@@ -115,11 +117,18 @@ class ReplayedBoard final : public HostBoard {
         const std::optional<trace::Difference> difference = take_difference();
         HostBoard::finish();
         if (difference && !report_) {
-            throw Failure(ExitStatus::differs, difference_text(*difference, recording_of(uri_)));
+            throw Failure(ExitStatus::differs, text_of(*difference));
         }
     }
 
  private:
+    // Whoever runs a command on a recording may have asked for something else than was recorded.
+    [[nodiscard]] std::string text_of(const trace::Difference &difference) const {
+        const std::string text = difference_text(difference, recording_of(uri_));
+        const auto command = trace_.head().value("command");
+        return command ? text + "\nThe recorded command: " + *command : text;
+    }
+
     std::optional<trace::Difference> take_difference() {
         trace::Player &player = board_.player();
         const std::optional<trace::Difference> &difference = player.first_difference();

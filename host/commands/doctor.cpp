@@ -184,7 +184,8 @@ ExitStatus run_doctor(Program &program, const DoctorOptions &options) {
     if (aim) {
         arrange_world(*rig, at_port, target, *aim);
     }
-    findings.end_by({.stopped = [&program] { return program.interrupt.requested(); }});
+    findings.end_by({.stopped = [&program] { return program.interrupt.requested(); },
+                     .loss = [&rig] { return rig->loss(); }});
     const auto status = examine(*rig, at_port, options, aim, findings);
     Json facts = about(rig->board(), aim);
     add_complaints(facts, rig->complaints());

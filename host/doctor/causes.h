@@ -46,6 +46,10 @@ inline constexpr auto causes = std::to_array<Cause>({
     {"bus", "bus_slow", Health::warning, ExitStatus::done,
      "Raise the bus clock or find out what holds the transfers up: a host call that parks the "
      "worker thread waits for the poll under way, some hundred transfers"},
+    {"bus", "departed", Health::failed, ExitStatus::differs,
+     "Only an examination that was recorded can be repeated on its recording, with the same "
+     "options. What else was recorded tells its own: ds3000-ctl trace replay FILE --data",
+     "standby"},
     {"addresses", "no_chip", Health::failed, ExitStatus::hardware_absent,
      "Is this the right bus, is the chip supplied and out of reset? Addresses here are 8-bit write "
      "addresses: 0xD0 is 0x68 in 7 bits"},

@@ -19,6 +19,18 @@ std::string filled(std::string_view text, std::string_view figure) {
     return whole.append(text);
 }
 
+const Cause &cause_of(BoardLoss loss) {
+    switch (loss) {
+        case BoardLoss::bus_lost:
+            return cause_at("tuner", "bus_lost");
+        case BoardLoss::power_lost:
+            return cause_at("tuner", "power_lost");
+        case BoardLoss::departed:
+            break;
+    }
+    return cause_at("bus", "departed");
+}
+
 }  // namespace
 
 void Finding::blame(const Cause &found, std::string_view figure) {
@@ -65,9 +77,7 @@ void Findings::tell_loss(Step step) {
         return;
     }
     const BoardLoss loss = *end_.loss();
-    Finding gone = finding_of(loss == BoardLoss::bus_lost ? cause_at("tuner", "bus_lost")
-                                                          : cause_at("tuner", "power_lost"),
-                              explanation_of(loss));
+    Finding gone = finding_of(cause_of(loss), explanation_of(loss));
     gone.step = step;
     add(std::move(gone));
 }

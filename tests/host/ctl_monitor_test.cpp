@@ -215,9 +215,26 @@ TEST_F(CtlMonitor, is_replayed_without_a_difference) {
 TEST_F(CtlMonitor, of_a_recording_ends_with_it) {
     write_file("world.toml", carrier_and(""));
     ASSERT_EQ(monitor("--for 3 --trace trace").status, 0);
-    run = ctl(fmt::format("monitor --board replay:trace {}", numbers));
-    EXPECT_NE(run.status, 0);
-    EXPECT_GE(lines(run.out).size(), 3U) << run.err;
+    run = ctl(fmt::format("monitor --board replay:trace --format json {}", numbers));
+    EXPECT_EQ(run.status, 10);
+    whole = parse_json(run.out);
+    EXPECT_EQ(breaks_schema(whole, "monitor"), "");
+    EXPECT_EQ(whole.at("reason"), "departed");
+    EXPECT_EQ(whole.at("readings").size(), 3U) << run.err;
+}
+
+// Chips that read 0 behind the recording's end have not lost their power, and no lock was lost.
+TEST_F(CtlMonitor, of_a_recording_concludes_nothing_from_what_it_does_not_hold) {
+    write_file("world.toml", carrier_and(""));
+    ASSERT_EQ(monitor("--for 5 --every 2 --trace trace").status, 0);
+    for (const char *other : {"--every 1", "--every 2 --for 30", "--every 0.3 --for 5"}) {
+        run = ctl(fmt::format("monitor --board replay:trace --format json {} {}", numbers, other));
+        EXPECT_EQ(run.status, 10) << other;
+        EXPECT_EQ(parse_json(run.out).at("losses"), 0) << other;
+        EXPECT_THAT(run.err, HasSubstr("the recording has no answer"));
+        EXPECT_THAT(run.err, HasSubstr("The recorded command: monitor --frequency"));
+        EXPECT_THAT(run.err, Not(HasSubstr("power")));
+    }
 }
 
 TEST_F(CtlMonitor, supplies_the_lnb_to_its_end) {

@@ -13,6 +13,7 @@ namespace tests {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 
 const std::string tune_demo =
     "tune --frequency 11421M --polarisation H --symbol-rate 22000k --system dvbs";
@@ -123,6 +124,16 @@ TEST_F(CtlTrace, a_recorded_examination_is_replayed_without_a_difference) {
     const Outcome wrong = ctl("doctor --board replay:altered.trace");
     EXPECT_EQ(wrong.status, 8);
     EXPECT_THAT(wrong.err, HasSubstr("altered.trace: meta transponder: '11494000k Q"));
+}
+
+TEST_F(CtlTrace, an_examination_of_another_command_s_recording_blames_nothing_on_the_board) {
+    record("monitor --frequency 11494M --polarisation H --symbol-rate 22M --system dvbs2 --for 1");
+
+    const Outcome run = ctl("doctor --board replay:it.trace");
+
+    EXPECT_EQ(run.status, 10);
+    EXPECT_THAT(run.out, HasSubstr("failed   bus           the recording has no answer"));
+    EXPECT_THAT(run.out, Not(HasSubstr("hdi_Check_i2c_address")));
 }
 
 TEST_F(CtlTrace, info_on_a_recording_leaves_out_what_only_a_simulated_board_knows) {
