@@ -245,6 +245,9 @@ void add_trace_replay(CLI::App &trace, Job &job) {
     replay->add_option("FILE", options->file, "the trace")->required()->type_name("");
     replay->add_option("--command", options->command,
                        "what to run instead of the recorded command: 'tune TABLE ROW'");
+    replay->add_flag("--data", options->data,
+                     "write what the command finds, its readings say, in the form of --format and "
+                     "-o; without it whether it did the same again");
     replay->callback([&job, options] {
         job = [options](Program &program) {
             return run_replay(program, *options, read_command_line);

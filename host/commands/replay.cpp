@@ -24,7 +24,7 @@ namespace {
 struct Replay {
     ReplayReport report;
     ExitStatus session = ExitStatus::done;
-    std::exception_ptr lost_log;  // why the driver log could not be written, if it could not
+    std::exception_ptr lost_file;  // why data or driver log could not be written, if they could not
 };
 
 std::vector<std::string> words_to_replay(const ReplayOptions &options, Console &console) {
@@ -60,12 +60,17 @@ CommandReading read_recorded(const CommandReader &reader, const std::vector<std:
     return reading;
 }
 
-// Carry out the recorded command on the recording. Its data go nowhere: the report is what counts.
-Replay replay(const std::string &file, const CommandRequest &request, const Program &program) {
+// Carry out the recorded command on the recording. Its data go nowhere, for the report is what
+// counts, unless they are wanted.
+Replay replay(const ReplayOptions &wanted, const CommandRequest &request, const Program &program) {
     GlobalOptions options = request.options;
-    options.board = "replay:" + file;
+    options.board = "replay:" + wanted.file;
     options.plugin = program.options.plugin;
     options.output = "/dev/null";
+    if (wanted.data) {
+        options.format = program.options.format;
+        options.output = program.options.output.value_or("-");
+    }
     options.driver_log = program.options.driver_log;
     options.verbose = program.options.verbose;
     options.quiet = !options.verbose;
@@ -74,18 +79,17 @@ Replay replay(const std::string &file, const CommandRequest &request, const Prog
     console.set_verbose(options.verbose);
     const auto report = std::make_shared<ReplayReport>();
     Program player{request.given, options, console, program.interrupt, report};
-    std::exception_ptr lost_log;
-    // Of what the recorded command writes only the driver log goes anywhere.
+    std::exception_ptr lost_file;
     const Job job = [&](Program &played) {
         try {
             return request.job(played);
         } catch (const OutputError &) {
-            lost_log = std::current_exception();
+            lost_file = std::current_exception();
             return ExitStatus::internal_error;
         }
     };
     const ExitStatus session = run_job(job, player);
-    return {*report, session, lost_log};
+    return {*report, session, lost_file};
 }
 
 Json difference_json(const trace::Difference &difference) {
@@ -120,12 +124,23 @@ Json replay_json(const Replay &replay, const std::string &file) {
     return json;
 }
 
-void write_text(Output &output, const Replay &replay, const std::string &file) {
-    const ReplayReport &report = replay.report;
-    output.line(fmt::format("{}: {} of {} events came, {}", file, report.played, report.events,
-                            report.difference ? "then a difference" : "no difference"));
+std::string count_text(const ReplayReport &report, const std::string &file) {
+    return fmt::format("{}: {} of {} events came, {}", file, report.played, report.events,
+                       report.difference ? "then a difference" : "no difference");
+}
+
+void write_text(Output &output, const ReplayReport &report, const std::string &file) {
+    output.line(count_text(report, file));
     if (report.difference) {
         output.line(difference_text(*report.difference, file));
+    }
+}
+
+// Beside data the report is for people.
+void say(Console &console, const ReplayReport &report, const std::string &file) {
+    console.note(count_text(report, file));
+    if (report.difference) {
+        console.error(difference_text(*report.difference, file));
     }
 }
 
@@ -133,12 +148,17 @@ void write_text(Output &output, const Replay &replay, const std::string &file) {
 
 ExitStatus run_replay(Program &program, const ReplayOptions &options, const CommandReader &reader) {
     program.honour_only("trace replay", {"plugin", "driver-log"});
-    program.refuse_rows("trace replay");
+    if (!options.data) {
+        program.refuse_rows("trace replay without --data");
+    }
     const auto words = words_to_replay(options, program.console);
-    Output output(program.options.format, program.options.output);
+    std::optional<Output> report;
+    if (!options.data) {
+        report.emplace(program.options.format, program.options.output);
+    }
     const CommandReading reading = read_recorded(reader, words, program.console);
     const auto *request = std::get_if<CommandRequest>(&reading);
-    const Replay replayed = request != nullptr ? replay(options.file, *request, program)
+    const Replay replayed = request != nullptr ? replay(options, *request, program)
                                                : Replay{{}, std::get<ExitStatus>(reading), {}};
     if (replayed.report.events == 0) {
         throw Failure(
@@ -149,12 +169,20 @@ ExitStatus run_replay(Program &program, const ReplayOptions &options, const Comm
         program.console.note(
             "The driver loads another firmware image than the one recorded, of the same length.");
     }
-    present(output, {.text = [&](Output &text) { write_text(text, replayed, options.file); },
-                     .json = [&] { return replay_json(replayed, options.file); }});
-    if (replayed.lost_log) {
-        std::rethrow_exception(replayed.lost_log);
+    if (report) {
+        present(*report,
+                {.text = [&](Output &text) { write_text(text, replayed.report, options.file); },
+                 .json = [&] { return replay_json(replayed, options.file); }});
+    } else {
+        say(program.console, replayed.report, options.file);
     }
-    return replayed.report.difference ? ExitStatus::differs : ExitStatus::done;
+    if (replayed.lost_file) {
+        std::rethrow_exception(replayed.lost_file);
+    }
+    if (replayed.report.difference) {
+        return ExitStatus::differs;
+    }
+    return options.data ? replayed.session : ExitStatus::done;
 }
 
 }  // namespace host

@@ -11,6 +11,7 @@ namespace host {
 struct ReplayOptions {
     std::string file;
     std::optional<std::string> command;  // absent: the recorded one
+    bool data = false;                   // write what the command writes, not a report
 };
 
 // `reader` reads the recorded command.

@@ -212,6 +212,20 @@ TEST_F(CtlMonitor, is_replayed_without_a_difference) {
     EXPECT_EQ(again.out, recorded.out);
 }
 
+TEST_F(CtlMonitor, is_read_again_from_its_recording) {
+    write_file("world.toml", carrier_and(fade(30, 4'000, 9'000)));
+    const Outcome recorded = monitor("--for 12 --every 2 --format csv --trace trace");
+    const Outcome replayed = ctl("trace replay trace --data --format csv");
+    EXPECT_EQ(replayed.status, 6) << "the lock was lost then";
+    EXPECT_EQ(replayed.out, recorded.out);
+    EXPECT_THAT(replayed.err, HasSubstr("no difference"));
+
+    EXPECT_EQ(ctl("trace replay trace --data -o again.csv").status, 6);
+    EXPECT_EQ(read_file("again.csv"), recorded.out);
+    EXPECT_EQ(ctl("trace replay trace --data -o trace").status, 2);
+    EXPECT_EQ(ctl("trace replay trace --format csv").status, 2);
+}
+
 TEST_F(CtlMonitor, of_a_recording_ends_with_it) {
     write_file("world.toml", carrier_and(""));
     ASSERT_EQ(monitor("--for 3 --trace trace").status, 0);
