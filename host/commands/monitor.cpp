@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/commands/monitor.h"
 
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -9,6 +10,8 @@
 
 #include "host/cable/describe.h"
 #include "host/commands/tune_way.h"
+#include "host/doctor/reception_judgement.h"
+#include "host/doctor/reception_words.h"
 #include "host/monitor/meter_screen.h"
 #include "host/session/channel.h"
 #include "host/session/pace.h"
@@ -63,6 +66,24 @@ void say_what_lacked_data(Console &console, const MonitorReport &report) {
     }
 }
 
+// Where the oscillators were seen to be, in the middle of what was seen.
+void say_how_lnb_drifts(Console &console, const std::optional<broadcast::Lnb> &lnb,
+                        const MonitorSummary &summary) {
+    const Span<std::int32_t> &drift = summary.drift_khz;
+    if (!lnb || drift.empty()) {
+        return;
+    }
+    const std::int32_t farthest_khz = -drift.least() > drift.most() ? drift.least() : drift.most();
+    if (const Cause *cause = cause_of(CarrierReading{.drift_khz = farthest_khz})) {
+        const Finding finding =
+            finding_of(*cause,
+                       fmt::format("the LNB's oscillator was {:+} to {:+} kHz off", drift.least(),
+                                   drift.most()),
+                       oscillators_moved_by(*lnb, (drift.least() + drift.most()) / 2));
+        console.note(fmt::format("{}. {}", finding.measured, finding.advice));
+    }
+}
+
 ExitStatus watch_to_its_end(const Program &program, ChipRig &rig, ChipSession &session,
                             const TunePlan &plan, const WatchedChannel &channel,
                             const WatchOptions &options, Output &output) {
@@ -94,7 +115,8 @@ ExitStatus monitor_directly(Program &program, const MonitorOptions &options) {
                                      [&] {
                                          tune_directly(session, way.plan);
                                          rig.judge().see_cable(way.request);
-                                     }},
+                                     },
+                                 .lnb = way.lnb},
                                 options.watch, output);
     });
 }
@@ -182,6 +204,7 @@ MonitorReport watch_channel(const Program &program, ChipRig &rig, ChipSession &s
              }});
     on_screen.reset();
     say_what_lacked_data(program.console, report);
+    say_how_lnb_drifts(program.console, channel.lnb, writer.summary());
     report.watched_ms = ms_since(begin_ns);
     report.cut_short_by = rig.cut_short_by();
     report.complaints = rig.complaints();

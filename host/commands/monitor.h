@@ -40,6 +40,9 @@ struct WatchedChannel {
     std::string title;             // what a person calls it
     Json about;                    // the members of a result that say what it is
     std::function<void()> set_up;  // once more
+
+    // The LNB whose oscillators are counted on; absent behind a unit, which has its own.
+    std::optional<broadcast::Lnb> lnb = {};
 };
 
 // Stay on a channel and show how its reception does, until the time is over or the work must end.

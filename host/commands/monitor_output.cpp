@@ -63,6 +63,9 @@ Json summary_json(const MonitorSummary &summary, const MonitorReport &report) {
     json["locked_ms"] = report.lock.locked_ms();
     json["losses"] = report.lock.losses();
     json["restarts"] = report.lock.restarts();
+    if (const LockRecord::Gap gap = report.lock.longest_gap(); gap.ms != 0) {
+        json["longest_gap"] = {{"from_ms", gap.from_ms}, {"ms", gap.ms}};
+    }
     if (!summary.quality_db.empty()) {
         json["least_quality_db"] = summary.quality_db.least();
         json["most_quality_db"] = summary.quality_db.most();
@@ -70,6 +73,10 @@ Json summary_json(const MonitorSummary &summary, const MonitorReport &report) {
     if (!summary.margin_db.empty()) {
         json["least_margin_db"] = hundredths(summary.margin_db.least());
         json["most_margin_db"] = hundredths(summary.margin_db.most());
+    }
+    if (!summary.carrier_above_khz.empty()) {
+        json["least_carrier_offset_khz"] = summary.carrier_above_khz.least();
+        json["most_carrier_offset_khz"] = summary.carrier_above_khz.most();
     }
     if (summary.errors_of != 0) {
         json["errors"] = {{"count", summary.errors},
@@ -87,6 +94,10 @@ void write_summary(Output &output, const MonitorSummary &summary, const MonitorR
                     in_seconds(report.watched_ms), in_seconds(report.lock.locked_ms()),
                     times_in_words(report.lock.losses()), times_in_words(report.lock.restarts()),
                     report.cut_short_by.empty() ? "" : "; " + report.cut_short_by));
+    if (const LockRecord::Gap gap = report.lock.longest_gap(); gap.ms != 0) {
+        output.line(fmt::format("longest without lock {:.1f} s, from {:.1f} s on",
+                                in_seconds(gap.ms), in_seconds(gap.from_ms)));
+    }
     if (!summary.quality_db.empty()) {
         output.line(
             fmt::format("C/N {} to {} dB", summary.quality_db.least(), summary.quality_db.most()));
@@ -94,6 +105,11 @@ void write_summary(Output &output, const MonitorSummary &summary, const MonitorR
     if (!summary.margin_db.empty()) {
         output.line(fmt::format("margin {:+.1f} to {:+.1f} dB", summary.margin_db.least(),
                                 summary.margin_db.most()));
+    }
+    if (!summary.carrier_above_khz.empty()) {
+        output.line(fmt::format("carrier {:+} to {:+} kHz from its place",
+                                summary.carrier_above_khz.least(),
+                                summary.carrier_above_khz.most()));
     }
     if (summary.errors_of != 0) {
         output.line(fmt::format("errors {} of {} {}", summary.errors, summary.errors_of,

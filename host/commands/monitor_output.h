@@ -35,6 +35,8 @@ class MonitorWriter {
 
     void finish(const MonitorReport &report);
 
+    [[nodiscard]] const MonitorSummary &summary() const { return summary_; }
+
     // The whole, but for the schema tag.
     [[nodiscard]] Json whole(const MonitorReport &report) const;
 

@@ -67,13 +67,14 @@ Replay replay(const ReplayOptions &wanted, const CommandRequest &request, const 
     options.board = "replay:" + wanted.file;
     options.plugin = program.options.plugin;
     options.output = "/dev/null";
+    options.quiet = !program.options.verbose;
     if (wanted.data) {
         options.format = program.options.format;
         options.output = program.options.output.value_or("-");
+        options.quiet = program.options.quiet;
     }
     options.driver_log = program.options.driver_log;
     options.verbose = program.options.verbose;
-    options.quiet = !options.verbose;
     Console console;
     console.set_quiet(options.quiet);
     console.set_verbose(options.verbose);
@@ -144,6 +145,18 @@ void say(Console &console, const ReplayReport &report, const std::string &file) 
     }
 }
 
+void say_what_came(const Replay &replayed, const std::string &file, Console &console) {
+    if (replayed.report.events == 0) {
+        throw Failure(
+            replayed.session == ExitStatus::done ? ExitStatus::bad_input : replayed.session,
+            fmt::format("{}: the recorded command did not come to a board", file));
+    }
+    if (replayed.report.other_firmware) {
+        console.note(
+            "The driver loads another firmware image than the one recorded, of the same length.");
+    }
+}
+
 }  // namespace
 
 ExitStatus run_replay(Program &program, const ReplayOptions &options, const CommandReader &reader) {
@@ -151,7 +164,10 @@ ExitStatus run_replay(Program &program, const ReplayOptions &options, const Comm
     if (!options.data) {
         program.refuse_rows("trace replay without --data");
     }
-    const auto words = words_to_replay(options, program.console);
+    // With data the recorded command speaks for itself, and of the file, too.
+    Console silent;
+    silent.set_quiet(true);
+    const auto words = words_to_replay(options, options.data ? silent : program.console);
     std::optional<Output> report;
     if (!options.data) {
         report.emplace(program.options.format, program.options.output);
@@ -160,15 +176,7 @@ ExitStatus run_replay(Program &program, const ReplayOptions &options, const Comm
     const auto *request = std::get_if<CommandRequest>(&reading);
     const Replay replayed = request != nullptr ? replay(options, *request, program)
                                                : Replay{{}, std::get<ExitStatus>(reading), {}};
-    if (replayed.report.events == 0) {
-        throw Failure(
-            replayed.session == ExitStatus::done ? ExitStatus::bad_input : replayed.session,
-            fmt::format("{}: the recorded command did not come to a board", options.file));
-    }
-    if (replayed.report.other_firmware) {
-        program.console.note(
-            "The driver loads another firmware image than the one recorded, of the same length.");
-    }
+    say_what_came(replayed, options.file, program.console);
     if (report) {
         present(*report,
                 {.text = [&](Output &text) { write_text(text, replayed.report, options.file); },

@@ -212,7 +212,8 @@ ExitStatus tune_in(Program &program, const TuneOptions &options, const Target &t
             program, rig, session, reader,
             {.title = title_of(target),
              .about = stands_alone ? json_of(target, way.lnb, way.plan) : Json::object(),
-             .set_up = [&] { tune_directly(session, way.plan); }},
+             .set_up = [&] { tune_directly(session, way.plan); },
+             .lnb = way.lnb},
             options.watching, output, tune);
     } else {
         present(output, tune);

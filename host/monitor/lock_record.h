@@ -21,6 +21,15 @@ class LockRecord {
     // For how long there was lock, all told.
     [[nodiscard]] std::uint64_t locked_ms() const;
 
+    // A time without lock behind one with it.
+    struct Gap {
+        std::uint64_t from_ms = 0;
+        std::uint64_t ms = 0;  // 0: there was none
+    };
+
+    // The longest until now; of several the first.
+    [[nodiscard]] Gap longest_gap() const;
+
     // A search that has not found the carrier in this time begins anew.
     static constexpr std::uint64_t longest_search_ms = 3'000;
 
@@ -30,11 +39,14 @@ class LockRecord {
     [[nodiscard]] unsigned restarts() const { return restarts_; }
 
  private:
+    [[nodiscard]] Gap longer_one(std::uint64_t until_ms) const;
+
     bool locked_ = false;
     std::uint64_t since_ms_ = 0;
     std::uint64_t polled_ms_ = 0;
     std::uint64_t search_began_ms_ = 0;
     std::uint64_t locks_before_ms_ = 0;  // how long those lasted that are over
+    Gap longest_before_;                 // of those that are over
     unsigned losses_ = 0;
     unsigned restarts_ = 0;
 };

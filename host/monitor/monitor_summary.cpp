@@ -10,6 +10,10 @@ void MonitorSummary::add(const ReceptionReading &reading) {
             margin_db.add(*margin);
         }
     }
+    if (reading.carrier) {
+        carrier_above_khz.add(reading.carrier->above_khz);
+        drift_khz.add(reading.carrier->drift_khz);
+    }
     if (reading.errors) {
         errors += reading.errors->errors;
         errors_of += reading.errors->of;

@@ -31,6 +31,8 @@ class Span {
 struct MonitorSummary {
     Span<int> quality_db;
     Span<double> margin_db;
+    Span<std::int32_t> carrier_above_khz;
+    Span<std::int32_t> drift_khz;  // of the LNB's oscillator, by that
     std::uint64_t errors = 0;
     std::uint64_t errors_of = 0;  // 0: nothing was counted
     ErrorCount::Unit errors_unit = ErrorCount::Unit::bits;

@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <utility>
+
 namespace tests {
 namespace {
 
@@ -36,6 +39,26 @@ TEST(LockRecord, knows_since_when_and_for_how_long) {
     EXPECT_EQ(record.since_ms(), 1'000U);
     EXPECT_EQ(record.locked_ms(), 650U) << "400 and 250";
     EXPECT_EQ(record.losses(), 1U);
+}
+
+TEST(LockRecord, knows_the_longest_time_without_lock_and_when_it_began) {
+    LockRecord record;
+    const auto longest = [&record] {
+        return std::pair(record.longest_gap().from_ms, record.longest_gap().ms);
+    };
+    record.polled(false, 5'000);
+    EXPECT_EQ(record.longest_gap().ms, 0U) << "there was no lock to be lost";
+    record.polled(true, 6'000);
+    record.polled(false, 7'000);
+    record.polled(false, 7'400);
+    EXPECT_EQ(longest(), std::pair(std::uint64_t{7'000}, std::uint64_t{400})) << "goes on";
+    record.polled(true, 7'500);
+    record.polled(false, 9'000);
+    record.polled(false, 9'500);
+    EXPECT_EQ(longest(), std::pair(std::uint64_t{7'000}, std::uint64_t{500})) << "not longer yet";
+    record.polled(true, 9'600);
+    record.polled(true, 20'000);
+    EXPECT_EQ(longest(), std::pair(std::uint64_t{9'000}, std::uint64_t{600}));
 }
 
 TEST(LockRecord, wants_a_search_begun_anew_that_found_nothing_in_three_seconds) {
