@@ -166,8 +166,10 @@ void ReplacedFile::publish() {
 }
 
 void ReplacedFile::fail(int error) const {
+    const std::string rest =
+        part_.empty() || empty_ ? "" : fmt::format("; what came before is in {}", part_);
     const std::string message =
-        fmt::format("{} cannot be written: {}", title_, std::strerror(error));
+        fmt::format("{} cannot be written: {}{}", title_, std::strerror(error), rest);
     if (error == EINTR) {
         throw WritingStopped(fmt::format("cancelled before {} could be written", title_));
     }
