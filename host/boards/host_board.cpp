@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "host/boards/host_board.h"
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
+
+#include <ctime>
 
 #include "board/clock.h"
 
@@ -29,6 +32,9 @@ void take_every_turn() {
         clock->befall(faults);
     }
 }
+
+// "2026-11-24T02:13:05Z"
+std::string day_and_time() { return fmt::format("{:%FT%TZ}", fmt::gmtime(std::time(nullptr))); }
 
 }  // namespace
 
@@ -80,6 +86,9 @@ trace::TraceHead HostBoard::trace_head(const BoardOptions &options) const {
         head.add("preemption", "1");
     }
     head.add("clock", clock != nullptr ? "virtual" : "system");
+    if (clock == nullptr) {
+        head.add("begun", day_and_time());
+    }
     return head;
 }
 

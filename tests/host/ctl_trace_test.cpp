@@ -62,6 +62,7 @@ TEST_F(CtlTrace, a_recording_says_what_made_it_and_holds_everything) {
               "--system=dvbs");
     EXPECT_EQ(trace.head.value("board"), "sim");
     EXPECT_EQ(trace.head.value("clock"), "virtual");
+    EXPECT_EQ(trace.head.value("begun"), std::nullopt) << "two runs are the same";
     const auto has = [&trace](trace::EventKind kind, const std::string &text) {
         return std::any_of(trace.events.begin(), trace.events.end(), [&](const auto &event) {
             return event.kind == kind && event.text == text;

@@ -234,6 +234,7 @@ TEST_F(CtlBoardInRealTime, ctrl_c_leaves_the_supply_off) {
     EXPECT_EQ(run.status, 130) << run.err;
     EXPECT_EQ(parse_json(run.out).at("locked"), false) << run.out;
     EXPECT_EQ(last_supply_command(), "0x0A w 00");
+    EXPECT_EQ(folder.shell("grep -c '^meta begun 20[0-9-]*T[0-9:]*Z$' trace").out, "1\n");
 }
 
 TEST_F(CtlBoardInRealTime, ctrl_c_breaks_off_a_transfer_that_never_ends) {
