@@ -8,6 +8,7 @@
 #include <memory>
 #include <utility>
 
+#include "host/boards/replayed_board.h"
 #include "host/cable/describe.h"
 #include "host/commands/tune_way.h"
 #include "host/doctor/reception_judgement.h"
@@ -222,6 +223,12 @@ ExitStatus status_of(const MonitorReport &report) {
 }
 
 ExitStatus run_monitor(Program &program, const MonitorOptions &options) {
+    if (is_replay_uri(program.options.board) && !names_a_target(options.target)) {
+        refuse_usage(fmt::format(
+            "monitor on a recording needs the transponder that was recorded; ds3000-ctl trace "
+            "replay {} --data repeats the recorded command",
+            recording_of(program.options.board)));
+    }
     return options.band.user_band.empty() ? monitor_directly(program, options)
                                           : monitor_user_band(program, options);
 }

@@ -252,6 +252,9 @@ TEST_F(CtlMonitor, is_read_again_from_its_recording) {
     EXPECT_EQ(ctl("trace replay trace --data -o again.csv").status, 6);
     EXPECT_EQ(read_file("again.csv"), recorded.out);
     EXPECT_EQ(ctl("trace replay trace --data -o trace").status, 2);
+    run = ctl("monitor --board replay:trace");
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.err, HasSubstr("ds3000-ctl trace replay trace --data"));
     EXPECT_EQ(ctl("trace replay trace --format csv").status, 2);
 }
 
