@@ -108,7 +108,10 @@ dvb_ts_tuner_get_metadata_ds3000_and_ts2022(void);
 
 #ifdef __cplusplus
 }
+#endif
 
+/* Whoever includes this checks the layout on the way, where the language can. */
+#if defined(__cplusplus) && __cplusplus >= 201703L
 static_assert(sizeof(tune_request) == 26 * sizeof(uint32_t), "tune request: 26 words");
 static_assert(offsetof(tune_request, frequency) == 1 * sizeof(uint32_t));
 static_assert(offsetof(tune_request, polarisation) == 13 * sizeof(uint32_t));
