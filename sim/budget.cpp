@@ -178,7 +178,8 @@ Budget budget_of(const Carrier &carrier, const FrontEnd &front_end, const Standi
     const double level_dbm = carrier.level_dbm - standing.fade_db;
     const double total_dbm = std::max(standing.total_dbm, level_dbm);
     const double others = broadcast::from_db(total_dbm - level_dbm) - 1;
-    set(Impairment::lnb_noise, broadcast::from_db(standing.fade_db - carrier.cn_db));
+    set(Impairment::lnb_noise,
+        broadcast::from_db(standing.fade_db + standing.noise_db - carrier.cn_db));
     set(Impairment::tuner_noise,
         broadcast::from_db(thermal_dbm_hz + front_end.noise_figure_db - level_dbm) *
             transponder.symbol_rate);

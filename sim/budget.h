@@ -28,6 +28,7 @@ std::string to_string(Impairment impairment);
 // How a carrier stands before the demodulator.
 struct Standing {
     double fade_db = 0;
+    double noise_db = 0;       // how much more there is of the LNB's
     bool leaked = false;       // it is of the other polarisation, whose loss is in the fade
     double distance_khz = 0;   // from the tuner's oscillator
     double bandwidth_khz = 1;  // of the tuner's filter, from the oscillator to one edge

@@ -5,6 +5,8 @@
 #include <iterator>
 #include <limits>
 
+#include "broadcast/modcod.h"
+
 namespace sim {
 
 namespace {
@@ -12,6 +14,29 @@ namespace {
 bool begins_within(const Event &event, std::uint64_t from_ns, std::uint64_t to_ns) {
     const std::uint64_t at_ns = ns_of_ms(event.period.from_ms);
     return at_ns > from_ns && at_ns <= to_ns;
+}
+
+// How far into a period a moment lies: -1 at its beginning, 1 at its end.
+double place_in(const Period &period, std::uint64_t now_ns) {
+    const auto from_ns = static_cast<double>(ns_of_ms(period.from_ms));
+    const auto to_ns = static_cast<double>(ns_of_ms(period.to_ms));
+    return (2 * static_cast<double>(now_ns) - from_ns - to_ns) / (to_ns - from_ns);
+}
+
+// The sun crosses the dish's beam: what it adds to the noise rises and falls as a bell.
+double sun_noise_db(const Event &event, std::uint64_t now_ns) {
+    const double x = place_in(event.period, now_ns);
+    const double bell = (1 - x * x) * (1 - x * x);
+    return broadcast::to_db(1 + (broadcast::from_db(event.db) - 1) * bell);
+}
+
+// The next of the moments at which the world takes over what goes gradually. Of 30 dB none of these
+// steps brings more than 0.6.
+std::uint64_t next_step(const Period &period, std::uint64_t now_ns) {
+    constexpr std::uint64_t steps = 1'000;
+    const std::uint64_t from_ns = ns_of_ms(period.from_ms);
+    const std::uint64_t step_ns = std::max((ns_of_ms(period.to_ms) - from_ns) / steps, ns_of_ms(1));
+    return from_ns + ((now_ns - from_ns) / step_ns + 1) * step_ns;
 }
 
 }  // namespace
@@ -34,6 +59,9 @@ std::uint64_t Calendar::next_after(std::uint64_t now_ns) const {
                 next = std::min(next, ns_of_ms(edge));
             }
         }
+        if (goes_gradually(event.kind) && contains(event.period, now_ns)) {
+            next = std::min(next, next_step(event.period, now_ns));
+        }
     }
     return next;
 }
@@ -47,6 +75,9 @@ Weather Calendar::weather_at(std::uint64_t now_ns) const {
         switch (event.kind) {
             case Event::Kind::rain_fade:
                 weather.fade_db += event.db;
+                break;
+            case Event::Kind::sun_outage:
+                weather.noise_db += sun_noise_db(event, now_ns);
                 break;
             case Event::Kind::lnb_drift:
                 weather.drift_khz += event.khz;

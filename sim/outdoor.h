@@ -45,6 +45,7 @@ struct Tone {
 // What the weather and the cable do at a moment.
 struct Weather {
     double fade_db = 0;
+    double noise_db = 0;  // how much more of it comes from the LNB
     std::int32_t drift_khz = 0;
     bool cable_pulled = false;
     bool cable_shorted = false;

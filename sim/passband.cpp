@@ -53,7 +53,7 @@ struct Reach {
     const TunerOutput &tuner;
     const FrontEnd &front_end;
     bool mirrored;
-    double fade_db;
+    Weather weather;
     double total_dbm;
     double leak_db = 0;  // of the other polarisation
 };
@@ -84,7 +84,8 @@ Budget budget_of(const Candidate &candidate, const Reach &reach) {
     const Carrier &carrier = *candidate.carrier;
     const CarrierSearch &search = reach.search;
     Standing standing;
-    standing.fade_db = reach.fade_db + reach.leak_db;
+    standing.fade_db = reach.weather.fade_db + reach.leak_db;
+    standing.noise_db = reach.weather.noise_db;
     standing.leaked = reach.leak_db > 0;
     standing.distance_khz = candidate.if_khz - reach.tuner.lo_khz;
     standing.bandwidth_khz = reach.tuner.bandwidth_khz;
@@ -113,7 +114,8 @@ bool wavers(const Candidate &candidate, const Reach &reach) {
         return false;
     }
     Standing best = best_standing_of(carrier);
-    best.fade_db = reach.fade_db;
+    best.fade_db = reach.weather.fade_db;
+    best.noise_db = reach.weather.noise_db;
     return budget_of(carrier, reach.front_end, best).cn_db() < carrier.threshold_db;
 }
 
@@ -374,7 +376,7 @@ Spectrum Passband::spectrum(bool mirrored, double cross_polarisation_db) const {
         return spectrum;
     }
     const double direction = iq_swap_ != mirrored ? -1 : 1;
-    const double fade_db = outdoor_->weather().fade_db;
+    const double cn_loss_db = outdoor_->weather().fade_db + outdoor_->weather().noise_db;
     spectrum.half_span_khz = tuner_->bandwidth_khz;
     for_each_leg_and_leakage(cross_polarisation_db, [&](const Leg &leg, double loss_db) {
         for_each_carrier_of(leg, [&](const Carrier &carrier, double if_khz, bool) {
@@ -384,7 +386,7 @@ Spectrum Passband::spectrum(bool mirrored, double cross_polarisation_db) const {
             spectrum.lines.push_back({direction * (if_khz - tuner_->lo_khz),
                                       carrier.transponder.symbol_rate / 1000.0,
                                       pulse_of(carrier.transponder).roll_off,
-                                      broadcast::from_db(carrier.cn_db - fade_db - loss_db)});
+                                      broadcast::from_db(carrier.cn_db - cn_loss_db - loss_db)});
         });
     });
     add_harmonics(spectrum, *tuner_, direction);
@@ -430,7 +432,7 @@ double Passband::noise_power() const {
             of_cable = std::max(of_cable, power);
         }
     }
-    return of_bands + of_cable;
+    return (of_bands + of_cable) * broadcast::from_db(outdoor_->weather().noise_db);
 }
 
 double Passband::level_dbm(double cross_polarisation_db) const {
@@ -493,7 +495,7 @@ FoundCarrier Passband::find_among_carriers(const CarrierSearch &search,
                 *tuner_,
                 *front_end_,
                 iq_swap_ != search.mirrored,
-                outdoor_->weather().fade_db,
+                outdoor_->weather(),
                 level_dbm(cross_polarisation_db)};
     Candidate best;
     const auto choose = [&](const Carrier &carrier, double if_khz, bool inverted) {

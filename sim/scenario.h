@@ -131,7 +131,8 @@ struct Event {
         brown_out,        // at from_ms: every chip back to its power-on state
         foreign_message,  // at from_ms: another receiver on the cable sends a DiSEqC message
         cable_shorted,    // the supply meets a short circuit and trips
-        new_modcod        // from from_ms on a carrier is sent with another modulation and code rate
+        new_modcod,       // from from_ms on a carrier is sent with another modulation and code rate
+        sun_outage        // up to db more noise, most of it in the middle of the period
     };
     Kind kind = Kind::rain_fade;
     Period period = {};
@@ -143,6 +144,9 @@ struct Event {
     broadcast::CodeRate code_rate = {};
     std::vector<std::uint8_t> bytes = {};
 };
+
+// Whether what an event does changes all through its period, and not at its ends alone.
+constexpr bool goes_gradually(Event::Kind kind) { return kind == Event::Kind::sun_outage; }
 
 // What goes wrong on the bus. It befalls every `every`th of the transfers of its part, address and
 // register within its period, from the nth on, `count` of them, each with the chance `share`.

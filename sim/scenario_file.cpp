@@ -70,6 +70,7 @@ constexpr auto event_kinds = std::to_array<Named<Event::Kind>>({
     {"foreign_message", Event::Kind::foreign_message},
     {"cable_shorted", Event::Kind::cable_shorted},
     {"new_modcod", Event::Kind::new_modcod},
+    {"sun_outage", Event::Kind::sun_outage},
 });
 
 constexpr auto switch_types = std::to_array<Named<Switch::Type>>({
@@ -132,6 +133,7 @@ class Reader {
     }
     void read_event(Section section);
     static void read_new_modcod(Section &section, Event &event);
+    static void read_sun_outage(Section &section, Event &event);
     void read_fault(Section section);
     void read_clock(Section section) { sim::read_clock(section, scenario_.time); }
     void read_schedule(Section section) { sim::read_schedule(section, scenario_.time); }
@@ -500,6 +502,9 @@ void Reader::read_event(Section section) {
         case Event::Kind::new_modcod:
             read_new_modcod(section, event);
             break;
+        case Event::Kind::sun_outage:
+            read_sun_outage(section, event);
+            break;
     }
     section.done();
     scenario_.events.push_back(event);
@@ -515,6 +520,14 @@ void Reader::read_new_modcod(Section &section, Event &event) {
                    event.polarisation);
     section.choice("modulation", broadcast::modulation_named, modulation_names, event.modulation);
     section.choice("code_rate", broadcast::code_rate_named, code_rate_names, event.code_rate);
+}
+
+// What rises and falls has a middle only if it ends.
+void Reader::read_sun_outage(Section &section, Event &event) {
+    section.needs("db");
+    section.needs("to_ms");
+    section.number("db", 0, 30, event.db);
+    section.period(event.period);
 }
 
 void Reader::read_fault(Section section) {

@@ -62,6 +62,15 @@ TEST(Budget, fade_raises_both_noises_over_the_carrier) {
     EXPECT_THAT(db_of(carrier, standing, Impairment::tuner_noise), DoubleNear(-89.6 + 51, 0.01));
 }
 
+TEST(Budget, more_noise_from_the_lnb_leaves_the_tuners_as_it_is) {
+    const sim::Carrier carrier = carrier_of();
+    sim::Standing standing = standing_of(carrier);
+    standing.noise_db = 6;
+
+    EXPECT_THAT(db_of(carrier, standing, Impairment::lnb_noise), DoubleNear(-11, 0.01));
+    EXPECT_THAT(db_of(carrier, standing, Impairment::tuner_noise), DoubleNear(-89.6 + 45, 0.01));
+}
+
 TEST(Budget, both_standards_lose_the_same_against_ideal_thresholds) {
     sim::Carrier dvbs = carrier_of();
     sim::Carrier dvbs2 = dvbs;

@@ -207,6 +207,17 @@ TEST_F(CableSpectrum, rain_takes_from_it_while_it_lasts) {
     EXPECT_NEAR(level_db(1'150'000), with_noise_db(cn_db), 1e-9);
 }
 
+TEST_F(CableSpectrum, sun_takes_as_much_as_it_adds_to_the_noise) {
+    scenario.events = {
+        {.kind = Event::Kind::sun_outage, .period = {.from_ms = 3'000, .to_ms = 7'000}, .db = 8}};
+    select(false, false);
+
+    sleep_ms(5'000 - static_cast<std::uint32_t>(clock().now_ns() / 1'000'000));
+    EXPECT_NEAR(level_db(1'150'000), with_noise_db(cn_db - 8), 1e-3);
+    sleep_ms(2'000);
+    EXPECT_NEAR(level_db(1'150'000), with_noise_db(cn_db), 1e-9);
+}
+
 TEST_F(CableSpectrum, goes_by_no_tuner_and_no_exchange_of_i_and_q) {
     select(false, false);
     const std::vector<double> untuned = receiver().cable_spectrum_db(950'000, 2'150'000, 500);

@@ -19,6 +19,10 @@ using sim::Reason;
 
 class Faults : public ReceiverTest {
  protected:
+    void sleep_until_ms(std::uint32_t at_ms) {
+        sleep_ms(at_ms - static_cast<std::uint32_t>(clock().now_ns() / 1'000'000));
+    }
+
     double cn_db_of_a_diverged_equaliser() {
         scenario.faults = {{.kind = Fault::Kind::equaliser_divergence}};
         start();
@@ -111,6 +115,47 @@ TEST_F(Faults, light_rain_lowers_the_quality_only) {
 
     EXPECT_EQ(poll(), LOCK_LOCKED);
     EXPECT_NEAR(receiver().verdict().cn_db, 13 - 0.8, 0.2);
+}
+
+// The bell is (1 - x²)²: a quarter of the way into the period, and three quarters, 0.5625. Noise of
+// four times there in the middle, 6.02 dB more, is 1 + 3 × 0.5625 there, 4.29 dB.
+TEST_F(Faults, sun_behind_the_satellite_takes_quality_gradually_and_gives_it_back) {
+    scenario.events = {{.kind = Event::Kind::sun_outage,
+                        .period = {.from_ms = 60'000, .to_ms = 660'000},
+                        .db = 6.0206}};
+    scenario.level_spread_db = 0;
+    start();
+    tune(demo_transponder(11'100));
+    ASSERT_TRUE(locks());
+    const double before = receiver().verdict().cn_db;
+
+    sleep_until_ms(60'000);
+    EXPECT_NEAR(receiver().verdict().cn_db, before, 0.05);
+    sleep_until_ms(210'000);
+    EXPECT_NEAR(receiver().verdict().cn_db, 17 - 0.8 - 4.29, 0.15);
+    sleep_until_ms(360'000);
+    EXPECT_NEAR(receiver().verdict().cn_db, 17 - 0.8 - 6.02, 0.15);
+    sleep_until_ms(510'000);
+    EXPECT_NEAR(receiver().verdict().cn_db, 17 - 0.8 - 4.29, 0.15);
+    sleep_until_ms(660'000);
+    EXPECT_EQ(receiver().verdict().cn_db, before);
+    EXPECT_EQ(poll(), LOCK_LOCKED);
+}
+
+// Unlike rain, which takes from both.
+TEST_F(Faults, sun_behind_the_satellite_takes_the_lock_and_raises_the_level) {
+    scenario.events = {
+        {.kind = Event::Kind::sun_outage, .period = {.from_ms = 3'000, .to_ms = 9'000}, .db = 15}};
+    start();
+    tune(demo_transponder(11'100));
+    ASSERT_TRUE(locks());
+    const double gain_before = receiver().gain_centidb();
+
+    sleep_until_ms(6'000);
+
+    EXPECT_NE(poll(), LOCK_LOCKED);
+    EXPECT_THAT(receiver().verdict(), HasReason(Reason::cn_below_threshold));
+    EXPECT_LT(receiver().gain_centidb(), gain_before - 100);
 }
 
 TEST_F(Faults, drifting_lnb_moves_the_carrier_under_a_lock) {
